@@ -1,0 +1,51 @@
+# How this project declares its rooms, tests and benchmarks.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+find_package(Threads REQUIRED)
+
+# What every target of this project is compiled with.
+add_library(localstorage_flags INTERFACE)
+target_compile_options(localstorage_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow
+    $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wthread-safety>
+    $<$<BOOL:${LOCALSTORAGE_WERROR}>:-Werror>)
+target_include_directories(localstorage_flags INTERFACE
+    ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/src/Record)
+target_link_libraries(localstorage_flags INTERFACE Threads::Threads)
+if(LOCALSTORAGE_SANITIZE)
+    target_compile_options(localstorage_flags INTERFACE
+        -fsanitize=${LOCALSTORAGE_SANITIZE} -fno-omit-frame-pointer)
+    target_link_options(localstorage_flags INTERFACE -fsanitize=${LOCALSTORAGE_SANITIZE})
+    if(LOCALSTORAGE_SANITIZE MATCHES "undefined")
+        target_compile_options(localstorage_flags INTERFACE -fno-sanitize-recover=undefined)
+    endif()
+endif()
+
+# localstorage_room(NAME source...): one room of the library, as objects that the library and the
+# tests link alike. Every room compiles and depends on the rooms below it only.
+function(localstorage_room name)
+    if(NOT ARGN)
+        return()  # nothing in it yet
+    endif()
+    add_library(room_${name} OBJECT ${ARGN})
+    target_link_libraries(room_${name} PUBLIC localstorage_flags)
+endfunction()
+
+# localstorage_test(NAME SOURCES source... ROOMS room... [LIBRARIES library...]): one test program,
+# each of whose cases is a test of its own.
+function(localstorage_test name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;ROOMS;LIBRARIES" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE localstorage_flags ${ARG_LIBRARIES}
+        GTest::gmock GTest::gtest_main)
+    foreach(room IN LISTS ARG_ROOMS)
+        target_link_libraries(${name} PRIVATE room_${room})
+    endforeach()
+    gtest_discover_tests(${name} PROPERTIES TIMEOUT 240 DISCOVERY_TIMEOUT 60)
+endfunction()

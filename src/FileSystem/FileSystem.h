@@ -1,0 +1,49 @@
+// Helpers on directories, paths and space that the log, the index and the engine share.
+//
+// They stand directly on the portable runtime and log nothing. Walks skip "." and "..", and never
+// follow a link: a link is an entry like a file. Any thread.
+
+#ifndef LOCALSTORAGE_FILESYSTEM_FILESYSTEM_H
+#define LOCALSTORAGE_FILESYSTEM_FILESYSTEM_H
+
+#include <cstdint>
+#include <list>
+#include <string>
+
+#include "Osl/Osl.h"
+
+/// Removes `strPath` with everything below it. Single failures do not stop the walk. True when
+/// nothing of it is left.
+bool DeleteDirectory(const std::string& strPath);
+
+/// Appends the bare names of the sub-directories and of all other entries of `strDir`, in the order
+/// the directory gives them. False when it could not be read to its end: then the lists may lack
+/// entries, and nobody may take them for the whole directory.
+bool GetSubTargetList(const std::string& strDir, std::list<std::string>& lsSubDir,
+                      std::list<std::string>& lsSubFile);
+
+/// Makes every directory that a prefix of `pPath` names which ends before a separator ("/" or "\"),
+/// so the last component only when the path ends with one. Directories that this call made get the
+/// mode 0777; those that were there keep theirs. Prefixes must stay below 260 bytes. True when all
+/// of them exist in the end.
+bool MakeFullPath(const char* pPath);
+
+/// Turns every "\" into "/" in place and appends a "/" where the last character is none: the buffer
+/// needs room for one more. Null is ignored; the text must not be empty.
+void ReplaceBlackSlash(char* pPath);
+
+/// Gives a path the mode 0777.
+void SetMacAccessAttr(const char* pPath);
+
+/// True (the list is rejected) exactly when the list is empty. Deliberate: a directory named twice
+/// passes here, and gets one index later.
+bool VerifyDuplicateDisk(const std::list<std::string>& lsRecDir);
+
+/// Attributes of the entry `strName` of the directory `strDir`; false when there is none.
+bool GetFolderAttribute(const std::string& strDir, const std::string& strName, OSL_FINFO_S& stInfo);
+
+/// Free space of the file system that holds `pPath`, in MiB, rounded down, blocks reserved for root
+/// included; 0 when the system cannot tell.
+void GetDiskUsableSpace(const char* pPath, std::uint64_t& nUsableSpace);
+
+#endif  // LOCALSTORAGE_FILESYSTEM_FILESYSTEM_H
