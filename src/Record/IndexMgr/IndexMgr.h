@@ -1,0 +1,122 @@
+// The index manager: the one object through which the engine reaches the indexes of its record
+// directories.
+//
+// It owns one index per record directory, locks the directories against other engines, and sends
+// every change and every question to the right index. The remote-backup layout has a binary index
+// (CIndex); the client layout is found by scanning (CKestrelIndex).
+//
+// Threads: Initialize and Release must not overlap any other call. All other operations may come
+// from any threads at once; each index has its own lock, which is never held across a callback.
+
+#ifndef LOCALSTORAGE_INDEXMGR_INDEXMGR_H
+#define LOCALSTORAGE_INDEXMGR_INDEXMGR_H
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "IndexMgr/IndexRecords.h"
+
+class CIndex;
+class CKestrelIndex;
+class CRecordDir;
+
+/// Days that a deletion pass leaves alone: paths of day folders, "<strOldestDir>/<strOldestDate>"
+/// as the oldest-file queries gave them.
+using PassedOverDays = std::set<std::string>;
+
+class CIndexMgr {
+public:
+    /// Layout of the storage. Any other value makes every operation do nothing.
+    enum StorageType : std::uint32_t {
+        STORAGE_TYPE_RECORD = 0,  ///< remote backup: binary index
+        STORAGE_TYPE_KESTREL = 1  ///< client layout: scanned
+    };
+
+    /// What WriteIndex does.
+    enum IndexType : std::uint32_t {
+        INDEX_TYPE_ADD = 0,
+        INDEX_TYPE_NONE = 1,  ///< Deliberate: nothing, like any other value
+        INDEX_TYPE_DELETE = 2
+    };
+
+    CIndexMgr();
+    explicit CIndexMgr(StorageType enumStorageType);
+    /// Call Release first: what is still held is dropped without a last flush.
+    virtual ~CIndexMgr();
+    CIndexMgr(const CIndexMgr&) = delete;
+    CIndexMgr& operator=(const CIndexMgr&) = delete;
+
+    /// Makes each directory that does not exist, locks it, and builds its index (reading, checking
+    /// and if need be repairing it). A directory listed twice gets one index. 0: ready; 1: failed,
+    /// or another engine holds a directory; 2: an index could be neither read nor repaired. After a
+    /// failure call Release.
+    int Initialize(const std::list<std::string>& lsRecDir);
+    /// Writes every index a last time, unlocks the directories and forgets everything.
+    void Release();
+
+    /// Enters or removes the record file of that path; removing one that has no entry changes
+    /// nothing. A path that is none of this manager's, or whose names are not valid, is logged and
+    /// changes nothing. Remote-backup layout only. The file itself is not touched.
+    void WriteIndex(const std::string& strRecFilePath, IndexType enumIndexType);
+
+    /// Removes the entry of a file that turned out to be gone already. True: it is out of the index
+    /// (client layout: there is none); false: its disk is not there or the file still is, and
+    /// the entry stays.
+    bool ForgetMissingFile(const std::string& strRecFilePath);
+
+    /// Cuts a record file's path into record directory (without trailing slashes) and the three
+    /// bodies. False, and everything untouched, when the path does not lead through the record
+    /// folder or a name in it is not valid.
+    bool ParseRecFilePath(const std::string& strRecFilePath, std::string& strPrevPath,
+                          indexLevel1Body& stLevel1, indexLevel2Body& stLevel2,
+                          indexLevel3Body& stLevel3) const;
+
+    /// Appends the paths of a channel's recordings that overlap [start, end), of all directories,
+    /// sorted by path, to `lsRecFile` (merging, if it holds sorted paths) and returns how many.
+    /// Days are filtered first: a recording that began on a day before that of `start` is not
+    /// found. Remote-backup layout only.
+    int QueryRecFile(const std::string& strChannel, RecFileType enumRecFileType,
+                     const fileTimeInfo& stStart, const fileTimeInfo& stEnd,
+                     std::list<std::string>& lsRecFile);
+
+    /// The oldest day of all directories, without those passed over: `strOldestDir` is the folder
+    /// that holds the day ("<record directory>/<record folder>"), `strOldestDate` the day's name;
+    /// the paths of the day's files are appended to `lsRecFile`: those of the index, and those that
+    /// lie in its folders under a valid name without an entry. Returns how many.
+    ///
+    /// With no day left both texts stay as they were (pass empty ones) and the result is 0: the
+    /// pass ends. A day without any file gives both texts and 0: it can be tidied and passed over.
+    /// A day whose folder is gone leaves the index, and its directory is left out this once.
+    int QueryOldestRecFile(std::string& strOldestDir, std::string& strOldestDate,
+                           std::list<std::string>& lsRecFile,
+                           const PassedOverDays& setPassedOver = {});
+
+    /// The same for snapshot pictures. Deliberate: the remote-backup layout never overwrites
+    /// pictures and answers nothing.
+    int QueryOldestImgFile(std::string& strOldestDir, std::string& strOldestDate,
+                           std::list<std::string>& lsImgFile,
+                           const PassedOverDays& setPassedOver = {});
+
+    /// False while the directory does not lie on the file system on which it lay at Initialize (or
+    /// when it was made): its disk was pulled. Then it has no room, nothing may be made below it,
+    /// and nothing in it counts as gone. Unknown directories are present.
+    bool IsDirPresent(const std::string& strRecDir) const;
+    /// Tells that the directory (missing until now) has just been made: remembers its file system
+    /// and locks it.
+    void DirMade(const std::string& strRecDir);
+
+private:
+    struct Entry;
+
+    Entry* FindEntry(std::string_view strRecDir) const;
+
+    std::map<std::string, std::unique_ptr<Entry>> m_mIndex;
+    StorageType m_enumStorageType;
+};
+
+#endif  // LOCALSTORAGE_INDEXMGR_INDEXMGR_H

@@ -1,0 +1,192 @@
+#include "IndexMgr/Names.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+bool IsNumber(std::string_view strText) {
+    return !strText.empty() && std::all_of(strText.begin(), strText.end(), IsDigit);
+}
+
+// Digits only, fits the field, and no leading zeros: what std::to_string gives back.
+template <typename T>
+bool ParseExact(std::string_view strText, T& value) {
+    if (!IsNumber(strText) || (strText.size() > 1 && strText[0] == '0')) return false;
+    return std::from_chars(strText.data(), strText.data() + strText.size(), value).ec ==
+           std::errc();
+}
+
+// The number of exactly `nDigits` digits at `pText`; the caller has made sure that they are digits.
+unsigned FixedNumber(const char* pText, int nDigits) {
+    unsigned nValue = 0;
+    for (int i = 0; i < nDigits; ++i) nValue = nValue * 10 + static_cast<unsigned>(pText[i] - '0');
+    return nValue;
+}
+
+dateInfo FixedDate(const char* pText) {
+    return {static_cast<std::uint16_t>(FixedNumber(pText, 4)),
+            static_cast<std::uint8_t>(FixedNumber(pText + 4, 2)),
+            static_cast<std::uint8_t>(FixedNumber(pText + 6, 2))};
+}
+
+fileTimeInfo FixedTime(const char* pText) {
+    const dateInfo stDate = FixedDate(pText);
+    return {stDate.wYear,
+            stDate.byMonth,
+            stDate.byDay,
+            static_cast<std::uint8_t>(FixedNumber(pText + 8, 2)),
+            static_cast<std::uint8_t>(FixedNumber(pText + 10, 2)),
+            static_cast<std::uint8_t>(FixedNumber(pText + 12, 2)),
+            0};
+}
+
+char* PutTwoDigits(char* pText, unsigned nValue) {
+    *pText++ = static_cast<char>('0' + nValue / 10);
+    *pText++ = static_cast<char>('0' + nValue % 10);
+    return pText;
+}
+
+char* PutTime(char* pText, const fileTimeInfo& stTime) {
+    pText = PutTwoDigits(pText, stTime.wYear / 100u);
+    pText = PutTwoDigits(pText, stTime.wYear % 100u);
+    pText = PutTwoDigits(pText, stTime.byMonth);
+    pText = PutTwoDigits(pText, stTime.byDay);
+    pText = PutTwoDigits(pText, stTime.byHour);
+    pText = PutTwoDigits(pText, stTime.byMinute);
+    return PutTwoDigits(pText, stTime.bySecond);
+}
+
+// The parts of a channel folder's name around its first and last "_".
+struct ChannelParts {
+    std::string_view strText, strNum1, strNum2;
+};
+
+// False when the name has not the shape text_number_number at all.
+bool SplitChannel(std::string_view strName, ChannelParts& stParts) {
+    const std::size_t nFirst = strName.find('_');
+    const std::size_t nLast = strName.rfind('_');
+    if (nFirst == nLast) return false;  // none, or only one
+    stParts.strText = strName.substr(0, nFirst);
+    stParts.strNum1 = strName.substr(nFirst + 1, nLast - nFirst - 1);
+    stParts.strNum2 = strName.substr(nLast + 1);
+    return IsNumber(stParts.strNum1) && IsNumber(stParts.strNum2);
+}
+
+void SetCameraID(indexLevel2Body& stBody, std::string_view strText) {
+    std::memcpy(stBody.szCameraID, strText.data(), strText.size());
+}
+
+// Cuts the last component off `strPath`; false when there is no "/" in front of it.
+bool CutLast(std::string_view& strPath, std::string_view& strLast) {
+    const std::size_t nSlash = strPath.rfind('/');
+    if (nSlash == std::string_view::npos) return false;
+    strLast = strPath.substr(nSlash + 1);
+    strPath = strPath.substr(0, nSlash);
+    return true;
+}
+
+}  // namespace
+
+bool IsCameraID(std::string_view strName) {
+    const auto isRefused = [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return c == '/' || c == '\\' || byte < 0x20 || byte == 0x7F;
+    };
+    return !strName.empty() && strName.size() <= CAMERA_ID_MAX && strName != "." &&
+           strName != ".." && std::none_of(strName.begin(), strName.end(), isRefused);
+}
+
+ChannelForm ClassifyChannel(std::string_view strName) {
+    ChannelParts stParts;
+    if (!IsCameraID(strName)) return ChannelForm::NotStorable;
+    if (!SplitChannel(strName, stParts)) return ChannelForm::Bare;
+    std::uint16_t wNum1;
+    std::uint8_t byNum2;
+    return ParseExact(stParts.strNum1, wNum1) && ParseExact(stParts.strNum2, byNum2)
+               ? ChannelForm::Numbered
+               : ChannelForm::NotStorable;
+}
+
+bool VerifyDateDir(std::string_view strName) {
+    return strName.size() == DAY_NAME_SIZE && IsNumber(strName);
+}
+
+bool VerifyChannelDir(std::string_view strName) {
+    return ClassifyChannel(strName) == ChannelForm::Numbered;
+}
+
+bool VerifyRecFile(std::string_view strName) {
+    return strName.size() == REC_FILE_NAME_SIZE && strName[14] == '_' && strName[29] == '_' &&
+           IsNumber(strName.substr(0, 14)) && IsNumber(strName.substr(15, 14)) &&
+           IsDigit(strName[30]) && strName.substr(31) == ".mp4";
+}
+
+bool ConvertStrDateToIndexLevel1Body(std::string_view strName, indexLevel1Body& stBody) {
+    if (!VerifyDateDir(strName)) return false;
+    stBody.stDate = FixedDate(strName.data());
+    return true;
+}
+
+bool ConvertStrChannelToIndexLevel2Body(std::string_view strName, indexLevel2Body& stBody) {
+    const ChannelForm eForm = ClassifyChannel(strName);
+    if (eForm == ChannelForm::NotStorable) return false;
+    stBody = indexLevel2Body();
+    if (eForm == ChannelForm::Bare) {
+        SetCameraID(stBody, strName);
+        stBody.byRes1 = INDEX_BARE_IDENTIFIER;
+        return true;
+    }
+    ChannelParts stParts;
+    SplitChannel(strName, stParts);
+    SetCameraID(stBody, stParts.strText);
+    ParseExact(stParts.strNum1, stBody.wDirNum1);
+    ParseExact(stParts.strNum2, stBody.byDirNum2);
+    return true;
+}
+
+bool ConvertStrRecFileToIndexLevel3Body(std::string_view strName, indexLevel3Body& stBody) {
+    if (!VerifyRecFile(strName)) return false;
+    stBody = indexLevel3Body();
+    stBody.stStartTime = FixedTime(strName.data());
+    stBody.stEndTime = FixedTime(strName.data() + 15);
+    stBody.enumRecFileType = static_cast<RecFileType>(FixedNumber(strName.data() + 30, 1));
+    return true;
+}
+
+std::size_t FormatRecFileName(const indexLevel3Body& stBody, char* pName) {
+    const bool bUsual =
+        stBody.stStartTime.IsPlain() && stBody.stEndTime.IsPlain() && stBody.enumRecFileType <= 9;
+    if (!bUsual) {
+        const int nLength = std::snprintf(
+            pName, REC_FILE_NAME_BUFFER, "%s_%s_%d.mp4", stBody.stStartTime.GetString().c_str(),
+            stBody.stEndTime.GetString().c_str(), static_cast<int>(stBody.enumRecFileType));
+        return static_cast<std::size_t>(nLength);
+    }
+    char* pEnd = PutTime(pName, stBody.stStartTime);
+    *pEnd++ = '_';
+    pEnd = PutTime(pEnd, stBody.stEndTime);
+    *pEnd++ = '_';
+    *pEnd++ = static_cast<char>('0' + stBody.enumRecFileType);
+    std::memcpy(pEnd, ".mp4", 4);
+    return REC_FILE_NAME_SIZE;
+}
+
+bool SplitRecFilePath(std::string_view strPath, recFilePath& stPath) {
+    if (!CutLast(strPath, stPath.strFile) || !CutLast(strPath, stPath.strChannel) ||
+        !CutLast(strPath, stPath.strDay) || !CutLast(strPath, stPath.strRecFolder)) {
+        return false;
+    }
+    stPath.strRecDir = WithoutTrailingSlashes(strPath);
+    return true;
+}
+
+std::string_view WithoutTrailingSlashes(std::string_view strPath) {
+    return strPath.substr(0, strPath.find_last_not_of('/') + 1);
+}

@@ -1,0 +1,84 @@
+// Every name in the record tree: made, parsed and verified. Text only, no I/O, any thread.
+//
+//     <record directory>/<record folder>/<day>/<channel>/<file>
+//
+//     record folder  "RecordFile", later perhaps "BackupFile"            (RecDirName.h)
+//     day            YYYYMMDD                           eight digits, the calendar is not checked
+//     channel        an identifier (IsCameraID), in one of three forms (ClassifyChannel):
+//                      numbered      TEXT_N_N    TEXT has no "_"; the first number is 0 to 65535,
+//                                                the second 0 to 255, neither with leading zeros
+//                      bare          any text that is not digits after its first and last "_"
+//                      not storable  digits there, but numbers that do not come out of the index
+//                                    as they went in: cam_01_2, cam_1_256, cam_70000_1
+//     file           START_END_T.mp4      two times of fourteen digits and one digit for the type
+//
+// A name is valid exactly when parsing it and formatting the result gives back the same text.
+
+#ifndef LOCALSTORAGE_INDEXMGR_NAMES_H
+#define LOCALSTORAGE_INDEXMGR_NAMES_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "IndexMgr/IndexRecords.h"
+
+/// Longest camera identifier in bytes.
+constexpr std::size_t CAMERA_ID_MAX = 63;
+/// Lengths of the names of days and record files.
+constexpr std::size_t DAY_NAME_SIZE = 8;
+constexpr std::size_t REC_FILE_NAME_SIZE = 35;
+
+/// True for a camera identifier that may name a folder: 1 to 63 bytes, not "." or "..", without
+/// "/", "\" and control characters.
+bool IsCameraID(std::string_view strName);
+
+enum class ChannelForm {
+    Numbered,    ///< kept in the three fields of indexLevel2Body
+    Bare,        ///< kept whole in szCameraID
+    NotStorable  ///< cannot be kept: the remote-backup layout refuses it
+};
+/// The form of a channel folder's name; what IsCameraID refuses is not storable.
+ChannelForm ClassifyChannel(std::string_view strName);
+
+// --- Validators --------------------------------------------------------------------------------
+
+bool VerifyDateDir(std::string_view strName);
+/// True for the numbered form alone. A repair keeps folders of bare identifiers too, but only those
+/// that hold a record file.
+bool VerifyChannelDir(std::string_view strName);
+bool VerifyRecFile(std::string_view strName);
+
+// --- Parsers: false, and the body untouched, for a name that is not valid ----------------------
+
+bool ConvertStrDateToIndexLevel1Body(std::string_view strName, indexLevel1Body& stBody);
+/// Takes the numbered and the bare form.
+bool ConvertStrChannelToIndexLevel2Body(std::string_view strName, indexLevel2Body& stBody);
+bool ConvertStrRecFileToIndexLevel3Body(std::string_view strName, indexLevel3Body& stBody);
+
+// --- Formatting without allocation -------------------------------------------------------------
+
+/// Room for any record file's name, its NUL included.
+constexpr std::size_t REC_FILE_NAME_BUFFER = 64;
+/// Writes the name of a record file to `pName` (REC_FILE_NAME_BUFFER bytes) and returns its length;
+/// no NUL is written where the name has its usual REC_FILE_NAME_SIZE characters.
+std::size_t FormatRecFileName(const indexLevel3Body& stBody, char* pName);
+
+// --- Whole paths -------------------------------------------------------------------------------
+
+/// A record file's path, cut into its components; they point into the text that was cut.
+struct recFilePath {
+    std::string_view strRecDir;     ///< the record directory, without trailing slashes
+    std::string_view strRecFolder;  ///< the record folder's name
+    std::string_view strDay;
+    std::string_view strChannel;
+    std::string_view strFile;
+};
+/// Cuts from the end, so that a record directory may have the record folder's name in its own path.
+/// False when there are too few components. Nothing is verified.
+bool SplitRecFilePath(std::string_view strPath, recFilePath& stPath);
+
+/// `strPath` without its trailing slashes: how record directories are compared.
+std::string_view WithoutTrailingSlashes(std::string_view strPath);
+
+#endif  // LOCALSTORAGE_INDEXMGR_NAMES_H
