@@ -22,7 +22,7 @@
 
 // --- Lifecycle and errors (OslSystem.cpp) ------------------------------------------------------
 
-/// Begins / ends the use of the runtime. Counted; the runtime works without either.
+/// Begins / ends the use of the runtime. Nothing on these platforms needs either.
 int OSL_Init();
 void OSL_Fini();
 
@@ -125,7 +125,7 @@ int OSL_CloseDir(OSL_DirHandle hDir);
 int OSL_MakeDir(const char* pPath);
 /// Removes an empty directory.
 int OSL_RemoveDir(const char* pPath);
-/// Gives a path the mode 0777.
+/// Gives what a path names the mode 0777, through a handle; a link in the last component fails.
 int OSL_OpenAccess(const char* pPath);
 
 // --- Disks (OslDisk.cpp, and a file per platform) ----------------------------------------------
@@ -150,10 +150,12 @@ void OSL_UnlockDir(OSL_FileHandle hLock);
 using OSL_ThreadHandle = struct OSL_Thread*;
 using OSL_ThreadProc = std::uint32_t (*)(void*);
 
-/// Starts a thread. `nStackSize` 0: the default; priority and flags are 0; `pThreadId` may be null.
-/// Null on failure. Every handle must be waited for, which frees it.
+/// Starts a thread, on which no signal handler of the host runs. `nStackSize` 0: the default;
+/// priority and flags are 0; `pThreadId` may be null. Null on failure.
 OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t nStackSize,
                                    int nPriority, unsigned nFlags, std::uint64_t* pThreadId);
+/// Waits until the thread has ended and frees the handle; every handle must be waited for. In a
+/// process forked from the creator, where the thread never ran, it fails at once.
 int OSL_Thread_Wait(OSL_ThreadHandle hThread);
 void OSL_Sleep(std::uint32_t nMilliseconds);
 

@@ -1,0 +1,91 @@
+// Making, listing and removing directories.
+
+#include <cerrno>
+#include <string_view>
+
+#include "FileSystem/FileSystem.h"
+
+namespace {
+
+constexpr std::size_t PATH_FIELD = 260;
+
+bool IsSelfOrParent(std::string_view strName) {
+    return strName == "." || strName == "..";
+}
+
+bool IsSeparator(char c) {
+    return c == '/' || c == '\\';
+}
+
+bool IsGone(const std::string& strPath) {
+    OSL_FINFO_S stInfo;
+    return OSL_GetFileInfo(strPath.c_str(), stInfo) != 0 && OSL_GetSystemLastError() == ENOENT;
+}
+
+bool IsDirectory(const std::string& strPath) {
+    OSL_FINFO_S stInfo;
+    return OSL_GetTargetInfo(strPath.c_str(), stInfo) == 0 && stInfo.wFileType == OSL_TYPE_DIR;
+}
+
+/// "/a/b/c" and "/a/b/" give "/a/b": what lies in front of the last separator.
+std::string LastPrefix(const std::string& strPath) {
+    const std::size_t nEnd = strPath.find_last_of("/\\");
+    return nEnd == std::string::npos ? std::string() : strPath.substr(0, nEnd);
+}
+
+/// A path that ends in "/" would lead through a link in its last component.
+std::string WithoutTrailingSlashes(std::string strPath) {
+    while (strPath.size() > 1 && strPath.back() == '/') strPath.pop_back();
+    return strPath;
+}
+
+}  // namespace
+
+bool DeleteDirectory(const std::string& strPath) {
+    const std::string strDir = WithoutTrailingSlashes(strPath);
+    std::list<std::string> lsSubDir, lsSubFile;
+    const bool bWhole = GetSubTargetList(strDir, lsSubDir, lsSubFile);
+    for (const std::string& strName : lsSubDir) DeleteDirectory(strDir + "/" + strName);
+    for (const std::string& strName : lsSubFile) OSL_DeleteFile((strDir + "/" + strName).c_str());
+    if (bWhole && OSL_RemoveDir(strDir.c_str()) == 0) return true;
+    return IsGone(strDir);
+}
+
+bool GetSubTargetList(const std::string& strDir, std::list<std::string>& lsSubDir,
+                      std::list<std::string>& lsSubFile) {
+    const OSL_DirHandle hDir = OSL_OpenDir(strDir.c_str());
+    if (!hDir) return false;
+    OSL_FIND_DATA stData;
+    int nResult = 0;
+    while ((nResult = OSL_FindFileInDir(hDir, stData)) == 0) {
+        if (IsSelfOrParent(stData.szName)) continue;
+        (stData.wFileType == OSL_TYPE_DIR ? lsSubDir : lsSubFile).emplace_back(stData.szName);
+    }
+    OSL_CloseDir(hDir);
+    return nResult == OSL_DIR_END;
+}
+
+bool MakeFullPath(const char* pPath) {
+    const std::string strPath = pPath;
+    const std::string strLast = LastPrefix(strPath);
+    if (strLast.size() >= PATH_FIELD) return false;
+    for (std::size_t nEnd = 1; nEnd <= strLast.size(); ++nEnd) {
+        if (!IsSeparator(strPath[nEnd])) continue;
+        const std::string strPrefix = strPath.substr(0, nEnd);
+        // Deliberate: a directory that was there keeps its mode, or a host that runs as root would
+        // open up every folder above its disks.
+        if (OSL_MakeDir(strPrefix.c_str()) == 0) SetMacAccessAttr(strPrefix.c_str());
+    }
+    return strLast.empty() || IsDirectory(strLast);
+}
+
+void SetMacAccessAttr(const char* pPath) {
+    OSL_OpenAccess(pPath);
+}
+
+bool GetFolderAttribute(const std::string& strDir, const std::string& strName,
+                        OSL_FINFO_S& stInfo) {
+    if (strName.empty() || IsSelfOrParent(strName)) return false;
+    if (strName.find('/') != std::string::npos) return false;  // not an entry of strDir itself
+    return OSL_GetFileInfo((strDir + "/" + strName).c_str(), stInfo) == 0;
+}

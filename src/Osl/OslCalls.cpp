@@ -1,0 +1,50 @@
+#include "Osl/OslCalls.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "Osl/OslPlatform.h"
+
+namespace {
+
+/// Never hands out 0, 1 or 2: in a host that has closed its standard streams, whatever is printed
+/// to them would land in a recording.
+int OpenAboveStandardStreams(const char* pPath, int nFlags, mode_t nMode) {
+    const int nFile = ::open(pPath, nFlags, nMode);
+    if (nFile < 0 || nFile > STDERR_FILENO) return nFile;
+    const int nAbove = ::fcntl(nFile, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int nError = errno;
+    ::close(nFile);
+    errno = nError;
+    return nAbove;
+}
+
+}  // namespace
+
+constinit const OSL_Calls OSL_SYSTEM_CALLS = {
+    .pfnOpen = OpenAboveStandardStreams,
+    .pfnClose = ::close,
+    .pfnRead = ::read,
+    .pfnWrite = ::write,
+    .pfnSeek = ::lseek,
+    .pfnFileMode = ::fchmod,
+    .pfnAccess = ::access,
+    .pfnUnlink = ::unlink,
+    .pfnRename = ::rename,
+    .pfnStatAt = ::fstatat,
+    .pfnOpenDir = ::fdopendir,
+    .pfnReadDir = ::readdir,
+    .pfnCloseDir = ::closedir,
+    .pfnMakeDir = ::mkdir,
+    .pfnRemoveDir = ::rmdir,
+    .pfnStatVfs = ::statvfs,
+    .pfnSyncFileSystem = OSL_PlatformSync,
+    .pfnLock = ::flock,
+    .pfnThreadCreate = ::pthread_create,
+    .pfnClock = ::clock_gettime,
+};
+
+constinit std::atomic<const OSL_Calls*> g_pOslCalls{&OSL_SYSTEM_CALLS};

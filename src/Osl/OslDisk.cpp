@@ -1,0 +1,34 @@
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include "Osl/Osl.h"
+#include "Osl/OslCalls.h"
+#include "Osl/OslHandle.h"
+
+int OSL_GetDiskSpace(const char* pPath, OSL_DISK_SPACE& stSpace) {
+    struct statvfs stStat;
+    if (OSL_Call().pfnStatVfs(pPath, &stStat) != 0) return -1;
+    stSpace.nFreeBlocks = stStat.f_bfree;
+    stSpace.nBlockSize = stStat.f_frsize != 0 ? stStat.f_frsize : stStat.f_bsize;
+    return 0;
+}
+
+int OSL_SyncFileSystem(const char* pPath) {
+    const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_DIRECTORY);
+    if (nFile < 0) return -1;
+    const int nResult = OSL_Call().pfnSyncFileSystem(nFile);
+    OSL_CloseHandle(nFile);
+    return nResult;
+}
+
+OSL_FileHandle OSL_LockDir(const char* pPath) {
+    const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_DIRECTORY);
+    if (nFile < 0) return OSL_INVALID_FILE;
+    if (OSL_Call().pfnLock(nFile, LOCK_EX | LOCK_NB) == 0) return nFile;
+    OSL_CloseHandle(nFile);
+    return OSL_INVALID_FILE;
+}
+
+void OSL_UnlockDir(OSL_FileHandle hLock) {
+    if (hLock != OSL_INVALID_FILE) OSL_CloseHandle(static_cast<int>(hLock));
+}

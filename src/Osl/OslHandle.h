@@ -1,0 +1,18 @@
+// What the files of this room share about the system's file descriptors and modes.
+
+#ifndef LOCALSTORAGE_OSL_OSLHANDLE_H
+#define LOCALSTORAGE_OSL_OSLHANDLE_H
+
+#include <cstdint>
+#include <sys/types.h>
+
+/// open() with close-on-exec; -1 and errno on failure.
+int OSL_OpenHandle(const char* pPath, int nFlags);
+
+/// Closes and leaves errno as it is, for the way out of a failure.
+void OSL_CloseHandle(int nFile);
+
+/// OSL_TYPE_... of a file mode.
+std::uint16_t OSL_TypeOfMode(mode_t nMode);
+
+#endif  // LOCALSTORAGE_OSL_OSLHANDLE_H

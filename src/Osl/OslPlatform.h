@@ -1,0 +1,19 @@
+// What each platform must provide itself: OslLinux.cpp, OslMac.cpp. The build picks the file.
+
+#ifndef LOCALSTORAGE_OSL_OSLPLATFORM_H
+#define LOCALSTORAGE_OSL_OSLPLATFORM_H
+
+#include <cstddef>
+#include <cstdint>
+#include <sys/stat.h>
+
+/// Makes the file system that the open file lies on durable; -1 and errno on failure.
+int OSL_PlatformSync(int nFile);
+
+/// Nanoseconds of the time of the last change of the content.
+std::int64_t OSL_PlatformModifyNano(const struct stat& stStat);
+
+/// The system's words for an error number, thread-safe, in `pText` or in static storage.
+const char* OSL_PlatformErrorText(int nError, char* pText, std::size_t nSize);
+
+#endif  // LOCALSTORAGE_OSL_OSLPLATFORM_H

@@ -1,0 +1,35 @@
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+
+#include "Osl/Osl.h"
+#include "Osl/OslPlatform.h"
+
+int OSL_Init() {
+    return 0;
+}
+
+void OSL_Fini() {}
+
+int OSL_GetSystemLastError() {
+    return errno;
+}
+
+const char* OSL_ErrorText(int nError, char* pText, std::size_t nSize) {
+    char szText[128];
+    std::snprintf(pText, nSize, "%s", OSL_PlatformErrorText(nError, szText, sizeof(szText)));
+    return pText;
+}
+
+void OSL_OutputDebugString(const char* pText) {
+    std::fputs(pText, stderr);
+}
+
+void OSL_OutputDebug(const char* pFormat, ...) {
+    char szText[1024];
+    va_list args;
+    va_start(args, pFormat);
+    std::vsnprintf(szText, sizeof(szText), pFormat, args);
+    va_end(args);
+    OSL_OutputDebugString(szText);
+}

@@ -1,0 +1,84 @@
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <limits.h>
+#include <new>
+#include <signal.h>
+#include <thread>
+#include <unistd.h>
+
+#include "Osl/Osl.h"
+#include "Osl/OslCalls.h"
+
+struct OSL_Thread {
+    OSL_ThreadProc m_pProc;
+    void* m_pArg;
+    pthread_t m_stThread;
+    pid_t m_nProcess;  ///< a process forked from the creator has no such thread
+};
+
+namespace {
+
+void* Run(void* pArg) {
+    const auto* pThread = static_cast<const OSL_Thread*>(pArg);
+    pThread->m_pProc(pThread->m_pArg);
+    return nullptr;
+}
+
+/// Blocks every signal of the calling thread while it lives. A thread made meanwhile inherits that
+/// for good, so that the host's signal handlers never run on a thread of the library.
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t stAll;
+        sigfillset(&stAll);
+        pthread_sigmask(SIG_SETMASK, &stAll, &m_stBefore);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_stBefore, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t m_stBefore;
+};
+
+/// Starts the thread; 0 or an error number.
+int Start(OSL_Thread& stThread, std::size_t nStackSize) {
+    pthread_attr_t stAttr;
+    if (const int nError = pthread_attr_init(&stAttr)) return nError;
+    const auto nLeast = static_cast<std::size_t>(PTHREAD_STACK_MIN);
+    if (nStackSize != 0) pthread_attr_setstacksize(&stAttr, std::max(nStackSize, nLeast));
+    const SignalsBlocked blocked;
+    const int nError = OSL_Call().pfnThreadCreate(&stThread.m_stThread, &stAttr, Run, &stThread);
+    pthread_attr_destroy(&stAttr);
+    return nError;
+}
+
+}  // namespace
+
+OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t nStackSize,
+                                   int /*nPriority*/, unsigned /*nFlags*/,
+                                   std::uint64_t* pThreadId) {
+    OSL_ThreadHandle hThread = new (std::nothrow) OSL_Thread{pProc, pArg, {}, getpid()};
+    const int nError = hThread ? Start(*hThread, nStackSize) : ENOMEM;
+    if (nError != 0) {
+        delete hThread;
+        errno = nError;
+        return nullptr;
+    }
+    if (pThreadId) *pThreadId = (std::uint64_t)(hThread->m_stThread);
+    return hThread;
+}
+
+int OSL_Thread_Wait(OSL_ThreadHandle hThread) {
+    if (!hThread) return -1;
+    const bool bMine = hThread->m_nProcess == getpid();
+    const int nError = bMine ? pthread_join(hThread->m_stThread, nullptr) : ESRCH;
+    delete hThread;
+    errno = nError;
+    return nError == 0 ? 0 : -1;
+}
+
+void OSL_Sleep(std::uint32_t nMilliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(nMilliseconds));
+}
