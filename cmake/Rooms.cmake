@@ -36,11 +36,11 @@ function(localstorage_room name)
     target_link_libraries(room_${name} PUBLIC localstorage_flags)
 endfunction()
 
-# localstorage_test(NAME SOURCES source... ROOMS room... [LIBRARIES library...]
+# localstorage_test(NAME SOURCES source... ROOMS room... [LIBRARIES library...] [LABELS label...]
 # [FIXTURES fixture...]): one test program, each of whose cases is a test of its own and needs the
-# fixtures.
+# fixtures. The label "threads" has it run under ThreadSanitizer too.
 function(localstorage_test name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;ROOMS;LIBRARIES;FIXTURES" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;ROOMS;LIBRARIES;LABELS;FIXTURES" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE localstorage_flags ${ARG_LIBRARIES}
@@ -49,8 +49,11 @@ function(localstorage_test name)
         target_link_libraries(${name} PRIVATE room_${room})
     endforeach()
     set(properties TIMEOUT 240)
+    if(ARG_LABELS)
+        list(APPEND properties LABELS ${ARG_LABELS})
+    endif()
     if(ARG_FIXTURES)
         list(APPEND properties FIXTURES_REQUIRED ${ARG_FIXTURES})
     endif()
-    gtest_discover_tests(${name} PROPERTIES ${properties} DISCOVERY_TIMEOUT 60)
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
 endfunction()
