@@ -69,14 +69,19 @@ bool MakeFullPath(const char* pPath) {
     const std::string strPath = pPath;
     const std::string strLast = LastPrefix(strPath);
     if (strLast.size() >= PATH_FIELD) return false;
+    int nFirstError = 0;
     for (std::size_t nEnd = 1; nEnd <= strLast.size(); ++nEnd) {
         if (!IsSeparator(strPath[nEnd])) continue;
         const std::string strPrefix = strPath.substr(0, nEnd);
         // Deliberate: a directory that was there keeps its mode, or a host that runs as root would
         // open up every folder above its disks.
-        if (OSL_MakeDir(strPrefix.c_str()) == 0) SetMacAccessAttr(strPrefix.c_str());
+        const int nResult = OSL_MakeDir(strPrefix.c_str());
+        if (nResult == 0) SetMacAccessAttr(strPrefix.c_str());
+        if (nResult < 0 && nFirstError == 0) nFirstError = OSL_GetSystemLastError();
     }
-    return strLast.empty() || IsDirectory(strLast);
+    if (strLast.empty() || IsDirectory(strLast)) return true;
+    if (nFirstError != 0) errno = nFirstError;  // what follows a full disk is only ENOENT
+    return false;
 }
 
 void SetMacAccessAttr(const char* pPath) {

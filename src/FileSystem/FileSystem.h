@@ -25,7 +25,7 @@ bool GetSubTargetList(const std::string& strDir, std::list<std::string>& lsSubDi
 /// Makes every directory that a prefix of `pPath` names which ends before a separator ("/" or "\"),
 /// so the last component only when the path ends with one. Directories that this call made get the
 /// mode 0777; those that were there keep theirs. Prefixes must stay below 260 bytes. True when all
-/// of them exist in the end.
+/// of them exist in the end; else OSL_GetSystemLastError tells why the first could not be made.
 bool MakeFullPath(const char* pPath);
 
 /// Turns every "\" into "/" in place and appends a "/" where the last character is none: the buffer
