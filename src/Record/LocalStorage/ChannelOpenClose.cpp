@@ -1,0 +1,156 @@
+// Begin and end of a recording.
+
+#include <limits>
+
+#include "FileSystem/FileSystem.h"
+#include "IndexMgr/Names.h"
+#include "LocalStorage/Conversion.h"
+#include "LocalStorage/Engine.h"
+#include "LocalStorage/Naming.h"
+#include "localstorage/LocalStorageLog.h"
+
+namespace {
+
+// How often a folder is made anew that a clean-up takes before the file in it is opened.
+constexpr int MAX_FOLDER_TRIES = 10;
+
+}  // namespace
+
+bool CLocalStorage::OpenChannelRecord(char* pCameraID, void* pUser,
+                                      recFileInfo& stRecFileInfo) try {
+    if (!VerifyOpenRequest(pCameraID, stRecFileInfo)) return false;
+    MakeRecDir(GetCurRecDir());
+    std::string strPath;
+    {
+        // Of two threads that open one channel one comes second here; and no clean-up comes
+        // between the making of a folder and of the file in it.
+        OSL_Guard guard(m_mtxDiskCheck);
+        CheckDisk();
+        if (!OpenChannel(pCameraID, pUser, stRecFileInfo, strPath)) return false;
+    }
+    m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_ADD);
+    SetLastError(STORAGE_ERROR_NONE);
+    return true;
+} catch (const std::exception&) {
+    SetLastError(STORAGE_ERROR_NO_MEMORY);
+    return OutOfMemory("OpenChannelRecord");
+}
+
+bool CLocalStorage::VerifyOpenRequest(const char* pCameraID, const recFileInfo& stRecFileInfo) {
+    const std::string strMethod = "[wtb][CLocalStorage::OpenChannelRecord] ";
+    if (!pCameraID) return Fail(STORAGE_ERROR_PARAM, strMethod + "NULL == pCameraID");
+    const std::string strCameraID = pCameraID;
+    if (!IsCameraID(strCameraID)) return Fail(STORAGE_ERROR_PARAM, strMethod + CAMERA_ID_REFUSED);
+    if (!m_bInit)
+        return Fail(STORAGE_ERROR_NOT_INIT,
+                    strMethod + "not initialized, pCameraID [" + strCameraID + "]");
+    const fileTimeInfo stStart = ConvertBlockTimeToFileTime(stRecFileInfo.stStartTime);
+    const fileTimeInfo stEnd = ConvertBlockTimeToFileTime(stRecFileInfo.stEndTime);
+    if (stStart > stEnd || !stStart.IsPlain() || !stEnd.IsPlain())
+        return Fail(STORAGE_ERROR_PARAM, strMethod + "rec file time error, strMapID [" +
+                                             GetUniqMAPID(strCameraID, stRecFileInfo) + "]");
+    if (!IsClientLayout() && ClassifyChannel(strCameraID) == ChannelForm::NotStorable)
+        return Fail(STORAGE_ERROR_PARAM,
+                    strMethod +
+                        "camera identifier refused, the index cannot keep its numbers, "
+                        "pCameraID [" +
+                        strCameraID + "]");
+    return VerifyRecordPath(strCameraID, stRecFileInfo);
+}
+
+// The path may grow when the engine moves to another disk, so this is asked before and after.
+bool CLocalStorage::VerifyRecordPath(const std::string& strCameraID,
+                                     const recFileInfo& stRecFileInfo) {
+    const std::string strPath = (IsClientLayout() ? BuildSecondPath(strCameraID, OSL_Time())
+                                                  : BuildSpanPath(strCameraID, stRecFileInfo))
+                                    .strPath;
+    return !IsPathTooLong(strPath) ||
+           Fail(STORAGE_ERROR_PARAM,
+                "[wtb][CLocalStorage::OpenChannelRecord] path too long, strRecFilePath[" + strPath +
+                    "]");
+}
+
+bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
+                                const recFileInfo& stRecFileInfo, std::string& strPath) {
+    const std::string strMethod = "[wtb][CLocalStorage::OpenChannelRecord] ";
+    const std::string strMapID = GetUniqMAPID(strCameraID, stRecFileInfo);
+    if (!VerifyRecordPath(strCameraID, stRecFileInfo)) return false;
+    if (IsDiskFull(GetCurRecDir())) {
+        SendDiskFull(pUser,
+                     strMethod + "pFunCallback MESSAGEVALUE_DISKFULL, strMapID [" + strMapID + "]");
+        return Fail(STORAGE_ERROR_DISK_FULL, strMethod + "IsDiskFull, m_strCurRecDir [" +
+                                                 GetCurRecDir() + "], strMapID [" + strMapID + "]");
+    }
+    const channelKeyView key = GetChannelKey(strCameraID.c_str(), stRecFileInfo);
+    if (m_mapRecordChannel.Contains(key))
+        return Fail(STORAGE_ERROR_CHANNEL_OPEN,
+                    strMethod + "IsRecordChannelExist, strMapID [" + strMapID + "]");
+
+    const recordPath stPath = ChooseOpenPath(strCameraID, stRecFileInfo);
+    const OSL_FileHandle hRecFile =
+        OpenInFolder(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : OSL_OPEN_NEW);
+    if (hRecFile == OSL_INVALID_FILE)
+        return Fail(STORAGE_ERROR_OPEN_FILE,
+                    strMethod + "OSL_OpenFile fail, strRecFilePath[" + stPath.strPath + "]");
+    SendFileEvent(
+        MESSAGEVALUE_CREATEFILE, strCameraID, stPath.strPath, pUser,
+        strMethod + "pFunCallback MESSAGEVALUE_CREATEFILE, strRecFilePath[" + stPath.strPath + "]");
+    m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser, hRecFile,
+                              stPath.strPath, OSL_Time());
+    strPath = stPath.strPath;
+    return true;
+}
+
+// In the client layout a new file never takes the name, and with it the content, of another.
+recordPath CLocalStorage::ChooseOpenPath(const std::string& strCameraID,
+                                         const recFileInfo& stRecFileInfo) const {
+    if (!IsClientLayout()) return BuildSpanPath(strCameraID, stRecFileInfo);
+    if (stRecFileInfo.bOpenFlag) return BuildSecondPath(strCameraID, OSL_Time());
+    return *BuildFreeSecondPath(strCameraID, std::numeric_limits<int>::max());
+}
+
+OSL_FileHandle CLocalStorage::OpenInFolder(const recordPath& stPath, unsigned nFlags) {
+    if (!MakeRecDir(stPath.strRecDir)) return OSL_INVALID_FILE;
+    int nError = 0;
+    for (int nTry = 0; nTry < MAX_FOLDER_TRIES; ++nTry) {
+        const bool bMade = MakeFullPath(stPath.strDir.c_str());
+        const OSL_FileHandle hFile =
+            bMade ? OSL_OpenFile(stPath.strPath.c_str(), nFlags, OSL_FILE_SHARED)
+                  : OSL_INVALID_FILE;
+        if (hFile != OSL_INVALID_FILE) return hFile;
+        nError = OSL_GetSystemLastError();
+        if (!bMade || OSL_AccessFile(stPath.strDir.c_str(), 0) == 0) break;
+    }
+    NoteDiskFailure(stPath.strPath, nError);
+    return OSL_INVALID_FILE;
+}
+
+bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileInfo) try {
+    const std::string strMethod = "[wtb][CLocalStorage::CloseChannelRecord] ";
+    if (!pCameraID) return Refuse(strMethod + "NULL == pCameraID");
+    const std::string strCameraID = pCameraID;
+    if (!m_bInit) return Refuse(strMethod + "not initialized, pCameraID [" + strCameraID + "]");
+    CChannelClaim claim = m_mapRecordChannel.Claim(GetChannelKey(pCameraID, stRecFileInfo));
+    if (!claim)
+        return Refuse(strMethod + "IsRecordChannelExist fail, strMapID [" +
+                      GetUniqMAPID(strCameraID, stRecFileInfo) + "]");
+    void* const pUser = claim.Channel().pUser;
+    const std::string strPath = CloseChannelRecord(claim);
+    if (!strPath.empty())
+        SendFileEvent(
+            MESSAGEVALUE_CLOSEFILE, strCameraID, strPath, pUser,
+            strMethod + "pFunCallback MESSAGEVALUE_CLOSEFILE, strCameraID [" + strCameraID + "]");
+    return true;
+} catch (const std::exception&) {
+    return OutOfMemory("CloseChannelRecord");
+}
+
+// The file is closed before the channel is gone: a deletion pass leaves open files alone.
+std::string CLocalStorage::CloseChannelRecord(CChannelClaim& claim) {
+    recordChannel& channel = claim.Channel();
+    WriteRest(channel);
+    std::string strPath = channel.strRecFilePath;
+    channel.CloseFile();
+    claim.Remove();
+    return strPath;
+}

@@ -1,0 +1,100 @@
+#include "LocalStorage/ChannelTable.h"
+
+#include <algorithm>
+
+namespace {
+
+// What a condition variable needs of a mutex.
+struct WaitLock {
+    OSL_Mutex& m_mutex;
+    void lock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mutex.Lock(); }
+    void unlock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mutex.Unlock(); }
+};
+
+// A channel that began in this second counts as one second old.
+std::uint32_t MeanRate(const recordChannel& channel, std::time_t tNow) {
+    const auto tElapsed = std::max<std::time_t>(tNow - channel.tCreateTime, 1);
+    return static_cast<std::uint32_t>((channel.nWrittenSize >> 10) /
+                                      static_cast<std::uint64_t>(tElapsed));
+}
+
+}  // namespace
+
+recordChannel::~recordChannel() {
+    if (hStream) VEXANA_Destroy(hStream);
+    CloseFile();
+}
+
+void recordChannel::CloseFile() {
+    if (hRecFile != OSL_INVALID_FILE) OSL_CloseFile(std::exchange(hRecFile, OSL_INVALID_FILE));
+}
+
+// Looks the channel up anew after every wait: meanwhile it may be gone, and another in its place.
+ChannelMap::value_type* CChannelTable::WaitForClaim(const channelKeyView* pKey) {
+    OSL_Guard guard(m_mtxChannel);
+    WaitLock lock{m_mtxChannel};
+    for (;;) {
+        const auto it = pKey ? m_mChannel.find(*pKey) : m_mChannel.begin();
+        if (it == m_mChannel.end()) return nullptr;
+        if (it->second.nClaim.exchange(CLAIM_AWAITED, std::memory_order_acquire) == CLAIM_FREE)
+            return &*it;
+        m_cvUnclaimed.wait(lock);
+    }
+}
+
+// Takes the mutex so that no waiter stands between its look and its sleep.
+void CChannelTable::WakeWaiters() {
+    OSL_Guard guard(m_mtxChannel);
+    m_cvUnclaimed.notify_all();
+}
+
+CChannelClaim CChannelTable::ClaimAny() {
+    return {*this, WaitForClaim(nullptr)};
+}
+
+bool CChannelTable::Contains(const channelKeyView& key) const {
+    OSL_Guard guard(m_mtxChannel);
+    return m_mChannel.find(key) != m_mChannel.end();
+}
+
+void CChannelTable::Insert(const channelKey& key, void* pUser, OSL_FileHandle hRecFile,
+                           const std::string& strRecFilePath, std::time_t tNow) {
+    OSL_Guard guard(m_mtxChannel);
+    recordChannel& channel = m_mChannel.try_emplace(key, key.strCameraID, pUser).first->second;
+    channel.hRecFile = hRecFile;
+    channel.strRecFilePath = strRecFilePath;
+    channel.tCreateTime = tNow;
+}
+
+void CChannelTable::Remove(const channelKey& key) {
+    ChannelMap::node_type node;  // destroyed without the mutex: that closes files
+    OSL_Guard guard(m_mtxChannel);
+    node = m_mChannel.extract(m_mChannel.find(key));
+    m_cvUnclaimed.notify_all();
+}
+
+void CChannelTable::Announce(recordChannel& channel, const std::string& strPath) {
+    OSL_Guard guard(m_mtxChannel);
+    channel.strNewFilePath = strPath;
+}
+
+void CChannelTable::SetFile(recordChannel& channel, const std::string& strPath) {
+    OSL_Guard guard(m_mtxChannel);
+    channel.strRecFilePath = strPath;
+    channel.strNewFilePath.clear();
+}
+
+bool CChannelTable::IsWriting(std::string_view strPath) const {
+    OSL_Guard guard(m_mtxChannel);
+    return std::any_of(m_mChannel.begin(), m_mChannel.end(), [&](const auto& entry) {
+        const recordChannel& channel = entry.second;
+        return channel.strRecFilePath == strPath || channel.strNewFilePath == strPath;
+    });
+}
+
+std::uint32_t CChannelTable::WriteSpeed(std::time_t tNow) const {
+    OSL_Guard guard(m_mtxChannel);
+    std::uint32_t nSum = 0;
+    for (const auto& [key, channel] : m_mChannel) nSum += MeanRate(channel, tNow);
+    return nSum;
+}

@@ -1,0 +1,200 @@
+// The open recordings: one recordChannel each, and the table that owns and finds them.
+//
+// Two things protect a channel. The table's mutex, held for a lookup and never across a file
+// access, guards which channels there are and which files they have (other threads ask for both).
+// The claim lets one thread at a time work on a channel, without a lock: a close that meets a write
+// waits for that write only, and channels never wait for each other. Nothing but a claim leads to a
+// channel, and only a claimant takes it out of the table, so a claimed channel stays.
+
+#ifndef LOCALSTORAGE_RECORD_CHANNELTABLE_H
+#define LOCALSTORAGE_RECORD_CHANNELTABLE_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "Osl/Osl.h"
+#include "Osl/OslMutex.h"
+#include "StreamProbe/StreamProbe.h"
+
+/// Bytes of a stream header that a channel can keep.
+constexpr std::uint32_t STREAM_HEAD_SIZE = 128;
+
+/// What identifies a channel. In the client layout the camera alone does; the numbers are 0.
+template <typename Text>
+struct basicChannelKey {
+    Text strCameraID;
+    std::uint64_t nStart = 0;  ///< times as fileTimeInfo::Number
+    std::uint64_t nEnd = 0;
+    std::uint32_t nType = 0;
+};
+using channelKey = basicChannelKey<std::string>;
+/// A key on the caller's text, to look up without a copy.
+using channelKeyView = basicChannelKey<std::string_view>;
+
+struct channelKeyHash {
+    using is_transparent = void;
+    template <typename Text>
+    std::size_t operator()(const basicChannelKey<Text>& key) const {
+        std::uint64_t nHash = 0;
+        std::string_view strRest = key.strCameraID;
+        for (; strRest.size() >= sizeof(nHash); strRest.remove_prefix(sizeof(nHash)))
+            nHash = Mix(nHash, Load(strRest.substr(0, sizeof(nHash))));
+        nHash = Mix(nHash, Load(strRest));
+        return Mix(Mix(nHash, key.nStart), key.nEnd ^ key.nType);
+    }
+
+private:
+    static std::uint64_t Mix(std::uint64_t nHash, std::uint64_t nPart) {
+        nHash = (nHash ^ nPart) * 0x9E3779B97F4A7C15u;
+        return nHash ^ nHash >> 32;
+    }
+    static std::uint64_t Load(std::string_view strPart) {
+        std::uint64_t nPart = strPart.size();
+        std::memcpy(&nPart, strPart.data(), strPart.size());
+        return nPart;
+    }
+};
+
+struct channelKeyEqual {
+    using is_transparent = void;
+    template <typename A, typename B>
+    bool operator()(const basicChannelKey<A>& a, const basicChannelKey<B>& b) const {
+        return a.nStart == b.nStart && a.nEnd == b.nEnd && a.nType == b.nType &&
+               a.strCameraID == b.strCameraID;
+    }
+};
+
+/// One open recording. Its fields belong to the claimant, but for those marked.
+struct recordChannel {
+    recordChannel(const std::string& strCamera, void* pHostUser)
+        : strCameraID(strCamera), pUser(pHostUser) {}
+    ~recordChannel();
+    recordChannel(const recordChannel&) = delete;
+    recordChannel& operator=(const recordChannel&) = delete;
+
+    /// Closes the file, if one is open, and leaves no handle behind: its number may soon be
+    /// another file's.
+    void CloseFile();
+
+    OSL_FileHandle hRecFile = OSL_INVALID_FILE;
+    VEXANA_Handle hStream = nullptr;  ///< made by the first header, when streams are analysed
+    bool bGotIFrame = false;          ///< the first key frame has come
+    bool bWriteFailed = false;        ///< the last write to the current file failed
+    bool bHeadSaved = false;          ///< a stream header has come
+
+    /// The claim; see CChannelTable.
+    std::atomic<std::uint32_t> nClaim = 0;
+    // Written by the claimant, read by any thread.
+    std::atomic<std::uint64_t> nWrittenSize = 0;  ///< bytes in the current file, header included
+    std::atomic<std::time_t> tCreateTime = 0;     ///< when the current file was opened
+
+    const std::string strCameraID;
+    void* const pUser;  ///< comes back in this channel's messages
+
+    // Written by the claimant under the table's mutex: read by it freely, by others under the
+    // mutex.
+    std::string strRecFilePath;  ///< the open file; empty when there is none
+    std::string strNewFilePath;  ///< the file that a switch is about to make
+
+    std::uint32_t nStreamHeadLen = 0;
+    char byStreamHead[STREAM_HEAD_SIZE] = {};
+};
+
+using ChannelMap = std::unordered_map<channelKey, recordChannel, channelKeyHash, channelKeyEqual>;
+
+class CChannelClaim;
+
+/// The open channels. Any thread.
+class CChannelTable {
+public:
+    /// Waits until no other thread has the channel, then claims it; null when there is none, or it
+    /// is gone by then. No thread claims a second channel while it has one.
+    CChannelClaim Claim(const channelKeyView& key);
+    /// Claims some channel; null when there is none left.
+    CChannelClaim ClaimAny();
+    bool Contains(const channelKeyView& key) const;
+
+    /// Adds a channel that has this file open. Its key is not in the table.
+    void Insert(const channelKey& key, void* pUser, OSL_FileHandle hRecFile,
+                const std::string& strRecFilePath, std::time_t tNow);
+
+    /// Announces the file that a switch is about to make, so that no clean-up takes it.
+    void Announce(recordChannel& channel, const std::string& strPath);
+    /// Gives a channel its file in place of the announced one; empty: it has none.
+    void SetFile(recordChannel& channel, const std::string& strPath);
+    /// Whether some channel has this file open or is about to make it.
+    bool IsWriting(std::string_view strPath) const;
+
+    /// Sum over the channels of each one's mean rate since its file began, in KiB/s.
+    std::uint32_t WriteSpeed(std::time_t tNow) const;
+
+private:
+    friend class CChannelClaim;
+
+    static constexpr std::uint32_t CLAIM_FREE = 0;
+    static constexpr std::uint32_t CLAIM_HELD = 1;
+    static constexpr std::uint32_t CLAIM_AWAITED = 2;  ///< held, and somebody waits for it
+
+    static bool TryClaim(recordChannel& channel);
+    /// Null `pKey`: any channel.
+    ChannelMap::value_type* WaitForClaim(const channelKeyView* pKey);
+    void Unclaim(recordChannel& channel);
+    void WakeWaiters();
+    void Remove(const channelKey& key);
+
+    mutable OSL_Mutex m_mtxChannel{OSL_LockRank::ChannelMap, "channel map"};
+    std::condition_variable_any m_cvUnclaimed;  ///< with m_mtxChannel; for all channels
+    ChannelMap m_mChannel OSL_GUARDED_BY(m_mtxChannel);
+};
+
+/// A claimed channel, for the time of its life.
+class CChannelClaim {
+public:
+    CChannelClaim(CChannelTable& table, ChannelMap::value_type* pEntry)
+        : m_table(table), m_pEntry(pEntry) {}
+    CChannelClaim(const CChannelClaim&) = delete;
+    CChannelClaim& operator=(const CChannelClaim&) = delete;
+    ~CChannelClaim() {
+        if (m_pEntry) m_table.Unclaim(m_pEntry->second);
+    }
+
+    explicit operator bool() const { return m_pEntry != nullptr; }
+    recordChannel& Channel() const { return m_pEntry->second; }
+
+    /// Takes the channel out of the table and destroys it.
+    void Remove() { m_table.Remove(std::exchange(m_pEntry, nullptr)->first); }
+
+private:
+    CChannelTable& m_table;
+    ChannelMap::value_type* m_pEntry;
+};
+
+inline bool CChannelTable::TryClaim(recordChannel& channel) {
+    std::uint32_t nState = CLAIM_FREE;
+    return channel.nClaim.compare_exchange_strong(nState, CLAIM_HELD, std::memory_order_acquire);
+}
+
+// The way of every piece that is written; only a claimed channel makes it longer.
+inline CChannelClaim CChannelTable::Claim(const channelKeyView& key) {
+    {
+        OSL_Guard guard(m_mtxChannel);
+        const auto it = m_mChannel.find(key);
+        if (it == m_mChannel.end()) return {*this, nullptr};
+        if (TryClaim(it->second)) return {*this, &*it};
+    }
+    return {*this, WaitForClaim(&key)};
+}
+
+inline void CChannelTable::Unclaim(recordChannel& channel) {
+    if (channel.nClaim.exchange(CLAIM_FREE, std::memory_order_release) == CLAIM_AWAITED)
+        WakeWaiters();
+}
+
+#endif  // LOCALSTORAGE_RECORD_CHANNELTABLE_H

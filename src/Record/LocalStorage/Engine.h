@@ -1,0 +1,209 @@
+// The storage engine: the one implementation of the public interface.
+//
+// One source file per theme: Factory, Lifecycle, Naming, ChannelOpenClose, StreamWriting,
+// FileSwitching, DiskChoice, DiskMonitor, Overwriting, Snapshots, QueryFront, Events.
+//
+// Locks, in the order in which they may be held together: disk check, channel map (inside
+// m_mapRecordChannel), callback, current directory (inside m_objRecDirs), last error. None but the
+// disk-check lock is held while a file is touched. Beside them every channel has its claim, taken
+// with none of these held but the disk-check lock; while a claim is held, the others may be taken.
+
+#ifndef LOCALSTORAGE_RECORD_ENGINE_H
+#define LOCALSTORAGE_RECORD_ENGINE_H
+
+#include <ctime>
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "IndexMgr/IndexMgr.h"
+#include "LocalStorage/ChannelTable.h"
+#include "LocalStorage/RecordDirs.h"
+#include "Osl/Osl.h"
+#include "localstorage/LocalStorage.h"
+#include "localstorage/LocalStorageLog.h"
+
+/// Where the engine's log lines say that they come from.
+constexpr const char* ENGINE_SOURCE = "../../../src/Record/LocalStorage";
+
+/// Logs a finished line.
+inline void LogText(const std::string& strText) {
+    WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__, "%s", strText.c_str());
+}
+
+/// Logs why an operation is refused, and returns its false.
+inline bool Refuse(const std::string& strText) {
+    LogText(strText);
+    return false;
+}
+
+/// Log text for a refused identifier, which may hold anything and is not printed.
+inline constexpr const char* CAMERA_ID_REFUSED =
+    "camera identifier refused: it must have 1 to 63 bytes, not be \".\" or \"..\", and hold no "
+    "separator or control character";
+
+/// The end of an operation that met an exception; returns its false.
+bool OutOfMemory(const char* pMethod) noexcept;
+
+/// Logs a write that failed in `pMethod`.
+void LogFailedWrite(const char* pMethod, const std::string& strCameraID, const char* pBuf,
+                    std::size_t nSize, int nError);
+
+/// A file to be made.
+struct recordPath {
+    std::string strRecDir;  ///< its record directory
+    std::string strDir;     ///< its folder; both end in "/"
+    std::string strPath;
+};
+
+class CLocalStorage final : public CLocalStorageInterface {
+public:
+    /// Starts nothing.
+    CLocalStorage();
+    /// Does not call Release; whoever deletes the engine does that first.
+    ~CLocalStorage() override;
+
+    bool Initialize(tagStoreInfo& stStoreInfo) override;
+    bool Release() override;
+    bool OpenChannelRecord(char* pCameraID, void* pUser, recFileInfo& stRecFileInfo) override;
+    bool CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileInfo) override;
+    bool WriteData(char* pCameraID, unsigned int nDataType, char* pBuf, unsigned int nSize,
+                   recFileInfo& stRecFileInfo) override;
+    bool QueryRecFile(recQueryParam& stQueryParam, CVexList<pathNode>** ppRecFileList) override;
+    std::uint32_t GetDiskWriteSpeed() override;
+    int GetLastError() override;
+    bool WriteImage(const char* pCameraID, const char* pBuf, unsigned int nSize,
+                    char* pImgPath) override;
+    bool DeleteImagesByDay(const tagBlockTime& stDay) override;
+
+private:
+    // Lifecycle
+    void ChooseFirstDisk();
+    bool StartIndex(std::list<std::string>& lsRecDir);
+    bool StartDiskCheck();
+    void StopIndex();
+    void SetLastError(int nError);
+    /// Sets the last error, logs, and returns false.
+    bool Fail(int nError, const std::string& strLog);
+
+    // Naming
+    bool IsClientLayout() const;
+    /// The channel's name in the log; its key stands for the same.
+    std::string GetUniqMAPID(const std::string& strCameraID,
+                             const recFileInfo& stRecFileInfo) const;
+    /// A view on `pCameraID`.
+    channelKeyView GetChannelKey(const char* pCameraID, const recFileInfo& stRecFileInfo) const;
+    /// Below the current record directory, in the tree "RecordFile" or "ImageFile".
+    recordPath BuildPath(const std::string& strTree, const std::string& strDay,
+                         const std::string& strCameraID, const std::string& strFile) const;
+    recordPath BuildSpanPath(const std::string& strCameraID,
+                             const recFileInfo& stRecFileInfo) const;
+    recordPath BuildSecondPath(const std::string& strCameraID, std::time_t tTime) const;
+    /// The path of the first second from now on that no file of its folder has; nothing when that
+    /// second lies more than `nMaxAhead` ahead.
+    std::optional<recordPath> BuildFreeSecondPath(const std::string& strCameraID,
+                                                  int nMaxAhead) const;
+
+    // ChannelOpenClose
+    bool VerifyOpenRequest(const char* pCameraID, const recFileInfo& stRecFileInfo);
+    bool VerifyRecordPath(const std::string& strCameraID, const recFileInfo& stRecFileInfo);
+    bool OpenChannel(const std::string& strCameraID, void* pUser, const recFileInfo& stRecFileInfo,
+                     std::string& strPath) OSL_REQUIRES(m_mtxDiskCheck);
+    recordPath ChooseOpenPath(const std::string& strCameraID,
+                              const recFileInfo& stRecFileInfo) const;
+    /// Makes the folder and opens the file; makes the folder again when a clean-up took it in
+    /// between. Makes nothing below a missing disk. A failure is held against the disk.
+    OSL_FileHandle OpenInFolder(const recordPath& stPath, unsigned nFlags);
+    /// Writes what the analyser still holds and closes, without a message. Returns the path of the
+    /// file closed; empty when the channel had none.
+    std::string CloseChannelRecord(CChannelClaim& claim);
+
+    // StreamWriting
+    bool WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize);
+    bool WriteStream(recordChannel& channel, const char* pBuf, std::size_t nSize);
+    bool WriteAnalysed(recordChannel& channel, const char* pBuf, std::size_t nSize);
+    /// Writes what the analyser holds back at the end of the stream.
+    void WriteRest(recordChannel& channel);
+    bool WritePackets(recordChannel& channel);
+    void NoteKeyFrame(recordChannel& channel);
+    bool WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize);
+    void ReportFailedWrite(recordChannel& channel, const char* pBuf, std::size_t nSize);
+
+    // FileSwitching
+    /// Whether the channel's file is to be followed by a new one, `nPending` bytes counted as
+    /// written to it.
+    bool IsNeedSwitchRecFile(const recordChannel& channel, std::size_t nPending) const;
+    void SwitchRecFile(recordChannel& channel);
+    void CloseOldFile(recordChannel& channel);
+    bool OpenNewFile(recordChannel& channel, const recordPath& stPath);
+
+    // DiskChoice
+    std::string GetCurRecDir() const { return m_objRecDirs.Current(); }
+    void SetCurRecDir(const std::string& strRecDir) { m_objRecDirs.SetCurrent(strRecDir); }
+    bool IsDiskFull(const std::string& strRecDir) const;
+    bool IsDiskPresent(const std::string& strRecDir) const;
+    bool GetFreeDisk();
+    /// Makes a record directory that is missing, unless its disk is. True when it is there.
+    bool MakeRecDir(const std::string& strRecDir);
+    /// Counts the disk of `strPath` as full when `nError` says that it takes no more.
+    void NoteDiskFailure(const std::string& strPath, int nError);
+    /// Tries the disks that failed, and counts on those that can be written again.
+    void RetryFailedDisks();
+
+    // DiskMonitor
+    static std::uint32_t DiskCheckProc(void* pEngine);
+    /// One disk check: moves to another disk, reports a full one, overwrites the oldest day.
+    void CheckDisk() OSL_REQUIRES(m_mtxDiskCheck);
+    void ReportSwitch();
+    void ReportFullDisk();
+    bool CanDeletingHelp(const std::string& strRecDir) const;
+
+    // Overwriting
+    /// One deletion pass: the oldest day from which something can be deleted.
+    void DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxDiskCheck);
+    /// Deletes these files of a day and tidies the folders. True when a file went.
+    bool DeleteRecordFile(const std::string& strOldestDir, const std::string& strOldestDate,
+                          const std::list<std::string>& lsRecFile);
+    bool DeleteImageFile(const std::string& strOldestDir, const std::string& strOldestDate,
+                         const std::list<std::string>& lsImgFile);
+    bool IsRecFileWritting(const std::string& strPath) const;
+
+    // Snapshots
+    bool VerifyImageRequest(const char* pCameraID, const char* pBuf, const char* pImgPath) const;
+    bool VerifyImagePath(const std::string& strPath) const;
+    recordPath BuildImagePath(const std::string& strCameraID) const;
+    OSL_FileHandle OpenImageFile(const std::string& strCameraID, std::string& strPath)
+        OSL_REQUIRES(m_mtxDiskCheck);
+    bool WriteImageData(OSL_FileHandle hFile, const std::string& strCameraID,
+                        const std::string& strPath, const char* pBuf, std::uint32_t nSize);
+
+    // Events: the only callers of the host's callback. Each returns whether there is one, and logs
+    // `strLog` (unless empty) after the call.
+    bool SendEvent(StorageMessage eMessage, void* pData, std::size_t nDataLen, void* pUser,
+                   const std::string& strLog);
+    bool SendDiskFull(void* pUser, const std::string& strLog);
+    bool SendDiskSwitch(const std::string& strRecDir, const std::string& strLog);
+    /// MESSAGEVALUE_CREATEFILE and MESSAGEVALUE_CLOSEFILE.
+    bool SendFileEvent(StorageMessage eMessage, const std::string& strCameraID,
+                       const std::string& strPath, void* pUser, const std::string& strLog);
+    bool SendDeleted(const std::string& strPath, const std::string& strLog);
+    bool SendWriteFail(const std::string& strCameraID, int nError, void* pUser);
+
+    tagStoreInfo m_stStoreInfo;
+    bool m_bInit = false;
+    CRecordDirs m_objRecDirs;
+    CChannelTable m_mapRecordChannel;
+    std::unique_ptr<CIndexMgr> m_pIndexMgr;
+    OSL_ThreadHandle m_hDiskCheckThread = nullptr;
+    OSL_EventHandle m_hDiskCheckEvent;  ///< set to stop the thread
+    CVexList<pathNode> m_lsRecFile;     ///< result of the last query; not locked
+    OSL_Mutex m_mtxCallback{OSL_LockRank::Callback, "callback"};  ///< held around callbacks only
+    OSL_Mutex m_mtxLastError{OSL_LockRank::LastError, "last error"};
+    int m_nLastError OSL_GUARDED_BY(m_mtxLastError) = STORAGE_ERROR_NONE;
+    /// Serialises disk checks with whatever makes a file at a place that a check could clean up.
+    OSL_Mutex m_mtxDiskCheck{OSL_LockRank::DiskCheck, "disk check"};
+};
+
+#endif  // LOCALSTORAGE_RECORD_ENGINE_H

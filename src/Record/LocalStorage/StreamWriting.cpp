@@ -1,0 +1,128 @@
+// The hot path: from the host's piece to the channel's file.
+//
+// Per piece: one lookup under the table's mutex, one claim, one write, one counter. Nothing is
+// allocated, formatted or copied, and no lock is held while the write runs.
+
+#include <cstring>
+
+#include "LocalStorage/Engine.h"
+
+bool CLocalStorage::WriteData(char* pCameraID, unsigned int nDataType, char* pBuf,
+                              unsigned int nSize, recFileInfo& stRecFileInfo) try {
+    constexpr unsigned int STREAM_HEADER = 1;
+    if (!pBuf || !pCameraID)  // the method's name is misspelt in three texts that people search for
+        return Refuse("[wtb][CLocalStorage::WriteDate] NULL == pBuf || NULL == pCameraID");
+    if (!m_bInit)
+        return Refuse(std::string("[wtb][CLocalStorage::WriteDate] not initialized, pCameraID [") +
+                      pCameraID + "]");
+    const CChannelClaim claim = m_mapRecordChannel.Claim(GetChannelKey(pCameraID, stRecFileInfo));
+    if (!claim)
+        return Refuse(std::string("[wtb][CLocalStorage::WriteDate] IsRecordChannelExist fail, "
+                                  "strCameraID [") +
+                      pCameraID + "]");
+    return nDataType == STREAM_HEADER ? WriteHeader(claim.Channel(), pBuf, nSize)
+                                      : WriteStream(claim.Channel(), pBuf, nSize);
+} catch (const std::exception&) {
+    return OutOfMemory("WriteData");
+}
+
+// Every header is kept for the files to come. Deliberate: only the first goes into the current file
+// and to the analyser; a changed one takes effect with the next file.
+bool CLocalStorage::WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize) {
+    const std::string strTag = ", strCameraID [" + channel.strCameraID + "]";
+    if (nSize > STREAM_HEAD_SIZE)
+        return Refuse("[wtb][CLocalStorage::WriteData] head too long, nSize [" +
+                      std::to_string(nSize) + "]" + strTag);
+    std::memcpy(channel.byStreamHead, pBuf, nSize);
+    channel.nStreamHeadLen = nSize;
+    if (channel.bHeadSaved) return true;
+    if (m_stStoreInfo.bAnalyze && VEXANA_CreateStreamEx(pBuf, nSize, &channel.hStream) != VEXANA_OK)
+        return Refuse("[wtb][CLocalStorage::WriteData] VEXANA_CreateStreamEx fail" + strTag);
+    channel.bHeadSaved = true;
+    if (!WriteRecord(channel, pBuf, nSize)) return false;
+    LogText("[wtb][CLocalStorage::WriteData] write head, nWritten [" + std::to_string(nSize) + "]" +
+            strTag);
+    return true;
+}
+
+bool CLocalStorage::WriteStream(recordChannel& channel, const char* pBuf, std::size_t nSize) {
+    if (m_stStoreInfo.enumStreamType > STREAM_TYPE_RAW) return true;  // ignored
+    if (m_stStoreInfo.bAnalyze) return WriteAnalysed(channel, pBuf, nSize);
+    if (IsNeedSwitchRecFile(channel, 0)) SwitchRecFile(channel);
+    return WriteRecord(channel, pBuf, nSize);
+}
+
+bool CLocalStorage::WriteAnalysed(recordChannel& channel, const char* pBuf, std::size_t nSize) {
+    if (VEXANA_InputData(channel.hStream, pBuf, nSize) != VEXANA_OK)  // no header yet, say
+        return Refuse("[wtb][CLocalStorage::WriteData] StreamProbeInputData fail, strCameraID [" +
+                      channel.strCameraID + "]");
+    return WritePackets(channel);
+}
+
+void CLocalStorage::WriteRest(recordChannel& channel) {
+    if (channel.hStream && VEXANA_Flush(channel.hStream) == VEXANA_OK) WritePackets(channel);
+}
+
+// Packets that lie one behind the other and go to one file are written together. What is pending
+// counts as written where a switch is decided, so the files never depend on how the stream was cut.
+bool CLocalStorage::WritePackets(recordChannel& channel) {
+    bool bWritten = true;
+    const char* pRun = nullptr;
+    std::size_t nRun = 0;
+    const auto WriteRun = [&] {
+        if (nRun != 0) bWritten &= WriteRecord(channel, pRun, nRun);
+        nRun = 0;
+    };
+    VEXANA_PACKET stPacket;
+    while (VEXANA_GetOnePacketEx(channel.hStream, stPacket) == VEXANA_OK) {
+        if (stPacket.nFrameType == VEXANA_FRAME_I) {
+            if (IsNeedSwitchRecFile(channel, nRun)) {
+                WriteRun();
+                SwitchRecFile(channel);
+            }
+            NoteKeyFrame(channel);
+        }
+        if (!channel.bGotIFrame) continue;
+        if (pRun + nRun != stPacket.pData) {
+            WriteRun();
+            pRun = stPacket.pData;
+        }
+        nRun += stPacket.nLength;
+    }
+    WriteRun();
+    return bWritten;
+}
+
+void CLocalStorage::NoteKeyFrame(recordChannel& channel) {
+    if (channel.bGotIFrame) return;
+    channel.bGotIFrame = true;
+    LogText("[wtb][CLocalStorage::WriteData] first Iframe, strCameraID [" + channel.strCameraID +
+            "]");
+}
+
+bool CLocalStorage::WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize) {
+    channel.bWriteFailed = OSL_WriteFile(channel.hRecFile, pBuf, nSize, nullptr) != 0;
+    if (channel.bWriteFailed) {
+        ReportFailedWrite(channel, pBuf, nSize);
+        return false;
+    }
+    channel.nWrittenSize.store(channel.nWrittenSize.load(std::memory_order_relaxed) + nSize,
+                               std::memory_order_relaxed);
+    return true;
+}
+
+void CLocalStorage::ReportFailedWrite(recordChannel& channel, const char* pBuf, std::size_t nSize) {
+    const int nError = OSL_GetSystemLastError();
+    NoteDiskFailure(channel.strRecFilePath, nError);
+    SendWriteFail(channel.strCameraID, nError, channel.pUser);
+    LogFailedWrite("WriteRecord", channel.strCameraID, pBuf, nSize, nError);
+}
+
+void LogFailedWrite(const char* pMethod, const std::string& strCameraID, const char* pBuf,
+                    std::size_t nSize, int nError) {
+    WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__,
+             "[wtb][CLocalStorage::%s] OSL_WriteFile fail, strCameraID [%s], pBuf [%p], "
+             "nSize [%d], iErr [%d]",
+             pMethod, strCameraID.c_str(), static_cast<const void*>(pBuf), static_cast<int>(nSize),
+             nError);
+}
