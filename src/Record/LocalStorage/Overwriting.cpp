@@ -1,0 +1,144 @@
+// Overwriting: when no disk has room, the files of the oldest day go, and what they leave empty.
+//
+// A pass runs under the disk-check lock, so no recording or picture is opened meanwhile; but a
+// channel may switch to a new file, and a clean-up never takes that file or holds it up: it removes
+// only what it has looked at, and a folder only when nothing is left in it.
+
+#include <algorithm>
+
+#include "FileSystem/FileSystem.h"
+#include "LocalStorage/Engine.h"
+
+namespace {
+
+constexpr int MAX_REMOVE_TRIES = 100;
+
+using NameList = std::list<std::string>;
+
+// Whether a folder may go, by what lies in it.
+using IsEmptyFunction = bool (*)(const NameList& lsSubDir, const NameList& lsSubFile);
+
+bool HasNoName(const NameList& lsName, const char* pPart) {
+    return std::none_of(lsName.begin(), lsName.end(), [&](const std::string& strName) {
+        return strName.find(pPart) != std::string::npos;
+    });
+}
+
+// Channel folders hold files; other names do not count and go with the folder.
+bool HasNoRecording(const NameList&, const NameList& lsSubFile) {
+    return HasNoName(lsSubFile, ".mp4");
+}
+bool HasNoPicture(const NameList&, const NameList& lsSubFile) {
+    return HasNoName(lsSubFile, ".jpg");
+}
+// The folders above them hold folders; loose files go with the folder.
+bool HasNoFolder(const NameList& lsSubDir, const NameList&) {
+    return lsSubDir.empty();
+}
+
+void RemoveLookedAt(const std::string& strDir, const NameList& lsSubDir,
+                    const NameList& lsSubFile) {
+    for (const std::string& strName : lsSubDir) DeleteDirectory(strDir + strName);
+    for (const std::string& strName : lsSubFile) OSL_DeleteFile((strDir + strName).c_str());
+    OSL_RemoveDir(strDir.c_str());
+}
+
+// Looks again before every try, since a recording may have come in the meantime. A folder that
+// cannot be read to its end stays.
+void RemoveWhileEmpty(const std::string& strDir, IsEmptyFunction IsEmpty) {
+    for (int nTry = 0; nTry < MAX_REMOVE_TRIES; ++nTry) {
+        NameList lsSubDir, lsSubFile;
+        if (!GetSubTargetList(strDir, lsSubDir, lsSubFile) || !IsEmpty(lsSubDir, lsSubFile)) return;
+        RemoveLookedAt(strDir, lsSubDir, lsSubFile);
+        if (OSL_AccessFile(strDir.c_str(), 0) != 0) return;
+        OSL_Sleep(1);
+    }
+    LogText(
+        "[wtb][CLocalStorage::RemoveWhileEmpty] folder cannot be removed, given up until the "
+        "next pass, strDir [" +
+        strDir + "]");
+}
+
+void CleanUpDateDir(const std::string& strDateDir, IsEmptyFunction IsChannelDirEmpty) {
+    NameList lsSubDir, lsSubFile;
+    GetSubTargetList(strDateDir, lsSubDir, lsSubFile);
+    for (const std::string& strName : lsSubDir)
+        RemoveWhileEmpty(strDateDir + strName + "/", IsChannelDirEmpty);
+    RemoveWhileEmpty(strDateDir, HasNoFolder);
+}
+
+void TidyDay(const std::string& strMethod, const std::string& strOldestDir,
+             const std::string& strOldestDate, IsEmptyFunction IsChannelDirEmpty) {
+    const std::string strDateDir = strOldestDir + "/" + strOldestDate + "/";
+    CleanUpDateDir(strDateDir, IsChannelDirEmpty);
+    LogText(strMethod + "CleanUpDateDir Path [" + strDateDir + "]");
+    RemoveWhileEmpty(strOldestDir + "/", HasNoFolder);
+}
+
+}  // namespace
+
+// A day that loses nothing (every file is open, or its disk is read-only) is passed over, so that
+// it cannot end recording for good.
+void CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
+    if (enumStoreFileType > STORE_FILE_IMAGE) return;
+    const bool bImage = enumStoreFileType == STORE_FILE_IMAGE;
+    PassedOverDays setPassedOver;
+    for (;;) {
+        std::string strDir, strDate;
+        std::list<std::string> lsFile;
+        if (bImage)
+            m_pIndexMgr->QueryOldestImgFile(strDir, strDate, lsFile, setPassedOver);
+        else
+            m_pIndexMgr->QueryOldestRecFile(strDir, strDate, lsFile, setPassedOver);
+        if (strDir.empty() || strDate.empty()) return;
+        if (bImage ? DeleteImageFile(strDir, strDate, lsFile)
+                   : DeleteRecordFile(strDir, strDate, lsFile))
+            return;
+        if (!setPassedOver.insert(strDir + "/" + strDate).second) return;
+    }
+}
+
+bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
+                                     const std::string& strOldestDate,
+                                     const std::list<std::string>& lsRecFile) {
+    const std::string strMethod = "[wtb][CLocalStorage::DeleteRecordFile] ";
+    bool bDeleted = false;
+    for (const std::string& strPath : lsRecFile) {
+        if (IsRecFileWritting(strPath)) continue;
+        if (OSL_DeleteFile(strPath.c_str()) != 0) {
+            bDeleted |= m_pIndexMgr->ForgetMissingFile(strPath);
+            continue;
+        }
+        bDeleted = true;
+        SendDeleted(strPath, strMethod + "pFunCallback MESSAGEVALUE_DELETEFILE, strRecFilePath [" +
+                                 strPath + "]");
+        m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_DELETE);
+        LogText(strMethod + "Delete Record File Path [" + strPath + "]");
+    }
+    TidyDay(strMethod, strOldestDir, strOldestDate, HasNoRecording);
+    return bDeleted;
+}
+
+// Deliberate: unlike recordings, pictures are in no index, and one being written may go.
+bool CLocalStorage::DeleteImageFile(const std::string& strOldestDir,
+                                    const std::string& strOldestDate,
+                                    const std::list<std::string>& lsImgFile) {
+    const std::string strMethod = "[wtb][CLocalStorage::DeleteImageFile] ";
+    bool bDeleted = false;
+    for (const std::string& strPath : lsImgFile) {
+        if (OSL_DeleteFile(strPath.c_str()) != 0) continue;
+        bDeleted = true;
+        SendDeleted(strPath, strMethod + "pFunCallback MESSAGEVALUE_DELETEFILE, strImgFilePath [" +
+                                 strPath + "]");
+        LogText(strMethod + "Delete Image File Path [" + strPath + "]");
+    }
+    TidyDay(strMethod, strOldestDir, strOldestDate, HasNoPicture);
+    return bDeleted;
+}
+
+bool CLocalStorage::IsRecFileWritting(const std::string& strPath) const {
+    if (!m_mapRecordChannel.IsWriting(strPath)) return false;
+    LogText("[wtb][CLocalStorage::IsRecFileWritting] file is writting, strRecFilePath [" + strPath +
+            "]");
+    return true;
+}
