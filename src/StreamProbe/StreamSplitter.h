@@ -13,8 +13,10 @@
 //     and what follows passes through. A frame in a further PES packet of the same pack begins at
 //     that packet.
 //   - Others fill packs of a fixed size with whatever comes: a key frame may begin anywhere in a
-//     pack, so each pack is undecided until its end. The file then begins with the pack, in which
-//     the rest of the frame before stands in front of the key frame, which decoders pass over.
+//     pack, so each pack is undecided until its end. A file cut there begins with the pack, in
+//     which some of the frames before stands in front of the key frame. Decoders pass over that or
+//     show one damaged picture; cut any later, the file would lose the head of the key frame
+//     itself.
 // Deliberate: a key frame whose pack was passed on already (it is the first sign of the second
 // sort, or more than the limit of undecided bytes lay in front) is none: no file could be cut
 // there.

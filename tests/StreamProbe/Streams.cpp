@@ -1,6 +1,7 @@
 #include "Streams.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <gtest/gtest.h>
 
