@@ -32,7 +32,7 @@ int OSL_GetSystemLastError();
 /// The system's words for an error number, in the caller's buffer; returns `pText`.
 const char* OSL_ErrorText(int nError, char* pText, std::size_t nSize);
 
-/// Debug output: standard error.
+/// Debug output: standard error. The second prints one line and ends it.
 void OSL_OutputDebugString(const char* pText);
 void OSL_OutputDebug(const char* pFormat, ...) __attribute__((format(printf, 1, 2)));
 

@@ -37,6 +37,8 @@ public:
 private:
     friend class OSL_HeldLocks;
 
+    void LockContended();
+
     std::recursive_mutex m_mutex;
     const OSL_LockRank m_eRank;
     const char* const m_pName;
@@ -69,7 +71,7 @@ public:
 
 inline void OSL_Mutex::Lock() OSL_NO_THREAD_SAFETY_ANALYSIS {
     OSL_HeldLocks::Add(*this);
-    m_mutex.lock();
+    if (!m_mutex.try_lock()) LockContended();
 }
 
 inline void OSL_Mutex::Unlock() OSL_NO_THREAD_SAFETY_ANALYSIS {

@@ -32,4 +32,5 @@ void OSL_OutputDebug(const char* pFormat, ...) {
     std::vsnprintf(szText, sizeof(szText), pFormat, args);
     va_end(args);
     OSL_OutputDebugString(szText);
+    OSL_OutputDebugString("\n");
 }
