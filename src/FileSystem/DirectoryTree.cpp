@@ -1,13 +1,13 @@
 // Making, listing and removing directories.
 
 #include <cerrno>
+#include <cstring>
 #include <string_view>
 
 #include "FileSystem/FileSystem.h"
+#include "localstorage/LocalStorage.h"
 
 namespace {
-
-constexpr std::size_t PATH_FIELD = 260;
 
 bool IsSelfOrParent(std::string_view strName) {
     return strName == "." || strName == "..";
@@ -22,15 +22,9 @@ bool IsGone(const std::string& strPath) {
     return OSL_GetFileInfo(strPath.c_str(), stInfo) != 0 && OSL_GetSystemLastError() == ENOENT;
 }
 
-bool IsDirectory(const std::string& strPath) {
+bool IsDirectory(const char* pPath) {
     OSL_FINFO_S stInfo;
-    return OSL_GetTargetInfo(strPath.c_str(), stInfo) == 0 && stInfo.wFileType == OSL_TYPE_DIR;
-}
-
-/// "/a/b/c" and "/a/b/" give "/a/b": what lies in front of the last separator.
-std::string LastPrefix(const std::string& strPath) {
-    const std::size_t nEnd = strPath.find_last_of("/\\");
-    return nEnd == std::string::npos ? std::string() : strPath.substr(0, nEnd);
+    return OSL_GetTargetInfo(pPath, stInfo) == 0 && stInfo.wFileType == OSL_TYPE_DIR;
 }
 
 /// A path that ends in "/" would lead through a link in its last component.
@@ -66,20 +60,24 @@ bool GetSubTargetList(const std::string& strDir, std::list<std::string>& lsSubDi
 }
 
 bool MakeFullPath(const char* pPath) {
-    const std::string strPath = pPath;
-    const std::string strLast = LastPrefix(strPath);
-    if (strLast.size() >= PATH_FIELD) return false;
+    const std::size_t nLast = std::string_view(pPath).find_last_of("/\\");
+    if (nLast == std::string_view::npos || nLast == 0) return true;
+    char szPrefix[LOCALSTORAGE_PATH_SIZE] = {};
+    if (nLast >= sizeof(szPrefix)) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
     int nFirstError = 0;
-    for (std::size_t nEnd = 1; nEnd <= strLast.size(); ++nEnd) {
-        if (!IsSeparator(strPath[nEnd])) continue;
-        const std::string strPrefix = strPath.substr(0, nEnd);
+    for (std::size_t nEnd = 1; nEnd <= nLast; ++nEnd) {
+        if (!IsSeparator(pPath[nEnd])) continue;
+        std::memcpy(szPrefix, pPath, nEnd);
+        const int nResult = OSL_MakeDir(szPrefix);
         // Deliberate: a directory that was there keeps its mode, or a host that runs as root would
         // open up every folder above its disks.
-        const int nResult = OSL_MakeDir(strPrefix.c_str());
-        if (nResult == 0) SetMacAccessAttr(strPrefix.c_str());
+        if (nResult == 0) SetMacAccessAttr(szPrefix);
         if (nResult < 0 && nFirstError == 0) nFirstError = OSL_GetSystemLastError();
     }
-    if (strLast.empty() || IsDirectory(strLast)) return true;
+    if (IsDirectory(szPrefix)) return true;
     if (nFirstError != 0) errno = nFirstError;  // what follows a full disk is only ENOENT
     return false;
 }
