@@ -1,0 +1,230 @@
+#include <cerrno>
+#include <condition_variable>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Log/LogService.h"
+#include "Support/FaultInjection.h"
+#include "Support/TempDir.h"
+
+namespace {
+
+int Log(const std::string& strText, log_level eLevel = LOG_LEVEL_DBG) {
+    return WriteLog(eLevel, "test", __LINE__, "%s", strText.c_str());
+}
+
+/// The messages of a log text, without prefix and line end; fails on a garbled line.
+std::vector<std::string> Messages(const std::string& strLog) {
+    constexpr std::size_t PREFIX = 31;
+    std::vector<std::string> vecMessage;
+    std::size_t nFrom = 0;
+    while (nFrom < strLog.size()) {
+        const std::size_t nEnd = strLog.find("\r\n", nFrom);
+        const bool bWhole = nEnd != std::string::npos && nEnd - nFrom > PREFIX &&
+                            strLog.compare(nFrom, 2, "[2") == 0 &&
+                            strLog.compare(nFrom + PREFIX - 2, 2, "] ") == 0;
+        if (!bWhole) {
+            ADD_FAILURE() << "garbled: " << strLog.substr(nFrom, 80);
+            return vecMessage;
+        }
+        vecMessage.push_back(strLog.substr(nFrom + PREFIX, nEnd - nFrom - PREFIX));
+        nFrom = nEnd + 2;
+    }
+    return vecMessage;
+}
+
+/// Holds threads back until it is opened.
+class Gate {
+public:
+    void Pass() {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_opened.wait(lock, [this] { return m_bOpen; });
+    }
+    void Open() {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_bOpen = true;
+        m_opened.notify_all();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_opened;
+    bool m_bOpen = false;
+};
+
+class LogServiceTest : public testing::Test {
+protected:
+    ~LogServiceTest() override {
+        StopLogService(false);
+        for (const log_services e : {LOG_TARGET_CONSOLE, LOG_TARGET_DEBUG, LOG_TARGET_FILE}) {
+            DisableTarget(e);
+        }
+        AdjustLogLevel(LOG_LEVEL_DBG);
+    }
+
+    int EnableFile(std::uint32_t nSize = 0, std::uint32_t nCycle = 1) {
+        return EnableTarget(LOG_TARGET_FILE, m_dir.Path().c_str(), nSize, nCycle);
+    }
+    std::vector<std::string> Logged(int nFile = 1, const char* pWriting = "_W") const {
+        return Messages(
+            GetFile(m_dir / ("LocalStorage_" + std::to_string(nFile) + pWriting + ".log")));
+    }
+
+    CTempDir m_dir;
+};
+
+using Strings = std::vector<std::string>;
+
+}  // namespace
+
+TEST_F(LogServiceTest, Results) {
+    EXPECT_EQ(Log("no target"), LOG_ERR_NO_TARGET);
+    EXPECT_FALSE(GetLogService()->IsServerStarted());
+    EXPECT_EQ(EnableTarget(static_cast<log_services>(3), nullptr, 0, 0), LOG_ERR_PARAM);
+    EXPECT_EQ(DisableTarget(static_cast<log_services>(-1)), LOG_ERR_PARAM);
+    EXPECT_EQ(EnableTarget(LOG_TARGET_FILE, std::string(300, 'x').c_str(), 0, 0), LOG_ERR_PARAM);
+    EXPECT_EQ(Log("still no target"), LOG_ERR_NO_TARGET);
+    ASSERT_EQ(EnableFile(), LOG_OK);
+    const char* pNull = nullptr;
+    EXPECT_EQ(WriteLog(LOG_LEVEL_DBG, nullptr, 1, "x"), LOG_ERR_PARAM);
+    EXPECT_EQ(WriteLog(LOG_LEVEL_DBG, "test", 1, pNull, 0), LOG_ERR_PARAM);
+    EXPECT_EQ(Log("written"), LOG_OK);
+    StopLogService(false);
+    EXPECT_EQ(Logged(), Strings{"written"});
+}
+
+TEST_F(LogServiceTest, LevelsAboveTheThresholdAreDropped) {
+    EnableFile();
+    AdjustLogLevel(LOG_LEVEL_INF);
+    EXPECT_EQ(Log("dbg", LOG_LEVEL_DBG), LOG_ERR_LEVEL);
+    EXPECT_EQ(Log("inf", LOG_LEVEL_INF), LOG_OK);
+    AdjustLogLevel(static_cast<log_level>(-5));
+    EXPECT_EQ(Log("err", LOG_LEVEL_ERR), LOG_ERR_LEVEL);
+    AdjustLogLevel(static_cast<log_level>(99));
+    EXPECT_EQ(Log("above", static_cast<log_level>(50)), LOG_OK);
+    StopLogService(false);
+    EXPECT_EQ(Logged(), (Strings{"inf", "above"}));
+}
+
+TEST_F(LogServiceTest, StoppedForGoodUntilStartedAgain) {
+    EnableFile();
+    EXPECT_EQ(StopLogService(true), LOG_OK);
+    EXPECT_EQ(Log("x"), LOG_ERR_NOT_STARTED);
+    EXPECT_EQ(StartLogService(), LOG_OK);
+    EXPECT_EQ(Log("y"), LOG_OK);
+    EXPECT_EQ(StopLogService(false), LOG_OK);
+    EXPECT_EQ(Log("z"), LOG_ERR_NO_TARGET) << "a stop turns the file target off";
+    EXPECT_EQ(Logged(), Strings{"y"});
+}
+
+TEST_F(LogServiceTest, EveryStopOutputsWhatIsQueued) {
+    Strings vecExpected;
+    for (int nRound = 0; nRound < 20; ++nRound) {
+        EnableFile();
+        for (int i = 0; i < 50; ++i) {
+            vecExpected.push_back(std::to_string(nRound) + "/" + std::to_string(i));
+            ASSERT_EQ(Log(vecExpected.back()), LOG_OK);
+        }
+        if (nRound % 2 == 0) StopLogService(false);
+        if (nRound % 2 == 1) DisableTarget(LOG_TARGET_FILE);
+        ASSERT_EQ(Logged(), vecExpected);
+    }
+}
+
+TEST_F(LogServiceTest, ConsoleAndDebugOutputGetTheSameLines) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EnableTarget(LOG_TARGET_CONSOLE, nullptr, 0, 0);
+    EnableTarget(LOG_TARGET_DEBUG, nullptr, 0, 0);
+    Log("100 %");
+    Log("two");
+    DisableTarget(LOG_TARGET_DEBUG);
+    Log("console only");
+    DisableTarget(LOG_TARGET_CONSOLE);
+    EXPECT_EQ(Messages(testing::internal::GetCapturedStdout()),
+              (Strings{"100 %", "two", "console only"}));
+    EXPECT_EQ(Messages(testing::internal::GetCapturedStderr()), (Strings{"100 %", "two"}));
+}
+
+TEST_F(LogServiceTest, NoMemoryOrThreadIsToldAndTriedAgain) {
+    CFaultInjection faults;
+    faults.Fail(Op::ThreadCreate, Any(), EAGAIN).Times(1);
+    EnableFile();
+    EXPECT_EQ(Log("x"), LOG_ERR_START);
+    EXPECT_EQ(Log("y"), LOG_OK);
+    StopLogService(false);
+    EXPECT_EQ(Logged(), Strings{"y"});
+}
+
+TEST_F(LogServiceTest, AFullQueueRefusesLinesAndLosesNoneThatItTook) {
+    CFaultInjection faults;
+    Gate gate;
+    faults.Before(Op::Write, Below(m_dir.Path()), [&gate] { gate.Pass(); }).Times(1);
+    EnableFile();
+    Strings vecAccepted;
+    const std::string strFill(1000, 'x');
+    int nResult = LOG_OK;
+    while (nResult == LOG_OK && vecAccepted.size() < 4000) {
+        const std::string strText = std::to_string(vecAccepted.size()) + strFill;
+        nResult = Log(strText);
+        if (nResult == LOG_OK) vecAccepted.push_back(strText);
+    }
+    EXPECT_EQ(nResult, LOG_ERR_FULL);
+    EXPECT_GT(vecAccepted.size(), 0x200000u / 1050);
+    gate.Open();
+    StopLogService(false);
+    EXPECT_EQ(Logged(), vecAccepted);
+}
+
+TEST_F(LogServiceTest, ManyThreadsOnASlowFailingDiskLoseAndGarbleNothing) {
+    constexpr int THREADS = 4;
+    constexpr int LINES = 3000;
+    constexpr std::uint32_t FILE_SIZE = 100000;
+    CFaultInjection faults;
+    faults.ShortWrite(Below(m_dir.Path()), 1000);
+    faults.Before(Op::Write, Below(m_dir.Path()), [] { std::this_thread::yield(); });
+    EnableFile(FILE_SIZE, 0);
+    std::vector<std::thread> vecThread;
+    for (int nThread = 0; nThread < THREADS; ++nThread) {
+        vecThread.emplace_back([nThread] {
+            for (int i = 0; i < LINES; ++i) {
+                const std::string strText = std::to_string(nThread) + ":" + std::to_string(i) +
+                                            ":" + std::string(i % 700, 'x');
+                while (Log(strText) == LOG_ERR_FULL) std::this_thread::yield();
+            }
+        });
+    }
+    for (std::thread& thread : vecThread) thread.join();
+    StopLogService(false);
+
+    std::map<int, int> mNext;
+    int nFile = 1;
+    for (std::string strLog;
+         !(strLog = GetFile(m_dir / ("LocalStorage_" + std::to_string(nFile) + ".log"))).empty();
+         ++nFile) {
+        EXPECT_LE(strLog.size(), FILE_SIZE);
+        for (const std::string& strText : Messages(strLog)) {
+            EXPECT_EQ(std::stoi(strText.substr(2)), mNext[std::stoi(strText)]++);
+        }
+    }
+    for (const std::string& strText : Logged(nFile)) ++mNext[std::stoi(strText)];
+    for (int nThread = 0; nThread < THREADS; ++nThread) EXPECT_EQ(mNext[nThread], LINES);
+}
+
+TEST(LogServiceExitTest, ALateLineAfterTheEndOfTheServiceIsRefused) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto Exit = [] {
+        // Registered before the service exists, so it runs when the service has been stopped.
+        std::atexit([] { std::_Exit(Log("late") == LOG_ERR_NOT_STARTED ? 0 : 1); });
+        EnableTarget(LOG_TARGET_DEBUG, nullptr, 0, 0);
+        Log("in time");
+        std::exit(2);
+    };
+    EXPECT_EXIT(Exit(), testing::ExitedWithCode(0), "in time\r\n$");
+}
