@@ -1,5 +1,6 @@
 #include "Log/LogFile.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -52,6 +53,7 @@ int CLogFile::StartWriteFile(const char* pDir, std::uint32_t nSize, bool bCycle)
     std::memcpy(m_szLogDir, szDir, sizeof(szDir));
     m_nMaxFileSize = nSize != 0 ? nSize : DEFAULT_SIZE;
     m_bCycle = bCycle;
+    if (bCycle) m_nFileIndex &= 1;  // it may have been numbered on
     m_bOpenFailed = false;
     MakeFullPath(m_szLogDir);  // when it cannot be made, opening the file will say so
     SetCurFileIndex();

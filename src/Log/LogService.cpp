@@ -46,7 +46,9 @@ int LogService::ServiceStop() {
 
 void LogService::FinishOutput() {
     const OSL_Guard guard(m_mtxService);
+    if (!m_bStarted) return;
     StopWriter();
+    if (StartWriter() != LOG_OK) StopWriter();
 }
 
 int LogService::StartWriter() {

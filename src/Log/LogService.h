@@ -28,7 +28,7 @@ public:
     int ServiceStart();
     /// Outputs what is queued, ends the writer thread and turns the file target off.
     int ServiceStop();
-    /// Outputs what is queued and ends the writer thread; the next line starts it again.
+    /// Outputs what is queued.
     void FinishOutput();
     /// While set, the service does not start.
     void SetCleanTag(bool bClean) { m_bCleanTag = bClean; }

@@ -1,5 +1,6 @@
 // The exported calls of the log.
 
+#include <cerrno>
 #include <cstdarg>
 #include <new>
 
@@ -36,6 +37,21 @@ int SwitchTarget(log_services eTarget, bool bOn, const void* pParam, std::uint32
     return LOG_ERR_PARAM;
 }
 
+/// WriteLog with its arguments in a list.
+int WriteLine(log_level eLevel, const char* pFormat, va_list args) {
+    LogService& service = *GetLogService();
+    if (NearestLevel(eLevel) > service.GetLogLevel()) return LOG_ERR_LEVEL;
+    if (!service.IsThereAnyDeviceEnabled()) return LOG_ERR_NO_TARGET;
+    if (!service.IsServerStarted()) {
+        const int nResult = service.ServiceStart();
+        if (nResult != LOG_OK) return nResult;
+    }
+    char szLine[LOG_LINE_SIZE];  // not cleared: that would cost more than the line
+    const int nLen = FormatLine(szLine, eLevel, pFormat, args);
+    if (nLen < 0) return LOG_ERR_FORMAT;
+    return service.PushData(szLine, static_cast<std::size_t>(nLen));
+}
+
 }  // namespace
 
 LogService* GetLogService() {
@@ -48,20 +64,13 @@ LogService* GetLogService() {
 
 int WriteLog(log_level eLevel, const char* pFile, int /*nLine*/, const char* pFormat, ...) {
     if (!pFile || !pFormat) return LOG_ERR_PARAM;
-    LogService& service = *GetLogService();
-    if (NearestLevel(eLevel) > service.GetLogLevel()) return LOG_ERR_LEVEL;
-    if (!service.IsThereAnyDeviceEnabled()) return LOG_ERR_NO_TARGET;
-    if (!service.IsServerStarted()) {
-        const int nResult = service.ServiceStart();
-        if (nResult != LOG_OK) return nResult;
-    }
-    char szLine[LOG_LINE_SIZE];  // not cleared: that would cost more than the line
+    const int nError = errno;  // a caller may log first and ask for the error afterwards
     va_list args;
     va_start(args, pFormat);
-    const int nLen = FormatLine(szLine, eLevel, pFormat, args);
+    const int nResult = WriteLine(eLevel, pFormat, args);
     va_end(args);
-    if (nLen < 0) return LOG_ERR_FORMAT;
-    return service.PushData(szLine, static_cast<std::size_t>(nLen));
+    errno = nError;
+    return nResult;
 }
 
 int EnableTarget(log_services eTarget, const void* pParam, std::uint32_t nSize,
@@ -72,7 +81,8 @@ int EnableTarget(log_services eTarget, const void* pParam, std::uint32_t nSize,
 int DisableTarget(log_services eTarget) {
     if (eTarget < LOG_TARGET_CONSOLE || eTarget > LOG_TARGET_FILE) return LOG_ERR_PARAM;
     GetLogService()->FinishOutput();  // what is queued still reaches the target
-    return SwitchTarget(eTarget, false, nullptr, 0, false);
+    SwitchTarget(eTarget, false, nullptr, 0, false);
+    return GetLogService()->IsThereAnyDeviceEnabled() ? LOG_OK : GetLogService()->ServiceStop();
 }
 
 int AdjustLogLevel(log_level eLevel) {

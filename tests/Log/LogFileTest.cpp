@@ -50,7 +50,8 @@ constexpr char SECOND[] = "LocalStorage_2.log";
 TEST_F(LogFileTest, TwoFilesTakeTurnsAndNoLineIsSplit) {
     PutFile(m_strDir + "/" + SECOND, "old second");
     ASSERT_EQ(Start(10), LOG_OK);
-    EXPECT_EQ(Write({"aaaa\n", "bbbb\n"}), LOG_OK);
+    EXPECT_EQ(Write({"aaaa\n"}), LOG_OK);
+    EXPECT_EQ(Write({"bbbb\n"}), LOG_OK);
     EXPECT_EQ(Get(FIRST_W), "aaaa\nbbbb\n") << "the limit is reached exactly";
     EXPECT_TRUE(Has(SECOND));
     EXPECT_EQ(Write({"c\n", "d\n", "eeeeeee\n", "f\n"}), LOG_OK);
@@ -67,6 +68,9 @@ TEST_F(LogFileTest, WithoutCyclingTheFilesAreNumberedOn) {
     EXPECT_EQ(Get(SECOND), "b\n");
     EXPECT_EQ(Get("LocalStorage_3.log"), "a line beyond the limit\n");
     EXPECT_EQ(Get("LocalStorage_4_W.log"), "d\n");
+    Start(2, true);
+    Write({"e\n"});
+    EXPECT_EQ(Get(SECOND_W), "e\n") << "cycling knows two files";
 }
 
 TEST_F(LogFileTest, AStartGoesOnWithTheFileThatWasBeingWritten) {

@@ -49,7 +49,9 @@ TEST_F(LogLineTest, TheKeptSecondIsRightWhenTheClockOrTheZoneMoves) {
     EXPECT_EQ(Format(LOG_LEVEL_DBG, "x").substr(0, 25), "[2024-03-31 01:59:59.999]");
     m_faults.AdvanceTime(1);
     EXPECT_EQ(Format(LOG_LEVEL_DBG, "x").substr(0, 25), "[2024-03-31 03:00:00.000]");
-    m_faults.AdvanceTime(-1000);
+    m_faults.AdvanceTime(1001);
+    EXPECT_EQ(Format(LOG_LEVEL_DBG, "x").substr(0, 25), "[2024-03-31 03:00:01.001]");
+    m_faults.AdvanceTime(-2001);
     EXPECT_EQ(Format(LOG_LEVEL_DBG, "x").substr(0, 25), "[2024-03-31 01:59:59.000]");
     SetZone("UTC0");
     m_faults.AdvanceTime(2000);

@@ -123,6 +123,27 @@ TEST_F(LogServiceTest, StoppedForGoodUntilStartedAgain) {
     EXPECT_EQ(Logged(), Strings{"y"});
 }
 
+TEST_F(LogServiceTest, TheLastTargetTakesTheServiceWithIt) {
+    EnableTarget(LOG_TARGET_DEBUG, nullptr, 0, 0);
+    EnableFile();
+    testing::internal::CaptureStderr();
+    Log("both");
+    DisableTarget(LOG_TARGET_DEBUG);
+    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(GetLogService()->IsServerStarted());
+    Log("file");
+    DisableTarget(LOG_TARGET_FILE);
+    EXPECT_FALSE(GetLogService()->IsServerStarted());
+    EXPECT_EQ(Logged(), (Strings{"both", "file"}));
+}
+
+TEST_F(LogServiceTest, LoggingKeepsTheErrorOfTheCallBefore) {
+    EnableFile();
+    errno = ENOSPC;
+    Log("x");
+    EXPECT_EQ(errno, ENOSPC);
+}
+
 TEST_F(LogServiceTest, EveryStopOutputsWhatIsQueued) {
     Strings vecExpected;
     for (int nRound = 0; nRound < 20; ++nRound) {
