@@ -5,13 +5,10 @@
 #include <string_view>
 
 #include "FileSystem/FileSystem.h"
+#include "FileSystem/ForEachEntry.h"
 #include "localstorage/LocalStorage.h"
 
 namespace {
-
-bool IsSelfOrParent(std::string_view strName) {
-    return strName == "." || strName == "..";
-}
 
 bool IsSeparator(char c) {
     return c == '/' || c == '\\';
@@ -47,16 +44,9 @@ bool DeleteDirectory(const std::string& strPath) {
 
 bool GetSubTargetList(const std::string& strDir, std::list<std::string>& lsSubDir,
                       std::list<std::string>& lsSubFile) {
-    const OSL_DirHandle hDir = OSL_OpenDir(strDir.c_str());
-    if (!hDir) return false;
-    OSL_FIND_DATA stData;
-    int nResult = 0;
-    while ((nResult = OSL_FindFileInDir(hDir, stData)) == 0) {
-        if (IsSelfOrParent(stData.szName)) continue;
+    return ForEachEntry(strDir, [&](const OSL_FIND_DATA& stData) {
         (stData.wFileType == OSL_TYPE_DIR ? lsSubDir : lsSubFile).emplace_back(stData.szName);
-    }
-    OSL_CloseDir(hDir);
-    return nResult == OSL_DIR_END;
+    });
 }
 
 bool MakeFullPath(const char* pPath) {
@@ -88,7 +78,7 @@ void SetMacAccessAttr(const char* pPath) {
 
 bool GetFolderAttribute(const std::string& strDir, const std::string& strName,
                         OSL_FINFO_S& stInfo) {
-    if (strName.empty() || IsSelfOrParent(strName)) return false;
+    if (strName.empty() || strName == "." || strName == "..") return false;
     if (strName.find('/') != std::string::npos) return false;  // not an entry of strDir itself
     return OSL_GetFileInfo((strDir + "/" + strName).c_str(), stInfo) == 0;
 }
