@@ -1,0 +1,110 @@
+// The record files of one channel on one day, in memory.
+//
+// They are kept ascending by start time, equal start times in the order they came, in blocks of at
+// most BLOCK_FILES records. Each block knows its first start and its latest end, so a search
+// touches one block and a query only those that can hold a match. Blocks are shared with snapshots
+// until they change.
+//
+// No lock of its own (see CShared).
+
+#ifndef LOCALSTORAGE_INDEXMGR_FILELIST_H
+#define LOCALSTORAGE_INDEXMGR_FILELIST_H
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+#include "IndexMgr/IndexRecords.h"
+#include "IndexMgr/Shared.h"
+
+/// True when a query for [stStart, stEnd) finds this file: it has a length, and spans the start,
+/// lies inside, or spans the end. Deliberate: with the start after the end, files that span either
+/// are found all the same.
+inline bool IsFileInQuery(const indexLevel3Body& stFile, const fileTimeInfo& stStart,
+                          const fileTimeInfo& stEnd) {
+    const fileTimeInfo& fs = stFile.stStartTime;
+    const fileTimeInfo& fe = stFile.stEndTime;
+    return fs < fe && ((fs <= stStart && fe > stStart) || (fs > stStart && fe < stEnd) ||
+                       (fs < stEnd && fe >= stEnd));
+}
+
+class CFileList {
+public:
+    /// Enters a file behind those with the same start time. False: one with the same times is
+    /// there.
+    bool Add(const indexLevel3Body& stFile);
+    /// Removes the file with these times. False: there is none.
+    bool Remove(const indexLevel3Body& stFile);
+    /// The file with these times, or null.
+    const indexLevel3Body* Find(const indexLevel3Body& stFile) const;
+
+    /// What AppendAll found.
+    enum class Order { Kept, Mended, Doubled };
+    /// Enters many files, best in order. Mended: they were not in order, and are now. Doubled: two
+    /// had the same times; it stopped at the second.
+    Order AppendAll(const indexLevel3Body* pFiles, std::size_t nFiles);
+
+    std::size_t size() const { return m_nFiles; }
+
+    /// Calls f(const indexLevel3Body*, number) for every run of records, in order.
+    template <typename F>
+    void ForEachRun(F f) const {
+        for (const Block& block : m_vBlocks) f(block.objFiles->data(), block.objFiles->size());
+    }
+
+    /// Calls f(const indexLevel3Body&) for every file, in order.
+    template <typename F>
+    void ForEach(F f) const {
+        for (const Block& block : m_vBlocks) {
+            for (const indexLevel3Body& stFile : *block.objFiles) f(stFile);
+        }
+    }
+
+    /// Calls f for every file that a query for [stStart, stEnd) finds, in order.
+    template <typename F>
+    void ForEachInQuery(const fileTimeInfo& stStart, const fileTimeInfo& stEnd, F f) const {
+        // Whatever the order of the two: a match starts no later than the later one and ends no
+        // earlier than the earlier one.
+        const fileTimeInfo& stLatest = std::max(stStart, stEnd);
+        const fileTimeInfo& stEarliest = std::min(stStart, stEnd);
+        for (const Block& block : m_vBlocks) {
+            if (block.stFirst > stLatest) return;
+            if (block.stLastEnd < stEarliest) continue;
+            for (const indexLevel3Body& stFile : *block.objFiles) {
+                if (IsFileInQuery(stFile, stStart, stEnd)) f(stFile);
+            }
+        }
+    }
+
+    static constexpr std::size_t BLOCK_FILES = 64;
+
+private:
+    using Records = std::vector<indexLevel3Body>;
+
+    struct Block {
+        fileTimeInfo stFirst;    // start time of the first record
+        fileTimeInfo stLastEnd;  // latest end time of all
+        CShared<Records> objFiles;
+
+        void Measure();
+    };
+
+    // A place in front of a record, or behind the last one of a block.
+    struct Position {
+        std::size_t nBlock;
+        std::size_t nOffset;
+    };
+
+    Position FirstNotBefore(const fileTimeInfo& stStart) const;
+    const indexLevel3Body* At(Position& pos) const;
+    bool Search(const indexLevel3Body& stFile, Position& pos) const;
+    void Insert(Position pos, const indexLevel3Body& stFile);
+    void MakeRoom(Position& pos);
+    std::size_t AppendRun(const indexLevel3Body* pFiles, std::size_t nFiles);
+    const indexLevel3Body* Last() const;
+
+    std::vector<Block> m_vBlocks;
+    std::size_t m_nFiles = 0;
+};
+
+#endif  // LOCALSTORAGE_INDEXMGR_FILELIST_H
