@@ -15,19 +15,17 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "IndexMgr/IndexRecords.h"
+#include "IndexMgr/OldestDay.h"
 
 class CIndex;
 class CKestrelIndex;
 class CRecordDir;
-
-/// Days that a deletion pass leaves alone: paths of day folders, "<strOldestDir>/<strOldestDate>"
-/// as the oldest-file queries gave them.
-using PassedOverDays = std::set<std::string>;
 
 class CIndexMgr {
 public:
@@ -89,6 +87,8 @@ public:
     /// the paths of the day's files are appended to `lsRecFile`: those of the index, and those that
     /// lie in its folders under a valid name without an entry. Returns how many.
     ///
+    /// `setPassedOver` holds days as "<strOldestDir>/<strOldestDate>".
+    ///
     /// With no day left both texts stay as they were (pass empty ones) and the result is 0: the
     /// pass ends. A day without any file gives both texts and 0: it can be tidied and passed over.
     /// A day whose folder is gone leaves the index, and its directory is left out this once.
@@ -113,9 +113,19 @@ public:
 private:
     struct Entry;
 
+    int AddDirectory(const std::string& strPath);
+    int OpenIndex(Entry& entry);
+    int RereadSwitched();
     Entry* FindEntry(std::string_view strRecDir) const;
+    template <typename GetOldest, typename QueryOldest>
+    int QueryOldestDay(const char* pMethod, GetOldest getOldest, QueryOldest queryOldest,
+                       std::string& strOldestDir, std::string& strOldestDate,
+                       std::list<std::string>& lsFile);
 
+    // By path, in the order in which equal days are chosen and results merged.
     std::map<std::string, std::unique_ptr<Entry>> m_mIndex;
+    // Other names of the same directories.
+    std::vector<std::pair<std::string, Entry*>> m_vAliases;
     StorageType m_enumStorageType;
 };
 

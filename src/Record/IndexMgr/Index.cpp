@@ -1,0 +1,126 @@
+// The index of one record directory: its life and its changes.
+
+#include "IndexMgr/Index.h"
+
+#include <cstring>
+
+#include "IndexMgr/IndexLog.h"
+#include "IndexMgr/RecDirName.h"
+
+namespace {
+
+constexpr std::uint32_t FLUSH_INTERVAL = 180000;  // ms
+
+}  // namespace
+
+CIndex::CIndex(const CRecordDir* pRecordDir)
+    : m_hWriteEvent(OSL_CreateEvent(0)),
+      m_pRecordDir(pRecordDir),
+      m_mutexIndex(OSL_LockRank::Index, "m_mutexIndex") {}
+
+CIndex::~CIndex() {
+    Abandon();
+    if (m_hWriteEvent) OSL_CloseEvent(m_hWriteEvent);
+}
+
+std::string CIndex::GetRecordFolder() const {
+    return m_strPrevRecPath + "/" + RecDirName();
+}
+
+void CIndex::JudgeRecDir() const {
+    if (OSL_AccessFile((m_strPrevRecPath + "/" + BACKUP_FOLDER).c_str(), 0) == 0) {
+        SwitchToBackupFolder();
+    }
+}
+
+int CIndex::Initialize(const std::string& strRecDir) {
+    if (m_bInit) return 0;
+    m_bInit = true;
+    m_strPrevRecPath = strRecDir;
+    JudgeRecDir();
+    if (!CheckIndex() && !RepairIndex() && std::strcmp(RecDirName(), RECORD_FOLDER) == 0) {
+        SwitchToBackupFolder();
+        if (!CheckIndex() && !RepairIndex()) {
+            Release();
+            return 2;
+        }
+    }
+    // Deliberate: the messages come after Release and so without the directory's name.
+    if (!ReadIndex()) {
+        Release();
+        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+                 "[wtb][CIndex::Initialize] ReadIndex fail, strPrevPath [%s]",
+                 m_strPrevRecPath.c_str());
+        return 1;
+    }
+    m_hWriteThread = OSL_Thread_Create(WriteIndexProc, this, 0, 0, 0, nullptr);
+    if (!m_hWriteThread) {
+        Release();
+        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+                 "[wtb][CIndex::Initialize] OSL_Thread_Create fail, strPrevPath [%s]",
+                 m_strPrevRecPath.c_str());
+        return 1;
+    }
+    return 0;
+}
+
+int CIndex::Release() {
+    if (!m_bInit) return 0;
+    OSL_SetEvent(m_hWriteEvent);
+    if (m_hWriteThread) OSL_Thread_Wait(m_hWriteThread);
+    m_hWriteThread = nullptr;
+    OSL_CloseEvent(m_hWriteEvent);
+    m_hWriteEvent = nullptr;
+    ClearIndex();
+    m_strPrevRecPath = "";
+    m_bInit = false;
+    return 0;
+}
+
+void CIndex::Abandon() {
+    ClearIndex();  // an empty index is not flushed
+    Release();
+}
+
+void CIndex::ClearIndex() {
+    OSL_Guard guard(m_mutexIndex);
+    m_objTree = CIndexTree();
+    m_nFlushed = 0;
+    m_bMarker = false;
+    m_bRead = false;
+}
+
+void CIndex::WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
+                        const indexLevel3Body& stLevel3, IndexType enumIndexType) {
+    if (!m_bInit) {
+        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+                 "[wtb][CIndex::WriteIndex] not initialized, m_strPrevRecPath [%s]",
+                 m_strPrevRecPath.c_str());
+        return;
+    }
+    if (enumIndexType != INDEX_TYPE_ADD && enumIndexType != INDEX_TYPE_DELETE) return;
+    OSL_Guard guard(m_mutexIndex);
+    MakeMarker();
+    if (enumIndexType == INDEX_TYPE_ADD) {
+        m_objTree.Add(stLevel1, stLevel2, stLevel3);
+    } else {
+        m_objTree.Remove(stLevel1, stLevel2, stLevel3);
+        ForgetMarkerWithFolder();
+    }
+}
+
+std::size_t CIndex::CountFiles() {
+    OSL_Guard guard(m_mutexIndex);
+    return m_objTree.CountFiles();
+}
+
+std::uint32_t WriteIndexProc(void* pIndex) {
+    if (!pIndex) return 0;
+    CIndex& index = *static_cast<CIndex*>(pIndex);
+    while (true) {
+        const std::uint32_t nResult = OSL_WaitForSingleObject(index.m_hWriteEvent, FLUSH_INTERVAL);
+        if (nResult != OSL_WAIT_TIMEOUT && nResult != OSL_WAIT_OBJECT) return 0;
+        index.WriteIndexToFile();
+        if (nResult == OSL_WAIT_OBJECT) return 0;
+    }
+}

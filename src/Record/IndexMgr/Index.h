@@ -1,0 +1,132 @@
+// The index of one record directory in the remote-backup layout: held in memory, flushed to the
+// index files every three minutes and at release, rebuilt from the tree when the files are damaged
+// or not up to date. How files, changes, flushes and repair keep each other true: IndexFiles.h.
+//
+// Threads: Initialize and Release must not overlap any other call. WriteIndex and the queries may
+// come from any threads; m_mutexIndex is held for a change, a query or a snapshot, never while
+// index files are written.
+
+#ifndef LOCALSTORAGE_INDEXMGR_INDEX_H
+#define LOCALSTORAGE_INDEXMGR_INDEX_H
+
+#include <list>
+#include <string>
+#include <string_view>
+
+#include "IndexMgr/IndexFiles.h"
+#include "IndexMgr/IndexTree.h"
+#include "IndexMgr/OldestDay.h"
+#include "IndexMgr/RecordDir.h"
+#include "Osl/Osl.h"
+#include "Osl/OslMutex.h"
+
+struct repairPlan;
+
+class CIndex {
+public:
+    /// What WriteIndex does.
+    enum IndexType : std::uint32_t {
+        INDEX_TYPE_ADD = 0,
+        INDEX_TYPE_NONE = 1,
+        INDEX_TYPE_DELETE = 2
+    };
+
+    /// `pRecordDir` (may be null: always present) tells whether the disk is there; it must outlive
+    /// this object.
+    explicit CIndex(const CRecordDir* pRecordDir = nullptr);
+    /// Call Release first.
+    virtual ~CIndex();
+    CIndex(const CIndex&) = delete;
+    CIndex& operator=(const CIndex&) = delete;
+
+    /// Reads the index of a record directory (no trailing "/"), checks and if need be repairs it,
+    /// and starts the writer thread. 0: ready (also when it was already); 1: reading failed, or no
+    /// thread; 2: neither readable nor repairable. Can switch the process to "BackupFile".
+    int Initialize(const std::string& strRecDir);
+    /// Flushes a last time, stops the writer thread and forgets the index. Always 0. An object is
+    /// initialised once in its life.
+    int Release();
+    /// Release without the flush: for an index that was read under another record folder's name.
+    void Abandon();
+
+    /// Enters or removes one record file; anything but add and delete changes nothing.
+    void WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
+                    const indexLevel3Body& stLevel3, IndexType enumIndexType);
+
+    /// Appends the paths of the recordings that the query finds, in the order of the index: days,
+    /// then channels, then files. Returns how many.
+    int QueryRecFile(const indexLevel2Body& stChannel, RecFileType enumRecFileType,
+                     const fileTimeInfo& stStart, const fileTimeInfo& stEnd,
+                     std::list<std::string>& lsRecFile);
+
+    /// The oldest day that is not passed over, with its folder's modification time. False: there is
+    /// none (`strDate` untouched), its folder is gone (it then leaves the index), or the disk is
+    /// not there.
+    bool GetOldestDate(std::string& strDate, long& lTime, const PassedOverDays& setPassedOver = {});
+
+    /// Appends the paths of all files of that day: those of the index, and those that lie in its
+    /// folders under a valid name without an entry. `strOldestDir` receives the day's folder.
+    /// Returns how many.
+    int QueryOldestRecFile(std::string& strOldestDir, std::list<std::string>& lsRecFile,
+                           const PassedOverDays& setPassedOver = {});
+
+    /// Writes what changed since the last flush to the index files. Deliberate: an index without
+    /// any recording is not written; its files stay as they were. One thread at a time (the
+    /// writer).
+    void WriteIndexToFile();
+
+    /// Number of recordings.
+    std::size_t CountFiles();
+
+private:
+    friend std::uint32_t WriteIndexProc(void* pIndex);
+
+    // Index.cpp
+    void JudgeRecDir() const;
+    std::string GetRecordFolder() const;
+    bool IsPresent() const { return !m_pRecordDir || m_pRecordDir->IsPresent(); }
+    void ClearIndex();
+
+    // IndexLoad.cpp
+    bool CheckIndex();
+    bool ReadIndex();
+    void TakeTree(CIndexTree tree, std::uint64_t nFlushed);
+
+    // IndexFlush.cpp
+    void MakeMarker() OSL_REQUIRES(m_mutexIndex);
+    void RemoveMarker() OSL_REQUIRES(m_mutexIndex);
+    void ForgetMarkerWithFolder() OSL_REQUIRES(m_mutexIndex);
+    bool TakeSnapshot(indexSnapshot& snapshot);
+    void FinishFlush(indexSnapshot& snapshot, bool bWritten);
+
+    // IndexRepair.cpp
+    bool RepairIndex();
+    bool BeginAnew(const std::string& strFolder);
+    void LogRepair(int nLine, const char* pWhat) const;
+    void LogNothingFound(const repairPlan& plan) const;
+
+    // IndexQuery.cpp
+    bool FindOldestDay(const std::string& strFolder, const PassedOverDays& setPassedOver,
+                       indexLevel1Body& stDay);
+    void ForgetDay(const indexLevel1Body& stDay);
+    void AddListedOfDay(const std::string& strDate, const std::string& strDayDir,
+                        std::list<std::string>& lsRecFile);
+
+    std::string m_strPrevRecPath;  // the record directory; empty while not initialised
+    bool m_bInit = false;
+    bool m_bRead = false;  // the tree holds what is on disk, or a repair made
+    OSL_ThreadHandle m_hWriteThread = nullptr;
+    OSL_EventHandle m_hWriteEvent;
+    const CRecordDir* const m_pRecordDir;
+
+    OSL_Mutex m_mutexIndex;
+    CIndexTree m_objTree OSL_GUARDED_BY(m_mutexIndex);
+    std::uint64_t m_nFlushed OSL_GUARDED_BY(m_mutexIndex) = 0;  // version of the last flush
+    bool m_bMarker OSL_GUARDED_BY(m_mutexIndex) = false;        // "index.dirty" stands
+    bool m_bMarkerFailed OSL_GUARDED_BY(m_mutexIndex) = false;  // and that was logged
+};
+
+/// The writer thread's body: flushes every three minutes, and once more when it is told to stop.
+std::uint32_t WriteIndexProc(void* pIndex);
+
+#endif  // LOCALSTORAGE_INDEXMGR_INDEX_H

@@ -1,0 +1,209 @@
+// Index files from disk into memory. Nothing read is trusted before it is checked.
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "IndexMgr/IndexFiles.h"
+#include "IndexMgr/Names.h"
+#include "Osl/Osl.h"
+
+namespace {
+
+constexpr std::size_t HEAD_SIZE = 8;
+constexpr std::size_t PIECE_SIZE = std::size_t{1} << 20;
+
+// A file that closes itself.
+class CReadHandle {
+public:
+    explicit CReadHandle(const char* pPath) : m_hFile(OSL_OpenFile(pPath, OSL_OPEN_READ, 0)) {}
+    ~CReadHandle() {
+        if (m_hFile != OSL_INVALID_FILE) OSL_CloseFile(m_hFile);
+    }
+    CReadHandle(const CReadHandle&) = delete;
+    CReadHandle& operator=(const CReadHandle&) = delete;
+
+    OSL_FileHandle Get() const { return m_hFile; }
+
+private:
+    OSL_FileHandle m_hFile;
+};
+
+// Reads index files one after the other through one buffer.
+class CIndexFileReader {
+public:
+    CIndexFileReader(IndexLength eLength, indexFileFault& fault)
+        : m_eLength(eLength), m_fault(fault), m_vBuffer(PIECE_SIZE) {}
+
+    // Calls take(const Body*, number) with the elements of a file, piece by piece; it returns false
+    // for elements that no index can hold.
+    template <typename Body, typename F>
+    bool Read(int nLevel, const std::string& strPath, F take) {
+        m_fault = {IndexFileError::None, nLevel, strPath, 0, 0};
+        m_fault.eError = ReadBodies<Body>(strPath, take);
+        return m_fault.eError == IndexFileError::None;
+    }
+
+private:
+    // Index files are small: one read brings a whole file, and that it is short tells its length.
+    template <typename Body, typename F>
+    IndexFileError ReadBodies(const std::string& strPath, F take) {
+        const CReadHandle file(strPath.c_str());
+        if (file.Get() == OSL_INVALID_FILE) {
+            m_fault.nSystemError = OSL_GetSystemLastError();
+            const bool bMissing = m_fault.nSystemError == ENOENT || m_fault.nSystemError == ENOTDIR;
+            return bMissing ? IndexFileError::NotExist : IndexFileError::Open;
+        }
+        constexpr std::size_t nPiece = (PIECE_SIZE - HEAD_SIZE) / sizeof(Body) * sizeof(Body);
+        std::size_t nRead = 0;
+        if (!ReadPiece(file, HEAD_SIZE + nPiece, nRead)) return IndexFileError::Head;
+        if (nRead <= HEAD_SIZE) return IndexFileError::Silent;
+        std::memcpy(&m_fault.nCount, m_vBuffer.data(), sizeof(m_fault.nCount));
+        std::uint64_t nLeft = std::uint64_t{m_fault.nCount} * sizeof(Body);
+
+        std::uint64_t nLength = nRead;
+        if (nRead == HEAD_SIZE + nPiece && !Measure(file, nRead, nLength)) {
+            return IndexFileError::Silent;
+        }
+        if (m_eLength == IndexLength::Exact && nLength != nLeft + HEAD_SIZE) {
+            return IndexFileError::Length;
+        }
+        const char* pPiece = m_vBuffer.data() + HEAD_SIZE;
+        nRead -= HEAD_SIZE;
+        while (true) {
+            const std::size_t nUse =
+                static_cast<std::size_t>(std::min<std::uint64_t>(nRead, nLeft));
+            if (!take(reinterpret_cast<const Body*>(pPiece), nUse / sizeof(Body))) {
+                return IndexFileError::Element;
+            }
+            nLeft -= nUse;
+            if (nLeft == 0) return IndexFileError::None;
+            if (nUse < nPiece) return IndexFileError::Body;  // the file ends here
+            pPiece = m_vBuffer.data();
+            if (!ReadPiece(file, nPiece, nRead)) return IndexFileError::Body;
+        }
+    }
+
+    bool ReadPiece(const CReadHandle& file, std::size_t nSize, std::size_t& nRead) {
+        if (OSL_ReadFile(file.Get(), m_vBuffer.data(), nSize, &nRead) == 0) return true;
+        m_fault.nSystemError = OSL_GetSystemLastError();
+        return false;
+    }
+
+    // The length of a file of which `nRead` bytes are read; the position stays behind them.
+    bool Measure(const CReadHandle& file, std::size_t nRead, std::uint64_t& nLength) {
+        std::int64_t nEnd = 0;
+        if (OSL_FileSeek(file.Get(), 0, 2, &nEnd) != 0 ||
+            OSL_FileSeek(file.Get(), static_cast<std::int64_t>(nRead), 0, nullptr) != 0) {
+            m_fault.nSystemError = OSL_GetSystemLastError();
+            return false;
+        }
+        nLength = static_cast<std::uint64_t>(nEnd);
+        return true;
+    }
+
+    const IndexLength m_eLength;
+    indexFileFault& m_fault;
+    std::vector<char> m_vBuffer;
+};
+
+// No path is built from an identifier that may name no folder.
+bool IsUsable(const indexLevel2Body& stChannel) {
+    return std::memchr(stChannel.szCameraID, 0, sizeof(stChannel.szCameraID)) != nullptr &&
+           IsCameraID(stChannel.GetDirName());
+}
+
+// Fills a tree from index files.
+class CIndexLoader {
+public:
+    CIndexLoader(const std::string& strFolder, IndexLength eLength, CIndexTree& tree,
+                 indexFileFault& fault)
+        : m_strFolder(strFolder), m_reader(eLength, fault), m_tree(tree) {}
+
+    bool Load() {
+        std::vector<std::pair<dateInfo, indexDay*>> vDays;  // in the order of the file
+        const auto takeDays = [&](const indexLevel1Body* pDays, std::size_t nDays) {
+            for (std::size_t i = 0; i < nDays; ++i) {
+                indexDay* pDay = m_tree.NewDay(pDays[i]);
+                if (!pDay) return false;
+                vDays.emplace_back(pDays[i].stDate, pDay);
+            }
+            return true;
+        };
+        if (!m_reader.Read<indexLevel1Body>(1, m_strFolder + "/" + INDEX_FILE_LEVEL1, takeDays)) {
+            return false;
+        }
+        for (const auto& [stDate, pDay] : vDays) {
+            if (!LoadDay(*pDay)) return false;
+        }
+        return true;
+    }
+
+private:
+    bool LoadDay(indexDay& day) {
+        const std::string strDir = m_strFolder + "/" + day.strName + "/";
+        const auto takeChannels = [&](const indexLevel2Body* pChannels, std::size_t nChannels) {
+            return std::all_of(pChannels, pChannels + nChannels, [&](const indexLevel2Body& st) {
+                return IsUsable(st) && m_tree.NewChannel(day, st) != nullptr;
+            });
+        };
+        if (!m_reader.Read<indexLevel2Body>(2, strDir + INDEX_FILE_LEVEL2, takeChannels)) {
+            return false;
+        }
+        for (indexChannel& channel : day.lsChannels) {
+            if (!LoadChannel(channel, strDir + channel.strName + "/" + INDEX_FILE_LEVEL3)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool LoadChannel(indexChannel& channel, const std::string& strPath) {
+        const auto takeFiles = [&](const indexLevel3Body* pFiles, std::size_t nFiles) {
+            const auto eOrder = channel.objFiles.Change().AppendAll(pFiles, nFiles);
+            // What a flush would write differs from the file.
+            if (eOrder == CFileList::Order::Mended) channel.nVersion = m_tree.NewVersion();
+            return eOrder != CFileList::Order::Doubled;
+        };
+        return m_reader.Read<indexLevel3Body>(3, strPath, takeFiles);
+    }
+
+    const std::string& m_strFolder;
+    CIndexFileReader m_reader;
+    CIndexTree& m_tree;
+};
+
+bool EndsWith(std::string_view strText, std::string_view strEnd) {
+    return strText.size() >= strEnd.size() &&
+           strText.substr(strText.size() - strEnd.size()) == strEnd;
+}
+
+}  // namespace
+
+bool LoadIndex(const std::string& strFolder, IndexLength eLength, CIndexTree& tree,
+               indexFileFault& fault) {
+    try {
+        return CIndexLoader(strFolder, eLength, tree, fault).Load();
+    } catch (const std::bad_alloc&) {
+        fault.eError = IndexFileError::Memory;
+        return false;
+    }
+}
+
+bool ReadIndexFile(const std::string& strPath, const indexFileVisitor& visitor,
+                   indexFileFault& fault) {
+    CIndexFileReader reader(IndexLength::Exact, fault);
+    const auto each = [](const auto& visit) {
+        return [&visit](const auto* pBodies, std::size_t nBodies) {
+            return std::all_of(pBodies, pBodies + nBodies, visit);
+        };
+    };
+    if (EndsWith(strPath, INDEX_FILE_LEVEL1)) {
+        return reader.Read<indexLevel1Body>(1, strPath, each(visitor.onDay));
+    }
+    if (EndsWith(strPath, INDEX_FILE_LEVEL2)) {
+        return reader.Read<indexLevel2Body>(2, strPath, each(visitor.onChannel));
+    }
+    return reader.Read<indexLevel3Body>(3, strPath, each(visitor.onFile));
+}

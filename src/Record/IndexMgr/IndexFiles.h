@@ -1,0 +1,102 @@
+// The index files: where they stand, how they are read and how a set of them is replaced.
+//
+// Below a record folder stand one index01.bin (the days), in every day folder one index02.bin (its
+// channels), in every channel folder one index03.bin (its record files). All are little-endian:
+//
+//     0  4                   count of elements, never 0
+//     4  4                   reserved, 0
+//     8  count x element     indexLevel1Body (4), indexLevel2Body (92) or indexLevel3Body (44
+//     bytes)
+//
+// What holds on disk, also after a crash (writer, check and repair cite these numbers):
+//
+//   [1] An index file is whole: it is written under another name (".new" behind it) and renamed.
+//   [2] Unless "index.dirty" stands beside index01.bin, or index01.bin is missing, the index files
+//       are one set: every day of index01.bin has its index02.bin, every channel of it its
+//       index03.bin, and together they list the recordings of the tree.
+//
+// Procedures, and what a crash leaves behind after each step:
+//
+//   Change  C1  make "index.dirty", if this is the first change since a flush
+//           C2  change the index in memory                  [2] by the marker: repaired at start
+//   Flush   F1  write every changed file under its new name
+//           F2  make them durable, all at once              old set, marker, left-overs: repaired
+//           F3  rename them, index01.bin last               a mixed set, marker: repaired
+//           F4  remove the marker, if nothing changed meanwhile      the new set, complete
+//   Repair  R1  read the whole tree; a walk that breaks off ends the repair here
+//           R2  remove index01.bin                          [2] by its absence: repaired again
+//           R3  remove what does not belong
+//           R4  flush everything (F1 to F4)
+//
+// A power cut may also lose what was not yet durable. F2 comes before F3, so no name ever points to
+// a file without its content; the file system keeps the order of renames and removals.
+
+#ifndef LOCALSTORAGE_INDEXMGR_INDEXFILES_H
+#define LOCALSTORAGE_INDEXMGR_INDEXFILES_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "IndexMgr/IndexTree.h"
+
+inline constexpr char INDEX_FILE_LEVEL1[] = "index01.bin";
+inline constexpr char INDEX_FILE_LEVEL2[] = "index02.bin";
+inline constexpr char INDEX_FILE_LEVEL3[] = "index03.bin";
+inline constexpr char INDEX_NEW_SUFFIX[] = ".new";
+inline constexpr char INDEX_DIRTY_MARKER[] = "index.dirty";
+
+enum class IndexFileError {
+    None,
+    NotExist,
+    Open,
+    Silent,  ///< seek failed, or too short to have an element: Deliberate, an empty level is damage
+    Head,
+    Length,
+    Memory,
+    Body,
+    Element,  ///< what no index can hold: a name that may name no folder, the same thing twice
+    Sync,
+    Rename
+};
+
+/// What went wrong with which index file.
+struct indexFileFault {
+    IndexFileError eError = IndexFileError::None;
+    int nLevel = 1;
+    std::string strPath;
+    std::uint32_t nCount = 0;  ///< as its head says
+    int nSystemError = 0;      ///< 0: none
+};
+
+/// How far LoadIndex trusts the length of a file.
+enum class IndexLength {
+    Exact,  ///< a file must be as long as its count says
+    AtLeast
+};
+
+/// Reads all index files of record folder `strFolder` into the empty `tree`, each once, in the
+/// order index01.bin, then day by day its index02.bin and their index03.bin. False with the first
+/// fault; the tree is then incomplete. Memory grows with what the files hold, never with what they
+/// claim.
+bool LoadIndex(const std::string& strFolder, IndexLength eLength, CIndexTree& tree,
+               indexFileFault& fault);
+
+/// Reads one index file, of the level that its name says, and calls the function of that level for
+/// each element. False with the fault.
+struct indexFileVisitor {
+    std::function<bool(const indexLevel1Body&)> onDay;
+    std::function<bool(const indexLevel2Body&)> onChannel;
+    std::function<bool(const indexLevel3Body&)> onFile;
+};
+bool ReadIndexFile(const std::string& strPath, const indexFileVisitor& visitor,
+                   indexFileFault& fault);
+
+/// Replaces the files of a snapshot (F1 to F3). False with the first fault: then either nothing was
+/// renamed, or only some; no file under a new name stays behind.
+bool WriteIndexFiles(const std::string& strFolder, const indexSnapshot& snapshot,
+                     indexFileFault& fault);
+
+#endif  // LOCALSTORAGE_INDEXMGR_INDEXFILES_H

@@ -1,0 +1,101 @@
+// The index of one record directory: its marker and its flushes (C1 and F1 to F4 of IndexFiles.h).
+
+#include <cerrno>
+#include <new>
+
+#include "IndexMgr/Index.h"
+#include "IndexMgr/IndexLog.h"
+
+namespace {
+
+const char* WriteFaultText(IndexFileError eError) {
+    switch (eError) {
+        case IndexFileError::Open:
+            return "open fail";
+        case IndexFileError::Head:
+            return "write head fail";
+        case IndexFileError::Body:
+            return "write body fail";
+        case IndexFileError::Sync:
+            return "sync fail";
+        case IndexFileError::Rename:
+            return "rename fail";
+        default:
+            return "no memory";
+    }
+}
+
+void LogWriteFault(const indexFileFault& fault) {
+    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+             "[wtb][CIndex::WriteIndexToFile] index0%d.bin %s, strIndexLevel%dPath [%s]",
+             fault.nLevel, WriteFaultText(fault.eError), fault.nLevel, fault.strPath.c_str());
+}
+
+void LogMarker(int nLine, const char* pWhat, const std::string& strMarker) {
+    char szError[128];
+    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, nLine,
+             "[wtb][CIndex::WriteIndex] index.dirty %s fail, strMarkerPath [%s], error [%s]", pWhat,
+             strMarker.c_str(), OSL_ErrorText(OSL_GetSystemLastError(), szError, sizeof(szError)));
+}
+
+}  // namespace
+
+// C1. A marker that cannot be made (full disk) stops nothing; it is tried again with every change.
+void CIndex::MakeMarker() {
+    if (m_bMarker || !IsPresent()) return;
+    const std::string strMarker = GetRecordFolder() + "/" + INDEX_DIRTY_MARKER;
+    const OSL_FileHandle hFile = OSL_OpenFile(strMarker.c_str(), OSL_OPEN_NEW, OSL_FILE_SHARED);
+    m_bMarker = hFile != OSL_INVALID_FILE;
+    if (m_bMarker) OSL_CloseFile(hFile);
+    if (!m_bMarker && !m_bMarkerFailed) LogMarker(__LINE__, "open", strMarker);
+    m_bMarkerFailed = !m_bMarker;
+}
+
+// F4.
+void CIndex::RemoveMarker() {
+    const std::string strMarker = GetRecordFolder() + "/" + INDEX_DIRTY_MARKER;
+    m_bMarker = OSL_DeleteFile(strMarker.c_str()) != 0 && OSL_GetSystemLastError() != ENOENT;
+    if (m_bMarker) LogMarker(__LINE__, "delete", strMarker);
+}
+
+// The record folder goes with its last recording, and the marker with it: the next change makes
+// both again.
+void CIndex::ForgetMarkerWithFolder() {
+    if (m_objTree.IsEmpty()) m_bMarker = false;
+}
+
+void CIndex::WriteIndexToFile() {
+    if (!IsPresent()) return;
+    indexSnapshot snapshot;
+    if (!TakeSnapshot(snapshot)) return;
+    indexFileFault fault;
+    const bool bWritten = WriteIndexFiles(GetRecordFolder(), snapshot, fault);
+    if (!bWritten) LogWriteFault(fault);
+    FinishFlush(snapshot, bWritten);
+}
+
+// False when there is nothing to flush.
+bool CIndex::TakeSnapshot(indexSnapshot& snapshot) {
+    OSL_Guard guard(m_mutexIndex);
+    if (m_objTree.IsEmpty()) return false;
+    try {
+        snapshot = m_objTree.TakeSnapshot(m_nFlushed);
+        return true;
+    } catch (const std::bad_alloc&) {
+        snapshot = indexSnapshot();
+        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+                 "[wtb][CIndex::WriteIndexToFile] new pIndexLevel1Body fail, "
+                 "m_lsIndexLevel1Body.size() [%zu]",
+                 m_objTree.GetDays().size());
+        return false;
+    }
+}
+
+void CIndex::FinishFlush(indexSnapshot& snapshot, bool bWritten) {
+    OSL_Guard guard(m_mutexIndex);
+    if (bWritten) {
+        m_nFlushed = snapshot.nVersion;
+        if (m_bMarker && m_objTree.GetVersion() == m_nFlushed) RemoveMarker();
+    }
+    snapshot = indexSnapshot();  // the lists that it shares are given back under the lock
+}

@@ -1,0 +1,95 @@
+// The index of one record directory: reading and checking its files.
+
+#include <cerrno>
+#include <utility>
+
+#include "IndexMgr/Index.h"
+#include "IndexMgr/IndexLog.h"
+
+namespace {
+
+void LogFault(const char* pMethod, const indexFileFault& fault, const char* pWhat) {
+    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+             "[wtb][CIndex::%s] index0%d.bin %s, strIndexLevel%dPath [%s]", pMethod, fault.nLevel,
+             pWhat, fault.nLevel, fault.strPath.c_str());
+}
+
+void LogNoMemory(const char* pMethod, const indexFileFault& fault) {
+    const char* apCount[] = {"nExistDays", "nRecChannels", "nRecFiles"};
+    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+             "[wtb][CIndex::%s] index0%d.bin new pIndexLevel%dBody fail, strIndexLevel%dPath [%s], "
+             "%s [%u]",
+             pMethod, fault.nLevel, fault.nLevel, fault.nLevel, fault.strPath.c_str(),
+             apCount[fault.nLevel - 1], fault.nCount);
+}
+
+// Reading after a failed check goes by the counts alone, so to it a file that is missing or too
+// short to have an element is one that could not be opened or had no head.
+void LogLoadFault(const char* pMethod, const indexFileFault& fault, bool bCheck) {
+    switch (fault.eError) {
+        case IndexFileError::NotExist:
+            return LogFault(pMethod, fault, bCheck ? "not exist" : "open fail");
+        case IndexFileError::Open:
+            return LogFault(pMethod, fault, "open fail");
+        case IndexFileError::Head:
+            return LogFault(pMethod, fault, "read head fail");
+        case IndexFileError::Length:
+            return LogFault(pMethod, fault, "file len wrong");
+        case IndexFileError::Memory:
+            return LogNoMemory(pMethod, fault);
+        case IndexFileError::Body:
+            return LogFault(pMethod, fault, "read body fail");
+        case IndexFileError::Element:
+            return LogFault(pMethod, fault, "element wrong");
+        default:
+            if (!bCheck) LogFault(pMethod, fault, "read head fail");
+    }
+}
+
+}  // namespace
+
+// Reads while it checks; what passed is kept for ReadIndex, so that no file is read twice.
+bool CIndex::CheckIndex() {
+    const std::string strFolder = GetRecordFolder();
+    if (OSL_AccessFile(strFolder.c_str(), 0) != 0 && OSL_GetSystemLastError() == ENOENT)
+        return true;
+
+    const std::string strMarker = strFolder + "/" + INDEX_DIRTY_MARKER;
+    if (OSL_AccessFile(strMarker.c_str(), 0) == 0) {  // [2]: the files may be older than the tree
+        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+                 "[wtb][CIndex::CheckIndex] index.dirty exist, strMarkerPath [%s]",
+                 strMarker.c_str());
+        return false;
+    }
+    indexFileFault fault;
+    CIndexTree tree;
+    if (!LoadIndex(strFolder, IndexLength::Exact, tree, fault)) {
+        LogLoadFault("CheckIndex", fault, true);
+        return false;
+    }
+    TakeTree(std::move(tree), LOADED_VERSION);
+    return true;
+}
+
+// Reads the files after a check that failed under the last record folder's name there is, where no
+// repair helped either: whatever can be read is better than nothing.
+bool CIndex::ReadIndex() {
+    if (m_bRead) return true;
+    indexFileFault fault;
+    CIndexTree tree;
+    if (!LoadIndex(GetRecordFolder(), IndexLength::AtLeast, tree, fault)) {
+        if (fault.eError == IndexFileError::NotExist && fault.nLevel == 1)
+            return true;  // a new disk
+        LogLoadFault("ReadIndex", fault, false);
+        return false;
+    }
+    TakeTree(std::move(tree), LOADED_VERSION);
+    return true;
+}
+
+void CIndex::TakeTree(CIndexTree tree, std::uint64_t nFlushed) {
+    OSL_Guard guard(m_mutexIndex);
+    m_objTree = std::move(tree);
+    m_nFlushed = nFlushed;
+    m_bRead = true;
+}

@@ -1,0 +1,31 @@
+// Which day goes first when disks are full.
+
+#ifndef LOCALSTORAGE_INDEXMGR_OLDESTDAY_H
+#define LOCALSTORAGE_INDEXMGR_OLDESTDAY_H
+
+#include <algorithm>
+#include <cstddef>
+#include <set>
+#include <string>
+#include <vector>
+
+/// Days that a deletion pass leaves alone: paths of day folders.
+using PassedOverDays = std::set<std::string>;
+
+/// The oldest day of one record directory.
+struct dayOffer {
+    std::string strDate;
+    long lTime = 0;  ///< modification time of its folder
+};
+
+/// The offer with the earliest day; of equal days the one with the earlier time, of equal times the
+/// first. There is at least one.
+inline std::size_t ChooseOldestDay(const std::vector<dayOffer>& vOffers) {
+    const auto isBefore = [](const dayOffer& a, const dayOffer& b) {
+        return a.strDate != b.strDate ? a.strDate < b.strDate : a.lTime < b.lTime;
+    };
+    return static_cast<std::size_t>(std::min_element(vOffers.begin(), vOffers.end(), isBefore) -
+                                    vOffers.begin());
+}
+
+#endif  // LOCALSTORAGE_INDEXMGR_OLDESTDAY_H

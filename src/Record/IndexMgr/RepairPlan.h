@@ -1,0 +1,81 @@
+// What a repair makes of a record folder: the index of what is there, and what it would remove.
+//
+// Making a plan only reads. CIndex carries it out; the command-line host shows it.
+
+#ifndef LOCALSTORAGE_INDEXMGR_REPAIRPLAN_H
+#define LOCALSTORAGE_INDEXMGR_REPAIRPLAN_H
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "IndexMgr/IndexTree.h"
+
+/// Where an entry of the record tree lies.
+enum class TreeLevel { RecordFolder, Day, Channel };
+
+/// What becomes of an entry.
+enum class EntryVerdict {
+    Keep,
+    KeepIfRecorded,  ///< a folder that stays only if it holds a recording
+    IndexFile,       ///< the index's own
+    // All others are removed.
+    NotADay,         ///< a folder whose name is no day
+    NotAChannel,     ///< a folder whose name is no channel
+    NotRecorded,     ///< a folder that might be a channel but holds no recording
+    OutsideChannel,  ///< a file that lies in no channel folder
+    FolderInChannel,
+    NotARecording,  ///< a file whose name is no recording's
+    LeftOver        ///< an index file that describes nothing
+};
+
+/// The rule for one entry; a link counts as a file. Deliberate: whatever does not follow the naming
+/// rules goes, so that after a repair the tree holds what the index describes.
+EntryVerdict JudgeEntry(TreeLevel eLevel, std::string_view strName, bool bDirectory);
+
+/// Words for a verdict, for people.
+const char* VerdictText(EntryVerdict eVerdict);
+
+/// One entry that a repair would remove.
+struct repairFinding {
+    EntryVerdict eVerdict = EntryVerdict::LeftOver;
+    std::string strPath;  ///< full path
+    bool bDirectory = false;
+};
+
+/// Bytes and number of the files in a finding, the largest one's bytes, and 0 for what is gone.
+struct findingSize {
+    std::uint64_t nBytes = 0;
+    std::uint64_t nFiles = 0;
+    std::uint64_t nLargest = 0;
+};
+findingSize MeasureFinding(const repairFinding& finding);
+
+struct repairPlan {
+    CIndexTree objTree;  ///< the index of the recordings in the tree
+    /// "day/channel/file" of recordings that stay without an entry, since another one of that
+    /// channel has the same times.
+    std::set<std::string> setTwins;
+    std::vector<repairFinding> vFindings;
+    /// Number of day and channel folders under valid names, with or without recordings.
+    std::size_t nDays = 0;
+    std::size_t nChannels = 0;
+};
+
+/// Reads the tree of a record folder. False, with nothing of the plan to be used, when a folder
+/// could not be read to its end; `strUnreadable` names it.
+bool MakeRepairPlan(const std::string& strFolder, repairPlan& plan, std::string& strUnreadable);
+
+/// Removes the findings. True when nothing of them is left.
+bool RemoveFindings(const repairPlan& plan);
+
+/// The recordings in which an index and a tree differ, as "day/channel/file".
+struct indexDifference {
+    std::vector<std::string> vGone;      ///< in the index, not in the tree
+    std::vector<std::string> vUnlisted;  ///< in the tree, not in the index
+};
+indexDifference CompareWithTree(const CIndexTree& index, const repairPlan& plan);
+
+#endif  // LOCALSTORAGE_INDEXMGR_REPAIRPLAN_H
