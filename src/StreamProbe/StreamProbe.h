@@ -13,6 +13,10 @@
 //     was cut into pieces.
 //   - A key frame begins at the first byte of everything that belongs to it: access-unit delimiter,
 //     parameter sets, SEI; in the program stream its pack header. What begins there decodes alone.
+//   - Where no file could be cut there is no key frame: an H.264 recovery point counts when its
+//     picture is intra and exact at once (an open group of pictures, as CRA in H.265), a gradual
+//     refresh does not. In a program stream several frames that begin in one pack count as one; see
+//     StreamSplitter.h.
 //   - Packets point into the caller's piece wherever they can, and lie one behind the other there,
 //     so neighbours can be written together. Only what spans two pieces and is not yet decided (a
 //     split start code, the parts in front of a frame) is kept and copied: at most 4 MiB, after
@@ -45,19 +49,21 @@ constexpr int VEXANA_FAILED = -1;
 
 /// Makes an analyser. `pHead` is the stream's header as the host gives it (may be empty); where it
 /// names the kind of the stream that is a hint, the content decides. All memory that the analyser
-/// will ever need is reserved here. VEXANA_FAILED: no memory, or a null `pStream`.
+/// will ever need is reserved here, 8 MiB of addresses of which only what is used is touched.
+/// VEXANA_FAILED: no memory (then `*pStream` is null), or a null `pStream`.
 int VEXANA_CreateStreamEx(const char* pHead, std::size_t nHeadLen, VEXANA_Handle* pStream);
 
 /// Gives the next piece; it must stay as it is until all its packets are taken. VEXANA_FAILED: null
 /// handle, null data with a length, or packets of the piece before were not all taken.
 int VEXANA_InputData(VEXANA_Handle hStream, const char* pData, std::size_t nSize);
 
-/// Takes the next packet; VEXANA_NO_PACKET when there is none. Its data is valid until the next
-/// VEXANA_InputData, VEXANA_Flush or VEXANA_Destroy. Packets are never empty.
+/// Takes the next packet; VEXANA_NO_PACKET when there is none, or no handle. Its data is valid
+/// until the next VEXANA_InputData, VEXANA_Flush or VEXANA_Destroy. Packets are never empty.
 int VEXANA_GetOnePacketEx(VEXANA_Handle hStream, VEXANA_PACKET& stPacket);
 
 /// Ends the stream: what is still held is decided as it stands and handed out by
-/// VEXANA_GetOnePacketEx. The analyser then starts afresh with the next piece.
+/// VEXANA_GetOnePacketEx. The analyser then starts afresh with the next piece. VEXANA_FAILED: null
+/// handle, or packets of the piece before were not all taken.
 int VEXANA_Flush(VEXANA_Handle hStream);
 
 void VEXANA_Destroy(VEXANA_Handle hStream);

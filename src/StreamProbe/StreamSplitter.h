@@ -48,7 +48,8 @@ public:
     /// Every byte in front of this position is decided, but for the mark to take.
     std::uint64_t GetDecided() const;
 
-    /// The next frame that begins in front of GetDecided; false when there is none.
+    /// The next frame that begins in front of GetDecided; false when there is none. It stays until
+    /// DropMark, which is due before reading on.
     bool PeekMark(frameMark& stMark) const;
     void DropMark() { m_bMark = false; }
 
