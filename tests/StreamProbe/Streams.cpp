@@ -1,6 +1,7 @@
 #include "Streams.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -28,6 +29,32 @@ void TakeAll(VEXANA_Handle hStream, const std::string& strPiece, StreamResult& s
     }
 }
 
+struct DestroyAnalyser {
+    void operator()(VEXANA_Handle hStream) const { VEXANA_Destroy(hStream); }
+};
+using OwnedAnalyser = std::unique_ptr<VEXANA_Stream, DestroyAnalyser>;
+
+OwnedAnalyser MakeAnalyser(const std::string& strHead) {
+    VEXANA_Handle hStream = nullptr;
+    EXPECT_EQ(VEXANA_CreateStreamEx(strHead.data(), strHead.size(), &hStream), VEXANA_OK);
+    return OwnedAnalyser(hStream);
+}
+
+StreamResult AnalyseWith(VEXANA_Handle hStream, const std::string& strStream,
+                         const NextPiece& nextPiece) {
+    StreamResult stResult;
+    for (std::size_t i = 0; i < strStream.size();) {
+        const std::string strPiece = strStream.substr(i, nextPiece());
+        EXPECT_EQ(VEXANA_InputData(hStream, strPiece.data(), strPiece.size()), VEXANA_OK);
+        TakeAll(hStream, strPiece, stResult);
+        i += strPiece.size();
+        stResult.nMaxHeld = std::max(stResult.nMaxHeld, i - stResult.strBytes.size());
+    }
+    EXPECT_EQ(VEXANA_Flush(hStream), VEXANA_OK);
+    TakeAll(hStream, {}, stResult);
+    return stResult;
+}
+
 std::string Nal(const std::vector<int>& vecByte) {
     return Bytes({0, 0, 0, 1}) + Bytes(vecByte);
 }
@@ -51,20 +78,11 @@ std::ostream& operator<<(std::ostream& os, const StreamMark& stMark) {
 
 StreamResult Analyse(const std::string& strStream, const NextPiece& nextPiece,
                      const std::string& strHead) {
-    StreamResult stResult;
-    VEXANA_Handle hStream = nullptr;
-    EXPECT_EQ(VEXANA_CreateStreamEx(strHead.data(), strHead.size(), &hStream), VEXANA_OK);
-    for (std::size_t i = 0; i < strStream.size();) {
-        const std::string strPiece = strStream.substr(i, nextPiece());
-        EXPECT_EQ(VEXANA_InputData(hStream, strPiece.data(), strPiece.size()), VEXANA_OK);
-        TakeAll(hStream, strPiece, stResult);
-        i += strPiece.size();
-        stResult.nMaxHeld = std::max(stResult.nMaxHeld, i - stResult.strBytes.size());
+    if (!strHead.empty()) {
+        return AnalyseWith(MakeAnalyser(strHead).get(), strStream, nextPiece);
     }
-    EXPECT_EQ(VEXANA_Flush(hStream), VEXANA_OK);
-    TakeAll(hStream, {}, stResult);
-    VEXANA_Destroy(hStream);
-    return stResult;
+    static const OwnedAnalyser pShared = MakeAnalyser({});
+    return AnalyseWith(pShared.get(), strStream, nextPiece);
 }
 
 StreamResult AnalyseWhole(const std::string& strStream) {

@@ -30,7 +30,8 @@ struct StreamResult {
 /// The size of the piece to give next.
 using NextPiece = std::function<std::size_t()>;
 
-/// Runs a stream through a new analyser, flush included.
+/// Runs a stream through an analyser, flush included. Those without a header share one, since a
+/// flush leaves nothing behind.
 StreamResult Analyse(const std::string& strStream, const NextPiece& nextPiece,
                      const std::string& strHead = {});
 StreamResult AnalyseWhole(const std::string& strStream);
