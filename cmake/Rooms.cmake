@@ -9,6 +9,14 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 find_package(Threads REQUIRED)
 
+# An installed program finds the library beside it, wherever the tree was put.
+file(RELATIVE_PATH libdir_from_bindir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+if(APPLE)
+    set(CMAKE_INSTALL_RPATH @loader_path/${libdir_from_bindir})
+else()
+    set(CMAKE_INSTALL_RPATH $ORIGIN/${libdir_from_bindir})
+endif()
+
 # What every target of this project is compiled with.
 add_library(localstorage_flags INTERFACE)
 target_compile_options(localstorage_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow
@@ -29,9 +37,6 @@ endif()
 # localstorage_room(NAME source...): one room of the library, as objects that the library and the
 # tests link alike. Every room compiles and depends on the rooms below it only.
 function(localstorage_room name)
-    if(NOT ARGN)
-        return()  # nothing in it yet
-    endif()
     add_library(room_${name} OBJECT ${ARGN})
     target_link_libraries(room_${name} PUBLIC localstorage_flags)
 endfunction()

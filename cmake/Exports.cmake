@@ -1,0 +1,21 @@
+# What a host may call, and nothing else: exports.txt names it; the linkers are told in their words.
+
+# localstorage_export_only(TARGET LIST): TARGET exports the C names in the file LIST.
+function(localstorage_export_only target list)
+    file(STRINGS ${list} names)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+    if(APPLE)
+        set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}.exports)
+        list(TRANSFORM names PREPEND _)
+        list(JOIN names "\n" lines)
+        file(CONFIGURE OUTPUT ${script} CONTENT "@lines@\n" @ONLY)
+        target_link_options(${target} PRIVATE LINKER:-exported_symbols_list,${script})
+    else()
+        set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
+        list(TRANSFORM names APPEND "\;")
+        list(JOIN names " " lines)
+        file(CONFIGURE OUTPUT ${script} CONTENT "{ global: @lines@ local: *; };\n" @ONLY)
+        target_link_options(${target} PRIVATE LINKER:--version-script=${script})
+    endif()
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+endfunction()
