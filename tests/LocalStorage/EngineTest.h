@@ -1,0 +1,137 @@
+// An engine on directories of its own, with a clock that stands still and disks of made-up size.
+
+#ifndef LOCALSTORAGE_TESTS_LOCALSTORAGE_ENGINETEST_H
+#define LOCALSTORAGE_TESTS_LOCALSTORAGE_ENGINETEST_H
+
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "LocalStorage/Engine.h"
+#include "LocalStorage/Trace.h"
+#include "Support/FaultInjection.h"
+#include "Support/TempDir.h"
+
+/// 2024-03-05 08:00:00 local time, where the clock stands at first.
+inline std::time_t Morning() {
+    std::tm tmLocal{};
+    tmLocal.tm_year = 124;
+    tmLocal.tm_mon = 2;
+    tmLocal.tm_mday = 5;
+    tmLocal.tm_hour = 8;
+    tmLocal.tm_isdst = -1;
+    return std::mktime(&tmLocal);
+}
+
+inline tagBlockTime Time(unsigned nDay, unsigned nHour, unsigned nMinute = 0,
+                         unsigned nSecond = 0) {
+    tagBlockTime stTime;
+    stTime.wYear = 2024;
+    stTime.byMonth = 3;
+    stTime.byDay = static_cast<std::uint8_t>(nDay);
+    stTime.byHour = static_cast<std::uint8_t>(nHour);
+    stTime.byMinute = static_cast<std::uint8_t>(nMinute);
+    stTime.bySecond = static_cast<std::uint8_t>(nSecond);
+    return stTime;
+}
+
+/// A recording of March 2024, one hour from this hour on.
+inline recFileInfo Hour(unsigned nDay, unsigned nHour, RecordType enumType = RECORD_TYPE_1) {
+    recFileInfo stInfo;
+    stInfo.stStartTime = Time(nDay, nHour);
+    stInfo.stEndTime = Time(nDay, nHour + 1);
+    stInfo.enumRecordType = enumType;
+    return stInfo;
+}
+
+class CEngineTest : public testing::Test {
+protected:
+    static constexpr std::uint64_t ROOM = 10000;  // MiB
+
+    CEngineTest() : m_pEngine(std::make_unique<CLocalStorage>()) {
+        ClearTrace();
+        KeepLines(true);
+        m_stInfo.pFunCallback = RecordMessage;
+        m_faults.SetFreeSpace(m_dir.Path(), ROOM);
+        m_faults.SetTime(Morning());
+    }
+    ~CEngineTest() override { m_pEngine->Release(); }
+
+    /// A record directory, "1" to start with.
+    std::string Disk(const std::string& strName = "1") const { return m_dir / strName + "/"; }
+
+    void AddDisk(const std::string& strName = "1") {
+        std::filesystem::create_directories(Disk(strName));
+        pathNode node;
+        std::snprintf(node.szPath, sizeof(node.szPath), "%s", Disk(strName).c_str());
+        m_stInfo.lsRecDir.push_back(node);
+    }
+
+    /// Starts the engine on disk "1" (unless the test has added disks) and forgets what it said.
+    void Start(LocalStorageType enumType = LOCAL_STORAGE_REMOTE_BACKUP) {
+        if (m_stInfo.lsRecDir.size() == 0) AddDisk();
+        m_stInfo.enumStorageType = enumType;
+        ASSERT_TRUE(m_pEngine->Initialize(m_stInfo)) << m_pEngine->GetLastError();
+        ClearTrace();
+    }
+
+    bool Open(const std::string& strCamera, recFileInfo stInfo, void* pUser = nullptr) {
+        return m_pEngine->OpenChannelRecord(std::string(strCamera).data(), pUser, stInfo);
+    }
+    bool Close(const std::string& strCamera, recFileInfo stInfo) {
+        return m_pEngine->CloseChannelRecord(std::string(strCamera).data(), stInfo);
+    }
+    bool Write(const std::string& strCamera, recFileInfo stInfo, std::string strData,
+               unsigned nDataType = 0) {
+        return m_pEngine->WriteData(std::string(strCamera).data(), nDataType, strData.data(),
+                                    static_cast<unsigned>(strData.size()), stInfo);
+    }
+    bool WriteHeader(const std::string& strCamera, recFileInfo stInfo, const std::string& strHead) {
+        return Write(strCamera, stInfo, strHead, 1);
+    }
+    /// A whole recording with this content.
+    void Record(const std::string& strCamera, const recFileInfo& stInfo,
+                const std::string& strData = "video") {
+        ASSERT_TRUE(Open(strCamera, stInfo)) << m_pEngine->GetLastError();
+        ASSERT_TRUE(Write(strCamera, stInfo, strData));
+        ASSERT_TRUE(Close(strCamera, stInfo));
+    }
+
+    Trace Find(const std::string& strCamera, const tagBlockTime& stFrom, const tagBlockTime& stTo,
+               RecordType enumType = RECORD_TYPE_ALL) {
+        recQueryParam stParam;
+        stParam.stQueryStartTime = stFrom;
+        stParam.stQueryEndTime = stTo;
+        stParam.enumRecordType = enumType;
+        std::snprintf(stParam.szCameraID, sizeof(stParam.szCameraID), "%s", strCamera.c_str());
+        CVexList<pathNode>* pList = nullptr;
+        const bool bFound = m_pEngine->QueryRecFile(stParam, &pList);
+        Trace lsPath;
+        if (pList)
+            for (auto it = pList->begin(); it != pList->end(); ++it) lsPath.push_back((*it).szPath);
+        EXPECT_EQ(bFound, !lsPath.empty());
+        return lsPath;
+    }
+
+    Trace Said() { return TakeTrace(m_dir.Path()); }
+    bool Exists(const std::string& strPath) const { return std::filesystem::exists(strPath); }
+    /// The content of every record file below the disks, in the order of their paths.
+    std::vector<std::string> RecordFiles() const {
+        std::vector<std::string> lsPath;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_dir.Path()))
+            if (entry.path().extension() == ".mp4") lsPath.push_back(entry.path());
+        std::sort(lsPath.begin(), lsPath.end());
+        return lsPath;
+    }
+
+    CTempDir m_dir;
+    CFaultInjection m_faults;
+    tagStoreInfo m_stInfo;
+    std::unique_ptr<CLocalStorage> m_pEngine;
+};
+
+#endif  // LOCALSTORAGE_TESTS_LOCALSTORAGE_ENGINETEST_H

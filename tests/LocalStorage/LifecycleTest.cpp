@@ -1,0 +1,163 @@
+// Factory, start and stop.
+
+#include <cerrno>
+
+#include "LocalStorage/EngineTest.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST(Factory, RefusesNullAndNullEngine) {
+    ClearTrace();
+    EXPECT_EQ(NewLocalStorageClass(nullptr), 0);
+    EXPECT_EQ(DelLocalStorageClass(nullptr), 0);
+    CLocalStorageInterface* pNone = nullptr;
+    EXPECT_EQ(DelLocalStorageClass(&pNone), 0);
+    EXPECT_EQ(pNone, nullptr);
+    EXPECT_THAT(TakeTrace("$"),
+                ElementsAre("[wtb][NewLocalStorageClass] return false, NULL == ppLocalStorage",
+                            "[wtb][DelLocalStorageClass] return false, NULL == ppLocalStorage",
+                            "[wtb][DelLocalStorageClass] return false, NULL == *ppLocalStorage",
+                            "-> log stopped"));
+}
+
+TEST(Factory, CallersPointerKeepsItsValue) {
+    CLocalStorageInterface* pEngine = nullptr;
+    ASSERT_EQ(NewLocalStorageClass(&pEngine), 1);
+    CLocalStorageInterface* const pBefore = pEngine;
+    EXPECT_EQ(pEngine->GetLastError(), 0);
+    ClearTrace();
+    EXPECT_EQ(DelLocalStorageClass(&pEngine), 1);
+    EXPECT_EQ(pEngine, pBefore);
+    EXPECT_THAT(TakeTrace("$"),
+                ElementsAre("[wtb][CLocalStorage::Release] not initialized",
+                            "[wtb][DelLocalStorageClass] return true", "-> log stopped"));
+}
+
+class Lifecycle : public CEngineTest {};
+
+TEST_F(Lifecycle, ChecksTheBounds) {
+    const struct {
+        unsigned nChannels, nFileSize, nStreamType;
+        bool bAnalyze, bOk;
+    } CASES[] = {
+        {64, 2048, 0, true, true},  {0, 0, 1, false, true},   {65, 256, 0, false, false},
+        {1, 2049, 0, false, false}, {1, 256, 1, true, false},
+    };
+    AddDisk();
+    for (const auto& stCase : CASES) {
+        m_stInfo.nMaxChannels = stCase.nChannels;
+        m_stInfo.nFileSize = stCase.nFileSize;
+        m_stInfo.enumStreamType = static_cast<StreamType>(stCase.nStreamType);
+        m_stInfo.bAnalyze = stCase.bAnalyze;
+        EXPECT_EQ(m_pEngine->Initialize(m_stInfo), stCase.bOk) << stCase.nChannels;
+        EXPECT_EQ(m_pEngine->GetLastError(), stCase.bOk ? 0 : -20);
+        m_pEngine->Release();
+    }
+    ClearTrace();
+    m_stInfo = tagStoreInfo();
+    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::Initialize] param error,             "
+                                    "nMaxChannels [0], nFileSize [256], lsRecDir.size() [0], "
+                                    "enumStreamType [0], bAnalyze [0]"));
+}
+
+TEST_F(Lifecycle, StartsOnceAndStopsOnce) {
+    AddDisk();
+    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::Initialize] first disk path [$/1/]",
+                                    "[wtb][CLocalStorage::Initialize] already initialized"));
+    EXPECT_TRUE(m_pEngine->Release());
+    EXPECT_FALSE(m_pEngine->Release());
+    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::Release] close all opened channel",
+                                    "[wtb][CLocalStorage::Release] close disk check thread",
+                                    "[wtb][CLocalStorage::Release] success",
+                                    "[wtb][CLocalStorage::Release] not initialized"));
+    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+}
+
+TEST_F(Lifecycle, FullDisksAreNoError) {
+    m_faults.SetFreeSpace(m_dir.Path(), 2048);
+    AddDisk();
+    AddDisk("2");
+    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_THAT(Said(), ElementsAre(testing::_,
+                                    "[wtb][CLocalStorage::Initialize] disk full, "
+                                    "m_strCurRecDir [$/1/], bCycWrite [0]"));
+    m_pEngine->Release();
+    Said();
+    m_stInfo.bCycWrite = true;
+    m_stInfo.bAutoDelete = false;
+    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_THAT(Said(), ElementsAre(testing::_,
+                                    "[wtb][CLocalStorage::Initialize] disk full, bCycWrite [1]"));
+    // The first directory is current all the same.
+    EXPECT_FALSE(Open("cam01", Hour(5, 8)));
+    EXPECT_THAT(Said().back(), HasSubstr("IsDiskFull, m_strCurRecDir [$/1/]"));
+}
+
+TEST_F(Lifecycle, NewDirectoriesAreMadeAndUsed) {
+    m_stInfo.bCycWrite = true;
+    pathNode node;
+    std::snprintf(node.szPath, sizeof(node.szPath), "%s", (m_dir / "new/deep").c_str());
+    m_stInfo.lsRecDir.push_back(node);
+    Start();
+    Record("cam01", Hour(5, 8));
+    EXPECT_TRUE(Exists(m_dir / "new/deep/RecordFile/20240305/cam01/"
+                               "20240305080000_20240305090000_1.mp4"));
+}
+
+TEST_F(Lifecycle, TellsWhyItCannotStart) {
+    AddDisk();
+    m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN).From(2);  // the first is the index's
+    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_EQ(m_pEngine->GetLastError(), -4);
+    EXPECT_EQ(Said().back(), "[wtb][CLocalStorage::Initialize] create disk check thread fail");
+    m_faults.ClearRules();
+
+    m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN);
+    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_EQ(m_pEngine->GetLastError(), -2);
+    EXPECT_EQ(Said().back(), "[wtb][CLocalStorage::Initialize] m_pIndexMgr->Initialize fail");
+    m_faults.ClearRules();
+    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+}
+
+TEST_F(Lifecycle, OneEnginePerDirectory) {
+    Start();
+    CLocalStorage other;
+    EXPECT_FALSE(other.Initialize(m_stInfo));
+    EXPECT_EQ(other.GetLastError(), -2);
+}
+
+TEST_F(Lifecycle, ReleaseClosesChannelsQuietly) {
+    Start();
+    ASSERT_TRUE(Open("cam01", Hour(5, 8)));
+    ASSERT_TRUE(Write("cam01", Hour(5, 8), "abc"));
+    Said();
+    EXPECT_TRUE(m_pEngine->Release());
+    EXPECT_EQ(PathsOf(MESSAGEVALUE_CLOSEFILE), Trace());
+    EXPECT_FALSE(Write("cam01", Hour(5, 8), "abc"));
+    EXPECT_EQ(GetFile(RecordFiles().at(0)), "abc");
+}
+
+TEST_F(Lifecycle, NothingWorksBeforeTheStart) {
+    char szPath[LOCALSTORAGE_PATH_SIZE];
+    EXPECT_FALSE(Open("cam01", Hour(5, 8)));
+    EXPECT_EQ(m_pEngine->GetLastError(), -11);
+    EXPECT_FALSE(Write("cam01", Hour(5, 8), "abc"));
+    EXPECT_FALSE(Close("cam01", Hour(5, 8)));
+    EXPECT_EQ(Find("cam01", Time(5, 0), Time(6, 0)), Trace());
+    EXPECT_EQ(m_pEngine->GetDiskWriteSpeed(), 0u);
+    EXPECT_FALSE(m_pEngine->WriteImage("cam01", "jpg", 3, szPath));
+    EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));
+    EXPECT_THAT(
+        Said(),
+        ElementsAre("[wtb][CLocalStorage::OpenChannelRecord] not initialized, pCameraID [cam01]",
+                    "[wtb][CLocalStorage::WriteDate] not initialized, pCameraID [cam01]",
+                    "[wtb][CLocalStorage::CloseChannelRecord] not initialized, pCameraID [cam01]",
+                    "[wtb][CLocalStorage::QueryRecFile] not initialized",
+                    "[wtb][CLocalStorage::GetDiskWriteSpeed] not initialized",
+                    "[wtb][CLocalStorage::WriteImage] not initialized, pCameraID [cam01]"));
+}

@@ -1,0 +1,140 @@
+// However a stream is cut into pieces, the files are the same: headers and, from the first key
+// frame on, every byte of the stream in order, each file beginning with a key frame.
+
+#include <algorithm>
+#include <random>
+
+#include "LocalStorage/EngineTest.h"
+
+namespace {
+
+constexpr char HEAD[] = "HEAD";
+
+CFaultInjection* g_pFaults = nullptr;
+
+// Files of one second need names of their own; with the clock moving on, every switch finds one.
+int AdvanceWithFile(int nMsgType, void* pData, unsigned nDataLen, void* pUser) {
+    if (nMsgType == MESSAGEVALUE_CREATEFILE) g_pFaults->AdvanceTime(2000);
+    return RecordMessage(nMsgType, pData, nDataLen, pUser);
+}
+
+/// Where the key frames of a whole stream begin.
+std::vector<std::size_t> KeyFrames(const std::string& strStream) {
+    std::vector<std::size_t> vecPos;
+    std::size_t nPos = 0;
+    VEXANA_Handle hStream = nullptr;
+    VEXANA_CreateStreamEx("", 0, &hStream);
+    const auto TakePackets = [&] {
+        for (VEXANA_PACKET stPacket; VEXANA_GetOnePacketEx(hStream, stPacket) == VEXANA_OK;) {
+            if (stPacket.nFrameType == VEXANA_FRAME_I) vecPos.push_back(nPos);
+            nPos += stPacket.nLength;
+        }
+    };
+    VEXANA_InputData(hStream, strStream.data(), strStream.size());
+    TakePackets();
+    VEXANA_Flush(hStream);
+    TakePackets();
+    VEXANA_Destroy(hStream);
+    return vecPos;
+}
+
+}  // namespace
+
+class StreamProperty : public CEngineTest, public testing::WithParamInterface<std::string> {
+protected:
+    /// Records the stream in pieces of these sizes, in turn, and returns the files' contents.
+    std::vector<std::string> RecordCut(const std::string& strStream,
+                                       const std::vector<std::size_t>& vecSize) {
+        ClearTrace();
+        const recFileInfo stFile = Hour(5, 8);
+        EXPECT_TRUE(Open("cam01", stFile));
+        EXPECT_TRUE(CEngineTest::WriteHeader("cam01", stFile, HEAD));
+        char szCamera[] = "cam01";
+        recFileInfo stInfo = stFile;
+        std::string strPiece;
+        for (std::size_t nPos = 0, nTurn = 0; nPos < strStream.size(); nPos += strPiece.size()) {
+            strPiece = strStream.substr(nPos, vecSize[nTurn++ % vecSize.size()]);
+            EXPECT_TRUE(m_pEngine->WriteData(szCamera, 0, strPiece.data(),
+                                             static_cast<unsigned>(strPiece.size()), stInfo));
+        }
+        EXPECT_TRUE(Close("cam01", stFile));
+        std::vector<std::string> lsContent;
+        for (const std::string& strPath : PathsOf(MESSAGEVALUE_CREATEFILE))
+            lsContent.push_back(GetFile(strPath));
+        std::filesystem::remove_all(Disk() + "RecordFile/");
+        return lsContent;
+    }
+
+    /// Headers off; each file begins with one, and what follows with a key frame.
+    static std::string Join(const std::vector<std::string>& lsContent) {
+        std::string strAll;
+        for (const std::string& strContent : lsContent) {
+            EXPECT_TRUE(strContent.starts_with(HEAD));
+            const std::string strBody =
+                strContent.substr(std::min<std::size_t>(4, strContent.size()));
+            if (!strBody.empty()) {
+                const auto vecKey = KeyFrames(strBody);
+                EXPECT_TRUE(!vecKey.empty() && vecKey[0] == 0);
+            }
+            strAll += strBody;
+        }
+        return strAll;
+    }
+
+    static std::vector<std::vector<std::size_t>> Cuts(std::size_t nStream) {
+        std::mt19937 random(2024);
+        std::uniform_int_distribution<std::size_t> size(1, 5000);
+        std::vector<std::size_t> vecRandom(997);
+        std::generate(vecRandom.begin(), vecRandom.end(), [&] { return size(random); });
+        std::vector<std::vector<std::size_t>> lsCuts = {{nStream}, {65536}, {4096}, {1400}};
+        lsCuts.push_back(vecRandom);
+        if (nStream < 500000) lsCuts.push_back({3, 1, 4, 1, 5, 9, 2, 6});
+        return lsCuts;
+    }
+
+    void Check(const std::string& strStream, LocalStorageType enumType, unsigned nFileSize,
+               std::size_t nMinFiles) {
+        g_pFaults = &m_faults;
+        m_stInfo.pFunCallback = AdvanceWithFile;
+        m_stInfo.bAnalyze = true;
+        m_stInfo.nFileSize = nFileSize;
+        Start(enumType);
+        const auto vecKey = KeyFrames(strStream);
+        ASSERT_FALSE(vecKey.empty());
+        const auto lsCuts = Cuts(strStream.size());
+        const auto lsWhole = RecordCut(strStream, lsCuts[0]);
+        EXPECT_GE(lsWhole.size(), nMinFiles);
+        EXPECT_TRUE(Join(lsWhole) == strStream.substr(vecKey[0]));
+        for (std::size_t i = 1; i < lsCuts.size(); ++i)
+            EXPECT_TRUE(RecordCut(strStream, lsCuts[i]) == lsWhole) << "cut " << i;
+        m_pEngine->Release();
+    }
+
+    std::string Stream() const { return GetFile(std::string(CORPUS_DIR "/") + GetParam()); }
+};
+
+TEST_P(StreamProperty, OneFileInTheBackupLayout) {
+    Check("garbage in front" + Stream(), LOCAL_STORAGE_REMOTE_BACKUP, 1, 1);
+}
+
+TEST_P(StreamProperty, AFilePerKeyFrame) {
+    const std::string strStream = Stream();
+    Check(strStream, LOCAL_STORAGE_CLIENT, 0, 1 + KeyFrames(strStream).size());
+}
+
+TEST_P(StreamProperty, FilesOfAMebibyte) {
+    std::string strStream;
+    while (strStream.size() < (5u << 19)) strStream += Stream();
+    Check(strStream, LOCAL_STORAGE_CLIENT, 1, 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Corpus, StreamProperty,
+                         testing::Values("plain.h264", "bframes.h264", "delimiters.h264",
+                                         "slices.h264", "plain.h265", "bframes.h265",
+                                         "delimiters.h265", "packed_h264.mpg",
+                                         "packed_sound_h264.mpg", "packed_h265.mpg"),
+                         [](const auto& stParam) {
+                             std::string strName = stParam.param;
+                             std::replace(strName.begin(), strName.end(), '.', '_');
+                             return strName;
+                         });

@@ -1,0 +1,154 @@
+#include "LocalStorage/Trace.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+
+#include "localstorage/LocalStorageLog.h"
+
+namespace {
+
+struct Recorder {
+    std::mutex m_mutex;
+    Trace m_lsLine;
+    std::vector<HostMessage> m_lsMessage;
+    bool m_bKeepLines = true;
+};
+
+// Never destroyed: the log owner logs until the process ends.
+Recorder& TheRecorder() {
+    static Recorder& s_recorder = *new Recorder;
+    return s_recorder;
+}
+
+std::string Digits(const tagBlockTime& stTime) {
+    char szTime[32];
+    std::snprintf(szTime, sizeof(szTime), "%04d%02d%02d%02d%02d%02d", stTime.wYear, stTime.byMonth,
+                  stTime.byDay, stTime.byHour, stTime.byMinute, stTime.bySecond);
+    return szTime;
+}
+
+HostMessage Read(int nMsgType, void* pData, unsigned nDataLen, void* pUser) {
+    HostMessage stMessage;
+    stMessage.nType = nMsgType;
+    stMessage.nLength = nDataLen;
+    stMessage.pUser = pUser;
+    if (nMsgType == MESSAGEVALUE_CREATEFILE || nMsgType == MESSAGEVALUE_CLOSEFILE) {
+        const auto& stEvent = *static_cast<recFileEvent*>(pData);
+        stMessage.strCamera = stEvent.szCameraID;
+        stMessage.strPath = stEvent.szFileName;
+        stMessage.strTime = Digits(stEvent.stTime);
+    } else if (nMsgType == MESSAGEVALUE_DELETEFILE) {
+        stMessage.strPath.assign(static_cast<char*>(pData), nDataLen);
+    } else if (nMsgType == MESSAGEVALUE_SWITCHDISK) {
+        const auto& stEvent = *static_cast<diskSwitchEvent*>(pData);
+        stMessage.strPath = stEvent.szDisk;
+        stMessage.nValue = stEvent.nUsableSpace;
+    } else if (nMsgType == MESSAGEVALUE_WRITEFAIL) {
+        const auto& stEvent = *static_cast<writeFailEvent*>(pData);
+        stMessage.strCamera = stEvent.szCameraID;
+        stMessage.nValue = static_cast<unsigned>(stEvent.nError);
+    }
+    return stMessage;
+}
+
+std::string Word(const std::string& strText) {
+    return strText.empty() ? strText : " " + strText;
+}
+
+bool IsOfEngine(const std::string& strLine) {
+    return strLine.starts_with("->") || strLine.find("[CLocalStorage::") != std::string::npos ||
+           strLine.find("LocalStorageClass]") != std::string::npos;
+}
+
+std::string WithoutDir(std::string strLine, const std::string& strDir) {
+    for (std::size_t nAt = 0; (nAt = strLine.find(strDir, nAt)) != std::string::npos; ++nAt)
+        strLine.replace(nAt, strDir.size(), "$");
+    return strLine;
+}
+
+}  // namespace
+
+int RecordMessage(int nMsgType, void* pData, unsigned int nDataLen, void* pUser) {
+    const HostMessage stMessage = Read(nMsgType, pData, nDataLen, pUser);
+    Recorder& recorder = TheRecorder();
+    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    recorder.m_lsMessage.push_back(stMessage);
+    if (recorder.m_bKeepLines)
+        recorder.m_lsLine.push_back("-> " + std::to_string(nMsgType) + Word(stMessage.strCamera) +
+                                    Word(stMessage.strPath));
+    return 0;
+}
+
+Trace TakeTrace(const std::string& strDir) {
+    Recorder& recorder = TheRecorder();
+    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    Trace lsTrace;
+    for (const std::string& strLine : recorder.m_lsLine)
+        if (IsOfEngine(strLine)) lsTrace.push_back(WithoutDir(strLine, strDir));
+    recorder.m_lsLine.clear();
+    return lsTrace;
+}
+
+Trace LinesWith(const std::string& strPart) {
+    Recorder& recorder = TheRecorder();
+    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    Trace lsFound;
+    for (const std::string& strLine : recorder.m_lsLine)
+        if (!strLine.starts_with("->") && strLine.find(strPart) != std::string::npos)
+            lsFound.push_back(strLine);
+    return lsFound;
+}
+
+std::vector<HostMessage> Messages() {
+    Recorder& recorder = TheRecorder();
+    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    return recorder.m_lsMessage;
+}
+
+Trace PathsOf(int nMsgType) {
+    Trace lsPath;
+    for (const HostMessage& stMessage : Messages())
+        if (stMessage.nType == nMsgType) lsPath.push_back(stMessage.strPath);
+    return lsPath;
+}
+
+void ClearTrace() {
+    Recorder& recorder = TheRecorder();
+    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    recorder.m_lsLine.clear();
+    recorder.m_lsMessage.clear();
+}
+
+void KeepLines(bool bKeep) {
+    Recorder& recorder = TheRecorder();
+    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    recorder.m_bKeepLines = bKeep;
+}
+
+// --- In place of the log room ------------------------------------------------------------------
+
+int WriteLog(log_level, const char*, int, const char* pFormat, ...) {
+    char szLine[4096];
+    va_list args;
+    va_start(args, pFormat);
+    std::vsnprintf(szLine, sizeof(szLine), pFormat, args);
+    va_end(args);
+    Recorder& recorder = TheRecorder();
+    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    if (recorder.m_bKeepLines) recorder.m_lsLine.emplace_back(szLine);
+    return LOG_OK;
+}
+
+int EnableTarget(log_services, const void*, std::uint32_t, std::uint32_t) {
+    return LOG_OK;
+}
+
+int StartLogService() {
+    return LOG_OK;
+}
+
+int StopLogService(bool) {
+    WriteLog(LOG_LEVEL_DBG, "", 0, "-> log stopped");
+    return LOG_OK;
+}
