@@ -1,0 +1,118 @@
+#include "Terminal.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <mutex>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "Output.h"
+
+namespace {
+
+std::recursive_mutex g_mtxScreen;
+CLiveLines* g_pLive = nullptr;
+
+}  // namespace
+
+bool IsTerminal(int nDescriptor) {
+    return isatty(nDescriptor) == 1;
+}
+
+unsigned TerminalWidth(int nDescriptor, unsigned nElse) {
+    winsize st = {};
+    if (ioctl(nDescriptor, TIOCGWINSZ, &st) != 0 || st.ws_col == 0) return nElse;
+    return st.ws_col;
+}
+
+bool IsUtf8Locale() {
+    for (const char* pName : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const char* pValue = std::getenv(pName);
+        if (!pValue || !*pValue) continue;
+        const std::string strValue = pValue;
+        return strValue.find("UTF-8") != std::string::npos ||
+               strValue.find("utf8") != std::string::npos;
+    }
+    return false;
+}
+
+void PrintLine(std::string_view strText) {
+    CLiveLines::Pause stPause;
+    std::cout << strText << '\n';
+    // Whoever reads events, or watches, sees them as they come.
+    if (g_pLive || IsTerminal(STDOUT_FILENO)) std::cout.flush();
+}
+
+CLiveLines::CLiveLines() : m_bEnabled(IsTerminal(STDERR_FILENO)) {
+    const std::lock_guard stLock(g_mtxScreen);
+    g_pLive = this;
+}
+
+CLiveLines::~CLiveLines() {
+    const std::lock_guard stLock(g_mtxScreen);
+    Erase();
+    g_pLive = nullptr;
+}
+
+void CLiveLines::Show(std::vector<std::string> vecLines) {
+    if (!m_bEnabled) return;
+    const std::lock_guard stLock(g_mtxScreen);
+    Erase();
+    m_vecLines = std::move(vecLines);
+    Draw();
+}
+
+void CLiveLines::Draw() const {
+    const unsigned nColumns = TerminalWidth(STDERR_FILENO);
+    for (const std::string& strLine : m_vecLines) {
+        std::cerr << CutToWidth(strLine, nColumns - 1) << "\x1b[K\n";
+    }
+    std::cerr.flush();
+}
+
+void CLiveLines::Erase() const {
+    if (m_vecLines.empty()) return;
+    std::cerr << "\r\x1b[" << m_vecLines.size() << "A\x1b[J";
+    std::cerr.flush();
+}
+
+CLiveLines::Pause::Pause() {
+    g_mtxScreen.lock();
+    if (g_pLive) g_pLive->Erase();
+}
+
+CLiveLines::Pause::~Pause() {
+    if (g_pLive && !g_pLive->m_vecLines.empty()) {
+        std::cout.flush();
+        g_pLive->Draw();
+    }
+    g_mtxScreen.unlock();
+}
+
+std::string CutToWidth(std::string_view strText, std::size_t nColumns) {
+    if (TextWidth(strText) <= nColumns) return std::string(strText);
+    std::size_t nWidth = 0, n = 0;
+    for (; n < strText.size(); ++n) {
+        if (TextWidth(strText.substr(n, 1)) == 1 && nWidth++ == nColumns) break;
+    }
+    return std::string(strText.substr(0, n));
+}
+
+std::string ProgressBar(double fPart, unsigned nColumns) {
+    const double fFull = std::clamp(fPart, 0.0, 1.0) * nColumns;
+    const auto nFull = static_cast<std::size_t>(fFull);
+    return "[" + std::string(nFull, '#') + std::string(nColumns - nFull, '.') + "]";
+}
+
+void CProgress::Show(std::uint64_t nDone, std::uint64_t nWhole, const std::string& strDetail) {
+    const auto tNow = std::chrono::steady_clock::now();
+    if (!m_stLines.Enabled() || tNow < m_tNext) return;
+    m_tNext = tNow + std::chrono::milliseconds(100);
+    const double fPart = nWhole ? static_cast<double>(nDone) / static_cast<double>(nWhole) : 0;
+    char szPercent[16];
+    std::snprintf(szPercent, sizeof(szPercent), "%3.0f %%", std::min(fPart, 1.0) * 100);
+    m_stLines.Show(
+        {m_strTitle + "  " + ProgressBar(fPart, 30) + " " + szPercent + "  " + strDetail});
+}

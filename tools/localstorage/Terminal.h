@@ -1,0 +1,71 @@
+// The terminal: live lines below what has been printed, and a progress bar. Without a terminal both
+// stay silent.
+
+#ifndef LOCALSTORAGE_TOOL_TERMINAL_H
+#define LOCALSTORAGE_TOOL_TERMINAL_H
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+bool IsTerminal(int nDescriptor);
+/// Columns of the terminal behind a descriptor; `nElse` when it is none.
+unsigned TerminalWidth(int nDescriptor, unsigned nElse = 80);
+/// Whether the user's locale has UTF-8.
+bool IsUtf8Locale();
+
+/// Prints one line to standard output, above the live lines. Any thread.
+void PrintLine(std::string_view strText);
+
+/// Lines at the bottom of the terminal on standard error that are drawn again and again. One
+/// instance at a time; any thread.
+class CLiveLines {
+public:
+    CLiveLines();
+    ~CLiveLines();
+    CLiveLines(const CLiveLines&) = delete;
+    CLiveLines& operator=(const CLiveLines&) = delete;
+
+    bool Enabled() const { return m_bEnabled; }
+    /// Draws these lines in place of the last ones, each cut to the width of the terminal.
+    void Show(std::vector<std::string> vecLines);
+
+    /// While it lives nobody else prints, and the live lines are off the screen.
+    class Pause {
+    public:
+        Pause();
+        ~Pause();
+        Pause(const Pause&) = delete;
+        Pause& operator=(const Pause&) = delete;
+    };
+
+private:
+    void Draw() const;
+    void Erase() const;
+
+    bool m_bEnabled;
+    std::vector<std::string> m_vecLines;
+};
+
+/// The part of a text that fits into so many columns.
+std::string CutToWidth(std::string_view strText, std::size_t nColumns);
+
+/// A bar such as "[#####.....]" for a part of a whole.
+std::string ProgressBar(double fPart, unsigned nColumns);
+
+/// One live line with a bar, drawn at most ten times a second.
+class CProgress {
+public:
+    explicit CProgress(std::string strTitle) : m_strTitle(std::move(strTitle)) {}
+
+    void Show(std::uint64_t nDone, std::uint64_t nWhole, const std::string& strDetail);
+
+private:
+    std::string m_strTitle;
+    CLiveLines m_stLines;
+    std::chrono::steady_clock::time_point m_tNext;
+};
+
+#endif  // LOCALSTORAGE_TOOL_TERMINAL_H
