@@ -1,0 +1,43 @@
+// localstorage check: does the index match the recordings, and what would a repair remove?
+
+#include <algorithm>
+#include <memory>
+
+#include "Commands.h"
+#include "CommonOptions.h"
+#include "Inspection.h"
+#include "Output.h"
+
+namespace {
+
+constexpr const char* kExamples =
+    "  localstorage check --dir /mnt/disk1 --dir /mnt/disk2\n"
+    "  localstorage check --dir /mnt/disk1 --json\n\n"
+    "Nothing is changed. Findings: foreign (a repair removes it), unlisted (a recording without "
+    "an\n"
+    "entry), gone (an entry without its file), damaged (an index file), not-up-to-date (a host\n"
+    "records, or was killed), twin (a recording with the times of another). The client layout has\n"
+    "no index to check. Exit code 0: clean, 4: something is wrong, 1: it could not be read.";
+
+int Run(const std::vector<std::string>& vecGiven, bool bJson) {
+    std::vector<inspection> vecInspections;
+    for (const std::string& strDir : ExistingDirs(vecGiven)) {
+        vecInspections.push_back(Inspect(strDir));
+    }
+    PrintInspections(vecInspections, bJson);
+    const bool bClean = std::all_of(vecInspections.begin(), vecInspections.end(),
+                                    [](const inspection& st) { return st.IsClean(); });
+    return bClean ? EXIT_OK : EXIT_DAMAGED;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& stApp, RunFunction& fnRun) {
+    const auto pDirs = std::make_shared<std::vector<std::string>>();
+    const auto pJson = std::make_shared<bool>(false);
+    CLI::App* pCommand =
+        AddCommand(stApp, "check", "Compare index and recordings, changing nothing", kExamples);
+    AddDirs(*pCommand, *pDirs);
+    AddJson(*pCommand, *pJson);
+    pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pDirs, *pJson); }; });
+}

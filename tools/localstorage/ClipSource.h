@@ -1,0 +1,26 @@
+// A recording as a source of a clip: its frames, read twice, once to know them all and once to
+// copy.
+
+#ifndef LOCALSTORAGE_TOOL_CLIPSOURCE_H
+#define LOCALSTORAGE_TOOL_CLIPSOURCE_H
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "FrameTimes.h"
+#include "MediaInput.h"
+
+/// What the first reading finds.
+struct clipFrames {
+    videoCodec eCodec = videoCodec::H264;
+    int nWidth = 0, nHeight = 0;
+    double fRate = 0;  ///< frames per second that the stream names; 0: none
+    std::vector<codedFrame> vecFrames;
+    std::vector<std::size_t> vecPlaces;
+};
+
+/// Reads a recording whole. Throws CFailure.
+clipFrames ScanFrames(const std::string& strPath, const std::atomic<bool>& bStop);
+
+#endif  // LOCALSTORAGE_TOOL_CLIPSOURCE_H

@@ -1,0 +1,221 @@
+#include "Inspection.h"
+
+#include <algorithm>
+
+#include "Catalogue.h"
+#include "DirLock.h"
+#include "IndexFault.h"
+#include "IndexMgr/IndexFiles.h"
+#include "IndexMgr/RepairPlan.h"
+#include "Output.h"
+#include "Terminal.h"
+
+namespace {
+
+constexpr std::uint64_t kLargeFile = 1 << 20;
+
+bool Exists(const std::string& strPath) {
+    return OSL_AccessFile(strPath.c_str(), 0) == 0;
+}
+
+repairPlan PlanOf(const std::string& strFolder) {
+    repairPlan stPlan;
+    std::string strUnreadable;
+    if (!MakeRepairPlan(strFolder, stPlan, strUnreadable)) {
+        throw CFailure("cannot read " + strUnreadable + ": " + ErrorText(OSL_GetSystemLastError()) +
+                       "; nothing can be said about the index");
+    }
+    return stPlan;
+}
+
+void AddForeign(const repairPlan& stPlan, inspection& st) {
+    for (const repairFinding& stForeign : stPlan.vFindings) {
+        const findingSize stSize = MeasureFinding(stForeign);
+        const std::string strName = stForeign.strPath.substr(stForeign.strPath.rfind('/') + 1);
+        const bool bRecording = !stForeign.bDirectory && ParseRecordingName(strName).has_value();
+        st.vecFindings.push_back(
+            {findingKind::FOREIGN, stForeign.strPath,
+             bRecording ? "recording of the client layout" : VerdictText(stForeign.eVerdict),
+             stForeign.bDirectory, stSize.nFiles, stSize.nBytes, stSize.nLargest, bRecording});
+    }
+}
+
+void AddPaths(const std::vector<std::string>& vecNames, findingKind eKind, const char* pWhy,
+              inspection& st) {
+    for (const std::string& strName : vecNames) {
+        st.vecFindings.push_back({eKind, st.FolderPath() + "/" + strName, pWhy});
+    }
+}
+
+void CompareIndex(const repairPlan& stPlan, inspection& st) {
+    CIndexTree stIndex;
+    indexFileFault stFault;
+    if (!Exists(st.FolderPath() + "/" + INDEX_FILE_LEVEL1) && stPlan.objTree.IsEmpty()) return;
+    if (!LoadIndex(st.FolderPath(), IndexLength::Exact, stIndex, stFault)) {
+        st.vecFindings.push_back({findingKind::DAMAGED, stFault.strPath, IndexFaultText(stFault)});
+        return;
+    }
+    st.nEntries = stIndex.CountFiles();
+    const indexDifference stDifference = CompareWithTree(stIndex, stPlan);
+    AddPaths(stDifference.vGone, findingKind::GONE, "entry without a file", st);
+    AddPaths(stDifference.vUnlisted, findingKind::UNLISTED, "recording without an entry", st);
+}
+
+/// A directory of the client layout has recordings of no other kind, and no index.
+bool IsClientLayout(const inspection& st) {
+    return !Exists(st.FolderPath() + "/" + INDEX_FILE_LEVEL1) &&
+           FindLayout(st.strDir, LOCAL_STORAGE_CLIENT) &&
+           !FindLayout(st.strDir, LOCAL_STORAGE_REMOTE_BACKUP);
+}
+
+void InspectIndex(inspection& st) {
+    const std::string strMarker = st.FolderPath() + "/" + INDEX_DIRTY_MARKER;
+    if (Exists(strMarker)) {
+        st.bInUse = IsInUse(st.strDir);
+        st.vecFindings.push_back(
+            {findingKind::NOT_UP_TO_DATE, strMarker,
+             st.bInUse
+                 ? "a running host has not written its latest changes yet"
+                 : "a host ended without writing its latest changes; the next start repairs"});
+    }
+    const repairPlan stPlan = PlanOf(st.FolderPath());
+    st.nRecordings = stPlan.objTree.CountFiles();
+    CompareIndex(stPlan, st);
+    AddPaths({stPlan.setTwins.begin(), stPlan.setTwins.end()}, findingKind::TWIN,
+             "another recording has the same times; it stays, without an entry", st);
+    AddForeign(stPlan, st);
+}
+
+/// What a host at work explains.
+bool IsPassing(const inspection& st, const finding& stFinding) {
+    if (stFinding.eKind == findingKind::TWIN) return true;
+    return st.bInUse && stFinding.eKind != findingKind::FOREIGN;
+}
+
+Json ToJson(const inspection& st, const finding& stFinding) {
+    return {{"kind", "finding"},
+            {"dir", st.strDir},
+            {"finding", KindName(stFinding.eKind)},
+            {"path", stFinding.strPath},
+            {"why", stFinding.strWhy},
+            {"files", stFinding.nFiles},
+            {"bytes", stFinding.nBytes}};
+}
+
+Json ToJson(const inspection& st) {
+    return {{"kind", "directory"},
+            {"dir", st.strDir},
+            {"folder", st.strFolder},
+            {"layout", st.bClientLayout ? "client" : "remote-backup"},
+            {"in_use", st.bInUse},
+            {"recordings", st.nRecordings},
+            {"entries", st.nEntries},
+            {"findings", st.vecFindings.size()},
+            {"would_remove_files", st.RemovedFiles()},
+            {"clean", st.IsClean()}};
+}
+
+std::string Summary(const inspection& st) {
+    if (st.strFolder.empty()) return st.strDir + ": clean, nothing recorded yet";
+    const std::string strHead = st.FolderPath() + ": ";
+    if (st.bClientLayout) {
+        return strHead + "clean, client layout: " + Count(st.nRecordings, "recording") +
+               " and no index";
+    }
+    const std::string strCounts = Count(st.nRecordings, "recording") + ", " +
+                                  Count(st.nEntries, "index entry", "index entries") +
+                                  (st.bInUse ? ", a host is recording" : "");
+    if (st.IsClean()) return strHead + "clean, " + strCounts;
+    std::string strText = strHead + "NOT clean, " + strCounts;
+    if (const auto nFiles = st.RemovedFiles()) {
+        strText += "; a repair would remove " + Count(nFiles, "file");
+    }
+    return strText;
+}
+
+}  // namespace
+
+bool inspection::IsClean() const {
+    return std::all_of(vecFindings.begin(), vecFindings.end(),
+                       [&](const finding& st) { return IsPassing(*this, st); });
+}
+
+std::uint64_t inspection::RemovedFiles() const {
+    std::uint64_t nFiles = 0;
+    for (const finding& st : vecFindings) nFiles += st.nFiles;
+    return nFiles;
+}
+
+std::string inspection::Alarm() const {
+    const std::uint64_t nRemoved = RemovedFiles();
+    for (const finding& st : vecFindings) {
+        if (st.bRecording) return "it would remove recordings of the client layout";
+        if (st.nLargest > kLargeFile)
+            return "it would remove a file larger than 1 MiB: " + st.strPath;
+    }
+    if (nRemoved > nRecordings) {
+        return "it would remove " + Count(nRemoved, "file") + " and keep only " +
+               Count(nRecordings, "recording");
+    }
+    return {};
+}
+
+inspection Inspect(const std::string& strDir) {
+    inspection st;
+    st.strDir = strDir;
+    const auto vecFolders = RecordFolders(strDir);
+    if (vecFolders.empty()) return st;
+    st.strFolder = vecFolders.back();  // BackupFile, once it is there
+    st.bClientLayout = IsClientLayout(st);
+    if (st.bClientLayout) {
+        st.nRecordings = FindRecordings({strDir}, {}).size();
+    } else {
+        InspectIndex(st);
+    }
+    return st;
+}
+
+const char* KindName(findingKind eKind) {
+    switch (eKind) {
+        case findingKind::NOT_UP_TO_DATE:
+            return "not-up-to-date";
+        case findingKind::DAMAGED:
+            return "damaged";
+        case findingKind::GONE:
+            return "gone";
+        case findingKind::UNLISTED:
+            return "unlisted";
+        case findingKind::TWIN:
+            return "twin";
+        case findingKind::FOREIGN:
+            return "foreign";
+    }
+    return "";
+}
+
+void PrintInspections(const std::vector<inspection>& vecInspections, bool bJson) {
+    CTable stTable({{"FINDING"}, {"SIZE", CTable::RIGHT}, {"WHY"}, {"PATH"}});
+    for (const inspection& st : vecInspections) {
+        for (const finding& stFinding : st.vecFindings) {
+            if (bJson) {
+                PrintJson(ToJson(st, stFinding));
+                continue;
+            }
+            const bool bForeign = stFinding.eKind == findingKind::FOREIGN;
+            stTable.AddRow({KindName(stFinding.eKind),
+                            bForeign ? FormatBytes(stFinding.nBytes) : "-", stFinding.strWhy,
+                            stFinding.strPath + (stFinding.bDirectory ? "/" : "")});
+        }
+    }
+    if (!stTable.Empty()) {
+        stTable.Print();
+        PrintLine("");
+    }
+    for (const inspection& st : vecInspections) {
+        if (bJson) {
+            PrintJson(ToJson(st));
+        } else {
+            PrintLine(Summary(st));
+        }
+    }
+}

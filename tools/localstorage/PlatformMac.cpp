@@ -1,0 +1,3 @@
+#include "Platform.h"
+
+const char* const kStateBelowHome = "Library/Logs";
