@@ -1,0 +1,24 @@
+// Prints the bash completion or the man page of the tool; run while building.
+
+#include <iostream>
+#include <string_view>
+
+#include "Commands.h"
+#include "OptionTable.h"
+
+int main(int argc, char** argv) {
+    CLI::App stApp;
+    std::string strLogDir;
+    RunFunction fnRun;
+    AddCommands(stApp, strLogDir, fnRun);
+    const std::string_view strWhat = argc == 2 ? argv[1] : "";
+    if (strWhat == "bash") {
+        std::cout << MakeBashCompletion(stApp);
+    } else if (strWhat == "man") {
+        std::cout << MakeManPage(stApp);
+    } else {
+        std::cerr << "usage: " << argv[0] << " bash|man\n";
+        return 2;
+    }
+    return std::cout.flush() ? 0 : 1;
+}
