@@ -1,0 +1,74 @@
+// A host as the tests of the whole library need it: one engine through the public interface, its
+// log out of the way.
+
+#ifndef LOCALSTORAGE_TESTS_HOUSE_HOST_H
+#define LOCALSTORAGE_TESTS_HOUSE_HOST_H
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "localstorage/LocalStorage.h"
+#include "localstorage/LocalStorageLog.h"
+
+inline tagBlockTime BlockTime(int nYear, int nMonth, int nDay, int nHour = 0, int nMinute = 0,
+                              int nSecond = 0) {
+    tagBlockTime stTime;
+    stTime.wYear = static_cast<std::uint16_t>(nYear);
+    stTime.byMonth = static_cast<std::uint8_t>(nMonth);
+    stTime.byDay = static_cast<std::uint8_t>(nDay);
+    stTime.byHour = static_cast<std::uint8_t>(nHour);
+    stTime.byMinute = static_cast<std::uint8_t>(nMinute);
+    stTime.bySecond = static_cast<std::uint8_t>(nSecond);
+    return stTime;
+}
+
+/// A running engine of the remote-backup layout; throws when it cannot start.
+class CHost {
+public:
+    CHost(const std::string& strRecDir, const std::string& strLogDir) {
+        EnableTarget(LOG_TARGET_FILE, strLogDir.c_str(), 0, 1);
+        tagStoreInfo stInfo;
+        pathNode stDir;
+        std::strncpy(stDir.szPath, strRecDir.c_str(), sizeof(stDir.szPath) - 1);
+        stInfo.lsRecDir.push_back(stDir);
+        if (!NewLocalStorageClass(&m_pEngine) || !m_pEngine->Initialize(stInfo))
+            throw std::runtime_error("the engine does not start");
+    }
+    ~CHost() { DelLocalStorageClass(&m_pEngine); }
+    CHost(const CHost&) = delete;
+    CHost& operator=(const CHost&) = delete;
+
+    CLocalStorageInterface& Engine() { return *m_pEngine; }
+
+    bool Open(std::string strCamera, recFileInfo stFile) {
+        return m_pEngine->OpenChannelRecord(strCamera.data(), nullptr, stFile);
+    }
+    bool Write(std::string strCamera, recFileInfo stFile, std::string strData) {
+        return m_pEngine->WriteData(strCamera.data(), 0, strData.data(),
+                                    static_cast<unsigned int>(strData.size()), stFile);
+    }
+    bool Close(std::string strCamera, recFileInfo stFile) {
+        return m_pEngine->CloseChannelRecord(strCamera.data(), stFile);
+    }
+    /// The paths of all recordings of a camera, sorted.
+    std::vector<std::string> Recordings(const std::string& strCamera) {
+        recQueryParam stQuery;
+        stQuery.stQueryStartTime = BlockTime(1, 1, 1);
+        stQuery.stQueryEndTime = BlockTime(9999, 12, 31, 23, 59, 59);
+        std::strncpy(stQuery.szCameraID, strCamera.c_str(), sizeof(stQuery.szCameraID) - 1);
+        CVexList<pathNode>* pList = nullptr;
+        std::vector<std::string> vPaths;
+        if (!m_pEngine->QueryRecFile(stQuery, &pList)) return vPaths;
+        for (const pathNode& stPath : *pList) vPaths.emplace_back(stPath.szPath);
+        std::sort(vPaths.begin(), vPaths.end());
+        return vPaths;
+    }
+
+private:
+    CLocalStorageInterface* m_pEngine = nullptr;
+};
+
+#endif  // LOCALSTORAGE_TESTS_HOUSE_HOST_H
