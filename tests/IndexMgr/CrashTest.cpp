@@ -148,3 +148,22 @@ TEST_F(Crash, AtEveryCallOfARepair) {
     }
     EXPECT_GT(nCall, 25);
 }
+
+// The file is on the disk, its entry not yet in the index, and a flush ends in between.
+TEST_F(Crash, BetweenAFileAndItsEntry) {
+    CTempDir dir;
+    const std::string strFile = FileName(5, 9);
+    {
+        CIndex index;
+        ASSERT_EQ(index.Initialize(dir.Path()), 0);
+        Record(dir.Path(), index, CHANNELS[0], FileName(5, 8));
+        index.BeginChange();
+        PutFile(RecPath(dir.Path(), CHANNELS[0], strFile));
+        index.WriteIndexToFile();
+        index.Abandon();
+    }
+    CIndex index;
+    ASSERT_EQ(index.Initialize(dir.Path()), 0);
+    EXPECT_EQ(index.CountFiles(), 2u);
+    index.Release();
+}

@@ -90,6 +90,17 @@ void CIndex::ClearIndex() {
     m_bRead = false;
 }
 
+void CIndex::BeginChange() {
+    OSL_Guard guard(m_mutexIndex);
+    ++m_nChanging;
+    MakeMarker();
+}
+
+void CIndex::EndChange() {
+    OSL_Guard guard(m_mutexIndex);
+    --m_nChanging;
+}
+
 void CIndex::WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
                         const indexLevel3Body& stLevel3, IndexType enumIndexType) {
     if (!m_bInit) {

@@ -49,6 +49,11 @@ public:
     /// Release without the flush: for an index that was read under another record folder's name.
     void Abandon();
 
+    /// Announces that record files come or go until EndChange, so that a crash in between is
+    /// repaired. May be nested.
+    void BeginChange();
+    void EndChange();
+
     /// Enters or removes one record file; anything but add and delete changes nothing.
     void WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
                     const indexLevel3Body& stLevel3, IndexType enumIndexType);
@@ -123,6 +128,7 @@ private:
     CIndexTree m_objTree OSL_GUARDED_BY(m_mutexIndex);
     std::uint64_t m_nFlushed OSL_GUARDED_BY(m_mutexIndex) = 0;  // version of the last flush
     bool m_bMarker OSL_GUARDED_BY(m_mutexIndex) = false;        // "index.dirty" stands
+    int m_nChanging OSL_GUARDED_BY(m_mutexIndex) = 0;           // changes begun and not ended
     bool m_bMarkerFailed OSL_GUARDED_BY(m_mutexIndex) = false;  // and that was logged
 };
 

@@ -17,12 +17,13 @@
 //
 // Procedures, and what a crash leaves behind after each step:
 //
-//   Change  C1  make "index.dirty", if this is the first change since a flush
-//           C2  change the index in memory                  [2] by the marker: repaired at start
+//   Change  C1  make "index.dirty", unless it stands since the last flush
+//           C2  make or remove the record file              [2] by the marker: repaired at start
+//           C3  change the index in memory                  likewise
 //   Flush   F1  write every changed file under its new name
 //           F2  make them durable, all at once              old set, marker, left-overs: repaired
 //           F3  rename them, index01.bin last               a mixed set, marker: repaired
-//           F4  remove the marker, if nothing changed meanwhile      the new set, complete
+//           F4  remove the marker, if no change came or is under way: the new set, complete
 //   Repair  R1  read the whole tree; a walk that breaks off ends the repair here
 //           R2  remove index01.bin                          [2] by its absence: repaired again
 //           R3  remove what does not belong

@@ -47,8 +47,13 @@ void CIndex::MakeMarker() {
     const OSL_FileHandle hFile = OSL_OpenFile(strMarker.c_str(), OSL_OPEN_NEW, OSL_FILE_SHARED);
     m_bMarker = hFile != OSL_INVALID_FILE;
     if (m_bMarker) OSL_CloseFile(hFile);
-    if (!m_bMarker && !m_bMarkerFailed) LogMarker(__LINE__, "open", strMarker);
-    m_bMarkerFailed = !m_bMarker;
+    // Without a record folder there is no index either, and the next start reads the tree.
+    if (m_bMarker || OSL_GetSystemLastError() == ENOENT) {
+        m_bMarkerFailed = false;
+        return;
+    }
+    if (!m_bMarkerFailed) LogMarker(__LINE__, "open", strMarker);
+    m_bMarkerFailed = true;
 }
 
 // F4.
@@ -95,7 +100,8 @@ void CIndex::FinishFlush(indexSnapshot& snapshot, bool bWritten) {
     OSL_Guard guard(m_mutexIndex);
     if (bWritten) {
         m_nFlushed = snapshot.nVersion;
-        if (m_bMarker && m_objTree.GetVersion() == m_nFlushed) RemoveMarker();
+        const bool bSettled = m_nChanging == 0 && m_objTree.GetVersion() == m_nFlushed;
+        if (m_bMarker && bSettled) RemoveMarker();
     }
     snapshot = indexSnapshot();  // the lists that it shares are given back under the lock
 }

@@ -109,6 +109,15 @@ CIndexMgr::Entry* CIndexMgr::FindEntry(std::string_view strRecDir) const {
     return nullptr;
 }
 
+CIndexMgr::CChange::CChange(const CIndexMgr& mgr, std::string_view strRecDir)
+    : m_pIndex(mgr.FindIndex(strRecDir)) {
+    if (m_pIndex) m_pIndex->BeginChange();
+}
+
+CIndexMgr::CChange::~CChange() {
+    if (m_pIndex) m_pIndex->EndChange();
+}
+
 bool CIndexMgr::ParseRecFilePath(const std::string& strRecFilePath, std::string& strPrevPath,
                                  indexLevel1Body& stLevel1, indexLevel2Body& stLevel2,
                                  indexLevel3Body& stLevel3) const {
@@ -248,6 +257,11 @@ int CIndexMgr::QueryOldestImgFile(std::string& strOldestDir, std::string& strOld
             return entry.pKestrel->QueryOldestImgFile(strDayDir, lsFile, setPassedOver);
         },
         strOldestDir, strOldestDate, lsImgFile);
+}
+
+CIndex* CIndexMgr::FindIndex(std::string_view strRecDir) const {
+    const Entry* pEntry = FindEntry(strRecDir);
+    return pEntry ? pEntry->pIndex.get() : nullptr;
 }
 
 bool CIndexMgr::IsDirPresent(const std::string& strRecDir) const {

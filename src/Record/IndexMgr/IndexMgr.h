@@ -57,6 +57,19 @@ public:
     /// Writes every index a last time, unlocks the directories and forgets everything.
     void Release();
 
+    /// Lives while record files below a record directory are made or removed and entered or taken
+    /// out: a crash in between is repaired by the next start. Begin it before the first file.
+    class CChange {
+    public:
+        CChange(const CIndexMgr& mgr, std::string_view strRecDir);
+        ~CChange();
+        CChange(const CChange&) = delete;
+        CChange& operator=(const CChange&) = delete;
+
+    private:
+        CIndex* const m_pIndex;  // null: nothing to announce
+    };
+
     /// Enters or removes the record file of that path; removing one that has no entry changes
     /// nothing. A path that is none of this manager's, or whose names are not valid, is logged and
     /// changes nothing. Remote-backup layout only. The file itself is not touched.
@@ -117,6 +130,8 @@ private:
     int OpenIndex(Entry& entry);
     int RereadSwitched();
     Entry* FindEntry(std::string_view strRecDir) const;
+    /// Its index; null for an unknown directory, and in the client layout.
+    CIndex* FindIndex(std::string_view strRecDir) const;
     template <typename GetOldest, typename QueryOldest>
     int QueryOldestDay(const char* pMethod, GetOldest getOldest, QueryOldest queryOldest,
                        std::string& strOldestDir, std::string& strOldestDate,

@@ -20,15 +20,13 @@ bool CLocalStorage::OpenChannelRecord(char* pCameraID, void* pUser,
                                       recFileInfo& stRecFileInfo) try {
     if (!VerifyOpenRequest(pCameraID, stRecFileInfo)) return false;
     MakeRecDir(GetCurRecDir());
-    std::string strPath;
     {
         // Of two threads that open one channel one comes second here; and no clean-up comes
         // between the making of a folder and of the file in it.
         OSL_Guard guard(m_mtxDiskCheck);
         CheckDisk();
-        if (!OpenChannel(pCameraID, pUser, stRecFileInfo, strPath)) return false;
+        if (!OpenChannel(pCameraID, pUser, stRecFileInfo)) return false;
     }
-    m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_ADD);
     SetLastError(STORAGE_ERROR_NONE);
     return true;
 } catch (const std::exception&) {
@@ -71,7 +69,7 @@ bool CLocalStorage::VerifyRecordPath(const std::string& strCameraID,
 }
 
 bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
-                                const recFileInfo& stRecFileInfo, std::string& strPath) {
+                                const recFileInfo& stRecFileInfo) {
     const std::string strMethod = "[wtb][CLocalStorage::OpenChannelRecord] ";
     const std::string strMapID = GetUniqMAPID(strCameraID, stRecFileInfo);
     if (!VerifyRecordPath(strCameraID, stRecFileInfo)) return false;
@@ -87,6 +85,7 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
                     strMethod + "IsRecordChannelExist, strMapID [" + strMapID + "]");
 
     const recordPath stPath = ChooseOpenPath(strCameraID, stRecFileInfo);
+    const CIndexMgr::CChange change(*m_pIndexMgr, stPath.strRecDir);
     const OSL_FileHandle hRecFile =
         OpenInFolder(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : OSL_OPEN_NEW);
     if (hRecFile == OSL_INVALID_FILE)
@@ -97,7 +96,7 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
         strMethod + "pFunCallback MESSAGEVALUE_CREATEFILE, strRecFilePath[" + stPath.strPath + "]");
     m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser, hRecFile,
                               stPath.strPath, OSL_Time());
-    strPath = stPath.strPath;
+    m_pIndexMgr->WriteIndex(stPath.strPath, CIndexMgr::INDEX_TYPE_ADD);
     return true;
 }
 

@@ -109,8 +109,8 @@ private:
     // ChannelOpenClose
     bool VerifyOpenRequest(const char* pCameraID, const recFileInfo& stRecFileInfo);
     bool VerifyRecordPath(const std::string& strCameraID, const recFileInfo& stRecFileInfo);
-    bool OpenChannel(const std::string& strCameraID, void* pUser, const recFileInfo& stRecFileInfo,
-                     std::string& strPath) OSL_REQUIRES(m_mtxDiskCheck);
+    bool OpenChannel(const std::string& strCameraID, void* pUser, const recFileInfo& stRecFileInfo)
+        OSL_REQUIRES(m_mtxDiskCheck);
     recordPath ChooseOpenPath(const std::string& strCameraID,
                               const recFileInfo& stRecFileInfo) const;
     /// Makes the folder and opens the file; makes the folder again when a clean-up took it in

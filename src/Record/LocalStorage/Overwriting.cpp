@@ -102,6 +102,7 @@ bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
                                      const std::string& strOldestDate,
                                      const std::list<std::string>& lsRecFile) {
     const std::string strMethod = "[wtb][CLocalStorage::DeleteRecordFile] ";
+    const CIndexMgr::CChange change(*m_pIndexMgr, strOldestDir.substr(0, strOldestDir.rfind('/')));
     bool bDeleted = false;
     for (const std::string& strPath : lsRecFile) {
         if (IsRecFileWritting(strPath)) continue;
