@@ -42,12 +42,7 @@ struct channelKeyHash {
     using is_transparent = void;
     template <typename Text>
     std::size_t operator()(const basicChannelKey<Text>& key) const {
-        std::uint64_t nHash = 0;
-        std::string_view strRest = key.strCameraID;
-        for (; strRest.size() >= sizeof(nHash); strRest.remove_prefix(sizeof(nHash)))
-            nHash = Mix(nHash, Load(strRest.substr(0, sizeof(nHash))));
-        nHash = Mix(nHash, Load(strRest));
-        return Mix(Mix(nHash, key.nStart), key.nEnd ^ key.nType);
+        return Mix(Mix(HashText(key.strCameraID), key.nStart), key.nEnd ^ key.nType);
     }
 
 private:
@@ -55,10 +50,27 @@ private:
         nHash = (nHash ^ nPart) * 0x9E3779B97F4A7C15u;
         return nHash ^ nHash >> 32;
     }
-    static std::uint64_t Load(std::string_view strPart) {
-        std::uint64_t nPart = strPart.size();
-        std::memcpy(&nPart, strPart.data(), strPart.size());
+    template <typename Part>
+    static std::uint64_t Load(const char* pText) {
+        Part nPart;
+        std::memcpy(&nPart, pText, sizeof(nPart));
         return nPart;
+    }
+    // Whole words; the last one overlaps the one before it where the length is no multiple.
+    static std::uint64_t HashText(std::string_view strText) {
+        const char* const pText = strText.data();
+        const std::size_t nSize = strText.size();
+        std::uint64_t nHash = nSize;
+        if (nSize < 4) {
+            for (const char c : strText) nHash = nHash << 8 | static_cast<unsigned char>(c);
+            return nHash;
+        }
+        if (nSize < 8)
+            return nHash ^ Load<std::uint32_t>(pText) << 32 ^
+                   Load<std::uint32_t>(pText + nSize - 4);
+        for (std::size_t i = 0; i + 8 < nSize; i += 8)
+            nHash = Mix(nHash, Load<std::uint64_t>(pText + i));
+        return nHash ^ Load<std::uint64_t>(pText + nSize - 8);
     }
 };
 
