@@ -17,11 +17,9 @@ else()
     set(CMAKE_INSTALL_RPATH $ORIGIN/${libdir_from_bindir})
 endif()
 
-# What every target of this project is compiled with. GCC 12 sees overlapping copies in operations
-# of std::string where there are none.
+# What every target of this project is compiled with.
 add_library(localstorage_flags INTERFACE)
 target_compile_options(localstorage_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
     $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wthread-safety>
     # g++ 12 sees overlapping copies in std::string where there are none.
     $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
