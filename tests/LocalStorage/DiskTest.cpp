@@ -243,7 +243,7 @@ TEST_F(DiskCheck, NothingIsMadeBelowAPulledDisk) {
     EXPECT_EQ(DiskOfNext(), "1");
 }
 
-TEST_F(DiskCheck, APulledDiskDoesNotCostTheOthersTheirRecordings) {
+TEST_F(DiskCheck, ADiskThatDeletingCannotHelpDoesNotCostTheOthersTheirRecordings) {
     AddDisk("1");
     AddDisk("2");
     m_stInfo.bCycWrite = true;
@@ -256,5 +256,12 @@ TEST_F(DiskCheck, APulledDiskDoesNotCostTheOthersTheirRecordings) {
     Start();
     m_faults.SetDevice(m_dir / "1", 4711);
     Check();
-    EXPECT_THAT(RecordFiles(), SizeIs(1));
+    m_faults.ClearDevices();
+    m_faults.Fail(Op::Open, Ends("1.mp4"), EROFS);
+    EXPECT_EQ(DiskOfNext(), "none");
+    m_faults.Fail(Op::Open, Ends(".write-trial"), EROFS);
+    EXPECT_EQ(DiskOfNext(), "none");
+    m_faults.ClearRules();
+    EXPECT_EQ(DiskOfNext(), "1");
+    EXPECT_THAT(RecordFiles(), SizeIs(2));
 }

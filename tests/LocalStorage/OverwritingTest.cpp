@@ -1,7 +1,7 @@
 // Deletion passes and what they tidy.
 
-#include <atomic>
 #include <cerrno>
+#include <thread>
 
 #include "LocalStorage/EngineTest.h"
 
@@ -171,7 +171,7 @@ TEST_F(Overwriting, ASwitchDuringAPassKeepsItsFile) {
     Record("cam02", stFile);
     m_faults
         .Before(Op::RemoveDir, Is(Disk() + "RecordFile/20240305/cam02"),
-                [&] { EXPECT_TRUE(Write("cam01", stFile, "b")); })
+                [&] { std::thread([&] { EXPECT_TRUE(Write("cam01", stFile, "b")); }).join(); })
         .Times(1);
     Pass();
     EXPECT_THAT(RecordFiles(),

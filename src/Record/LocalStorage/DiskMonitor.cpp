@@ -49,7 +49,8 @@ void CLocalStorage::CheckDisk() {
 // cost recordings and win nothing.
 bool CLocalStorage::CanDeletingHelp(const std::string& strRecDir) const {
     const int nFailure = m_objRecDirs.Failure(strRecDir);
-    return IsDiskPresent(strRecDir) && nFailure != EROFS && nFailure != EIO;
+    return IsDiskPresent(strRecDir) && OSL_AccessFile(strRecDir.c_str(), 0) == 0 &&
+           nFailure != EROFS && nFailure != EIO;
 }
 
 void CLocalStorage::ReportSwitch() {
