@@ -29,7 +29,8 @@ std::vector<std::string> KeysOf(const json& js) {
 }
 
 clipFrames Frames(const std::string& strPath) {
-    return ScanFrames(strPath, std::atomic<bool>(false));
+    return ScanFrames(
+        strPath, [](std::size_t) {}, std::atomic<bool>(false));
 }
 
 class ToolUse : public CToolTest {};
@@ -67,6 +68,26 @@ TEST_F(ToolUse, CamerasAreRecordedFoundAndCheckedAtOnce) {
         Run(Arguments{"query", "--dir", Dir(), "--camera", "b", "--json"} + kEver).Json().size(),
         1u);
     EXPECT_EQ(Run({"check", "--dir", Dir()}).nCode, 0);
+
+    for (const char* pCamera : {"b", "c"}) {
+        const toolResult stClip = Run(
+            Arguments{"export", "--dir", Dir(), "--camera", pCamera, "-o", Dir(pCamera), "--json"} +
+            kEver);
+        ASSERT_EQ(stClip.nCode, 0) << stClip.strErr;
+        EXPECT_EQ(Frames(Dir(pCamera)).vecFrames.size(), mapFrames[pCamera]);
+    }
+}
+
+TEST_F(ToolUse, ADamagedRecordingIsLeftOutOfTheClip) {
+    Import(Dir(), "2024-03-05 08:00:00");
+    PutFile(Dir() + "/RecordFile/20240305/cam01/20240305080006_20240305080012_1.mp4", "no video");
+    const toolResult st =
+        Run({"export", "--dir", Dir(), "--camera", "cam01", "--from", "2024-03-05", "--to",
+             "2024-03-06", "-o", Dir("clip.mp4"), "--json"});
+    EXPECT_EQ(st.nCode, 1);
+    EXPECT_NE(st.strErr.find("is left out"), std::string::npos) << st.strErr;
+    EXPECT_EQ(st.Json().at(0)["frames"], 150);
+    EXPECT_EQ(Frames(Dir("clip.mp4")).vecFrames.size(), 150u);
 }
 
 TEST_F(ToolUse, EveryKeyFrameHasItsParameterSetsOnce) {

@@ -36,7 +36,8 @@ double RateOf(const AVStream& stStream) {
 
 }  // namespace
 
-clipFrames ScanFrames(const std::string& strPath, const std::atomic<bool>& bStop) {
+clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
+                      const std::atomic<bool>& bStop) {
     const openMedia stMedia = OpenMedia(strPath, &bStop);
     const AVCodecParameters& stParameters = *stMedia.pStream->codecpar;
     clipFrames st;
@@ -46,7 +47,8 @@ clipFrames ScanFrames(const std::string& strPath, const std::atomic<bool>& bStop
     st.fRate = RateOf(*stMedia.pStream);
     CFrameParser stParser(stParameters);
     const avPointer<AVPacket> pPacket(av_packet_alloc());
-    while (NextPacket(stMedia, *pPacket, strPath, &bStop)) {
+    while (NextPacket(stMedia, *pPacket)) {
+        fnBytes(static_cast<std::size_t>(pPacket->size));
         st.vecFrames.push_back(
             {(pPacket->flags & AV_PKT_FLAG_KEY) != 0, stParser.OrderOf(*pPacket)});
     }

@@ -5,6 +5,7 @@
 #define LOCALSTORAGE_TOOL_CLIPSOURCE_H
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,11 @@ struct clipFrames {
     std::vector<std::size_t> vecPlaces;
 };
 
+/// Told of the size of each frame that was read.
+using BytesFunction = std::function<void(std::size_t)>;
+
 /// Reads a recording whole. Throws CFailure.
-clipFrames ScanFrames(const std::string& strPath, const std::atomic<bool>& bStop);
+clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
+                      const std::atomic<bool>& bStop);
 
 #endif  // LOCALSTORAGE_TOOL_CLIPSOURCE_H

@@ -64,8 +64,7 @@ void CClipWriter::Write(AVPacket& stPacket, std::int64_t nDecode, std::int64_t n
 
 void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
                          const frameRange& stRange, double fStep, bool bContinues,
-                         const std::function<void(std::size_t)>& fnBytes,
-                         const std::atomic<bool>& bStop) {
+                         const BytesFunction& fnBytes, const std::atomic<bool>& bStop) {
     const openMedia stMedia = OpenMedia(strPath, &bStop);
     if (!m_pFormat) Begin(*stMedia.pStream->codecpar);
     const std::size_t nFirstPlace = stFrames.vecPlaces[stRange.nFirst];
@@ -77,7 +76,7 @@ void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
         return nBegin + std::llround(fPlaces * fStep * kTicks);
     };
     const avPointer<AVPacket> pPacket(av_packet_alloc());
-    for (std::size_t n = 0; NextPacket(stMedia, *pPacket, strPath, &bStop); ++n) {
+    for (std::size_t n = 0; NextPacket(stMedia, *pPacket); ++n) {
         if (n >= stRange.nEnd) break;
         fnBytes(static_cast<std::size_t>(pPacket->size));
         if (n < stRange.nFirst) continue;

@@ -3,7 +3,6 @@
 #ifndef LOCALSTORAGE_TOOL_CLIPWRITER_H
 #define LOCALSTORAGE_TOOL_CLIPWRITER_H
 
-#include <functional>
 #include <string>
 
 #include "ClipSource.h"
@@ -18,10 +17,9 @@ public:
     CClipWriter& operator=(const CClipWriter&) = delete;
 
     /// Appends frames of a recording, `fStep` seconds each. Frames that are shown before the first
-    /// one are left out unless `bContinues` (then the clip holds what they need). `fnBytes` is told
-    /// of each frame's size. Throws CFailure.
+    /// one are left out unless `bContinues` (then the clip holds what they need). Throws CFailure.
     void Append(const std::string& strPath, const clipFrames& stFrames, const frameRange& stRange,
-                double fStep, bool bContinues, const std::function<void(std::size_t)>& fnBytes,
+                double fStep, bool bContinues, const BytesFunction& fnBytes,
                 const std::atomic<bool>& bStop);
 
     /// Completes the file and gives it its name. Throws CFailure.

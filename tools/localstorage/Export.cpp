@@ -41,7 +41,9 @@ public:
 
 private:
     void Add(const recording& stRecording);
+    std::optional<clipFrames> Scan(const recording& stRecording);
     void Join(const recording& stRecording, const clipFrames& stFrames);
+    BytesFunction ProgressOf(const recording& stRecording);
     void TellGap(LocalTime tNext);
     bool Fits(const recording& stRecording, const clipFrames& stFrames);
     void TellResult() const;
@@ -59,6 +61,13 @@ private:
     LocalTime m_tCovered;  ///< up to where recordings have been looked at
     unsigned m_nRecordings = 0, m_nGaps = 0;
 };
+
+BytesFunction CExport::ProgressOf(const recording& stRecording) {
+    return [this, strWhere = FormatTime(stRecording.stName.tStart)](std::size_t nBytes) {
+        m_nDone += nBytes;
+        m_optProgress->Show(m_nDone, m_nWhole, strWhere);
+    };
+}
 
 void CExport::TellGap(LocalTime tNext) {
     const LocalTime tLast = m_bAnything ? m_tCovered : m_stRange.tStart;
@@ -105,38 +114,39 @@ void CExport::Join(const recording& stRecording, const clipFrames& stFrames) {
         const double fBegin = static_cast<double>(stFrames.vecPlaces[stRange.nFirst]) * fStep;
         m_tBegin = stSpan.tStart + Seconds(static_cast<std::int64_t>(fBegin));
     }
-    m_stWriter.Append(
-        stRecording.Path(), stFrames, stRange, fStep, bContinues,
-        [&](std::size_t nBytes) {
-            m_nDone += nBytes;
-            m_optProgress->Show(m_nDone, m_nWhole, FormatBytes(m_nDone));
-        },
-        m_bStop);
+    m_stWriter.Append(stRecording.Path(), stFrames, stRange, fStep, bContinues,
+                      ProgressOf(stRecording), m_bStop);
     m_bAnything = true;
     ++m_nRecordings;
+}
+
+/// Nothing when the recording cannot be read; the clip goes on without it.
+std::optional<clipFrames> CExport::Scan(const recording& stRecording) {
+    try {
+        return ScanFrames(stRecording.Path(), ProgressOf(stRecording), m_bStop);
+    } catch (const CFailure& stError) {
+        m_bFailed = true;
+        PrintMessage(std::string(stError.what()) + "; this recording is left out");
+        return std::nullopt;
+    }
 }
 
 void CExport::Add(const recording& stRecording) {
     const timeSpan stSpan = stRecording.Span();
     if (m_bAnything && stSpan.tEnd <= m_tCovered) return;  // others hold all of it
-    const clipFrames stFrames = ScanFrames(stRecording.Path(), m_bStop);
-    if (m_bStop || !Fits(stRecording, stFrames)) return;
+    const auto stFrames = Scan(stRecording);
+    if (m_bStop || !stFrames || !Fits(stRecording, *stFrames)) return;
     TellGap(stSpan.tStart);
-    Join(stRecording, stFrames);
+    Join(stRecording, *stFrames);
     m_tCovered = std::max(m_tCovered, stSpan.tEnd);
 }
 
 int CExport::Run(const std::vector<recording>& vecRecordings) {
     m_optProgress.emplace(m_stOptions.strFile.substr(m_stOptions.strFile.rfind('/') + 1));
     m_tCovered = m_stRange.tStart;
-    for (const recording& st : vecRecordings) m_nWhole += st.nBytes;
+    for (const recording& st : vecRecordings) m_nWhole += 2 * st.nBytes;  // each is read twice
     for (const recording& st : vecRecordings) {
-        try {
-            Add(st);
-        } catch (const CFailure& stError) {
-            m_bFailed = true;
-            PrintMessage(std::string(stError.what()) + "; this recording is left out");
-        }
+        Add(st);
         if (m_bStop) throw CFailure("stopped; nothing was written");
     }
     m_optProgress.reset();

@@ -153,8 +153,7 @@ int CHost::OnMessage(int nMessage, void* pData, unsigned int nDataLen, void* pUs
 void CHost::Open(std::string& strCamera, void* pUser, recFileInfo& stFile) {
     const std::lock_guard stLock(m_mtxOpen);
     if (m_pEngine->OpenChannelRecord(strCamera.data(), pUser, stFile)) return;
-    throw CFailure("cannot record " + strCamera + ": " +
-                   OpenFault(m_pEngine->GetLastError(), m_stSettings));
+    throw CFailure("cannot record: " + OpenFault(m_pEngine->GetLastError(), m_stSettings));
 }
 
 CHostChannel::CHostChannel(CHost& stHost, std::string strCamera, void* pUser, recFileInfo stFile)

@@ -32,6 +32,9 @@ struct importOptions {
 Seconds DurationOf(const CMediaInput& stInput, const std::string& strInput,
                    const std::atomic<bool>& bStop) {
     const auto fKnown = stInput.Duration();
+    if (!fKnown && stInput.Size() == 0) {
+        throw CUsageError(WithoutPassword(strInput) + " does not tell how long it is; give --end");
+    }
     const double fSeconds = fKnown ? *fKnown : MeasureDuration(strInput, &bStop);
     return Seconds(std::max<std::int64_t>(1, std::llround(fSeconds)));
 }
@@ -69,12 +72,15 @@ recFileInfo FileInfoOf(const recordingName& stName) {
     return st;
 }
 
-/// Copies the stream; false when it was stopped halfway.
+/// Copies the stream, a live one until the recording's time is over; false when it was stopped
+/// halfway.
 bool Copy(CMediaInput& stInput, CHostChannel& stChannel, const std::string& strInput,
-          const std::atomic<bool>& bStop) {
+          Seconds nLength, const std::atomic<bool>& bStop) {
+    const bool bLive = stInput.Size() == 0;
     CProgress stProgress(strInput.substr(strInput.rfind('/') + 1));
     std::uint64_t nBytes = 0;
     while (const accessUnit* pUnit = stInput.Next()) {
+        if (bLive && pUnit->fTime >= static_cast<double>(nLength.count())) break;
         if (!stChannel.Write(pUnit->stBytes)) {
             throw CFailure("writing failed, the recording holds only its first " +
                            FormatBytes(nBytes));
@@ -100,8 +106,10 @@ int Run(importOptions& stOptions) {
     CEventPrinter stPrinter(stOptions.bJson);
     CHost stHost(stSettings, [&](const hostEvent& st) { stPrinter.Print(st); });
     CHostChannel stChannel(stHost, stOptions.strCamera, nullptr, FileInfoOf(stName));
-    if (Copy(stInput, stChannel, stOptions.strInput, bStop)) return EXIT_OK;
-    PrintMessage("stopped: the recording holds only the beginning of " + stOptions.strInput);
+    const Seconds nLength = stName.tEnd - stName.tStart;
+    if (Copy(stInput, stChannel, stOptions.strInput, nLength, bStop)) return EXIT_OK;
+    PrintMessage("stopped: the recording holds only the beginning of " +
+                 WithoutPassword(stOptions.strInput));
     return EXIT_FAILED;
 }
 

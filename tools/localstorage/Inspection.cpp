@@ -68,19 +68,22 @@ bool IsClientLayout(const inspection& st) {
            !FindLayout(st.strDir, LOCAL_STORAGE_REMOTE_BACKUP);
 }
 
+void AddMarker(const std::string& strMarker, inspection& st) {
+    st.bInUse = IsInUse(st.strDir);
+    st.vecFindings.push_back(
+        {findingKind::NOT_UP_TO_DATE, strMarker,
+         st.bInUse ? "a running host has not written its latest changes yet"
+                   : "a host ended without writing its latest changes; the next start repairs"});
+}
+
 void InspectIndex(inspection& st) {
     const std::string strMarker = st.FolderPath() + "/" + INDEX_DIRTY_MARKER;
-    if (Exists(strMarker)) {
-        st.bInUse = IsInUse(st.strDir);
-        st.vecFindings.push_back(
-            {findingKind::NOT_UP_TO_DATE, strMarker,
-             st.bInUse
-                 ? "a running host has not written its latest changes yet"
-                 : "a host ended without writing its latest changes; the next start repairs"});
-    }
+    const bool bMarkedBefore = Exists(strMarker);
     const repairPlan stPlan = PlanOf(st.FolderPath());
     st.nRecordings = stPlan.objTree.CountFiles();
     CompareIndex(stPlan, st);
+    // A host may have begun or ended a flush meanwhile.
+    if (bMarkedBefore || Exists(strMarker)) AddMarker(strMarker, st);
     AddPaths({stPlan.setTwins.begin(), stPlan.setTwins.end()}, findingKind::TWIN,
              "another recording has the same times; it stays, without an entry", st);
     AddForeign(stPlan, st);

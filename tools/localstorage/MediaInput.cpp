@@ -8,8 +8,18 @@ namespace {
 
 constexpr double kUsualFrameRate = 25;
 
-int IsStopped(void* pStop) {
-    return static_cast<const std::atomic<bool>*>(pStop)->load() ? 1 : 0;
+constexpr auto kPatience = std::chrono::seconds(30);
+
+int EndsWaiting(void* pGuard) {
+    const auto& st = *static_cast<const inputGuard*>(pGuard);
+    return st.IsStopped() || st.IsSilent() ? 1 : 0;
+}
+
+/// Why FFmpeg gave up.
+std::string ReasonOf(int nError, const inputGuard& stGuard) {
+    if (stGuard.IsStopped()) return "stopped";
+    if (stGuard.IsSilent()) return "nothing came for 30 seconds";
+    return AvErrorText(nError);
 }
 
 /// Options that only the RTSP reader knows; the others leave them alone.
@@ -19,34 +29,36 @@ AVDictionary* InputOptions() {
     return pOptions;
 }
 
-avPointer<AVFormatContext> OpenContainer(const std::string& strInput,
-                                         const std::atomic<bool>* pStop) {
+avPointer<AVFormatContext> OpenContainer(const std::string& strInput, const openMedia& stMedia) {
     AVFormatContext* pFormat = avformat_alloc_context();
-    if (!pFormat) throw CFailure("no memory to open " + strInput);
-    if (pStop) {
-        pFormat->interrupt_callback = {IsStopped, const_cast<std::atomic<bool>*>(pStop)};
-    }
+    if (!pFormat) throw CFailure("no memory to open " + stMedia.strName);
+    pFormat->interrupt_callback = {EndsWaiting, stMedia.pGuard.get()};
     AVDictionary* pOptions = InputOptions();
     const int nResult = avformat_open_input(&pFormat, strInput.c_str(), nullptr, &pOptions);
     av_dict_free(&pOptions);
-    if (nResult < 0) throw CFailure("cannot open " + strInput + ": " + AvErrorText(nResult));
+    if (nResult < 0) {
+        throw CFailure("cannot open " + stMedia.strName + ": " +
+                       ReasonOf(nResult, *stMedia.pGuard));
+    }
     return avPointer<AVFormatContext>(pFormat);
 }
 
-videoCodec CodecOf(const AVStream& stStream, const std::string& strInput) {
+videoCodec CodecOf(const openMedia& stMedia) {
+    const AVStream& stStream = *stMedia.pStream;
     switch (stStream.codecpar->codec_id) {
         case AV_CODEC_ID_H264:
             return videoCodec::H264;
         case AV_CODEC_ID_HEVC:
             return videoCodec::H265;
         default:
-            throw CFailure(strInput + " carries " + avcodec_get_name(stStream.codecpar->codec_id) +
+            throw CFailure(stMedia.strName + " carries " +
+                           avcodec_get_name(stStream.codecpar->codec_id) +
                            " video; only H.264 and H.265 can be stored");
     }
 }
 
 /// The filter that turns length-prefixed units into a byte stream; byte streams pass through.
-avPointer<AVBSFContext> OpenFilter(const openMedia& stMedia, const std::string& strInput) {
+avPointer<AVBSFContext> OpenFilter(const openMedia& stMedia) {
     const char* pName =
         stMedia.eCodec == videoCodec::H264 ? "h264_mp4toannexb" : "hevc_mp4toannexb";
     AVBSFContext* pFilter = nullptr;
@@ -58,7 +70,7 @@ avPointer<AVBSFContext> OpenFilter(const openMedia& stMedia, const std::string& 
         nResult = avcodec_parameters_copy(pFilter->par_in, stMedia.pStream->codecpar);
     }
     if (nResult >= 0) nResult = av_bsf_init(pFilter);
-    if (nResult < 0) throw CFailure("cannot read " + strInput + ": " + AvErrorText(nResult));
+    if (nResult < 0) throw CFailure("cannot read " + stMedia.strName + ": " + AvErrorText(nResult));
     return pOwner;
 }
 
@@ -77,49 +89,69 @@ void SilenceFfmpeg() {
     av_log_set_level(AV_LOG_QUIET);
 }
 
+std::string WithoutPassword(const std::string& strInput) {
+    const std::size_t nScheme = strInput.find("://");
+    if (nScheme == std::string::npos) return strInput;
+    const std::size_t nHost = nScheme + 3, nPath = strInput.find('/', nHost);
+    const std::size_t nUser = strInput.rfind('@', nPath);
+    if (nUser == std::string::npos || nUser < nHost) return strInput;
+    return strInput.substr(0, nHost) + strInput.substr(nUser + 1);
+}
+
+void inputGuard::Rearm() {
+    tDeadline = std::chrono::steady_clock::now() + kPatience;
+}
+
 openMedia OpenMedia(const std::string& strInput, const std::atomic<bool>* pStop) {
     openMedia stMedia;
-    stMedia.pFormat = OpenContainer(strInput, pStop);
+    stMedia.strName = WithoutPassword(strInput);
+    stMedia.pGuard = std::make_unique<inputGuard>();
+    stMedia.pGuard->pStop = pStop;
+    stMedia.pGuard->Rearm();
+    stMedia.pFormat = OpenContainer(strInput, stMedia);
     const int nResult = avformat_find_stream_info(stMedia.pFormat.get(), nullptr);
-    if (nResult < 0) throw CFailure("cannot read " + strInput + ": " + AvErrorText(nResult));
+    if (nResult < 0) {
+        throw CFailure("cannot read " + stMedia.strName + ": " +
+                       ReasonOf(nResult, *stMedia.pGuard));
+    }
     for (unsigned n = 0; n < stMedia.pFormat->nb_streams; ++n) {
         AVStream* pStream = stMedia.pFormat->streams[n];
         const bool bVideo = pStream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
         if (bVideo && !stMedia.pStream) stMedia.pStream = pStream;
         if (pStream != stMedia.pStream) pStream->discard = AVDISCARD_ALL;
     }
-    if (!stMedia.pStream) throw CFailure(strInput + " has no video stream");
-    stMedia.eCodec = CodecOf(*stMedia.pStream, strInput);
+    if (!stMedia.pStream) throw CFailure(stMedia.strName + " has no video stream");
+    stMedia.eCodec = CodecOf(stMedia);
     return stMedia;
 }
 
-bool NextPacket(const openMedia& stMedia, AVPacket& stPacket, const std::string& strInput,
-                const std::atomic<bool>* pStop) {
+bool NextPacket(const openMedia& stMedia, AVPacket& stPacket) {
     do {
         av_packet_unref(&stPacket);
+        stMedia.pGuard->Rearm();
         const int nResult = av_read_frame(stMedia.pFormat.get(), &stPacket);
-        if (nResult == AVERROR_EOF || (pStop && *pStop)) return false;
+        if (nResult == AVERROR_EOF || stMedia.pGuard->IsStopped()) return false;
         if (nResult < 0) {
-            throw CFailure("reading " + strInput + " broke off: " + AvErrorText(nResult));
+            throw CFailure("reading " + stMedia.strName +
+                           " broke off: " + ReasonOf(nResult, *stMedia.pGuard));
         }
     } while (stPacket.stream_index != stMedia.pStream->index);
     return true;
 }
 
-CMediaInput::CMediaInput(std::string strInput, const std::atomic<bool>* pStop)
-    : m_strInput(std::move(strInput)),
-      m_pStop(pStop),
-      m_stMedia(OpenMedia(m_strInput, pStop)),
-      m_pFilter(OpenFilter(m_stMedia, m_strInput)),
+CMediaInput::CMediaInput(const std::string& strInput, const std::atomic<bool>* pStop)
+    : m_stMedia(OpenMedia(strInput, pStop)),
+      m_pFilter(OpenFilter(m_stMedia)),
       m_pPacket(av_packet_alloc()) {
     m_optKeeper.emplace(m_stMedia.eCodec, ExtraOf(Parameters()));
 }
 
 /// Moves one packet from the container into the filter; false at the end.
 bool CMediaInput::ReadPacket() {
-    if (!NextPacket(m_stMedia, *m_pPacket, m_strInput, m_pStop)) return false;
+    if (!NextPacket(m_stMedia, *m_pPacket)) return false;
     const int nResult = av_bsf_send_packet(m_pFilter.get(), m_pPacket.get());
-    if (nResult < 0) throw CFailure("cannot read " + m_strInput + ": " + AvErrorText(nResult));
+    if (nResult < 0)
+        throw CFailure("cannot read " + m_stMedia.strName + ": " + AvErrorText(nResult));
     return true;
 }
 
@@ -140,7 +172,7 @@ const accessUnit* CMediaInput::Next() {
         const int nResult = av_bsf_receive_packet(m_pFilter.get(), m_pPacket.get());
         if (nResult == 0) break;
         if (nResult != AVERROR(EAGAIN) && nResult != AVERROR_EOF) {
-            throw CFailure("cannot read " + m_strInput + ": " + AvErrorText(nResult));
+            throw CFailure("cannot read " + m_stMedia.strName + ": " + AvErrorText(nResult));
         }
         if (!ReadPacket()) return nullptr;
     }

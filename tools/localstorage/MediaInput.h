@@ -5,6 +5,7 @@
 #define LOCALSTORAGE_TOOL_MEDIAINPUT_H
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -30,26 +31,40 @@ struct avFree {
 template <typename T>
 using avPointer = std::unique_ptr<T, avFree>;
 
+/// An address without its user and password, as messages show it.
+std::string WithoutPassword(const std::string& strInput);
+
 /// FFmpeg's words for one of its error numbers.
 std::string AvErrorText(int nError);
 
 /// Keeps FFmpeg's own messages off the screen: failures are told in this tool's words.
 void SilenceFfmpeg();
 
+/// What ends FFmpeg's waiting for a source: a stop, or half a minute without a sign of life.
+struct inputGuard {
+    const std::atomic<bool>* pStop = nullptr;  ///< may be null
+    std::chrono::steady_clock::time_point tDeadline;
+
+    void Rearm();
+    bool IsStopped() const { return pStop && *pStop; }
+    bool IsSilent() const { return std::chrono::steady_clock::now() > tDeadline; }
+};
+
 /// An open container and its first video stream.
 struct openMedia {
+    std::string strName;  ///< of the input, for messages: without a password
+    std::unique_ptr<inputGuard> pGuard;
     avPointer<AVFormatContext> pFormat;
     AVStream* pStream = nullptr;
     videoCodec eCodec = videoCodec::H264;
 };
 
-/// Opens an input and finds its first H.264 or H.265 stream. `pStop` (may be null) ends waiting for
-/// a silent source. Throws CFailure.
+/// Opens an input and finds its first H.264 or H.265 stream. `pStop` (may be null) must outlive it.
+/// Throws CFailure.
 openMedia OpenMedia(const std::string& strInput, const std::atomic<bool>* pStop);
 
 /// Reads the next packet of that stream; false at the end or when stopped. Throws CFailure.
-bool NextPacket(const openMedia& stMedia, AVPacket& stPacket, const std::string& strInput,
-                const std::atomic<bool>* pStop);
+bool NextPacket(const openMedia& stMedia, AVPacket& stPacket);
 
 /// One access unit of the byte stream, valid until the next call.
 struct accessUnit {
@@ -62,7 +77,7 @@ struct accessUnit {
 class CMediaInput {
 public:
     /// Throws CFailure. `pStop` (may be null) must outlive the object.
-    CMediaInput(std::string strInput, const std::atomic<bool>* pStop);
+    CMediaInput(const std::string& strInput, const std::atomic<bool>* pStop);
 
     /// The next access unit, parameter sets in front of every key frame; null at the end of the
     /// stream or when stopped. Throws CFailure when reading breaks off.
@@ -80,8 +95,6 @@ private:
     bool ReadPacket();
     double TimeOf(const AVPacket& stPacket);
 
-    std::string m_strInput;
-    const std::atomic<bool>* m_pStop;
     openMedia m_stMedia;
     avPointer<AVBSFContext> m_pFilter;
     avPointer<AVPacket> m_pPacket;

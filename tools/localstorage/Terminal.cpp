@@ -27,6 +27,12 @@ unsigned TerminalWidth(int nDescriptor, unsigned nElse) {
     return st.ws_col;
 }
 
+unsigned TerminalHeight(int nDescriptor, unsigned nElse) {
+    winsize st = {};
+    if (ioctl(nDescriptor, TIOCGWINSZ, &st) != 0 || st.ws_row == 0) return nElse;
+    return st.ws_row;
+}
+
 bool IsUtf8Locale() {
     for (const char* pName : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         const char* pValue = std::getenv(pName);
@@ -61,6 +67,12 @@ void CLiveLines::Show(std::vector<std::string> vecLines) {
     const std::lock_guard stLock(g_mtxScreen);
     Erase();
     m_vecLines = std::move(vecLines);
+    const std::size_t nRoom = std::max(3u, TerminalHeight(STDERR_FILENO)) - 1;
+    if (m_vecLines.size() > nRoom) {
+        const std::size_t nMore = m_vecLines.size() - (nRoom - 1);
+        m_vecLines.resize(nRoom - 1);
+        m_vecLines.push_back("  ... and " + std::to_string(nMore) + " more");
+    }
     Draw();
 }
 

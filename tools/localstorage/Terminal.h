@@ -13,6 +13,8 @@
 bool IsTerminal(int nDescriptor);
 /// Columns of the terminal behind a descriptor; `nElse` when it is none.
 unsigned TerminalWidth(int nDescriptor, unsigned nElse = 80);
+/// Lines of the terminal behind a descriptor; `nElse` when it is none.
+unsigned TerminalHeight(int nDescriptor, unsigned nElse = 24);
 /// Whether the user's locale has UTF-8.
 bool IsUtf8Locale();
 
@@ -29,7 +31,8 @@ public:
     CLiveLines& operator=(const CLiveLines&) = delete;
 
     bool Enabled() const { return m_bEnabled; }
-    /// Draws these lines in place of the last ones, each cut to the width of the terminal.
+    /// Draws these lines in place of the last ones, as many as the terminal has room for, each cut
+    /// to its width.
     void Show(std::vector<std::string> vecLines);
 
     /// While it lives nobody else prints, and the live lines are off the screen.
