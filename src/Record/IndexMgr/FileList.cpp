@@ -1,13 +1,12 @@
 #include "IndexMgr/FileList.h"
 
 void CFileList::Block::Measure() {
-    stFirst = objFiles->front().stStartTime;
-    stLastEnd = objFiles->front().stEndTime;
-    for (const indexLevel3Body& stFile : *objFiles)
-        stLastEnd = std::max(stLastEnd, stFile.stEndTime);
+    stFirst = objEntries->front().stStartTime;
+    stLastEnd = objEntries->front().stEndTime;
+    for (const Entry& entry : *objEntries) stLastEnd = std::max(stLastEnd, entry.stEndTime);
 }
 
-// The place in front of the first record that does not start before `stStart`.
+// The place in front of the first entry that does not start before `stStart`.
 CFileList::Position CFileList::FirstNotBefore(const fileTimeInfo& stStart) const {
     // Blocks that begin at `stStart` or later come behind the place, except for its own end.
     auto itBlock =
@@ -15,20 +14,20 @@ CFileList::Position CFileList::FirstNotBefore(const fileTimeInfo& stStart) const
                              [&](const Block& block) { return block.stFirst < stStart; });
     if (itBlock == m_vBlocks.begin()) return {0, 0};
     --itBlock;
-    const Records& vFiles = *itBlock->objFiles;
-    const auto itFile = std::partition_point(
-        vFiles.begin(), vFiles.end(),
-        [&](const indexLevel3Body& stFile) { return stFile.stStartTime < stStart; });
+    const Entries& vEntries = *itBlock->objEntries;
+    const auto itEntry =
+        std::partition_point(vEntries.begin(), vEntries.end(),
+                             [&](const Entry& entry) { return entry.stStartTime < stStart; });
     return {static_cast<std::size_t>(itBlock - m_vBlocks.begin()),
-            static_cast<std::size_t>(itFile - vFiles.begin())};
+            static_cast<std::size_t>(itEntry - vEntries.begin())};
 }
 
-// The record at a place, or null at the end; a place behind a block becomes the next block's first.
-const indexLevel3Body* CFileList::At(Position& pos) const {
-    if (pos.nBlock < m_vBlocks.size() && pos.nOffset == m_vBlocks[pos.nBlock].objFiles->size()) {
+// The entry at a place, or null at the end; a place behind a block becomes the next block's first.
+const CFileList::Entry* CFileList::At(Position& pos) const {
+    if (pos.nBlock < m_vBlocks.size() && pos.nOffset == m_vBlocks[pos.nBlock].objEntries->size()) {
         pos = {pos.nBlock + 1, 0};
     }
-    return pos.nBlock < m_vBlocks.size() ? &(*m_vBlocks[pos.nBlock].objFiles)[pos.nOffset]
+    return pos.nBlock < m_vBlocks.size() ? &(*m_vBlocks[pos.nBlock].objEntries)[pos.nOffset]
                                          : nullptr;
 }
 
@@ -37,19 +36,19 @@ const indexLevel3Body* CFileList::At(Position& pos) const {
 bool CFileList::Search(const indexLevel3Body& stFile, Position& pos) const {
     pos = FirstNotBefore(stFile.stStartTime);
     for (Position next = pos;; pos = {next.nBlock, ++next.nOffset}) {
-        const indexLevel3Body* pFile = At(next);
-        if (!pFile || stFile.stStartTime < pFile->stStartTime) return false;
-        if (pFile->stEndTime == stFile.stEndTime) {
+        const Entry* pEntry = At(next);
+        if (!pEntry || stFile.stStartTime < pEntry->stStartTime) return false;
+        if (pEntry->stEndTime == stFile.stEndTime) {
             pos = next;
             return true;
         }
     }
 }
 
-// Makes sure that the block of `pos` can take one more record there; `pos` may move with it.
+// Makes sure that the block of `pos` can take one more entry there; `pos` may move with it.
 void CFileList::MakeRoom(Position& pos) {
     if (m_vBlocks.empty()) m_vBlocks.emplace_back();
-    if (m_vBlocks[pos.nBlock].objFiles->size() < BLOCK_FILES) return;
+    if (m_vBlocks[pos.nBlock].objEntries->size() < BLOCK_FILES) return;
 
     Block& block =
         *m_vBlocks.emplace(m_vBlocks.begin() + static_cast<std::ptrdiff_t>(pos.nBlock) + 1);
@@ -57,9 +56,9 @@ void CFileList::MakeRoom(Position& pos) {
         pos = {pos.nBlock + 1, 0};
         return;
     }
-    Records& vFull = m_vBlocks[pos.nBlock].objFiles.Change();
+    Entries& vFull = m_vBlocks[pos.nBlock].objEntries.Change();
     const auto itHalf = vFull.begin() + BLOCK_FILES / 2;
-    block.objFiles.Change().assign(itHalf, vFull.end());
+    block.objEntries.Change().assign(itHalf, vFull.end());
     vFull.erase(itHalf, vFull.end());
     block.Measure();
     m_vBlocks[pos.nBlock].Measure();
@@ -69,9 +68,9 @@ void CFileList::MakeRoom(Position& pos) {
 void CFileList::Insert(Position pos, const indexLevel3Body& stFile) {
     MakeRoom(pos);
     Block& block = m_vBlocks[pos.nBlock];
-    Records& vFiles = block.objFiles.Change();
-    vFiles.insert(vFiles.begin() + static_cast<std::ptrdiff_t>(pos.nOffset), stFile);
-    block.stFirst = vFiles.front().stStartTime;
+    Entries& vEntries = block.objEntries.Change();
+    vEntries.insert(vEntries.begin() + static_cast<std::ptrdiff_t>(pos.nOffset), stFile);
+    block.stFirst = vEntries.front().stStartTime;
     block.stLastEnd = std::max(block.stLastEnd, stFile.stEndTime);
     ++m_nFiles;
 }
@@ -87,44 +86,51 @@ bool CFileList::Remove(const indexLevel3Body& stFile) {
     Position pos;
     if (!Search(stFile, pos)) return false;
     const auto itBlock = m_vBlocks.begin() + static_cast<std::ptrdiff_t>(pos.nBlock);
-    Records& vFiles = itBlock->objFiles.Change();
-    const fileTimeInfo stEnd = vFiles[pos.nOffset].stEndTime;
-    vFiles.erase(vFiles.begin() + static_cast<std::ptrdiff_t>(pos.nOffset));
-    if (vFiles.empty()) {
+    Entries& vEntries = itBlock->objEntries.Change();
+    const fileTimeInfo stEnd = vEntries[pos.nOffset].stEndTime;
+    vEntries.erase(vEntries.begin() + static_cast<std::ptrdiff_t>(pos.nOffset));
+    if (vEntries.empty()) {
         m_vBlocks.erase(itBlock);
     } else {
-        itBlock->stFirst = vFiles.front().stStartTime;
+        itBlock->stFirst = vEntries.front().stStartTime;
         if (stEnd == itBlock->stLastEnd) itBlock->Measure();
     }
     --m_nFiles;
     return true;
 }
 
-const indexLevel3Body* CFileList::Find(const indexLevel3Body& stFile) const {
+bool CFileList::Find(indexLevel3Body& stFile) const {
     Position pos;
-    return Search(stFile, pos) ? At(pos) : nullptr;
+    if (!Search(stFile, pos)) return false;
+    stFile = At(pos)->Body();
+    return true;
 }
 
-const indexLevel3Body* CFileList::Last() const {
-    return m_vBlocks.empty() ? nullptr : &m_vBlocks.back().objFiles->back();
+const CFileList::Entry& CFileList::Last() const {
+    return m_vBlocks.back().objEntries->back();
 }
 
-// Appends the longest run that starts behind the last record, ascends and fits the last block (a
-// new one when that is full); returns its length.
+// Appends as many files as fit the last block (a new one when that is full), if all of them have
+// ordinary times and ascend from the last entry on. Returns how many it appended.
 std::size_t CFileList::AppendRun(const indexLevel3Body* pFiles, std::size_t nFiles) {
-    const indexLevel3Body* pLast = Last();
-    const bool bNewBlock = !pLast || m_vBlocks.back().objFiles->size() == BLOCK_FILES;
-    const std::size_t nRoom =
-        bNewBlock ? BLOCK_FILES : BLOCK_FILES - m_vBlocks.back().objFiles->size();
-    std::size_t nRun = 0;
-    while (nRun < std::min(nFiles, nRoom) && (!pLast || *pLast < pFiles[nRun])) {
-        pLast = &pFiles[nRun++];
+    const bool bNewBlock = m_vBlocks.empty() || m_vBlocks.back().objEntries->size() == BLOCK_FILES;
+    const std::size_t nUsed = bNewBlock ? 0 : m_vBlocks.back().objEntries->size();
+    const std::size_t nRun = std::min(nFiles, BLOCK_FILES - nUsed);
+    bool bOrdinary = m_vBlocks.empty() || Last().stStartTime < pFiles[0].stStartTime;
+    std::size_t nLatest = 0;
+    for (std::size_t i = 0; i < nRun; ++i) {  // no early exit: a start reads millions of these
+        const bool bPlain = pFiles[i].stStartTime.IsPlain() && pFiles[i].stEndTime.IsPlain();
+        const bool bAscends =
+            i == 0 || pFiles[i - 1].stStartTime.Number() < pFiles[i].stStartTime.Number();
+        bOrdinary &= bPlain && bAscends;
+        if (pFiles[nLatest].stEndTime.Number() < pFiles[i].stEndTime.Number()) nLatest = i;
     }
-    if (nRun == 0) return 0;
+    if (!bOrdinary) return 0;
     Block& block = bNewBlock ? m_vBlocks.emplace_back() : m_vBlocks.back();
-    Records& vFiles = block.objFiles.Change();
-    vFiles.insert(vFiles.end(), pFiles, pFiles + nRun);
-    block.Measure();
+    Entries& vEntries = block.objEntries.Change();
+    vEntries.insert(vEntries.end(), pFiles, pFiles + nRun);
+    block.stFirst = vEntries.front().stStartTime;
+    block.stLastEnd = std::max(block.stLastEnd, pFiles[nLatest].stEndTime);
     m_nFiles += nRun;
     return nRun;
 }
@@ -134,8 +140,8 @@ CFileList::Order CFileList::AppendAll(const indexLevel3Body* pFiles, std::size_t
     for (std::size_t i = 0; i < nFiles;) {
         const std::size_t nRun = AppendRun(pFiles + i, nFiles - i);
         i += nRun;
-        if (nRun > 0 || i == nFiles) continue;
-        if (pFiles[i] < *Last()) eOrder = Order::Mended;
+        if (nRun > 0) continue;
+        if (m_nFiles > 0 && pFiles[i].stStartTime < Last().stStartTime) eOrder = Order::Mended;
         if (!Add(pFiles[i++])) return Order::Doubled;
     }
     return eOrder;

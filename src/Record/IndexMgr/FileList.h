@@ -1,9 +1,9 @@
 // The record files of one channel on one day, in memory.
 //
 // They are kept ascending by start time, equal start times in the order they came, in blocks of at
-// most BLOCK_FILES records. Each block knows its first start and its latest end, so a search
-// touches one block and a query only those that can hold a match. Blocks are shared with snapshots
-// until they change.
+// most BLOCK_FILES. Each block knows its first start and its latest end, so a search touches one
+// block and a query only those that can hold a match. Blocks are shared with snapshots until they
+// change. The reserved bytes of the records are not kept: they are 0.
 //
 // No lock of its own (see CShared).
 
@@ -35,8 +35,8 @@ public:
     bool Add(const indexLevel3Body& stFile);
     /// Removes the file with these times. False: there is none.
     bool Remove(const indexLevel3Body& stFile);
-    /// The file with these times, or null.
-    const indexLevel3Body* Find(const indexLevel3Body& stFile) const;
+    /// Fills in the file with the times of `stFile`. False: there is none.
+    bool Find(indexLevel3Body& stFile) const;
 
     /// What AppendAll found.
     enum class Order { Kept, Mended, Doubled };
@@ -46,17 +46,11 @@ public:
 
     std::size_t size() const { return m_nFiles; }
 
-    /// Calls f(const indexLevel3Body*, number) for every run of records, in order.
-    template <typename F>
-    void ForEachRun(F f) const {
-        for (const Block& block : m_vBlocks) f(block.objFiles->data(), block.objFiles->size());
-    }
-
     /// Calls f(const indexLevel3Body&) for every file, in order.
     template <typename F>
     void ForEach(F f) const {
         for (const Block& block : m_vBlocks) {
-            for (const indexLevel3Body& stFile : *block.objFiles) f(stFile);
+            for (const Entry& entry : *block.objEntries) f(entry.Body());
         }
     }
 
@@ -70,38 +64,50 @@ public:
         for (const Block& block : m_vBlocks) {
             if (block.stFirst > stLatest) return;
             if (block.stLastEnd < stEarliest) continue;
-            for (const indexLevel3Body& stFile : *block.objFiles) {
+            for (const Entry& entry : *block.objEntries) {
+                const indexLevel3Body stFile = entry.Body();
                 if (IsFileInQuery(stFile, stStart, stEnd)) f(stFile);
             }
         }
     }
 
-    static constexpr std::size_t BLOCK_FILES = 64;
+    static constexpr std::size_t BLOCK_FILES = 256;
 
 private:
-    using Records = std::vector<indexLevel3Body>;
+    // What a record is without its reserved bytes.
+    struct Entry {
+        fileTimeInfo stStartTime, stEndTime;
+        RecFileType enumRecFileType;
+
+        Entry(const indexLevel3Body& stFile)
+            : stStartTime(stFile.stStartTime),
+              stEndTime(stFile.stEndTime),
+              enumRecFileType(stFile.enumRecFileType) {}
+        indexLevel3Body Body() const { return {stStartTime, stEndTime, enumRecFileType, {}}; }
+    };
+    using Entries = std::vector<Entry>;
 
     struct Block {
-        fileTimeInfo stFirst;    // start time of the first record
+        fileTimeInfo stFirst;    // start time of the first entry
         fileTimeInfo stLastEnd;  // latest end time of all
-        CShared<Records> objFiles;
+        CShared<Entries> objEntries;
 
         void Measure();
     };
 
-    // A place in front of a record, or behind the last one of a block.
+    // A place in front of an entry, or behind the last one of a block.
     struct Position {
         std::size_t nBlock;
         std::size_t nOffset;
     };
 
     Position FirstNotBefore(const fileTimeInfo& stStart) const;
-    const indexLevel3Body* At(Position& pos) const;
+    const Entry* At(Position& pos) const;
     bool Search(const indexLevel3Body& stFile, Position& pos) const;
     void Insert(Position pos, const indexLevel3Body& stFile);
     void MakeRoom(Position& pos);
     std::size_t AppendRun(const indexLevel3Body* pFiles, std::size_t nFiles);
-    const indexLevel3Body* Last() const;
+    const Entry& Last() const;
 
     std::vector<Block> m_vBlocks;
     std::size_t m_nFiles = 0;

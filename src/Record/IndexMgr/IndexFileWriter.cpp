@@ -35,8 +35,7 @@ private:
         }
         for (const auto& files : snapshot.vFiles) {
             Begin(files.objFiles->size());
-            files.objFiles->ForEachRun(
-                [this](const indexLevel3Body* p, std::size_t n) { Append(p, n); });
+            files.objFiles->ForEach([this](const indexLevel3Body& stFile) { Append(&stFile, 1); });
             if (!WriteOne(3, m_strFolder + "/" + files.strDay + "/" + files.strChannel + "/" +
                                  INDEX_FILE_LEVEL3)) {
                 return false;

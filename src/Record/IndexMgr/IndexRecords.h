@@ -12,6 +12,7 @@
 #ifndef LOCALSTORAGE_INDEXMGR_INDEXRECORDS_H
 #define LOCALSTORAGE_INDEXMGR_INDEXRECORDS_H
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -89,13 +90,15 @@ struct fileTimeInfo {
 
     /// Every field fits its width in the text: the text has exactly 14 digits.
     bool IsPlain() const {
-        return wYear <= 9999 && byMonth <= 99 && byDay <= 99 && byHour <= 99 && byMinute <= 99 &&
-               bySecond <= 99;
+        // The five bytes at once: 28 more than 99 reaches a byte's highest bit.
+        const auto n = std::bit_cast<std::uint64_t>(*this);
+        const std::uint64_t nAbove = ((n & 0x007F7F7F7F7F0000) + 0x001C1C1C1C1C0000) | n;
+        return wYear <= 9999 && (nAbove & 0x0080808080800000) == 0;
     }
     std::uint64_t Number() const {
-        return std::uint64_t{wYear} << 40 | std::uint64_t{byMonth} << 32 |
-               std::uint64_t{byDay} << 24 | std::uint64_t{byHour} << 16 |
-               std::uint64_t{byMinute} << 8 | bySecond;
+        // Month to second are in the order of their weight, lowest address first.
+        const auto n = __builtin_bswap64(std::bit_cast<std::uint64_t>(*this));
+        return std::uint64_t{wYear} << 40 | (n >> 8 & 0x000000FFFFFFFFFF);
     }
 };
 
@@ -164,6 +167,7 @@ struct indexLevel3Body {
     bool operator<(const indexLevel3Body& other) const { return stStartTime < other.stStartTime; }
 };
 
+static_assert(std::endian::native == std::endian::little, "records are their bytes on disk");
 static_assert(sizeof(dateInfo) == 4 && offsetof(dateInfo, wYear) == 0 &&
               offsetof(dateInfo, byMonth) == 2 && offsetof(dateInfo, byDay) == 3);
 static_assert(sizeof(fileTimeInfo) == 8 && offsetof(fileTimeInfo, wYear) == 0 &&

@@ -76,12 +76,12 @@ void CIndexTree::RemoveDay(const indexLevel1Body& stDay) {
     if (m_mDays.erase(stDay.stDate) > 0) m_nDaysVersion = NewVersion();
 }
 
-const indexLevel3Body* CIndexTree::Find(const dateInfo& stDate, std::string_view strChannel,
-                                        const indexLevel3Body& stFile) const {
+bool CIndexTree::Find(const dateInfo& stDate, std::string_view strChannel,
+                      indexLevel3Body& stFile) const {
     const auto itDay = m_mDays.find(stDate);
-    const indexChannel* pChannel =
-        itDay == m_mDays.end() ? nullptr : itDay->second.Find(strChannel);
-    return pChannel ? pChannel->objFiles->Find(stFile) : nullptr;
+    if (itDay == m_mDays.end()) return false;
+    const indexChannel* pChannel = itDay->second.Find(strChannel);
+    return pChannel && pChannel->objFiles->Find(stFile);
 }
 
 std::size_t CIndexTree::CountFiles() const {

@@ -83,9 +83,8 @@ public:
     void RemoveDay(const indexLevel1Body& stDay);
 
     const Days& GetDays() const { return m_mDays; }
-    /// The entry of a channel's file with these times, or null.
-    const indexLevel3Body* Find(const dateInfo& stDate, std::string_view strChannel,
-                                const indexLevel3Body& stFile) const;
+    /// Fills in the entry of a channel's file with the times of `stFile`. False: there is none.
+    bool Find(const dateInfo& stDate, std::string_view strChannel, indexLevel3Body& stFile) const;
     bool IsEmpty() const { return m_mDays.empty(); }
     std::size_t CountFiles() const;
 

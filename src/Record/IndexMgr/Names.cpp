@@ -1,6 +1,7 @@
 #include "IndexMgr/Names.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -47,10 +48,19 @@ fileTimeInfo FixedTime(const char* pText) {
             0};
 }
 
+// "00" to "99", one behind the other.
+constexpr std::array<char, 200> TWO_DIGITS = [] {
+    std::array<char, 200> aText{};
+    for (unsigned n = 0; n < 100; ++n) {
+        aText[2 * n] = static_cast<char>('0' + n / 10);
+        aText[2 * n + 1] = static_cast<char>('0' + n % 10);
+    }
+    return aText;
+}();
+
 char* PutTwoDigits(char* pText, unsigned nValue) {
-    *pText++ = static_cast<char>('0' + nValue / 10);
-    *pText++ = static_cast<char>('0' + nValue % 10);
-    return pText;
+    std::memcpy(pText, &TWO_DIGITS[2 * nValue], 2);
+    return pText + 2;
 }
 
 char* PutTime(char* pText, const fileTimeInfo& stTime) {

@@ -235,18 +235,21 @@ indexDifference CompareWithTree(const CIndexTree& index, const repairPlan& plan)
     };
     ForEachRecording(index, [&](const dateInfo& stDate, const std::string& strChannel,
                                 const indexLevel3Body& stFile, const std::string& strFolder) {
-        const indexLevel3Body* pThere = plan.objTree.Find(stDate, strChannel, stFile);
+        indexLevel3Body stThere = stFile;
         const std::string strPath = strFolder + stFile.GetRecFileName();
-        const bool bThere = pThere && pThere->enumRecFileType == stFile.enumRecFileType;
+        const bool bThere = plan.objTree.Find(stDate, strChannel, stThere) &&
+                            stThere.enumRecFileType == stFile.enumRecFileType;
         if (!bThere && !isTwin(strPath)) difference.vGone.push_back(strPath);
     });
-    ForEachRecording(
-        plan.objTree, [&](const dateInfo& stDate, const std::string& strChannel,
-                          const indexLevel3Body& stFile, const std::string& strFolder) {
-            const indexLevel3Body* pEntry = index.Find(stDate, strChannel, stFile);
-            const bool bListed = pEntry && (pEntry->enumRecFileType == stFile.enumRecFileType ||
-                                            isTwin(strFolder + pEntry->GetRecFileName()));
-            if (!bListed) difference.vUnlisted.push_back(strFolder + stFile.GetRecFileName());
-        });
+    ForEachRecording(plan.objTree,
+                     [&](const dateInfo& stDate, const std::string& strChannel,
+                         const indexLevel3Body& stFile, const std::string& strFolder) {
+                         indexLevel3Body stEntry = stFile;
+                         const bool bListed = index.Find(stDate, strChannel, stEntry) &&
+                                              (stEntry.enumRecFileType == stFile.enumRecFileType ||
+                                               isTwin(strFolder + stEntry.GetRecFileName()));
+                         if (!bListed)
+                             difference.vUnlisted.push_back(strFolder + stFile.GetRecFileName());
+                     });
     return difference;
 }

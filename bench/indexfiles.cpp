@@ -1,0 +1,210 @@
+// The index on disk: flush, start and repair against bare loops over the same files.
+
+#include <atomic>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <memory>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+#include "IndexData.h"
+#include "IndexMgr/Index.h"
+#include "Ratio.h"
+
+namespace {
+
+void Check(bool bGood, const char* pWhat) {
+    if (bGood) return;
+    std::fprintf(stderr, "%s failed\n", pWhat);
+    std::abort();
+}
+
+void Sync(const std::string& strDir) {
+    const int nDir = ::open(strDir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    Check(::syncfs(nDir) == 0, "syncfs");
+    ::close(nDir);
+}
+
+struct World {
+    World() {
+        MakeIndexFiles(dir.Path(), LARGE);
+        Check(index.Initialize(dir.Path()) == 0, "Initialize");
+    }
+    ~World() { index.Abandon(); }
+
+    // Changes every index03.bin: one recording more, or that one less.
+    void ChangeAll() {
+        bMore = !bMore;
+        const auto eType = bMore ? CIndex::INDEX_TYPE_ADD : CIndex::INDEX_TYPE_DELETE;
+        for (int nDay = 0; nDay < LARGE.nDays; ++nDay) {
+            for (int n = 0; n < CAMERAS; ++n) Change(nDay, n, 300, eType);
+        }
+    }
+    void Change(int nDay, int nCamera, int nFile, CIndex::IndexType eType) {
+        index.WriteIndex({TimeOfDay(nDay, 0).GetDate()}, Camera(nCamera),
+                         LARGE.FileBehind(nDay, nFile), eType);
+    }
+
+    CBenchDir dir;
+    CIndex index;
+    bool bMore = false;
+};
+
+World& Large() {
+    static World s_world;
+    return s_world;
+}
+
+// --- Flush
+
+double Flush() {
+    Large().ChangeAll();
+    Sync(Large().dir.Path());
+    return SecondsOf([] { Large().index.WriteIndexToFile(); });
+}
+
+// Writes as many bytes into as many files elsewhere, over what is there, and makes them durable as
+// the flush does.
+double WriteBare() {
+    static const CBenchDir s_dir;
+    const std::string strBytes(8 + 44 * (static_cast<std::size_t>(LARGE.nFiles) + 1), 'x');
+    const auto writeAll = [&] {
+        for (const std::string& strFolder : ChannelFolders(s_dir.Path(), LARGE)) {
+            const int nFile = ::open((strFolder + "/index03.bin").c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+            Check(::write(nFile, strBytes.data(), strBytes.size()) ==
+                      static_cast<ssize_t>(strBytes.size()),
+                  "write");
+            ::close(nFile);
+        }
+        Sync(s_dir.Path());
+    };
+    if (std::filesystem::is_empty(s_dir.Path())) {
+        for (const std::string& strFolder : ChannelFolders(s_dir.Path(), LARGE)) {
+            std::filesystem::create_directories(strFolder);
+        }
+        writeAll();
+    }
+    return SecondsOf(writeAll);
+}
+
+// How long one call in a thousand waits while flushes run.
+double WaitDuringFlush(void (*call)(int)) {
+    std::atomic<bool> bStop{false};
+    std::thread flusher([&] {
+        while (!bStop) {
+            Large().ChangeAll();
+            Large().index.WriteIndexToFile();
+        }
+    });
+    std::vector<double> vecWait;
+    const auto tEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
+    for (int i = 0; std::chrono::steady_clock::now() < tEnd; ++i) {
+        vecWait.push_back(SecondsOf([&] { call(i); }));
+    }
+    bStop = true;
+    flusher.join();
+    const auto itWorst = vecWait.begin() + static_cast<std::ptrdiff_t>(vecWait.size() * 999 / 1000);
+    std::nth_element(vecWait.begin(), itWorst, vecWait.end());
+    return *itWorst;
+}
+
+void AddAndDelete(int n) {
+    const auto eType = n % 2 == 0 ? CIndex::INDEX_TYPE_ADD : CIndex::INDEX_TYPE_DELETE;
+    Large().Change(n / 2 % LARGE.nDays, n / 2 % CAMERAS, 100, eType);
+}
+
+void QueryOneHour(int n) {
+    std::list<std::string> lsPath;
+    const int nDay = n % LARGE.nDays;
+    Large().index.QueryRecFile(Camera(n % CAMERAS), REC_FILE_TYPE_ALL, TimeOfDay(nDay, 36000),
+                               TimeOfDay(nDay, 39600), lsPath);
+}
+
+double CopyAllRecords() {
+    std::vector<std::vector<indexLevel3Body>> vecFrom(
+        static_cast<std::size_t>(LARGE.nDays * CAMERAS),
+        std::vector<indexLevel3Body>(static_cast<std::size_t>(LARGE.nFiles)));
+    return SecondsOf([&] { benchmark::DoNotOptimize(std::vector(vecFrom)); });
+}
+
+// --- Start
+
+double Start() {
+    Large().index.WriteIndexToFile();
+    CIndex index;
+    const double dSeconds =
+        SecondsOf([&] { Check(index.Initialize(Large().dir.Path()) == 0, "Initialize"); });
+    Check(index.CountFiles() >= static_cast<std::size_t>(LARGE.Count()), "CountFiles");
+    index.Abandon();
+    return dSeconds;
+}
+
+double ReadBare() {
+    const std::vector<std::string> vecPath = IndexFilesBelow(Large().dir.Path());
+    std::vector<char> vecBuffer(1 << 20);
+    return SecondsOf([&] {
+        for (const std::string& strPath : vecPath) {
+            const int nFile = ::open(strPath.c_str(), O_RDONLY | O_CLOEXEC);
+            while (::read(nFile, vecBuffer.data(), vecBuffer.size()) > 0) {
+            }
+            ::close(nFile);
+        }
+    });
+}
+
+// --- Repair
+
+const CBenchDir& Tree() {
+    static const CBenchDir& s_dir = *[] {
+        static CBenchDir s_made;
+        int nFolder = 0;
+        for (const std::string& strFolder : ChannelFolders(s_made.Path(), TREE)) {
+            std::filesystem::create_directories(strFolder);
+            for (int n = 0; n < TREE.nFiles; ++n) {
+                std::ofstream(strFolder + "/" + TREE.File(nFolder / CAMERAS, n).GetRecFileName());
+            }
+            ++nFolder;
+        }
+        return &s_made;
+    }();
+    return s_dir;
+}
+
+double RepairTree() {
+    const std::string strFolder = Tree().Path() + "/" + RecDirName();
+    for (const std::string& strPath : IndexFilesBelow(Tree().Path())) {
+        std::filesystem::remove(strPath);
+    }
+    Sync(Tree().Path());
+    CIndex index;
+    const double dSeconds =
+        SecondsOf([&] { Check(index.Initialize(Tree().Path()) == 0, "Initialize"); });
+    Check(index.CountFiles() == static_cast<std::size_t>(TREE.Count()), "CountFiles");
+    Check(std::filesystem::exists(strFolder + "/index01.bin"), "index01.bin");
+    index.Abandon();
+    return dSeconds;
+}
+
+double Find() {
+    const std::string strCommand = "find '" + Tree().Path() + "' -name '*.mp4' > /dev/null";
+    return SecondsOf([&] { Check(std::system(strCommand.c_str()) == 0, "find"); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Ratio("8a", "flush of 1,920 changed index files", "the same files, bare writes and syncfs",
+          AtMost(1.2), Flush, WriteBare);
+    Ratio(
+        "8b", "WriteIndex during flushes, p99.9", "copying all records", AtMost(0.1),
+        [] { return WaitDuringFlush(AddAndDelete); }, CopyAllRecords, 5);
+    Ratio(
+        "8c", "QueryRecFile of 1 hour during flushes, p99.9", "copying all records", AtMost(0.1),
+        [] { return WaitDuringFlush(QueryOneHour); }, CopyAllRecords, 5);
+    Ratio("9", "start, 1,000,320 files", "reading the same files", AtMost(1.5), Start, ReadBare);
+    Ratio("10", "repair of 200,000 files", "find -name '*.mp4'", AtMost(1.0), RepairTree, Find);
+    return RunRatios(argc, argv);
+}
