@@ -1,5 +1,6 @@
 // Deletion passes and what they tidy.
 
+#include <atomic>
 #include <cerrno>
 #include <thread>
 
@@ -63,6 +64,21 @@ TEST_F(Overwriting, TakesTheOldestDayButNotOpenFiles) {
     EXPECT_FALSE(Exists(Day(1) + "/cam02"));
     EXPECT_EQ(Indexed(1), 1u);
     EXPECT_EQ(Messages().back().nType, MESSAGEVALUE_DISKFULL);
+}
+
+// As on xfs: the space is there a moment after the file went.
+TEST_F(Overwriting, SpaceThatComesLaterCostsNoSecondDay) {
+    Start();
+    Record("cam01", Hour(1, 8));
+    Record("cam01", Hour(2, 8));
+    m_faults.SetFreeSpace(m_dir.Path(), 100);
+    std::atomic<int> nAsked{-1};
+    m_faults.Before(Op::Unlink, Ends(".mp4"), [&] { nAsked = 0; });
+    m_faults.Before(Op::StatVfs, Any(), [&] {
+        if (nAsked >= 0 && ++nAsked == 7) m_faults.SetFreeSpace(m_dir.Path(), ROOM);
+    });
+    EXPECT_TRUE(Open("cam01", Hour(3, 8)));
+    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8)));
 }
 
 TEST_F(Overwriting, TidiesUpToTheRecordFolder) {

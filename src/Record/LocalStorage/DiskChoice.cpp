@@ -2,6 +2,7 @@
 
 #include "LocalStorage/DiskChoice.h"
 
+#include <algorithm>
 #include <array>
 
 #include "FileSystem/FileSystem.h"
@@ -51,6 +52,34 @@ bool CLocalStorage::GetFreeDisk() {
         return true;
     }
     return false;
+}
+
+// Some file systems, xfs for one, give back the space of a deleted file a little later. Without the
+// wait the next check would find the disks as full as before and delete a day too many.
+void CLocalStorage::AwaitFreedSpace() const {
+    constexpr std::uint32_t PAUSE = 5;  // ms
+    constexpr int MAX_IDLE_PAUSES = 10;
+    const auto bFull = [this](const std::string& strRecDir) { return IsDiskFull(strRecDir); };
+    const auto& lsRecDir = m_objRecDirs.All();
+    std::uint64_t nMost = UsableSpace();
+    for (int nIdle = 0; nIdle < MAX_IDLE_PAUSES; ++nIdle) {
+        if (!std::all_of(lsRecDir.begin(), lsRecDir.end(), bFull)) return;
+        OSL_Sleep(PAUSE);
+        const std::uint64_t nNow = UsableSpace();
+        if (nNow > nMost) nIdle = 0;
+        nMost = std::max(nMost, nNow);
+    }
+}
+
+// Of all record directories together.
+std::uint64_t CLocalStorage::UsableSpace() const {
+    std::uint64_t nSum = 0;
+    for (const std::string& strRecDir : m_objRecDirs.All()) {
+        std::uint64_t nUsableSpace = 0;
+        GetDiskUsableSpace(strRecDir.c_str(), nUsableSpace);
+        nSum += nUsableSpace;
+    }
+    return nSum;
 }
 
 bool CLocalStorage::MakeRecDir(const std::string& strRecDir) {

@@ -41,7 +41,7 @@ void CLocalStorage::CheckDisk() {
     const fullDiskAction stAction = DecideFullDisk(stState);
     if (stAction.bReportSwitch) ReportSwitch();
     if (stAction.bReportFull) ReportFullDisk();
-    if (stAction.bDelete) DeleteFile(m_stStoreInfo.enumStoreFileType);
+    if (stAction.bDelete && DeleteFile(m_stStoreInfo.enumStoreFileType)) AwaitFreedSpace();
     if (stAction.bChooseAgain) GetFreeDisk();
 }
 

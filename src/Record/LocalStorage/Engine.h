@@ -145,6 +145,9 @@ private:
     bool IsDiskFull(const std::string& strRecDir) const;
     bool IsDiskPresent(const std::string& strRecDir) const;
     bool GetFreeDisk();
+    /// Waits until a pass has made room, or the disks gain none any more.
+    void AwaitFreedSpace() const;
+    std::uint64_t UsableSpace() const;
     /// Makes a record directory that is missing, unless its disk is. True when it is there.
     bool MakeRecDir(const std::string& strRecDir);
     /// Counts the disk of `strPath` as full when `nError` says that it takes no more.
@@ -162,7 +165,8 @@ private:
 
     // Overwriting
     /// One deletion pass: the oldest day from which something can be deleted.
-    void DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxDiskCheck);
+    /// True when a file was deleted.
+    bool DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxDiskCheck);
     /// Deletes these files of a day and tidies the folders. True when a file went.
     bool DeleteRecordFile(const std::string& strOldestDir, const std::string& strOldestDate,
                           const std::list<std::string>& lsRecFile);

@@ -79,8 +79,8 @@ void TidyDay(const std::string& strMethod, const std::string& strOldestDir,
 
 // A day that loses nothing (every file is open, or its disk is read-only) is passed over, so that
 // it cannot end recording for good.
-void CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
-    if (enumStoreFileType > STORE_FILE_IMAGE) return;
+bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
+    if (enumStoreFileType > STORE_FILE_IMAGE) return false;
     const bool bImage = enumStoreFileType == STORE_FILE_IMAGE;
     PassedOverDays setPassedOver;
     for (;;) {
@@ -90,11 +90,11 @@ void CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
             m_pIndexMgr->QueryOldestImgFile(strDir, strDate, lsFile, setPassedOver);
         else
             m_pIndexMgr->QueryOldestRecFile(strDir, strDate, lsFile, setPassedOver);
-        if (strDir.empty() || strDate.empty()) return;
+        if (strDir.empty() || strDate.empty()) return false;
         if (bImage ? DeleteImageFile(strDir, strDate, lsFile)
                    : DeleteRecordFile(strDir, strDate, lsFile))
-            return;
-        if (!setPassedOver.insert(strDir + "/" + strDate).second) return;
+            return true;
+        if (!setPassedOver.insert(strDir + "/" + strDate).second) return false;
     }
 }
 
