@@ -24,7 +24,7 @@ struct Input {
 };
 
 Input ReadInput(const char* szName) {
-    constexpr std::size_t kSize = std::size_t{64} << 20;
+    constexpr std::size_t SIZE = std::size_t{64} << 20;
     std::ifstream is(std::string(STREAM_DIR) + "/" + szName, std::ios::binary);
     const std::string strOne{std::istreambuf_iterator<char>(is), {}};
     if (strOne.empty()) {
@@ -32,9 +32,7 @@ Input ReadInput(const char* szName) {
         std::exit(1);
     }
     Input stInput;
-    while (stInput.strBytes.size() < kSize) {
-        stInput.strBytes += strOne;
-    }
+    while (stInput.strBytes.size() < SIZE) stInput.strBytes += strOne;
     stInput.nSize = stInput.strBytes.size();
     stInput.strBytes.append(AV_INPUT_BUFFER_PADDING_SIZE, '\0');
     return stInput;

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr std::size_t kMaxCutEverywhere = 300;
+constexpr std::size_t MAX_CUT_EVERYWHERE = 300;
 
 struct Outcome {
     std::string strBytes;
@@ -34,9 +34,7 @@ void TakeAll(VEXANA_Handle hStream, Outcome& stOutcome) {
 
 VEXANA_Handle MakeAnalyser() {
     VEXANA_Handle hStream = nullptr;
-    if (VEXANA_CreateStreamEx(nullptr, 0, &hStream) != VEXANA_OK) {
-        std::abort();
-    }
+    if (VEXANA_CreateStreamEx(nullptr, 0, &hStream) != VEXANA_OK) std::abort();
     return hStream;
 }
 
@@ -72,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     for (std::size_t nPiece : {1, 2, 3, 5, 64}) {
         Check(Run(strInput, nPiece, nPiece) == stWhole, "pieces differ", nPiece);
     }
-    const std::size_t nStep = 1 + nSize / kMaxCutEverywhere;
+    const std::size_t nStep = 1 + nSize / MAX_CUT_EVERYWHERE;
     for (std::size_t nCut = 1; nCut < nSize; nCut += nStep) {
         Check(Run(strInput, nCut, nSize) == stWhole, "halves differ", nCut);
     }

@@ -26,12 +26,8 @@ std::size_t CElementaryStream::Skip(const streamSpan& stSpan, std::size_t nFrom)
     const std::size_t nStop =
         static_cast<std::size_t>(pFound - stSpan.pData) + (pFound == pEnd ? 0 : 2);
     std::size_t nZeros = 0;
-    while (nZeros < 3 && nStop - nZeros > nFrom && stSpan.pData[nStop - nZeros - 1] == 0) {
-        ++nZeros;
-    }
-    for (; nZeros > 0; --nZeros) {
-        PushZero(stSpan.AnchorOf(nStop - nZeros), stSpan.nStride);
-    }
+    while (nZeros < 3 && nStop - nZeros > nFrom && stSpan.pData[nStop - nZeros - 1] == 0) ++nZeros;
+    for (; nZeros > 0; --nZeros) PushZero(stSpan.AnchorOf(nStop - nZeros), stSpan.nStride);
     return nStop;
 }
 
@@ -49,20 +45,14 @@ void CElementaryStream::PushZero(std::uint64_t nAnchor, std::uint64_t nStride) {
 
 CElementaryStream::EEvent CElementaryStream::Step(std::uint8_t byData, std::uint64_t nAnchor,
                                                   std::uint64_t nStride) {
-    if (byData == 1 && m_nZeros >= 2) {
-        return BeginNal();
-    }
+    if (byData == 1 && m_nZeros >= 2) return BeginNal();
     if (byData == 0) {
         PushZero(nAnchor, nStride);
     } else {
         m_nZeros = 0;
     }
-    if (m_eState == EState::Head) {
-        return PushHead(byData);
-    }
-    if (m_eState == EState::Sei) {
-        m_bRecoveryPoint |= m_objSei.Push(byData);
-    }
+    if (m_eState == EState::Head) return PushHead(byData);
+    if (m_eState == EState::Sei) m_bRecoveryPoint |= m_objSei.Push(byData);
     return EEvent::None;
 }
 
@@ -78,10 +68,8 @@ CElementaryStream::EEvent CElementaryStream::BeginNal() {
 
 CElementaryStream::EEvent CElementaryStream::PushHead(std::uint8_t byData) {
     m_aHead[m_nHead++] = byData;
-    if (m_nHead == kNalHeadSize) {
-        return JudgeNal();
-    }
-    return m_nHead == 1 && byData >= kFirstSystemCode ? EEvent::SystemCode : EEvent::None;
+    if (m_nHead == NAL_HEAD_SIZE) return JudgeNal();
+    return m_nHead == 1 && byData >= FIRST_SYSTEM_CODE ? EEvent::SystemCode : EEvent::None;
 }
 
 CElementaryStream::EEvent CElementaryStream::JudgeNal() {
@@ -108,14 +96,10 @@ CElementaryStream::EEvent CElementaryStream::JudgeNal() {
 }
 
 void CElementaryStream::ScanSei() {
-    if (!IsH264Sei(m_aHead)) {
-        return;
-    }
+    if (!IsH264Sei(m_aHead)) return;
     m_eState = EState::Sei;
     m_objSei = CRecoveryPointScan();
-    for (std::size_t i = 1; i < m_nHead; ++i) {
-        m_bRecoveryPoint |= m_objSei.Push(m_aHead[i]);
-    }
+    for (std::size_t i = 1; i < m_nHead; ++i) m_bRecoveryPoint |= m_objSei.Push(m_aHead[i]);
 }
 
 CElementaryStream::EEvent CElementaryStream::BeginFrame(bool bKeyFrame) {
@@ -148,9 +132,9 @@ void CElementaryStream::SetHint(ECodec eCodec) {
 }
 
 std::uint64_t CElementaryStream::GetUndecided() const {
-    return std::min({m_bFront ? m_nFront : kNowhere,
-                     m_eState == EState::Head ? m_nNalAnchor : kNowhere,
-                     m_nZeros > 0 ? m_nCodeAnchor : kNowhere});
+    return std::min({m_bFront ? m_nFront : NOWHERE,
+                     m_eState == EState::Head ? m_nNalAnchor : NOWHERE,
+                     m_nZeros > 0 ? m_nCodeAnchor : NOWHERE});
 }
 
 std::size_t CElementaryStream::GetOpenCode() const {

@@ -17,7 +17,7 @@
 #include "StreamProbe/RecoveryPoint.h"
 
 /// No position: the anchor of bytes in which no frame can begin any more, and of nothing.
-constexpr std::uint64_t kNowhere = std::numeric_limits<std::uint64_t>::max();
+constexpr std::uint64_t NOWHERE = std::numeric_limits<std::uint64_t>::max();
 
 /// Some bytes of the stream and the anchor of each: `nAnchor + i * nStride`, stride 0 or 1.
 struct streamSpan {
@@ -55,7 +55,7 @@ public:
     std::uint64_t GetFrameAnchor() const { return m_nFrameAnchor; }
     bool IsKeyFrame() const { return m_bKeyFrame; }
 
-    /// The anchor of the first undecided byte, kNowhere when there is none.
+    /// The anchor of the first undecided byte, NOWHERE when there is none.
     std::uint64_t GetUndecided() const;
 
     /// Whether the bytes so far are decided, with no start code or frame begun.
@@ -89,20 +89,20 @@ private:
     ECodec m_eCodec = ECodec::Unknown;
     EState m_eState = EState::Slack;
 
-    std::uint8_t m_nZeros = 0;               ///< zeros just read, counted up to 3
-    std::uint64_t m_nLastZero = kNowhere;    ///< anchor of the last of them
-    std::uint64_t m_nCodeAnchor = kNowhere;  ///< where a start code that they open begins
+    std::uint8_t m_nZeros = 0;              ///< zeros just read, counted up to 3
+    std::uint64_t m_nLastZero = NOWHERE;    ///< anchor of the last of them
+    std::uint64_t m_nCodeAnchor = NOWHERE;  ///< where a start code that they open begins
 
     nalHead m_aHead{};
-    std::size_t m_nHead = 0;                ///< bytes in m_aHead
-    std::uint64_t m_nNalAnchor = kNowhere;  ///< of the current unit's start code
+    std::size_t m_nHead = 0;               ///< bytes in m_aHead
+    std::uint64_t m_nNalAnchor = NOWHERE;  ///< of the current unit's start code
 
-    bool m_bFront = false;              ///< units that may stand in front of a frame were read
-    std::uint64_t m_nFront = kNowhere;  ///< anchor of the first of them
+    bool m_bFront = false;             ///< units that may stand in front of a frame were read
+    std::uint64_t m_nFront = NOWHERE;  ///< anchor of the first of them
     CRecoveryPointScan m_objSei;
     bool m_bRecoveryPoint = false;
 
-    std::uint64_t m_nFrameAnchor = kNowhere;
+    std::uint64_t m_nFrameAnchor = NOWHERE;
     bool m_bKeyFrame = false;
 };
 

@@ -5,7 +5,7 @@ namespace {
 using enum ENalRole;
 
 // By nal_unit_type. Slices stand here as what they are when they open a picture.
-constexpr std::array<ENalRole, 32> kH264Roles = {
+constexpr std::array<ENalRole, 32> H264_ROLES = {
     Other, FirstSlice, FirstSlice, Slice, Slice, FirstKey,  // slices, partitions B and C, IDR
     Front, Front,      Front,      Front,                   // SEI, SPS, PPS, delimiter
     Other, Other,      Other,                               // end of sequence, of stream, filler
@@ -13,7 +13,7 @@ constexpr std::array<ENalRole, 32> kH264Roles = {
     Slice, Slice,      Slice,                               // auxiliary and extension slices
 };
 
-constexpr std::array<ENalRole, 64> kH265Roles = [] {
+constexpr std::array<ENalRole, 64> H265_ROLES = [] {
     std::array<ENalRole, 64> aRoles{};  // Other
     for (std::size_t i = 0; i < 32; ++i) {
         aRoles[i] = i < 10 || i > 21 ? FirstSlice : i < 16 ? Other : FirstKey;
@@ -62,9 +62,7 @@ constexpr bool IsFirstH265Slice(const nalHead& aHead) {
 
 constexpr bool IsH264Profile(int nProfile) {
     for (int nKnown : {66, 77, 88, 100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 139, 134, 135}) {
-        if (nProfile == nKnown) {
-            return true;
-        }
+        if (nProfile == nKnown) return true;
     }
     return false;
 }
@@ -92,53 +90,37 @@ bool IsH265Sps(const nalHead& aHead) {
 }
 
 bool IsH265FirstIrap(const nalHead& aHead) {
-    return (aHead[0] & 0x81) == 0 && kH265Roles[H265Type(aHead)] == FirstKey && aHead[1] == 0x01 &&
+    return (aHead[0] & 0x81) == 0 && H265_ROLES[H265Type(aHead)] == FirstKey && aHead[1] == 0x01 &&
            IsFirstH265Slice(aHead);
 }
 
 ENalRole H264Role(const nalHead& aHead) {
-    const ENalRole eRole = kH264Roles[H264Type(aHead)];
-    if (eRole <= Slice) {
-        return eRole;
-    }
-    if (!IsFirstH264Slice(aHead)) {
-        return Slice;
-    }
+    const ENalRole eRole = H264_ROLES[H264Type(aHead)];
+    if (eRole <= Slice) return eRole;
+    if (!IsFirstH264Slice(aHead)) return Slice;
     return eRole == FirstSlice && IsFirstH264Intra(aHead) ? FirstIntra : eRole;
 }
 
 ENalRole H265Role(const nalHead& aHead) {
-    if (!IsH265Base(aHead)) {
-        return Other;
-    }
-    const ENalRole eRole = kH265Roles[H265Type(aHead)];
+    if (!IsH265Base(aHead)) return Other;
+    const ENalRole eRole = H265_ROLES[H265Type(aHead)];
     return IsSlice(eRole) && !IsFirstH265Slice(aHead) ? Slice : eRole;
 }
 
 }  // namespace
 
 ECodec RecogniseCodec(ECodec eKnown, const nalHead& aHead) {
-    if (IsForbidden(aHead)) {
-        return eKnown;
-    }
-    if (IsH264Sps(aHead)) {
-        return ECodec::H264;
-    }
-    if (IsH265Vps(aHead) || IsH265Sps(aHead)) {
-        return ECodec::H265;
-    }
-    if (eKnown != ECodec::Unknown) {
-        return eKnown;
-    }
+    if (IsForbidden(aHead)) return eKnown;
+    if (IsH264Sps(aHead)) return ECodec::H264;
+    if (IsH265Vps(aHead) || IsH265Sps(aHead)) return ECodec::H265;
+    if (eKnown != ECodec::Unknown) return eKnown;
     return IsH264FirstIdr(aHead)    ? ECodec::H264
            : IsH265FirstIrap(aHead) ? ECodec::H265
                                     : ECodec::Unknown;
 }
 
 ENalRole GetNalRole(ECodec eCodec, const nalHead& aHead) {
-    if (IsForbidden(aHead)) {
-        return Other;
-    }
+    if (IsForbidden(aHead)) return Other;
     switch (eCodec) {
         case ECodec::H264:
             return H264Role(aHead);

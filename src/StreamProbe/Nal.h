@@ -21,10 +21,10 @@ enum class ENalRole : std::uint8_t {
 };
 
 /// How many bytes after the start code are enough to tell all of that.
-constexpr std::size_t kNalHeadSize = 6;
+constexpr std::size_t NAL_HEAD_SIZE = 6;
 
 /// The first bytes after a start code; zeros beyond the end of a shorter unit.
-using nalHead = std::array<std::uint8_t, kNalHeadSize>;
+using nalHead = std::array<std::uint8_t, NAL_HEAD_SIZE>;
 
 /// The kind of stream that a NAL unit gives away. `eKnown` is what is thought so far: a parameter
 /// set may correct it at any time, a slice only helps while nothing is known.
@@ -39,6 +39,6 @@ bool IsH264Sei(const nalHead& aHead);
 
 /// From this byte after a start code on, it belongs to the MPEG system layer (packs, PES), never to
 /// a NAL unit.
-constexpr std::uint8_t kFirstSystemCode = 0xB9;
+constexpr std::uint8_t FIRST_SYSTEM_CODE = 0xB9;
 
 #endif  // LOCALSTORAGE_STREAMPROBE_NAL_H

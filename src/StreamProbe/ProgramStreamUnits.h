@@ -22,7 +22,7 @@ enum class EUnit : std::uint8_t {
 EUnit GetUnit(std::uint8_t byCode);
 
 /// Room for the longest header that is looked at as a whole: a map.
-constexpr std::size_t kUnitHeadSize = 1024;
+constexpr std::size_t UNIT_HEAD_SIZE = 1024;
 
 /// How a unit divides. While `bKnown` is false, `nHeader` bytes must be there to go on.
 struct unitShape {

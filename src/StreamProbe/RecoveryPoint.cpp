@@ -1,7 +1,7 @@
 #include "StreamProbe/RecoveryPoint.h"
 
 namespace {
-constexpr std::uint32_t kRecoveryPoint = 6;
+constexpr std::uint32_t RECOVERY_POINT = 6;
 }
 
 bool CRecoveryPointScan::Push(std::uint8_t byData) {
@@ -32,7 +32,7 @@ bool CRecoveryPointScan::PushPayload(std::uint8_t byData) {
             break;
     }
     // recovery_frame_cnt comes first; 0 is the bit 1.
-    const bool bFound = m_bFirst && m_nType == kRecoveryPoint && (byData & 0x80) != 0;
+    const bool bFound = m_bFirst && m_nType == RECOVERY_POINT && (byData & 0x80) != 0;
     m_bFirst = false;
     if (--m_nLeft == 0) {
         m_ePhase = EPhase::Type;

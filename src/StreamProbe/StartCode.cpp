@@ -8,7 +8,7 @@ namespace {
 using vec16 = std::uint8_t __attribute__((vector_size(16)));
 using vec2x64 = std::uint64_t __attribute__((vector_size(16)));
 
-constexpr std::size_t kStep = 64;
+constexpr std::size_t STEP = 64;
 
 inline vec16 Load(const std::uint8_t* pData) {
     vec16 vBytes;
@@ -31,27 +31,21 @@ inline bool HasZeroPair(const std::uint8_t* pData) {
 
 // The first start code that begins in [pData, pStop); two more bytes must be readable.
 inline const std::uint8_t* FindByByte(const std::uint8_t* pData, const std::uint8_t* pStop) {
-    while (pData < pStop && (pData[0] | pData[1] | (pData[2] ^ 1)) != 0) {
-        ++pData;
-    }
+    while (pData < pStop && (pData[0] | pData[1] | (pData[2] ^ 1)) != 0) ++pData;
     return pData;
 }
 
 }  // namespace
 
 const std::uint8_t* FindStartCode(const std::uint8_t* pData, const std::uint8_t* pEnd) {
-    while (pEnd - pData >= static_cast<std::ptrdiff_t>(kStep + 2)) {
+    while (pEnd - pData >= static_cast<std::ptrdiff_t>(STEP + 2)) {
         if (HasZeroPair(pData)) {
-            const std::uint8_t* pFound = FindByByte(pData, pData + kStep);
-            if (pFound != pData + kStep) {
-                return pFound;
-            }
+            const std::uint8_t* pFound = FindByByte(pData, pData + STEP);
+            if (pFound != pData + STEP) return pFound;
         }
-        pData += kStep;
+        pData += STEP;
     }
-    if (pEnd - pData < 3) {
-        return pEnd;
-    }
+    if (pEnd - pData < 3) return pEnd;
     const std::uint8_t* pFound = FindByByte(pData, pEnd - 2);
     return pFound == pEnd - 2 ? pEnd : pFound;
 }

@@ -18,7 +18,7 @@ struct freeMemory {
 
 // What is undecided when a piece arrives, and behind it what the piece leaves: packets that point
 // into the first stay valid until the next piece. Not touched before it is needed.
-constexpr std::size_t kHoldSize = 2 * kMaxUndecided;
+constexpr std::size_t HOLD_SIZE = 2 * MAX_UNDECIDED;
 
 }  // namespace
 
@@ -62,14 +62,12 @@ bool VEXANA_Stream::Create(const char* pHead, std::size_t nHeadLen) {
     objHead.Finish();
     m_eHint = objHead.GetCodec();
     m_objSplitter.SetHint(m_eHint);
-    m_pHold.reset(static_cast<char*>(std::malloc(kHoldSize)));
+    m_pHold.reset(static_cast<char*>(std::malloc(HOLD_SIZE)));
     return m_pHold != nullptr;
 }
 
 int VEXANA_Stream::Input(const char* pData, std::size_t nSize) {
-    if (!m_bAllTaken || (pData == nullptr && nSize > 0)) {
-        return VEXANA_FAILED;
-    }
+    if (!m_bAllTaken || (pData == nullptr && nSize > 0)) return VEXANA_FAILED;
     DropGiven();
     m_pPiece = pData;
     m_nPieceSize = nSize;
@@ -108,9 +106,7 @@ int VEXANA_Stream::GetPacket(VEXANA_PACKET& stPacket) {
 // Reads the piece up to the next frame; false when it begins none.
 bool VEXANA_Stream::ReadToMark(frameMark& stMark) {
     while (!m_objSplitter.PeekMark(stMark)) {
-        if (m_nRead == m_nPieceSize) {
-            return false;
-        }
+        if (m_nRead == m_nPieceSize) return false;
         m_nRead += m_objSplitter.Read(reinterpret_cast<const std::uint8_t*>(m_pPiece) + m_nRead,
                                       m_nPieceSize - m_nRead);
     }
@@ -131,9 +127,7 @@ void VEXANA_Stream::Give(std::uint64_t nEnd, VEXANA_PACKET& stPacket) {
 
 // Copies what is undecided of the piece behind what is held.
 void VEXANA_Stream::KeepRest() {
-    if (m_bAllTaken) {
-        return;
-    }
+    if (m_bAllTaken) return;
     m_bAllTaken = true;
     if (m_bEnded) {
         Restart();
@@ -143,9 +137,7 @@ void VEXANA_Stream::KeepRest() {
     const std::uint64_t nEnd = m_nPiecePos + m_nPieceSize;
     const auto nRest = static_cast<std::size_t>(nEnd - nFrom);
     m_nGiven = m_nNext < m_nPiecePos ? static_cast<std::size_t>(m_nNext - m_nHoldPos) : m_nHeld;
-    if (nRest > 0) {
-        std::memcpy(m_pHold.get() + m_nHeld, m_pPiece + (nFrom - m_nPiecePos), nRest);
-    }
+    if (nRest > 0) std::memcpy(m_pHold.get() + m_nHeld, m_pPiece + (nFrom - m_nPiecePos), nRest);
     m_nHeld += nRest;
     m_nPiecePos = nEnd;
     m_nPieceSize = 0;
@@ -154,9 +146,7 @@ void VEXANA_Stream::KeepRest() {
 
 void VEXANA_Stream::DropGiven() {
     m_nHeld -= m_nGiven;
-    if (m_nGiven > 0) {
-        std::memmove(m_pHold.get(), m_pHold.get() + m_nGiven, m_nHeld);
-    }
+    if (m_nGiven > 0) std::memmove(m_pHold.get(), m_pHold.get() + m_nGiven, m_nHeld);
     m_nGiven = 0;
     m_nHoldPos = m_nPiecePos - m_nHeld;
 }
@@ -172,9 +162,7 @@ void VEXANA_Stream::Restart() {
 }
 
 int VEXANA_CreateStreamEx(const char* pHead, std::size_t nHeadLen, VEXANA_Handle* pStream) {
-    if (pStream == nullptr) {
-        return VEXANA_FAILED;
-    }
+    if (pStream == nullptr) return VEXANA_FAILED;
     std::unique_ptr<VEXANA_Stream> pNew(new (std::nothrow) VEXANA_Stream);
     if (pNew == nullptr || !pNew->Create(pHead, pHead == nullptr ? 0 : nHeadLen)) {
         *pStream = nullptr;

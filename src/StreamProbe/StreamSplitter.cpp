@@ -5,7 +5,7 @@
 namespace {
 
 // After a program stream lost its thread; packs come far more often than this.
-constexpr std::uint64_t kDistrust = std::uint64_t{1} << 20;
+constexpr std::uint64_t DISTRUST = std::uint64_t{1} << 20;
 
 // Where the system layer may begin in what was taken for a bare stream.
 bool OpensProgramStream(EUnit eUnit) {
@@ -17,12 +17,12 @@ bool OpensProgramStream(EUnit eUnit) {
 
 std::size_t CStreamSplitter::Read(const std::uint8_t* pData, std::size_t nSize) {
     const auto nUndecided = static_cast<std::size_t>(m_nCursor - GetDecided());
-    if (nUndecided == kMaxUndecided) {
+    if (nUndecided == MAX_UNDECIDED) {
         m_nPassedOn = m_nCursor;
-        m_nPack = kNowhere;
+        m_nPack = NOWHERE;
         return 0;
     }
-    return ReadSome(pData, std::min(nSize, kMaxUndecided - nUndecided));
+    return ReadSome(pData, std::min(nSize, MAX_UNDECIDED - nUndecided));
 }
 
 std::size_t CStreamSplitter::ReadSome(const std::uint8_t* pData, std::size_t nSize) {
@@ -70,18 +70,14 @@ bool CStreamSplitter::PeekMark(frameMark& stMark) const {
 // The frame that the video has just begun.
 void CStreamSplitter::SetMark() {
     const std::uint64_t nPos = m_objVideo.GetFrameAnchor();
-    if (nPos == kNowhere || nPos < m_nPassedOn) {
-        return;
-    }
+    if (nPos == NOWHERE || nPos < m_nPassedOn) return;
     const bool bSame = m_bMark && m_stMark.nPos == nPos;
     m_stMark = {nPos, m_objVideo.IsKeyFrame() || (bSame && m_stMark.bKeyFrame)};
     m_bMark = true;
 }
 
 void CStreamSplitter::Finish() {
-    if (m_objVideo.Finish() == CElementaryStream::EEvent::Frame) {
-        SetMark();
-    }
+    if (m_objVideo.Finish() == CElementaryStream::EEvent::Frame) SetMark();
     m_nPassedOn = m_nCursor;
 }
 
@@ -126,9 +122,7 @@ void CStreamSplitter::ReadCode(std::uint8_t byData) {
 
 void CStreamSplitter::BeginUnit(std::uint8_t byCode, std::uint64_t nPos) {
     const EUnit eUnit = GetUnit(byCode);
-    if (eUnit == EUnit::Pack || (m_nPack == kNowhere && OpensProgramStream(eUnit))) {
-        m_nPack = nPos;
-    }
+    if (eUnit == EUnit::Pack || (m_nPack == NOWHERE && OpensProgramStream(eUnit))) m_nPack = nPos;
     m_aHead[0] = m_aHead[1] = 0;
     m_aHead[2] = 1;
     m_aHead[3] = byCode;
@@ -145,9 +139,7 @@ void CStreamSplitter::ReadHead(std::uint8_t byData) {
 }
 
 void CStreamSplitter::ShapeUnit() {
-    if (m_nHead < m_stShape.nHeader) {
-        return;
-    }
+    if (m_nHead < m_stShape.nHeader) return;
     m_stShape = GetUnitShape(m_aHead.data(), m_nHead);
     if (!m_stShape.bValid) {
         LoseThread();
@@ -157,23 +149,17 @@ void CStreamSplitter::ShapeUnit() {
 }
 
 void CStreamSplitter::EndHead() {
-    if (GetUnit(m_aHead[3]) == EUnit::Map) {
-        m_objVideo.SetHint(GetMapCodec(m_aHead.data(), m_nHead));
-    }
+    if (GetUnit(m_aHead[3]) == EUnit::Map) m_objVideo.SetHint(GetMapCodec(m_aHead.data(), m_nHead));
     m_eState = EState::Skip;
     m_nLeft = m_stShape.nSkip;
-    if (m_nLeft == 0) {
-        EndSkip();
-    }
+    if (m_nLeft == 0) EndSkip();
 }
 
 std::size_t CStreamSplitter::ReadSkip(std::size_t nSize) {
     const std::size_t nUsed = std::min(nSize, m_nLeft);
     m_nCursor += nUsed;
     m_nLeft -= nUsed;
-    if (m_nLeft == 0) {
-        EndSkip();
-    }
+    if (m_nLeft == 0) EndSkip();
     return nUsed;
 }
 
@@ -195,9 +181,9 @@ void CStreamSplitter::EndUnit() {
 }
 
 void CStreamSplitter::LoseThread() {
-    m_nTrustFrom = m_bProven ? m_nCursor + kDistrust : m_nTrustFrom;
+    m_nTrustFrom = m_bProven ? m_nCursor + DISTRUST : m_nTrustFrom;
     m_bProven = false;
-    m_nPack = kNowhere;
+    m_nPack = NOWHERE;
     m_eState = EState::Bare;
     m_objVideo.Restart();
 }
@@ -212,9 +198,7 @@ std::size_t CStreamSplitter::ReadPayload(const std::uint8_t* pData, std::size_t 
     m_nCursor += nUsed;
     m_nLeft -= m_stShape.bOpen ? 0 : nUsed;
     OnPayloadEvent(eEvent);
-    if (m_eState == EState::Payload && m_nLeft == 0 && !m_stShape.bOpen) {
-        EndUnit();
-    }
+    if (m_eState == EState::Payload && m_nLeft == 0 && !m_stShape.bOpen) EndUnit();
     return nUsed;
 }
 
@@ -225,7 +209,7 @@ void CStreamSplitter::OnPayloadEvent(CElementaryStream::EEvent eEvent) {
         OnPayloadCode();
     } else if (m_bFresh && m_objVideo.IsIdle()) {
         m_bFresh = false;
-        m_nPack = m_eLayout == ELayout::FramePerPes ? kNowhere : m_nPack;
+        m_nPack = m_eLayout == ELayout::FramePerPes ? NOWHERE : m_nPack;
     }
 }
 
@@ -234,9 +218,7 @@ void CStreamSplitter::OnPayloadFrame() {
     m_bFresh = false;
     SetMark();
     const bool bKeyHere = m_objVideo.IsKeyFrame() && m_objVideo.GetFrameAnchor() == m_nPack;
-    if (bKeyHere || m_eLayout == ELayout::FramePerPes) {
-        m_nPack = kNowhere;
-    }
+    if (bKeyHere || m_eLayout == ELayout::FramePerPes) m_nPack = NOWHERE;
 }
 
 // No NAL unit contains a pack: the packet is shorter than it said, bytes are missing. A packet of

@@ -38,7 +38,7 @@ struct frameMark {
 };
 
 /// How many bytes may be undecided at once.
-constexpr std::size_t kMaxUndecided = std::size_t{4} << 20;
+constexpr std::size_t MAX_UNDECIDED = std::size_t{4} << 20;
 
 class CStreamSplitter {
 public:
@@ -100,8 +100,8 @@ private:
     frameMark m_stMark{};
 
     // Program stream.
-    std::uint64_t m_nTrustFrom = 0;    ///< frames of a bare stream in front of this do not count
-    std::uint64_t m_nPack = kNowhere;  ///< where a frame found now would begin
+    std::uint64_t m_nTrustFrom = 0;   ///< frames of a bare stream in front of this do not count
+    std::uint64_t m_nPack = NOWHERE;  ///< where a frame found now would begin
     ELayout m_eLayout = ELayout::Unknown;
     bool m_bProven = false;   ///< a unit was followed by another where it ended
     bool m_bFresh = false;    ///< all payload of this PES packet so far is in front of a frame
@@ -110,7 +110,7 @@ private:
     std::uint64_t m_nPayloadPos = 0;  ///< where the payload begins
     unitShape m_stShape{};
     std::size_t m_nHead = 0;
-    std::array<std::uint8_t, kUnitHeadSize> m_aHead{};
+    std::array<std::uint8_t, UNIT_HEAD_SIZE> m_aHead{};
 };
 
 #endif  // LOCALSTORAGE_STREAMPROBE_STREAMSPLITTER_H

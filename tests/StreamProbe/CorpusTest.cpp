@@ -158,11 +158,11 @@ std::string NameOf(const testing::TestParamInfo<const char*>& stInfo) {
     return strName;
 }
 
-const auto kBare = testing::Values("plain.h264", "bframes.h264", "delimiters.h264", "slices.h264",
-                                   "opengop.h264", "interlaced.h264", "plain.h265", "bframes.h265",
-                                   "opengop.h265", "delimiters.h265", "slices.h265");
-INSTANTIATE_TEST_SUITE_P(Bare, Corpus, kBare, NameOf);
-INSTANTIATE_TEST_SUITE_P(Bare, BareCorpus, kBare, NameOf);
+const auto BARE = testing::Values("plain.h264", "bframes.h264", "delimiters.h264", "slices.h264",
+                                  "opengop.h264", "interlaced.h264", "plain.h265", "bframes.h265",
+                                  "opengop.h265", "delimiters.h265", "slices.h265");
+INSTANTIATE_TEST_SUITE_P(Bare, Corpus, BARE, NameOf);
+INSTANTIATE_TEST_SUITE_P(Bare, BareCorpus, BARE, NameOf);
 INSTANTIATE_TEST_SUITE_P(ProgramStream, Corpus,
                          testing::Values("packed_h264.mpg", "packed_delimiters_h264.mpg",
                                          "packed_sound_h264.mpg", "packed_h265.mpg",

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t kLimit = std::size_t{4} << 20;
+constexpr std::size_t LIMIT = std::size_t{4} << 20;
 
 std::size_t SomePiece(std::mt19937& objRandom) {
     return 1 + objRandom() % (objRandom() % 4 == 0 ? 1000000 : 5000);
@@ -29,11 +29,11 @@ void ExpectBounded(const std::string& strStream, std::size_t nMaxHeld) {
 
 TEST(Limits, UnitsInFrontOfAFrameArePassedOnAt4MiB) {
     using namespace nal;
-    const std::string strSei = Bytes({0, 0, 0, 1, 0x06}) + std::string(kLimit + 1000, '\x11');
-    const std::string strStart = kSps + kPps + kIdr;
+    const std::string strSei = Bytes({0, 0, 0, 1, 0x06}) + std::string(LIMIT + 1000, '\x11');
+    const std::string strStart = SPS + PPS + IDR;
     // What follows is no key frame: its beginning is gone. The next one is.
-    const std::string strStream = strStart + kSps + strSei + kIdr + kP + kSps + kPps + kIdr;
-    ExpectBounded(strStream, kLimit);
+    const std::string strStream = strStart + SPS + strSei + IDR + P + SPS + PPS + IDR;
+    ExpectBounded(strStream, LIMIT);
     const std::vector<std::size_t> vecKey = {0, strStream.size() - strStart.size()};
     EXPECT_EQ(KeyFrames(AnalyseWhole(strStream)), vecKey);
 }
@@ -43,9 +43,9 @@ TEST(Limits, OneByteLessThan4MiBInFrontIsStillAKeyFrame) {
     // The six bytes that tell the slice's kind come on top.
     for (int nTooMuch : {0, 1}) {
         const std::string strSei =
-            Bytes({0, 0, 0, 1, 0x06}) + std::string(kLimit - kSps.size() - 15 + nTooMuch, '\x11');
-        const std::string strStream = kSps + strSei + kIdr + kP;
-        ExpectBounded(strStream, kLimit);
+            Bytes({0, 0, 0, 1, 0x06}) + std::string(LIMIT - SPS.size() - 15 + nTooMuch, '\x11');
+        const std::string strStream = SPS + strSei + IDR + P;
+        ExpectBounded(strStream, LIMIT);
         EXPECT_EQ(KeyFrames(AnalyseWhole(strStream)).size(), nTooMuch == 0 ? 1u : 0u);
     }
 }
@@ -53,33 +53,31 @@ TEST(Limits, OneByteLessThan4MiBInFrontIsStillAKeyFrame) {
 TEST(Limits, PackWithoutAnEndIsPassedOnAt4MiB) {
     using namespace nal;
     std::string strStream = ps::Pack() + ps::Video(std::string(100, '\x22'));
-    while (strStream.size() < kLimit + 100000) {
-        strStream += ps::Video(std::string(60000, '\x22'));
-    }
+    while (strStream.size() < LIMIT + 100000) strStream += ps::Video(std::string(60000, '\x22'));
     const std::size_t nLast = strStream.size();
-    strStream += ps::Pack() + ps::Video(kSps + kPps + kIdr) + ps::Pack();
-    ExpectBounded(strStream, kLimit);
+    strStream += ps::Pack() + ps::Video(SPS + PPS + IDR) + ps::Pack();
+    ExpectBounded(strStream, LIMIT);
     EXPECT_EQ(KeyFrames(AnalyseWhole(strStream)), std::vector<std::size_t>{nLast});
 }
 
 TEST(Limits, GarbagePassesThrough) {
     std::mt19937 objRandom(7);
-    const std::string aPieces[] = {nal::kSps,
-                                   nal::kIdr,
-                                   nal::kP,
-                                   nal::kAud,
-                                   nal::kVps5,
-                                   nal::kIdr5,
-                                   nal::kSei,
-                                   nal::kRecovery,
+    const std::string aPieces[] = {nal::SPS,
+                                   nal::IDR,
+                                   nal::P,
+                                   nal::AUD,
+                                   nal::VPS5,
+                                   nal::IDR5,
+                                   nal::SEI,
+                                   nal::RECOVERY,
                                    ps::Pack(),
                                    ps::Mpeg1Pack(),
                                    ps::SystemHeader(),
                                    ps::Map(0x24),
                                    ps::Padding(20),
-                                   ps::Video(nal::kSps + nal::kIdr),
-                                   ps::OpenVideo(nal::kP),
-                                   ps::Mpeg1Video(nal::kIdr5),
+                                   ps::Video(nal::SPS + nal::IDR),
+                                   ps::OpenVideo(nal::P),
+                                   ps::Mpeg1Video(nal::IDR5),
                                    Bytes({0, 0, 1}),
                                    Bytes({0, 0, 0, 0, 0}),
                                    Bytes({0, 0, 1, 0xBA}),
@@ -88,9 +86,7 @@ TEST(Limits, GarbagePassesThrough) {
         std::string strStream;
         for (int i = 0; i < 40; ++i) {
             std::string strPiece = aPieces[objRandom() % std::size(aPieces)];
-            if (objRandom() % 3 == 0) {
-                strPiece.resize(objRandom() % (strPiece.size() + 1));
-            }
+            if (objRandom() % 3 == 0) strPiece.resize(objRandom() % (strPiece.size() + 1));
             if (objRandom() % 3 == 0 && !strPiece.empty()) {
                 strPiece[objRandom() % strPiece.size()] = static_cast<char>(objRandom() % 4);
             }
@@ -104,12 +100,10 @@ TEST(Limits, StreamIsFoundAgainAfterGarbage) {
     using namespace nal;
     std::mt19937 objRandom(3);
     std::string strGarbage(100000, '\0');
-    for (char& ch : strGarbage) {
-        ch = static_cast<char>(objRandom() % 5);
-    }
-    const std::string strKey = kSps + kPps + kIdr;
+    for (char& ch : strGarbage) ch = static_cast<char>(objRandom() % 5);
+    const std::string strKey = SPS + PPS + IDR;
     const std::string strPack = ps::Pack() + ps::Video(strKey);
-    for (const std::string& strStream : {strKey + kP, strPack + ps::Pack() + ps::Video(kP)}) {
+    for (const std::string& strStream : {strKey + P, strPack + ps::Pack() + ps::Video(P)}) {
         const std::string strAll = strStream + strGarbage + Bytes({9}) + strStream;
         const std::vector<std::size_t> vecKey = KeyFrames(AnalyseWhole(strAll));
         ASSERT_FALSE(vecKey.empty());

@@ -77,9 +77,7 @@ TEST(Nal, ParameterSetsTellTheCodecAtAnyTimeSlicesOnlyAtFirst) {
 bool HasRecoveryPoint(const std::string& strSei) {
     CRecoveryPointScan objScan;
     bool bFound = false;
-    for (char ch : strSei) {
-        bFound |= objScan.Push(static_cast<std::uint8_t>(ch));
-    }
+    for (char ch : strSei) bFound |= objScan.Push(static_cast<std::uint8_t>(ch));
     return bFound;
 }
 
@@ -99,9 +97,7 @@ TEST(RecoveryPoint, IsFoundAmongMessagesOfAnyLength) {
 TEST(StartCode, IsFoundWhereverItStands) {
     for (std::size_t nSize : {3u, 17u, 66u, 67u, 130u, 200u}) {
         std::vector<std::uint8_t> vecData(nSize);
-        for (std::size_t i = 0; i < nSize; ++i) {
-            vecData[i] = i % 7 < 2 ? 0 : 3;
-        }
+        for (std::size_t i = 0; i < nSize; ++i) vecData[i] = i % 7 < 2 ? 0 : 3;
         const std::uint8_t* pEnd = vecData.data() + nSize;
         EXPECT_EQ(FindStartCode(vecData.data(), pEnd), pEnd);
         for (std::size_t i = 0; i + 3 <= nSize; ++i) {

@@ -16,9 +16,9 @@ class CInput {
 public:
     CInput(const std::string& strStream, int nFlags) : m_strStream(strStream) {
         av_log_set_level(AV_LOG_QUIET);
-        constexpr int kBuffer = 32768;
-        m_pIo = avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBuffer)), kBuffer, 0,
-                                   this, &CInput::Read, nullptr, &CInput::Seek);
+        constexpr int BUFFER = 32768;
+        m_pIo = avio_alloc_context(static_cast<unsigned char*>(av_malloc(BUFFER)), BUFFER, 0, this,
+                                   &CInput::Read, nullptr, &CInput::Seek);
         m_pFormat = avformat_alloc_context();
         m_pFormat->pb = m_pIo;
         m_pFormat->flags |= nFlags;
@@ -43,9 +43,7 @@ public:
     bool NextVideo(AVPacket* pPacket) {
         av_packet_unref(pPacket);
         while (av_read_frame(m_pFormat, pPacket) == 0) {
-            if (pPacket->stream_index == m_nVideo) {
-                return true;
-            }
+            if (pPacket->stream_index == m_nVideo) return true;
             av_packet_unref(pPacket);
         }
         return false;
@@ -61,12 +59,8 @@ private:
     }
     static std::int64_t Seek(void* pSelf, std::int64_t nOffset, int nWhence) {
         auto* p = static_cast<CInput*>(pSelf);
-        if (nWhence == AVSEEK_SIZE) {
-            return static_cast<std::int64_t>(p->m_strStream.size());
-        }
-        if (nWhence != SEEK_SET) {
-            return -1;
-        }
+        if (nWhence == AVSEEK_SIZE) return static_cast<std::int64_t>(p->m_strStream.size());
+        if (nWhence != SEEK_SET) return -1;
         p->m_nPos = std::min(static_cast<std::size_t>(nOffset), p->m_strStream.size());
         return nOffset;
     }
@@ -108,9 +102,7 @@ Payload ReadPayload(const std::string& strStream) {
     CInput objInput(strStream, AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN);
     Payload stPayload;
     const AVCodecParameters* pVideo = objInput.Video();
-    if (pVideo == nullptr) {
-        return stPayload;
-    }
+    if (pVideo == nullptr) return stPayload;
     stPayload.eCodec = pVideo->codec_id;
     const Owned<AVPacket> pPacket(av_packet_alloc());
     while (objInput.NextVideo(pPacket.get())) {
@@ -135,9 +127,7 @@ std::vector<OracleFrame> OracleFrames(const std::string& strStream) {
     std::vector<OracleFrame> vecFrame;
     const Owned<AVCodecParserContext> pParser(av_parser_init(stPayload.eCodec));
     const Owned<AVCodecContext> pContext(avcodec_alloc_context3(nullptr));
-    if (pParser == nullptr) {
-        return vecFrame;
-    }
+    if (pParser == nullptr) return vecFrame;
     const bool bBare = stPayload.strBytes.size() == strStream.size();
     std::string strInput = stPayload.strBytes + std::string(AV_INPUT_BUFFER_PADDING_SIZE, '\0');
     std::size_t nIn = 0, nOut = 0;
@@ -163,9 +153,7 @@ OraclePictures OracleDecode(const std::string& strStream) {
     CInput objInput(strStream, 0);
     OraclePictures stResult;
     const AVCodecParameters* pVideo = objInput.Video();
-    if (pVideo == nullptr) {
-        return stResult;
-    }
+    if (pVideo == nullptr) return stResult;
     const Owned<AVCodecContext> pDecoder = OpenDecoder(pVideo);
     const Owned<AVPacket> pPacket(av_packet_alloc());
     const Owned<AVFrame> pFrame(av_frame_alloc());

@@ -6,10 +6,10 @@
 namespace {
 
 using namespace nal;
-constexpr std::uint32_t kI = VEXANA_FRAME_I, kOther = VEXANA_FRAME_OTHER;
+constexpr std::uint32_t KEY_FRAME = VEXANA_FRAME_I, OTHER = VEXANA_FRAME_OTHER;
 
-const std::string kKey = kSps + kPps + kSei + kIdr;
-const std::string kKey5 = kVps5 + kSps5 + kPps5 + kIdr5;
+const std::string KEY = SPS + PPS + SEI + IDR;
+const std::string KEY5 = VPS5 + SPS5 + PPS5 + IDR5;
 
 /// Packs, and what begins with each (0 for nothing).
 struct Part {
@@ -22,9 +22,7 @@ void ExpectMarks(const char* szName, const std::vector<Part>& vecPart) {
     std::string strStream;
     std::vector<StreamMark> vecMark;
     for (const Part& stPart : vecPart) {
-        if (stPart.nType != 0) {
-            vecMark.push_back({strStream.size(), stPart.nType});
-        }
+        if (stPart.nType != 0) vecMark.push_back({strStream.size(), stPart.nType});
         strStream += stPart.strBytes;
     }
     EXPECT_EQ(AnalyseWhole(strStream).vecMark, vecMark);
@@ -33,40 +31,44 @@ void ExpectMarks(const char* szName, const std::vector<Part>& vecPart) {
 
 TEST(ProgramStream, FrameOfACameraBeginsWithItsPack) {
     const std::string strHead = ps::Pack() + ps::SystemHeader() + ps::Map(0x1B);
-    ExpectMarks("a pack each", {{kI, strHead + ps::Video(kKey) + ps::Audio(40)},
-                                {kOther, ps::Pack() + ps::Video(kAud + kP) + ps::Audio(40)},
-                                {kI, strHead + ps::Video(kKey)},
-                                {kOther, ps::Pack() + ps::Padding(30) + ps::Video(kP)}});
-    ExpectMarks("H.265", {{kI, ps::Pack() + ps::SystemHeader() + ps::Map(0x24) + ps::Video(kKey5)},
-                          {kOther, ps::Pack() + ps::Video(kP5)},
-                          {kI, ps::Pack() + ps::Video(kKey5)}});
-    ExpectMarks("parts in PES packets of their own",
-                {{kI, strHead + ps::Video(kSps) + ps::Video(kPps) + ps::Audio(9) + ps::Video(kIdr)},
-                 {kOther, ps::Pack() + ps::Video(kAud) + ps::Video(kP) + ps::Video(kPMore)},
-                 {kI, strHead + ps::Video(kAud + kSps) + ps::Video(kPps + kIdr)}});
-    ExpectMarks("frames without a pack", {{kI, strHead + ps::Video(kKey)},
-                                          {kOther, ps::Video(kP) + ps::Audio(20)},
-                                          {kI, ps::Video(kKey)},
-                                          {kI, ps::Map(0x1B) + ps::Video(kKey)}});
-    ExpectMarks("no length", {{kI, strHead + ps::OpenVideo(kKey)},
-                              {kOther, ps::Pack() + ps::OpenVideo(kP) + ps::Audio(30)},
-                              {kI, ps::Pack() + ps::OpenVideo(kSps) + ps::OpenVideo(kPps + kIdr)}});
-    ExpectMarks("MPEG-1", {{kI, ps::Mpeg1Pack() + ps::Mpeg1Video(kKey)},
-                           {kOther, ps::Mpeg1Pack() + ps::Mpeg1Video(kP) + Bytes({0, 0, 1, 0xB9})},
-                           {kI, ps::Mpeg1Pack() + ps::Mpeg1Video(kKey)}});
-    ExpectMarks("zeros between packs", {{kI, strHead + ps::Video(kKey) + std::string(9, '\0')},
-                                        {kOther, ps::Pack() + ps::Video(kP)}});
+    ExpectMarks("a pack each", {{KEY_FRAME, strHead + ps::Video(KEY) + ps::Audio(40)},
+                                {OTHER, ps::Pack() + ps::Video(AUD + P) + ps::Audio(40)},
+                                {KEY_FRAME, strHead + ps::Video(KEY)},
+                                {OTHER, ps::Pack() + ps::Padding(30) + ps::Video(P)}});
+    ExpectMarks("H.265",
+                {{KEY_FRAME, ps::Pack() + ps::SystemHeader() + ps::Map(0x24) + ps::Video(KEY5)},
+                 {OTHER, ps::Pack() + ps::Video(P5)},
+                 {KEY_FRAME, ps::Pack() + ps::Video(KEY5)}});
+    ExpectMarks(
+        "parts in PES packets of their own",
+        {{KEY_FRAME, strHead + ps::Video(SPS) + ps::Video(PPS) + ps::Audio(9) + ps::Video(IDR)},
+         {OTHER, ps::Pack() + ps::Video(AUD) + ps::Video(P) + ps::Video(PMORE)},
+         {KEY_FRAME, strHead + ps::Video(AUD + SPS) + ps::Video(PPS + IDR)}});
+    ExpectMarks("frames without a pack", {{KEY_FRAME, strHead + ps::Video(KEY)},
+                                          {OTHER, ps::Video(P) + ps::Audio(20)},
+                                          {KEY_FRAME, ps::Video(KEY)},
+                                          {KEY_FRAME, ps::Map(0x1B) + ps::Video(KEY)}});
+    ExpectMarks("no length",
+                {{KEY_FRAME, strHead + ps::OpenVideo(KEY)},
+                 {OTHER, ps::Pack() + ps::OpenVideo(P) + ps::Audio(30)},
+                 {KEY_FRAME, ps::Pack() + ps::OpenVideo(SPS) + ps::OpenVideo(PPS + IDR)}});
+    ExpectMarks("MPEG-1", {{KEY_FRAME, ps::Mpeg1Pack() + ps::Mpeg1Video(KEY)},
+                           {OTHER, ps::Mpeg1Pack() + ps::Mpeg1Video(P) + Bytes({0, 0, 1, 0xB9})},
+                           {KEY_FRAME, ps::Mpeg1Pack() + ps::Mpeg1Video(KEY)}});
+    ExpectMarks("zeros between packs",
+                {{KEY_FRAME, strHead + ps::Video(KEY) + std::string(9, '\0')},
+                 {OTHER, ps::Pack() + ps::Video(P)}});
 }
 
 // Every place at which a PES packet can end, with and without a pack in front of the next one.
 TEST(ProgramStream, StartCodesAndHeadersMayBeSplitBetweenPackets) {
-    const std::string strFront = ps::Pack() + ps::Video(kKey) + ps::Pack() + ps::Video(kP);
-    for (std::size_t n = 5; n < kKey.size(); ++n) {
+    const std::string strFront = ps::Pack() + ps::Video(KEY) + ps::Pack() + ps::Video(P);
+    for (std::size_t n = 5; n < KEY.size(); ++n) {
         for (const std::string& strBetween :
              {std::string(), ps::Pack(), ps::Audio(7) + ps::Pack()}) {
-            const std::string strStream = strFront + ps::Pack() + ps::Video(kKey.substr(0, n)) +
-                                          strBetween + ps::Video(kKey.substr(n)) + ps::Pack() +
-                                          ps::Video(kP);
+            const std::string strStream = strFront + ps::Pack() + ps::Video(KEY.substr(0, n)) +
+                                          strBetween + ps::Video(KEY.substr(n)) + ps::Pack() +
+                                          ps::Video(P);
             ASSERT_EQ(KeyFrames(AnalyseWhole(strStream)),
                       (std::vector<std::size_t>{0, strFront.size()}))
                 << n;
@@ -78,22 +80,22 @@ TEST(ProgramStream, StartCodesAndHeadersMayBeSplitBetweenPackets) {
 TEST(ProgramStream, PackedFramesBeginWithThePackAroundThem) {
     const std::string strTail = "the end of a frame";
     ExpectMarks("in the middle of a packet",
-                {{kI, ps::Pack() + ps::Video(kKey + kP)},
-                 {kOther, ps::Pack() + ps::Video(strTail + kP + kP.substr(0, 6))},
-                 {kI, ps::Pack() + ps::Video(kP.substr(6) + kP + kKey + kP)},
+                {{KEY_FRAME, ps::Pack() + ps::Video(KEY + P)},
+                 {OTHER, ps::Pack() + ps::Video(strTail + P + P.substr(0, 6))},
+                 {KEY_FRAME, ps::Pack() + ps::Video(P.substr(6) + P + KEY + P)},
                  {0, ps::Pack() + ps::Video(strTail) + ps::Pack() + ps::Video(strTail)},
-                 {kI, ps::Pack() + ps::Video(strTail + kSps)},
-                 {0, ps::Pack() + ps::Video(kPps + kIdr)},
-                 {kOther, ps::Pack() + ps::Video(kP)}});
-    ExpectMarks("joined in the middle", {{kOther, ps::Pack() + ps::Video(strTail)},
-                                         {kI, ps::Pack() + ps::Video(strTail + kKey)},
-                                         {kOther, ps::Pack() + ps::Video(kP + kP)}});
+                 {KEY_FRAME, ps::Pack() + ps::Video(strTail + SPS)},
+                 {0, ps::Pack() + ps::Video(PPS + IDR)},
+                 {OTHER, ps::Pack() + ps::Video(P)}});
+    ExpectMarks("joined in the middle", {{OTHER, ps::Pack() + ps::Video(strTail)},
+                                         {KEY_FRAME, ps::Pack() + ps::Video(strTail + KEY)},
+                                         {OTHER, ps::Pack() + ps::Video(P + P)}});
 }
 
 // Deliberate: the pack of the second key frame was passed on already; from then on packs are held.
 TEST(ProgramStream, KeyFrameWhosePackIsGoneIsNone) {
-    ExpectMarks("first sign of packed frames", {{kI, ps::Pack() + ps::Video(kKey + kKey)},
-                                                {kI, ps::Pack() + ps::Video("tail" + kKey)}});
+    ExpectMarks("first sign of packed frames", {{KEY_FRAME, ps::Pack() + ps::Video(KEY + KEY)},
+                                                {KEY_FRAME, ps::Pack() + ps::Video("tail" + KEY)}});
 }
 
 TEST(ProgramStream, PayloadOfACameraIsNotCopied) {
@@ -101,7 +103,7 @@ TEST(ProgramStream, PayloadOfACameraIsNotCopied) {
     std::vector<bool> vecKey;
     for (int i = 0; i < 20; ++i) {
         vecKey.push_back(i % 10 == 0);
-        vecFrame.push_back((vecKey.back() ? kKey : kP) + std::string(150000, '\x37'));
+        vecFrame.push_back((vecKey.back() ? KEY : P) + std::string(150000, '\x37'));
     }
     const std::string strStream = ps::Camera(vecFrame, vecKey, 0x1B, 65000);
     const StreamResult stResult = Analyse(strStream, [] { return 4096; });
@@ -111,9 +113,9 @@ TEST(ProgramStream, PayloadOfACameraIsNotCopied) {
 }
 
 TEST(ProgramStream, MissingBytesAreGotOver) {
-    std::string strStart = ps::Pack() + ps::Video(kKey) + ps::Pack() + ps::Video(kP);
-    const std::string strFrame = ps::Pack() + ps::Video(kP + std::string(200, '\x44'));
-    const std::string strKey = ps::Pack() + ps::SystemHeader() + ps::Map(0x1B) + ps::Video(kKey);
+    std::string strStart = ps::Pack() + ps::Video(KEY) + ps::Pack() + ps::Video(P);
+    const std::string strFrame = ps::Pack() + ps::Video(P + std::string(200, '\x44'));
+    const std::string strKey = ps::Pack() + ps::SystemHeader() + ps::Map(0x1B) + ps::Video(KEY);
     for (std::size_t nMissing = 1; nMissing < 200; nMissing += 7) {
         const std::string strLost = strFrame.substr(0, strFrame.size() - nMissing);
         const std::string strStream = strStart + strLost + strKey + strFrame;
@@ -125,13 +127,13 @@ TEST(ProgramStream, MissingBytesAreGotOver) {
 
 // What looks like a bare stream behind a broken packet is its inside; after a MiB it is believed.
 TEST(ProgramStream, NothingIsCutInsideABrokenPacket) {
-    const std::string strBroken = ps::Pack() + ps::Video(kKey) + "junk";
-    const std::string strKey = kSps + kPps + kIdr + std::string(1 << 20, '\x33');
+    const std::string strBroken = ps::Pack() + ps::Video(KEY) + "junk";
+    const std::string strKey = SPS + PPS + IDR + std::string(1 << 20, '\x33');
     const std::string strStream = strBroken + strKey + strKey;
     EXPECT_EQ(KeyFrames(AnalyseWhole(strStream)),
               (std::vector<std::size_t>{0, strBroken.size() + strKey.size()}));
-    const std::string strFalse = kKey + ps::Pack() + "no unit follows";
-    EXPECT_EQ(KeyFrames(AnalyseWhole(strFalse + kKey)),
+    const std::string strFalse = KEY + ps::Pack() + "no unit follows";
+    EXPECT_EQ(KeyFrames(AnalyseWhole(strFalse + KEY)),
               (std::vector<std::size_t>{0, strFalse.size()}));
 }
 

@@ -49,9 +49,9 @@ std::string Bytes(const std::vector<int>& vecByte);
 /// NAL units with a start code of 4 bytes, as short as they can be and still be what they are.
 namespace nal {
 std::string Code3(const std::string& strNal);  ///< the same with a start code of 3 bytes
-extern const std::string kAud, kSps, kPps, kSei, kRecovery, kGradual, kFiller, kPrefix;
-extern const std::string kIdr, kIdrMore, kIntra, kP, kPMore;
-extern const std::string kVps5, kSps5, kPps5, kAud5, kSei5, kSuffix5, kIdr5, kCra5, kP5, kP5More;
+extern const std::string AUD, SPS, PPS, SEI, RECOVERY, GRADUAL, FILLER, PREFIX;
+extern const std::string IDR, IDR_MORE, INTRA, P, PMORE;
+extern const std::string VPS5, SPS5, PPS5, AUD5, SEI5, SUFFIX5, IDR5, CRA5, P5, P5_MORE;
 }  // namespace nal
 
 /// Units of a program stream.
