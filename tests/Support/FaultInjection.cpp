@@ -6,8 +6,8 @@
 #include <limits>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <stdexcept>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -15,57 +15,49 @@
 
 namespace {
 
-constexpr std::uint64_t WITHOUT_END = std::numeric_limits<std::uint64_t>::max();
+using Paths = std::vector<std::string>;
+using ValueOfDir = std::map<std::string, std::uint64_t>;
 
-/// How a call ends: failed with an error number, or as the system says, with so many bytes at most.
-struct Verdict {
-    int m_nError = 0;
-    std::size_t m_nMostBytes = std::numeric_limits<std::size_t>::max();
-};
+constexpr std::size_t EVERYTHING = std::numeric_limits<std::size_t>::max();
 
+/// The calls that match run something, or else fail with an error or move so many bytes at most.
 struct Rule {
     Op m_eOp;
     PathMatch m_match;
-    Verdict m_stVerdict = {};
-    std::optional<std::uint64_t> m_nRoom = {};  ///< bytes that writes still find
-    std::function<void()> m_run = {};           ///< in place of a verdict
+    std::function<void()> m_run = {};
+    int m_nError = 0;
+    std::size_t m_nMostBytes = EVERYTHING;
     std::uint64_t m_nFrom = 1;
-    std::uint64_t m_nTimes = WITHOUT_END;
+    std::uint64_t m_nTimes = EVERYTHING;
     std::uint64_t m_nSeen = 0;
 
     /// Counts the call when it matches; true when it is one that is meant.
-    bool Applies(Op eOp, const std::vector<std::string>& vecPath) {
+    bool Applies(Op eOp, const Paths& vecPath) {
         if (eOp != m_eOp || std::none_of(vecPath.begin(), vecPath.end(), m_match)) return false;
         ++m_nSeen;
         return m_nSeen >= m_nFrom && m_nSeen - m_nFrom < m_nTimes;
     }
-
-    Verdict Decide(std::size_t nBytes) {
-        if (!m_nRoom) return m_stVerdict;
-        if (*m_nRoom == 0) return {ENOSPC, 0};
-        const auto nFits = static_cast<std::size_t>(std::min<std::uint64_t>(nBytes, *m_nRoom));
-        *m_nRoom -= nFits;
-        return {0, nFits};
-    }
 };
 
-/// All that the wrappers know. Never destroyed: a thread may still be inside a wrapper when the
-/// object that installed it is gone.
 struct State {
-    std::mutex m_mutex;
     bool m_bInstalled = false;
-    std::map<int, std::string> m_mPathOfFile;
-    std::vector<Rule> m_vecRule;
-    std::map<std::string, std::uint64_t> m_mFreeMiB;
-    std::map<std::string, std::uint64_t> m_mDevice;
+    std::map<int, std::string> m_mPathOfFile = {};
+    std::vector<Rule> m_vecRule = {};
+    ValueOfDir m_mFreeMiB = {};
+    ValueOfDir m_mDevice = {};
     bool m_bClockStopped = false;
     std::int64_t m_nNow = 0;  ///< milliseconds
     bool m_bShowTypes = true;
 };
 
-State& TheState() {
-    static State& s_state = *new State;
-    return s_state;
+/// All that the calls below know, and the lock on it. Never destroyed: a thread may still be inside
+/// a call when the object that installed it is gone.
+auto& g_locked = *new std::pair<std::mutex, State>;
+
+template <typename Use>
+auto Locked(Use use) {
+    const std::lock_guard<std::mutex> guard(g_locked.first);
+    return use(g_locked.second);
 }
 
 std::string Clean(const std::string& strPath) {
@@ -82,220 +74,154 @@ bool IsBelow(const std::string& strPath, const std::string& strDir) {
     return strPath.size() == strDir.size() || strPath[strDir.size()] == '/' || strDir == "/";
 }
 
-/// What has been set for the longest directory that holds the path; null when nothing has.
-const std::uint64_t* Find(const std::map<std::string, std::uint64_t>& mValue,
-                          const std::string& strPath) {
-    // Of directories that hold one path, the longer ones sort later.
-    for (auto it = mValue.rbegin(); it != mValue.rend(); ++it) {
-        if (IsBelow(strPath, it->first)) return &it->second;
-    }
-    return nullptr;
+/// Overwrites `nValue` with what has been set for the longest directory that holds the path; false
+/// when nothing has.
+template <typename Value>
+bool Fake(ValueOfDir State::*pValues, const std::string& strPath, Value& nValue) {
+    return Locked([&](State& state) {
+        const ValueOfDir& mValue = state.*pValues;
+        // Of directories that hold one path, the longer ones sort later.
+        const auto Holds = [&](const auto& pair) { return IsBelow(strPath, pair.first); };
+        const auto it = std::find_if(mValue.rbegin(), mValue.rend(), Holds);
+        if (it != mValue.rend()) nValue = static_cast<Value>(it->second);
+        return it != mValue.rend();
+    });
 }
 
 std::string PathOf(int nFile) {
-    State& state = TheState();
-    const std::lock_guard<std::mutex> guard(state.m_mutex);
-    const auto it = state.m_mPathOfFile.find(nFile);
-    return it == state.m_mPathOfFile.end() ? std::string() : it->second;
+    return Locked([=](State& state) {
+        const auto it = state.m_mPathOfFile.find(nFile);
+        return it == state.m_mPathOfFile.end() ? std::string() : it->second;
+    });
 }
 
-/// Finds the rule for the call and runs what stands in front of it.
-Verdict Judge(Op eOp, const std::vector<std::string>& vecPath, std::size_t nBytes = 0) {
-    State& state = TheState();
+// The paths that a call is about, from its arguments.
+Paths PathsOf(const char* pFrom, const char* pTo) {
+    return {Clean(pFrom), Clean(pTo)};
+}
+Paths PathsOf(const char* pPath, auto...) {
+    return {Clean(pPath)};
+}
+Paths PathsOf(int nFile, auto...) {
+    return {PathOf(nFile)};
+}
+Paths PathsOf(int nDir, const char* pPath, auto...) {
+    const bool bInDir = nDir != AT_FDCWD && pPath[0] != '/';
+    return {Clean(bInDir ? PathOf(nDir) + "/" + pPath : std::string(pPath))};
+}
+
+/// Runs what stands in front of the call, then obeys the first rule with a verdict. False, and
+/// errno, when the call fails; `nMostBytes` receives how many bytes it may move.
+bool Allow(Op eOp, const Paths& vecPath, std::size_t& nMostBytes) {
     std::vector<std::function<void()>> vecRun;
-    std::optional<Verdict> verdict;
-    {
-        const std::lock_guard<std::mutex> guard(state.m_mutex);
+    int nError = errno;
+    bool bDecided = false, bAllowed = true;
+    Locked([&](State& state) {
         for (Rule& rule : state.m_vecRule) {
             if (!rule.Applies(eOp, vecPath)) continue;
             if (rule.m_run) {
                 vecRun.push_back(rule.m_run);
-            } else if (!verdict) {
-                verdict = rule.Decide(nBytes);
+            } else if (!std::exchange(bDecided, true)) {
+                bAllowed = rule.m_nError == 0;
+                nError = bAllowed ? nError : rule.m_nError;
+                nMostBytes = rule.m_nMostBytes;
             }
         }
-    }
+    });
     for (const auto& run : vecRun) run();
-    return verdict.value_or(Verdict());
+    errno = nError;
+    return bAllowed;
 }
 
-/// True when the call may go on to the system; else errno is set.
-bool Allow(Op eOp, const std::vector<std::string>& vecPath) {
-    const int nError = Judge(eOp, vecPath).m_nError;
-    if (nError != 0) errno = nError;
-    return nError == 0;
+bool Allow(Op eOp, const Paths& vecPath) {
+    std::size_t nMostBytes = EVERYTHING;
+    return Allow(eOp, vecPath, nMostBytes);
 }
 
-bool Allow(Op eOp, const char* pPath) {
-    return Allow(eOp, {Clean(pPath)});
-}
-bool Allow(Op eOp, int nFile) {
-    return Allow(eOp, {PathOf(nFile)});
-}
-
-const OSL_Calls& System() {
-    return OSL_SYSTEM_CALLS;
-}
+/// An entry of the table: asks the rules, then the system.
+template <Op OP, auto ENTRY, typename = decltype(ENTRY)>
+struct Entry;
+template <Op OP, auto ENTRY, typename Result, typename... Args>
+struct Entry<OP, ENTRY, Result (*OSL_Calls::*)(Args...)> {
+    static Result Call(Args... args) {
+        return Allow(OP, PathsOf(args...)) ? (OSL_SYSTEM_CALLS.*ENTRY)(args...) : -1;
+    }
+};
 
 int Open(const char* pPath, int nFlags, mode_t nMode) {
-    if (!Allow(Op::Open, pPath)) return -1;
-    const int nFile = System().pfnOpen(pPath, nFlags, nMode);
+    const int nFile = Entry<Op::Open, &OSL_Calls::pfnOpen>::Call(pPath, nFlags, nMode);
     if (nFile < 0) return nFile;
-    State& state = TheState();
-    const std::lock_guard<std::mutex> guard(state.m_mutex);
-    state.m_mPathOfFile[nFile] = Clean(pPath);
-    return nFile;
-}
-
-void Forget(int nFile) {
-    State& state = TheState();
-    const std::lock_guard<std::mutex> guard(state.m_mutex);
-    state.m_mPathOfFile.erase(nFile);
-}
-
-int Close(int nFile) {
-    const Verdict stVerdict = Judge(Op::Close, {PathOf(nFile)});
-    Forget(nFile);
-    const int nResult = System().pfnClose(nFile);  // a close that fails has closed all the same
-    if (stVerdict.m_nError == 0) return nResult;
-    errno = stVerdict.m_nError;
-    return -1;
-}
-
-ssize_t Read(int nFile, void* pBuf, std::size_t nSize) {
-    return Allow(Op::Read, nFile) ? System().pfnRead(nFile, pBuf, nSize) : -1;
+    return Locked([&](State& state) {
+        state.m_mPathOfFile[nFile] = Clean(pPath);
+        return nFile;
+    });
 }
 
 ssize_t Write(int nFile, const void* pBuf, std::size_t nSize) {
-    const Verdict stVerdict = Judge(Op::Write, {PathOf(nFile)}, nSize);
-    if (stVerdict.m_nError == 0) {
-        return System().pfnWrite(nFile, pBuf, std::min(nSize, stVerdict.m_nMostBytes));
-    }
-    errno = stVerdict.m_nError;
-    return -1;
-}
-
-off_t Seek(int nFile, off_t nOffset, int nWhence) {
-    return Allow(Op::Seek, nFile) ? System().pfnSeek(nFile, nOffset, nWhence) : -1;
-}
-
-int FileMode(int nFile, mode_t nMode) {
-    return Allow(Op::FileMode, nFile) ? System().pfnFileMode(nFile, nMode) : -1;
-}
-
-int Access(const char* pPath, int nMode) {
-    return Allow(Op::Access, pPath) ? System().pfnAccess(pPath, nMode) : -1;
-}
-
-int Unlink(const char* pPath) {
-    return Allow(Op::Unlink, pPath) ? System().pfnUnlink(pPath) : -1;
-}
-
-int Rename(const char* pFrom, const char* pTo) {
-    const bool bAllowed = Allow(Op::Rename, {Clean(pFrom), Clean(pTo)});
-    return bAllowed ? System().pfnRename(pFrom, pTo) : -1;
+    std::size_t nMostBytes = EVERYTHING;
+    if (!Allow(Op::Write, PathsOf(nFile), nMostBytes)) return -1;
+    return OSL_SYSTEM_CALLS.pfnWrite(nFile, pBuf, std::min(nSize, nMostBytes));
 }
 
 int StatAt(int nDir, const char* pPath, struct stat* pStat, int nFlags) {
-    const bool bInDir = nDir != AT_FDCWD && pPath[0] != '/';
-    const std::string strPath = Clean(bInDir ? PathOf(nDir) + "/" + pPath : std::string(pPath));
-    if (!Allow(Op::Stat, {strPath})) return -1;
-    const int nResult = System().pfnStatAt(nDir, pPath, pStat, nFlags);
-    State& state = TheState();
-    const std::lock_guard<std::mutex> guard(state.m_mutex);
-    const std::uint64_t* pDevice = Find(state.m_mDevice, strPath);
-    if (nResult == 0 && pDevice) pStat->st_dev = static_cast<dev_t>(*pDevice);
+    const int nResult = Entry<Op::Stat, &OSL_Calls::pfnStatAt>::Call(nDir, pPath, pStat, nFlags);
+    if (nResult == 0) Fake(&State::m_mDevice, PathsOf(nDir, pPath)[0], pStat->st_dev);
     return nResult;
 }
 
 struct dirent* ReadDir(DIR* pDir) {
-    if (!Allow(Op::ReadDir, ::dirfd(pDir))) return nullptr;
-    errno = 0;  // the end of the directory is told from a failure by it
-    struct dirent* pEntry = System().pfnReadDir(pDir);
-    State& state = TheState();
-    const std::lock_guard<std::mutex> guard(state.m_mutex);
-    if (pEntry && !state.m_bShowTypes) pEntry->d_type = DT_UNKNOWN;
+    if (!Allow(Op::ReadDir, {PathOf(::dirfd(pDir))})) return nullptr;
+    struct dirent* pEntry = OSL_SYSTEM_CALLS.pfnReadDir(pDir);
+    const bool bShow = Locked([](State& state) { return state.m_bShowTypes; });
+    if (pEntry && !bShow) pEntry->d_type = DT_UNKNOWN;
     return pEntry;
 }
 
-int CloseDir(DIR* pDir) {
-    Forget(::dirfd(pDir));
-    return System().pfnCloseDir(pDir);
-}
-
-int MakeDir(const char* pPath, mode_t nMode) {
-    return Allow(Op::MakeDir, pPath) ? System().pfnMakeDir(pPath, nMode) : -1;
-}
-
-int RemoveDir(const char* pPath) {
-    return Allow(Op::RemoveDir, pPath) ? System().pfnRemoveDir(pPath) : -1;
-}
-
 int StatVfs(const char* pPath, struct statvfs* pStat) {
-    if (!Allow(Op::StatVfs, pPath)) return -1;
-    const int nResult = System().pfnStatVfs(pPath, pStat);
-    State& state = TheState();
-    const std::lock_guard<std::mutex> guard(state.m_mutex);
-    const std::uint64_t* pFreeMiB = Find(state.m_mFreeMiB, Clean(pPath));
-    if (nResult != 0 || !pFreeMiB) return nResult;
-    pStat->f_frsize = 1 << 20;
-    pStat->f_bfree = *pFreeMiB;
-    return 0;
-}
-
-int Sync(int nFile) {
-    return Allow(Op::Sync, nFile) ? System().pfnSyncFileSystem(nFile) : -1;
-}
-
-int Lock(int nFile, int nOperation) {
-    return Allow(Op::Lock, nFile) ? System().pfnLock(nFile, nOperation) : -1;
+    const int nResult = Entry<Op::StatVfs, &OSL_Calls::pfnStatVfs>::Call(pPath, pStat);
+    if (nResult == 0 && Fake(&State::m_mFreeMiB, Clean(pPath), pStat->f_bfree)) {
+        pStat->f_frsize = 1 << 20;
+    }
+    return nResult;
 }
 
 int ThreadCreate(pthread_t* pThread, const pthread_attr_t* pAttr, void* (*pProc)(void*),
                  void* pArg) {
-    if (!Allow(Op::ThreadCreate, "")) return errno;
-    return System().pfnThreadCreate(pThread, pAttr, pProc, pArg);
+    if (!Allow(Op::ThreadCreate, {""})) return errno;
+    return OSL_SYSTEM_CALLS.pfnThreadCreate(pThread, pAttr, pProc, pArg);
 }
 
 int Clock(clockid_t nClock, struct timespec* pTime) {
-    State& state = TheState();
-    const std::lock_guard<std::mutex> guard(state.m_mutex);
-    if (!state.m_bClockStopped) return System().pfnClock(nClock, pTime);
-    pTime->tv_sec = static_cast<std::time_t>(state.m_nNow / 1000);
-    pTime->tv_nsec = static_cast<long>(state.m_nNow % 1000) * 1000000;
-    return 0;
+    return Locked([=](State& state) {
+        if (!state.m_bClockStopped) return OSL_SYSTEM_CALLS.pfnClock(nClock, pTime);
+        pTime->tv_sec = static_cast<std::time_t>(state.m_nNow / 1000);
+        pTime->tv_nsec = static_cast<long>(state.m_nNow % 1000) * 1000000;
+        return 0;
+    });
 }
 
 constinit const OSL_Calls FAULTY_CALLS = {
     .pfnOpen = Open,
-    .pfnClose = Close,
-    .pfnRead = Read,
+    .pfnClose = ::close,
+    .pfnRead = Entry<Op::Read, &OSL_Calls::pfnRead>::Call,
     .pfnWrite = Write,
-    .pfnSeek = Seek,
-    .pfnFileMode = FileMode,
-    .pfnAccess = Access,
-    .pfnUnlink = Unlink,
-    .pfnRename = Rename,
+    .pfnSeek = ::lseek,
+    .pfnFileMode = Entry<Op::FileMode, &OSL_Calls::pfnFileMode>::Call,
+    .pfnAccess = Entry<Op::Access, &OSL_Calls::pfnAccess>::Call,
+    .pfnUnlink = Entry<Op::Unlink, &OSL_Calls::pfnUnlink>::Call,
+    .pfnRename = Entry<Op::Rename, &OSL_Calls::pfnRename>::Call,
     .pfnStatAt = StatAt,
     .pfnOpenDir = ::fdopendir,
     .pfnReadDir = ReadDir,
-    .pfnCloseDir = CloseDir,
-    .pfnMakeDir = MakeDir,
-    .pfnRemoveDir = RemoveDir,
+    .pfnCloseDir = ::closedir,
+    .pfnMakeDir = Entry<Op::MakeDir, &OSL_Calls::pfnMakeDir>::Call,
+    .pfnRemoveDir = Entry<Op::RemoveDir, &OSL_Calls::pfnRemoveDir>::Call,
     .pfnStatVfs = StatVfs,
-    .pfnSyncFileSystem = Sync,
-    .pfnLock = Lock,
+    .pfnSyncFileSystem = Entry<Op::Sync, &OSL_Calls::pfnSyncFileSystem>::Call,
+    .pfnLock = Entry<Op::Lock, &OSL_Calls::pfnLock>::Call,
     .pfnThreadCreate = ThreadCreate,
     .pfnClock = Clock,
 };
-
-/// Runs `change` on the state of the wrappers.
-template <typename Change>
-auto Locked(Change change) {
-    State& state = TheState();
-    const std::lock_guard<std::mutex> guard(state.m_mutex);
-    return change(state);
-}
 
 std::size_t AddRule(Rule rule) {
     return Locked([&rule](State& state) {
@@ -325,44 +251,37 @@ PathMatch Ends(const std::string& strSuffix) {
 CFaultInjection::CFaultInjection() {
     Locked([](State& state) {
         if (state.m_bInstalled) throw std::logic_error("one fault injection at a time");
-        state.m_bInstalled = true;
+        state = {.m_bInstalled = true};
     });
     g_pOslCalls.store(&FAULTY_CALLS);
 }
 
 CFaultInjection::~CFaultInjection() {
     g_pOslCalls.store(&OSL_SYSTEM_CALLS);
-    Locked([](State& state) {
-        state.m_bInstalled = state.m_bClockStopped = false;
-        state.m_bShowTypes = true;
-        state.m_vecRule.clear();
-        state.m_mPathOfFile.clear();
-        state.m_mFreeMiB.clear();
-        state.m_mDevice.clear();
-    });
+    Locked([](State& state) { state = {}; });
 }
 
 CFaultInjection::CRule& CFaultInjection::CRule::From(std::uint64_t n) {
-    Locked([&](State& state) { state.m_vecRule.at(m_nRule).m_nFrom = n; });
+    Locked([=, this](State& state) { state.m_vecRule.at(m_nRule).m_nFrom = n; });
     return *this;
 }
 
 CFaultInjection::CRule& CFaultInjection::CRule::Times(std::uint64_t n) {
-    Locked([&](State& state) { state.m_vecRule.at(m_nRule).m_nTimes = n; });
+    Locked([=, this](State& state) { state.m_vecRule.at(m_nRule).m_nTimes = n; });
     return *this;
 }
 
 std::uint64_t CFaultInjection::CRule::Seen() const {
-    return Locked([&](State& state) { return state.m_vecRule.at(m_nRule).m_nSeen; });
+    return Locked([this](State& state) { return state.m_vecRule.at(m_nRule).m_nSeen; });
 }
 
 CFaultInjection::CRule CFaultInjection::Fail(Op eOp, PathMatch match, int nError) {
-    return CRule(AddRule({.m_eOp = eOp, .m_match = std::move(match), .m_stVerdict = {nError, 0}}));
+    return CRule(AddRule({.m_eOp = eOp, .m_match = std::move(match), .m_nError = nError}));
 }
 
 CFaultInjection::CRule CFaultInjection::ShortWrite(PathMatch match, std::size_t nBytes) {
     return CRule(
-        AddRule({.m_eOp = Op::Write, .m_match = std::move(match), .m_stVerdict = {0, nBytes}}));
+        AddRule({.m_eOp = Op::Write, .m_match = std::move(match), .m_nMostBytes = nBytes}));
 }
 
 CFaultInjection::CRule CFaultInjection::Before(Op eOp, PathMatch match, std::function<void()> run) {
@@ -371,10 +290,6 @@ CFaultInjection::CRule CFaultInjection::Before(Op eOp, PathMatch match, std::fun
 
 CFaultInjection::CRule CFaultInjection::Watch(Op eOp, PathMatch match) {
     return Before(eOp, std::move(match), [] {});
-}
-
-void CFaultInjection::FillDiskAfter(PathMatch match, std::uint64_t nBytes) {
-    AddRule({.m_eOp = Op::Write, .m_match = std::move(match), .m_nRoom = nBytes});
 }
 
 void CFaultInjection::ClearRules() {
@@ -394,16 +309,16 @@ void CFaultInjection::ClearDevices() {
 }
 
 void CFaultInjection::SetTime(std::time_t tSeconds, int nMilliseconds) {
-    Locked([&](State& state) {
+    Locked([=](State& state) {
         state.m_bClockStopped = true;
         state.m_nNow = std::int64_t{tSeconds} * 1000 + nMilliseconds;
     });
 }
 
 void CFaultInjection::AdvanceTime(std::int64_t nMilliseconds) {
-    Locked([&](State& state) { state.m_nNow += nMilliseconds; });
+    Locked([=](State& state) { state.m_nNow += nMilliseconds; });
 }
 
 void CFaultInjection::ShowEntryTypes(bool bShow) {
-    Locked([&](State& state) { state.m_bShowTypes = bShow; });
+    Locked([=](State& state) { state.m_bShowTypes = bShow; });
 }

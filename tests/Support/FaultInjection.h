@@ -24,10 +24,8 @@
 /// types where ShowEntryTypes(false)); Rename matches when either of its paths does.
 enum class Op {
     Open,
-    Close,
     Read,
     Write,
-    Seek,
     FileMode,
     Access,
     Unlink,
@@ -81,8 +79,6 @@ public:
     CRule Before(Op eOp, PathMatch match, std::function<void()> run);
     /// Only counts the calls: see CRule::Seen.
     CRule Watch(Op eOp, PathMatch match);
-    /// Writes to these files find so many bytes of room altogether, then ENOSPC.
-    void FillDiskAfter(PathMatch match, std::uint64_t nBytes);
     /// Takes back all rules, but not free space, devices and clock.
     void ClearRules();
 
