@@ -26,6 +26,15 @@ void TakeAndCompare(CLineRing& ring, std::deque<std::string>& deExpected) {
     ring.GiveBack(stAll);
 }
 
+const std::string LINE(0x8000, 'x');
+
+void ExpectRoomForAll(CLineRing& ring) {
+    for (std::size_t i = 0; i < CLineRing::CAPACITY / LINE.size(); ++i) {
+        ASSERT_TRUE(ring.Push(LINE.data(), LINE.size()));
+    }
+    EXPECT_FALSE(ring.Push("y", 1));
+}
+
 }  // namespace
 
 TEST(LineRingTest, LinesComeOutAsTheyWentInAcrossManyWraps) {
@@ -46,26 +55,20 @@ TEST(LineRingTest, LinesComeOutAsTheyWentInAcrossManyWraps) {
     }
     while (!deExpected.empty()) TakeAndCompare(ring, deExpected);
     EXPECT_GT(nRefused, 10u) << "the ring was never full";
+    ExpectRoomForAll(ring);
 }
 
 TEST(LineRingTest, TheWholeRoomIsUsedAndTheSkippedTailCounts) {
     CLineRing ring;
     ASSERT_TRUE(ring.Create());
-    const std::string strLine(0x8000, 'x');
-    for (std::size_t i = 0; i < CLineRing::CAPACITY / strLine.size(); ++i) {
-        ASSERT_TRUE(ring.Push(strLine.data(), strLine.size()));
-    }
-    EXPECT_FALSE(ring.Push("y", 1));
-    const LogLines stFirst = ring.Oldest();
-    EXPECT_EQ(stFirst.Bytes(), CLineRing::AT_ONCE);
-    ring.GiveBack(stFirst);
+    ExpectRoomForAll(ring);
+    ASSERT_EQ(ring.Oldest().Bytes(), CLineRing::AT_ONCE);
+    ring.GiveBack(ring.Oldest());
 
-    ASSERT_TRUE(ring.Push(strLine.data(), strLine.size() - 1));
-    // One byte less than what has been given back is free, but not one byte more.
-    EXPECT_TRUE(ring.Push(strLine.data(), strLine.size()));
+    ASSERT_TRUE(ring.Push(LINE.data(), LINE.size() - 1));
     std::size_t nMore = 0;
-    while (ring.Push(strLine.data(), strLine.size())) ++nMore;
-    EXPECT_EQ(nMore, CLineRing::AT_ONCE / strLine.size() - 2);
+    while (ring.Push(LINE.data(), LINE.size())) ++nMore;
+    EXPECT_EQ(nMore, CLineRing::AT_ONCE / LINE.size() - 1);
     EXPECT_TRUE(ring.Push("y", 1));
     EXPECT_FALSE(ring.Push("y", 1));
 }
