@@ -11,124 +11,60 @@ extern "C" {
 
 namespace {
 
-// A stream in memory, opened by its content.
-class CInput {
-public:
-    CInput(const std::string& strStream, int nFlags) : m_strStream(strStream) {
-        av_log_set_level(AV_LOG_QUIET);
-        constexpr int BUFFER = 32768;
-        m_pIo = avio_alloc_context(static_cast<unsigned char*>(av_malloc(BUFFER)), BUFFER, 0, this,
-                                   &CInput::Read, nullptr, &CInput::Seek);
-        m_pFormat = avformat_alloc_context();
-        m_pFormat->pb = m_pIo;
-        m_pFormat->flags |= nFlags;
-        if (avformat_open_input(&m_pFormat, nullptr, nullptr, nullptr) == 0) {
-            avformat_find_stream_info(m_pFormat, nullptr);
-        }
-    }
-    ~CInput() {
-        avformat_close_input(&m_pFormat);
-        av_freep(&m_pIo->buffer);
-        avio_context_free(&m_pIo);
-    }
-    CInput(const CInput&) = delete;
-    CInput& operator=(const CInput&) = delete;
-
-    const AVCodecParameters* Video() const {
-        m_nVideo = m_pFormat == nullptr
-                       ? -1
-                       : av_find_best_stream(m_pFormat, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-        return m_nVideo < 0 ? nullptr : m_pFormat->streams[m_nVideo]->codecpar;
-    }
-    bool NextVideo(AVPacket* pPacket) {
-        av_packet_unref(pPacket);
-        while (av_read_frame(m_pFormat, pPacket) == 0) {
-            if (pPacket->stream_index == m_nVideo) return true;
-            av_packet_unref(pPacket);
-        }
-        return false;
-    }
-
-private:
-    static int Read(void* pSelf, std::uint8_t* pBuf, int nSize) {
-        auto* p = static_cast<CInput*>(pSelf);
-        const std::size_t n = p->m_strStream.copy(reinterpret_cast<char*>(pBuf),
-                                                  static_cast<std::size_t>(nSize), p->m_nPos);
-        p->m_nPos += n;
-        return n == 0 ? AVERROR_EOF : static_cast<int>(n);
-    }
-    static std::int64_t Seek(void* pSelf, std::int64_t nOffset, int nWhence) {
-        auto* p = static_cast<CInput*>(pSelf);
-        if (nWhence == AVSEEK_SIZE) return static_cast<std::int64_t>(p->m_strStream.size());
-        if (nWhence != SEEK_SET) return -1;
-        p->m_nPos = std::min(static_cast<std::size_t>(nOffset), p->m_strStream.size());
-        return nOffset;
-    }
-
-    const std::string& m_strStream;
-    std::size_t m_nPos = 0;
-    AVIOContext* m_pIo = nullptr;
-    AVFormatContext* m_pFormat = nullptr;
-    mutable int m_nVideo = -1;
-};
-
 struct Free {
     void operator()(AVPacket* p) const { av_packet_free(&p); }
-    void operator()(AVFrame* p) const { av_frame_free(&p); }
+    void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
     void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
     void operator()(AVCodecParserContext* p) const { av_parser_close(p); }
 };
 template <typename T>
 using Owned = std::unique_ptr<T, Free>;
 
-Owned<AVCodecContext> OpenDecoder(const AVCodecParameters* pVideo) {
-    const AVCodec* pCodec = avcodec_find_decoder(pVideo->codec_id);
-    Owned<AVCodecContext> pContext(avcodec_alloc_context3(pCodec));
-    avcodec_parameters_to_context(pContext.get(), pVideo);
-    pContext->thread_count = 1;
-    pContext->err_recognition = AV_EF_EXPLODE;
-    avcodec_open2(pContext.get(), pCodec, nullptr);
-    return pContext;
-}
-
-/// The video bytes of a stream without the layer around them, and where each run of them lies.
+/// The video bytes of a file without the layer around them, and where each run of them lies.
 struct Payload {
     AVCodecID eCodec = AV_CODEC_ID_NONE;
-    std::string strBytes;
-    std::vector<std::pair<std::size_t, std::int64_t>> vecRun;  ///< offset in strBytes, position
+    std::string strBytes = {};
+    std::vector<std::pair<std::size_t, std::int64_t>> vecRun = {};  ///< offset above, position
+    bool bBare = false;
+
+    std::size_t PositionOf(std::size_t nOffset) const {
+        if (bBare) return nOffset;
+        const auto it = std::upper_bound(vecRun.begin(), vecRun.end(),
+                                         std::pair{nOffset, std::int64_t{INT64_MAX}});
+        return static_cast<std::size_t>(std::prev(it)->second);
+    }
 };
 
-Payload ReadPayload(const std::string& strStream) {
-    CInput objInput(strStream, AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN);
-    Payload stPayload;
-    const AVCodecParameters* pVideo = objInput.Video();
-    if (pVideo == nullptr) return stPayload;
-    stPayload.eCodec = pVideo->codec_id;
+Payload ReadPayload(const std::string& strPath) {
+    av_log_set_level(AV_LOG_QUIET);
+    AVFormatContext* pOpened = avformat_alloc_context();
+    pOpened->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
+    if (avformat_open_input(&pOpened, strPath.c_str(), nullptr, nullptr) != 0) return {};
+    const Owned<AVFormatContext> pFormat(pOpened);
+    avformat_find_stream_info(pFormat.get(), nullptr);
+    const int nVideo = av_find_best_stream(pFormat.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (nVideo < 0) return {};
+    Payload stPayload{.eCodec = pFormat->streams[nVideo]->codecpar->codec_id};
     const Owned<AVPacket> pPacket(av_packet_alloc());
-    while (objInput.NextVideo(pPacket.get())) {
+    for (; av_read_frame(pFormat.get(), pPacket.get()) == 0; av_packet_unref(pPacket.get())) {
+        if (pPacket->stream_index != nVideo) continue;
         stPayload.vecRun.emplace_back(stPayload.strBytes.size(), pPacket->pos);
         stPayload.strBytes.append(reinterpret_cast<const char*>(pPacket->data),
                                   static_cast<std::size_t>(pPacket->size));
     }
+    const auto nFileSize = static_cast<std::size_t>(avio_size(pFormat->pb));
+    stPayload.bBare = stPayload.strBytes.size() == nFileSize;
     return stPayload;
-}
-
-// A bare stream has the position itself, a program stream the packet's.
-std::size_t PositionOf(const Payload& stPayload, std::size_t nOffset, bool bBare) {
-    auto it = std::upper_bound(stPayload.vecRun.begin(), stPayload.vecRun.end(),
-                               std::pair{nOffset, std::int64_t{INT64_MAX}});
-    return bBare ? nOffset : static_cast<std::size_t>(std::prev(it)->second);
 }
 
 }  // namespace
 
-std::vector<OracleFrame> OracleFrames(const std::string& strStream) {
-    const Payload stPayload = ReadPayload(strStream);
+std::vector<OracleFrame> OracleFrames(const std::string& strPath) {
+    const Payload stPayload = ReadPayload(strPath);
     std::vector<OracleFrame> vecFrame;
     const Owned<AVCodecParserContext> pParser(av_parser_init(stPayload.eCodec));
     const Owned<AVCodecContext> pContext(avcodec_alloc_context3(nullptr));
-    if (pParser == nullptr) return vecFrame;
-    const bool bBare = stPayload.strBytes.size() == strStream.size();
+    if (!pParser) return vecFrame;
     std::string strInput = stPayload.strBytes + std::string(AV_INPUT_BUFFER_PADDING_SIZE, '\0');
     std::size_t nIn = 0, nOut = 0;
     for (bool bMore = true; bMore;) {
@@ -139,40 +75,11 @@ std::vector<OracleFrame> OracleFrames(const std::string& strStream) {
             pParser.get(), pContext.get(), &pFrame, &nFrame,
             reinterpret_cast<std::uint8_t*>(strInput.data()) + nIn, nLeft, 0, 0, 0));
         bMore = nLeft > 0 || nFrame > 0;
-        if (nFrame > 0) {
-            const auto nSize = static_cast<std::size_t>(nFrame);
-            vecFrame.push_back({PositionOf(stPayload, nOut, bBare), pParser->key_frame == 1,
-                                std::string(reinterpret_cast<char*>(pFrame), nSize)});
-            nOut += nSize;
-        }
+        if (nFrame == 0) continue;
+        const auto nSize = static_cast<std::size_t>(nFrame);
+        vecFrame.push_back({stPayload.PositionOf(nOut), pParser->key_frame == 1,
+                            std::string(reinterpret_cast<char*>(pFrame), nSize)});
+        nOut += nSize;
     }
     return vecFrame;
-}
-
-OraclePictures OracleDecode(const std::string& strStream) {
-    CInput objInput(strStream, 0);
-    OraclePictures stResult;
-    const AVCodecParameters* pVideo = objInput.Video();
-    if (pVideo == nullptr) return stResult;
-    const Owned<AVCodecContext> pDecoder = OpenDecoder(pVideo);
-    const Owned<AVPacket> pPacket(av_packet_alloc());
-    const Owned<AVFrame> pFrame(av_frame_alloc());
-    bool bFirst = true;
-    for (bool bMore = true; bMore;) {
-        bMore = objInput.NextVideo(pPacket.get());
-        if (std::exchange(bFirst, false)) {
-            stResult.bKeyPacket = bMore && (pPacket->flags & AV_PKT_FLAG_KEY) != 0;
-        }
-        const int nSent = avcodec_send_packet(pDecoder.get(), bMore ? pPacket.get() : nullptr);
-        (stResult.nPictures == 0 ? stResult.nErrorsInFront : stResult.nErrors) += nSent < 0;
-        while (avcodec_receive_frame(pDecoder.get(), pFrame.get()) == 0) {
-            if (stResult.nFirstKey < 0 && pFrame->key_frame == 1) {
-                stResult.nFirstKey = stResult.nPictures;
-            }
-            ++stResult.nPictures;
-            stResult.nErrors +=
-                pFrame->decode_error_flags != 0 || (pFrame->flags & AV_FRAME_FLAG_CORRUPT) != 0;
-        }
-    }
-    return stResult;
 }

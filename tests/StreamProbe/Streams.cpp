@@ -2,31 +2,12 @@
 
 #include <algorithm>
 #include <memory>
-#include <utility>
-
-#include <gtest/gtest.h>
+#include <stdexcept>
 
 namespace {
 
-// Takes every packet there is. `strPiece` is the piece just given.
-void TakeAll(VEXANA_Handle hStream, const std::string& strPiece, StreamResult& stResult) {
-    const char* pNext = nullptr;
-    VEXANA_PACKET stPacket;
-    while (VEXANA_GetOnePacketEx(hStream, stPacket) == VEXANA_OK) {
-        ASSERT_GT(stPacket.nLength, 0u);
-        const bool bInPiece =
-            stPacket.pData >= strPiece.data() && stPacket.pData < strPiece.data() + strPiece.size();
-        if (bInPiece) {
-            EXPECT_TRUE(pNext == nullptr || pNext == stPacket.pData);
-            pNext = stPacket.pData + stPacket.nLength;
-        } else {
-            stResult.nCopied += stPacket.nLength;
-        }
-        if (stPacket.nFrameType != VEXANA_FRAME_CONTINUE) {
-            stResult.vecMark.push_back({stResult.strBytes.size(), stPacket.nFrameType});
-        }
-        stResult.strBytes.append(stPacket.pData, stPacket.nLength);
-    }
+void Require(bool bGood, const char* szWhat) {
+    if (!bGood) throw std::logic_error(szWhat);
 }
 
 struct DestroyAnalyser {
@@ -36,39 +17,28 @@ using OwnedAnalyser = std::unique_ptr<VEXANA_Stream, DestroyAnalyser>;
 
 OwnedAnalyser MakeAnalyser(const std::string& strHead) {
     VEXANA_Handle hStream = nullptr;
-    EXPECT_EQ(VEXANA_CreateStreamEx(strHead.data(), strHead.size(), &hStream), VEXANA_OK);
+    const int nResult = VEXANA_CreateStreamEx(strHead.data(), strHead.size(), &hStream);
+    Require(nResult == VEXANA_OK, "no analyser");
     return OwnedAnalyser(hStream);
 }
 
-StreamResult AnalyseWith(VEXANA_Handle hStream, const std::string& strStream,
-                         const NextPiece& nextPiece) {
-    StreamResult stResult;
-    for (std::size_t i = 0; i < strStream.size();) {
-        const std::string strPiece = strStream.substr(i, nextPiece());
-        EXPECT_EQ(VEXANA_InputData(hStream, strPiece.data(), strPiece.size()), VEXANA_OK);
-        TakeAll(hStream, strPiece, stResult);
-        i += strPiece.size();
-        stResult.nMaxHeld = std::max(stResult.nMaxHeld, i - stResult.strBytes.size());
+/// Takes every packet there is of the piece just given.
+void TakeAll(VEXANA_Handle hStream, const std::vector<char>& vecPiece, StreamResult& stResult) {
+    const char* const pBegin = vecPiece.data();
+    const char* pNext = nullptr;
+    VEXANA_PACKET stPacket;
+    while (VEXANA_GetOnePacketEx(hStream, stPacket) == VEXANA_OK) {
+        Require(stPacket.nLength > 0, "an empty packet");
+        const bool bCopied = stPacket.pData < pBegin || stPacket.pData >= pBegin + vecPiece.size();
+        if (bCopied) stResult.nCopied += stPacket.nLength;
+        Require(bCopied || !pNext || pNext == stPacket.pData, "packets that are no neighbours");
+        if (!bCopied) pNext = stPacket.pData + stPacket.nLength;
+        if (stPacket.nFrameType != VEXANA_FRAME_CONTINUE) {
+            stResult.vecMark.push_back({stResult.strBytes.size(), stPacket.nFrameType});
+        }
+        stResult.strBytes.append(stPacket.pData, stPacket.nLength);
     }
-    EXPECT_EQ(VEXANA_Flush(hStream), VEXANA_OK);
-    TakeAll(hStream, {}, stResult);
-    return stResult;
 }
-
-std::string Nal(const std::vector<int>& vecByte) {
-    return Bytes({0, 0, 0, 1}) + Bytes(vecByte);
-}
-
-std::string Length16(std::size_t nLength) {
-    return Bytes({static_cast<int>(nLength >> 8), static_cast<int>(nLength & 0xFF)});
-}
-
-// A PES packet or header: start code, length, the rest.
-std::string Unit(int nCode, const std::string& strRest) {
-    return Bytes({0, 0, 1, nCode}) + Length16(strRest.size()) + strRest;
-}
-
-const std::string PES_HEADER = Bytes({0x80, 0x80, 5, 0x21, 0, 1, 0, 1});
 
 }  // namespace
 
@@ -76,40 +46,54 @@ std::ostream& operator<<(std::ostream& os, const StreamMark& stMark) {
     return os << (stMark.nType == VEXANA_FRAME_I ? "I@" : "other@") << stMark.nPos;
 }
 
-StreamResult Analyse(const std::string& strStream, const NextPiece& nextPiece,
+StreamResult Analyse(const std::string& strStream, std::size_t nFirst, std::size_t nRest,
                      const std::string& strHead) {
-    if (!strHead.empty()) return AnalyseWith(MakeAnalyser(strHead).get(), strStream, nextPiece);
+    constexpr std::size_t MOST_HELD = std::size_t{4} << 20;
     static const OwnedAnalyser pShared = MakeAnalyser({});
-    return AnalyseWith(pShared.get(), strStream, nextPiece);
+    const OwnedAnalyser pOwn = strHead.empty() ? nullptr : MakeAnalyser(strHead);
+    const VEXANA_Handle hStream = pOwn ? pOwn.get() : pShared.get();
+    StreamResult stResult;
+    std::vector<char> vecPiece;
+    for (std::size_t i = 0, n = nFirst; i < strStream.size(); i += vecPiece.size(), n = nRest) {
+        n = std::min(n, strStream.size() - i);
+        // Of its own size, so that AddressSanitizer sees who reads beyond it.
+        vecPiece = std::vector<char>(&strStream[i], &strStream[i] + n);
+        Require(VEXANA_InputData(hStream, vecPiece.data(), n) == VEXANA_OK, "input refused");
+        TakeAll(hStream, vecPiece, stResult);
+        Require(i + n - stResult.strBytes.size() <= MOST_HELD, "too much is held");
+    }
+    Require(VEXANA_Flush(hStream) == VEXANA_OK, "flush refused");
+    TakeAll(hStream, {}, stResult);
+    return stResult;
 }
 
-StreamResult AnalyseWhole(const std::string& strStream) {
-    return Analyse(strStream, [&] { return strStream.size(); });
-}
-
-std::vector<std::size_t> KeyFrames(const StreamResult& stResult) {
+std::vector<std::size_t> KeyFrames(const StreamMarks& vecMark) {
     std::vector<std::size_t> vecPos;
-    for (const StreamMark& stMark : stResult.vecMark) {
+    for (const StreamMark& stMark : vecMark) {
         if (stMark.nType == VEXANA_FRAME_I) vecPos.push_back(stMark.nPos);
     }
     return vecPos;
 }
 
-void ExpectSameHoweverCut(const std::string& strStream, std::size_t nMaxPiece) {
-    const StreamResult stWhole = AnalyseWhole(strStream);
-    ASSERT_EQ(stWhole.strBytes, strStream);
-    for (std::size_t nPiece = 1; nPiece <= nMaxPiece; ++nPiece) {
-        const StreamResult stCut = Analyse(strStream, [&] { return nPiece; });
-        ASSERT_EQ(stCut.strBytes, strStream) << "pieces of " << nPiece;
-        ASSERT_EQ(stCut.vecMark, stWhole.vecMark) << "pieces of " << nPiece;
+std::vector<std::size_t> KeyFrames(const std::string& strStream) {
+    return KeyFrames(Analyse(strStream).vecMark);
+}
+
+std::string DifferenceWhenCut(const std::string& strStream,
+                              const std::vector<std::size_t>& vecPiece, std::size_t nCuts) {
+    const StreamMarks vecWhole = Analyse(strStream).vecMark;
+    const auto Differs = [&](std::size_t nFirst, std::size_t nRest) {
+        const StreamResult stCut = Analyse(strStream, nFirst, nRest);
+        return stCut.strBytes != strStream || stCut.vecMark != vecWhole;
+    };
+    if (Differs(WHOLE, WHOLE)) return "bytes lost or changed";
+    for (const std::size_t nPiece : vecPiece) {
+        if (Differs(nPiece, nPiece)) return "pieces of " + std::to_string(nPiece);
     }
-    for (std::size_t nSplit = 1; nSplit < strStream.size(); ++nSplit) {
-        bool bFirst = true;
-        const StreamResult stCut = Analyse(
-            strStream, [&] { return std::exchange(bFirst, false) ? nSplit : strStream.size(); });
-        ASSERT_EQ(stCut.strBytes, strStream) << "split at " << nSplit;
-        ASSERT_EQ(stCut.vecMark, stWhole.vecMark) << "split at " << nSplit;
+    for (std::size_t n = 1; n < strStream.size(); n += 1 + strStream.size() / nCuts) {
+        if (Differs(n, WHOLE)) return "cut at " + std::to_string(n);
     }
+    return {};
 }
 
 std::string Bytes(const std::vector<int>& vecByte) {
@@ -118,75 +102,51 @@ std::string Bytes(const std::vector<int>& vecByte) {
 
 namespace nal {
 
+std::string Nal(const std::vector<int>& vecByte) {
+    return Bytes({0, 0, 0, 1}) + Bytes(vecByte);
+}
+
 std::string Code3(const std::string& strNal) {
     return strNal.substr(1);
 }
-
-const std::string AUD = Nal({0x09, 0xF0});
-const std::string SPS = Nal({0x67, 0x64, 0x00, 0x1F, 0xAC, 0xD9});
-const std::string PPS = Nal({0x68, 0xEB, 0xE3, 0xCB});
-const std::string SEI = Nal({0x06, 0x05, 0x02, 0x80, 0x80, 0x80});
-const std::string RECOVERY = Nal({0x06, 0x01, 0x01, 0x22, 0x06, 0x01, 0xC4, 0x80});
-const std::string GRADUAL = Nal({0x06, 0x06, 0x01, 0x46, 0x80});
-const std::string FILLER = Nal({0x0C, 0xFF, 0xFF, 0x80});
-const std::string PREFIX = Nal({0x6E, 0x40, 0x80, 0x80, 0x0F});
-const std::string IDR = Nal({0x65, 0x88, 0x84, 0x21, 0xA0, 0x13, 0x77});
-const std::string IDR_MORE = Nal({0x65, 0x04, 0x88, 0x84, 0x21, 0xA0, 0x13});
-const std::string INTRA = Nal({0x41, 0x88, 0x99, 0x21, 0xA0, 0x13, 0x77});
-const std::string P = Nal({0x41, 0x9A, 0x24, 0x6C, 0x41, 0x7F, 0x55});
-const std::string PMORE = Nal({0x41, 0x04, 0x9A, 0x24, 0x6C, 0x41, 0x7F});
-
-const std::string VPS5 = Nal({0x40, 0x01, 0x0C, 0x01, 0xFF, 0xFF, 0x01, 0x60});
-const std::string SPS5 = Nal({0x42, 0x01, 0x01, 0x01, 0x60, 0x03, 0x7F});
-const std::string PPS5 = Nal({0x44, 0x01, 0xC1, 0x73, 0xD1});
-const std::string AUD5 = Nal({0x46, 0x01, 0x50});
-const std::string SEI5 = Nal({0x4E, 0x01, 0x05, 0x01, 0x80, 0x80});
-const std::string SUFFIX5 = Nal({0x50, 0x01, 0x84, 0x01, 0x80, 0x80});
-const std::string IDR5 = Nal({0x26, 0x01, 0xAF, 0x09, 0x40, 0xFD, 0x31});
-const std::string CRA5 = Nal({0x2A, 0x01, 0xAF, 0x09, 0x40, 0xFD, 0x31});
-const std::string P5 = Nal({0x02, 0x01, 0xD0, 0x09, 0x7E, 0x10, 0x61});
-const std::string P5_MORE = Nal({0x02, 0x01, 0x50, 0x09, 0x7E, 0x10, 0x61});
 
 }  // namespace nal
 
 namespace ps {
 
-std::string Pack() {
-    return Bytes({0, 0, 1, 0xBA, 0x44, 0, 4, 0, 4, 1, 1, 0x89, 0xC3, 0xFA, 0xFF, 0xFF});
+std::string Unit(int nCode, const std::string& strRest) {
+    const int nLength = static_cast<int>(strRest.size());
+    return Bytes({0, 0, 1, nCode, nLength >> 8, nLength & 0xFF}) + strRest;
 }
-std::string Mpeg1Pack() {
-    return Bytes({0, 0, 1, 0xBA, 0x21, 0, 1, 0, 1, 0x80, 0x1B, 0x91});
+
+static std::string Pes(const std::string& strPayload) {
+    return Bytes({0x80, 0x80, 5, 0x21, 0, 1, 0, 1}) + strPayload;
 }
-std::string SystemHeader() {
-    return Unit(0xBB, Bytes({0x80, 0x1B, 0x91, 0x04, 0xE1, 0x7F, 0xE0, 0xE0, 0x80}));
-}
-std::string Map(int nStreamType) {
-    return Unit(0xBC, Bytes({0xE0, 0xFF, 0, 0, 0, 8, 0x90, 0xC0, 0, 0, nStreamType, 0xE0, 0, 0, 1,
-                             2, 3, 4}));
-}
+
 std::string Video(const std::string& strPayload) {
-    return Unit(0xE0, PES_HEADER + strPayload);
+    return Unit(0xE0, Pes(strPayload));
 }
 std::string OpenVideo(const std::string& strPayload) {
-    return Bytes({0, 0, 1, 0xE0, 0, 0}) + PES_HEADER + strPayload;
+    return Unit(0xE0, "") + Pes(strPayload);
 }
 std::string Mpeg1Video(const std::string& strPayload) {
     return Unit(0xE0, Bytes({0xFF, 0xFF, 0x60, 0x20, 0x21, 0, 1, 0, 1}) + strPayload);
 }
 std::string Audio(std::size_t nSize) {
-    return Unit(0xC0, PES_HEADER + std::string(nSize, '\x55'));
+    return Unit(0xC0, Pes(std::string(nSize, '\x55')));
 }
-std::string Padding(std::size_t nSize) {
-    return Unit(0xBE, std::string(nSize, '\xFF'));
+std::string Map(int nStreamType) {
+    return Unit(0xBC, Bytes({0xE0, 0xFF, 0, 0, 0, 8, 0x90, 0xC0, 0, 0, nStreamType, 0xE0, 0, 0, 1,
+                             2, 3, 4}));
 }
 
-std::string Camera(const std::vector<std::string>& vecFrame, const std::vector<bool>& vecKey,
-                   int nStreamType, std::size_t nPesSize) {
+std::string Camera(const std::vector<Part>& vecFrame, int nStreamType, std::size_t nPesSize) {
     std::string strStream;
-    for (std::size_t i = 0; i < vecFrame.size(); ++i) {
-        strStream += Pack() + (vecKey[i] ? SystemHeader() + Map(nStreamType) : std::string());
-        for (std::size_t n = 0; n < vecFrame[i].size(); n += nPesSize) {
-            strStream += Video(vecFrame[i].substr(n, nPesSize));
+    for (const Part& stFrame : vecFrame) {
+        strStream += PACK;
+        if (stFrame.nType == KEY) strStream += SYSTEM_HEADER + Map(nStreamType);
+        for (std::size_t n = 0; n < stFrame.strBytes.size(); n += nPesSize) {
+            strStream += Video(stFrame.strBytes.substr(n, nPesSize));
         }
         strStream += Audio(160);
     }

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -19,57 +18,97 @@ struct StreamMark {
     bool operator==(const StreamMark&) const = default;
 };
 std::ostream& operator<<(std::ostream& os, const StreamMark& stMark);
+using StreamMarks = std::vector<StreamMark>;
 
 struct StreamResult {
-    std::string strBytes;             ///< all packets, one behind the other
-    std::vector<StreamMark> vecMark;  ///< where they begin something
-    std::size_t nMaxHeld = 0;         ///< most bytes that were given in and not yet out
-    std::size_t nCopied = 0;          ///< bytes that came out of the analyser's own memory
+    std::string strBytes;     ///< all packets, one behind the other
+    StreamMarks vecMark;      ///< where they begin something
+    std::size_t nCopied = 0;  ///< bytes that came out of the analyser's own memory
 };
 
-/// The size of the piece to give next.
-using NextPiece = std::function<std::size_t()>;
+constexpr std::size_t WHOLE = std::string::npos;
 
-/// Runs a stream through an analyser, flush included. Those without a header share one, since a
-/// flush leaves nothing behind.
-StreamResult Analyse(const std::string& strStream, const NextPiece& nextPiece,
-                     const std::string& strHead = {});
-StreamResult AnalyseWhole(const std::string& strStream);
+/// Runs a stream through an analyser, flush included, in a first piece of `nFirst` bytes and others
+/// of `nRest`. Those without a header share one analyser, since a flush leaves nothing behind.
+/// Throws when a call fails, packets are empty or do not lie one behind the other in their piece,
+/// or more than 4 MiB are held.
+StreamResult Analyse(const std::string& strStream, std::size_t nFirst = WHOLE,
+                     std::size_t nRest = WHOLE, const std::string& strHead = {});
 
-/// The positions of the key frames of a result.
-std::vector<std::size_t> KeyFrames(const StreamResult& stResult);
+/// Where the key frames begin.
+std::vector<std::size_t> KeyFrames(const StreamMarks& vecMark);
+std::vector<std::size_t> KeyFrames(const std::string& strStream);
 
-/// Fails the test unless the stream comes out as it went in, with the same marks, in pieces of 1 to
-/// `nMaxPiece` bytes and split in two at every position.
-void ExpectSameHoweverCut(const std::string& strStream, std::size_t nMaxPiece = 9);
+/// What comes out differently, bytes or marks, when the stream is cut into pieces of these sizes,
+/// or in two at some 300 places, or everywhere in a short stream; empty when nothing does.
+std::string DifferenceWhenCut(const std::string& strStream,
+                              const std::vector<std::size_t>& vecPiece = {1, 2, 3, 5, 64},
+                              std::size_t nCuts = 300);
+
+/// Part of a stream, and what begins with it (MORE for nothing).
+struct Part {
+    std::uint32_t nType;
+    std::string strBytes;
+};
+constexpr std::uint32_t KEY = VEXANA_FRAME_I, OTHER = VEXANA_FRAME_OTHER,
+                        MORE = VEXANA_FRAME_CONTINUE;
 
 /// Bytes from numbers: Bytes({0, 0, 1, 0x67}).
 std::string Bytes(const std::vector<int>& vecByte);
 
 /// NAL units with a start code of 4 bytes, as short as they can be and still be what they are.
 namespace nal {
+std::string Nal(const std::vector<int>& vecByte);
 std::string Code3(const std::string& strNal);  ///< the same with a start code of 3 bytes
-extern const std::string AUD, SPS, PPS, SEI, RECOVERY, GRADUAL, FILLER, PREFIX;
-extern const std::string IDR, IDR_MORE, INTRA, P, PMORE;
-extern const std::string VPS5, SPS5, PPS5, AUD5, SEI5, SUFFIX5, IDR5, CRA5, P5, P5_MORE;
+
+inline const std::string AUD = Nal({0x09, 0xF0});
+inline const std::string SPS = Nal({0x67, 0x64, 0x00, 0x1F, 0xAC, 0xD9});
+inline const std::string PPS = Nal({0x68, 0xEB, 0xE3, 0xCB});
+inline const std::string SEI = Nal({0x06, 0x05, 0x02, 0x80, 0x80, 0x80});
+inline const std::string RECOVERY = Nal({0x06, 0x01, 0x01, 0x22, 0x06, 0x01, 0xC4, 0x80});
+inline const std::string GRADUAL = Nal({0x06, 0x06, 0x01, 0x46, 0x80});
+inline const std::string FILLER = Nal({0x0C, 0xFF, 0xFF, 0x80});
+inline const std::string PREFIX = Nal({0x6E, 0x40, 0x80, 0x80, 0x0F});
+inline const std::string IDR = Nal({0x65, 0x88, 0x84, 0x21, 0xA0, 0x13, 0x77});
+inline const std::string IDR_MORE = Nal({0x65, 0x04, 0x88, 0x84, 0x21, 0xA0, 0x13});
+inline const std::string INTRA = Nal({0x41, 0x88, 0x99, 0x21, 0xA0, 0x13, 0x77});
+inline const std::string P = Nal({0x41, 0x9A, 0x24, 0x6C, 0x41, 0x7F, 0x55});
+inline const std::string P_MORE = Nal({0x41, 0x04, 0x9A, 0x24, 0x6C, 0x41, 0x7F});
+
+inline const std::string VPS5 = Nal({0x40, 0x01, 0x0C, 0x01, 0xFF, 0xFF, 0x01, 0x60});
+inline const std::string SPS5 = Nal({0x42, 0x01, 0x01, 0x01, 0x60, 0x03, 0x7F});
+inline const std::string PPS5 = Nal({0x44, 0x01, 0xC1, 0x73, 0xD1});
+inline const std::string AUD5 = Nal({0x46, 0x01, 0x50});
+inline const std::string SEI5 = Nal({0x4E, 0x01, 0x05, 0x01, 0x80, 0x80});
+inline const std::string SUFFIX5 = Nal({0x50, 0x01, 0x84, 0x01, 0x80, 0x80});
+inline const std::string IDR5 = Nal({0x26, 0x01, 0xAF, 0x09, 0x40, 0xFD, 0x31});
+inline const std::string CRA5 = Nal({0x2A, 0x01, 0xAF, 0x09, 0x40, 0xFD, 0x31});
+inline const std::string P5 = Nal({0x02, 0x01, 0xD0, 0x09, 0x7E, 0x10, 0x61});
+inline const std::string P5_MORE = Nal({0x02, 0x01, 0x50, 0x09, 0x7E, 0x10, 0x61});
+
+/// All that belongs to a key frame.
+inline const std::string WHOLE_IDR = SPS + PPS + SEI + IDR;
+inline const std::string WHOLE_IDR5 = VPS5 + SPS5 + PPS5 + IDR5;
 }  // namespace nal
 
 /// Units of a program stream.
 namespace ps {
-std::string Pack();
-std::string Mpeg1Pack();
-std::string SystemHeader();
-std::string Map(int nStreamType);
+std::string Unit(int nCode, const std::string& strRest);  ///< start code, length, the rest
 std::string Video(const std::string& strPayload);
 std::string OpenVideo(const std::string& strPayload);  ///< no length given
 std::string Mpeg1Video(const std::string& strPayload);
 std::string Audio(std::size_t nSize);
-std::string Padding(std::size_t nSize);
+std::string Map(int nStreamType);
+
+inline const std::string PACK =
+    Bytes({0, 0, 1, 0xBA, 0x44, 0, 4, 0, 4, 1, 1, 0x89, 0xC3, 0xFA, 0xFF, 0xFF});
+inline const std::string MPEG1_PACK = Bytes({0, 0, 1, 0xBA, 0x21, 0, 1, 0, 1, 0x80, 0x1B, 0x91});
+inline const std::string SYSTEM_HEADER =
+    Unit(0xBB, Bytes({0x80, 0x1B, 0x91, 0x04, 0xE1, 0x7F, 0xE0, 0xE0, 0x80}));
 
 /// As a camera sends it: each frame in a pack of its own (system header and map in front of key
 /// frames), in PES packets of at most `nPesSize` payload bytes, then some sound.
-std::string Camera(const std::vector<std::string>& vecFrame, const std::vector<bool>& vecKey,
-                   int nStreamType, std::size_t nPesSize);
+std::string Camera(const std::vector<Part>& vecFrame, int nStreamType, std::size_t nPesSize);
 }  // namespace ps
 
 #endif  // LOCALSTORAGE_TESTS_STREAMPROBE_STREAMS_H
