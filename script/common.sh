@@ -22,3 +22,8 @@ build() {
         return 1
     fi
 }
+
+# number ATTRIBUTE FILE: of all tests, in a report of ctest or GoogleTest.
+number() {
+    grep -m1 -o "$1=\"[0-9]*\"" "$2" | tr -dc 0-9
+}

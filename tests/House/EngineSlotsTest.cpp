@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "House/Host.h"
 #include "House/SlotCalls.h"
+#include "Support/Host.h"
 #include "Support/TempDir.h"
 
 namespace {
@@ -21,9 +21,7 @@ TEST(House, TheEngineWorksThroughItsSlots) {
     EXPECT_FALSE(CallRelease(pEngine));
 
     tagStoreInfo stInfo;
-    pathNode stDir;
-    std::strncpy(stDir.szPath, dir.Path().c_str(), sizeof(stDir.szPath) - 1);
-    stInfo.lsRecDir.push_back(stDir);
+    AddRecordDir(stInfo, dir.Path());
     stInfo.nMaxChannels = 65;
     EXPECT_FALSE(CallInitialize(pEngine, stInfo));
     EXPECT_EQ(CallGetLastError(pEngine), STORAGE_ERROR_PARAM);

@@ -45,7 +45,7 @@ std::vector<int> RunAndKill(const CTempDir& dir, int nFirst, std::chrono::micros
 
 /// The paths of these recordings that no query finds, or that are no files.
 std::vector<std::string> Missing(const CTempDir& dir, const std::set<int>& setNumbers) {
-    CHost host(dir.Path(), dir / "log");
+    CBackupHost host(dir.Path(), dir / "log");
     std::set<std::string> setFound;
     for (int nCamera = 0; nCamera < 3; ++nCamera)
         for (const std::string& strPath : host.Recordings(NumberedCamera(nCamera)))

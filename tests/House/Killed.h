@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "House/Host.h"
+#include "Support/Host.h"
 
 inline std::string NumberedCamera(int nNumber) {
     return nNumber % 3 == 0 ? "front_door" : "cam01_" + std::to_string(nNumber % 3) + "_0";

@@ -14,7 +14,7 @@ int main(int argc, char** argv) {
     if (argc != 4) return 2;
     constexpr int PER_ENGINE = 8;
     for (int nNumber = std::atoi(argv[3]);;) {
-        CHost host(argv[1], argv[2]);
+        CBackupHost host(argv[1], argv[2]);
         for (int n = 0; n < PER_ENGINE; ++n, ++nNumber) {
             const std::string strCamera = NumberedCamera(nNumber);
             const recFileInfo stFile = NumberedFile(nNumber);

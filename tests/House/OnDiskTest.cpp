@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "House/Host.h"
+#include "Support/Host.h"
 #include "Support/TempDir.h"
 
 namespace {
@@ -71,7 +71,7 @@ TEST(OnDisk, TheExampleIsComplete) {
 TEST(OnDisk, TheLibraryReadsTheDocumentedBytes) {
     const CTempDir dir;
     for (const auto& [strPath, strBytes] : DocumentedFiles()) PutFile(dir / strPath, strBytes);
-    CHost host(dir.Path(), dir / "log");
+    CBackupHost host(dir.Path(), dir / "log");
     const std::string strDay = dir / "RecordFile/20240305/";
     EXPECT_THAT(host.Recordings("cam01_1_0"),
                 ElementsAre(strDay + "cam01_1_0/20240305081500_20240305083000_1.mp4"));
@@ -82,7 +82,7 @@ TEST(OnDisk, TheLibraryReadsTheDocumentedBytes) {
 TEST(OnDisk, TheLibraryWritesTheDocumentedBytes) {
     const CTempDir dir;
     {
-        CHost host(dir.Path(), dir / "log");
+        CBackupHost host(dir.Path(), dir / "log");
         ASSERT_TRUE(host.Open("cam01_1_0", Morning()));
         ASSERT_TRUE(host.Open("front_door", Midnight()));
         EXPECT_TRUE(std::filesystem::exists(dir / "RecordFile/index.dirty"));

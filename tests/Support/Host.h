@@ -1,8 +1,7 @@
-// A host as the tests of the whole library need it: one engine through the public interface, its
-// log out of the way.
+// A host as the tests of the whole library need it: one engine through the public interface.
 
-#ifndef LOCALSTORAGE_TESTS_HOUSE_HOST_H
-#define LOCALSTORAGE_TESTS_HOUSE_HOST_H
+#ifndef LOCALSTORAGE_TESTS_SUPPORT_HOST_H
+#define LOCALSTORAGE_TESTS_SUPPORT_HOST_H
 
 #include <algorithm>
 #include <cstring>
@@ -25,23 +24,23 @@ inline tagBlockTime BlockTime(int nYear, int nMonth, int nDay, int nHour = 0, in
     return stTime;
 }
 
-/// A running engine of the remote-backup layout; throws when it cannot start.
+inline void AddRecordDir(tagStoreInfo& stInfo, const std::string& strRecDir) {
+    pathNode stDir;
+    std::strncpy(stDir.szPath, strRecDir.c_str(), sizeof(stDir.szPath) - 1);
+    stInfo.lsRecDir.push_back(stDir);
+}
+
+/// A running engine; throws when it cannot start.
 class CHost {
 public:
-    CHost(const std::string& strRecDir, const std::string& strLogDir) {
+    CHost(tagStoreInfo& stInfo, const std::string& strLogDir) {
         EnableTarget(LOG_TARGET_FILE, strLogDir.c_str(), 0, 1);
-        tagStoreInfo stInfo;
-        pathNode stDir;
-        std::strncpy(stDir.szPath, strRecDir.c_str(), sizeof(stDir.szPath) - 1);
-        stInfo.lsRecDir.push_back(stDir);
         if (!NewLocalStorageClass(&m_pEngine) || !m_pEngine->Initialize(stInfo))
             throw std::runtime_error("the engine does not start");
     }
     ~CHost() { DelLocalStorageClass(&m_pEngine); }
     CHost(const CHost&) = delete;
     CHost& operator=(const CHost&) = delete;
-
-    CLocalStorageInterface& Engine() { return *m_pEngine; }
 
     bool Open(std::string strCamera, recFileInfo stFile) {
         return m_pEngine->OpenChannelRecord(strCamera.data(), nullptr, stFile);
@@ -53,7 +52,8 @@ public:
     bool Close(std::string strCamera, recFileInfo stFile) {
         return m_pEngine->CloseChannelRecord(strCamera.data(), stFile);
     }
-    /// The paths of all recordings of a camera, sorted.
+    int LastError() { return m_pEngine->GetLastError(); }
+    /// The paths of all recordings of a camera, sorted; remote-backup layout.
     std::vector<std::string> Recordings(const std::string& strCamera) {
         recQueryParam stQuery;
         stQuery.stQueryStartTime = BlockTime(1, 1, 1);
@@ -71,4 +71,15 @@ private:
     CLocalStorageInterface* m_pEngine = nullptr;
 };
 
-#endif  // LOCALSTORAGE_TESTS_HOUSE_HOST_H
+/// An engine of the remote-backup layout on one directory.
+class CBackupHost : public CHost {
+public:
+    CBackupHost(const std::string& strRecDir, const std::string& strLogDir)
+        : CBackupHost(tagStoreInfo(), strRecDir, strLogDir) {}
+
+private:
+    CBackupHost(tagStoreInfo&& stInfo, const std::string& strRecDir, const std::string& strLogDir)
+        : CHost((AddRecordDir(stInfo, strRecDir), stInfo), strLogDir) {}
+};
+
+#endif  // LOCALSTORAGE_TESTS_SUPPORT_HOST_H
