@@ -3,6 +3,7 @@
 #ifndef LOCALSTORAGE_TESTS_LOCALSTORAGE_ENGINETEST_H
 #define LOCALSTORAGE_TESTS_LOCALSTORAGE_ENGINETEST_H
 
+#include <algorithm>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -50,13 +51,14 @@ inline recFileInfo Hour(unsigned nDay, unsigned nHour, RecordType enumType = REC
 
 class CEngineTest : public testing::Test {
 protected:
-    static constexpr std::uint64_t ROOM = 10000;  // MiB
+    static constexpr std::uint64_t ROOM = 10000, FULL = 2048;  // MiB
+    static constexpr std::int64_t SECOND = 1000, DAY = 24 * 3600 * SECOND;
 
     CEngineTest() : m_pEngine(std::make_unique<CLocalStorage>()) {
         ClearTrace();
         KeepLines(true);
         m_stInfo.pFunCallback = RecordMessage;
-        m_faults.SetFreeSpace(m_dir.Path(), ROOM);
+        SetRoom(ROOM);
         m_faults.SetTime(Morning());
     }
     ~CEngineTest() override { m_pEngine->Release(); }
@@ -79,19 +81,56 @@ protected:
         ClearTrace();
     }
 
-    bool Open(const std::string& strCamera, recFileInfo stInfo, void* pUser = nullptr) {
-        return m_pEngine->OpenChannelRecord(std::string(strCamera).data(), pUser, stInfo);
+    /// The same on two disks, moving from one to the other.
+    void StartOnTwo(LocalStorageType enumType = LOCAL_STORAGE_REMOTE_BACKUP) {
+        AddDisk("1");
+        AddDisk("2");
+        m_stInfo.bCycWrite = true;
+        Start(enumType);
+    }
+    /// Stops the engine, for a start with other settings.
+    void Stop() {
+        m_pEngine->Release();
+        m_stInfo = tagStoreInfo();
+        m_stInfo.pFunCallback = RecordMessage;
+    }
+
+    void SetRoom(std::uint64_t nMiB, const std::string& strDisk = "") {
+        m_faults.SetFreeSpace(m_dir / strDisk, nMiB);
+    }
+    /// Runs a disk check, through a picture. What was said until the picture's turn came.
+    Trace CheckDisk() {
+        char szPath[LOCALSTORAGE_PATH_SIZE];
+        Said();
+        m_pEngine->WriteImage("check", "", 0, szPath);
+        Trace lsSaid = Said();
+        const auto itRefused = std::find_if(lsSaid.begin(), lsSaid.end(), [](const auto& strLine) {
+            return strLine.find("WriteImage]") != std::string::npos;
+        });
+        if (itRefused == lsSaid.end()) return lsSaid;
+        const bool bToldHost = itRefused->find("pFunCallback") != std::string::npos;
+        return Trace(lsSaid.begin(), itRefused - bToldHost);
+    }
+    /// The same on a full disk, which has room again afterwards.
+    Trace CheckFullDisk() {
+        SetRoom(FULL);
+        Trace lsSaid = CheckDisk();
+        SetRoom(ROOM);
+        return lsSaid;
+    }
+
+    bool Open(const std::string& strCamera, recFileInfo stInfo) {
+        static char s_szUser[] = "user";
+        return m_pEngine->OpenChannelRecord(std::string(strCamera).data(), s_szUser, stInfo);
     }
     bool Close(const std::string& strCamera, recFileInfo stInfo) {
         return m_pEngine->CloseChannelRecord(std::string(strCamera).data(), stInfo);
     }
+    static constexpr unsigned HEADER = 1;  // type of data
     bool Write(const std::string& strCamera, recFileInfo stInfo, std::string strData,
                unsigned nDataType = 0) {
         return m_pEngine->WriteData(std::string(strCamera).data(), nDataType, strData.data(),
                                     static_cast<unsigned>(strData.size()), stInfo);
-    }
-    bool WriteHeader(const std::string& strCamera, recFileInfo stInfo, const std::string& strHead) {
-        return Write(strCamera, stInfo, strHead, 1);
     }
     /// A whole recording with this content.
     void Record(const std::string& strCamera, const recFileInfo& stInfo,
@@ -119,9 +158,9 @@ protected:
 
     Trace Said() { return TakeTrace(m_dir.Path()); }
     bool Exists(const std::string& strPath) const { return std::filesystem::exists(strPath); }
-    /// The content of every record file below the disks, in the order of their paths.
-    std::vector<std::string> RecordFiles() const {
-        std::vector<std::string> lsPath;
+    /// Every record file below the disks, in the order of their paths.
+    Trace RecordFiles() const {
+        Trace lsPath;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(m_dir.Path()))
             if (entry.path().extension() == ".mp4") lsPath.push_back(entry.path());
         std::sort(lsPath.begin(), lsPath.end());

@@ -5,36 +5,30 @@
 #include "LocalStorage/EngineTest.h"
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 
-TEST(Factory, RefusesNullAndNullEngine) {
+TEST(Factory, RefusesNullAndLeavesTheCallersPointer) {
     ClearTrace();
     EXPECT_EQ(NewLocalStorageClass(nullptr), 0);
     EXPECT_EQ(DelLocalStorageClass(nullptr), 0);
-    CLocalStorageInterface* pNone = nullptr;
-    EXPECT_EQ(DelLocalStorageClass(&pNone), 0);
-    EXPECT_EQ(pNone, nullptr);
+    CLocalStorageInterface* pEngine = nullptr;
+    EXPECT_EQ(DelLocalStorageClass(&pEngine), 0);
+    EXPECT_EQ(NewLocalStorageClass(&pEngine), 1);
+    CLocalStorageInterface* const pBefore = pEngine;
+    EXPECT_EQ(DelLocalStorageClass(&pEngine), 1);
+    EXPECT_EQ(pEngine, pBefore);
     EXPECT_THAT(TakeTrace("$"),
                 ElementsAre("[wtb][NewLocalStorageClass] return false, NULL == ppLocalStorage",
                             "[wtb][DelLocalStorageClass] return false, NULL == ppLocalStorage",
                             "[wtb][DelLocalStorageClass] return false, NULL == *ppLocalStorage",
-                            "-> log stopped"));
-}
-
-TEST(Factory, CallersPointerKeepsItsValue) {
-    CLocalStorageInterface* pEngine = nullptr;
-    ASSERT_EQ(NewLocalStorageClass(&pEngine), 1);
-    CLocalStorageInterface* const pBefore = pEngine;
-    EXPECT_EQ(pEngine->GetLastError(), 0);
-    ClearTrace();
-    EXPECT_EQ(DelLocalStorageClass(&pEngine), 1);
-    EXPECT_EQ(pEngine, pBefore);
-    EXPECT_THAT(TakeTrace("$"),
-                ElementsAre("[wtb][CLocalStorage::Release] not initialized",
+                            "-> log stopped", "[wtb][NewLocalStorageClass] return true",
+                            "[wtb][CLocalStorage::Release] not initialized",
                             "[wtb][DelLocalStorageClass] return true", "-> log stopped"));
 }
 
-class Lifecycle : public CEngineTest {};
+class Lifecycle : public CEngineTest {
+protected:
+    const std::string m_strTag = "[wtb][CLocalStorage::Initialize] ";
+};
 
 TEST_F(Lifecycle, ChecksTheBounds) {
     const struct {
@@ -54,20 +48,27 @@ TEST_F(Lifecycle, ChecksTheBounds) {
         EXPECT_EQ(m_pEngine->GetLastError(), stCase.bOk ? 0 : -20);
         m_pEngine->Release();
     }
-    ClearTrace();
-    m_stInfo = tagStoreInfo();
+    Stop();
+    Said();
     EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
-    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::Initialize] param error,             "
-                                    "nMaxChannels [0], nFileSize [256], lsRecDir.size() [0], "
-                                    "enumStreamType [0], bAnalyze [0]"));
+    EXPECT_THAT(Said(), ElementsAre(m_strTag + "param error,             nMaxChannels [0], "
+                                               "nFileSize [256], lsRecDir.size() [0], "
+                                               "enumStreamType [0], bAnalyze [0]"));
 }
 
-TEST_F(Lifecycle, StartsOnceAndStopsOnce) {
+TEST_F(Lifecycle, StartsOnceAndStopsOnceQuietly) {
     AddDisk();
     EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
     EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
-    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::Initialize] first disk path [$/1/]",
-                                    "[wtb][CLocalStorage::Initialize] already initialized"));
+    EXPECT_THAT(Said(),
+                ElementsAre(m_strTag + "first disk path [$/1/]", m_strTag + "already initialized"));
+    CLocalStorage other;
+    EXPECT_FALSE(other.Initialize(m_stInfo));  // one engine per directory
+    EXPECT_EQ(other.GetLastError(), -2);
+
+    ASSERT_TRUE(Open("cam01", Hour(5, 8)));
+    ASSERT_TRUE(Write("cam01", Hour(5, 8), "abc"));
+    Said();
     EXPECT_TRUE(m_pEngine->Release());
     EXPECT_FALSE(m_pEngine->Release());
     EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::Release] close all opened channel",
@@ -75,71 +76,54 @@ TEST_F(Lifecycle, StartsOnceAndStopsOnce) {
                                     "[wtb][CLocalStorage::Release] success",
                                     "[wtb][CLocalStorage::Release] not initialized"));
     EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_FALSE(Write("cam01", Hour(5, 8), "abc"));  // its channel is gone, its file is not
+    EXPECT_EQ(GetFile(RecordFiles().at(0)), "abc");
 }
 
 TEST_F(Lifecycle, FullDisksAreNoError) {
-    m_faults.SetFreeSpace(m_dir.Path(), 2048);
-    AddDisk();
-    AddDisk("2");
-    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
-    EXPECT_THAT(Said(), ElementsAre(testing::_,
-                                    "[wtb][CLocalStorage::Initialize] disk full, "
-                                    "m_strCurRecDir [$/1/], bCycWrite [0]"));
-    m_pEngine->Release();
-    Said();
-    m_stInfo.bCycWrite = true;
-    m_stInfo.bAutoDelete = false;
-    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
-    EXPECT_THAT(Said(), ElementsAre(testing::_,
-                                    "[wtb][CLocalStorage::Initialize] disk full, bCycWrite [1]"));
-    // The first directory is current all the same.
-    EXPECT_FALSE(Open("cam01", Hour(5, 8)));
-    EXPECT_THAT(Said().back(), HasSubstr("IsDiskFull, m_strCurRecDir [$/1/]"));
+    SetRoom(FULL);
+    for (const bool bCycWrite : {false, true}) {
+        m_stInfo.bCycWrite = bCycWrite;
+        m_stInfo.bAutoDelete = false;
+        AddDisk("1");
+        AddDisk("2");
+        EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+        EXPECT_EQ(Said().at(1), m_strTag + (bCycWrite ? "disk full, bCycWrite [1]"
+                                                      : "disk full, m_strCurRecDir [$/1/], "
+                                                        "bCycWrite [0]"));
+        // The first directory is current all the same.
+        EXPECT_FALSE(Open("cam01", Hour(5, 8)));
+        EXPECT_THAT(Said().back(), testing::HasSubstr("IsDiskFull, m_strCurRecDir [$/1/]"));
+        Stop();
+        Said();
+    }
 }
 
 TEST_F(Lifecycle, NewDirectoriesAreMadeAndUsed) {
     m_stInfo.bCycWrite = true;
-    pathNode node;
-    std::snprintf(node.szPath, sizeof(node.szPath), "%s", (m_dir / "new/deep").c_str());
-    m_stInfo.lsRecDir.push_back(node);
+    AddDisk("new/deep");
+    std::filesystem::remove_all(m_dir / "new");
     Start();
     Record("cam01", Hour(5, 8));
-    EXPECT_TRUE(Exists(m_dir / "new/deep/RecordFile/20240305/cam01/"
-                               "20240305080000_20240305090000_1.mp4"));
+    EXPECT_THAT(RecordFiles(), ElementsAre(m_dir / "new/deep/RecordFile/20240305/cam01/"
+                                                   "20240305080000_20240305090000_1.mp4"));
 }
 
 TEST_F(Lifecycle, TellsWhyItCannotStart) {
+    const struct {
+        unsigned nThread;  // the one that cannot be made; the first is the index's
+        int nError;
+        const char* pText;
+    } CASES[] = {{2, -4, "create disk check thread fail"}, {1, -2, "m_pIndexMgr->Initialize fail"}};
     AddDisk();
-    m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN).From(2);  // the first is the index's
-    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
-    EXPECT_EQ(m_pEngine->GetLastError(), -4);
-    EXPECT_EQ(Said().back(), "[wtb][CLocalStorage::Initialize] create disk check thread fail");
-    m_faults.ClearRules();
-
-    m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN);
-    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
-    EXPECT_EQ(m_pEngine->GetLastError(), -2);
-    EXPECT_EQ(Said().back(), "[wtb][CLocalStorage::Initialize] m_pIndexMgr->Initialize fail");
-    m_faults.ClearRules();
+    for (const auto& stCase : CASES) {
+        m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN).From(stCase.nThread);
+        EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
+        EXPECT_EQ(m_pEngine->GetLastError(), stCase.nError);
+        EXPECT_EQ(Said().back(), m_strTag + stCase.pText);
+        m_faults.ClearRules();
+    }
     EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
-}
-
-TEST_F(Lifecycle, OneEnginePerDirectory) {
-    Start();
-    CLocalStorage other;
-    EXPECT_FALSE(other.Initialize(m_stInfo));
-    EXPECT_EQ(other.GetLastError(), -2);
-}
-
-TEST_F(Lifecycle, ReleaseClosesChannelsQuietly) {
-    Start();
-    ASSERT_TRUE(Open("cam01", Hour(5, 8)));
-    ASSERT_TRUE(Write("cam01", Hour(5, 8), "abc"));
-    Said();
-    EXPECT_TRUE(m_pEngine->Release());
-    EXPECT_EQ(PathsOf(MESSAGEVALUE_CLOSEFILE), Trace());
-    EXPECT_FALSE(Write("cam01", Hour(5, 8), "abc"));
-    EXPECT_EQ(GetFile(RecordFiles().at(0)), "abc");
 }
 
 TEST_F(Lifecycle, NothingWorksBeforeTheStart) {

@@ -23,7 +23,7 @@ protected:
 
     /// One disk check with a mebibyte less room for every file on a disk. All the rest of the time
     /// there is room, so that the engine's own thread finds nothing to do while a test looks.
-    void CheckDisk() {
+    void CheckDisks() {
         for (const std::string& strDisk : m_lsDisk) {
             const auto nFiles = std::count_if(
                 m_setLive.begin(), m_setLive.end(),
@@ -94,7 +94,7 @@ protected:
             m_faults.AdvanceTime(24LL * 3600 * 1000 / FILES_PER_DAY);
             UpdateFromMessages();
             const auto nBefore = m_nDeleted;
-            CheckDisk();
+            CheckDisks();
             UpdateFromMessages();
             if (m_nDeleted == nBefore) continue;
             ++nPasses;

@@ -1,43 +1,40 @@
-// Opening and closing recordings, in both layouts.
+// Opening, closing and finding recordings, in both layouts.
 
 #include <cerrno>
 
 #include "LocalStorage/EngineTest.h"
 
-using testing::Each;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
-class OpenClose : public CEngineTest {};
+class OpenClose : public CEngineTest {
+protected:
+    void ExpectRefused(const std::string& strCamera, const recFileInfo& stInfo, int nError) {
+        EXPECT_FALSE(Open(strCamera, stInfo)) << strCamera;
+        EXPECT_EQ(m_pEngine->GetLastError(), nError) << strCamera;
+    }
+
+    const std::string m_strTag = "[wtb][CLocalStorage::OpenChannelRecord] ";
+    const std::string m_strDay = Disk() + "RecordFile/20240305/";
+    const std::string m_strFile = m_strDay + "cam01/20240305080000_20240305090000_1.mp4";
+};
 
 TEST_F(OpenClose, TellsTheHostInOrder) {
     Start();
-    int nUser = 0;
-    ASSERT_TRUE(Open("cam01", Hour(5, 8), &nUser));
-    ASSERT_TRUE(Close("cam01", Hour(5, 8)));
-    const std::string strFile = "$/1/RecordFile/20240305/cam01/20240305080000_20240305090000_1.mp4";
-    EXPECT_THAT(Said(), ElementsAre("-> 3 cam01 " + strFile,
-                                    "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback "
-                                    "MESSAGEVALUE_CREATEFILE, strRecFilePath[" +
-                                        strFile + "]",
-                                    "-> 5 cam01 " + strFile,
-                                    "[wtb][CLocalStorage::CloseChannelRecord] pFunCallback "
-                                    "MESSAGEVALUE_CLOSEFILE, strCameraID [cam01]"));
-    for (const HostMessage& stMessage : Messages()) {
-        EXPECT_EQ(stMessage.nLength, 396u);
-        EXPECT_EQ(stMessage.pUser, &nUser);
-        EXPECT_EQ(stMessage.strTime, "20240305080000");
-    }
+    EXPECT_TRUE(Open("cam01", Hour(5, 8)));
+    m_faults.AdvanceTime(SECOND);
+    EXPECT_TRUE(Close("cam01", Hour(5, 8)));
     EXPECT_EQ(m_pEngine->GetLastError(), 0);
-}
-
-TEST_F(OpenClose, WorksWithoutACallback) {
-    m_stInfo.pFunCallback = nullptr;
-    Start();
-    Record("cam01", Hour(5, 8));
-    EXPECT_THAT(Said(), IsEmpty());
-    EXPECT_THAT(RecordFiles(), testing::SizeIs(1));
+    const std::string strFile = "$" + m_strFile.substr(m_dir.Path().size());
+    EXPECT_THAT(
+        Said(),
+        ElementsAre(
+            "-> 3 cam01 " + strFile + " 20240305080000 [396] user",
+            m_strTag + "pFunCallback MESSAGEVALUE_CREATEFILE, strRecFilePath[" + strFile + "]",
+            "-> 5 cam01 " + strFile + " 20240305080001 [396] user",
+            "[wtb][CLocalStorage::CloseChannelRecord] pFunCallback MESSAGEVALUE_CLOSEFILE, "
+            "strCameraID [cam01]"));
 }
 
 TEST_F(OpenClose, RefusesBadRequests) {
@@ -47,82 +44,61 @@ TEST_F(OpenClose, RefusesBadRequests) {
     EXPECT_EQ(m_pEngine->GetLastError(), -20);
     EXPECT_FALSE(m_pEngine->CloseChannelRecord(nullptr, stInfo));
     EXPECT_FALSE(Close("cam01", stInfo));
-    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::OpenChannelRecord] NULL == pCameraID",
+    stInfo.stEndTime = Time(5, 7);
+    ExpectRefused("cam01", stInfo, -20);
+    EXPECT_THAT(Said(), ElementsAre(m_strTag + "NULL == pCameraID",
                                     "[wtb][CLocalStorage::CloseChannelRecord] NULL == pCameraID",
                                     "[wtb][CLocalStorage::CloseChannelRecord] IsRecordChannelExist "
-                                    "fail, strMapID [cam01_20240305080000_20240305090000_1.mp4]"));
-
-    stInfo.stEndTime = stInfo.stStartTime;
-    stInfo.stStartTime.bySecond = 1;
-    EXPECT_FALSE(Open("cam01", stInfo));
-    EXPECT_EQ(m_pEngine->GetLastError(), -20);
-    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::OpenChannelRecord] rec file time error, "
-                                    "strMapID [cam01_20240305080001_20240305080000_1.mp4]"));
-    stInfo.stStartTime.bySecond = 0;
-    EXPECT_TRUE(Open("cam01", stInfo));  // equal times are fine
-
+                                    "fail, strMapID [cam01_20240305080000_20240305090000_1.mp4]",
+                                    m_strTag + "rec file time error, strMapID "
+                                               "[cam01_20240305080000_20240305070000_1.mp4]"));
     stInfo.stEndTime.wYear = 10000;
-    EXPECT_FALSE(Open("cam02", stInfo));
+    ExpectRefused("cam01", stInfo, -20);
     stInfo = Hour(5, 8);
     stInfo.stStartTime.bySecond = 100;
-    EXPECT_FALSE(Open("cam02", stInfo));
-    EXPECT_EQ(m_pEngine->GetLastError(), -20);
-    EXPECT_THAT(RecordFiles(), testing::SizeIs(1));
+    ExpectRefused("cam01", stInfo, -20);
+    EXPECT_THAT(RecordFiles(), IsEmpty());
+    stInfo.stStartTime = stInfo.stEndTime;
+    EXPECT_TRUE(Open("cam01", stInfo));  // equal times are fine
 }
 
 TEST_F(OpenClose, OneChannelAtATimePerKey) {
     Start();
     ASSERT_TRUE(Open("cam01", Hour(5, 8)));
     Said();
-    EXPECT_FALSE(Open("cam01", Hour(5, 8)));
-    EXPECT_EQ(m_pEngine->GetLastError(), -13);
-    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::OpenChannelRecord] IsRecordChannelExist, "
-                                    "strMapID [cam01_20240305080000_20240305090000_1.mp4]"));
+    ExpectRefused("cam01", Hour(5, 8), -13);
+    EXPECT_THAT(Said(), ElementsAre(m_strTag + "IsRecordChannelExist, strMapID "
+                                               "[cam01_20240305080000_20240305090000_1.mp4]"));
     EXPECT_TRUE(Open("cam01", Hour(5, 9)));
     EXPECT_TRUE(Open("cam01", Hour(5, 8, RECORD_TYPE_2)));
     m_pEngine->Release();
 
     Start(LOCAL_STORAGE_CLIENT);
     ASSERT_TRUE(Open("cam01", Hour(5, 8)));
-    EXPECT_FALSE(Open("cam01", Hour(6, 9)));
-    EXPECT_EQ(m_pEngine->GetLastError(), -13);
+    ExpectRefused("cam01", Hour(6, 9), -13);
 }
 
 TEST_F(OpenClose, CameraIdentifiers) {
     const std::string strLong(63, 'x');
     const struct {
-        std::string strCamera;
-        bool bBackup, bClient;
+        LocalStorageType enumType;
+        std::vector<std::string> lsTaken, lsRefused;
     } CASES[] = {
-        {"cam_1_0", true, true},
-        {"cam01", true, true},
-        {"a_b_1_0", true, true},
-        {"x_-1_2", true, true},
-        {strLong, true, true},
-        {strLong + "x", false, false},
-        {"cam_01_2", false, true},
-        {"cam_1_256", false, true},
-        {"cam_70000_1", false, true},
-        {"", false, false},
-        {".", false, false},
-        {"..", false, false},
-        {"../../etc", false, false},
-        {"a\\b", false, false},
-        {"a\nb", false, false},
-        {"...", true, true},
-        {"K\xC3\xBC"
-         "che",
-         true, true},
+        {LOCAL_STORAGE_REMOTE_BACKUP,
+         {"cam_1_0", "cam01", "a_b_1_0", "x_-1_2", "...", "K\xC3\xBC\x63he", strLong},
+         {"cam_01_2", "cam_1_256", "cam_70000_1", strLong + "x", "", ".", "..", "../../etc", "a\\b",
+          "a\nb"}},
+        {LOCAL_STORAGE_CLIENT,
+         {"cam01", "cam_01_2", "cam_1_256"},
+         {strLong + "x", "", "..", "a/b"}},
     };
-    for (const auto enumType : {LOCAL_STORAGE_REMOTE_BACKUP, LOCAL_STORAGE_CLIENT}) {
-        Start(enumType);
-        for (const auto& stCase : CASES) {
-            const bool bOk = enumType == LOCAL_STORAGE_CLIENT ? stCase.bClient : stCase.bBackup;
-            EXPECT_EQ(Open(stCase.strCamera, Hour(5, 8)), bOk) << stCase.strCamera;
-            EXPECT_EQ(m_pEngine->GetLastError(), bOk ? 0 : -20) << stCase.strCamera;
-        }
-        EXPECT_THAT(LinesWith("camera identifier refused"),
-                    testing::SizeIs(enumType == LOCAL_STORAGE_CLIENT ? 7 : 10));
+    for (const auto& stCase : CASES) {
+        Start(stCase.enumType);
+        for (const std::string& strCamera : stCase.lsTaken)
+            EXPECT_TRUE(Open(strCamera, Hour(5, 8))) << strCamera;
+        for (const std::string& strCamera : stCase.lsRefused)
+            ExpectRefused(strCamera, Hour(5, 8), -20);
+        EXPECT_THAT(LinesWith("camera identifier refused"), SizeIs(stCase.lsRefused.size()));
         m_pEngine->Release();
     }
 }
@@ -131,90 +107,76 @@ TEST_F(OpenClose, RefusesPathsThatTheHostCouldNotRead) {
     // The longest record directory whose recordings of a 20-byte camera have paths of 259 bytes.
     const std::size_t nTail = std::string("RecordFile/20240305//").size() + 20 + 35;
     const std::size_t nName = 259 - nTail - m_dir.Path().size() - 2;
-    const std::string strFits(nName, 'd');
-    AddDisk(strFits);
-    Start();
-    EXPECT_TRUE(Open(std::string(20, 'c'), Hour(5, 8)));
-    EXPECT_EQ(Messages().at(0).strPath.size(), 259u);
-    EXPECT_FALSE(Open(std::string(21, 'c'), Hour(5, 8)));
-    EXPECT_EQ(m_pEngine->GetLastError(), -20);
-    EXPECT_THAT(LinesWith("path too long"), testing::SizeIs(1));
-    EXPECT_FALSE(Exists(Disk(strFits) + "RecordFile/20240305/" + std::string(21, 'c')));
-}
-
-TEST_F(OpenClose, ChecksThePathAgainAfterAMoveToAnotherDisk) {
-    AddDisk("short");
-    AddDisk(std::string(200, 'd'));
+    AddDisk("1");
+    AddDisk(std::string(nName, 'd'));
     m_stInfo.bCycWrite = true;
     Start();
-    m_faults.SetFreeSpace(Disk("short"), 0);
-    EXPECT_FALSE(Open("cam01", Hour(5, 8)));
-    EXPECT_EQ(m_pEngine->GetLastError(), -20);
-    EXPECT_THAT(RecordFiles(), IsEmpty());
+    SetRoom(FULL, "1");  // so the path grows after it was looked at
+    ExpectRefused(std::string(21, 'c'), Hour(5, 8), -20);
+    ExpectRefused(std::string(21, 'c'), Hour(5, 8), -20);
+    EXPECT_THAT(LinesWith("path too long"), SizeIs(2));
+    EXPECT_TRUE(Open(std::string(20, 'c'), Hour(5, 8)));
+    EXPECT_EQ(Messages().back().strPath.size(), 259u);
+    EXPECT_THAT(RecordFiles(), SizeIs(1));
 }
 
 TEST_F(OpenClose, ContinuesExistingFilesOnlyWhenAsked) {
     Start();
     recFileInfo stInfo = Hour(5, 8);
     stInfo.bOpenFlag = true;
-    EXPECT_FALSE(Open("cam01", stInfo));
-    EXPECT_EQ(m_pEngine->GetLastError(), -14);
-    EXPECT_THAT(Said().back(), HasSubstr("OSL_OpenFile fail, strRecFilePath[$/1/RecordFile/"));
+    ExpectRefused("cam01", stInfo, -14);
+    EXPECT_THAT(Said(), ElementsAre(m_strTag + "OSL_OpenFile fail, strRecFilePath[$" +
+                                    m_strFile.substr(m_dir.Path().size()) + "]"));
     Record("cam01", Hour(5, 8), "one ");
     Record("cam01", stInfo, "two");
-    EXPECT_EQ(GetFile(RecordFiles().at(0)), "one two");
+    EXPECT_EQ(GetFile(m_strFile), "one two");
     Record("cam01", Hour(5, 8), "three");
-    EXPECT_EQ(GetFile(RecordFiles().at(0)), "three");
+    EXPECT_EQ(GetFile(m_strFile), "three");
 }
 
 TEST_F(OpenClose, NeverThroughALink) {
     Start();
-    const std::string strDir = Disk() + "RecordFile/20240305/cam01/";
     PutFile(m_dir / "target", "precious");
-    std::filesystem::create_directories(strDir);
-    std::filesystem::create_symlink(m_dir / "target",
-                                    strDir + "20240305080000_20240305090000_1.mp4");
-    EXPECT_FALSE(Open("cam01", Hour(5, 8)));
-    EXPECT_EQ(m_pEngine->GetLastError(), -14);
+    std::filesystem::create_directories(m_strDay + "cam01");
+    std::filesystem::create_symlink(m_dir / "target", m_strFile);
+    ExpectRefused("cam01", Hour(5, 8), -14);
     EXPECT_EQ(GetFile(m_dir / "target"), "precious");
 }
 
 TEST_F(OpenClose, ClientFilesOfOneSecondGetNamesOfTheirOwn) {
     Start(LOCAL_STORAGE_CLIENT);
     for (const char* pContent : {"one", "two", "three"}) Record("cam01", Hour(1, 1), pContent);
-    Record("cam02", Hour(1, 1), "other");
-    const std::string strDay = Disk() + "RecordFile/20240305/";
-    EXPECT_THAT(
-        RecordFiles(),
-        ElementsAre(strDay + "cam01/20240305_080000.mp4", strDay + "cam01/20240305_080001.mp4",
-                    strDay + "cam01/20240305_080002.mp4", strDay + "cam02/20240305_080000.mp4"));
-    EXPECT_EQ(GetFile(strDay + "cam01/20240305_080000.mp4"), "one");
+    Record("cam02", Hour(1, 1));
+    EXPECT_THAT(RecordFiles(), ElementsAre(m_strDay + "cam01/20240305_080000.mp4",
+                                           m_strDay + "cam01/20240305_080001.mp4",
+                                           m_strDay + "cam01/20240305_080002.mp4",
+                                           m_strDay + "cam02/20240305_080000.mp4"));
+    EXPECT_EQ(GetFile(RecordFiles().at(0)), "one");
 }
 
 TEST_F(OpenClose, AFolderThatVanishesIsMadeAgain) {
     Start();
-    const std::string strDir = Disk() + "RecordFile/20240305/cam01";
-    m_faults.Before(Op::Open, Ends(".mp4"), [&] { std::filesystem::remove(strDir); }).Times(3);
+    const auto Vanish = [&] { std::filesystem::remove(m_strDay + "cam01"); };
+    m_faults.Before(Op::Open, Ends(".mp4"), Vanish).Times(3);
     EXPECT_TRUE(Open("cam01", Hour(5, 8)));
-    m_faults.ClearRules();
-    m_faults.Before(Op::Open, Ends(".mp4"), [&] { std::filesystem::remove(strDir); });
-    Close("cam01", Hour(5, 8));
-    std::filesystem::remove_all(strDir);
-    EXPECT_FALSE(Open("cam01", Hour(5, 8)));  // and ends all the same
+    m_faults.Before(Op::Open, Ends("_2.mp4"), [&] { std::filesystem::remove_all(m_strDay); });
+    EXPECT_FALSE(Open("cam01", Hour(5, 8, RECORD_TYPE_2)));  // and ends all the same
 }
 
 TEST_F(OpenClose, FindsRecordingsByCameraTypeAndTime) {
-    Start();
+    Start(static_cast<LocalStorageType>(7));  // counts as backup
     Record("cam01", Hour(5, 8));
     Record("cam01", Hour(5, 10, RECORD_TYPE_2));
     Record("cam02", Hour(5, 8, static_cast<RecordType>(9)));
-    const std::string strDay = Disk() + "RecordFile/20240305/";
-    const std::string strFirst = strDay + "cam01/20240305080000_20240305090000_1.mp4";
+    ASSERT_TRUE(Open("cam_1_0", Hour(5, 8)));
+    m_pEngine->Release();
+    Start();
     EXPECT_THAT(Find("cam01", Time(5, 0), Time(6, 0)),
-                ElementsAre(strFirst, strDay + "cam01/20240305100000_20240305110000_2.mp4"));
-    EXPECT_THAT(Find("cam01", Time(5, 0), Time(6, 0), RECORD_TYPE_1), ElementsAre(strFirst));
+                ElementsAre(m_strFile, m_strDay + "cam01/20240305100000_20240305110000_2.mp4"));
+    EXPECT_THAT(Find("cam01", Time(5, 0), Time(6, 0), RECORD_TYPE_1), ElementsAre(m_strFile));
     EXPECT_THAT(Find("cam02", Time(5, 8), Time(5, 8, 1)),
-                ElementsAre(strDay + "cam02/20240305080000_20240305090000_0.mp4"));
+                ElementsAre(m_strDay + "cam02/20240305080000_20240305090000_0.mp4"));
+    EXPECT_THAT(Find("cam_1_0", Time(5, 0), Time(6, 0)), SizeIs(1));  // was open at the end
     EXPECT_THAT(Find("cam01", Time(5, 9), Time(5, 10)), IsEmpty());
     EXPECT_THAT(Find("cam_01_2", Time(5, 0), Time(6, 0)), IsEmpty());
     Said();
@@ -224,20 +186,4 @@ TEST_F(OpenClose, FindsRecordingsByCameraTypeAndTime) {
     EXPECT_THAT(Said(),
                 ElementsAre("[wtb][CLocalStorage::QueryRecFile] stQueryStartTime > stQueryEndTime",
                             "[wtb][CLocalStorage::QueryRecFile] NULL == ppRecFileList"));
-}
-
-TEST_F(OpenClose, FindsRecordingsAfterARestart) {
-    Start();
-    Record("cam01", Hour(5, 8));
-    ASSERT_TRUE(Open("cam_1_0", Hour(5, 8)));
-    m_pEngine->Release();
-    Start();
-    EXPECT_THAT(Find("cam01", Time(5, 0), Time(6, 0)), testing::SizeIs(1));
-    EXPECT_THAT(Find("cam_1_0", Time(5, 0), Time(6, 0)), testing::SizeIs(1));
-}
-
-TEST_F(OpenClose, StorageTypesAboveOneCountAsBackup) {
-    Start(static_cast<LocalStorageType>(7));
-    Record("cam01", Hour(5, 8));
-    EXPECT_THAT(Find("cam01", Time(5, 0), Time(6, 0)), testing::SizeIs(1));
 }

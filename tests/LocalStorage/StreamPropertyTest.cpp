@@ -48,14 +48,11 @@ protected:
         ClearTrace();
         const recFileInfo stFile = Hour(5, 8);
         EXPECT_TRUE(Open("cam01", stFile));
-        EXPECT_TRUE(CEngineTest::WriteHeader("cam01", stFile, HEAD));
-        char szCamera[] = "cam01";
-        recFileInfo stInfo = stFile;
-        std::string strPiece;
-        for (std::size_t nPos = 0, nTurn = 0; nPos < strStream.size(); nPos += strPiece.size()) {
-            strPiece = strStream.substr(nPos, vecSize[nTurn++ % vecSize.size()]);
-            EXPECT_TRUE(m_pEngine->WriteData(szCamera, 0, strPiece.data(),
-                                             static_cast<unsigned>(strPiece.size()), stInfo));
+        EXPECT_TRUE(Write("cam01", stFile, HEAD, HEADER));
+        for (std::size_t nPos = 0, nTurn = 0; nPos < strStream.size();) {
+            const std::string strPiece = strStream.substr(nPos, vecSize[nTurn++ % vecSize.size()]);
+            EXPECT_TRUE(Write("cam01", stFile, strPiece));
+            nPos += strPiece.size();
         }
         EXPECT_TRUE(Close("cam01", stFile));
         std::vector<std::string> lsContent;

@@ -5,24 +5,37 @@
 #include "LocalStorage/EngineTest.h"
 
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 class StreamWriting : public CEngineTest {
 protected:
     static constexpr std::size_t MIB = 1 << 20;
 
-    /// A client-layout recording of 1 MiB files.
-    void StartClient() {
+    void StartOpened() {
+        Start();
+        ASSERT_TRUE(Open("cam01", m_stFile));
+        Said();
+    }
+    /// In the client layout, a second after a file of 1 MiB became full.
+    void StartBeforeSwitch() {
         m_stInfo.nFileSize = 1;
         Start(LOCAL_STORAGE_CLIENT);
         ASSERT_TRUE(Open("cam01", m_stFile));
-        ASSERT_TRUE(WriteHeader("cam01", m_stFile, "HEAD"));
+        ASSERT_TRUE(WriteHeader("HEAD"));
+        ASSERT_TRUE(WritePiece(std::string(MIB, 'a')));
+        m_faults.AdvanceTime(SECOND);
+        Said();
+    }
+    bool WriteHeader(const std::string& strHead) {
+        return Write("cam01", m_stFile, strHead, HEADER);
     }
     bool WritePiece(const std::string& strData) { return Write("cam01", m_stFile, strData); }
+    /// What lies in the n-th file.
+    std::string File(std::size_t n = 0) const { return GetFile(RecordFiles().at(n)); }
 
     recFileInfo m_stFile = Hour(5, 8);
+    const std::string m_strDay = "$/1/RecordFile/20240305/cam01/";
+    const std::string m_strSwitch = "[wtb][CLocalStorage::SwitchRecFile] ";
 };
 
 TEST_F(StreamWriting, RefusesWhatItCannotPlace) {
@@ -37,178 +50,135 @@ TEST_F(StreamWriting, RefusesWhatItCannotPlace) {
                                     "strCameraID [cam01]"));
 }
 
-TEST_F(StreamWriting, WritesPiecesAsTheyCome) {
-    Start();
-    ASSERT_TRUE(Open("cam01", m_stFile));
-    Said();
-    EXPECT_TRUE(WritePiece("before "));
-    EXPECT_TRUE(WriteHeader("cam01", m_stFile, "HEAD"));
-    EXPECT_TRUE(WriteHeader("cam01", m_stFile, "HEAD"));
-    EXPECT_TRUE(WriteHeader("cam01", m_stFile, "OTHER"));
-    EXPECT_TRUE(WritePiece(" after"));
+TEST_F(StreamWriting, WritesPiecesAsTheyComeAndTheFirstHeader) {
+    m_stInfo.nFileSize = 1;  // for the client layout only
+    StartOpened();
+    EXPECT_TRUE(WritePiece(std::string(MIB, 'x')));
+    EXPECT_FALSE(WriteHeader(std::string(129, 'h')));
+    EXPECT_TRUE(WriteHeader(std::string(128, 'h')));
+    EXPECT_TRUE(WriteHeader("OTHER"));
+    EXPECT_TRUE(WritePiece("after"));
     EXPECT_TRUE(WritePiece(""));
-    EXPECT_EQ(GetFile(RecordFiles().at(0)), "before HEAD after");
-    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::WriteData] write head, nWritten [4], "
-                                    "strCameraID [cam01]"));
-}
-
-TEST_F(StreamWriting, HeadersFitOrAreRefused) {
-    Start();
-    ASSERT_TRUE(Open("cam01", m_stFile));
-    EXPECT_FALSE(WriteHeader("cam01", m_stFile, std::string(129, 'h')));
-    EXPECT_TRUE(WriteHeader("cam01", m_stFile, std::string(128, 'h')));
-    EXPECT_EQ(GetFile(RecordFiles().at(0)), std::string(128, 'h'));
-    EXPECT_THAT(LinesWith("head too long"), SizeIs(1));
+    EXPECT_EQ(File(), std::string(MIB, 'x') + std::string(128, 'h') + "after");
+    const std::string strTag = "[wtb][CLocalStorage::WriteData] ";
+    EXPECT_THAT(Said(), ElementsAre(strTag + "head too long, nSize [129], strCameraID [cam01]",
+                                    strTag + "write head, nWritten [128], strCameraID [cam01]"));
 }
 
 TEST_F(StreamWriting, IgnoresUnknownStreamTypes) {
     m_stInfo.enumStreamType = static_cast<StreamType>(2);
-    Start();
-    ASSERT_TRUE(Open("cam01", m_stFile));
+    StartOpened();
     EXPECT_TRUE(WritePiece("data"));
-    EXPECT_EQ(GetFile(RecordFiles().at(0)), "");
+    EXPECT_EQ(File(), "");
 }
 
 TEST_F(StreamWriting, AnalysedDataNeedsAHeader) {
     m_stInfo.bAnalyze = true;
-    Start();
-    ASSERT_TRUE(Open("cam01", m_stFile));
-    Said();
+    StartOpened();
     EXPECT_FALSE(WritePiece("data"));
     EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::WriteData] StreamProbeInputData fail, "
                                     "strCameraID [cam01]"));
-    EXPECT_TRUE(WriteHeader("cam01", m_stFile, ""));
+    EXPECT_TRUE(WriteHeader(""));
     EXPECT_TRUE(WritePiece("data"));  // dropped: no key frame yet
-    EXPECT_EQ(GetFile(RecordFiles().at(0)), "");
+    EXPECT_EQ(File(), "");
 }
 
 TEST_F(StreamWriting, FailedWritesAreReportedAndTriedAgain) {
-    Start();
-    int nUser = 0;
-    ASSERT_TRUE(Open("cam01", m_stFile, &nUser));
-    Said();
+    StartOpened();
     m_faults.Fail(Op::Write, Ends(".mp4"), EFBIG).Times(1);
     EXPECT_FALSE(WritePiece("lost"));
     EXPECT_TRUE(WritePiece("kept"));
-    const Trace lsSaid = Said();
-    ASSERT_THAT(lsSaid, SizeIs(2));
-    EXPECT_EQ(lsSaid[0], "-> 6 cam01");
-    EXPECT_THAT(lsSaid[1], testing::MatchesRegex(
-                               ".wtb..CLocalStorage::WriteRecord. OSL_WriteFile fail, strCameraID "
-                               ".cam01., pBuf .0x[0-9a-f]+., nSize .4., iErr .27."));
-    const HostMessage stFail = Messages().back();
-    EXPECT_EQ(stFail.nValue, static_cast<unsigned>(EFBIG));
-    EXPECT_EQ(stFail.nLength, 132u);
-    EXPECT_EQ(stFail.pUser, &nUser);
-    EXPECT_EQ(GetFile(RecordFiles().at(0)), "kept");
-}
-
-TEST_F(StreamWriting, BackupFilesGrowWithoutEnd) {
-    m_stInfo.nFileSize = 1;
-    Start();
-    ASSERT_TRUE(Open("cam01", m_stFile));
-    for (int i = 0; i < 3; ++i) EXPECT_TRUE(WritePiece(std::string(MIB, 'x')));
-    EXPECT_THAT(RecordFiles(), SizeIs(1));
+    EXPECT_THAT(Said(),
+                ElementsAre("-> 6 cam01 27 [132] user",
+                            testing::MatchesRegex(
+                                ".wtb..CLocalStorage::WriteRecord. OSL_WriteFile fail, strCameraID "
+                                ".cam01., pBuf .0x[0-9a-f]+., nSize .4., iErr .27.")));
+    EXPECT_EQ(File(), "kept");
 }
 
 TEST_F(StreamWriting, SwitchesAtTheLimitAndTellsTheHostInOrder) {
-    StartClient();
+    m_stInfo.nFileSize = 1;
+    Start(LOCAL_STORAGE_CLIENT);
+    ASSERT_TRUE(Open("cam01", m_stFile));
+    EXPECT_TRUE(WriteHeader("HEAD"));
     EXPECT_TRUE(WritePiece(std::string(MIB - 5, 'a')));  // one byte below, the header counts
     EXPECT_TRUE(WritePiece("b"));
     Said();
-    m_faults.AdvanceTime(2000);
-    EXPECT_TRUE(WriteHeader("cam01", m_stFile, "NEW"));  // for the next file
+    m_faults.AdvanceTime(DAY);
+    EXPECT_TRUE(WriteHeader("NEW"));  // for the next file
     EXPECT_TRUE(WritePiece("c"));
-    const std::string strDay = "$/1/RecordFile/20240305/cam01/";
-    const std::string strOld = strDay + "20240305_080000.mp4";
-    const std::string strNew = strDay + "20240305_080002.mp4";
-    const std::string strTag = "[wtb][CLocalStorage::SwitchRecFile] ";
-    EXPECT_THAT(
-        Said(),
-        ElementsAre(strTag + "old file, strRecFilePath[" + strOld + "]", "-> 5 cam01 " + strOld,
-                    strTag + "pFunCallback MESSAGEVALUE_CLOSEFILE, szFileName [" + strOld + "]",
-                    strTag + "new file, strRecFilePath[" + strNew + "]", "-> 3 cam01 " + strNew,
-                    strTag + "pFunCallback MESSAGEVALUE_CREATEFILE, szFileName [" + strNew + "]"));
-    EXPECT_EQ(GetFile(RecordFiles().at(0)), "HEAD" + std::string(MIB - 5, 'a') + "b");
-    EXPECT_EQ(GetFile(RecordFiles().at(1)), "NEWc");
-}
-
-TEST_F(StreamWriting, SwitchesGoIntoTodaysFolder) {
-    StartClient();
-    WritePiece(std::string(MIB, 'a'));
-    m_faults.AdvanceTime(20LL * 3600 * 1000);
-    EXPECT_TRUE(WritePiece("b"));
-    EXPECT_TRUE(Exists(Disk() + "RecordFile/20240306/cam01/20240306_040000.mp4"));
+    const std::string strOld = m_strDay + "20240305_080000.mp4";
+    const std::string strNew = "$/1/RecordFile/20240306/cam01/20240306_080000.mp4";
+    const std::string strTell = m_strSwitch + "pFunCallback MESSAGEVALUE_";
+    EXPECT_THAT(Said(), ElementsAre(m_strSwitch + "old file, strRecFilePath[" + strOld + "]",
+                                    "-> 5 cam01 " + strOld + " 20240306080000 [396] user",
+                                    strTell + "CLOSEFILE, szFileName [" + strOld + "]",
+                                    m_strSwitch + "new file, strRecFilePath[" + strNew + "]",
+                                    "-> 3 cam01 " + strNew + " 20240306080000 [396] user",
+                                    strTell + "CREATEFILE, szFileName [" + strNew + "]"));
+    EXPECT_EQ(File(0), "HEAD" + std::string(MIB - 5, 'a') + "b");
+    EXPECT_EQ(File(1), "NEWc");
 }
 
 TEST_F(StreamWriting, ManySwitchesInOneSecondKeepTheFileOnceNamesRunAhead) {
-    StartClient();
-    for (int i = 0; i < 5; ++i) EXPECT_TRUE(WritePiece(std::string(MIB, 'a')));
-    EXPECT_THAT(RecordFiles(), SizeIs(2));  // this second and the next
-    m_faults.AdvanceTime(1000);
-    EXPECT_TRUE(WritePiece("b"));
-    EXPECT_THAT(RecordFiles(), SizeIs(3));
-    EXPECT_EQ(std::filesystem::file_size(RecordFiles().at(1)), 4 * MIB + 4);
+    StartBeforeSwitch();
+    for (int i = 0; i < 4; ++i) EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
+    EXPECT_THAT(RecordFiles(), SizeIs(3));  // the one before, this second and the next
+    m_faults.AdvanceTime(SECOND);
+    EXPECT_TRUE(WritePiece("c"));
+    EXPECT_THAT(RecordFiles(), SizeIs(4));
+    EXPECT_EQ(File(2).size(), 3 * MIB + 4);
 }
 
 TEST_F(StreamWriting, AfterAFailedSwitchTheChannelHoldsNoHandle) {
-    StartClient();
-    WritePiece(std::string(MIB, 'a'));
-    m_faults.AdvanceTime(1000);
-    m_faults.Fail(Op::Open, Ends(".mp4"), EMFILE).Times(1);
-    Said();
-    EXPECT_FALSE(WritePiece("lost"));
-    EXPECT_THAT(LinesWith("[wtb][CLocalStorage::SwitchRecFile] OSL_OpenFile fail"), SizeIs(1));
-    EXPECT_EQ(Messages().back().nType, MESSAGEVALUE_WRITEFAIL);
-    EXPECT_EQ(Messages().back().nValue, static_cast<unsigned>(EBADF));
-    EXPECT_TRUE(WritePiece("kept"));
-    EXPECT_THAT(PathsOf(MESSAGEVALUE_CLOSEFILE), SizeIs(1));
-    EXPECT_EQ(GetFile(RecordFiles().at(1)), "HEADkept");
+    const std::string strNew = m_strDay + "20240305_080001.mp4";
+    const struct {
+        Op eOp;
+        const char* pText;
+    } CASES[] = {{Op::Open, "OSL_OpenFile"}, {Op::Write, "OSL_WriteFile"}};  // of the header
+    for (const auto& stCase : CASES) {
+        StartBeforeSwitch();
+        m_faults.Fail(stCase.eOp, Ends("080001.mp4"), EFBIG).Times(1);
+        EXPECT_FALSE(WritePiece("lost"));
+        const Trace lsSaid = Said();
+        ASSERT_THAT(lsSaid, SizeIs(6));
+        EXPECT_EQ(lsSaid[3], m_strSwitch + stCase.pText + " fail, strRecFilePath[" + strNew + "]");
+        EXPECT_EQ(lsSaid[4], "-> 6 cam01 9 [132] user");  // EBADF: written nowhere
+        EXPECT_THAT(RecordFiles(), SizeIs(1));
+        EXPECT_TRUE(WritePiece("kept"));
+        EXPECT_EQ(File(1), "HEADkept");
+        EXPECT_THAT(PathsOf(MESSAGEVALUE_CLOSEFILE), SizeIs(1));
+        Stop();
+        std::filesystem::remove_all(Disk() + "RecordFile");
+        m_faults.SetTime(Morning());
+    }
 }
 
 TEST_F(StreamWriting, AChannelWithoutAFileIsNotReportedClosedAgain) {
-    StartClient();
-    WritePiece(std::string(MIB, 'a'));
-    m_faults.AdvanceTime(1000);
+    StartBeforeSwitch();
     m_faults.Fail(Op::Open, Ends(".mp4"), EMFILE);
     EXPECT_FALSE(WritePiece("lost"));
     EXPECT_TRUE(Close("cam01", m_stFile));
     EXPECT_THAT(PathsOf(MESSAGEVALUE_CLOSEFILE), SizeIs(1));
 }
 
-TEST_F(StreamWriting, ANewFileWithoutItsHeaderIsRemoved) {
-    StartClient();
-    WritePiece(std::string(MIB, 'a'));
-    m_faults.AdvanceTime(1000);
-    m_faults.Fail(Op::Write, Ends("080001.mp4"), EFBIG).Times(1);
-    EXPECT_FALSE(WritePiece("lost"));
-    EXPECT_THAT(RecordFiles(), SizeIs(1));
-    EXPECT_THAT(LinesWith("[wtb][CLocalStorage::SwitchRecFile] OSL_WriteFile fail"), SizeIs(1));
-    EXPECT_TRUE(WritePiece("kept"));
-    EXPECT_EQ(GetFile(RecordFiles().at(1)), "HEADkept");
-}
-
 TEST_F(StreamWriting, AFileOnAFailedDiskIsGivenUpForAnotherDisk) {
-    AddDisk("1");
-    AddDisk("2");
-    m_stInfo.bCycWrite = true;
-    StartClient();
+    StartOnTwo(LOCAL_STORAGE_CLIENT);
+    ASSERT_TRUE(Open("cam01", m_stFile));
     m_faults.Fail(Op::Write, Below(m_dir / "1"), ENOSPC);
     EXPECT_FALSE(WritePiece("lost"));
-    m_faults.AdvanceTime(1000);
-    ASSERT_TRUE(Open("cam02", m_stFile));  // its disk check moves to disk 2
+    CheckDisk();  // moves to disk 2
     EXPECT_TRUE(WritePiece("kept"));
-    EXPECT_EQ(GetFile(Disk("2") + "RecordFile/20240305/cam01/20240305_080001.mp4"), "HEADkept");
+    EXPECT_EQ(GetFile(Disk("2") + "RecordFile/20240305/cam01/20240305_080000.mp4"), "kept");
 }
 
 TEST_F(StreamWriting, MeasuresTheRateOfTheCurrentFiles) {
-    Start();
+    StartOpened();
     EXPECT_EQ(m_pEngine->GetDiskWriteSpeed(), 0u);
-    ASSERT_TRUE(Open("cam01", m_stFile));
     ASSERT_TRUE(Open("cam02", m_stFile));
     WritePiece(std::string(MIB, 'x'));
     Write("cam02", m_stFile, std::string(10 << 10, 'x'));
     EXPECT_EQ(m_pEngine->GetDiskWriteSpeed(), 1034u);  // in their first second
-    m_faults.AdvanceTime(4000);
+    m_faults.AdvanceTime(4 * SECOND);
     EXPECT_EQ(m_pEngine->GetDiskWriteSpeed(), 256u + 2u);
 }

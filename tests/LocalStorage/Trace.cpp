@@ -28,32 +28,36 @@ std::string Digits(const tagBlockTime& stTime) {
     return szTime;
 }
 
-HostMessage Read(int nMsgType, void* pData, unsigned nDataLen, void* pUser) {
-    HostMessage stMessage;
-    stMessage.nType = nMsgType;
-    stMessage.nLength = nDataLen;
-    stMessage.pUser = pUser;
-    if (nMsgType == MESSAGEVALUE_CREATEFILE || nMsgType == MESSAGEVALUE_CLOSEFILE) {
-        const auto& stEvent = *static_cast<recFileEvent*>(pData);
-        stMessage.strCamera = stEvent.szCameraID;
-        stMessage.strPath = stEvent.szFileName;
-        stMessage.strTime = Digits(stEvent.stTime);
-    } else if (nMsgType == MESSAGEVALUE_DELETEFILE) {
-        stMessage.strPath.assign(static_cast<char*>(pData), nDataLen);
-    } else if (nMsgType == MESSAGEVALUE_SWITCHDISK) {
-        const auto& stEvent = *static_cast<diskSwitchEvent*>(pData);
-        stMessage.strPath = stEvent.szDisk;
-        stMessage.nValue = stEvent.nUsableSpace;
-    } else if (nMsgType == MESSAGEVALUE_WRITEFAIL) {
-        const auto& stEvent = *static_cast<writeFailEvent*>(pData);
-        stMessage.strCamera = stEvent.szCameraID;
-        stMessage.nValue = static_cast<unsigned>(stEvent.nError);
-    }
-    return stMessage;
-}
-
 std::string Word(const std::string& strText) {
     return strText.empty() ? strText : " " + strText;
+}
+
+// What the host gets with a message; `strPath` takes the path in it.
+std::string Content(int nMsgType, const void* pData, unsigned nDataLen, std::string& strPath) {
+    const std::string strLength = " [" + std::to_string(nDataLen) + "]";
+    switch (nMsgType) {
+        case MESSAGEVALUE_CREATEFILE:
+        case MESSAGEVALUE_CLOSEFILE: {
+            const auto& stEvent = *static_cast<const recFileEvent*>(pData);
+            strPath = stEvent.szFileName;
+            return Word(stEvent.szCameraID) + Word(strPath) + Word(Digits(stEvent.stTime)) +
+                   strLength;
+        }
+        case MESSAGEVALUE_DELETEFILE:
+            strPath.assign(static_cast<const char*>(pData), nDataLen);
+            return Word(strPath);
+        case MESSAGEVALUE_SWITCHDISK: {
+            const auto& stEvent = *static_cast<const diskSwitchEvent*>(pData);
+            strPath = stEvent.szDisk;
+            return Word(strPath) + Word(std::to_string(stEvent.nUsableSpace)) + strLength;
+        }
+        case MESSAGEVALUE_WRITEFAIL: {
+            const auto& stEvent = *static_cast<const writeFailEvent*>(pData);
+            return Word(stEvent.szCameraID) + Word(std::to_string(stEvent.nError)) + strLength;
+        }
+        default:
+            return std::string();
+    }
 }
 
 bool IsOfEngine(const std::string& strLine) {
@@ -70,13 +74,14 @@ std::string WithoutDir(std::string strLine, const std::string& strDir) {
 }  // namespace
 
 int RecordMessage(int nMsgType, void* pData, unsigned int nDataLen, void* pUser) {
-    const HostMessage stMessage = Read(nMsgType, pData, nDataLen, pUser);
+    HostMessage stMessage{nMsgType, std::string()};
+    const std::string strLine = "-> " + std::to_string(nMsgType) +
+                                Content(nMsgType, pData, nDataLen, stMessage.strPath) +
+                                Word(pUser ? static_cast<const char*>(pUser) : "");
     Recorder& recorder = TheRecorder();
     const std::lock_guard<std::mutex> guard(recorder.m_mutex);
     recorder.m_lsMessage.push_back(stMessage);
-    if (recorder.m_bKeepLines)
-        recorder.m_lsLine.push_back("-> " + std::to_string(nMsgType) + Word(stMessage.strCamera) +
-                                    Word(stMessage.strPath));
+    if (recorder.m_bKeepLines) recorder.m_lsLine.push_back(strLine);
     return 0;
 }
 

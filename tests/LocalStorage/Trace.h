@@ -14,19 +14,15 @@ using Trace = std::vector<std::string>;
 /// One message of the host callback.
 struct HostMessage {
     int nType = 0;
-    std::string strCamera;
-    std::string strPath;            ///< file, deleted file or disk
-    std::string strTime;            ///< of a file event, as 14 digits
-    unsigned long long nValue = 0;  ///< usable space, or the error number
-    unsigned nLength = 0;
-    void* pUser = nullptr;
+    std::string strPath;  ///< file or disk; empty for the other kinds
 };
 
-/// The callback to give to the engine. Any thread.
+/// The callback to give to the engine. A recording's `pUser` must point to a text. Any thread.
 int RecordMessage(int nMsgType, void* pData, unsigned int nDataLen, void* pUser);
 
-/// Lines of the engine itself and messages (as "-> 3 cam01 /path"), with `strDir` written as "$".
-/// Forgets them.
+/// Lines of the engine itself and messages, with `strDir` written as "$". A message is "-> ", its
+/// type, all that came with it (camera, path, time, number, size of the record) and its user: for
+/// example "-> 3 cam01 $/file 20240305080000 [396] user". Forgets them.
 Trace TakeTrace(const std::string& strDir);
 /// The lines that contain `strPart`, messages not among them.
 Trace LinesWith(const std::string& strPart);
