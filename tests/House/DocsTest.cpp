@@ -1,0 +1,69 @@
+// The pages quote the sources: what they quote must be there, as it stands there.
+
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Support/TempDir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Source(const std::string& strPath) {
+    return GetFile(SOURCE_DIR "/" + strPath);
+}
+
+/// What the first group of a pattern matches, wherever it does.
+std::vector<std::string> AllMatches(const std::string& strText, const char* pPattern) {
+    const std::regex pattern(pPattern);
+    std::vector<std::string> vMatches;
+    for (std::sregex_iterator it(strText.begin(), strText.end(), pattern), end; it != end; ++it)
+        vMatches.push_back((*it)[1]);
+    return vMatches;
+}
+
+std::set<std::string> Unique(const std::vector<std::string>& vTexts) {
+    return {vTexts.begin(), vTexts.end()};
+}
+
+std::vector<fs::path> Pages() {
+    std::vector<fs::path> vPages;
+    for (const auto& entry : fs::directory_iterator(SOURCE_DIR "/docs")) vPages.push_back(entry);
+    return vPages;
+}
+
+TEST(Docs, LinksLeadSomewhere) {
+    for (const fs::path& page : Pages()) {
+        for (const std::string& strLink : AllMatches(GetFile(page), R"(\]\(([^)#]+))"))
+            EXPECT_TRUE(fs::exists(page.parent_path() / strLink)) << page << " " << strLink;
+    }
+}
+
+TEST(Docs, CrashesHaveTheNumbersOfTheIndexFiles) {
+    const char* const pSteps = R"(\b([CFR][1-9])\b)";
+    const std::string strPage = Source("docs/crash.md");
+    const std::string strHeader = Source("src/Record/IndexMgr/IndexFiles.h");
+    EXPECT_GE(Unique(AllMatches(strHeader, pSteps)).size(), 11u);
+    EXPECT_EQ(Unique(AllMatches(strPage, pSteps)), Unique(AllMatches(strHeader, pSteps)));
+    EXPECT_EQ(Unique(AllMatches(strPage, R"(\*\*\[([1-9])\]\*\*)")),
+              Unique(AllMatches(strHeader, R"(\[([1-9])\])")));
+}
+
+TEST(Docs, LocksStandInTheirOrder) {
+    const std::string strHeader = Source("src/Osl/OslMutex.h");
+    const auto nBegin = strHeader.find("enum class OSL_LockRank");
+    const std::string strEnum = strHeader.substr(nBegin, strHeader.find('}', nBegin) - nBegin);
+    const auto vRanks = AllMatches(strEnum, R"(\n    ([A-Za-z]+))");
+    EXPECT_GE(vRanks.size(), 9u);
+    EXPECT_EQ(AllMatches(Source("docs/threads.md"),
+                         R"(\n\| `([A-Z][A-Za-z]+)` \| (?:engine|record|process))"),
+              vRanks);
+}
+
+}  // namespace
