@@ -36,18 +36,20 @@ TEST_F(Overwriting, TakesTheOldestDayButNotOpenFiles) {
     Record("cam02", Hour(1, 9));
     ASSERT_TRUE(Open("cam01", Hour(1, 10)));
     Record("cam01", Hour(2, 8));
-    const Trace lsSaid = CheckFullDisk();
     const std::string strTag = "[wtb][CLocalStorage::DeleteRecordFile] ";
     const std::string strTell = strTag + "pFunCallback MESSAGEVALUE_DELETEFILE, strRecFilePath [";
     const std::string strOne = InTrace(Path("cam01", 1, 8));
     const std::string strTwo = InTrace(Path("cam02", 1, 9));
-    ASSERT_THAT(lsSaid, SizeIs(10));  // the first two: that the disk is full
-    EXPECT_THAT(Trace(lsSaid.begin() + 2, lsSaid.end()),
-                ElementsAre("-> 4 " + strOne, strTell + strOne + "]",
+    const std::string strOpen = InTrace(Path("cam01", 1, 10));
+    EXPECT_THAT(CheckFullDisk(),
+                ElementsAre("-> 1",
+                            "[wtb][CLocalStorage::CheckDisk] RemoteBackupStorage, pFunCallback "
+                            "MESSAGEVALUE_DISKFULL, bCycWrite [0]",
+                            "-> 4 " + strOne, strTell + strOne + "]",
                             strTag + "Delete Record File Path [" + strOne + "]",
                             "[wtb][CLocalStorage::IsRecFileWritting] file is writting, "
                             "strRecFilePath [" +
-                                InTrace(Path("cam01", 1, 10)) + "]",
+                                strOpen + "]",
                             "-> 4 " + strTwo, strTell + strTwo + "]",
                             strTag + "Delete Record File Path [" + strTwo + "]",
                             strTag + "CleanUpDateDir Path [$/1/RecordFile/20240301/]"));
@@ -170,33 +172,35 @@ TEST_F(Overwriting, ASwitchDuringAPassKeepsItsFile) {
 }
 
 TEST_F(Overwriting, TheClientLayoutLosesItsOldestDayOfTheKindAskedFor) {
-    for (const auto enumKind : {STORE_FILE_RECORD, STORE_FILE_IMAGE}) {
+    const struct {
+        StoreFileType enumKind;
+        std::string strKind, strShort, strFile;
+    } CASES[] = {{STORE_FILE_RECORD, "Record", "Rec", "20240305/cam01/20240305_080000.mp4"},
+                 {STORE_FILE_IMAGE, "Image", "Img", "20240305/check/20240305_080000.jpg"}};
+    for (const auto& stCase : CASES) {
+        m_stInfo.enumStoreFileType = stCase.enumKind;
         m_faults.SetTime(Morning());
-        m_stInfo.enumStoreFileType = enumKind;
         Start(LOCAL_STORAGE_CLIENT);
         Record("cam01", Hour(1, 1));
         CheckDisk();  // leaves a picture
         m_faults.AdvanceTime(DAY);
         Record("cam01", Hour(1, 1));
-        std::filesystem::create_directories(Disk() + "RecordFile/20240101/cam07");  // empty
-        const Trace lsSaid = CheckFullDisk();
-        ASSERT_GE(lsSaid.size(), 4u);
-        const bool bImage = enumKind == STORE_FILE_IMAGE;
-        const std::string strKind = bImage ? "Image" : "Record";
-        const std::string strDay = "$/1/" + strKind + "File/20240305/";
-        const std::string strFile =
-            strDay + (bImage ? "check/20240305_080000.jpg" : "cam01/20240305_080000.mp4");
-        const std::string strTag = "[wtb][CLocalStorage::Delete" + strKind + "File] ";
-        EXPECT_THAT(Trace(lsSaid.end() - 4, lsSaid.end()),
-                    ElementsAre("-> 4 " + strFile,
-                                strTag + "pFunCallback MESSAGEVALUE_DELETEFILE, str" +
-                                    (bImage ? "Img" : "Rec") + "FilePath [" + strFile + "]",
-                                strTag + "Delete " + strKind + " File Path [" + strFile + "]",
-                                strTag + "CleanUpDateDir Path [" + strDay + "]"));
-        EXPECT_EQ(Exists(Disk() + "RecordFile/20240305"), bImage);
-        EXPECT_EQ(Exists(Disk() + "ImageFile/20240305"), !bImage);
-        EXPECT_EQ(Exists(Disk() + "RecordFile/20240101"), bImage);
-        EXPECT_TRUE(Exists(Disk() + "RecordFile/20240306"));
+        CheckDisk();
+        std::filesystem::create_directories(Disk() + stCase.strKind + "File/20240101/cam07");
+        const std::string strTag = "[wtb][CLocalStorage::Delete" + stCase.strKind + "File] ";
+        const std::string strRoot = "/" + stCase.strKind + "File/";
+        const std::string strFile = "$/1" + strRoot + stCase.strFile;
+        EXPECT_THAT(
+            CheckFullDisk(),
+            ElementsAre(strTag + "CleanUpDateDir Path [$/1" + strRoot + "20240101/]",
+                        "-> 4 " + strFile,
+                        strTag + "pFunCallback MESSAGEVALUE_DELETEFILE, str" + stCase.strShort +
+                            "FilePath [" + strFile + "]",
+                        strTag + "Delete " + stCase.strKind + " File Path [" + strFile + "]",
+                        strTag + "CleanUpDateDir Path [$/1" + strRoot + "20240305/]"));
+        EXPECT_FALSE(Exists(Disk() + strRoot + "20240101"));  // there was nothing in it
+        EXPECT_FALSE(Exists(Disk() + strRoot + "20240305"));
+        EXPECT_TRUE(Exists(Disk() + strRoot + "20240306"));
         Stop();
         std::filesystem::remove_all(Disk());
     }
