@@ -2,29 +2,21 @@
 // after the next start.
 
 #include <cerrno>
+#include <cstdlib>
+#include <functional>
 
 #include <gtest/gtest.h>
 
-#include "IndexMgr/Index.h"
 #include "IndexMgr/LogCapture.h"
-#include "IndexMgr/RecDirName.h"
 #include "IndexMgr/Records.h"
 #include "Support/FaultInjection.h"
-#include "Support/TempDir.h"
-#include "localstorage/LocalStorage.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 const char* const CHANNELS[] = {"cam_1_0", "front_door"};
-
-std::string FileName(int nDay, int nHour) {
-    char szName[128];
-    std::snprintf(szName, sizeof(szName), "202403%02d%02d0000_202403%02d%02d3000_1.mp4", nDay,
-                  nHour, nDay, nHour);
-    return szName;
-}
+const char* const GOES = "20240304080000_20240304090000_1.mp4";
 
 // Lets the first `nCalls` changes of the disk happen and fails every later one, as if the process
 // had been killed there.
@@ -44,126 +36,112 @@ private:
     CFaultInjection m_faults;
 };
 
-class Crash : public testing::Test {
-protected:
+class CCrash : public CRecordDirTest {
+public:
     // A flushed index of two days; then changes on an old day, a new day and a day that goes.
-    void Prepare(const std::string& strDir, CIndex& index) {
-        ASSERT_EQ(index.Initialize(strDir), 0);
+    void Prepare() {
+        ASSERT_EQ(Open(), 0);
         for (const char* pChannel : CHANNELS) {
-            for (const int nDay : {4, 5}) Record(strDir, index, pChannel, FileName(nDay, 8));
+            for (const char* pFile : {GOES, FILE_1}) Record(pChannel, pFile);
         }
-        index.WriteIndexToFile();
+        m_index.WriteIndexToFile();
         for (const char* pChannel : CHANNELS) {
-            Record(strDir, index, pChannel, FileName(5, 9));
-            Record(strDir, index, pChannel, FileName(6, 8));
-            Delete(strDir, index, pChannel, FileName(4, 8));
+            for (const char* pFile : {FILE_2, FILE_3}) Record(pChannel, pFile);
+            Delete(pChannel, GOES);
         }
-        fs::remove_all(strDir + "/RecordFile/20240304");
+        fs::remove_all(m_strFolder + "/20240304");
     }
 
-    void ExpectWhole(const std::string& strDir, int nCall) {
+    // False when the run was over before its n-th call.
+    bool KilledIn(int nCall, CIndex& index, const std::function<void()>& run) {
+        CKill kill(nCall);
+        run();
+        index.Abandon();
+        g_pRecDirName = RECORD_FOLDER;  // a killed process takes its switch with it
+        return kill.Happened();
+    }
+
+    bool KilledInFlush(int nCall) {
+        Prepare();
+        return KilledIn(nCall, m_index, [this] { m_index.WriteIndexToFile(); });
+    }
+
+    bool KilledInRepair(int nCall) {
+        Prepare();
+        m_index.Abandon();  // the marker stands
+        Put("cam_1_0", "20240305foreign");
+        PutFile(m_strFolder + "/foreign/x/y");
+        CIndex index;
+        return KilledIn(nCall, index, [&] { index.Initialize(m_dir.Path()); });
+    }
+
+    void ExpectWhole() {
         for (int nStart = 0; nStart < 2; ++nStart) {
             CIndex index;
             TakeLog();
-            ASSERT_EQ(index.Initialize(strDir), 0);
-            const bool bQuiet = TakeLog().empty();
-            EXPECT_TRUE(bQuiet || nStart == 0) << "what the first start left is true";
+            ASSERT_EQ(index.Initialize(m_dir.Path()), 0);
+            EXPECT_TRUE(nStart == 0 || TakeLog().empty()) << "what the first start left is true";
             for (const char* pChannel : CHANNELS) {
-                std::list<std::string> lsPath;
-                index.QueryRecFile(Channel(pChannel), REC_FILE_TYPE_ALL, Time("20240301000000"),
-                                   Time("20240331000000"), lsPath);
-                EXPECT_EQ(lsPath,
-                          (std::list<std::string>{RecPath(strDir, pChannel, FileName(5, 8)),
-                                                  RecPath(strDir, pChannel, FileName(5, 9)),
-                                                  RecPath(strDir, pChannel, FileName(6, 8))}))
-                    << "killed at call " << nCall << ", start " << nStart;
+                EXPECT_EQ(FindAll(index, pChannel),
+                          (std::vector<std::string>{Path(pChannel, FILE_1), Path(pChannel, FILE_2),
+                                                    Path(pChannel, FILE_3)}));
             }
             index.Release();
-            for (const std::string& strName : Tree(strDir)) {
+            for (const std::string& strName : Tree(m_dir.Path())) {
                 EXPECT_EQ(strName.find(".new"), std::string::npos) << strName;
                 EXPECT_EQ(strName.find("index.dirty"), std::string::npos) << strName;
             }
         }
     }
 
-    static void Record(const std::string& strDir, CIndex& index, const char* pChannel,
-                       const std::string& strFile) {
-        PutFile(RecPath(strDir, pChannel, strFile));
-        Change(index, pChannel, strFile, CIndex::INDEX_TYPE_ADD);
-    }
-    static void Delete(const std::string& strDir, CIndex& index, const char* pChannel,
-                       const std::string& strFile) {
-        fs::remove(RecPath(strDir, pChannel, strFile));
-        Change(index, pChannel, strFile, CIndex::INDEX_TYPE_DELETE);
-    }
-    static void Change(CIndex& index, const char* pChannel, const std::string& strFile,
-                       CIndex::IndexType eType) {
-        indexLevel3Body st;
-        ConvertStrRecFileToIndexLevel3Body(strFile, st);
-        index.WriteIndex(Day(strFile.substr(0, 8)), Channel(pChannel), st, eType);
-    }
+private:
+    void TestBody() override {}
 };
 
-}  // namespace
+// Hundreds of flushes: they go to memory where the system has a directory for that.
+class Crash : public testing::Test {
+protected:
+    Crash() {
+        if (m_bMoved) ::setenv("TMPDIR", "/dev/shm", 1);
+    }
+    ~Crash() override {
+        if (m_bMoved) ::unsetenv("TMPDIR");
+    }
 
-TEST_F(Crash, AtEveryCallOfAFlush) {
+private:
+    const bool m_bMoved = !std::getenv("TMPDIR") && fs::is_directory("/dev/shm");
+};
+
+void ExpectWholeAfterEveryCall(bool (CCrash::*pKilled)(int)) {
     bool bKilled = true;
     int nCall = 0;
     for (; bKilled; ++nCall) {
-        CTempDir dir;
-        {
-            CIndex index;
-            Prepare(dir.Path(), index);
-            CKill kill(nCall);
-            index.WriteIndexToFile();
-            bKilled = kill.Happened();
-            index.Abandon();
-        }
-        ExpectWhole(dir.Path(), nCall);
+        SCOPED_TRACE("killed at call " + std::to_string(nCall));
+        CCrash crash;
+        bKilled = (crash.*pKilled)(nCall);
+        crash.ExpectWhole();
     }
     EXPECT_GT(nCall, 25) << "files written, moded, synced, renamed, and the marker";
 }
 
+}  // namespace
+
+TEST_F(Crash, AtEveryCallOfAFlush) {
+    ExpectWholeAfterEveryCall(&CCrash::KilledInFlush);
+}
+
 TEST_F(Crash, AtEveryCallOfARepair) {
-    bool bKilled = true;
-    int nCall = 0;
-    for (; bKilled; ++nCall) {
-        CTempDir dir;
-        {
-            CIndex index;
-            Prepare(dir.Path(), index);
-            index.Abandon();  // the marker stands
-        }
-        PutFile(dir / "RecordFile/20240305/cam_1_0/foreign");
-        PutFile(dir / "RecordFile/foreign/x/y");
-        {
-            CIndex index;
-            CKill kill(nCall);
-            index.Initialize(dir.Path());
-            bKilled = kill.Happened();
-            index.Abandon();
-        }
-        g_pRecDirName = RECORD_FOLDER;  // a killed process takes its switch with it
-        ExpectWhole(dir.Path(), nCall);
-    }
-    EXPECT_GT(nCall, 25);
+    ExpectWholeAfterEveryCall(&CCrash::KilledInRepair);
 }
 
 // The file is on the disk, its entry not yet in the index, and a flush ends in between.
-TEST_F(Crash, BetweenAFileAndItsEntry) {
-    CTempDir dir;
-    const std::string strFile = FileName(5, 9);
-    {
-        CIndex index;
-        ASSERT_EQ(index.Initialize(dir.Path()), 0);
-        Record(dir.Path(), index, CHANNELS[0], FileName(5, 8));
-        index.BeginChange();
-        PutFile(RecPath(dir.Path(), CHANNELS[0], strFile));
-        index.WriteIndexToFile();
-        index.Abandon();
-    }
-    CIndex index;
-    ASSERT_EQ(index.Initialize(dir.Path()), 0);
-    EXPECT_EQ(index.CountFiles(), 2u);
-    index.Release();
+TEST_F(CRecordDirTest, ACrashBetweenAFileAndItsEntry) {
+    ASSERT_EQ(Open(), 0);
+    Record("cam_1_0", FILE_1);
+    m_index.BeginChange();
+    Put("cam_1_0", FILE_2);
+    m_index.WriteIndexToFile();
+    m_index.Abandon();
+    ASSERT_EQ(Start(), 0);
+    EXPECT_EQ(m_nFiles, 2u);
 }

@@ -13,10 +13,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const char* const FILE_1 = "20240305080000_20240305090000_1.mp4";
-const char* const FILE_2 = "20240305090000_20240305100000_1.mp4";
-const char* const FILE_3 = "20240306080000_20240306090000_1.mp4";
-
 class IndexMgr : public testing::Test {
 protected:
     ~IndexMgr() override {

@@ -1,16 +1,27 @@
-// Short ways to make records and to describe an index, for tests.
+// Short ways to make records, to change an index and to describe it, for tests.
 
 #ifndef LOCALSTORAGE_TESTS_INDEXMGR_RECORDS_H
 #define LOCALSTORAGE_TESTS_INDEXMGR_RECORDS_H
 
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <list>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "IndexMgr/Index.h"
 #include "IndexMgr/IndexMgr.h"
 #include "IndexMgr/Names.h"
+#include "IndexMgr/RecDirName.h"
+#include "Support/TempDir.h"
+#include "localstorage/LocalStorage.h"
+
+const char* const FILE_1 = "20240305080000_20240305090000_1.mp4";
+const char* const TWIN_1 = "20240305080000_20240305090000_2.mp4";  // the times of FILE_1
+const char* const FILE_2 = "20240305090000_20240305100000_1.mp4";
+const char* const FILE_3 = "20240306080000_20240306090000_1.mp4";
 
 /// "20240305" and "20240305080000".
 inline indexLevel1Body Day(const std::string& strDay) {
@@ -41,12 +52,25 @@ inline std::string RecPath(const std::string& strRecDir, const std::string& strC
            strFile;
 }
 
-/// Everything that a manager finds of a channel.
-inline std::vector<std::string> FindAll(CIndexMgr& mgr, const std::string& strChannel) {
+/// Everything that an index or a manager finds of a channel.
+std::vector<std::string> FindAllOf(auto& index, const auto& channel) {
     std::list<std::string> lsPath;
-    mgr.QueryRecFile(strChannel, REC_FILE_TYPE_ALL, Time("00000000000000"), Time("99991231235959"),
-                     lsPath);
+    index.QueryRecFile(channel, REC_FILE_TYPE_ALL, Time("00000000000000"), Time("99991231235959"),
+                       lsPath);
     return {lsPath.begin(), lsPath.end()};
+}
+inline std::vector<std::string> FindAll(CIndex& index, const std::string& strChannel) {
+    return FindAllOf(index, Channel(strChannel));
+}
+inline std::vector<std::string> FindAll(CIndexMgr& mgr, const std::string& strChannel) {
+    return FindAllOf(mgr, strChannel);
+}
+
+inline void Change(CIndex& index, const std::string& strChannel, const std::string& strFile,
+                   CIndex::IndexType eType) {
+    indexLevel3Body st;
+    ConvertStrRecFileToIndexLevel3Body(strFile, st);
+    index.WriteIndex(Day(strFile.substr(0, 8)), Channel(strChannel), st, eType);
 }
 
 /// The names below a directory, files and folders, sorted.
@@ -58,5 +82,48 @@ inline std::vector<std::string> Tree(const std::string& strDir) {
     std::sort(vNames.begin(), vNames.end());
     return vNames;
 }
+
+/// A record directory with its index; the process goes back to "RecordFile" in the end.
+class CRecordDirTest : public testing::Test {
+protected:
+    ~CRecordDirTest() override {
+        m_index.Release();
+        g_pRecDirName = RECORD_FOLDER;
+    }
+
+    std::string Path(const std::string& strChannel, const std::string& strFile) {
+        return RecPath(m_dir.Path(), strChannel, strFile);
+    }
+    std::string Put(const std::string& strChannel, const std::string& strFile) {
+        PutFile(Path(strChannel, strFile));
+        return Path(strChannel, strFile);
+    }
+    int Open() { return m_index.Initialize(m_dir.Path()); }
+
+    /// Opens, counts and releases an index.
+    int Start() {
+        CIndex index;
+        const int nResult = index.Initialize(m_dir.Path());
+        m_nFiles = index.CountFiles();
+        index.Release();
+        return nResult;
+    }
+
+    /// A recording comes, on disk and in the index, or goes.
+    void Record(const std::string& strChannel, const std::string& strFile) {
+        Put(strChannel, strFile);
+        Change(m_index, strChannel, strFile, CIndex::INDEX_TYPE_ADD);
+    }
+    void Delete(const std::string& strChannel, const std::string& strFile) {
+        std::filesystem::remove(Path(strChannel, strFile));
+        Change(m_index, strChannel, strFile, CIndex::INDEX_TYPE_DELETE);
+    }
+
+    CTempDir m_dir;
+    const std::string m_strFolder = m_dir / "RecordFile";
+    const std::string m_strMarker = m_strFolder + "/index.dirty";
+    CIndex m_index;
+    std::size_t m_nFiles = 0;
+};
 
 #endif  // LOCALSTORAGE_TESTS_INDEXMGR_RECORDS_H
