@@ -3,11 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "IndexMgr/LogCapture.h"
-#include "IndexMgr/RecDirName.h"
 #include "IndexMgr/Records.h"
 #include "Support/FaultInjection.h"
-#include "Support/TempDir.h"
-#include "localstorage/LocalStorage.h"
 
 namespace fs = std::filesystem;
 
@@ -49,6 +46,12 @@ protected:
 
 }  // namespace
 
+TEST(ChooseOldestDay, ByDayThenTimeThenOrder) {
+    EXPECT_EQ(ChooseOldestDay({{"20240306", 1}, {"20240305", 9}}), 1u);
+    EXPECT_EQ(ChooseOldestDay({{"20240305", 2}, {"20240306", 0}, {"20240305", 1}}), 2u);
+    EXPECT_EQ(ChooseOldestDay({{"20240305", 1}, {"20240305", 1}}), 0u);
+}
+
 TEST_F(IndexMgr, MergesDirectoriesByPath) {
     ASSERT_EQ(m_mgr.Initialize({m_strB + "/", m_strA + "/"}), 0);
     const auto b1 = Record(m_strB, "cam_1_0", FILE_1);
@@ -85,13 +88,6 @@ TEST_F(IndexMgr, ChangesComeByPath) {
     EXPECT_EQ(TakeLog().back(),
               "[wtb][CIndexMgr::WriteIndex] m_mIndex.find(strPrevPath) == m_mIndex.end(), "
               "strPrevPath []");
-}
-
-TEST_F(IndexMgr, ARecordDirectoryMayHaveTheRecordFoldersNameInItsPath) {
-    const std::string strDir = m_dir / "RecordFile";
-    ASSERT_EQ(m_mgr.Initialize({strDir}), 0);
-    const auto path = Record(strDir, "cam_1_0", FILE_1);
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), std::vector<std::string>{path});
 }
 
 TEST_F(IndexMgr, ADirectoryListedTwiceGetsOneIndex) {
@@ -158,26 +154,13 @@ TEST_F(IndexMgr, TheOldestDayOfAllDisks) {
         QueryOldest({m_strB + "/RecordFile/20240305", m_strA + "/RecordFile/20240306"}).strDate,
         "");
 
-    // The same day on both: the folder with the earlier time, then the first by path.
-    const auto a1 = Record(m_strA, "cam_1_0", FILE_1);
-    const auto setTime = [](const std::string& strDir, int nSeconds) {
+    // The same day on both: the folder with the earlier time.
+    Record(m_strA, "cam_1_0", FILE_1);
+    for (const auto& [strDir, nSeconds] : {std::pair(m_strA, 2000), std::pair(m_strB, 1000)}) {
         fs::last_write_time(strDir + "/RecordFile/20240305",
                             fs::file_time_type(std::chrono::seconds(nSeconds)));
-    };
-    setTime(m_strA, 2000);
-    setTime(m_strB, 1000);
+    }
     EXPECT_EQ(QueryOldest().lsFile, std::list<std::string>{b1});
-    setTime(m_strB, 2000);
-    EXPECT_EQ(QueryOldest().lsFile, std::list<std::string>{a1});
-}
-
-TEST_F(IndexMgr, PicturesAreNeverOverwrittenInTheRemoteBackupLayout) {
-    ASSERT_EQ(m_mgr.Initialize({m_strA}), 0);
-    PutFile(m_strA + "/ImageFile/20240305/cam/20240305_080000.jpg");
-    std::string strDir, strDate;
-    std::list<std::string> lsFile;
-    EXPECT_EQ(m_mgr.QueryOldestImgFile(strDir, strDate, lsFile), 0);
-    EXPECT_EQ(strDir + strDate, "");
 }
 
 TEST_F(IndexMgr, AMissingFileIsForgottenOnlyWhileItsDiskIsThere) {
@@ -249,6 +232,5 @@ TEST_F(IndexMgr, UnknownStorageTypesDoNothing) {
     std::string strDir, strDate;
     std::list<std::string> lsFile;
     EXPECT_EQ(mgr.QueryOldestRecFile(strDir, strDate, lsFile), 0);
-    EXPECT_EQ(mgr.QueryOldestImgFile(strDir, strDate, lsFile), 0);
     mgr.Release();
 }

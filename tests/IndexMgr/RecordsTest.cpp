@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -8,24 +7,12 @@
 namespace {
 
 // The definition of every comparison: that of the texts.
-std::string Text(const fileTimeInfo& t) {
-    char szText[32];
-    std::snprintf(szText, sizeof(szText), "%04d%02d%02d%02d%02d%02d", t.wYear, t.byMonth, t.byDay,
-                  t.byHour, t.byMinute, t.bySecond);
-    return szText;
-}
-std::string Text(const dateInfo& d) {
-    char szText[16];
-    std::snprintf(szText, sizeof(szText), "%04d%02d%02d", d.wYear, d.byMonth, d.byDay);
-    return szText;
-}
-
 template <typename T>
-void ExpectOrderOfTexts(const T& a, const T& b) {
-    EXPECT_EQ(a < b, Text(a) < Text(b)) << Text(a) << " " << Text(b);
-    EXPECT_EQ(a <= b, Text(a) <= Text(b)) << Text(a) << " " << Text(b);
-    EXPECT_EQ(a >= b, Text(a) >= Text(b)) << Text(a) << " " << Text(b);
-    EXPECT_EQ(a == b, Text(a) == Text(b)) << Text(a) << " " << Text(b);
+void ExpectOrderOfTexts(const T& a, const std::string& strA, const T& b, const std::string& strB) {
+    EXPECT_EQ(a < b, strA < strB) << strA << " " << strB;
+    EXPECT_EQ(a <= b, strA <= strB) << strA << " " << strB;
+    EXPECT_EQ(a >= b, strA >= strB) << strA << " " << strB;
+    EXPECT_EQ(a == b, strA == strB) << strA << " " << strB;
 }
 
 }  // namespace
@@ -40,9 +27,10 @@ TEST(Records, CompareAsTextsInAndOutOfRange) {
         const fileTimeInfo a{year(), field(), field(), field(), field(), field(), field()};
         fileTimeInfo b = a;
         if (i % 4 != 0) b = {year(), field(), field(), field(), field(), field(), 0};
-        ExpectOrderOfTexts(a, b);
-        EXPECT_EQ(a > b, Text(a) > Text(b));
-        ExpectOrderOfTexts(a.GetDate(), b.GetDate());
+        ExpectOrderOfTexts(a, a.GetString(), b, b.GetString());
+        EXPECT_EQ(a > b, a.GetString() > b.GetString());
+        const dateInfo da = a.GetDate(), db = b.GetDate();
+        ExpectOrderOfTexts(da, da.GetDirName(), db, db.GetDirName());
     }
 }
 
@@ -62,11 +50,13 @@ TEST(Records, NamesOutOfRangeAreLongerButWhole) {
 }
 
 TEST(Records, TypeFilter) {
-    const auto type = [](int n) { return static_cast<RecFileType>(n); };
-    EXPECT_TRUE(VerifyRecFileType(type(3), type(0)));
-    EXPECT_TRUE(VerifyRecFileType(type(8), type(8)));
-    EXPECT_TRUE(VerifyRecFileType(type(0), type(0)));
-    EXPECT_FALSE(VerifyRecFileType(type(0), type(3)));
-    EXPECT_FALSE(VerifyRecFileType(type(3), type(9)));
-    EXPECT_FALSE(VerifyRecFileType(type(9), type(9)));
+    const struct {
+        int nFile, nWanted;
+        bool bFound;
+    } cases[] = {{3, 0, true},  {8, 8, true},  {0, 0, true},
+                 {0, 3, false}, {3, 9, false}, {9, 9, false}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(VerifyRecFileType(RecFileType(c.nFile), RecFileType(c.nWanted)), c.bFound)
+            << c.nFile << " " << c.nWanted;
+    }
 }

@@ -21,12 +21,6 @@ std::string Name(int nFile) {
     return szName;
 }
 
-void Change(CIndex& index, const std::string& strChannel, int nFile, CIndex::IndexType eType) {
-    indexLevel3Body st;
-    ConvertStrRecFileToIndexLevel3Body(Name(nFile), st);
-    index.WriteIndex(Day("20240305"), Channel(strChannel), st, eType);
-}
-
 }  // namespace
 
 // Adds, deletes, queries and flushes at once; then what is in memory is what stands on disk.
@@ -34,8 +28,6 @@ TEST(Threads, ChangesQueriesAndFlushesMeet) {
     CTempDir dir;
     std::atomic<std::size_t> nThere{0};
     const auto channel = [](int n) { return "cam_" + std::to_string(n) + "_0"; };
-    for (int i = 0; i < CHANNELS; ++i)
-        PutFile(dir / ("RecordFile/20240305/" + channel(i) + "/keep"));
     {
         CIndex index;
         ASSERT_EQ(index.Initialize(dir.Path()), 0);
@@ -48,10 +40,10 @@ TEST(Threads, ChangesQueriesAndFlushesMeet) {
             vThreads.emplace_back([&, i] {
                 std::set<int> setThere;
                 for (int n = 0; n < FILES; ++n) {
-                    Change(index, channel(i), n, CIndex::INDEX_TYPE_ADD);
+                    Change(index, channel(i), Name(n), CIndex::INDEX_TYPE_ADD);
                     setThere.insert(n);
                     if (n % 3 != 0) continue;
-                    Change(index, channel(i), n / 2, CIndex::INDEX_TYPE_DELETE);
+                    Change(index, channel(i), Name(n / 2), CIndex::INDEX_TYPE_DELETE);
                     setThere.erase(n / 2);
                 }
                 nThere += setThere.size();
