@@ -163,6 +163,13 @@ TEST_F(IndexMgr, TheOldestDayOfAllDisks) {
     EXPECT_EQ(QueryOldest().lsFile, std::list<std::string>{b1});
 }
 
+TEST_F(IndexMgr, PicturesAreNeverOverwrittenInTheRemoteBackupLayout) {
+    ASSERT_EQ(m_mgr.Initialize({m_strA}), 0);
+    PutFile(m_strA + "/ImageFile/20240305/cam/20240305_080000.jpg");
+    Oldest oldest;
+    EXPECT_EQ(m_mgr.QueryOldestImgFile(oldest.strDir, oldest.strDate, oldest.lsFile), 0);
+}
+
 TEST_F(IndexMgr, AMissingFileIsForgottenOnlyWhileItsDiskIsThere) {
     ASSERT_EQ(m_mgr.Initialize({m_strA}), 0);
     const auto path = Record(m_strA, "cam_1_0", FILE_1);
