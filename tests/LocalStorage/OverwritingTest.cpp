@@ -60,6 +60,9 @@ TEST_F(Overwriting, TakesTheOldestDayButNotOpenFiles) {
 
 // As on xfs: the space is there a moment after the file went.
 TEST_F(Overwriting, SpaceThatComesLaterCostsNoSecondDay) {
+    AddDisk();
+    AddDisk("unused");  // since the writing is not cyclic
+    m_faults.SetFreeSpace(m_dir / "unused", ROOM);
     Start();
     Record("cam01", Hour(1, 8));
     Record("cam01", Hour(2, 8));

@@ -59,16 +59,20 @@ bool CLocalStorage::GetFreeDisk() {
 void CLocalStorage::AwaitFreedSpace() const {
     constexpr std::uint32_t PAUSE = 5;  // ms
     constexpr int MAX_IDLE_PAUSES = 10;
-    const auto bFull = [this](const std::string& strRecDir) { return IsDiskFull(strRecDir); };
-    const auto& lsRecDir = m_objRecDirs.All();
     std::uint64_t nMost = UsableSpace();
-    for (int nIdle = 0; nIdle < MAX_IDLE_PAUSES; ++nIdle) {
-        if (!std::all_of(lsRecDir.begin(), lsRecDir.end(), bFull)) return;
+    for (int nIdle = 0; nIdle < MAX_IDLE_PAUSES && !HasRoom(); ++nIdle) {
         OSL_Sleep(PAUSE);
         const std::uint64_t nNow = UsableSpace();
         if (nNow > nMost) nIdle = 0;
         nMost = std::max(nMost, nNow);
     }
+}
+
+bool CLocalStorage::HasRoom() const {
+    if (!m_stStoreInfo.bCycWrite) return !IsDiskFull(GetCurRecDir());
+    const auto& lsRecDir = m_objRecDirs.All();
+    return std::any_of(lsRecDir.begin(), lsRecDir.end(),
+                       [this](const std::string& strRecDir) { return !IsDiskFull(strRecDir); });
 }
 
 // Of all record directories together.

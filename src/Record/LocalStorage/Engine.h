@@ -147,6 +147,8 @@ private:
     bool GetFreeDisk();
     /// Waits until a pass has made room, or the disks gain none any more.
     void AwaitFreedSpace() const;
+    /// Whether a directory that may be recorded on is not full.
+    bool HasRoom() const;
     std::uint64_t UsableSpace() const;
     /// Makes a record directory that is missing, unless its disk is. True when it is there.
     bool MakeRecDir(const std::string& strRecDir);
