@@ -82,7 +82,7 @@ TEST_F(Lifecycle, StartsOnceAndStopsOnceQuietly) {
 
 TEST_F(Lifecycle, FullDisksAreNoError) {
     SetRoom(FULL);
-    for (const bool bCycWrite : {false, true}) {
+    for (const bool bCycWrite : {true, false}) {
         m_stInfo.bCycWrite = bCycWrite;
         m_stInfo.bAutoDelete = false;
         AddDisk("1");
