@@ -33,9 +33,14 @@ std::set<std::string> Unique(const std::vector<std::string>& vTexts) {
 }
 
 std::vector<fs::path> Pages() {
-    std::vector<fs::path> vPages;
+    std::vector<fs::path> vPages = {SOURCE_DIR "/README.md"};
     for (const auto& entry : fs::directory_iterator(SOURCE_DIR "/docs")) vPages.push_back(entry);
     return vPages;
+}
+
+TEST(Docs, TheHostOfTheReadmeIsTheExample) {
+    const std::string strHost = Source("examples/record_camera.cpp");
+    EXPECT_NE(Source("README.md").find("```cpp\n" + strHost + "```\n"), std::string::npos);
 }
 
 TEST(Docs, LinksLeadSomewhere) {
@@ -43,6 +48,16 @@ TEST(Docs, LinksLeadSomewhere) {
         for (const std::string& strLink : AllMatches(GetFile(page), R"(\]\(([^)#]+))"))
             EXPECT_TRUE(fs::exists(page.parent_path() / strLink)) << page << " " << strLink;
     }
+}
+
+TEST(Docs, TheToolsCommandsAreAllThere) {
+    std::string strSources;
+    for (const auto& entry : fs::directory_iterator(SOURCE_DIR "/tools/localstorage"))
+        strSources += GetFile(entry.path());
+    const auto setCommands =
+        Unique(AllMatches(strSources, R"(AddCommand\(\s*stApp,\s*"([a-z]+)\")"));
+    EXPECT_GE(setCommands.size(), 10u);
+    EXPECT_EQ(Unique(AllMatches(Source("README.md"), R"(\n\| `([a-z]+)` \|)")), setCommands);
 }
 
 TEST(Docs, CrashesHaveTheNumbersOfTheIndexFiles) {
