@@ -40,8 +40,8 @@ private:
     void LockContended();
 
     std::recursive_mutex m_mutex;
-    const OSL_LockRank m_eRank;
-    const char* const m_pName;
+    [[maybe_unused]] const OSL_LockRank m_eRank;  // read in debug builds only, like the name
+    [[maybe_unused]] const char* const m_pName;
 };
 
 /// Holds a mutex while it lives.
