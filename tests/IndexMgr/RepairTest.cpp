@@ -112,6 +112,28 @@ TEST_F(Repair, WhatCannotBeRemovedSwitchesTheFolder) {
     EXPECT_TRUE(fs::exists(m_strFolder + "/stray"));
 }
 
+// A start that trusted the old index beside a changed tree would lose recordings.
+TEST_F(Repair, AnIndexThatCannotBeRemovedStaysBesideTheTreeItHadUnlessTheMarkerStands) {
+    Put("cam_1_0", FILE_1);
+    ASSERT_EQ(Start(), 0);
+    fs::remove(m_strFolder + "/20240305/index02.bin");
+    PutFile(m_strFolder + "/20240305/stray");
+    const auto vBefore = Tree(m_dir.Path());
+    CFaultInjection faults;
+    faults.Fail(Op::Unlink, Ends("index01.bin"), EROFS);
+    TakeLog();
+    EXPECT_EQ(Start(), 0);
+    EXPECT_NE(TakeLog().back().find("/index01.bin], error ["), std::string::npos);
+    EXPECT_EQ(Tree(m_dir.Path()), vBefore);
+
+    g_pRecDirName = RECORD_FOLDER;
+    PutFile(m_strMarker);
+    EXPECT_EQ(Start(), 0);
+    EXPECT_STREQ(RecDirName(), RECORD_FOLDER);
+    EXPECT_EQ(m_nFiles, 1u);
+    EXPECT_FALSE(fs::exists(m_strMarker));
+}
+
 TEST_F(Repair, AnIndexThatCannotBeWrittenIsUsedAllTheSame) {
     Put("cam_1_0", FILE_1);
     CFaultInjection faults;

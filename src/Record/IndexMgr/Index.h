@@ -106,6 +106,7 @@ private:
 
     // IndexRepair.cpp
     bool RepairIndex();
+    bool DisownIndex(const std::string& strFolder);
     bool BeginAnew(const std::string& strFolder);
     void LogRepair(int nLine, const char* pWhat) const;
     void LogNothingFound(const repairPlan& plan) const;

@@ -26,6 +26,7 @@
 //           F4  remove the marker, if no change came or is under way: the new set, complete
 //   Repair  R1  read the whole tree; a walk that breaks off ends the repair here
 //           R2  remove index01.bin                          [2] by its absence: repaired again
+//               (where it cannot be removed, [2] by the marker; without one the repair ends here)
 //           R3  remove what does not belong
 //           R4  flush everything (F1 to F4)
 //

@@ -1,5 +1,6 @@
 // The index of one record directory: its repair from the tree (R1 to R4 of IndexFiles.h).
 
+#include <cerrno>
 #include <utility>
 
 #include "FileSystem/FileSystem.h"
@@ -20,8 +21,8 @@ bool CIndex::RepairIndex() {
                  strUnreadable.c_str(), m_strPrevRecPath.c_str());
         return false;
     }
-    OSL_DeleteFile((strFolder + "/" + INDEX_FILE_LEVEL1).c_str());  // R2
-    const bool bRemoved = RemoveFindings(plan);                     // R3
+    if (!DisownIndex(strFolder)) return false;   // R2
+    const bool bRemoved = RemoveFindings(plan);  // R3
     if (plan.objTree.IsEmpty()) {
         LogNothingFound(plan);
         return bRemoved && BeginAnew(strFolder);
@@ -34,6 +35,24 @@ bool CIndex::RepairIndex() {
     WriteIndexToFile();  // R4; what cannot be written stays in memory and is used
     LogRepair(__LINE__, "leave");
     return true;
+}
+
+// R2. The marker says the same as the absence of index01.bin, so where it stands (perhaps on a disk
+// that is read-only by now) a file that cannot be removed does no harm. False when an old index
+// stays that the next start would trust, whatever had been changed by then.
+bool CIndex::DisownIndex(const std::string& strFolder) {
+    const std::string strPath = strFolder + "/" + INDEX_FILE_LEVEL1;
+    if (OSL_DeleteFile(strPath.c_str()) == 0 || OSL_GetSystemLastError() == ENOENT) return true;
+    const int nError = OSL_GetSystemLastError();
+    OSL_FINFO_S stInfo;
+    const bool bThere = GetFolderAttribute(strFolder, INDEX_FILE_LEVEL1, stInfo);
+    if (bThere && stInfo.wFileType == OSL_TYPE_DIR) return true;  // no index, a foreign folder
+    char szError[128];
+    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+             "[wtb][CIndex::RepairIndex] index01.bin delete fail, strIndexLevel1Path [%s], "
+             "error [%s]",
+             strPath.c_str(), OSL_ErrorText(nError, szError, sizeof(szError)));
+    return OSL_AccessFile((strFolder + "/" + INDEX_DIRTY_MARKER).c_str(), 0) == 0;
 }
 
 // A readable record folder without any recording counts as a new one: it must not hide the
