@@ -24,16 +24,11 @@ bool IsDirectory(const char* pPath) {
     return OSL_GetTargetInfo(pPath, stInfo) == 0 && stInfo.wFileType == OSL_TYPE_DIR;
 }
 
-/// A path that ends in "/" would lead through a link in its last component.
-std::string WithoutTrailingSlashes(std::string strPath) {
-    while (strPath.size() > 1 && strPath.back() == '/') strPath.pop_back();
-    return strPath;
-}
-
 }  // namespace
 
 bool DeleteDirectory(const std::string& strPath) {
-    const std::string strDir = WithoutTrailingSlashes(strPath);
+    // With its slashes it would lead through a link in its last component.
+    const std::string strDir(WithoutTrailingSlashes(strPath));
     std::list<std::string> lsSubDir, lsSubFile;
     const bool bWhole = GetSubTargetList(strDir, lsSubDir, lsSubFile);
     for (const std::string& strName : lsSubDir) DeleteDirectory(strDir + "/" + strName);

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <list>
 #include <string>
+#include <string_view>
 
 #include "Osl/Osl.h"
 
@@ -31,6 +32,9 @@ bool MakeFullPath(const char* pPath);
 /// Turns every "\" into "/" in place and appends a "/" where the last character is none: the buffer
 /// needs room for one more. Null is ignored; the text must not be empty.
 void ReplaceBlackSlash(char* pPath);
+
+/// `strPath` without its trailing slashes: how directories are compared. Nothing is left of "/".
+std::string_view WithoutTrailingSlashes(std::string_view strPath);
 
 /// Gives a path the mode 0777.
 void SetMacAccessAttr(const char* pPath);

@@ -5,6 +5,7 @@
 #include <map>
 #include <tuple>
 
+#include "FileSystem/FileSystem.h"
 #include "IndexMgr/Names.h"
 #include "IndexMgr/RecDirName.h"
 #include "Osl/Osl.h"

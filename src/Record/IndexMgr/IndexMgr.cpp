@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "FileSystem/FileSystem.h"
 #include "IndexMgr/Index.h"
 #include "IndexMgr/IndexLog.h"
 #include "IndexMgr/KestrelIndex.h"

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "FileSystem/FileSystem.h"
+
 namespace {
 
 bool IsDigit(char c) {
@@ -195,8 +197,4 @@ bool SplitRecFilePath(std::string_view strPath, recFilePath& stPath) {
     }
     stPath.strRecDir = WithoutTrailingSlashes(strPath);
     return true;
-}
-
-std::string_view WithoutTrailingSlashes(std::string_view strPath) {
-    return strPath.substr(0, strPath.find_last_not_of('/') + 1);
 }

@@ -78,7 +78,4 @@ struct recFilePath {
 /// False when there are too few components. Nothing is verified.
 bool SplitRecFilePath(std::string_view strPath, recFilePath& stPath);
 
-/// `strPath` without its trailing slashes: how record directories are compared.
-std::string_view WithoutTrailingSlashes(std::string_view strPath);
-
 #endif  // LOCALSTORAGE_INDEXMGR_NAMES_H
