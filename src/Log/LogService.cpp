@@ -32,51 +32,66 @@ int LogService::ServiceStart() {
     const OSL_Guard guard(m_mtxService);
     if (m_bStarted) return LOG_OK;
     if (m_bCleanTag) return LOG_ERR_NOT_STARTED;
-    const int nResult = StartWriter();
-    if (nResult != LOG_OK) StopWriter();
-    return nResult;
+    if (!OpenQueue() || !StartWriter()) {
+        CloseQueue();
+        return LOG_ERR_START;
+    }
+    m_bStarted = true;
+    return LOG_OK;
 }
 
 int LogService::ServiceStop() {
     const OSL_Guard guard(m_mtxService);
     if (!m_bStarted) return LOG_OK;
-    StopWriter();
+    StopWriter(false);
+    CloseQueue();
     return SwitchFileService(false, nullptr, 0, false);
 }
 
 void LogService::FinishOutput() {
     const OSL_Guard guard(m_mtxService);
     if (!m_bStarted) return;
-    StopWriter();
-    if (StartWriter() != LOG_OK) StopWriter();
+    StopWriter(true);
+    if (StartWriter()) return;
+    m_bStarted = false;
+    CloseQueue();
 }
 
-int LogService::StartWriter() {
-    {
-        const OSL_Guard guard(m_mtxQueue);
-        m_hWake = OSL_CreateEvent(0);
-        if (!m_hWake || !m_ring.Create()) return LOG_ERR_START;
-        m_bStop = m_bAsleep = false;
-    }
-    m_hThread = OSL_Thread_Create(WriteLogProc, this, WRITER_STACK, 0, 0, nullptr);
-    if (!m_hThread) return LOG_ERR_START;
-    m_bStarted = true;
-    return LOG_OK;
+bool LogService::OpenQueue() {
+    const OSL_Guard guard(m_mtxQueue);
+    m_nPushed = m_nOutput = 0;
+    m_hWake = OSL_CreateEvent(0);
+    return m_hWake && m_ring.Create();
 }
 
-void LogService::StopWriter() {
-    {
-        const OSL_Guard guard(m_mtxQueue);
-        m_bStarted = false;
-        m_bStop = true;
-        OSL_SetEvent(m_hWake);
-    }
-    OSL_Thread_Wait(m_hThread);
-    m_hThread = nullptr;
+void LogService::CloseQueue() {
     const OSL_Guard guard(m_mtxQueue);
     m_ring.Destroy();
     OSL_CloseEvent(m_hWake);
     m_hWake = nullptr;
+}
+
+bool LogService::StartWriter() {
+    {
+        const OSL_Guard guard(m_mtxQueue);
+        m_bAsleep = false;
+        m_nStopAt = NEVER;
+    }
+    m_hThread = OSL_Thread_Create(WriteLogProc, this, WRITER_STACK, 0, 0, nullptr);
+    return m_hThread != nullptr;
+}
+
+/// Ends the writer when it has output all lines there are by now. Those that come later wait in the
+/// queue for the next writer, or are refused.
+void LogService::StopWriter(bool bTakeMore) {
+    {
+        const OSL_Guard guard(m_mtxQueue);
+        m_bStarted = bTakeMore;
+        m_nStopAt = m_nPushed;
+        OSL_SetEvent(m_hWake);
+    }
+    OSL_Thread_Wait(m_hThread);
+    m_hThread = nullptr;
 }
 
 void LogService::SwitchConsoleService(bool bOn) {
@@ -103,6 +118,7 @@ int LogService::PushData(const char* pText, std::size_t nLen) {
     const OSL_Guard guard(m_mtxQueue);
     if (!m_bStarted) return LOG_ERR_NOT_STARTED;
     if (!m_ring.Push(pText, nLen)) return LOG_ERR_FULL;
+    ++m_nPushed;
     if (m_bAsleep) {
         m_bAsleep = false;
         OSL_SetEvent(m_hWake);
@@ -129,17 +145,18 @@ bool LogService::WaitForLines(LogLines& stLines) {
 /// Gives back the lines that have been output and takes those that have come since.
 bool LogService::TakeLines(LogLines& stLines) {
     const OSL_Guard guard(m_mtxQueue);
+    m_nOutput += stLines.m_vecLen.size();
     m_ring.GiveBack(stLines);
-    stLines = m_ring.Oldest();
+    stLines = m_nOutput < m_nStopAt ? m_ring.Oldest() : LogLines();
     return !stLines.m_vecLen.empty();
 }
 
-/// Sleeps until there is a line or a stop; false when there is a stop and no line.
+/// Sleeps until there is a line or a stop; false when all lines in front of a stop are output.
 bool LogService::SleepUntilWoken() {
     {
         const OSL_Guard guard(m_mtxQueue);
-        const bool bEmpty = m_ring.Oldest().m_vecLen.empty();
-        if (m_bStop || !bEmpty) return !bEmpty;
+        if (m_nOutput >= m_nStopAt) return false;
+        if (m_nOutput < m_nPushed) return true;
         m_bAsleep = true;
         OSL_ResetEvent(m_hWake);
     }

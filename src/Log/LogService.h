@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "Log/LineRing.h"
 #include "Log/LogFile.h"
@@ -28,7 +29,7 @@ public:
     int ServiceStart();
     /// Outputs what is queued, ends the writer thread and turns the file target off.
     int ServiceStop();
-    /// Outputs what is queued.
+    /// Outputs what is queued by now; lines may come meanwhile.
     void FinishOutput();
     /// While set, the service does not start.
     void SetCleanTag(bool bClean) { m_bCleanTag = bClean; }
@@ -47,9 +48,13 @@ public:
     int PushData(const char* pText, std::size_t nLen);
 
 private:
+    static constexpr std::uint64_t NEVER = std::numeric_limits<std::uint64_t>::max();
+
     static std::uint32_t WriteLogProc(void* pService);
-    int StartWriter() OSL_REQUIRES(m_mtxService);
-    void StopWriter() OSL_REQUIRES(m_mtxService);
+    bool OpenQueue();
+    void CloseQueue();
+    bool StartWriter() OSL_REQUIRES(m_mtxService);
+    void StopWriter(bool bTakeMore) OSL_REQUIRES(m_mtxService);
     bool WaitForLines(LogLines& stLines);
     bool TakeLines(LogLines& stLines);
     bool SleepUntilWoken();
@@ -71,9 +76,11 @@ private:
 
     OSL_Mutex m_mtxQueue{OSL_LockRank::LogQueue, "log queue"};
     CLineRing m_ring OSL_GUARDED_BY(m_mtxQueue);
-    bool m_bStop OSL_GUARDED_BY(m_mtxQueue) = false;    ///< the writer ends when all is output
-    bool m_bAsleep OSL_GUARDED_BY(m_mtxQueue) = false;  ///< the writer waits for m_hWake
-    OSL_EventHandle m_hWake = nullptr;                  ///< lives as long as the writer
+    std::uint64_t m_nPushed OSL_GUARDED_BY(m_mtxQueue) = 0;      ///< lines since it was opened
+    std::uint64_t m_nOutput OSL_GUARDED_BY(m_mtxQueue) = 0;      ///< of those
+    std::uint64_t m_nStopAt OSL_GUARDED_BY(m_mtxQueue) = NEVER;  ///< the writer ends behind them
+    bool m_bAsleep OSL_GUARDED_BY(m_mtxQueue) = false;           ///< the writer waits for m_hWake
+    OSL_EventHandle m_hWake = nullptr;                           ///< lives as long as the queue
 };
 
 #endif  // LOCALSTORAGE_LOG_LOGSERVICE_H
