@@ -133,15 +133,3 @@ TEST_F(Crash, AtEveryCallOfAFlush) {
 TEST_F(Crash, AtEveryCallOfARepair) {
     ExpectWholeAfterEveryCall(&CCrash::KilledInRepair);
 }
-
-// The file is on the disk, its entry not yet in the index, and a flush ends in between.
-TEST_F(CRecordDirTest, ACrashBetweenAFileAndItsEntry) {
-    ASSERT_EQ(Open(), 0);
-    Record("cam_1_0", FILE_1);
-    m_index.BeginChange();
-    Put("cam_1_0", FILE_2);
-    m_index.WriteIndexToFile();
-    m_index.Abandon();
-    ASSERT_EQ(Start(), 0);
-    EXPECT_EQ(m_nFiles, 2u);
-}

@@ -74,6 +74,17 @@ TEST_F(Index, TheMarkerComesBackWithANewRecordFolder) {
     EXPECT_FALSE(fs::exists(m_strMarker));
 }
 
+TEST_F(Index, AFlushBetweenAFileAndItsEntryLeavesTheMarker) {
+    ASSERT_EQ(Open(), 0);
+    Record("cam_1_0", FILE_1);
+    m_index.BeginChange();
+    Put("cam_1_0", FILE_2);
+    m_index.WriteIndexToFile();
+    m_index.Abandon();  // killed before the entry came
+    ASSERT_EQ(Start(), 0);
+    EXPECT_EQ(m_nFiles, 2u);
+}
+
 TEST_F(Index, AMarkerThatCannotBeMadeIsLoggedOnceAndStopsNothing) {
     ASSERT_EQ(Open(), 0);
     fs::create_directories(m_strFolder);

@@ -15,6 +15,19 @@ void ExpectOrderOfTexts(const T& a, const std::string& strA, const T& b, const s
     EXPECT_EQ(a == b, strA == strB) << strA << " " << strB;
 }
 
+template <typename... Fields>
+std::string Print(const char* pFormat, Fields... fields) {
+    char szText[64];
+    std::snprintf(szText, sizeof(szText), pFormat, fields...);
+    return szText;
+}
+std::string Text(const dateInfo& st) {
+    return Print("%04d%02d%02d", st.wYear, st.byMonth, st.byDay);
+}
+std::string Text(const fileTimeInfo& st) {
+    return Text(st.GetDate()) + Print("%02d%02d%02d", st.byHour, st.byMinute, st.bySecond);
+}
+
 }  // namespace
 
 TEST(Records, CompareAsTextsInAndOutOfRange) {
@@ -27,10 +40,12 @@ TEST(Records, CompareAsTextsInAndOutOfRange) {
         const fileTimeInfo a{year(), field(), field(), field(), field(), field(), field()};
         fileTimeInfo b = a;
         if (i % 4 != 0) b = {year(), field(), field(), field(), field(), field(), 0};
-        ExpectOrderOfTexts(a, a.GetString(), b, b.GetString());
-        EXPECT_EQ(a > b, a.GetString() > b.GetString());
+        ExpectOrderOfTexts(a, Text(a), b, Text(b));
+        EXPECT_EQ(a > b, Text(a) > Text(b));
+        EXPECT_EQ(a.GetString(), Text(a));
         const dateInfo da = a.GetDate(), db = b.GetDate();
-        ExpectOrderOfTexts(da, da.GetDirName(), db, db.GetDirName());
+        ExpectOrderOfTexts(da, Text(da), db, Text(db));
+        EXPECT_EQ(da.GetDirName(), Text(da));
     }
 }
 
