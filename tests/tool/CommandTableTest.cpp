@@ -59,7 +59,7 @@ TEST_F(CommandTable, EveryCommandHasExamplesAndDescriptions) {
 }
 
 TEST_F(CommandTable, CommandLinesThatMakeNoSense) {
-    const char* const kLines[] = {
+    const char* const LINES[] = {
         "",
         "nonsense",
         "query",
@@ -81,13 +81,13 @@ TEST_F(CommandTable, CommandLinesThatMakeNoSense) {
         "repair --dir d --yes",
         "dump",
     };
-    for (const char* pLine : kLines) {
+    for (const char* pLine : LINES) {
         EXPECT_THROW(m_stApp.parse(pLine), CLI::ParseError) << pLine;
     }
 }
 
 TEST_F(CommandTable, CommandLinesThatMakeSense) {
-    const char* const kLines[] = {
+    const char* const LINES[] = {
         "query --dir d",
         "query --dir d --dir e --camera a --camera b --from -2h --to now --type 8 --json",
         "--log-dir l status --dir d",
@@ -100,7 +100,7 @@ TEST_F(CommandTable, CommandLinesThatMakeSense) {
         "export --dir d --camera a --from today --to now -o f --force",
         "dump f",
     };
-    for (const char* pLine : kLines) {
+    for (const char* pLine : LINES) {
         m_fnRun = nullptr;
         EXPECT_NO_THROW(m_stApp.parse(pLine)) << pLine;
         EXPECT_TRUE(m_fnRun) << pLine;

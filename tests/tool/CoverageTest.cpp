@@ -5,11 +5,11 @@
 
 namespace {
 
-const LocalTime kDay = FromFields({2024, 3, 5});
-const timeSpan kWhole{kDay, kDay + Seconds(86400)};
+const LocalTime DAY = FromFields({2024, 3, 5});
+const timeSpan WHOLE{DAY, DAY + Seconds(86400)};
 
 timeSpan Hours(int nFrom, int nTo) {
-    return {kDay + Seconds(nFrom * 3600), kDay + Seconds(nTo * 3600)};
+    return {DAY + Seconds(nFrom * 3600), DAY + Seconds(nTo * 3600)};
 }
 
 TEST(Coverage, OverlappingAndTouchingSpansBecomeOne) {
@@ -21,9 +21,9 @@ TEST(Coverage, OverlappingAndTouchingSpansBecomeOne) {
 }
 
 TEST(Coverage, TwoSecondsAreNoGapYet) {
-    const timeSpan stFirst{kDay, kDay + Seconds(10)};
-    EXPECT_EQ(Merge({stFirst, {kDay + Seconds(12), kDay + Seconds(20)}}).size(), 1u);
-    EXPECT_EQ(Merge({stFirst, {kDay + Seconds(13), kDay + Seconds(20)}}).size(), 2u);
+    const timeSpan stFirst{DAY, DAY + Seconds(10)};
+    EXPECT_EQ(Merge({stFirst, {DAY + Seconds(12), DAY + Seconds(20)}}).size(), 1u);
+    EXPECT_EQ(Merge({stFirst, {DAY + Seconds(13), DAY + Seconds(20)}}).size(), 2u);
 }
 
 recording Recorded(const std::string& strCamera, int nFrom, int nTo, unsigned nType) {
@@ -36,9 +36,9 @@ recording Recorded(const std::string& strCamera, int nFrom, int nTo, unsigned nT
 }
 
 TEST(Timeline, CellsTellHowMuchAndWhat) {
-    const auto st = MakeTimeline({Recorded("a", -2, 6, 1), Recorded("a", 12, 15, 4)}, kWhole);
+    const auto st = MakeTimeline({Recorded("a", -2, 6, 1), Recorded("a", 12, 15, 4)}, WHOLE);
     ASSERT_EQ(st.vecRows.size(), 1u);
-    const auto vecCells = MakeCells(st.vecRows[0], kWhole, 4);
+    const auto vecCells = MakeCells(st.vecRows[0], WHOLE, 4);
     EXPECT_DOUBLE_EQ(vecCells[0].fCovered, 1);
     EXPECT_EQ(vecCells[0].nType, 1u);
     EXPECT_DOUBLE_EQ(vecCells[1].fCovered, 0);
@@ -48,7 +48,7 @@ TEST(Timeline, CellsTellHowMuchAndWhat) {
 }
 
 TEST(Timeline, BarsFitTheWidthAndAreAsciiWhenAsked) {
-    const auto st = MakeTimeline({Recorded("door", 0, 12, 1), Recorded("yard", 6, 7, 2)}, kWhole);
+    const auto st = MakeTimeline({Recorded("door", 0, 12, 1), Recorded("yard", 6, 7, 2)}, WHOLE);
     for (const unsigned nWidth : {80u, 133u}) {
         for (const std::string& strLine : DrawBars(st, {nWidth, true, false})) {
             EXPECT_LT(strLine.size(), nWidth) << strLine;
@@ -60,7 +60,7 @@ TEST(Timeline, BarsFitTheWidthAndAreAsciiWhenAsked) {
 }
 
 TEST(Timeline, TheSvgEscapesNamesAndKnowsItsTypes) {
-    const std::string strSvg = DrawSvg(MakeTimeline({Recorded("a<&\">", 1, 2, 7)}, kWhole));
+    const std::string strSvg = DrawSvg(MakeTimeline({Recorded("a<&\">", 1, 2, 7)}, WHOLE));
     EXPECT_NE(strSvg.find("a&lt;&amp;&quot;&gt;"), std::string::npos);
     EXPECT_EQ(strSvg.find("a<&"), std::string::npos);
     EXPECT_NE(strSvg.find("type 7"), std::string::npos);

@@ -34,8 +34,8 @@ TEST(FrameTimes, AClipBeginsAtTheLastKeyFrameBefore) {
     const struct {
         double fFrom, fTo;
         std::size_t nFirst, nEnd;
-    } kRows[] = {{7, 12, 5, 12}, {5, 12, 5, 12}, {-3, 2, 0, 2}, {19, 99, 15, 20}, {0, 20, 0, 20}};
-    for (const auto& st : kRows) {
+    } ROWS[] = {{7, 12, 5, 12}, {5, 12, 5, 12}, {-3, 2, 0, 2}, {19, 99, 15, 20}, {0, 20, 0, 20}};
+    for (const auto& st : ROWS) {
         const frameRange stRange = SelectFrames(vecFrames, vecPlaces, 1, st.fFrom, st.fTo);
         EXPECT_EQ(stRange.nFirst, st.nFirst) << st.fFrom;
         EXPECT_EQ(stRange.nEnd, st.nEnd) << st.fTo;

@@ -4,7 +4,7 @@
 
 namespace {
 
-const LocalTime kNow = FromFields({2024, 3, 5, 12});
+const LocalTime NOW = FromFields({2024, 3, 5, 12});
 
 oldFile File(const char* pDisk, const char* pDay, std::uint64_t nBytes, int nEndsHours = 1) {
     return {pDisk,
@@ -26,7 +26,7 @@ TEST(PrunePlan, NeverTouchesToday) {
     const auto vecFiles = EarlierThanToday(
         {File("a", "20240305", 1), File("a", "20240306", 1), File("a", "20240304", 1, 25),
          File("b", "20240304", 1, 24), File("a", "20240301", 1)},
-        kNow);
+        NOW);
     EXPECT_EQ(Days(vecFiles), "a01 b04 ");
     EXPECT_EQ(Days(BeforeDay(vecFiles, FromFields({2024, 3, 4, 23}))), "a01 ");
 }

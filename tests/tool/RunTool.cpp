@@ -19,9 +19,9 @@ int Spawn(const Arguments& vecArguments, const std::string& strOutFile,
     vecPointers.push_back(nullptr);
     const int nPid = fork();
     if (nPid != 0) return nPid;
-    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
-    dup2(open(strOutFile.c_str(), kFlags, 0600), STDOUT_FILENO);
-    dup2(open(strErrFile.c_str(), kFlags, 0600), STDERR_FILENO);
+    constexpr int FLAGS = O_WRONLY | O_CREAT | O_TRUNC;
+    dup2(open(strOutFile.c_str(), FLAGS, 0600), STDOUT_FILENO);
+    dup2(open(strErrFile.c_str(), FLAGS, 0600), STDERR_FILENO);
     execv(TOOL_PATH, vecPointers.data());
     _exit(127);
 }

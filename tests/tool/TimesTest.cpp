@@ -4,13 +4,13 @@
 
 namespace {
 
-const LocalTime kNow = FromFields({2024, 3, 5, 14, 30, 20});
+const LocalTime NOW = FromFields({2024, 3, 5, 14, 30, 20});
 
 TEST(Times, WhatPeopleType) {
     const struct {
         const char* pText;
         const char* pExpected;  // "" : refused
-    } kRows[] = {
+    } ROWS[] = {
         {"2024-03-05T08:00:00", "2024-03-05 08:00:00"},
         {"2024-03-05 08:00", "2024-03-05 08:00:00"},
         {"2024-03-05", "2024-03-05 00:00:00"},
@@ -46,8 +46,8 @@ TEST(Times, WhatPeopleType) {
         {"-99999999999999999999h", ""},
         {"-9223372036854775807w", ""},
     };
-    for (const auto& stRow : kRows) {
-        const auto tTime = ParseTime(stRow.pText, kNow);
+    for (const auto& stRow : ROWS) {
+        const auto tTime = ParseTime(stRow.pText, NOW);
         EXPECT_EQ(tTime ? FormatTime(*tTime) : "", stRow.pExpected) << stRow.pText;
     }
 }
@@ -73,13 +73,13 @@ TEST(Times, Spans) {
 }
 
 TEST(Times, FieldsGoThereAndBack) {
-    const tagBlockTime st = ToBlockTime(kNow);
+    const tagBlockTime st = ToBlockTime(NOW);
     EXPECT_EQ(st.wYear, 2024);
     EXPECT_EQ(st.byMonth, 3);
     EXPECT_EQ(st.bySecond, 20);
-    EXPECT_EQ(DayFolder(kNow), "20240305");
-    EXPECT_EQ(FormatIso(kNow), "2024-03-05T14:30:20");
-    EXPECT_EQ(FormatClock(kNow), "14:30:20");
+    EXPECT_EQ(DayFolder(NOW), "20240305");
+    EXPECT_EQ(FormatIso(NOW), "2024-03-05T14:30:20");
+    EXPECT_EQ(FormatClock(NOW), "14:30:20");
 }
 
 }  // namespace

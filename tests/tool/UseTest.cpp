@@ -9,7 +9,7 @@ namespace {
 
 using nlohmann::json;
 
-const Arguments kEver = {"--from", "2000-01-01", "--to", "2100-01-01"};
+const Arguments EVER = {"--from", "2000-01-01", "--to", "2100-01-01"};
 
 Arguments operator+(Arguments a, const Arguments& b) {
     a.insert(a.end(), b.begin(), b.end());
@@ -59,20 +59,20 @@ TEST_F(ToolUse, CamerasAreRecordedFoundAndCheckedAtOnce) {
     EXPECT_EQ(mapFrames,
               (std::map<std::string, std::size_t>{{"a", 150}, {"b", 100}, {"c", 75}, {"d", 150}}));
 
-    const toolResult stQuery = Run(Arguments{"query", "--dir", Dir(), "--json"} + kEver);
+    const toolResult stQuery = Run(Arguments{"query", "--dir", Dir(), "--json"} + EVER);
     EXPECT_EQ(stQuery.Json().size(), vecClosed.size());
     EXPECT_EQ(KeysOf(stQuery.Json().at(0)),
               (std::vector<std::string>{"bytes", "camera", "dir", "end", "end_from", "layout",
                                         "path", "start", "type"}));
     EXPECT_EQ(
-        Run(Arguments{"query", "--dir", Dir(), "--camera", "b", "--json"} + kEver).Json().size(),
+        Run(Arguments{"query", "--dir", Dir(), "--camera", "b", "--json"} + EVER).Json().size(),
         1u);
     EXPECT_EQ(Run({"check", "--dir", Dir()}).nCode, 0);
 
     for (const char* pCamera : {"b", "c"}) {
         const toolResult stClip = Run(
             Arguments{"export", "--dir", Dir(), "--camera", pCamera, "-o", Dir(pCamera), "--json"} +
-            kEver);
+            EVER);
         ASSERT_EQ(stClip.nCode, 0) << stClip.strErr;
         EXPECT_EQ(Frames(Dir(pCamera)).vecFrames.size(), mapFrames[pCamera]);
     }
@@ -183,7 +183,7 @@ TEST_F(ToolUse, ARunningHostIsLeftAloneAndCtrlCClosesIt) {
                             "a=" + Stream("h264.mp4"), "--snapshot-every", "60", "--json"},
                            m_tmp / "events");
     ASSERT_TRUE(stHost.WaitFor("\"snapshot\"")) << GetFile(m_tmp / "events.err");
-    EXPECT_EQ(Run(Arguments{"query", "--dir", Dir()} + kEver).nCode, 0);
+    EXPECT_EQ(Run(Arguments{"query", "--dir", Dir()} + EVER).nCode, 0);
     EXPECT_EQ(Run({"status", "--dir", Dir()}).nCode, 0);
     const toolResult st = Run({"record", "--dir", Dir(), "--camera", "b=" + Stream("h264.mp4")});
     EXPECT_EQ(st.nCode, 1);
@@ -228,7 +228,7 @@ TEST_F(ToolUse, ExitCodes) {
     const struct {
         Arguments vecArguments;
         int nCode;
-    } kRows[] = {
+    } ROWS[] = {
         {{"--version"}, 0},
         {{"--help"}, 0},
         {{"query", "--help"}, 0},
@@ -252,7 +252,7 @@ TEST_F(ToolUse, ExitCodes) {
         {{"dump", Stream("h264.mp4")}, 2},
         {{"prune", "--dir", Dir()}, 2},
     };
-    for (const auto& st : kRows) {
+    for (const auto& st : ROWS) {
         const toolResult stResult = Run(st.vecArguments);
         EXPECT_EQ(stResult.nCode, st.nCode) << ::testing::PrintToString(st.vecArguments);
         EXPECT_EQ(st.nCode == 0, stResult.strErr.empty()) << stResult.strErr;

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage check --dir /mnt/disk1 --dir /mnt/disk2\n"
     "  localstorage check --dir /mnt/disk1 --json\n\n"
     "Nothing is changed. Findings: foreign (a repair removes it), unlisted (a recording without "
@@ -36,7 +36,7 @@ void AddCheck(CLI::App& stApp, RunFunction& fnRun) {
     const auto pDirs = std::make_shared<std::vector<std::string>>();
     const auto pJson = std::make_shared<bool>(false);
     CLI::App* pCommand =
-        AddCommand(stApp, "check", "Compare index and recordings, changing nothing", kExamples);
+        AddCommand(stApp, "check", "Compare index and recordings, changing nothing", EXAMPLES);
     AddDirs(*pCommand, *pDirs);
     AddJson(*pCommand, *pJson);
     pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pDirs, *pJson); }; });

@@ -38,7 +38,7 @@ void CClipWriter::Begin(const AVCodecParameters& stParameters) {
     // The tag that every player knows.
     pStream->codecpar->codec_tag =
         stParameters.codec_id == AV_CODEC_ID_HEVC ? MKTAG('h', 'v', 'c', '1') : 0;
-    pStream->time_base = {1, kTicks};
+    pStream->time_base = {1, TICKS};
     if (nResult >= 0) nResult = avio_open(&pFormat->pb, m_strPart.c_str(), AVIO_FLAG_WRITE);
     AVDictionary* pOptions = nullptr;
     av_dict_set(&pOptions, "movflags", "faststart", 0);
@@ -51,7 +51,7 @@ void CClipWriter::Write(AVPacket& stPacket, std::int64_t nDecode, std::int64_t n
                         std::int64_t nLength) {
     if (m_nFrames > 0) nDecode = std::max(nDecode, m_nLastDecode + 1);
     m_nLastDecode = nDecode;
-    const AVRational stFrom = {1, kTicks}, stTo = m_pFormat->streams[0]->time_base;
+    const AVRational stFrom = {1, TICKS}, stTo = m_pFormat->streams[0]->time_base;
     stPacket.dts = av_rescale_q(nDecode, stFrom, stTo);
     stPacket.pts = av_rescale_q(std::max(nShow, nDecode), stFrom, stTo);
     stPacket.duration = av_rescale_q(nLength, stFrom, stTo);
@@ -73,7 +73,7 @@ void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
     const auto TimeAt =
         [&](std::size_t nPlace) -> std::int64_t {  // places before the first one give times before
         const double fPlaces = static_cast<double>(nPlace) - static_cast<double>(nFirstPlace);
-        return nBegin + std::llround(fPlaces * fStep * kTicks);
+        return nBegin + std::llround(fPlaces * fStep * TICKS);
     };
     const avPointer<AVPacket> pPacket(av_packet_alloc());
     for (std::size_t n = 0; NextPacket(stMedia, *pPacket); ++n) {

@@ -25,11 +25,11 @@ public:
     /// Completes the file and gives it its name. Throws CFailure.
     void Finish();
 
-    double Length() const { return static_cast<double>(m_nEnd) / kTicks; }
+    double Length() const { return static_cast<double>(m_nEnd) / TICKS; }
     std::uint64_t Frames() const { return m_nFrames; }
 
 private:
-    static constexpr int kTicks = 90000;  ///< per second
+    static constexpr int TICKS = 90000;  ///< per second
 
     void Begin(const AVCodecParameters& stParameters);
     void Write(AVPacket& stPacket, std::int64_t nDecode, std::int64_t nShow, std::int64_t nLength);

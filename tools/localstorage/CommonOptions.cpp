@@ -29,7 +29,7 @@ std::string DefaultLogDir() {
         return std::string(pState) + "/localstorage";
     }
     const char* pHome = std::getenv("HOME");
-    return std::string(pHome && *pHome ? pHome : "/tmp") + "/" + kStateBelowHome + "/localstorage";
+    return std::string(pHome && *pHome ? pHome : "/tmp") + "/" + STATE_BELOW_HOME + "/localstorage";
 }
 
 CLI::App* AddCommand(CLI::App& stApp, const std::string& strName, const std::string& strDescription,

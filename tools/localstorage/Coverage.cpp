@@ -13,7 +13,7 @@ std::vector<timeSpan> Merge(std::vector<timeSpan> vecSpans) {
     std::vector<timeSpan> vecMerged;
     for (const timeSpan& stSpan : vecSpans) {
         if (stSpan.tEnd <= stSpan.tStart) continue;
-        if (vecMerged.empty() || stSpan.tStart > vecMerged.back().tEnd + kGapTolerance) {
+        if (vecMerged.empty() || stSpan.tStart > vecMerged.back().tEnd + GAP_TOLERANCE) {
             vecMerged.push_back(stSpan);
         } else {
             vecMerged.back().tEnd = std::max(vecMerged.back().tEnd, stSpan.tEnd);

@@ -17,7 +17,7 @@ struct timeSpan {
 };
 
 /// Names count in whole seconds, so recordings that touch may lie this far apart: no gap yet.
-constexpr Seconds kGapTolerance{2};
+constexpr Seconds GAP_TOLERANCE{2};
 
 /// The part of `stSpan` that lies in `stRange`; empty (end not after start) when there is none.
 timeSpan Clip(const timeSpan& stSpan, const timeSpan& stRange);

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage dump /mnt/disk1/RecordFile/index01.bin\n"
     "  localstorage dump /mnt/disk1/RecordFile/20240305/door/index03.bin --json\n\n"
     "index01.bin lists the days of a record directory, index02.bin the channels of a day,\n"
@@ -96,7 +96,7 @@ int Run(const std::string& strFile, bool bJson) {
 void AddDump(CLI::App& stApp, RunFunction& fnRun) {
     const auto pFile = std::make_shared<std::string>();
     const auto pJson = std::make_shared<bool>(false);
-    CLI::App* pCommand = AddCommand(stApp, "dump", "Show one index file in words", kExamples);
+    CLI::App* pCommand = AddCommand(stApp, "dump", "Show one index file in words", EXAMPLES);
     AddJson(*pCommand, *pJson);
     pCommand->add_option("FILE", *pFile, "Index file")->required()->type_name("");
     pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pFile, *pJson); }; });

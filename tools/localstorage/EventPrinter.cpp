@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr auto kQuiet = std::chrono::seconds(10);
+constexpr auto QUIET = std::chrono::seconds(10);
 
 std::uint64_t SizeOf(const std::string& strPath) {
     OSL_FINFO_S stInfo;
@@ -23,7 +23,7 @@ std::string Padded(std::string strText, std::size_t nWidth) {
 bool CEventPrinter::IsToldAlready(const std::string& strCamera) {
     Clock::time_point& tQuietUntil = m_mapQuietUntil[strCamera];
     if (Clock::now() < tQuietUntil) return true;
-    tQuietUntil = Clock::now() + kQuiet;
+    tQuietUntil = Clock::now() + QUIET;
     return false;
 }
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage export --dir /mnt/disk1 --dir /mnt/disk2 --camera door \\\n"
     "      --from \"2024-03-05 08:00\" --to \"2024-03-05 08:10\" -o door.mp4\n"
     "  localstorage export --dir /mnt/disk1 --camera door --from -10m --to now -o last.mp4\n\n"
@@ -71,7 +71,7 @@ BytesFunction CExport::ProgressOf(const recording& stRecording) {
 
 void CExport::TellGap(LocalTime tNext) {
     const LocalTime tLast = m_bAnything ? m_tCovered : m_stRange.tStart;
-    if (tNext <= tLast + kGapTolerance) return;
+    if (tNext <= tLast + GAP_TOLERANCE) return;
     ++m_nGaps;
     PrintMessage("gap: nothing recorded from " + FormatTime(tLast) + " to " + FormatTime(tNext) +
                  " (" + FormatSpan(tNext - tLast) + ")");
@@ -108,7 +108,7 @@ void CExport::Join(const recording& stRecording, const clipFrames& stFrames) {
                                             SecondsIn(tFrom), SecondsIn(m_stRange.tEnd));
     if (stRange.nFirst >= stRange.nEnd) return;
     const bool bContinues =
-        m_bAnything && stRange.nFirst == 0 && stSpan.tStart <= m_tCovered + kGapTolerance;
+        m_bAnything && stRange.nFirst == 0 && stSpan.tStart <= m_tCovered + GAP_TOLERANCE;
     if (!m_bAnything) {
         m_stFirst = {stFrames.eCodec, stFrames.nWidth, stFrames.nHeight, stFrames.fRate, {}, {}};
         const double fBegin = static_cast<double>(stFrames.vecPlaces[stRange.nFirst]) * fStep;
@@ -208,7 +208,7 @@ void AddExport(CLI::App& stApp, RunFunction& fnRun) {
     const auto pOptions = std::make_shared<exportOptions>();
     exportOptions& st = *pOptions;
     CLI::App* pCommand =
-        AddCommand(stApp, "export", "Join the recordings of a range into one MP4 file", kExamples);
+        AddCommand(stApp, "export", "Join the recordings of a range into one MP4 file", EXAMPLES);
     AddDirs(*pCommand, st.stSelection.vecDirs);
     pCommand->add_option("--camera", st.strCamera, "Camera")
         ->type_name("ID")

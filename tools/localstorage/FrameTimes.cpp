@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr double kUsualRate = 25;
-constexpr double kHighestRate = 121;
+constexpr double USUAL_RATE = 25;
+constexpr double HIGHEST_RATE = 121;
 
 /// Places one sequence, frames nBegin to nEnd, by their order counts.
 void PlaceSequence(const std::vector<codedFrame>& vecFrames, std::size_t nBegin, std::size_t nEnd,
@@ -39,14 +39,14 @@ std::vector<std::size_t> DisplayPlaces(const std::vector<codedFrame>& vecFrames)
 }
 
 double FrameStep(std::size_t nFrames, Seconds nLength, double fRate) {
-    const double fOwnStep = 1 / (fRate > 0 ? fRate : kUsualRate);
+    const double fOwnStep = 1 / (fRate > 0 ? fRate : USUAL_RATE);
     if (nFrames == 0) return fOwnStep;
     const double fLength = static_cast<double>(nLength.count());
     const double fOwnLength = fOwnStep * static_cast<double>(nFrames);
     // Names and change times count in whole seconds, at both ends.
     if (std::abs(fOwnLength - fLength) <= std::max(2.0, fLength / 50)) return fOwnStep;
     const double fSpread = fLength / static_cast<double>(nFrames);
-    return fSpread < 1 / kHighestRate ? fOwnStep : fSpread;
+    return fSpread < 1 / HIGHEST_RATE ? fOwnStep : fSpread;
 }
 
 frameRange SelectFrames(const std::vector<codedFrame>& vecFrames,

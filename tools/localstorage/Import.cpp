@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage import --dir /mnt/disk1 --camera door --start \"2024-03-05 08:00\" door.mp4\n"
     "  localstorage import --dir /mnt/disk1 --camera door --start 2024-03-05T08:00:00 \\\n"
     "      --end 2024-03-05T09:00:00 --type 2 door.mkv\n\n"
@@ -119,7 +119,7 @@ void AddImport(CLI::App& stApp, RunFunction& fnRun) {
     const auto pOptions = std::make_shared<importOptions>();
     importOptions& st = *pOptions;
     CLI::App* pCommand = AddCommand(
-        stApp, "import", "Store a stream as one recording (remote-backup layout)", kExamples);
+        stApp, "import", "Store a stream as one recording (remote-backup layout)", EXAMPLES);
     AddDirs(*pCommand, st.vecDirs);
     pCommand->add_option("--camera", st.strCamera, "Camera that the recording is of")
         ->type_name("ID")

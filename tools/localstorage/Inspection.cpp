@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr std::uint64_t kLargeFile = 1 << 20;
+constexpr std::uint64_t LARGE_FILE = 1 << 20;
 
 bool Exists(const std::string& strPath) {
     return OSL_AccessFile(strPath.c_str(), 0) == 0;
@@ -153,7 +153,7 @@ std::string inspection::Alarm() const {
     const std::uint64_t nRemoved = RemovedFiles();
     for (const finding& st : vecFindings) {
         if (st.bRecording) return "it would remove recordings of the client layout";
-        if (st.nLargest > kLargeFile)
+        if (st.nLargest > LARGE_FILE)
             return "it would remove a file larger than 1 MiB: " + st.strPath;
     }
     if (nRemoved > nRecordings) {

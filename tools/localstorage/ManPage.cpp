@@ -62,7 +62,7 @@ std::string CommandText(const commandEntry& stCommand) {
     return strText + ".PP\n.nf\n" + Roff(stCommand.strFooter) + "\n.fi\n";
 }
 
-constexpr const char* kEnd =
+constexpr const char* END =
     ".SH EXIT STATUS\n"
     ".TP\n.B 0\nDone.\n"
     ".TP\n.B 1\nA failure; standard error says what failed, where and why.\n"
@@ -98,5 +98,5 @@ std::string MakeManPage(const CLI::App& stApp) {
         "age such as \\fB\\-90s\\fR, \\fB\\-2h\\fR, \\fB\\-1d12h\\fR. Spans are written "
         "\\fB90\\fR, \\fB90s\\fR, \\fB15m\\fR, \\fB1h30m\\fR.\n.SH COMMANDS\n";
     for (const commandEntry& st : DescribeSubcommands(stApp)) strPage += CommandText(st);
-    return strPage + kEnd;
+    return strPage + END;
 }

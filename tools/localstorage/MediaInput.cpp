@@ -6,9 +6,9 @@
 
 namespace {
 
-constexpr double kUsualFrameRate = 25;
+constexpr double USUAL_FRAME_RATE = 25;
 
-constexpr auto kPatience = std::chrono::seconds(30);
+constexpr auto PATIENCE = std::chrono::seconds(30);
 
 int EndsWaiting(void* pGuard) {
     const auto& st = *static_cast<const inputGuard*>(pGuard);
@@ -99,7 +99,7 @@ std::string WithoutPassword(const std::string& strInput) {
 }
 
 void inputGuard::Rearm() {
-    tDeadline = std::chrono::steady_clock::now() + kPatience;
+    tDeadline = std::chrono::steady_clock::now() + PATIENCE;
 }
 
 openMedia OpenMedia(const std::string& strInput, const std::atomic<bool>* pStop) {
@@ -159,7 +159,7 @@ double CMediaInput::TimeOf(const AVPacket& stPacket) {
     const std::int64_t nTime = stPacket.dts != AV_NOPTS_VALUE ? stPacket.dts : stPacket.pts;
     if (nTime == AV_NOPTS_VALUE) {
         const AVRational stRate = m_stMedia.pStream->avg_frame_rate;
-        const double fRate = stRate.num > 0 ? av_q2d(stRate) : kUsualFrameRate;
+        const double fRate = stRate.num > 0 ? av_q2d(stRate) : USUAL_FRAME_RATE;
         return static_cast<double>(m_nUnits) / fRate;
     }
     if (!m_optFirstTime) m_optFirstTime = nTime;

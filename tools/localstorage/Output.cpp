@@ -53,13 +53,13 @@ void CTable::Print() const {
 }
 
 std::string FormatBytes(std::uint64_t nBytes) {
-    static const char* const kUnits[] = {"KiB", "MiB", "GiB", "TiB", "PiB"};
+    static const char* const UNITS[] = {"KiB", "MiB", "GiB", "TiB", "PiB"};
     if (nBytes < 1024) return std::to_string(nBytes) + " B";
     double fValue = static_cast<double>(nBytes) / 1024;
     std::size_t nUnit = 0;
-    for (; fValue >= 1023.95 && nUnit + 1 < std::size(kUnits); ++nUnit) fValue /= 1024;
+    for (; fValue >= 1023.95 && nUnit + 1 < std::size(UNITS); ++nUnit) fValue /= 1024;
     char szText[32];
-    std::snprintf(szText, sizeof(szText), "%.1f %s", fValue, kUnits[nUnit]);
+    std::snprintf(szText, sizeof(szText), "%.1f %s", fValue, UNITS[nUnit]);
     return szText;
 }
 

@@ -7,7 +7,7 @@
 namespace {
 
 /// A stream whose time jumps by more than this has begun anew: nobody waits for the jump.
-constexpr double kJump = 10;
+constexpr double JUMP = 10;
 
 }  // namespace
 
@@ -17,7 +17,7 @@ void CPacer::WaitFor(double fTime) {
     const auto ToSpan = [](double f) {
         return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(f));
     };
-    if (!m_bStarted || std::abs(fTime - m_fLast) > kJump) m_tOrigin = Clock::now() - ToSpan(fTime);
+    if (!m_bStarted || std::abs(fTime - m_fLast) > JUMP) m_tOrigin = Clock::now() - ToSpan(fTime);
     m_bStarted = true;
     m_fLast = fTime;
     const auto tDue = m_tOrigin + ToSpan(fTime);

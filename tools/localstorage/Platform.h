@@ -4,6 +4,6 @@
 #define LOCALSTORAGE_TOOL_PLATFORM_H
 
 /// Where programs keep their logs, below the user's home.
-extern const char* const kStateBelowHome;
+extern const char* const STATE_BELOW_HOME;
 
 #endif  // LOCALSTORAGE_TOOL_PLATFORM_H

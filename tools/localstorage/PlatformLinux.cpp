@@ -1,3 +1,3 @@
 #include "Platform.h"
 
-const char* const kStateBelowHome = ".local/state";
+const char* const STATE_BELOW_HOME = ".local/state";

@@ -1,3 +1,3 @@
 #include "Platform.h"
 
-const char* const kStateBelowHome = "Library/Logs";
+const char* const STATE_BELOW_HOME = "Library/Logs";

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage prune --dir /mnt/disk1 --before 2024-03-01\n"
     "  localstorage prune --dir /mnt/disk1 --keep-free 50000 --apply\n"
     "  localstorage prune --dir /mnt/disk1 --before -30d --kind pictures --apply\n\n"
@@ -197,7 +197,7 @@ void AddPrune(CLI::App& stApp, RunFunction& fnRun) {
     const auto pOptions = std::make_shared<pruneOptions>();
     pruneOptions& st = *pOptions;
     CLI::App* pCommand =
-        AddCommand(stApp, "prune", "Delete the oldest days of recordings or pictures", kExamples);
+        AddCommand(stApp, "prune", "Delete the oldest days of recordings or pictures", EXAMPLES);
     AddDirs(*pCommand, st.vecDirs);
     AddTime(*pCommand, "--before", st.strBefore, "Delete the days before this one");
     pCommand

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage query --dir /mnt/disk1 --camera door --from today --to now\n"
     "  localstorage query --dir /mnt/disk1 --dir /mnt/disk2 --camera door \\\n"
     "      --from \"2024-03-05 08:00\" --to \"2024-03-05 18:00\" --type 2\n"
@@ -80,7 +80,7 @@ void AddQuery(CLI::App& stApp, RunFunction& fnRun) {
     const auto pSelection = std::make_shared<selection>();
     const auto pJson = std::make_shared<bool>(false);
     CLI::App* pCommand =
-        AddCommand(stApp, "query", "List the recordings of a time range", kExamples);
+        AddCommand(stApp, "query", "List the recordings of a time range", EXAMPLES);
     AddDirs(*pCommand, pSelection->vecDirs);
     AddCameras(*pCommand, pSelection->vecCameras);
     AddRange(*pCommand, *pSelection);

@@ -15,7 +15,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage record --dir /mnt/disk1 --camera door=rtsp://192.168.1.20/stream1\n"
     "  localstorage record --dir /mnt/disk1 --dir /mnt/disk2 --cyclic \\\n"
     "      --camera door=rtsp://192.168.1.20/stream1 --camera yard=yard.mkv --file-size 64\n"
@@ -129,7 +129,7 @@ void AddRecord(CLI::App& stApp, RunFunction& fnRun) {
     const auto pOptions = std::make_shared<recordOptions>();
     recordOptions& st = *pOptions;
     CLI::App* pCommand = AddCommand(
-        stApp, "record", "Record cameras until their streams end (client layout)", kExamples);
+        stApp, "record", "Record cameras until their streams end (client layout)", EXAMPLES);
     AddDirs(*pCommand, st.vecDirs);
     pCommand
         ->add_option("--camera", st.vecCameras,

@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr std::string_view kRecording = ".mp4";
-constexpr std::string_view kPicture = ".jpg";
+constexpr std::string_view RECORDING = ".mp4";
+constexpr std::string_view PICTURE = ".jpg";
 
 /// `20240305_080000` with the extension behind it.
 std::optional<LocalTime> ParseClockName(std::string_view strName, std::string_view strExtension) {
@@ -23,7 +23,7 @@ LocalTime FromFileTime(const fileTimeInfo& st) {
 }
 
 std::optional<recordingName> ParseRecordingName(std::string_view strName) {
-    if (const auto tStart = ParseClockName(strName, kRecording)) {
+    if (const auto tStart = ParseClockName(strName, RECORDING)) {
         return recordingName{LOCAL_STORAGE_CLIENT, *tStart, *tStart, 0};
     }
     indexLevel3Body st;
@@ -33,5 +33,5 @@ std::optional<recordingName> ParseRecordingName(std::string_view strName) {
 }
 
 std::optional<LocalTime> ParsePictureName(std::string_view strName) {
-    return ParseClockName(strName, kPicture);
+    return ParseClockName(strName, PICTURE);
 }

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage repair --dir /mnt/disk1\n"
     "  localstorage repair --dir /mnt/disk1 --apply --keep-removed /root/removed\n\n"
     "Without --apply nothing is changed. A repair is refused while a host records into the\n"
@@ -131,7 +131,7 @@ void AddRepair(CLI::App& stApp, RunFunction& fnRun) {
     const auto pOptions = std::make_shared<repairOptions>();
     repairOptions& st = *pOptions;
     CLI::App* pCommand = AddCommand(
-        stApp, "repair", "Make the index anew and remove what does not belong", kExamples);
+        stApp, "repair", "Make the index anew and remove what does not belong", EXAMPLES);
     AddDirs(*pCommand, st.vecDirs);
     CLI::Option* pApply =
         pCommand->add_flag("--apply", st.bApply, "Do it; without, only tell what would be done");

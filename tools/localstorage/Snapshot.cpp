@@ -10,7 +10,7 @@ extern "C" {
 
 namespace {
 
-constexpr int kQuality = 3;  // of 2 (best) to 31
+constexpr int QUALITY = 3;  // of 2 (best) to 31
 
 struct scalerFree {
     void operator()(SwsContext* p) const { sws_freeContext(p); }
@@ -69,7 +69,7 @@ std::vector<std::uint8_t> Encode(const AVFrame& stPicture) {
     pEncoder->time_base = {1, 1};
     pEncoder->thread_count = 1;
     pEncoder->flags |= AV_CODEC_FLAG_QSCALE;
-    pEncoder->global_quality = kQuality * FF_QP2LAMBDA;
+    pEncoder->global_quality = QUALITY * FF_QP2LAMBDA;
     Require(avcodec_open2(pEncoder.get(), pCodec, nullptr), "cannot encode JPEG");
     Require(avcodec_send_frame(pEncoder.get(), &stPicture), "cannot encode JPEG");
     avPointer<AVPacket> pPacket(av_packet_alloc());
@@ -82,6 +82,6 @@ std::vector<std::uint8_t> Encode(const AVFrame& stPicture) {
 std::vector<std::uint8_t> MakeJpeg(Bytes stKeyFrame, const AVCodecParameters& stParameters) {
     const avPointer<AVFrame> pFrame = Decode(stKeyFrame, stParameters);
     const avPointer<AVFrame> pPicture = ToJpegFormat(*pFrame);
-    pPicture->quality = kQuality * FF_QP2LAMBDA;
+    pPicture->quality = QUALITY * FF_QP2LAMBDA;
     return Encode(*pPicture);
 }

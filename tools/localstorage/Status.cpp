@@ -13,13 +13,13 @@
 
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage status --dir /mnt/disk1 --dir /mnt/disk2\n"
     "  localstorage status --dir /mnt/disk1 --json\n\n"
     "Nothing is changed, and a host may be recording meanwhile. A disk with 2048 MiB free or less\n"
     "counts as full. Gaps are those between today's recordings of a camera.";
 
-constexpr std::uint64_t kFullMiB = 2048;
+constexpr std::uint64_t FULL_MIB = 2048;
 
 struct diskStatus {
     std::uint64_t nFreeMiB = 0;
@@ -27,7 +27,7 @@ struct diskStatus {
     std::set<std::string> setDays;
     std::uint64_t nRecordings = 0, nBytes = 0, nPictures = 0, nPictureBytes = 0;
 
-    bool IsFull() const { return nFreeMiB <= kFullMiB; }
+    bool IsFull() const { return nFreeMiB <= FULL_MIB; }
 };
 
 struct cameraStatus {
@@ -188,7 +188,7 @@ void AddStatus(CLI::App& stApp, RunFunction& fnRun) {
     const auto pDirs = std::make_shared<std::vector<std::string>>();
     const auto pJson = std::make_shared<bool>(false);
     CLI::App* pCommand =
-        AddCommand(stApp, "status", "Tell what stands on each disk and of each camera", kExamples);
+        AddCommand(stApp, "status", "Tell what stands on each disk and of each camera", EXAMPLES);
     AddDirs(*pCommand, *pDirs);
     AddJson(*pCommand, *pJson);
     pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pDirs, *pJson); }; });

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr const char* kExamples =
+constexpr const char* EXAMPLES =
     "  localstorage timeline --dir /mnt/disk1 --dir /mnt/disk2 --day today\n"
     "  localstorage timeline --dir /mnt/disk1 --camera door --day 2024-03-05 --svg door.svg\n\n"
     "Bars take the width of the terminal; --ascii, or an output that is no terminal, keeps them\n"
@@ -102,7 +102,7 @@ void AddTimeline(CLI::App& stApp, RunFunction& fnRun) {
     const auto pOptions = std::make_shared<timelineOptions>();
     timelineOptions& st = *pOptions;
     CLI::App* pCommand = AddCommand(
-        stApp, "timeline", "Show what is recorded of a day, and where the gaps are", kExamples);
+        stApp, "timeline", "Show what is recorded of a day, and where the gaps are", EXAMPLES);
     AddDirs(*pCommand, st.vecDirs);
     AddCameras(*pCommand, st.vecCameras);
     AddTime(*pCommand, "--day", st.strDay, "Day, or any time of it");

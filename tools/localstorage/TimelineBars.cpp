@@ -8,24 +8,24 @@
 
 namespace {
 
-constexpr std::size_t kSumWidth = 8;  // 08:00:00
-constexpr std::size_t kLeastBar = 24;
-constexpr std::size_t kWidestName = 24;
+constexpr std::size_t SUM_WIDTH = 8;  // 08:00:00
+constexpr std::size_t LEAST_BAR = 24;
+constexpr std::size_t WIDEST_NAME = 24;
 
 /// From nothing recorded to all of it; one glyph for each quarter in between.
 const char* Glyph(double fCovered, bool bAscii) {
-    static const char* const kAscii[] = {".", "-", "=", "+", "#"};
-    static const char* const kBlocks[] = {"·", "░", "▒", "▓", "█"};
+    static const char* const ASCII[] = {".", "-", "=", "+", "#"};
+    static const char* const BLOCKS[] = {"·", "░", "▒", "▓", "█"};
     const std::size_t n = fCovered <= 0 ? 0 : fCovered >= 1 ? 4 : 1 + std::size_t(fCovered * 3);
-    return bAscii ? kAscii[n] : kBlocks[n];
+    return bAscii ? ASCII[n] : BLOCKS[n];
 }
 
 /// Terminal colours of the types; 0 is the client layout.
 const char* Colour(unsigned nType) {
-    static const char* const kColours[] = {"\x1b[36m", "\x1b[34m", "\x1b[33m",
-                                           "\x1b[32m", "\x1b[31m", "\x1b[35m",
-                                           "\x1b[94m", "\x1b[93m", "\x1b[91m"};
-    return kColours[std::min<std::size_t>(nType, std::size(kColours) - 1)];
+    static const char* const COLOURS[] = {"\x1b[36m", "\x1b[34m", "\x1b[33m",
+                                          "\x1b[32m", "\x1b[31m", "\x1b[35m",
+                                          "\x1b[94m", "\x1b[93m", "\x1b[91m"};
+    return COLOURS[std::min<std::size_t>(nType, std::size(COLOURS) - 1)];
 }
 
 std::string Coloured(const std::string& strText, unsigned nType, const barStyle& stStyle) {
@@ -42,7 +42,7 @@ std::size_t NameWidth(const timelineDay& stTimeline) {
     for (const timelineRow& st : stTimeline.vecRows) {
         nWidth = std::max(nWidth, TextWidth(st.strCamera));
     }
-    return std::min(nWidth, kWidestName);
+    return std::min(nWidth, WIDEST_NAME);
 }
 
 /// The hours above the bars, as many as have room.
@@ -98,9 +98,9 @@ std::vector<std::string> ColourLegend(const timelineDay& stTimeline, const std::
 
 std::vector<std::string> DrawBars(const timelineDay& stTimeline, const barStyle& stStyle) {
     const std::size_t nName = NameWidth(stTimeline);
-    const std::size_t nTaken = nName + 2 + 4 + kSumWidth;
+    const std::size_t nTaken = nName + 2 + 4 + SUM_WIDTH;
     const std::size_t nColumns = std::max<std::size_t>(
-        kLeastBar, stStyle.nWidth > nTaken + 1 ? stStyle.nWidth - nTaken - 1 : 0);
+        LEAST_BAR, stStyle.nWidth > nTaken + 1 ? stStyle.nWidth - nTaken - 1 : 0);
     std::vector<std::string> vecLines;
     vecLines.push_back(PadTo(FormatDay(stTimeline.stDay.tStart), nName) + "  " +
                        HourLine(nColumns) + "RECORDED");

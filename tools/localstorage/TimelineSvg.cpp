@@ -7,21 +7,21 @@
 
 namespace {
 
-constexpr double kHourWidth = 40;
-constexpr double kBarWidth = 24 * kHourWidth;
-constexpr double kMargin = 24;
-constexpr double kTop = 76;  // title and hours
-constexpr double kRowHeight = 30;
-constexpr double kBarHeight = 18;
-constexpr double kBarTop = (kRowHeight - kBarHeight) / 2;
-constexpr double kSumWidth = 84;
-constexpr double kLegendHeight = 52;
+constexpr double HOUR_WIDTH = 40;
+constexpr double BAR_WIDTH = 24 * HOUR_WIDTH;
+constexpr double MARGIN = 24;
+constexpr double TOP = 76;  // title and hours
+constexpr double ROW_HEIGHT = 30;
+constexpr double BAR_HEIGHT = 18;
+constexpr double BAR_TOP = (ROW_HEIGHT - BAR_HEIGHT) / 2;
+constexpr double SUM_WIDTH = 84;
+constexpr double LEGEND_HEIGHT = 52;
 
 /// Colours that colour-blind readers can tell apart; 0 is the client layout.
 const char* Fill(unsigned nType) {
-    static const char* const kFills[] = {"#0f766e", "#0072b2", "#e69f00", "#009e73", "#d55e00",
-                                         "#cc79a7", "#56b4e9", "#b8a800", "#5b4ba0"};
-    return kFills[std::min<std::size_t>(nType, std::size(kFills) - 1)];
+    static const char* const FILLS[] = {"#0f766e", "#0072b2", "#e69f00", "#009e73", "#d55e00",
+                                        "#cc79a7", "#56b4e9", "#b8a800", "#5b4ba0"};
+    return FILLS[std::min<std::size_t>(nType, std::size(FILLS) - 1)];
 }
 
 std::string Number(double fValue) {
@@ -80,10 +80,10 @@ frame Measure(const timelineDay& stTimeline) {
         nName = std::max(nName, TextWidth(st.strCamera));
     }
     frame st;
-    st.fLeft = kMargin + 7.6 * static_cast<double>(nName) + 14;
-    st.fBottom = kTop + kRowHeight * static_cast<double>(stTimeline.vecRows.size());
-    st.fWidth = st.fLeft + kBarWidth + kSumWidth + kMargin;
-    st.fHeight = st.fBottom + kLegendHeight;
+    st.fLeft = MARGIN + 7.6 * static_cast<double>(nName) + 14;
+    st.fBottom = TOP + ROW_HEIGHT * static_cast<double>(stTimeline.vecRows.size());
+    st.fWidth = st.fLeft + BAR_WIDTH + SUM_WIDTH + MARGIN;
+    st.fHeight = st.fBottom + LEGEND_HEIGHT;
     return st;
 }
 
@@ -101,23 +101,23 @@ std::string Head(const frame& st) {
 std::string Hours(const frame& st) {
     std::string strOut;
     for (int nHour = 0; nHour <= 24; ++nHour) {
-        const double fX = st.fLeft + nHour * kHourWidth;
-        strOut += "<line x1=\"" + Number(fX) + "\" y1=\"" + Number(kTop - 6) + "\" x2=\"" +
+        const double fX = st.fLeft + nHour * HOUR_WIDTH;
+        strOut += "<line x1=\"" + Number(fX) + "\" y1=\"" + Number(TOP - 6) + "\" x2=\"" +
                   Number(fX) + "\" y2=\"" + Number(st.fBottom) + "\" stroke=\"" +
                   (nHour % 6 == 0 ? "#9aa5b1" : "#e4e7eb") + "\"/>\n";
         char szHour[8];
         std::snprintf(szHour, sizeof(szHour), "%02d", nHour);
-        strOut += Text(fX, kTop - 12, "hour", szHour);
+        strOut += Text(fX, TOP - 12, "hour", szHour);
     }
     return strOut;
 }
 
 /// A camera's name, the empty bar and the sum.
 std::string RowFrame(const timelineRow& stRow, const frame& stFrame, double fTop) {
-    const double fBase = fTop + kRowHeight / 2 + 4.5;
-    return Text(kMargin, fBase, "name", stRow.strCamera) +
-           Rect(stFrame.fLeft, fTop + kBarTop, kBarWidth, kBarHeight, "#f0f2f5") +
-           Text(stFrame.fLeft + kBarWidth + kSumWidth, fBase, "sum",
+    const double fBase = fTop + ROW_HEIGHT / 2 + 4.5;
+    return Text(MARGIN, fBase, "name", stRow.strCamera) +
+           Rect(stFrame.fLeft, fTop + BAR_TOP, BAR_WIDTH, BAR_HEIGHT, "#f0f2f5") +
+           Text(stFrame.fLeft + BAR_WIDTH + SUM_WIDTH, fBase, "sum",
                 FormatSpan(TotalLength(stRow.vecCovered)));
 }
 
@@ -125,13 +125,13 @@ std::string RowFrame(const timelineRow& stRow, const frame& stFrame, double fTop
 std::string RowSpans(const timelineRow& stRow, const timeSpan& stDay, const frame& stFrame,
                      double fTop) {
     const auto Place = [&](LocalTime t) {
-        return static_cast<double>((t - stDay.tStart).count()) / 3600 * kHourWidth;
+        return static_cast<double>((t - stDay.tStart).count()) / 3600 * HOUR_WIDTH;
     };
     std::string strOut;
     for (const typedSpan& st : stRow.vecSpans) {
         const double fX = Place(st.stSpan.tStart);
         const double fWidth = std::max(0.5, Place(st.stSpan.tEnd) - fX);
-        strOut += Rect(stFrame.fLeft + fX, fTop + kBarTop, fWidth, kBarHeight, Fill(st.nType),
+        strOut += Rect(stFrame.fLeft + fX, fTop + BAR_TOP, fWidth, BAR_HEIGHT, Fill(st.nType),
                        stRow.strCamera + "  " + FormatClock(st.stSpan.tStart) + " - " +
                            FormatClock(st.stSpan.tEnd) + "  " + TypeName(st.nType));
     }
@@ -157,14 +157,14 @@ std::string DrawSvg(const timelineDay& stTimeline) {
     const frame stFrame = Measure(stTimeline);
     std::string strSvg =
         Head(stFrame) +
-        Text(kMargin, 34, "title", "Recordings of " + FormatDay(stTimeline.stDay.tStart)) +
-        Text(stFrame.fLeft + kBarWidth + kSumWidth, kTop - 12, "sum", "recorded");
+        Text(MARGIN, 34, "title", "Recordings of " + FormatDay(stTimeline.stDay.tStart)) +
+        Text(stFrame.fLeft + BAR_WIDTH + SUM_WIDTH, TOP - 12, "sum", "recorded");
     std::string strSpans;
-    double fTop = kTop;
+    double fTop = TOP;
     for (const timelineRow& st : stTimeline.vecRows) {
         strSvg += RowFrame(st, stFrame, fTop);
         strSpans += RowSpans(st, stTimeline.stDay, stFrame, fTop);
-        fTop += kRowHeight;
+        fTop += ROW_HEIGHT;
     }
     // The hours lie between the empty bars and what is recorded.
     return strSvg + Hours(stFrame) + strSpans + Legend(stTimeline, stFrame) + "</svg>\n";

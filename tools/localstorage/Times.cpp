@@ -88,16 +88,16 @@ std::optional<Seconds> UnitOf(char c) {
 
 /// One number with its unit, such as `30m`; a number at the end of the text counts in seconds.
 std::optional<Seconds> TakeSpan(std::string_view& strText) {
-    constexpr std::int64_t kMost = 100LL * 366 * 24 * 3600;  // a century is enough for anybody
+    constexpr std::int64_t MOST = 100LL * 366 * 24 * 3600;  // a century is enough for anybody
     std::int64_t nCount = 0;
     const auto stRead = std::from_chars(strText.data(), strText.data() + strText.size(), nCount);
-    if (stRead.ec != std::errc() || !IsDigit(strText.front()) || nCount > kMost) {
+    if (stRead.ec != std::errc() || !IsDigit(strText.front()) || nCount > MOST) {
         return std::nullopt;
     }
     strText.remove_prefix(static_cast<std::size_t>(stRead.ptr - strText.data()));
     if (strText.empty()) return Seconds(nCount);
     const auto nUnit = UnitOf(strText.front());
-    if (!nUnit || nCount > kMost / nUnit->count()) return std::nullopt;
+    if (!nUnit || nCount > MOST / nUnit->count()) return std::nullopt;
     strText.remove_prefix(1);
     return nCount * *nUnit;
 }
