@@ -77,6 +77,7 @@ TEST_F(CommandTable, CommandLinesThatMakeNoSense) {
         "record --dir d --camera a=x --delete-kind all",
         "import --dir d --camera a x",
         "import --dir d --camera a --start today --type 0 x",
+        "import --dir d --camera a --start today --delete-kind pictures x",
         "export --dir d --camera a --from today -o x",
         "repair --dir d --yes",
         "dump",

@@ -64,6 +64,14 @@ void RefuseExisting(const importOptions& stOptions, const recordingName& stName)
     }
 }
 
+/// The engine deletes no pictures in this layout: a full disk would stay full.
+std::string DeleteKindFault(const std::string& strKind) {
+    if (strKind != "pictures") return {};
+    return "in the remote-backup layout a full disk deletes no pictures; take recordings, or "
+           "delete "
+           "pictures with \"localstorage prune --kind pictures\"";
+}
+
 recFileInfo FileInfoOf(const recordingName& stName) {
     recFileInfo st;
     st.stStartTime = ToBlockTime(stName.tStart);
@@ -131,7 +139,9 @@ void AddImport(CLI::App& stApp, RunFunction& fnRun) {
     pCommand->add_flag("--cyclic", st.stHost.bCyclic,
                        "When a disk is full, take the next record directory that has room");
     AddAutoDelete(*pCommand, st.stHost.bAutoDelete);
-    AddFileKind(*pCommand, "--delete-kind", st.stHost.eDeleteKind);
+    AddFileKind(*pCommand, "--delete-kind", st.stHost.eDeleteKind)
+        ->description("What may be deleted; pictures never are in this layout, and are refused")
+        ->check(CLI::Validator(DeleteKindFault, ""));
     AddJson(*pCommand, st.bJson);
     pCommand
         ->add_option("INPUT", st.strInput, "File or address that FFmpeg can open, H.264 or H.265")
