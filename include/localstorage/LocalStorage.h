@@ -43,6 +43,8 @@ enum { LOCALSTORAGE_PATH_SIZE = 260 };
 /// Size of every camera identifier field that crosses the interface, the NUL included. An
 /// identifier itself has at most 63 bytes.
 enum { LOCALSTORAGE_CAMERA_ID_SIZE = 128 };
+/// A record directory with so many MiB of free space or less is full.
+enum { LOCALSTORAGE_DISK_FULL_SPACE = 2048 };
 
 /// Broken-down local time, 8 bytes.
 struct tagBlockTime {

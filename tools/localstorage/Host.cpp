@@ -83,8 +83,9 @@ std::string StartFault(int nError, const hostSettings& stSettings) {
 std::string OpenFault(int nError, const hostSettings& stSettings) {
     switch (nError) {
         case STORAGE_ERROR_DISK_FULL:
-            return "no record directory has room, each needs more than 2048 MiB free: " +
-                   SpaceOf(stSettings.vecDirs);
+            return "no record directory has room, each needs more than " +
+                   std::to_string(LOCALSTORAGE_DISK_FULL_SPACE) +
+                   " MiB free: " + SpaceOf(stSettings.vecDirs);
         case STORAGE_ERROR_CHANNEL_OPEN:
             return "this recording is open already";
         case STORAGE_ERROR_OPEN_FILE:

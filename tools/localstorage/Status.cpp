@@ -19,15 +19,13 @@ constexpr const char* EXAMPLES =
     "Nothing is changed, and a host may be recording meanwhile. A disk with 2048 MiB free or less\n"
     "counts as full. Gaps are those between today's recordings of a camera.";
 
-constexpr std::uint64_t FULL_MIB = 2048;
-
 struct diskStatus {
     std::uint64_t nFreeMiB = 0;
     std::string strFolder;
     std::set<std::string> setDays;
     std::uint64_t nRecordings = 0, nBytes = 0, nPictures = 0, nPictureBytes = 0;
 
-    bool IsFull() const { return nFreeMiB <= FULL_MIB; }
+    bool IsFull() const { return nFreeMiB <= LOCALSTORAGE_DISK_FULL_SPACE; }
 };
 
 struct cameraStatus {

@@ -41,7 +41,7 @@ bool CLocalStorage::IsDiskFull(const std::string& strRecDir) const {
     if (m_objRecDirs.Failure(strRecDir) != 0 || !IsDiskPresent(strRecDir)) return true;
     std::uint64_t nUsableSpace = 0;
     GetDiskUsableSpace(strRecDir.c_str(), nUsableSpace);
-    return nUsableSpace <= DISK_FULL_SPACE;
+    return nUsableSpace <= LOCALSTORAGE_DISK_FULL_SPACE;
 }
 
 // Always from the first directory on: one that has regained room is taken again.

@@ -3,11 +3,6 @@
 #ifndef LOCALSTORAGE_RECORD_DISKCHOICE_H
 #define LOCALSTORAGE_RECORD_DISKCHOICE_H
 
-#include <cstdint>
-
-/// A disk with this much usable space or less is full. MiB.
-constexpr std::uint64_t DISK_FULL_SPACE = 2048;
-
 /// What a disk check finds when the current disk is full.
 struct fullDiskState {
     bool bCycWrite = false;      ///< the engine may move to another disk
