@@ -63,6 +63,37 @@ TEST_F(ToolDamage, QueriesFindWhatTheIndexLost) {
     EXPECT_EQ(Run(vecQuery).Json().size(), 2u);
 }
 
+// Hosts look into BackupFile alone once it is there, on any of their disks. Nobody must believe
+// that the recordings in RecordFile are gone, nor that they are as safe as the others.
+TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
+    const std::string strFolder = Dir() + "/RecordFile";
+    for (const char* pDisk : {"disk", "disk2"}) {
+        fs::create_directories(Dir("disk2"));
+        fs::create_directory(Dir(pDisk) + "/BackupFile");
+        const auto vecFound =
+            Run({"check", "--dir", Dir("disk2"), "--dir", Dir(), "--json"}).Json();
+        ASSERT_EQ(vecFound.size(), 3u) << pDisk;
+        EXPECT_EQ(vecFound[0]["finding"], "hidden");
+        EXPECT_EQ(vecFound[0]["path"], strFolder);
+        EXPECT_EQ(vecFound[0]["files"], 3);
+        EXPECT_EQ(vecFound[2]["clean"], false);
+        fs::remove(Dir(pDisk) + "/BackupFile");
+    }
+    Import(Dir(), "2024-03-04 09:00:00");
+    fs::rename(strFolder, Dir() + "/BackupFile");
+    Import(Dir("new"), "2024-03-04 10:00:00");
+    fs::rename(Dir("new") + "/RecordFile", strFolder);
+    EXPECT_EQ(Findings(), std::set<std::string>{"hidden"});
+    const toolResult stQuery = Run({"query", "--dir", Dir(), "--from", "2024-03-04", "--json"});
+    EXPECT_EQ(stQuery.Json().size(), 5u);
+    EXPECT_NE(stQuery.strErr.find("do not find 1 recording"), std::string::npos) << stQuery.strErr;
+    EXPECT_EQ(Repair({"--apply"}).nCode, 0) << "nothing that a repair mends";
+    EXPECT_EQ(Run({"prune", "--dir", Dir(), "--before", "2024-03-05", "--apply"}).nCode, 0);
+    EXPECT_FALSE(fs::exists(Dir() + "/BackupFile/20240304"));
+    EXPECT_TRUE(fs::exists(strFolder + "/20240304/cam01/20240304100000_20240304100006_1.mp4"));
+    EXPECT_EQ(Findings(), std::set<std::string>{"hidden"});
+}
+
 TEST_F(ToolDamage, RepairIsDryUntilApplied) {
     PutFile(Channel() + "/notes.txt", "foreign");
     fs::remove(Recording());

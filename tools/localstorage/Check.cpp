@@ -16,14 +16,15 @@ constexpr const char* EXAMPLES =
     "Nothing is changed. Findings: foreign (a repair removes it), unlisted (a recording without "
     "an\n"
     "entry), gone (an entry without its file), damaged (an index file), not-up-to-date (a host\n"
-    "records, or was killed), twin (a recording with the times of another). The client layout has\n"
-    "no index to check. Exit code 0: clean, 4: something is wrong, 1: it could not be read.";
+    "records, or was killed), twin (a recording with the times of another), hidden (recordings in\n"
+    "RecordFile, which no host uses once a disk has BackupFile; query and export still find "
+    "them).\n"
+    "To have hosts find them again, stop the host, move the days below BackupFile to RecordFile,\n"
+    "and remove the empty BackupFile and each index01.bin. The client layout has no index to\n"
+    "check. Exit code 0: clean, 4: something is wrong, 1: it could not be read.";
 
 int Run(const std::vector<std::string>& vecGiven, bool bJson) {
-    std::vector<inspection> vecInspections;
-    for (const std::string& strDir : ExistingDirs(vecGiven)) {
-        vecInspections.push_back(Inspect(strDir));
-    }
+    const std::vector<inspection> vecInspections = InspectAll(ExistingDirs(vecGiven));
     PrintInspections(vecInspections, bJson);
     const bool bClean = std::all_of(vecInspections.begin(), vecInspections.end(),
                                     [](const inspection& st) { return st.IsClean(); });

@@ -6,6 +6,7 @@
 #include "ClipWriter.h"
 #include "Commands.h"
 #include "CommonOptions.h"
+#include "FolderInUse.h"
 #include "Osl/Osl.h"
 #include "Output.h"
 #include "StopSignal.h"
@@ -192,7 +193,9 @@ int Run(exportOptions& stOptions) {
     stOptions.stSelection.vecCameras = {stOptions.strCamera};
     const recordingFilter stFilter = stOptions.stSelection.Filter();
     RefuseExisting(stOptions);
-    const auto vecFound = FindRecordings(ExistingDirs(stOptions.stSelection.vecDirs), stFilter);
+    const auto vecDirs = ExistingDirs(stOptions.stSelection.vecDirs);
+    const auto vecFound = FindRecordings(vecDirs, stFilter);
+    TellHidden(vecDirs, vecFound);
     if (vecFound.empty()) {
         PrintMessage("no recording of " + stOptions.strCamera + " between " +
                      FormatTime(stFilter.stRange->tStart) + " and " +

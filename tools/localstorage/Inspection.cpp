@@ -4,6 +4,7 @@
 
 #include "Catalogue.h"
 #include "DirLock.h"
+#include "FolderInUse.h"
 #include "IndexFault.h"
 #include "IndexMgr/IndexFiles.h"
 #include "IndexMgr/RepairPlan.h"
@@ -61,13 +62,6 @@ void CompareIndex(const repairPlan& stPlan, inspection& st) {
     AddPaths(stDifference.vUnlisted, findingKind::UNLISTED, "recording without an entry", st);
 }
 
-/// A directory of the client layout has recordings of no other kind, and no index.
-bool IsClientLayout(const inspection& st) {
-    return !Exists(st.FolderPath() + "/" + INDEX_FILE_LEVEL1) &&
-           FindLayout(st.strDir, LOCAL_STORAGE_CLIENT) &&
-           !FindLayout(st.strDir, LOCAL_STORAGE_REMOTE_BACKUP);
-}
-
 void AddMarker(const std::string& strMarker, inspection& st) {
     st.bInUse = IsInUse(st.strDir);
     st.vecFindings.push_back(
@@ -89,10 +83,32 @@ void InspectIndex(inspection& st) {
     AddForeign(stPlan, st);
 }
 
+/// Counts the recordings of the folder in use, where there is no index, and of the other one.
+void CountRecordings(inspection& st) {
+    finding stHidden;
+    stHidden.eKind = findingKind::HIDDEN;
+    stHidden.bDirectory = true;
+    for (const recording& stRecording : FindRecordings({st.strDir}, {})) {
+        if (stRecording.strFolder == st.strFolder) {
+            st.nRecordings += st.bClientLayout;
+            continue;
+        }
+        stHidden.strPath = st.strDir + "/" + stRecording.strFolder;
+        ++stHidden.nFiles;
+        stHidden.nBytes += stRecording.nBytes;
+    }
+    st.nHidden = stHidden.nFiles;
+    if (st.nHidden == 0) return;
+    stHidden.strWhy =
+        Count(st.nHidden, "recording") + " that no host finds, since hosts use " + st.strFolder;
+    st.vecFindings.push_back(stHidden);
+}
+
 /// What a host at work explains.
 bool IsPassing(const inspection& st, const finding& stFinding) {
     if (stFinding.eKind == findingKind::TWIN) return true;
-    return st.bInUse && stFinding.eKind != findingKind::FOREIGN;
+    return st.bInUse && stFinding.eKind != findingKind::FOREIGN &&
+           stFinding.eKind != findingKind::HIDDEN;
 }
 
 Json ToJson(const inspection& st, const finding& stFinding) {
@@ -108,28 +124,29 @@ Json ToJson(const inspection& st, const finding& stFinding) {
 Json ToJson(const inspection& st) {
     return {{"kind", "directory"},
             {"dir", st.strDir},
-            {"folder", st.strFolder},
+            {"folder", st.bEmpty ? "" : st.strFolder},
             {"layout", st.bClientLayout ? "client" : "remote-backup"},
             {"in_use", st.bInUse},
             {"recordings", st.nRecordings},
             {"entries", st.nEntries},
+            {"hidden", st.nHidden},
             {"findings", st.vecFindings.size()},
             {"would_remove_files", st.RemovedFiles()},
             {"clean", st.IsClean()}};
 }
 
+std::string Counts(const inspection& st) {
+    if (st.bEmpty) return "nothing recorded yet";
+    const std::string strRecordings = Count(st.nRecordings, "recording");
+    if (st.bClientLayout) return "client layout: " + strRecordings + " and no index";
+    return strRecordings + ", " + Count(st.nEntries, "index entry", "index entries") +
+           (st.bInUse ? ", a host is recording" : "");
+}
+
 std::string Summary(const inspection& st) {
-    if (st.strFolder.empty()) return st.strDir + ": clean, nothing recorded yet";
-    const std::string strHead = st.FolderPath() + ": ";
-    if (st.bClientLayout) {
-        return strHead + "clean, client layout: " + Count(st.nRecordings, "recording") +
-               " and no index";
-    }
-    const std::string strCounts = Count(st.nRecordings, "recording") + ", " +
-                                  Count(st.nEntries, "index entry", "index entries") +
-                                  (st.bInUse ? ", a host is recording" : "");
-    if (st.IsClean()) return strHead + "clean, " + strCounts;
-    std::string strText = strHead + "NOT clean, " + strCounts;
+    std::string strText = (st.bEmpty ? st.strDir : st.FolderPath()) +
+                          (st.IsClean() ? ": clean, " : ": NOT clean, ") + Counts(st);
+    if (st.nHidden) strText += "; no host finds another " + Count(st.nHidden, "recording");
     if (const auto nFiles = st.RemovedFiles()) {
         strText += "; a repair would remove " + Count(nFiles, "file");
     }
@@ -143,9 +160,17 @@ bool inspection::IsClean() const {
                        [&](const finding& st) { return IsPassing(*this, st); });
 }
 
+bool inspection::NeedsRepair() const {
+    return std::any_of(vecFindings.begin(), vecFindings.end(), [&](const finding& st) {
+        return st.eKind != findingKind::HIDDEN && !IsPassing(*this, st);
+    });
+}
+
 std::uint64_t inspection::RemovedFiles() const {
     std::uint64_t nFiles = 0;
-    for (const finding& st : vecFindings) nFiles += st.nFiles;
+    for (const finding& st : vecFindings) {
+        if (st.eKind == findingKind::FOREIGN) nFiles += st.nFiles;
+    }
     return nFiles;
 }
 
@@ -163,19 +188,25 @@ std::string inspection::Alarm() const {
     return {};
 }
 
-inspection Inspect(const std::string& strDir) {
+inspection Inspect(const std::string& strDir, const std::string& strFolder) {
     inspection st;
     st.strDir = strDir;
+    st.strFolder = strFolder;
+    st.bEmpty = !Exists(st.FolderPath());
+    st.bClientLayout = IsClientLayout(strDir);
+    if (!st.bEmpty && !st.bClientLayout) InspectIndex(st);
     const auto vecFolders = RecordFolders(strDir);
-    if (vecFolders.empty()) return st;
-    st.strFolder = vecFolders.back();  // BackupFile, once it is there
-    st.bClientLayout = IsClientLayout(st);
-    if (st.bClientLayout) {
-        st.nRecordings = FindRecordings({strDir}, {}).size();
-    } else {
-        InspectIndex(st);
-    }
+    const bool bOther = vecFolders.size() > (st.bEmpty ? 0u : 1u);
+    if (st.bClientLayout || bOther) CountRecordings(st);
     return st;
+}
+
+std::vector<inspection> InspectAll(const std::vector<std::string>& vecDirs) {
+    std::vector<inspection> vecInspections;
+    for (const std::string& strDir : vecDirs) {
+        vecInspections.push_back(Inspect(strDir, FolderInUse(strDir, vecDirs)));
+    }
+    return vecInspections;
 }
 
 const char* KindName(findingKind eKind) {
@@ -190,6 +221,8 @@ const char* KindName(findingKind eKind) {
             return "unlisted";
         case findingKind::TWIN:
             return "twin";
+        case findingKind::HIDDEN:
+            return "hidden";
         case findingKind::FOREIGN:
             return "foreign";
     }
@@ -204,9 +237,10 @@ void PrintInspections(const std::vector<inspection>& vecInspections, bool bJson)
                 PrintJson(ToJson(st, stFinding));
                 continue;
             }
-            const bool bForeign = stFinding.eKind == findingKind::FOREIGN;
-            stTable.AddRow({KindName(stFinding.eKind),
-                            bForeign ? FormatBytes(stFinding.nBytes) : "-", stFinding.strWhy,
+            const bool bSized =
+                stFinding.eKind == findingKind::FOREIGN || stFinding.eKind == findingKind::HIDDEN;
+            stTable.AddRow({KindName(stFinding.eKind), bSized ? FormatBytes(stFinding.nBytes) : "-",
+                            stFinding.strWhy,
                             stFinding.strPath + (stFinding.bDirectory ? "/" : "")});
         }
     }

@@ -8,6 +8,7 @@
 #include "CommonOptions.h"
 #include "DirLock.h"
 #include "FileSystem/FileSystem.h"
+#include "FolderInUse.h"
 #include "IndexMgr/IndexFiles.h"
 #include "IndexMgr/RecDirName.h"
 #include "IndexRun.h"
@@ -45,7 +46,10 @@ std::vector<oldFile> FindFiles(const std::vector<std::string>& vecDirs, StoreFil
         }
         return vecFiles;
     }
+    std::map<std::string, std::string> mapFolders;
+    for (const std::string& strDir : vecDirs) mapFolders[strDir] = FolderInUse(strDir, vecDirs);
     for (const recording& st : FindRecordings(vecDirs, {})) {
+        if (st.strFolder != mapFolders[st.strDisk]) continue;
         vecFiles.push_back({st.strDisk, st.strDisk + "/" + st.strFolder, st.strDay, st.strCamera,
                             st.strName, st.nBytes, st.tEnd});
     }
@@ -139,21 +143,21 @@ std::size_t Delete(const std::vector<oldFile>& vecFiles) {
 
 /// An index that is made anew afterwards must not take anything else away.
 void RefuseUnlessClean(const inspection& st) {
-    if (st.IsClean()) return;
+    if (!st.NeedsRepair()) return;
     throw CFailure(st.strDir +
                    ": the index is not in order, so nothing was deleted; see "
                    "\"localstorage repair --dir " +
                    st.strDir + "\"");
 }
 
-std::size_t DeleteFromDir(const std::string& strDir, const std::vector<oldFile>& vecFiles,
-                          StoreFileType eKind) {
+std::size_t DeleteFromDir(const std::string& strDir, const std::string& strFolder,
+                          const std::vector<oldFile>& vecFiles, StoreFileType eKind) {
     bool bHasIndex = false;
     std::size_t nFailed = 0;
     {
         const CDirLock stLock(strDir);
         if (eKind == STORE_FILE_RECORD) {
-            const inspection st = Inspect(strDir);
+            const inspection st = Inspect(strDir, strFolder);
             RefuseUnlessClean(st);
             bHasIndex = !st.bClientLayout;
             if (bHasIndex) MarkIndex(st.FolderPath());
@@ -185,7 +189,8 @@ int Run(const pruneOptions& stOptions) {
         std::vector<oldFile> vecHere;
         std::copy_if(vecFiles.begin(), vecFiles.end(), std::back_inserter(vecHere),
                      [&](const oldFile& st) { return st.strDisk == strDir; });
-        if (!vecHere.empty()) nFailed += DeleteFromDir(strDir, vecHere, stOptions.eKind);
+        if (vecHere.empty()) continue;
+        nFailed += DeleteFromDir(strDir, FolderInUse(strDir, vecDirs), vecHere, stOptions.eKind);
     }
     PrintMessage(Count(vecFiles.size() - nFailed, "file") + " deleted");
     return nFailed == 0 ? EXIT_OK : EXIT_FAILED;

@@ -4,6 +4,7 @@
 
 #include "Commands.h"
 #include "CommonOptions.h"
+#include "FolderInUse.h"
 #include "Output.h"
 
 namespace {
@@ -56,7 +57,9 @@ void PrintAsTable(const std::vector<recording>& vecFound) {
 
 int Run(const selection& stSelection, bool bJson) {
     const recordingFilter stFilter = stSelection.Filter();
-    const auto vecFound = FindRecordings(ExistingDirs(stSelection.vecDirs), stFilter);
+    const auto vecDirs = ExistingDirs(stSelection.vecDirs);
+    const auto vecFound = FindRecordings(vecDirs, stFilter);
+    TellHidden(vecDirs, vecFound);
     if (vecFound.empty()) {
         PrintMessage("no recording between " + FormatTime(stFilter.stRange->tStart) + " and " +
                      FormatTime(stFilter.stRange->tEnd));

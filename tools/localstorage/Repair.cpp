@@ -73,9 +73,10 @@ void RefuseKeepInside(const std::string& strFolder, const std::string& strKeep) 
 }
 
 /// Everything that must not happen beside a running host.
-void Prepare(const std::string& strDir, const repairOptions& stOptions) {
+void Prepare(const std::string& strDir, const std::string& strFolder,
+             const repairOptions& stOptions) {
     const CDirLock stLock(strDir);
-    const inspection st = Inspect(strDir);
+    const inspection st = Inspect(strDir, strFolder);
     if (const std::string strAlarm = st.Alarm(); !strAlarm.empty() && !stOptions.bYes) {
         throw CFailure(strDir + ": refused, " + strAlarm + "; --yes does it all the same");
     }
@@ -86,17 +87,20 @@ void Prepare(const std::string& strDir, const repairOptions& stOptions) {
 
 /// Repairs one directory; false when something is still wrong.
 bool Apply(const inspection& stBefore, const repairOptions& stOptions) {
-    if (stBefore.IsClean()) return true;
-    Prepare(stBefore.strDir, stOptions);
+    Prepare(stBefore.strDir, stBefore.strFolder, stOptions);
     RunIndexRepair(stBefore.strDir);
-    const inspection stAfter = Inspect(stBefore.strDir);
+    const inspection stAfter = Inspect(stBefore.strDir, stBefore.strFolder);
     PrintInspections({stAfter}, stOptions.bJson);
-    return stAfter.IsClean();
+    return !stAfter.NeedsRepair();
 }
 
 void TellPlan(const inspection& st, const repairOptions& stOptions) {
-    if (st.IsClean()) {
-        PrintMessage(st.strDir + ": nothing to repair");
+    if (!st.NeedsRepair()) {
+        PrintMessage(st.strDir + ": nothing to repair" +
+                     (st.nHidden
+                          ? "; \"localstorage check --help\" tells how hosts find again what "
+                            "is hidden"
+                          : ""));
         return;
     }
     const std::string strAlarm = st.Alarm();
@@ -108,14 +112,11 @@ void TellPlan(const inspection& st, const repairOptions& stOptions) {
 }
 
 int Run(const repairOptions& stOptions) {
-    std::vector<inspection> vecInspections;
-    for (const std::string& strDir : ExistingDirs(stOptions.vecDirs)) {
-        vecInspections.push_back(Inspect(strDir));
-    }
+    const std::vector<inspection> vecInspections = InspectAll(ExistingDirs(stOptions.vecDirs));
     PrintInspections(vecInspections, stOptions.bJson);
     bool bDone = true;
     for (const inspection& st : vecInspections) {
-        if (!stOptions.bApply || st.IsClean()) {
+        if (!stOptions.bApply || !st.NeedsRepair()) {
             TellPlan(st, stOptions);
         } else if (!Apply(st, stOptions)) {
             PrintMessage(st.strDir + ": something is still wrong, see above");

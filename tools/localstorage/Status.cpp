@@ -7,6 +7,7 @@
 #include "Commands.h"
 #include "CommonOptions.h"
 #include "FileSystem/FileSystem.h"
+#include "FolderInUse.h"
 #include "IndexMgr/RecDirName.h"
 #include "Output.h"
 #include "Terminal.h"
@@ -37,18 +38,14 @@ struct cameraStatus {
 using DiskStatuses = std::vector<std::pair<std::string, diskStatus>>;
 using CameraStatuses = std::map<std::string, cameraStatus>;
 
-std::string FolderInUse(const std::string& strDir) {
-    const auto vecFolders = RecordFolders(strDir);
-    return vecFolders.empty() ? "" : vecFolders.back();  // BackupFile, once it is there
-}
-
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vecDirs,
                            const std::vector<recording>& vecRecordings) {
     DiskStatuses vecDisks;
     for (const std::string& strDir : vecDirs) {
         diskStatus st;
         GetDiskUsableSpace(strDir.c_str(), st.nFreeMiB);
-        st.strFolder = FolderInUse(strDir);
+        const std::string strInUse = FolderInUse(strDir, vecDirs);
+        if (OSL_AccessFile((strDir + "/" + strInUse).c_str(), 0) == 0) st.strFolder = strInUse;
         for (const recording& stRecording : vecRecordings) {
             if (stRecording.strDisk != strDir) continue;
             st.setDays.insert(stRecording.strDay);
@@ -166,6 +163,7 @@ void PrintCamerasAsJson(const CameraStatuses& mapCameras) {
 int Run(const std::vector<std::string>& vecGiven, bool bJson) {
     const auto vecDirs = ExistingDirs(vecGiven);
     const auto vecRecordings = FindRecordings(vecDirs, {});
+    TellHidden(vecDirs, vecRecordings);
     const DiskStatuses vecDisks = StatusOfDisks(vecDirs, vecRecordings);
     const CameraStatuses mapCameras = StatusOfCameras(vecRecordings, Now());
     if (bJson) {

@@ -8,6 +8,7 @@
 
 #include "Commands.h"
 #include "CommonOptions.h"
+#include "FolderInUse.h"
 #include "Output.h"
 #include "Terminal.h"
 #include "TimelineBars.h"
@@ -80,8 +81,10 @@ void WriteSvg(const timelineDay& stTimeline, const std::string& strFile) {
 int Run(const timelineOptions& stOptions) {
     const LocalTime tDay = StartOfDay(TimeOf(stOptions.strDay));
     const timeSpan stDay{tDay, tDay + Seconds(86400)};
-    const timelineDay stTimeline = MakeTimeline(
-        FindRecordings(ExistingDirs(stOptions.vecDirs), {stOptions.vecCameras, stDay, 0}), stDay);
+    const auto vecDirs = ExistingDirs(stOptions.vecDirs);
+    const auto vecFound = FindRecordings(vecDirs, {stOptions.vecCameras, stDay, 0});
+    TellHidden(vecDirs, vecFound);
+    const timelineDay stTimeline = MakeTimeline(vecFound, stDay);
     if (stTimeline.vecRows.empty()) {
         PrintMessage("nothing was recorded on " + FormatDay(tDay));
         return EXIT_NOTHING_FOUND;
