@@ -67,7 +67,8 @@ bool CStreamSplitter::PeekMark(frameMark& stMark) const {
     return m_bMark && m_stMark.nPos < GetDecided();
 }
 
-// The frame that the video has just begun.
+// The frame that the video has just begun. It begins where the one before does when that one's
+// slice was so short that only the next pack ended it.
 void CStreamSplitter::SetMark() {
     const std::uint64_t nPos = m_objVideo.GetFrameAnchor();
     if (nPos == NOWHERE || nPos < m_nPassedOn) return;

@@ -106,10 +106,6 @@ std::string Nal(const std::vector<int>& vecByte) {
     return Bytes({0, 0, 0, 1}) + Bytes(vecByte);
 }
 
-std::string Code3(const std::string& strNal) {
-    return strNal.substr(1);
-}
-
 }  // namespace nal
 
 namespace ps {
