@@ -12,6 +12,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using Names = std::set<std::string>;
+
 class ToolDamage : public CToolTest {
 protected:
     ToolDamage() {
@@ -20,172 +22,140 @@ protected:
         Import(Dir(), "2024-03-05 09:00:00");
     }
 
-    std::string Channel() const { return Dir() + "/RecordFile/20240305/cam01"; }
+    std::string Folder() const { return Dir() + "/RecordFile"; }
+    std::string Channel() const { return Folder() + "/20240305/cam01"; }
     std::string Recording() const { return Channel() + "/20240305080000_20240305080006_1.mp4"; }
-    std::set<std::string> Findings() const {
-        std::set<std::string> setKinds;
-        for (const auto& js : Run({"check", "--dir", Dir(), "--json"}).Json()) {
+    /// A command on the directory.
+    toolResult On(const std::string& strCommand, const Arguments& vecMore = {}) const {
+        return Run(Arguments{strCommand, "--dir", Dir()} + vecMore);
+    }
+    Names Findings() const {
+        Names setKinds;
+        for (const auto& js : On("check", {"--json"}).Json()) {
             if (js["kind"] == "finding") setKinds.insert(js["finding"]);
         }
         return setKinds;
     }
-    std::set<std::string> Tree() const {
-        std::set<std::string> setPaths;
+    std::size_t CountFound() const {
+        return On("query", {"--from", "2024-03-04", "--json"}).Json().size();
+    }
+    Names Tree() const {
+        Names setPaths;
         for (const auto& st : fs::recursive_directory_iterator(Dir())) setPaths.insert(st.path());
         return setPaths;
-    }
-    toolResult Repair(const Arguments& vecMore = {}) const {
-        Arguments vecArguments = {"repair", "--dir", Dir()};
-        vecArguments.insert(vecArguments.end(), vecMore.begin(), vecMore.end());
-        return Run(vecArguments);
     }
 };
 
 TEST_F(ToolDamage, CheckNamesEveryKindOfDamageAndChangesNothing) {
-    EXPECT_EQ(Findings(), std::set<std::string>{});
+    EXPECT_EQ(Findings(), Names{});
     PutFile(Channel() + "/notes.txt", "foreign");
     fs::rename(Recording(), Channel() + "/20240305100000_20240305100006_1.mp4");
-    PutFile(Dir() + "/RecordFile/index.dirty");
+    PutFile(Folder() + "/index.dirty");
     const auto setBefore = Tree();
-    EXPECT_EQ(Findings(), (std::set<std::string>{"foreign", "gone", "not-up-to-date", "unlisted"}));
-    EXPECT_EQ(Run({"check", "--dir", Dir()}).nCode, 4);
+    EXPECT_EQ(Findings(), (Names{"foreign", "gone", "not-up-to-date", "unlisted"}));
+    EXPECT_EQ(On("check").nCode, 4);
     fs::resize_file(Channel() + "/index03.bin", 60);
-    EXPECT_EQ(Findings(), (std::set<std::string>{"damaged", "foreign", "not-up-to-date"}));
+    EXPECT_EQ(Findings(), (Names{"damaged", "foreign", "not-up-to-date"}));
+    EXPECT_EQ(CountFound(), 3u) << "queries find what the index has lost";
     EXPECT_EQ(Tree(), setBefore);
-}
-
-TEST_F(ToolDamage, QueriesFindWhatTheIndexLost) {
-    fs::resize_file(Dir() + "/RecordFile/index01.bin", 3);
-    const Arguments vecQuery = {"query",      "--dir", Dir(),        "--from",
-                                "2024-03-04", "--to",  "2024-03-06", "--json"};
-    EXPECT_EQ(Run(vecQuery).Json().size(), 3u);
-    fs::remove(Recording());
-    EXPECT_EQ(Run(vecQuery).Json().size(), 2u);
 }
 
 // Hosts look into BackupFile alone once it is there, on any of their disks. Nobody must believe
 // that the recordings in RecordFile are gone, nor that they are as safe as the others.
 TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
-    const std::string strFolder = Dir() + "/RecordFile";
-    for (const char* pDisk : {"disk", "disk2"}) {
-        fs::create_directories(Dir("disk2"));
-        fs::create_directory(Dir(pDisk) + "/BackupFile");
-        const auto vecFound =
-            Run({"check", "--dir", Dir("disk2"), "--dir", Dir(), "--json"}).Json();
-        ASSERT_EQ(vecFound.size(), 3u) << pDisk;
-        EXPECT_EQ(vecFound[0]["finding"], "hidden");
-        EXPECT_EQ(vecFound[0]["path"], strFolder);
-        EXPECT_EQ(vecFound[0]["files"], 3);
-        EXPECT_EQ(vecFound[2]["clean"], false);
-        fs::remove(Dir(pDisk) + "/BackupFile");
-    }
-    Import(Dir(), "2024-03-04 09:00:00");
-    fs::rename(strFolder, Dir() + "/BackupFile");
+    fs::create_directories(Dir("disk2") + "/BackupFile");
+    const auto vecFound = On("check", {"--dir", Dir("disk2"), "--json"}).Json();
+    ASSERT_EQ(vecFound.size(), 3u);
+    EXPECT_EQ(vecFound[0]["finding"], "hidden");
+    EXPECT_EQ(vecFound[0]["path"], Folder());
+    EXPECT_EQ(vecFound[0]["files"], 3);
+    EXPECT_EQ(Findings(), Names{}) << "without that disk all is well";
+
+    fs::rename(Folder(), Dir() + "/BackupFile");
     Import(Dir("new"), "2024-03-04 10:00:00");
-    fs::rename(Dir("new") + "/RecordFile", strFolder);
-    EXPECT_EQ(Findings(), std::set<std::string>{"hidden"});
-    const toolResult stQuery = Run({"query", "--dir", Dir(), "--from", "2024-03-04", "--json"});
-    EXPECT_EQ(stQuery.Json().size(), 5u);
-    EXPECT_NE(stQuery.strErr.find("do not find 1 recording"), std::string::npos) << stQuery.strErr;
-    EXPECT_EQ(Repair({"--apply"}).nCode, 0) << "nothing that a repair mends";
-    EXPECT_EQ(Run({"prune", "--dir", Dir(), "--before", "2024-03-05", "--apply"}).nCode, 0);
+    fs::rename(Dir("new") + "/RecordFile", Folder());
+    EXPECT_EQ(Findings(), Names{"hidden"});
+    EXPECT_EQ(CountFound(), 4u);
+    EXPECT_NE(On("status").strErr.find("do not find 1 recording"), std::string::npos);
+    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0) << "nothing that a repair mends";
+    EXPECT_EQ(On("prune", {"--before", "2024-03-05", "--apply"}).nCode, 0);
     EXPECT_FALSE(fs::exists(Dir() + "/BackupFile/20240304"));
-    EXPECT_TRUE(fs::exists(strFolder + "/20240304/cam01/20240304100000_20240304100006_1.mp4"));
-    EXPECT_EQ(Findings(), std::set<std::string>{"hidden"});
+    EXPECT_TRUE(fs::exists(Folder() + "/20240304/cam01/20240304100000_20240304100006_1.mp4"));
+    EXPECT_EQ(Findings(), Names{"hidden"});
 }
 
 TEST_F(ToolDamage, RepairIsDryUntilApplied) {
     PutFile(Channel() + "/notes.txt", "foreign");
     fs::remove(Recording());
     const auto setBefore = Tree();
-    EXPECT_EQ(Repair().nCode, 0);
+    EXPECT_EQ(On("repair").nCode, 0);
     EXPECT_EQ(Tree(), setBefore);
-    EXPECT_EQ(Repair({"--apply"}).nCode, 0);
+    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0);
     EXPECT_FALSE(fs::exists(Channel() + "/notes.txt"));
-    EXPECT_EQ(Run({"check", "--dir", Dir()}).nCode, 0);
-    EXPECT_EQ(Repair({"--apply"}).nCode, 0) << "nothing left to do";
+    EXPECT_EQ(Findings(), Names{});
+    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0) << "nothing left to do";
 }
 
 TEST_F(ToolDamage, RepairRefusesToRemoveMuchUnlessTold) {
-    PutFile(Channel() + "/big", std::string((1 << 20) + 1, 'x'));
-    EXPECT_EQ(Repair({"--apply"}).nCode, 1);
-    fs::remove(Channel() + "/big");
-    for (int n = 0; n < 4; ++n) PutFile(Channel() + "/small" + std::to_string(n), "x");
-    EXPECT_EQ(Repair({"--apply"}).nCode, 1);
-    fs::remove(Channel() + "/small3");
-    EXPECT_EQ(Repair({"--apply"}).nCode, 0) << "three of six is not more than half";
-}
-
-TEST_F(ToolDamage, RepairNeverTakesRecordingsOfTheOtherLayoutUnasked) {
-    PutFile(Channel() + "/20240305_120000.mp4", "x");
-    EXPECT_EQ(Repair({"--apply"}).nCode, 1);
-    EXPECT_TRUE(fs::exists(Channel() + "/20240305_120000.mp4"));
+    const auto Refused = [&](const std::string& strName, const std::string& strContent) {
+        PutFile(Channel() + strName, strContent);
+        const bool bRefused = On("repair", {"--apply"}).nCode == 1;
+        return bRefused && fs::remove(Channel() + strName);
+    };
+    EXPECT_TRUE(Refused("/big", std::string((1 << 20) + 1, 'x')));
+    EXPECT_TRUE(Refused("/20240305_120000.mp4", "of the other layout"));
+    for (int n = 0; n < 3; ++n) PutFile(Channel() + "/small" + std::to_string(n), "x");
+    EXPECT_TRUE(Refused("/small3", "four of seven"));
+    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0) << "three of six is not more than half";
 }
 
 TEST_F(ToolDamage, RepairCanKeepWhatItRemoves) {
     PutFile(Channel() + "/big", std::string((1 << 20) + 1, 'x'));
-    PutFile(Dir() + "/RecordFile/folder/inner/file", "kept");
-    PutFile(Dir("kept") + "/RecordFile/folder", "in the way");
-    const toolResult st = Repair({"--apply", "--yes", "--keep-removed", Dir("kept")});
-    ASSERT_EQ(st.nCode, 0) << st.strErr;
-    EXPECT_EQ(GetFile(Dir("kept") + "/RecordFile/folder"), "in the way");
-    EXPECT_EQ(GetFile(Dir("kept") + "/RecordFile/folder.1/inner/file"), "kept");
-    EXPECT_EQ(fs::file_size(Dir("kept") + "/RecordFile/20240305/cam01/big"), (1u << 20) + 1);
-    EXPECT_EQ(Run({"check", "--dir", Dir()}).nCode, 0);
+    PutFile(Folder() + "/folder/inner/file", "kept");
+    const std::string strKept = Dir("kept") + "/RecordFile";
+    PutFile(strKept + "/folder", "in the way");
+    EXPECT_EQ(On("repair", {"--apply", "--yes", "--keep-removed", Dir("kept")}).nCode, 0);
+    EXPECT_EQ(GetFile(strKept + "/folder"), "in the way");
+    EXPECT_EQ(GetFile(strKept + "/folder.1/inner/file"), "kept");
+    EXPECT_EQ(fs::file_size(strKept + "/20240305/cam01/big"), (1u << 20) + 1);
+    EXPECT_EQ(Findings(), Names{});
     PutFile(Channel() + "/notes.txt", "x");
-    EXPECT_EQ(Repair({"--apply", "--keep-removed", Dir() + "/RecordFile/kept"}).nCode, 2);
+    EXPECT_EQ(On("repair", {"--apply", "--keep-removed", Folder() + "/kept"}).nCode, 2);
     EXPECT_TRUE(fs::exists(Channel() + "/notes.txt"));
 }
 
 TEST_F(ToolDamage, ADirectoryInUseIsNotRepairedNorPruned) {
     PutFile(Channel() + "/notes.txt", "x");
+    const auto setBefore = Tree();
+    const Arguments vecPrune = {"--before", "today", "--apply"};
     const int nLock = open(Dir().c_str(), O_RDONLY | O_DIRECTORY);
     ASSERT_EQ(flock(nLock, LOCK_EX | LOCK_NB), 0);
-    for (const toolResult& st :
-         {Repair({"--apply"}), Run({"prune", "--dir", Dir(), "--before", "today", "--apply"})}) {
+    for (const toolResult& st : {On("repair", {"--apply"}), On("prune", vecPrune)}) {
         EXPECT_EQ(st.nCode, 1);
         EXPECT_NE(st.strErr.find("is in use"), std::string::npos) << st.strErr;
     }
     close(nLock);
-    EXPECT_TRUE(fs::exists(Channel() + "/notes.txt"));
+    EXPECT_EQ(On("prune", vecPrune).nCode, 1) << "it would take away what a repair asks about";
+    EXPECT_EQ(Tree(), setBefore);
 }
 
 TEST_F(ToolDamage, PruneDeletesEarlierDaysWhole) {
-    const Arguments vecPrune = {"prune", "--dir", Dir(), "--before", "2024-03-05"};
     const auto setBefore = Tree();
-    EXPECT_EQ(Run(vecPrune).nCode, 0);
+    EXPECT_EQ(On("prune", {"--before", "2024-03-05"}).nCode, 0);
+    EXPECT_EQ(On("prune", {"--keep-free", "1", "--apply"}).nCode, 0) << "a MiB is free already";
     EXPECT_EQ(Tree(), setBefore);
+    const std::string strPictures = Dir() + "/ImageFile";
+    PutFile(strPictures + "/20240301/cam01/20240301_080000.jpg", "x");
+    PutFile(strPictures + "/20240306/cam01/20240306_080000.jpg", "x");
+    EXPECT_EQ(On("prune", {"--before", "2024-03-06", "--kind", "pictures", "--apply"}).nCode, 0);
+    EXPECT_FALSE(fs::exists(strPictures + "/20240301"));
+    EXPECT_TRUE(fs::exists(strPictures + "/20240306/cam01/20240306_080000.jpg"));
+    EXPECT_EQ(CountFound(), 3u);
 
-    Arguments vecApply = vecPrune;
-    vecApply.push_back("--apply");
-    EXPECT_EQ(Run(vecApply).nCode, 0);
-    EXPECT_FALSE(fs::exists(Dir() + "/RecordFile/20240304"));
-    EXPECT_TRUE(fs::exists(Recording()));
-    EXPECT_EQ(Run({"check", "--dir", Dir()}).nCode, 0);
-
-    EXPECT_EQ(Run({"prune", "--dir", Dir(), "--keep-free", "1", "--apply"}).nCode, 0);
-    EXPECT_TRUE(fs::exists(Recording())) << "one MiB is free already";
-}
-
-TEST_F(ToolDamage, PruneRefusesWhatARepairWouldTakeAway) {
-    PutFile(Channel() + "/notes.txt", "x");
-    const toolResult st = Run({"prune", "--dir", Dir(), "--before", "today", "--apply"});
-    EXPECT_EQ(st.nCode, 1);
-    EXPECT_NE(st.strErr.find("repair"), std::string::npos) << st.strErr;
-    EXPECT_TRUE(fs::exists(Recording()));
-}
-
-TEST_F(ToolDamage, PruneKnowsPictures) {
-    const std::string strOld = Dir() + "/ImageFile/20240301/cam01/20240301_080000.jpg";
-    PutFile(strOld, "x");
-    PutFile(Dir() + "/ImageFile/20240306/cam01/20240306_080000.jpg", "x");
-    EXPECT_EQ(
-        Run({"prune", "--dir", Dir(), "--before", "2024-03-06", "--kind", "pictures", "--apply"})
-            .nCode,
-        0);
-    EXPECT_FALSE(fs::exists(Dir() + "/ImageFile/20240301"));
-    EXPECT_TRUE(fs::exists(Dir() + "/ImageFile/20240306/cam01/20240306_080000.jpg"));
-    EXPECT_TRUE(fs::exists(Recording()));
+    EXPECT_EQ(On("prune", {"--before", "2024-03-05", "--apply"}).nCode, 0);
+    EXPECT_FALSE(fs::exists(Folder() + "/20240304"));
+    EXPECT_EQ(CountFound(), 2u);
+    EXPECT_EQ(Findings(), Names{});
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "../../tools/localstorage/ParameterSets.h"
@@ -19,50 +17,37 @@ Stream Make(std::initializer_list<Stream> vecUnits, bool bLongCodes = true) {
     return vecBytes;
 }
 
-Stream ToStream(Bytes st) {
+Stream Complete(CParameterSetKeeper& stKeeper, const Stream& vecUnit, bool bKey = true) {
+    const Bytes st = stKeeper.Complete(vecUnit, bKey);
     return {st.begin(), st.end()};
 }
 
-const Stream SPS = {0x67, 1, 2}, PPS = {0x68, 3}, IDR = {0x65, 9, 9}, AUD = {0x09, 0xF0},
-             SLICE = {0x41, 7};
+const Stream SPS = {0x67, 1, 2}, PPS = {0x68, 3}, IDR = {0x65, 9, 9}, AUD = {0x09, 0xF0};
 
 TEST(ParameterSets, KeyFramesGetTheSetsTheyLack) {
+    const Stream SLICE = {0x41, 7}, NEW_SPS = {0x67, 8, 8};
     CParameterSetKeeper stKeeper(videoCodec::H264, Make({SPS, PPS}));
-    EXPECT_EQ(ToStream(stKeeper.Complete(Make({IDR}), true)), Make({SPS, PPS, IDR}));
-    EXPECT_EQ(ToStream(stKeeper.Complete(Make({AUD, IDR}), true)), Make({AUD, SPS, PPS, IDR}));
-    EXPECT_EQ(ToStream(stKeeper.Complete(Make({SLICE}), false)), Make({SLICE}));
-}
-
-TEST(ParameterSets, SetsThatAreThereAreNotDoubled) {
-    CParameterSetKeeper stKeeper(videoCodec::H264, Make({SPS, PPS}));
+    EXPECT_EQ(Complete(stKeeper, Make({AUD, IDR})), Make({AUD, SPS, PPS, IDR}));
+    EXPECT_EQ(Complete(stKeeper, Make({SLICE}), false), Make({SLICE}));
     for (const bool bLongCodes : {false, true}) {
-        const Stream vecUnit = Make({AUD, SPS, PPS, IDR}, bLongCodes);
-        EXPECT_EQ(ToStream(stKeeper.Complete(vecUnit, true)), vecUnit);
+        const Stream vecWhole = Make({AUD, NEW_SPS, PPS, IDR}, bLongCodes);
+        EXPECT_EQ(Complete(stKeeper, vecWhole), vecWhole) << "not doubled";
     }
-}
-
-TEST(ParameterSets, TheLatestSetsOfTheStreamCount) {
-    const Stream NEW_SPS = {0x67, 8, 8};
-    CParameterSetKeeper stKeeper(videoCodec::H264, Make({SPS, PPS}));
-    stKeeper.Complete(Make({NEW_SPS, PPS, IDR}), true);
-    EXPECT_EQ(ToStream(stKeeper.Complete(Make({IDR}), true)), Make({NEW_SPS, PPS, IDR}));
+    EXPECT_EQ(Complete(stKeeper, Make({IDR})), Make({NEW_SPS, PPS, IDR})) << "the latest count";
 }
 
 TEST(ParameterSets, WithoutAnySetsAFrameStaysAsItIs) {
     CParameterSetKeeper stKeeper(videoCodec::H264, {});
-    EXPECT_EQ(ToStream(stKeeper.Complete(Make({IDR}), true)), Make({IDR}));
-    EXPECT_EQ(ToStream(stKeeper.Complete({}, true)), Stream());
+    EXPECT_EQ(Complete(stKeeper, Make({IDR})), Make({IDR}));
+    EXPECT_EQ(Complete(stKeeper, {}), Stream());
 }
 
 TEST(ParameterSets, H265NeedsThreeKinds) {
     const Stream VPS = {0x40, 1, 1}, SPS265 = {0x42, 1, 2}, PPS265 = {0x44, 1, 3},
                  AUD265 = {0x46, 1, 4}, KEY = {0x26, 1, 5};
-    const Stream vecSets = Make({VPS, SPS265, PPS265});
-    EXPECT_TRUE(CollectParameterSets(vecSets, videoCodec::H265).bComplete);
     EXPECT_FALSE(CollectParameterSets(Make({SPS265, PPS265}), videoCodec::H265).bComplete);
-    CParameterSetKeeper stKeeper(videoCodec::H265, vecSets);
-    EXPECT_EQ(ToStream(stKeeper.Complete(Make({AUD265, KEY}), true)),
-              Make({AUD265, VPS, SPS265, PPS265, KEY}));
+    CParameterSetKeeper stKeeper(videoCodec::H265, Make({VPS, SPS265, PPS265}));
+    EXPECT_EQ(Complete(stKeeper, Make({AUD265, KEY})), Make({AUD265, VPS, SPS265, PPS265, KEY}));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "Support/TempDir.h"
 
 using Arguments = std::vector<std::string>;
+Arguments operator+(Arguments a, const Arguments& b);
 
 struct toolResult {
     int nCode = -1;
@@ -19,6 +20,24 @@ struct toolResult {
 
     /// Standard output as NDJSON.
     std::vector<nlohmann::json> Json() const;
+};
+
+/// The tool at work; ended with SIGINT at the latest by the destructor.
+class CRunningTool {
+public:
+    /// What it prints goes to this file, and messages to one with ".err" behind.
+    CRunningTool(Arguments vecArguments, const std::string& strOutFile);
+    ~CRunningTool() { Interrupt(); }
+
+    /// Waits until standard output holds the text; false after 20 seconds.
+    bool WaitFor(const std::string& strText) const;
+    void Interrupt() const;
+    /// Waits for the end.
+    toolResult Result();
+
+private:
+    int m_nPid = -1;
+    std::string m_strOutFile;
 };
 
 /// A test with a directory of its own, into which the tool's log goes too.
@@ -33,23 +52,6 @@ protected:
                 const std::string& strCamera = "cam01") const;
 
     CTempDir m_tmp;
-};
-
-/// The tool running in the background; ended with SIGINT at the latest by the destructor.
-class CBackgroundTool {
-public:
-    CBackgroundTool(const Arguments& vecArguments, const std::string& strOutFile);
-    ~CBackgroundTool() { Interrupt(); }
-
-    /// Waits until standard output holds the text; false after 20 seconds.
-    bool WaitFor(const std::string& strText) const;
-    /// Sends SIGINT and waits for the end; the exit code.
-    int Interrupt();
-
-private:
-    int m_nPid = -1;
-    int m_nCode = -1;
-    std::string m_strOutFile;
 };
 
 #endif  // LOCALSTORAGE_TESTS_TOOL_RUNTOOL_H
