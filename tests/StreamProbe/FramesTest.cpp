@@ -67,7 +67,7 @@ TEST(Frames, H264RecoveryPointsAreKeyFrames) {
     };
     for (const auto& stCase : cases) {
         ExpectFrames(testing::PrintToString(stCase.strFrame),
-                     {{KEY, SPS + IDR}, {stCase.nType, stCase.strFrame}, {OTHER, P}});
+                     {{KEY, SPS + IDR}, {stCase.nType, stCase.strFrame}, {OTHER, INTRA}});
     }
 }
 
