@@ -81,12 +81,8 @@ void CDisk::LeaveFree(std::uint64_t nBytes) const {
     }
 }
 
-void CDisk::MakeReadOnly() const {
-    Check(::mount("", m_strPath.c_str(), "", MS_REMOUNT | MS_RDONLY, nullptr) == 0, "remount");
-}
-
-void CDisk::MakeWritable() const {
-    Check(::mount("", m_strPath.c_str(), "", MS_REMOUNT, nullptr) == 0, "remount");
+void CDisk::Remount(unsigned long nFlags) const {
+    Check(::mount("", m_strPath.c_str(), "", MS_REMOUNT | nFlags, nullptr) == 0, "remount");
 }
 
 void CDisk::Pull() const {
@@ -102,11 +98,8 @@ void CDisk::Break() const {
     const int nDir = ::open(m_strPath.c_str(), O_RDONLY | O_DIRECTORY);
     std::uint32_t nSyncFirst = 0;  // what was written before stays written
     constexpr unsigned long SHUTDOWN = _IOR('X', 125, std::uint32_t);  // ext4 and xfs share it
-    const bool bDone = ::ioctl(nDir, SHUTDOWN, &nSyncFirst) == 0;
-    const int nError = errno;
+    Check(::ioctl(nDir, SHUTDOWN, &nSyncFirst) == 0, "shutdown of the file system");
     ::close(nDir);
-    errno = nError;
-    Check(bDone, "shutdown of the file system");
 }
 
 void PutFileOf(const std::string& strPath, std::uint64_t nBytes) {

@@ -26,8 +26,8 @@ public:
     /// Another process takes or gives back room until so many bytes are free.
     void LeaveFree(std::uint64_t nBytes) const;
 
-    void MakeReadOnly() const;
-    void MakeWritable() const;
+    /// With MS_RDONLY, or with 0 to have it writable again.
+    void Remount(unsigned long nFlags) const;
     /// Takes the disk away under whoever uses it.
     void Pull() const;
     void PutBack() const;

@@ -4,14 +4,13 @@
 // Every test ends the same way: what was reported created and not deleted lies on the disks, and
 // nothing else; and an engine that starts afterwards finds it.
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <set>
+#include <sys/mount.h>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -36,66 +35,53 @@ constexpr const char* CAMERA2 = "cam02_1_0";
 std::unique_ptr<const CDisk> g_pDisk1, g_pDisk2;
 
 struct message {
-    int nType = 0;
+    int nType;
     std::string strText;  // a path or a directory
+    int nError;
+};
+
+std::mutex g_mutex;
+std::vector<message> g_vMessages;  // what engines told their host, since the test began
+
+int OnMessage(int nType, void* pData, unsigned int nDataLen, void*) {
+    message stMessage{nType, "", 0};
+    if (nType == MESSAGEVALUE_SWITCHDISK) {
+        stMessage.strText = static_cast<diskSwitchEvent*>(pData)->szDisk;
+    } else if (nType == MESSAGEVALUE_CREATEFILE || nType == MESSAGEVALUE_CLOSEFILE) {
+        stMessage.strText = static_cast<recFileEvent*>(pData)->szFileName;
+    } else if (nType == MESSAGEVALUE_DELETEFILE) {
+        stMessage.strText.assign(static_cast<char*>(pData), nDataLen);
+    } else if (nType == MESSAGEVALUE_WRITEFAIL) {
+        stMessage.nError = static_cast<writeFailEvent*>(pData)->nError;
+    }
+    const std::lock_guard<std::mutex> guard(g_mutex);
+    g_vMessages.push_back(stMessage);
+    return 0;
+}
+
+std::vector<message> Messages() {
+    const std::lock_guard<std::mutex> guard(g_mutex);
+    return g_vMessages;
+}
+
+std::vector<std::string> Texts(int nType) {
+    std::vector<std::string> vTexts;
+    for (const message& stMessage : Messages())
+        if (stMessage.nType == nType) vTexts.push_back(stMessage.strText);
+    return vTexts;
+}
+
+int LastWriteError() {
     int nError = 0;
-};
-
-/// What engines told their host, since the test began.
-class CMessages {
-public:
-    static int Take(int nType, void* pData, unsigned int nDataLen, void*) {
-        message stMessage{nType, "", 0};
-        switch (nType) {
-            case MESSAGEVALUE_SWITCHDISK:
-                stMessage.strText = static_cast<diskSwitchEvent*>(pData)->szDisk;
-                break;
-            case MESSAGEVALUE_CREATEFILE:
-            case MESSAGEVALUE_CLOSEFILE:
-                stMessage.strText = static_cast<recFileEvent*>(pData)->szFileName;
-                break;
-            case MESSAGEVALUE_DELETEFILE:
-                stMessage.strText.assign(static_cast<char*>(pData), nDataLen);
-                break;
-            case MESSAGEVALUE_WRITEFAIL:
-                stMessage.nError = static_cast<writeFailEvent*>(pData)->nError;
-                break;
-            default:
-                break;
-        }
-        const std::lock_guard<std::mutex> guard(s_mutex);
-        s_vMessages.push_back(stMessage);
-        return 0;
-    }
-    static void Forget() {
-        const std::lock_guard<std::mutex> guard(s_mutex);
-        s_vMessages.clear();
-    }
-    static std::vector<message> All() {
-        const std::lock_guard<std::mutex> guard(s_mutex);
-        return s_vMessages;
-    }
-    static std::vector<message> All(int nType) {
-        std::vector<message> vFound;
-        for (const message& stMessage : All())
-            if (stMessage.nType == nType) vFound.push_back(stMessage);
-        return vFound;
-    }
-    static std::vector<std::string> Texts(int nType) {
-        std::vector<std::string> vTexts;
-        for (const message& stMessage : All(nType)) vTexts.push_back(stMessage.strText);
-        return vTexts;
-    }
-
-private:
-    static inline std::mutex s_mutex;
-    static inline std::vector<message> s_vMessages;
-};
+    for (const message& stMessage : Messages())
+        if (stMessage.nType == MESSAGEVALUE_WRITEFAIL) nError = stMessage.nError;
+    return nError;
+}
 
 class Disks : public testing::TestWithParam<LocalStorageType> {
 protected:
     void SetUp() override {
-        CMessages::Forget();
+        g_vMessages.clear();
         for (const CDisk* pDisk : {&m_disk1, &m_disk2}) {
             pDisk->Clear();
             pDisk->LeaveFree(FULL + 100 * MIB);
@@ -105,24 +91,20 @@ protected:
         m_pHost.reset();
         if (HasFatalFailure()) return;
         ExpectNothingLost();
-        Start({});  // what the last one left is read, or repaired
+        Start();  // what the last one left is read, or repaired
         ExpectNothingLost();
         m_pHost.reset();
     }
 
     bool IsBackup() const { return GetParam() == LOCAL_STORAGE_REMOTE_BACKUP; }
 
-    struct settings {
-        bool bCycWrite = true;
-        bool bAutoDelete = true;
-    };
-    void Start(settings stSettings) {
+    void Start(bool bAutoDelete = true) {
         m_pHost.reset();
         tagStoreInfo stInfo;
         stInfo.enumStorageType = GetParam();
-        stInfo.pFunCallback = CMessages::Take;
-        stInfo.bCycWrite = stSettings.bCycWrite;
-        stInfo.bAutoDelete = stSettings.bAutoDelete;
+        stInfo.pFunCallback = OnMessage;
+        stInfo.bCycWrite = true;
+        stInfo.bAutoDelete = bAutoDelete;
         AddRecordDir(stInfo, m_disk1.Path());
         AddRecordDir(stInfo, m_disk2.Path());
         m_pHost = std::make_unique<CHost>(stInfo, m_log.Path());
@@ -155,42 +137,38 @@ protected:
         return m_pHost->Write(CAMERA, stFile, std::string(nBytes, 'v'));
     }
 
-    /// Records so many MiB; the path of the recording, or nothing when it was refused.
-    std::optional<std::string> Record(int nMiB) {
+    /// Records so many MiB; the path of the recording, empty when it was refused.
+    std::string Record(int nMiB = 2) {
         const recFileInfo stFile = NextFile();
-        if (!m_pHost->Open(CAMERA, stFile)) return std::nullopt;
-        const std::string strPath = CMessages::Texts(MESSAGEVALUE_CREATEFILE).back();
+        if (!m_pHost->Open(CAMERA, stFile)) return "";
         for (int n = 0; n < nMiB; ++n) EXPECT_TRUE(Write(stFile, MIB));
         EXPECT_TRUE(m_pHost->Close(CAMERA, stFile));
-        return strPath;
+        return Texts(MESSAGEVALUE_CREATEFILE).back();
     }
 
-    /// Likewise, at the second try at the latest: the first may be what tells the engine that a
-    /// disk has failed, and xfs gives the room of deleted files back a moment later.
-    std::string RecordSoon(int nMiB = 2) {
-        auto strPath = Record(nMiB);
-        if (!strPath) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-            strPath = Record(nMiB);
-        }
-        EXPECT_TRUE(strPath) << "refused, code " << m_pHost->LastError();
-        return strPath.value_or("");
+    /// Opens a recording and begins it.
+    recFileInfo Begin() {
+        const recFileInfo stFile = NextFile();
+        EXPECT_TRUE(m_pHost->Open(CAMERA, stFile));
+        EXPECT_TRUE(Write(stFile, MIB));
+        return stFile;
     }
 
     /// Records 8 MiB at a time until a message of this kind comes; the last recording.
     std::string RecordUntil(int nMessage) {
-        const std::size_t nBefore = CMessages::All(nMessage).size();
-        for (int n = 0; n < 30; ++n) {
-            const std::string strPath = RecordSoon(8);
-            if (CMessages::All(nMessage).size() > nBefore) return strPath;
+        const std::size_t nBefore = Texts(nMessage).size();
+        std::string strPath = "nothing";
+        for (int n = 0; n < 30 && !strPath.empty(); ++n) {
+            strPath = Record(8);
+            if (Texts(nMessage).size() > nBefore) return strPath;
         }
-        ADD_FAILURE() << "no message " << nMessage;
+        ADD_FAILURE() << "no message " << nMessage << ", code " << m_pHost->LastError();
         return "";
     }
 
     std::vector<std::string> Expected() const {
         std::set<std::string> setPath(m_vOld.begin(), m_vOld.end());
-        for (const message& stMessage : CMessages::All()) {
+        for (const message& stMessage : Messages()) {
             if (stMessage.nType == MESSAGEVALUE_CREATEFILE) setPath.insert(stMessage.strText);
             if (stMessage.nType != MESSAGEVALUE_DELETEFILE) continue;
             EXPECT_EQ(setPath.erase(stMessage.strText), 1u) << stMessage.strText;
@@ -235,115 +213,109 @@ TEST_P(Disks, FillSwitchOverwriteSwitchBack) {
     MakeOld(m_disk1, "20240103", 0, 30 * MIB);
     m_disk1.LeaveFree(FULL + 20 * MIB);
     m_disk2.LeaveFree(FULL + 20 * MIB);
-    Start({});
+    Start();
 
-    EXPECT_THAT(Record(2).value_or(""), StartsWith(m_disk1.Path()));
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
     EXPECT_THAT(RecordUntil(MESSAGEVALUE_SWITCHDISK), StartsWith(m_disk2.Path()));
-    EXPECT_THAT(CMessages::Texts(MESSAGEVALUE_SWITCHDISK), ElementsAre(m_disk2.Path() + "/"));
-    EXPECT_THAT(CMessages::All(MESSAGEVALUE_DISKFULL), IsEmpty());
+    EXPECT_THAT(Texts(MESSAGEVALUE_SWITCHDISK), ElementsAre(m_disk2.Path() + "/"));
+    EXPECT_THAT(Texts(MESSAGEVALUE_DISKFULL), IsEmpty());
 
     // Both full: the oldest day goes, and recording goes on where it was.
     EXPECT_THAT(RecordUntil(MESSAGEVALUE_DELETEFILE), StartsWith(m_disk1.Path()));
-    EXPECT_THAT(CMessages::Texts(MESSAGEVALUE_DELETEFILE), ElementsAre(strOldest, strOldest2));
-    if (IsBackup()) {
-        EXPECT_FALSE(CMessages::All(MESSAGEVALUE_DISKFULL).empty());
-    }
+    EXPECT_THAT(Texts(MESSAGEVALUE_DELETEFILE), ElementsAre(strOldest, strOldest2));
+    EXPECT_NE(Texts(MESSAGEVALUE_DISKFULL).empty(), IsBackup());
     EXPECT_FALSE(std::filesystem::exists(m_disk1 / "RecordFile/20240101"));
 
     EXPECT_THAT(RecordUntil(MESSAGEVALUE_DELETEFILE), StartsWith(m_disk2.Path()));
-    EXPECT_THAT(CMessages::Texts(MESSAGEVALUE_DELETEFILE).back(), strNext);
+    EXPECT_THAT(Texts(MESSAGEVALUE_DELETEFILE), ElementsAre(strOldest, strOldest2, strNext));
     EXPECT_FALSE(std::filesystem::exists(m_disk2 / "RecordFile/20240102"));
 }
 
 TEST_P(Disks, FullWithoutDeletionRefusesUntilThereIsRoom) {
     MakeOld(m_disk1, "20240101", 0, 30 * MIB);
-    Start({.bCycWrite = true, .bAutoDelete = false});
-    EXPECT_TRUE(Record(2));
+    Start(false);
+    EXPECT_NE(Record(), "");
     m_disk1.LeaveFree(FULL);
     m_disk2.LeaveFree(FULL);
-    EXPECT_FALSE(Record(2));
+    EXPECT_EQ(Record(), "");
     EXPECT_EQ(m_pHost->LastError(), STORAGE_ERROR_DISK_FULL);
-    EXPECT_FALSE(CMessages::All(MESSAGEVALUE_DISKFULL).empty());
+    EXPECT_FALSE(Texts(MESSAGEVALUE_DISKFULL).empty());
     m_disk2.LeaveFree(FULL + 10 * MIB);
-    EXPECT_THAT(Record(2).value_or(""), StartsWith(m_disk2.Path()));
-    EXPECT_THAT(CMessages::All(MESSAGEVALUE_DELETEFILE), IsEmpty());
+    EXPECT_THAT(Record(), StartsWith(m_disk2.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_DELETEFILE), IsEmpty());
 }
 
 // Nobody opens anything: the engine's own thread notices.
 TEST_P(Disks, FilledByAnotherProcess) {
     MakeOld(m_disk1, "20240101", 0, 30 * MIB);
-    Start({});
-    EXPECT_THAT(Record(2).value_or(""), StartsWith(m_disk1.Path()));
+    Start();
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
     m_disk1.LeaveFree(1000 * MIB);
-    for (int n = 0; n < 100 && CMessages::All(MESSAGEVALUE_SWITCHDISK).empty(); ++n)
+    for (int n = 0; n < 100 && Texts(MESSAGEVALUE_SWITCHDISK).empty(); ++n)
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_THAT(CMessages::Texts(MESSAGEVALUE_SWITCHDISK), ElementsAre(m_disk2.Path() + "/"));
-    EXPECT_THAT(Record(2).value_or(""), StartsWith(m_disk2.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_SWITCHDISK), ElementsAre(m_disk2.Path() + "/"));
+    EXPECT_THAT(Record(), StartsWith(m_disk2.Path()));
 
     m_disk1.LeaveFree(FULL + 100 * MIB);
-    EXPECT_THAT(Record(2).value_or(""), StartsWith(m_disk2.Path()));
+    EXPECT_THAT(Record(), StartsWith(m_disk2.Path()));
     m_disk2.LeaveFree(1000 * MIB);
-    EXPECT_THAT(Record(2).value_or(""), StartsWith(m_disk1.Path()));
-    EXPECT_THAT(CMessages::All(MESSAGEVALUE_DELETEFILE), IsEmpty());
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_DELETEFILE), IsEmpty());
 }
 
 TEST_P(Disks, NoRoomInTheMiddleOfAWrite) {
-    Start({});
-    const recFileInfo stLong = NextFile();
-    ASSERT_TRUE(m_pHost->Open(CAMERA, stLong));
-    EXPECT_TRUE(Write(stLong, MIB));
+    Start();
+    const recFileInfo stLong = Begin();
     m_disk1.LeaveFree(MIB / 2);
     EXPECT_FALSE(Write(stLong, 8 * MIB));
-    ASSERT_FALSE(CMessages::All(MESSAGEVALUE_WRITEFAIL).empty());
-    EXPECT_EQ(CMessages::All(MESSAGEVALUE_WRITEFAIL).back().nError, ENOSPC);
+    EXPECT_EQ(LastWriteError(), ENOSPC);
 
     // In the client layout the open channel moves with the engine.
-    const std::string strFirst = CMessages::Texts(MESSAGEVALUE_CREATEFILE).back();
-    recFileInfo stOther = NextFile();
+    const std::string strFirst = Texts(MESSAGEVALUE_CREATEFILE).back();
+    const recFileInfo stOther = NextFile();
     ASSERT_TRUE(m_pHost->Open(CAMERA2, stOther));
-    const std::string strOther = CMessages::Texts(MESSAGEVALUE_CREATEFILE).back();
-    EXPECT_THAT(strOther, StartsWith(m_disk2.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_CREATEFILE).back(), StartsWith(m_disk2.Path()));
     EXPECT_TRUE(m_pHost->Write(CAMERA2, stOther, "stream"));
     EXPECT_EQ(Write(stLong, MIB), !IsBackup());
     if (!IsBackup()) {
-        EXPECT_THAT(CMessages::Texts(MESSAGEVALUE_CLOSEFILE), ElementsAre(strFirst));
-        EXPECT_THAT(CMessages::Texts(MESSAGEVALUE_CREATEFILE).back(), StartsWith(m_disk2.Path()));
+        EXPECT_THAT(Texts(MESSAGEVALUE_CLOSEFILE), ElementsAre(strFirst));
+        EXPECT_THAT(Texts(MESSAGEVALUE_CREATEFILE).back(), StartsWith(m_disk2.Path()));
     }
     EXPECT_TRUE(m_pHost->Close(CAMERA, stLong));
     EXPECT_TRUE(m_pHost->Close(CAMERA2, stOther));
 
     m_disk1.LeaveFree(FULL + 100 * MIB);
     m_disk2.LeaveFree(FULL);
-    EXPECT_THAT(RecordSoon(), StartsWith(m_disk1.Path()));
-    EXPECT_THAT(CMessages::All(MESSAGEVALUE_DELETEFILE), IsEmpty());
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_DELETEFILE), IsEmpty());
 }
 
+// Nothing tells the engine of it but the recording that it cannot open.
 TEST_P(Disks, RemountedReadOnly) {
     MakeOld(m_disk1, "20240101", 0, 30 * MIB);
-    Start({});
-    EXPECT_THAT(Record(2).value_or(""), StartsWith(m_disk1.Path()));
-    m_disk1.MakeReadOnly();
-    EXPECT_THAT(RecordSoon(), StartsWith(m_disk2.Path()));
-    EXPECT_THAT(CMessages::Texts(MESSAGEVALUE_SWITCHDISK), ElementsAre(m_disk2.Path() + "/"));
-    m_disk1.MakeWritable();
+    Start();
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
+    m_disk1.Remount(MS_RDONLY);
+    EXPECT_EQ(Record(), "");
+    EXPECT_EQ(m_pHost->LastError(), STORAGE_ERROR_OPEN_FILE);
+    EXPECT_THAT(Record(), StartsWith(m_disk2.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_SWITCHDISK), ElementsAre(m_disk2.Path() + "/"));
+    m_disk1.Remount(0);
     m_disk2.LeaveFree(FULL);
-    EXPECT_THAT(RecordSoon(), StartsWith(m_disk1.Path()));
-    EXPECT_THAT(CMessages::All(MESSAGEVALUE_DELETEFILE), IsEmpty());
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_DELETEFILE), IsEmpty());
 }
 
 TEST_P(Disks, BreaksWhileItIsWritten) {
     MakeOld(m_disk1, "20240101", 0, 30 * MIB);
-    Start({});
-    const recFileInfo stLong = NextFile();
-    ASSERT_TRUE(m_pHost->Open(CAMERA, stLong));
-    EXPECT_TRUE(Write(stLong, MIB));
+    Start();
+    const recFileInfo stLong = Begin();
     m_disk1.Break();
     EXPECT_FALSE(Write(stLong, MIB));
-    ASSERT_FALSE(CMessages::All(MESSAGEVALUE_WRITEFAIL).empty());
-    EXPECT_THAT(CMessages::All(MESSAGEVALUE_WRITEFAIL).back().nError, AnyOf(EIO, EROFS));
+    EXPECT_THAT(LastWriteError(), AnyOf(EIO, EROFS));
     EXPECT_TRUE(m_pHost->Close(CAMERA, stLong));
-    EXPECT_THAT(RecordSoon(), StartsWith(m_disk2.Path()));
-    EXPECT_THAT(CMessages::All(MESSAGEVALUE_DELETEFILE), IsEmpty());
+    EXPECT_THAT(Record(), StartsWith(m_disk2.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_DELETEFILE), IsEmpty());
     m_pHost.reset();
     m_disk1.Pull();
     m_disk1.PutBack();
@@ -351,25 +323,20 @@ TEST_P(Disks, BreaksWhileItIsWritten) {
 
 TEST_P(Disks, PulledAndPutBackWhileItIsWritten) {
     MakeOld(m_disk1, "20240101", 0, 30 * MIB);
-    Start({});
-    const recFileInfo stLong = NextFile();
-    ASSERT_TRUE(m_pHost->Open(CAMERA, stLong));
-    EXPECT_TRUE(Write(stLong, MIB));
+    Start();
+    const recFileInfo stLong = Begin();
     m_disk1.Pull();
     Write(stLong, MIB);  // the open file may still take it; nothing may break
     m_pHost->Close(CAMERA, stLong);
-    EXPECT_THAT(RecordSoon(), StartsWith(m_disk2.Path()));
-    EXPECT_THAT(CMessages::Texts(MESSAGEVALUE_SWITCHDISK), ElementsAre(m_disk2.Path() + "/"));
+    EXPECT_THAT(Record(), StartsWith(m_disk2.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_SWITCHDISK), ElementsAre(m_disk2.Path() + "/"));
     EXPECT_TRUE(std::filesystem::is_empty(m_disk1.Path())) << "something was recorded over it";
 
     // With no other disk either, the recordings of the one that is gone stay in the index.
     m_disk2.LeaveFree(FULL);
-    Record(2);
-    m_disk2.LeaveFree(FULL + 50 * MIB);
-
+    Record();
     m_disk1.PutBack();
-    m_disk2.LeaveFree(FULL);
-    EXPECT_THAT(RecordSoon(), StartsWith(m_disk1.Path()));
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
 }
 
 TEST_P(Disks, StartsOnADiskWithNothingFree) {
@@ -379,12 +346,10 @@ TEST_P(Disks, StartsOnADiskWithNothingFree) {
     MakeOld(m_disk1, "20240102", 0, 30 * MIB);
     m_disk1.LeaveFree(0);
     m_disk2.LeaveFree(0);
-    Start({});
-    EXPECT_THAT(RecordSoon(), StartsWith(m_disk1.Path()));
-    EXPECT_THAT(CMessages::Texts(MESSAGEVALUE_DELETEFILE), ElementsAre(strOldest, strOldest2));
-    if (IsBackup()) {
-        EXPECT_FALSE(CMessages::All(MESSAGEVALUE_DISKFULL).empty());
-    }
+    Start();
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
+    EXPECT_THAT(Texts(MESSAGEVALUE_DELETEFILE), ElementsAre(strOldest, strOldest2));
+    EXPECT_NE(Texts(MESSAGEVALUE_DISKFULL).empty(), IsBackup());
 }
 
 }  // namespace
