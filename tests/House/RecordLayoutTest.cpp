@@ -79,52 +79,43 @@ struct ListImage {
     std::uint32_t nSize;
 };
 
-ListImage ImageOf(const PathList& list) {
-    ListImage image;
-    std::memcpy(&image, static_cast<const void*>(&list), sizeof(image));
-    return image;
+pathNode Path(const char* szPath) {
+    pathNode stPath;
+    std::strcpy(stPath.szPath, szPath);
+    return stPath;
 }
 
 TEST(House, PathListIsSentinelThenCount) {
     PathList list;
-    EXPECT_EQ(ImageOf(list).pSentinel->next, ImageOf(list).pSentinel);
-    EXPECT_EQ(ImageOf(list).pSentinel->prev, ImageOf(list).pSentinel);
-
-    pathNode first, second;
-    std::strcpy(first.szPath, "/disk1/");
-    std::strcpy(second.szPath, "/disk2/");
-    list.push_back(first);
-    list.push_back(second);
-    const ListImage image = ImageOf(list);
-    EXPECT_EQ(image.nSize, 2u);
+    ListImage image;
+    for (const std::uint32_t nSize : {0u, 1u, 2u}) {
+        std::memcpy(&image, static_cast<const void*>(&list), sizeof(image));
+        EXPECT_EQ(image.nSize, nSize);
+        const PathList::node* pNode = image.pSentinel;
+        for (std::uint32_t n = 0; n <= nSize; ++n, pNode = pNode->next) {
+            EXPECT_EQ(pNode->next->prev, pNode);
+        }
+        EXPECT_EQ(pNode, image.pSentinel);
+        list.push_back(Path(nSize == 0 ? "/disk1/" : "/disk2/"));
+    }
     EXPECT_STREQ(image.pSentinel->next->data.szPath, "/disk1/");
-    EXPECT_STREQ(image.pSentinel->prev->data.szPath, "/disk2/");
-    EXPECT_EQ(image.pSentinel->next->next, image.pSentinel->prev);
-    EXPECT_EQ(image.pSentinel->prev->next, image.pSentinel);
+    EXPECT_STREQ(image.pSentinel->next->next->data.szPath, "/disk2/");
 }
 
 // Records that a host leaves as they are constructed mean what the header says.
-TEST(House, RecordsStartWithTheirDefaults) {
-    const tagStoreInfo stInfo;
-    EXPECT_EQ(stInfo.nFileSize, 256u);
-    EXPECT_TRUE(stInfo.bAutoDelete);
-    EXPECT_FALSE(stInfo.bAnalyze || stInfo.bCycWrite);
-    EXPECT_EQ(stInfo.enumStorageType, LOCAL_STORAGE_REMOTE_BACKUP);
-    EXPECT_EQ(stInfo.pFunCallback, nullptr);
+TEST(House, SettingsStartWithTheirDefaultsAndAreReplacedWhole) {
+    tagStoreInfo stFrom, stTo;
+    EXPECT_EQ(stFrom.nFileSize, 256u);
+    EXPECT_TRUE(stFrom.bAutoDelete);
+    EXPECT_FALSE(stFrom.bAnalyze || stFrom.bCycWrite || stFrom.pFunCallback);
+    EXPECT_EQ(stFrom.enumStorageType, LOCAL_STORAGE_REMOTE_BACKUP);
     EXPECT_EQ(recFileInfo().enumRecordType, RECORD_TYPE_1);
     EXPECT_FALSE(recFileInfo().bOpenFlag);
-}
 
-TEST(House, AssigningSettingsReplacesTheDirectories) {
-    tagStoreInfo stFrom, stTo;
-    pathNode node;
-    std::strcpy(node.szPath, "/new/");
-    stFrom.lsRecDir.push_back(node);
-    stFrom.nMaxChannels = 3;
-    stTo.lsRecDir.push_back(pathNode());
-    stTo.lsRecDir.push_back(pathNode());
+    stFrom.lsRecDir.push_back(Path("/new/"));
+    stTo.lsRecDir.push_back(Path("/old/"));
+    stTo.lsRecDir.push_back(Path("/older/"));
     stTo = stFrom;
-    EXPECT_EQ(stTo.nMaxChannels, 3u);
     ASSERT_EQ(stTo.lsRecDir.size(), 1u);
     EXPECT_STREQ((*stTo.lsRecDir.begin()).szPath, "/new/");
 }

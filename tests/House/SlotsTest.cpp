@@ -1,84 +1,98 @@
-// The order of the interface's operations, seen through their numbers.
+// The engine driven as by a host that was built years ago: through the numbers of its operations.
 
 #include <cstring>
-#include <new>
 #include <string>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "House/SlotCalls.h"
+#include "Support/Host.h"
+#include "Support/TempDir.h"
 
 namespace {
 
-using testing::Address;
-using testing::Return;
-
-class CMockStorage : public CLocalStorageInterface {
-public:
-    ~CMockStorage() override { Destroyed(); }
-
-    MOCK_METHOD(void, Destroyed, ());
-    MOCK_METHOD(bool, Initialize, (tagStoreInfo&), (override));
-    MOCK_METHOD(bool, Release, (), (override));
-    MOCK_METHOD(bool, OpenChannelRecord, (char*, void*, recFileInfo&), (override));
-    MOCK_METHOD(bool, CloseChannelRecord, (char*, recFileInfo&), (override));
-    MOCK_METHOD(bool, WriteData, (char*, unsigned int, char*, unsigned int, recFileInfo&),
-                (override));
-    MOCK_METHOD(bool, QueryRecFile, (recQueryParam&, CVexList<pathNode>**), (override));
-    MOCK_METHOD(std::uint32_t, GetDiskWriteSpeed, (), (override));
-    MOCK_METHOD(int, GetLastError, (), (override));
-    MOCK_METHOD(bool, WriteImage, (const char*, const char*, unsigned int, char*), (override));
-    MOCK_METHOD(bool, DeleteImagesByDay, (const tagBlockTime&), (override));
-};
-
-// Every operation stands at its number and gets its arguments as they were given.
-TEST(House, SlotsKeepTheirNumbers) {
-    testing::StrictMock<CMockStorage> storage;
-    CLocalStorageInterface* const pEngine = &storage;
-    tagStoreInfo stInfo;
-    recFileInfo stFile;
-    recQueryParam stQuery;
-    CVexList<pathNode>* pList = nullptr;
-    tagBlockTime stDay;
-    char szCamera[] = "cam01_1_0", szData[] = "data", szPath[LOCALSTORAGE_PATH_SIZE];
-    int nUser = 0;
-
-    EXPECT_CALL(storage, Initialize(Address(&stInfo))).WillOnce(Return(true));
-    EXPECT_TRUE(CallInitialize(pEngine, stInfo));
-    EXPECT_CALL(storage, OpenChannelRecord(szCamera, &nUser, Address(&stFile)))
-        .WillOnce(Return(true));
-    EXPECT_TRUE(CallOpen(pEngine, szCamera, &nUser, stFile));
-    EXPECT_CALL(storage, WriteData(szCamera, 1, szData, 4, Address(&stFile)))
-        .WillOnce(Return(true));
-    EXPECT_TRUE(CallWrite(pEngine, szCamera, 1, szData, 4, stFile));
-    EXPECT_CALL(storage, CloseChannelRecord(szCamera, Address(&stFile))).WillOnce(Return(true));
-    EXPECT_TRUE(CallClose(pEngine, szCamera, stFile));
-    EXPECT_CALL(storage, QueryRecFile(Address(&stQuery), &pList)).WillOnce(Return(true));
-    EXPECT_TRUE(CallQuery(pEngine, stQuery, &pList));
-    EXPECT_CALL(storage, GetDiskWriteSpeed()).WillOnce(Return(4000000000u));
-    EXPECT_EQ(CallGetDiskWriteSpeed(pEngine), 4000000000u);
-    EXPECT_CALL(storage, GetLastError()).WillOnce(Return(-20));
-    EXPECT_EQ(CallGetLastError(pEngine), -20);
-    EXPECT_CALL(storage, WriteImage(szCamera, szData, 4, szPath)).WillOnce(Return(true));
-    EXPECT_TRUE(CallWriteImage(pEngine, szCamera, szData, 4, szPath));
-    EXPECT_CALL(storage, DeleteImagesByDay(Address(&stDay))).WillOnce(Return(true));
-    EXPECT_TRUE(CallDeleteImagesByDay(pEngine, stDay));
-    EXPECT_CALL(storage, Release()).WillOnce(Return(true));
-    EXPECT_TRUE(CallRelease(pEngine));
-    EXPECT_CALL(storage, Destroyed());
+// Knows the numbers and nothing of the class.
+template <typename Result, typename... Arg>
+Result Call(void* pEngine, int nSlot, Arg... arg) {
+    using Operation = Result (*)(void*, Arg...);
+    void** const pTable = *static_cast<void***>(pEngine);
+    return reinterpret_cast<Operation>(pTable[nSlot])(pEngine, arg...);
 }
 
-// Number 0 destroys in place; number 1 frees as well (a leak checker sees it when it does not).
-TEST(House, DestructorsAreTheFirstTwoSlots) {
-    alignas(CMockStorage) unsigned char memory[sizeof(CMockStorage)];
-    auto* const pInPlace = new (memory) CMockStorage;
-    EXPECT_CALL(*pInPlace, Destroyed());
-    CallDestructor(static_cast<CLocalStorageInterface*>(pInPlace));
+const void* g_pUser = nullptr;
 
-    auto* const pOnHeap = new CMockStorage;
-    EXPECT_CALL(*pOnHeap, Destroyed());
-    CallDeletingDestructor(static_cast<CLocalStorageInterface*>(pOnHeap));
+int OnMessage(int, void*, unsigned int, void* pUser) {
+    g_pUser = pUser;
+    return 0;
+}
+
+// An engine that has not been initialised.
+void* NewEngine(const CTempDir& dir) {
+    EnableTarget(LOG_TARGET_FILE, (dir / "log").c_str(), 0, 1);
+    CLocalStorageInterface* pEngine = nullptr;
+    EXPECT_EQ(NewLocalStorageClass(&pEngine), 1);
+    return pEngine;
+}
+
+TEST(House, OperationsKeepTheirNumbers) {
+    const CTempDir dir;
+    void* const pEngine = NewEngine(dir);
+    tagStoreInfo stInfo;
+    AddRecordDir(stInfo, dir.Path());
+    stInfo.pFunCallback = OnMessage;
+    stInfo.nMaxChannels = 65;
+    EXPECT_FALSE(Call<bool>(pEngine, 2, &stInfo));  // Initialize
+    EXPECT_EQ(Call<int>(pEngine, 9), STORAGE_ERROR_PARAM);
+    stInfo.nMaxChannels = 64;
+    ASSERT_TRUE(Call<bool>(pEngine, 2, &stInfo));
+
+    char szCamera[] = "cam01_1_0", szData[] = "some bytes";
+    constexpr unsigned int SIZE = sizeof(szData);
+    recFileInfo stFile;
+    stFile.stStartTime = BlockTime(2024, 3, 5, 8);
+    stFile.stEndTime = BlockTime(2024, 3, 5, 9);
+    EXPECT_TRUE(Call<bool>(pEngine, 4, szCamera, szData, &stFile));  // OpenChannelRecord
+    EXPECT_EQ(g_pUser, szData);
+    EXPECT_FALSE(Call<bool>(pEngine, 4, szCamera, szData, &stFile));
+    EXPECT_EQ(Call<int>(pEngine, 9), STORAGE_ERROR_CHANNEL_OPEN);              // GetLastError
+    EXPECT_TRUE(Call<bool>(pEngine, 6, szCamera, 0u, szData, SIZE, &stFile));  // WriteData
+    EXPECT_EQ(Call<unsigned int>(pEngine, 8), 0u);  // GetDiskWriteSpeed: 11 bytes are no KiB
+    EXPECT_TRUE(Call<bool>(pEngine, 5, szCamera, &stFile));  // CloseChannelRecord
+
+    recQueryParam stQuery;
+    stQuery.stQueryStartTime = stFile.stStartTime;
+    stQuery.stQueryEndTime = stFile.stEndTime;
+    std::memcpy(stQuery.szCameraID, szCamera, sizeof(szCamera));
+    CVexList<pathNode>* pList = nullptr;
+    ASSERT_TRUE(Call<bool>(pEngine, 7, &stQuery, &pList));  // QueryRecFile
+    ASSERT_EQ(pList->size(), 1u);
+    EXPECT_EQ(GetFile((*pList->begin()).szPath), std::string(szData, SIZE));
+
+    char szPicture[LOCALSTORAGE_PATH_SIZE] = {};
+    const tagBlockTime stDay = BlockTime(9999, 12, 31);
+    EXPECT_TRUE(Call<bool>(pEngine, 10, szCamera, szData, SIZE, szPicture));  // WriteImage
+    EXPECT_EQ(GetFile(szPicture), std::string(szData, SIZE));
+    EXPECT_TRUE(Call<bool>(pEngine, 11, &stDay));  // DeleteImagesByDay
+    EXPECT_FALSE(std::filesystem::exists(szPicture));
+
+    EXPECT_TRUE(Call<bool>(pEngine, 3));  // Release
+    EXPECT_FALSE(Call<bool>(pEngine, 3));
+    auto* pInterface = static_cast<CLocalStorageInterface*>(pEngine);
+    EXPECT_EQ(DelLocalStorageClass(&pInterface), 1);
+    EXPECT_EQ(pInterface, pEngine);  // left as it was, not to be used again
+}
+
+// Number 0 destroys in place, number 1 frees as well; a destroyed engine lets go of its directory.
+TEST(House, DestructorsAreTheFirstTwoNumbers) {
+    const CTempDir dir;
+    tagStoreInfo stInfo;
+    AddRecordDir(stInfo, dir.Path());
+    for (const int nSlot : {0, 1}) {
+        void* const pEngine = NewEngine(dir);
+        EXPECT_TRUE(Call<bool>(pEngine, 2, &stInfo));
+        Call<void>(pEngine, nSlot);
+        if (nSlot == 0) ::operator delete(pEngine);
+    }
+    EXPECT_NO_THROW(CBackupHost(dir.Path(), dir / "log"));
 }
 
 }  // namespace
