@@ -93,21 +93,6 @@ TEST_F(ToolUse, AFailingCameraDoesNotStopTheOthers) {
     EXPECT_EQ(Events(st, "closed").size(), 1u);
 }
 
-TEST_F(ToolUse, EveryKeyFrameHasItsParameterSetsOnce) {
-    Import(Dir(), "2024-03-05 00:00:00");
-    const std::string strFile =
-        GetFile(Dir() + "/RecordFile/20240305/cam01/20240305000000_20240305000006_1.mp4");
-    std::size_t nSets = 0, nKeyFrames = 0;
-    for (std::size_t n = 0; n + 3 < strFile.size(); ++n) {
-        if (strFile.compare(n, 3, std::string("\0\0\1", 3)) != 0) continue;
-        const int nKind = strFile[n + 3] & 0x1F;
-        nSets += nKind == 7;
-        nKeyFrames += nKind == 5;
-    }
-    EXPECT_GE(nKeyFrames, 6u);
-    EXPECT_EQ(nSets, 6u);
-}
-
 TEST_F(ToolUse, ARecordingThatBeganTheDayBeforeIsFound) {
     Import(Dir("d1"), "2024-03-04 23:59:57");
     Import(Dir("d2"), "2024-03-05 00:00:30");
