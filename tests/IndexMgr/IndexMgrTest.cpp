@@ -33,8 +33,8 @@ protected:
     };
     Oldest QueryOldest(const PassedOverDays& setPassedOver = {}) {
         Oldest oldest;
-        oldest.nFiles =
-            m_mgr.QueryOldestRecFile(oldest.strDir, oldest.strDate, oldest.lsFile, setPassedOver);
+        oldest.nFiles = m_mgr.QueryOldestRecFile(oldest.strDir, oldest.strDate, oldest.lsFile,
+                                                 {setPassedOver, {}});
         return oldest;
     }
 

@@ -167,3 +167,22 @@ TEST_F(DiskCheck, ADiskThatDeletingCannotHelpDoesNotCostTheOthersTheirRecordings
     EXPECT_EQ(DiskOfNext(), "1");
     EXPECT_THAT(RecordFiles(), SizeIs(2));
 }
+
+TEST_F(DiskCheck, APassTakesNothingFromADiskThatFails) {
+    for (const int nError : {EIO, EROFS}) {
+        StartOnTwo();
+        Record("cam01", Hour(1, 8));
+        m_faults.Fail(Op::Open, Below(m_dir / "1"), nError);
+        EXPECT_EQ(DiskOfNext(), "none");
+        Record("cam01", Hour(2, 8));
+        Record("cam01", Hour(3, 8));
+        SetRoom(FULL, "2");
+        CheckDisk();
+        EXPECT_THAT(PathsOf(MESSAGEVALUE_DELETEFILE),
+                    ElementsAre(testing::HasSubstr("/2/RecordFile/20240302/")));
+        m_faults.ClearRules();
+        SetRoom(ROOM, "2");
+        Stop();
+        for (const char* pDisk : {"1", "2"}) std::filesystem::remove_all(Disk(pDisk));
+    }
+}

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <new>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -194,16 +195,20 @@ int CIndexMgr::QueryRecFile(const std::string& strChannel, RecFileType enumRecFi
     return nFiles;
 }
 
-// Asks every directory for its oldest day and the one that is chosen for its files.
+// Asks every directory that is not passed over for its oldest day, and the one that is chosen for
+// its files.
 template <typename GetOldest, typename QueryOldest>
-int CIndexMgr::QueryOldestDay(const char* pMethod, GetOldest getOldest, QueryOldest queryOldest,
+int CIndexMgr::QueryOldestDay(const char* pMethod, const std::vector<std::string>& vPassedOver,
+                              GetOldest getOldest, QueryOldest queryOldest,
                               std::string& strOldestDir, std::string& strOldestDate,
                               std::list<std::string>& lsFile) {
+    std::set<const Entry*> setPassedOver;
+    for (const std::string& strRecDir : vPassedOver) setPassedOver.insert(FindEntry(strRecDir));
     std::vector<dayOffer> vOffers;
     std::vector<Entry*> vEntries;
     for (const auto& [strPath, pEntry] : m_mIndex) {
         dayOffer offer;
-        if (!getOldest(*pEntry, offer)) continue;
+        if (setPassedOver.count(pEntry.get()) > 0 || !getOldest(*pEntry, offer)) continue;
         vOffers.push_back(offer);
         vEntries.push_back(pEntry.get());
     }
@@ -223,15 +228,16 @@ int CIndexMgr::QueryOldestDay(const char* pMethod, GetOldest getOldest, QueryOld
 
 int CIndexMgr::QueryOldestRecFile(std::string& strOldestDir, std::string& strOldestDate,
                                   std::list<std::string>& lsRecFile,
-                                  const PassedOverDays& setPassedOver) {
+                                  const passedOver& stPassedOver) {
     const auto ask = [&](const char* pMethod, auto pIndex) {
         return QueryOldestDay(
-            pMethod,
+            pMethod, stPassedOver.vRecDirs,
             [&](Entry& entry, dayOffer& offer) {
-                return (entry.*pIndex)->GetOldestDate(offer.strDate, offer.lTime, setPassedOver);
+                return (entry.*pIndex)
+                    ->GetOldestDate(offer.strDate, offer.lTime, stPassedOver.setDays);
             },
             [&](Entry& entry, std::string& strDayDir, std::list<std::string>& lsFile) {
-                return (entry.*pIndex)->QueryOldestRecFile(strDayDir, lsFile, setPassedOver);
+                return (entry.*pIndex)->QueryOldestRecFile(strDayDir, lsFile, stPassedOver.setDays);
             },
             strOldestDir, strOldestDate, lsRecFile);
     };
@@ -247,15 +253,16 @@ int CIndexMgr::QueryOldestRecFile(std::string& strOldestDir, std::string& strOld
 
 int CIndexMgr::QueryOldestImgFile(std::string& strOldestDir, std::string& strOldestDate,
                                   std::list<std::string>& lsImgFile,
-                                  const PassedOverDays& setPassedOver) {
+                                  const passedOver& stPassedOver) {
     if (m_enumStorageType != STORAGE_TYPE_KESTREL) return 0;
     return QueryOldestDay(
-        "QueryOldestImgFileForKESTREL",
+        "QueryOldestImgFileForKESTREL", stPassedOver.vRecDirs,
         [&](Entry& entry, dayOffer& offer) {
-            return entry.pKestrel->GetOldestImgDate(offer.strDate, offer.lTime, setPassedOver);
+            return entry.pKestrel->GetOldestImgDate(offer.strDate, offer.lTime,
+                                                    stPassedOver.setDays);
         },
         [&](Entry& entry, std::string& strDayDir, std::list<std::string>& lsFile) {
-            return entry.pKestrel->QueryOldestImgFile(strDayDir, lsFile, setPassedOver);
+            return entry.pKestrel->QueryOldestImgFile(strDayDir, lsFile, stPassedOver.setDays);
         },
         strOldestDir, strOldestDate, lsImgFile);
 }

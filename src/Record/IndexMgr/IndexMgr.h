@@ -100,20 +100,18 @@ public:
     /// the paths of the day's files are appended to `lsRecFile`: those of the index, and those that
     /// lie in its folders under a valid name without an entry. Returns how many.
     ///
-    /// `setPassedOver` holds days as "<strOldestDir>/<strOldestDate>".
+    /// The days of `stPassedOver` are named as "<strOldestDir>/<strOldestDate>".
     ///
     /// With no day left both texts stay as they were (pass empty ones) and the result is 0: the
     /// pass ends. A day without any file gives both texts and 0: it can be tidied and passed over.
     /// A day whose folder is gone leaves the index, and its directory is left out this once.
     int QueryOldestRecFile(std::string& strOldestDir, std::string& strOldestDate,
-                           std::list<std::string>& lsRecFile,
-                           const PassedOverDays& setPassedOver = {});
+                           std::list<std::string>& lsRecFile, const passedOver& stPassedOver = {});
 
     /// The same for snapshot pictures. Deliberate: the remote-backup layout never overwrites
     /// pictures and answers nothing.
     int QueryOldestImgFile(std::string& strOldestDir, std::string& strOldestDate,
-                           std::list<std::string>& lsImgFile,
-                           const PassedOverDays& setPassedOver = {});
+                           std::list<std::string>& lsImgFile, const passedOver& stPassedOver = {});
 
     /// False while the directory does not lie on the file system on which it lay at Initialize (or
     /// when it was made): its disk was pulled. Then it has no room, nothing may be made below it,
@@ -133,9 +131,9 @@ private:
     /// Its index; null for an unknown directory, and in the client layout.
     CIndex* FindIndex(std::string_view strRecDir) const;
     template <typename GetOldest, typename QueryOldest>
-    int QueryOldestDay(const char* pMethod, GetOldest getOldest, QueryOldest queryOldest,
-                       std::string& strOldestDir, std::string& strOldestDate,
-                       std::list<std::string>& lsFile);
+    int QueryOldestDay(const char* pMethod, const std::vector<std::string>& vPassedOver,
+                       GetOldest getOldest, QueryOldest queryOldest, std::string& strOldestDir,
+                       std::string& strOldestDate, std::list<std::string>& lsFile);
 
     // By path, in the order in which equal days are chosen and results merged.
     std::map<std::string, std::unique_ptr<Entry>> m_mIndex;

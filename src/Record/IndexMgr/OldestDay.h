@@ -12,6 +12,12 @@
 /// Days that a deletion pass leaves alone: paths of day folders.
 using PassedOverDays = std::set<std::string>;
 
+/// What a deletion pass leaves alone.
+struct passedOver {
+    PassedOverDays setDays;
+    std::vector<std::string> vRecDirs;  ///< whole record directories
+};
+
 /// The oldest day of one record directory.
 struct dayOffer {
     std::string strDate;

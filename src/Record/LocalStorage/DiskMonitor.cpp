@@ -45,8 +45,8 @@ void CLocalStorage::CheckDisk() {
     if (stAction.bChooseAgain) GetFreeDisk();
 }
 
-// Without another disk to go to, emptying the others for one that is gone, read-only or dying would
-// cost recordings and win nothing.
+// A disk that is gone, read-only or dying takes no recording, whatever is deleted for it or from
+// it.
 bool CLocalStorage::CanDeletingHelp(const std::string& strRecDir) const {
     const int nFailure = m_objRecDirs.Failure(strRecDir);
     return IsDiskPresent(strRecDir) && OSL_AccessFile(strRecDir.c_str(), 0) == 0 &&

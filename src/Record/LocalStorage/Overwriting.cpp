@@ -77,24 +77,27 @@ void TidyDay(const std::string& strMethod, const std::string& strOldestDir,
 
 }  // namespace
 
-// A day that loses nothing (every file is open, or its disk is read-only) is passed over, so that
-// it cannot end recording for good.
+// A disk that deleting gives no room is passed over, since its recordings would be lost for
+// nothing; and a day that loses nothing (every file is open, say), so that it cannot end recording
+// for good.
 bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
     if (enumStoreFileType > STORE_FILE_IMAGE) return false;
     const bool bImage = enumStoreFileType == STORE_FILE_IMAGE;
-    PassedOverDays setPassedOver;
+    passedOver stPassedOver;
+    for (const std::string& strRecDir : m_objRecDirs.All())
+        if (!CanDeletingHelp(strRecDir)) stPassedOver.vRecDirs.push_back(strRecDir);
     for (;;) {
         std::string strDir, strDate;
         std::list<std::string> lsFile;
         if (bImage)
-            m_pIndexMgr->QueryOldestImgFile(strDir, strDate, lsFile, setPassedOver);
+            m_pIndexMgr->QueryOldestImgFile(strDir, strDate, lsFile, stPassedOver);
         else
-            m_pIndexMgr->QueryOldestRecFile(strDir, strDate, lsFile, setPassedOver);
+            m_pIndexMgr->QueryOldestRecFile(strDir, strDate, lsFile, stPassedOver);
         if (strDir.empty() || strDate.empty()) return false;
         if (bImage ? DeleteImageFile(strDir, strDate, lsFile)
                    : DeleteRecordFile(strDir, strDate, lsFile))
             return true;
-        if (!setPassedOver.insert(strDir + "/" + strDate).second) return false;
+        if (!stPassedOver.setDays.insert(strDir + "/" + strDate).second) return false;
     }
 }
 
