@@ -331,8 +331,9 @@ public:
     /// running engine it returns true and changes nothing. Full disks are no error here.
     virtual bool Initialize(tagStoreInfo& stStoreInfo) = 0;
 
-    /// Closes every open channel (without messages), stops the engine's threads and writes the
-    /// index. False when the engine was not initialised. The last query's result dies with it.
+    /// Closes every open channel (without messages, unless the rest of a stream cannot be written),
+    /// stops the engine's threads and writes the index. False when the engine was not initialised.
+    /// The last query's result dies with it.
     virtual bool Release() = 0;
 
     /// Begins a recording of a camera. `pUser` comes back in the channel's messages. The record is

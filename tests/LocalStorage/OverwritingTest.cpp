@@ -117,6 +117,17 @@ TEST_F(Overwriting, FilesWithoutAnEntryGoWithTheDay) {
     EXPECT_FALSE(Exists(Day(1)));
 }
 
+TEST_F(Overwriting, AnOpenFileKeepsTheEntryThatItSharesWithADeletedOne) {
+    Start();
+    Record("cam01", Hour(1, 8));
+    ASSERT_TRUE(Open("cam01", Hour(1, 8, RECORD_TYPE_2)));
+    CheckFullDisk();
+    EXPECT_THAT(Find("cam01", Time(1, 0), Time(2, 0)), ElementsAre(Path("cam01", 1, 8, 2)));
+    ASSERT_TRUE(Close("cam01", Hour(1, 8, RECORD_TYPE_2)));
+    CheckFullDisk();
+    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8), Path("cam01", 1, 8, 2)));
+}
+
 TEST_F(Overwriting, ADayThatLosesNothingIsPassedOver) {
     Start();
     ASSERT_TRUE(Open("cam01", Hour(1, 8)));

@@ -18,6 +18,14 @@ int AdvanceWithFile(int nMsgType, void* pData, unsigned nDataLen, void* pUser) {
     return RecordMessage(nMsgType, pData, nDataLen, pUser);
 }
 
+// Fails in the middle of the first switch, and when the host is told what was lost by that.
+int ThrowTwice(int nMsgType, void* pData, unsigned nDataLen, void* pUser) {
+    AdvanceWithFile(nMsgType, pData, nDataLen, pUser);
+    const bool bTold = nMsgType == MESSAGEVALUE_CLOSEFILE || nMsgType == MESSAGEVALUE_WRITEFAIL;
+    if (bTold && PathsOf(nMsgType).size() == 1) throw std::bad_alloc();
+    return 0;
+}
+
 /// Where the key frames of a whole stream begin.
 std::vector<std::size_t> KeyFrames(const std::string& strStream) {
     std::vector<std::size_t> vecPos;
@@ -123,6 +131,48 @@ TEST_P(StreamProperty, FilesOfAMebibyte) {
     std::string strStream;
     while (strStream.size() < (5u << 19)) strStream += Stream();
     Check(strStream, LOCAL_STORAGE_CLIENT, 1, 2);
+}
+
+class StreamEnd : public StreamProperty {
+protected:
+    /// A file per key frame.
+    void StartAnalysing(StorageMsgCallback pCallback) {
+        g_pFaults = &m_faults;
+        m_stInfo.pFunCallback = pCallback;
+        m_stInfo.bAnalyze = true;
+        m_stInfo.nFileSize = 0;
+        Start(LOCAL_STORAGE_CLIENT);
+        ASSERT_TRUE(Open("cam01", m_stFile));
+        ASSERT_TRUE(Write("cam01", m_stFile, HEAD, HEADER));
+    }
+    const std::string m_strStream = GetFile(CORPUS_DIR "/plain.h264");
+    const std::vector<std::size_t> m_vecKey = KeyFrames(m_strStream);
+    recFileInfo m_stFile = Hour(5, 8);
+};
+
+TEST_F(StreamEnd, ReleaseSavesTheRestAndTellsNothing) {
+    for (std::size_t nRest = 1; nRest < 64; ++nRest) {
+        StartAnalysing(AdvanceWithFile);
+        const std::string strStream = m_strStream.substr(0, m_vecKey.at(1) + nRest);
+        EXPECT_TRUE(Write("cam01", m_stFile, strStream));
+        const std::size_t nMessages = Messages().size();
+        m_pEngine->Release();
+        EXPECT_EQ(Messages().size(), nMessages);
+        std::string strAll;
+        for (const std::string& strPath : RecordFiles()) strAll += GetFile(strPath).substr(4);
+        EXPECT_EQ(strAll, strStream) << nRest;
+        Stop();
+        std::filesystem::remove_all(Disk() + "RecordFile");
+    }
+}
+
+TEST_F(StreamEnd, GoesOnAfterASwitchThatRanOutOfMemory) {
+    StartAnalysing(ThrowTwice);
+    EXPECT_FALSE(Write("cam01", m_stFile, m_strStream));
+    EXPECT_TRUE(Write("cam01", m_stFile, m_strStream));
+    EXPECT_TRUE(Close("cam01", m_stFile));
+    EXPECT_GT(PathsOf(MESSAGEVALUE_CREATEFILE).size(), m_vecKey.size());
+    EXPECT_EQ(PathsOf(MESSAGEVALUE_CREATEFILE), PathsOf(MESSAGEVALUE_CLOSEFILE));
 }
 
 INSTANTIATE_TEST_SUITE_P(Corpus, StreamProperty,

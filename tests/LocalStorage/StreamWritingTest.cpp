@@ -83,6 +83,29 @@ TEST_F(StreamWriting, AnalysedDataNeedsAHeader) {
     EXPECT_EQ(File(), "");
 }
 
+TEST_F(StreamWriting, AHeaderThatFailedIsWrittenWhenItIsRepeatedInFrontOfTheStream) {
+    const struct {
+        std::size_t nPartly;  // bytes of the header that are written all the same
+        const char *pBetween, *pContent;
+    } CASES[] = {{0, "", "HEADnext"}, {0, "begun", "begunnext"}, {2, "", "HEnext"}};
+    for (const auto& stCase : CASES) {
+        m_stInfo.bAnalyze = false;
+        StartOpened();
+        if (stCase.nPartly > 0) m_faults.ShortWrite(Ends(".mp4"), stCase.nPartly).Times(1);
+        m_faults.Fail(Op::Write, Ends(".mp4"), ENOSPC).From(stCase.nPartly > 0 ? 2 : 1).Times(1);
+        EXPECT_FALSE(WriteHeader("HEAD"));
+        if (*stCase.pBetween) {
+            EXPECT_TRUE(WritePiece(stCase.pBetween));
+        }
+        EXPECT_TRUE(WriteHeader("HEAD"));
+        EXPECT_TRUE(WritePiece("next"));
+        EXPECT_EQ(File(), stCase.pContent);
+        Stop();
+        m_faults.ClearRules();
+        std::filesystem::remove_all(Disk());
+    }
+}
+
 TEST_F(StreamWriting, FailedWritesAreReportedAndTriedAgain) {
     StartOpened();
     m_faults.Fail(Op::Write, Ends(".mp4"), EFBIG).Times(1);

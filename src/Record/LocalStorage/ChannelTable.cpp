@@ -78,9 +78,10 @@ void CChannelTable::Announce(recordChannel& channel, const std::string& strPath)
     channel.strNewFilePath = strPath;
 }
 
-void CChannelTable::SetFile(recordChannel& channel, const std::string& strPath) {
+void CChannelTable::EndSwitch(recordChannel& channel) {
     OSL_Guard guard(m_mtxChannel);
-    channel.strRecFilePath = strPath;
+    if (channel.hRecFile == OSL_INVALID_FILE) channel.strNewFilePath.clear();
+    channel.strRecFilePath = std::move(channel.strNewFilePath);
     channel.strNewFilePath.clear();
 }
 

@@ -139,8 +139,8 @@ public:
 
     /// Announces the file that a switch is about to make, so that no clean-up takes it.
     void Announce(recordChannel& channel, const std::string& strPath);
-    /// Gives a channel its file in place of the announced one; empty: it has none.
-    void SetFile(recordChannel& channel, const std::string& strPath);
+    /// The channel's file is the announced one, if it has that open now; otherwise it has none.
+    void EndSwitch(recordChannel& channel);
     /// Whether some channel has this file open or is about to make it.
     bool IsWriting(std::string_view strPath) const;
 

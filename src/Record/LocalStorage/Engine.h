@@ -124,9 +124,12 @@ private:
     bool WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize);
     bool WriteStream(recordChannel& channel, const char* pBuf, std::size_t nSize);
     bool WriteAnalysed(recordChannel& channel, const char* pBuf, std::size_t nSize);
-    /// Writes what the analyser holds back at the end of the stream.
+    /// Writes what the analyser holds back at the end of the stream, to the current file.
     void WriteRest(recordChannel& channel);
-    bool WritePackets(recordChannel& channel);
+    /// Whether a key frame may begin a new file.
+    enum class Switching { AtKeyFrames, Never };
+    bool WritePackets(recordChannel& channel, Switching eSwitching);
+    bool WriteAllPackets(recordChannel& channel, Switching eSwitching);
     void NoteKeyFrame(recordChannel& channel);
     bool WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize);
     void ReportFailedWrite(recordChannel& channel, const char* pBuf, std::size_t nSize);
@@ -137,7 +140,7 @@ private:
     bool IsNeedSwitchRecFile(const recordChannel& channel, std::size_t nPending) const;
     void SwitchRecFile(recordChannel& channel);
     void CloseOldFile(recordChannel& channel);
-    bool OpenNewFile(recordChannel& channel, const recordPath& stPath);
+    void OpenNewFile(recordChannel& channel, const recordPath& stPath);
 
     // DiskChoice
     std::string GetCurRecDir() const { return m_objRecDirs.Current(); }
@@ -172,6 +175,8 @@ private:
     /// Deletes these files of a day and tidies the folders. True when a file went.
     bool DeleteRecordFile(const std::string& strOldestDir, const std::string& strOldestDate,
                           const std::list<std::string>& lsRecFile);
+    /// Deletes one of them, reports it and takes it out of the index. True when it is gone.
+    bool DeleteRecordFile(const std::string& strPath);
     bool DeleteImageFile(const std::string& strOldestDir, const std::string& strOldestDate,
                          const std::list<std::string>& lsImgFile);
     bool IsRecFileWritting(const std::string& strPath) const;

@@ -24,9 +24,13 @@ void CLocalStorage::SwitchRecFile(recordChannel& channel) {
     const auto stPath = BuildFreeSecondPath(channel.strCameraID, MAX_SECONDS_AHEAD);
     if (!stPath || IsPathTooLong(stPath->strPath)) return;  // the next occasion tries again
     m_mapRecordChannel.Announce(channel, stPath->strPath);
-    CloseOldFile(channel);
-    const bool bOpened = OpenNewFile(channel, *stPath);
-    m_mapRecordChannel.SetFile(channel, bOpened ? stPath->strPath : std::string());
+    try {
+        CloseOldFile(channel);
+        OpenNewFile(channel, *stPath);
+    } catch (const std::exception&) {
+        OutOfMemory("SwitchRecFile");
+    }
+    m_mapRecordChannel.EndSwitch(channel);
 }
 
 // Nothing to close, and to report, when the switch before this one failed.
@@ -40,23 +44,23 @@ void CLocalStorage::CloseOldFile(recordChannel& channel) {
                       channel.strRecFilePath + "]");
 }
 
-bool CLocalStorage::OpenNewFile(recordChannel& channel, const recordPath& stPath) {
-    const OSL_FileHandle hFile = OpenInFolder(stPath, OSL_OPEN_NEW);
-    if (hFile == OSL_INVALID_FILE)
-        return Refuse(METHOD + "OSL_OpenFile fail, strRecFilePath[" + stPath.strPath + "]");
-    if (OSL_WriteFile(hFile, channel.byStreamHead, channel.nStreamHeadLen, nullptr) != 0) {
-        NoteDiskFailure(stPath.strPath, OSL_GetSystemLastError());
-        OSL_CloseFile(hFile);
+void CLocalStorage::OpenNewFile(recordChannel& channel, const recordPath& stPath) {
+    channel.hRecFile = OpenInFolder(stPath, OSL_OPEN_NEW);
+    if (channel.hRecFile == OSL_INVALID_FILE)
+        return LogText(METHOD + "OSL_OpenFile fail, strRecFilePath[" + stPath.strPath + "]");
+    if (OSL_WriteFile(channel.hRecFile, channel.byStreamHead, channel.nStreamHeadLen, nullptr) !=
+        0) {
+        const int nError = OSL_GetSystemLastError();
+        channel.CloseFile();
         OSL_DeleteFile(stPath.strPath.c_str());
-        return Refuse(METHOD + "OSL_WriteFile fail, strRecFilePath[" + stPath.strPath + "]");
+        NoteDiskFailure(stPath.strPath, nError);
+        return LogText(METHOD + "OSL_WriteFile fail, strRecFilePath[" + stPath.strPath + "]");
     }
+    channel.tCreateTime = OSL_Time();
+    channel.nWrittenSize = channel.nStreamHeadLen;
+    channel.bWriteFailed = false;
     LogText(METHOD + "new file, strRecFilePath[" + stPath.strPath + "]");
     SendFileEvent(
         MESSAGEVALUE_CREATEFILE, channel.strCameraID, stPath.strPath, channel.pUser,
         METHOD + "pFunCallback MESSAGEVALUE_CREATEFILE, szFileName [" + stPath.strPath + "]");
-    channel.hRecFile = hFile;
-    channel.tCreateTime = OSL_Time();
-    channel.nWrittenSize = channel.nStreamHeadLen;
-    channel.bWriteFailed = false;
-    return true;
 }

@@ -106,21 +106,24 @@ bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
                                      const std::list<std::string>& lsRecFile) {
     const std::string strMethod = "[wtb][CLocalStorage::DeleteRecordFile] ";
     const CIndexMgr::CChange change(*m_pIndexMgr, strOldestDir.substr(0, strOldestDir.rfind('/')));
-    bool bDeleted = false;
-    for (const std::string& strPath : lsRecFile) {
-        if (IsRecFileWritting(strPath)) continue;
-        if (OSL_DeleteFile(strPath.c_str()) != 0) {
-            bDeleted |= m_pIndexMgr->ForgetMissingFile(strPath);
-            continue;
-        }
-        bDeleted = true;
-        SendDeleted(strPath, strMethod + "pFunCallback MESSAGEVALUE_DELETEFILE, strRecFilePath [" +
-                                 strPath + "]");
-        m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_DELETE);
-        LogText(strMethod + "Delete Record File Path [" + strPath + "]");
-    }
+    std::vector<std::string> vKept;
+    for (const std::string& strPath : lsRecFile)
+        if (IsRecFileWritting(strPath) || !DeleteRecordFile(strPath)) vKept.push_back(strPath);
+    // Recordings with the same times share one entry: what stays of them takes it over.
+    for (const std::string& strPath : vKept)
+        m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_ADD);
     TidyDay(strMethod, strOldestDir, strOldestDate, HasNoRecording);
-    return bDeleted;
+    return vKept.size() < lsRecFile.size();
+}
+
+bool CLocalStorage::DeleteRecordFile(const std::string& strPath) {
+    const std::string strMethod = "[wtb][CLocalStorage::DeleteRecordFile] ";
+    if (OSL_DeleteFile(strPath.c_str()) != 0) return m_pIndexMgr->ForgetMissingFile(strPath);
+    SendDeleted(strPath, strMethod + "pFunCallback MESSAGEVALUE_DELETEFILE, strRecFilePath [" +
+                             strPath + "]");
+    m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_DELETE);
+    LogText(strMethod + "Delete Record File Path [" + strPath + "]");
+    return true;
 }
 
 // Deliberate: unlike recordings, pictures are in no index, and one being written may go.

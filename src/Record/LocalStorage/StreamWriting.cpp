@@ -27,7 +27,8 @@ bool CLocalStorage::WriteData(char* pCameraID, unsigned int nDataType, char* pBu
 }
 
 // Every header is kept for the files to come. Deliberate: only the first goes into the current file
-// and to the analyser; a changed one takes effect with the next file.
+// and to the analyser; a changed one takes effect with the next file. One that could not be written
+// is written when it is repeated, unless the stream has begun without it.
 bool CLocalStorage::WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize) {
     const std::string strTag = ", strCameraID [" + channel.strCameraID + "]";
     if (nSize > STREAM_HEAD_SIZE)
@@ -35,8 +36,10 @@ bool CLocalStorage::WriteHeader(recordChannel& channel, const char* pBuf, std::u
                       std::to_string(nSize) + "]" + strTag);
     std::memcpy(channel.byStreamHead, pBuf, nSize);
     channel.nStreamHeadLen = nSize;
-    if (channel.bHeadSaved) return true;
-    if (m_stStoreInfo.bAnalyze && VEXANA_CreateStreamEx(pBuf, nSize, &channel.hStream) != VEXANA_OK)
+    const bool bFileBegun = !channel.bWriteFailed || channel.nWrittenSize > 0;
+    if (channel.bHeadSaved && bFileBegun) return true;
+    if (m_stStoreInfo.bAnalyze && !channel.hStream &&
+        VEXANA_CreateStreamEx(pBuf, nSize, &channel.hStream) != VEXANA_OK)
         return Refuse("[wtb][CLocalStorage::WriteData] VEXANA_CreateStreamEx fail" + strTag);
     channel.bHeadSaved = true;
     if (!WriteRecord(channel, pBuf, nSize)) return false;
@@ -56,16 +59,26 @@ bool CLocalStorage::WriteAnalysed(recordChannel& channel, const char* pBuf, std:
     if (VEXANA_InputData(channel.hStream, pBuf, nSize) != VEXANA_OK)  // no header yet, say
         return Refuse("[wtb][CLocalStorage::WriteData] StreamProbeInputData fail, strCameraID [" +
                       channel.strCameraID + "]");
-    return WritePackets(channel);
+    return WritePackets(channel, Switching::AtKeyFrames);
 }
 
 void CLocalStorage::WriteRest(recordChannel& channel) {
-    if (channel.hStream && VEXANA_Flush(channel.hStream) == VEXANA_OK) WritePackets(channel);
+    if (channel.hStream && VEXANA_Flush(channel.hStream) == VEXANA_OK)
+        WritePackets(channel, Switching::Never);
+}
+
+// Without memory to go on, what was not taken is lost; but the analyser must take the next piece.
+bool CLocalStorage::WritePackets(recordChannel& channel, Switching eSwitching) try {
+    return WriteAllPackets(channel, eSwitching);
+} catch (const std::exception&) {
+    VEXANA_PACKET stLost;
+    while (VEXANA_GetOnePacketEx(channel.hStream, stLost) == VEXANA_OK) continue;
+    throw;
 }
 
 // Packets that lie one behind the other and go to one file are written together. What is pending
 // counts as written where a switch is decided, so the files never depend on how the stream was cut.
-bool CLocalStorage::WritePackets(recordChannel& channel) {
+bool CLocalStorage::WriteAllPackets(recordChannel& channel, Switching eSwitching) {
     bool bWritten = true;
     const char* pRun = nullptr;
     std::size_t nRun = 0;
@@ -76,7 +89,7 @@ bool CLocalStorage::WritePackets(recordChannel& channel) {
     VEXANA_PACKET stPacket;
     while (VEXANA_GetOnePacketEx(channel.hStream, stPacket) == VEXANA_OK) {
         if (stPacket.nFrameType == VEXANA_FRAME_I) {
-            if (IsNeedSwitchRecFile(channel, nRun)) {
+            if (eSwitching == Switching::AtKeyFrames && IsNeedSwitchRecFile(channel, nRun)) {
                 WriteRun();
                 SwitchRecFile(channel);
             }
@@ -101,14 +114,12 @@ void CLocalStorage::NoteKeyFrame(recordChannel& channel) {
 }
 
 bool CLocalStorage::WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize) {
-    channel.bWriteFailed = OSL_WriteFile(channel.hRecFile, pBuf, nSize, nullptr) != 0;
-    if (channel.bWriteFailed) {
-        ReportFailedWrite(channel, pBuf, nSize);
-        return false;
-    }
-    channel.nWrittenSize.store(channel.nWrittenSize.load(std::memory_order_relaxed) + nSize,
+    std::size_t nWritten = 0;
+    channel.bWriteFailed = OSL_WriteFile(channel.hRecFile, pBuf, nSize, &nWritten) != 0;
+    channel.nWrittenSize.store(channel.nWrittenSize.load(std::memory_order_relaxed) + nWritten,
                                std::memory_order_relaxed);
-    return true;
+    if (channel.bWriteFailed) ReportFailedWrite(channel, pBuf, nSize);
+    return !channel.bWriteFailed;
 }
 
 void CLocalStorage::ReportFailedWrite(recordChannel& channel, const char* pBuf, std::size_t nSize) {
