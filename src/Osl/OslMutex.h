@@ -19,6 +19,7 @@ enum class OSL_LockRank : int {
     CurrentDirectory,
     LastError,
     Index,
+    RecordDir,
     LogService,
     LogFile,
     LogQueue

@@ -124,8 +124,10 @@ TEST_F(IndexMgr, ADirectoryThatCannotBeMadeOrLockedIsUsedAllTheSame) {
     ASSERT_EQ(m_mgr.Initialize({m_strA, m_strB}), 0);
     EXPECT_FALSE(fs::exists(m_strA));
     EXPECT_TRUE(m_mgr.IsDirPresent(m_strA));
-    fs::create_directories(m_strA);
-    m_mgr.DirMade(m_strA);
+    fs::create_directories(m_strA + "/RecordFile");
+    EXPECT_FALSE(m_mgr.IsDirPresent(m_strA)) << "with recordings that the index does not know";
+    fs::remove(m_strA + "/RecordFile");
+    EXPECT_TRUE(m_mgr.IsDirPresent(m_strA));
     faults.SetDevice(m_strA, 4711);
     EXPECT_FALSE(m_mgr.IsDirPresent(m_strA)) << "remembered since it was made";
     EXPECT_TRUE(m_mgr.IsDirPresent(m_strB));
@@ -212,6 +214,31 @@ TEST_F(IndexMgr, APulledDiskKeepsItsIndexAndComesBackByItself) {
     m_mgr.Release();
     EXPECT_EQ(writes.Seen(), 0u) << "no flush onto what is not its disk";
     EXPECT_TRUE(fs::exists(strRec + "/RecordFile/index.dirty")) << "so the next start repairs";
+}
+
+TEST_F(IndexMgr, WhatAnotherEngineDidToADiskThatWasAwayIsNotLost) {
+    ASSERT_EQ(m_mgr.Initialize({m_strA}), 0);
+    Record(m_strA, "cam_1_0", FILE_1);
+    CFaultInjection faults;
+    faults.SetDevice(m_strA, 4711);
+    EXPECT_FALSE(m_mgr.IsDirPresent(m_strA));
+    faults.ClearDevices();
+    CIndexMgr other;
+    ASSERT_EQ(other.Initialize({m_strA}), 0) << "the lock went with the disk";
+    const auto path = RecPath(m_strA, "cam_1_0", FILE_2);
+    PutFile(path);
+    other.WriteIndex(path, CIndexMgr::INDEX_TYPE_ADD);
+    EXPECT_FALSE(m_mgr.IsDirPresent(m_strA));
+    other.Release();
+
+    EXPECT_TRUE(m_mgr.IsDirPresent(m_strA));
+    EXPECT_EQ(other.Initialize({m_strA}), 1);
+    Record(m_strA, "cam_1_0", FILE_3);
+    m_mgr.Release();
+    CIndexMgr after;
+    ASSERT_EQ(after.Initialize({m_strA}), 0);
+    EXPECT_EQ(FindAll(after, "cam_1_0").size(), 3u);
+    after.Release();
 }
 
 TEST_F(IndexMgr, ASwitchRereadsTheDirectoriesBeforeIt) {

@@ -13,7 +13,7 @@ constexpr std::uint32_t FLUSH_INTERVAL = 180000;  // ms
 
 }  // namespace
 
-CIndex::CIndex(const CRecordDir* pRecordDir)
+CIndex::CIndex(CRecordDir* pRecordDir)
     : m_hWriteEvent(OSL_CreateEvent(0)),
       m_pRecordDir(pRecordDir),
       m_mutexIndex(OSL_LockRank::Index, "m_mutexIndex") {}

@@ -33,7 +33,7 @@ public:
 
     /// `pRecordDir` (may be null: always present) tells whether the disk is there; it must outlive
     /// this object.
-    explicit CIndex(const CRecordDir* pRecordDir = nullptr);
+    explicit CIndex(CRecordDir* pRecordDir = nullptr);
     /// Call Release first.
     virtual ~CIndex();
     CIndex(const CIndex&) = delete;
@@ -90,6 +90,7 @@ private:
     void JudgeRecDir() const;
     std::string GetRecordFolder() const;
     bool IsPresent() const { return !m_pRecordDir || m_pRecordDir->IsPresent(); }
+    bool WasAway() const { return m_pRecordDir && m_pRecordDir->WasAway(); }
     void ClearIndex();
 
     // IndexLoad.cpp
@@ -123,7 +124,7 @@ private:
     bool m_bRead = false;  // the tree holds what is on disk, or a repair made
     OSL_ThreadHandle m_hWriteThread = nullptr;
     OSL_EventHandle m_hWriteEvent;
-    const CRecordDir* const m_pRecordDir;
+    CRecordDir* const m_pRecordDir;
 
     OSL_Mutex m_mutexIndex;
     CIndexTree m_objTree OSL_GUARDED_BY(m_mutexIndex);

@@ -41,8 +41,9 @@ void LogMarker(int nLine, const char* pWhat, const std::string& strMarker) {
 }  // namespace
 
 // C1. A marker that cannot be made (full disk) stops nothing; it is tried again with every change.
+// So is one on a disk that was away, from which another engine may have removed it.
 void CIndex::MakeMarker() {
-    if (m_bMarker || !IsPresent()) return;
+    if ((m_bMarker && !WasAway()) || !IsPresent()) return;
     const std::string strMarker = GetRecordFolder() + "/" + INDEX_DIRTY_MARKER;
     const OSL_FileHandle hFile = OSL_OpenFile(strMarker.c_str(), OSL_OPEN_NEW, OSL_FILE_SHARED);
     m_bMarker = hFile != OSL_INVALID_FILE;
@@ -56,7 +57,8 @@ void CIndex::MakeMarker() {
     m_bMarkerFailed = true;
 }
 
-// F4.
+// F4. Not when the disk was away: it may hold what this index does not know, and the next start
+// shall read the tree.
 void CIndex::RemoveMarker() {
     const std::string strMarker = GetRecordFolder() + "/" + INDEX_DIRTY_MARKER;
     m_bMarker = OSL_DeleteFile(strMarker.c_str()) != 0 && OSL_GetSystemLastError() != ENOENT;
@@ -73,6 +75,10 @@ void CIndex::WriteIndexToFile() {
     if (!IsPresent()) return;
     indexSnapshot snapshot;
     if (!TakeSnapshot(snapshot)) return;
+    if (WasAway()) {
+        OSL_Guard guard(m_mutexIndex);
+        MakeMarker();
+    }
     indexFileFault fault;
     const bool bWritten = WriteIndexFiles(GetRecordFolder(), snapshot, fault);
     if (!bWritten) LogWriteFault(fault);
@@ -101,7 +107,7 @@ void CIndex::FinishFlush(indexSnapshot& snapshot, bool bWritten) {
     if (bWritten) {
         m_nFlushed = snapshot.nVersion;
         const bool bSettled = m_nChanging == 0 && m_objTree.GetVersion() == m_nFlushed;
-        if (m_bMarker && bSettled) RemoveMarker();
+        if (m_bMarker && bSettled && !WasAway()) RemoveMarker();
     }
     snapshot = indexSnapshot();  // the lists that it shares are given back under the lock
 }

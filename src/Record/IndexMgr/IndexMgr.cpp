@@ -59,7 +59,7 @@ int CIndexMgr::AddDirectory(const std::string& strPath) {
         m_vAliases.emplace_back(strPath, pOther.get());
         return 0;
     }
-    if (!pEntry->objDir.Lock()) return 1;
+    if (!pEntry->objDir.IsPresent()) return 1;
     const int nResult = OpenIndex(*pEntry);
     if (nResult != 0) return nResult;
     m_mIndex.emplace(strPath, std::move(pEntry));
@@ -172,7 +172,7 @@ bool CIndexMgr::ForgetMissingFile(const std::string& strRecFilePath) {
     if (!SplitRecFilePath(strRecFilePath, stPath)) return false;
     const bool bMissing =
         OSL_GetFileInfo(strRecFilePath.c_str(), stInfo) != 0 && OSL_GetSystemLastError() == ENOENT;
-    const Entry* pEntry = FindEntry(stPath.strRecDir);
+    Entry* const pEntry = FindEntry(stPath.strRecDir);
     if (!bMissing || !pEntry || !pEntry->objDir.IsPresent()) return false;
     WriteIndex(strRecFilePath, INDEX_TYPE_DELETE);
     return true;
@@ -273,11 +273,6 @@ CIndex* CIndexMgr::FindIndex(std::string_view strRecDir) const {
 }
 
 bool CIndexMgr::IsDirPresent(const std::string& strRecDir) const {
-    const Entry* pEntry = FindEntry(strRecDir);
+    Entry* const pEntry = FindEntry(strRecDir);
     return !pEntry || pEntry->objDir.IsPresent();
-}
-
-void CIndexMgr::DirMade(const std::string& strRecDir) {
-    Entry* pEntry = FindEntry(strRecDir);
-    if (pEntry) pEntry->objDir.Made();
 }

@@ -114,12 +114,12 @@ public:
                            std::list<std::string>& lsImgFile, const passedOver& stPassedOver = {});
 
     /// False while the directory does not lie on the file system on which it lay at Initialize (or
-    /// when it was made): its disk was pulled. Then it has no room, nothing may be made below it,
-    /// and nothing in it counts as gone. Unknown directories are present.
+    /// when it was made): its disk was pulled; and while another engine has it. Then it has no
+    /// room, nothing may be made below it, and nothing in it counts as gone. Unknown directories
+    /// are present.
+    ///
+    /// Ask once more after making one that was missing, and before using it: that locks it.
     bool IsDirPresent(const std::string& strRecDir) const;
-    /// Tells that the directory (missing until now) has just been made: remembers its file system
-    /// and locks it.
-    void DirMade(const std::string& strRecDir);
 
 private:
     struct Entry;

@@ -39,7 +39,7 @@ void LogNoDay(const char* pQuery, const char* pDate, const std::string& strPrevR
 
 }  // namespace
 
-CKestrelIndex::CKestrelIndex(const std::string& strRecDir, const CRecordDir* pRecordDir)
+CKestrelIndex::CKestrelIndex(const std::string& strRecDir, CRecordDir* pRecordDir)
     : m_strPrevRecPath(strRecDir), m_pRecordDir(pRecordDir) {}
 
 std::string CKestrelIndex::GetRecordTree() const {

@@ -18,7 +18,7 @@ class CKestrelIndex {
 public:
     /// `strRecDir` without a trailing "/". `pRecordDir` (may be null: always present) tells whether
     /// the disk is there; it must outlive this object.
-    explicit CKestrelIndex(const std::string& strRecDir, const CRecordDir* pRecordDir = nullptr);
+    explicit CKestrelIndex(const std::string& strRecDir, CRecordDir* pRecordDir = nullptr);
     virtual ~CKestrelIndex() = default;
 
     /// The first day folder, by name, that is not passed over, with its modification time. False:
@@ -64,7 +64,7 @@ private:
     std::string GetImageTree() const;
 
     const std::string m_strPrevRecPath;
-    const CRecordDir* const m_pRecordDir;
+    CRecordDir* const m_pRecordDir;
 };
 
 #endif  // LOCALSTORAGE_INDEXMGR_KESTRELINDEX_H

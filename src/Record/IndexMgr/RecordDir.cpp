@@ -5,7 +5,7 @@
 
 #include "FileSystem/FileSystem.h"
 #include "IndexMgr/IndexLog.h"
-#include "IndexMgr/Names.h"
+#include "IndexMgr/RecDirName.h"
 
 namespace {
 
@@ -29,7 +29,8 @@ bool GetNearestInfo(std::string strPath, OSL_FINFO_S& stInfo) {
 
 }  // namespace
 
-CRecordDir::CRecordDir(std::string strPath) : m_strPath(std::move(strPath)) {}
+CRecordDir::CRecordDir(std::string strPath)
+    : m_strPath(std::move(strPath)), m_mutex(OSL_LockRank::RecordDir, "m_mutexRecordDir") {}
 
 CRecordDir::~CRecordDir() {
     OSL_UnlockDir(m_hLock);
@@ -40,40 +41,63 @@ void CRecordDir::Make() {
     if (OSL_AccessFile(strDir.c_str(), 0) != 0 && !MakeFullPath(strDir.c_str())) {
         LogFailure(__LINE__, "cannot make the directory", m_strPath);
     }
-    Remember();
+    OSL_Guard guard(m_mutex);
+    m_identity = GetIdentity();
 }
 
-void CRecordDir::Made() {
-    Remember();
-    Lock();
-}
-
-void CRecordDir::Remember() {
+// Nothing when it does not exist.
+std::optional<CRecordDir::Identity> CRecordDir::GetIdentity() const {
     OSL_FINFO_S stInfo;
-    if (OSL_GetTargetInfo((m_strPath + "/").c_str(), stInfo) != 0) return;
-    m_nInode = stInfo.nInode;
-    m_nDevice = stInfo.nDevice;
-    m_bKnown = true;
+    if (OSL_GetTargetInfo((m_strPath + "/").c_str(), stInfo) != 0) return std::nullopt;
+    return Identity{stInfo.nDevice, stInfo.nInode};
+}
+
+bool CRecordDir::IsPresent() {
+    const std::optional<Identity> identity = GetIdentity();
+    OSL_FINFO_S stNearest;
+    const bool bReached = identity || GetNearestInfo(m_strPath, stNearest);
+    OSL_Guard guard(m_mutex);
+    if (!m_identity) {
+        if (!identity) return true;
+        if (!IsMadeByUs()) return false;
+        m_identity = identity;
+    }
+    const std::uint64_t nDevice = identity ? identity->nDevice : stNearest.nDevice;
+    if (!bReached || nDevice != m_identity->nDevice) {
+        Unlock();
+        return false;
+    }
+    if (!identity) return true;
+    if (identity != m_identity) Unlock();
+    m_identity = identity;
+    return m_bOurs || Lock();
+}
+
+bool CRecordDir::IsMadeByUs() const {
+    return OSL_AccessFile((m_strPath + "/" + RecDirName()).c_str(), 0) != 0;
 }
 
 bool CRecordDir::Lock() {
-    if (!m_bKnown) return true;
-    OSL_UnlockDir(m_hLock);
     m_hLock = OSL_LockDir((m_strPath + "/").c_str());
-    if (m_hLock != OSL_INVALID_FILE) return true;
-    if (OSL_GetSystemLastError() == EWOULDBLOCK) {
-        LogFailure(__LINE__, "another engine uses the directory", m_strPath);
-        return false;
+    const bool bLocked = m_hLock != OSL_INVALID_FILE;
+    m_bOurs = bLocked || OSL_GetSystemLastError() != EWOULDBLOCK;
+    if (!bLocked && !m_bRefused) {
+        LogFailure(__LINE__,
+                   m_bOurs ? "cannot lock the directory, used without a lock"
+                           : "another engine uses the directory",
+                   m_strPath);
     }
-    LogFailure(__LINE__, "cannot lock the directory, used without a lock", m_strPath);
-    return true;
+    m_bRefused = !m_bOurs;
+    return m_bOurs;
 }
 
-bool CRecordDir::IsPresent() const {
-    OSL_FINFO_S stInfo;
-    return !m_bKnown || (GetNearestInfo(m_strPath, stInfo) && stInfo.nDevice == m_nDevice);
+void CRecordDir::Unlock() {
+    OSL_UnlockDir(std::exchange(m_hLock, OSL_INVALID_FILE));
+    m_bOurs = false;
+    m_bWasAway = true;
 }
 
 bool CRecordDir::IsSame(const CRecordDir& other) const {
-    return m_bKnown && other.m_bKnown && m_nDevice == other.m_nDevice && m_nInode == other.m_nInode;
+    const std::optional<Identity> identity = GetIdentity();
+    return identity && identity == other.GetIdentity();
 }

@@ -5,10 +5,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "Osl/Osl.h"
+#include "Osl/OslMutex.h"
 
 class CRecordDir {
 public:
@@ -24,28 +25,44 @@ public:
     /// Makes the directory where it does not exist, and remembers its file system. One that cannot
     /// be made is logged; it may be made later.
     void Make();
-    /// Keeps other engines out. False only when another engine is in; a directory that cannot be
-    /// locked for any other reason is logged and used without a lock.
-    bool Lock();
-    /// To be told when the directory, missing until then, has been made: remembers its file system
-    /// and locks it.
-    void Made();
 
-    /// False while the path lies on another file system than the remembered one. A path that does
-    /// not exist lies where its nearest existing parent lies. Any thread.
-    bool IsPresent() const;
+    /// Whether the directory may be used: it lies on the remembered file system, and no other
+    /// engine has it locked. A path that does not exist lies where its nearest existing parent
+    /// lies. Any thread.
+    ///
+    /// Asking locks the directory where it is not locked yet: the first time, when its disk has
+    /// come back, and when it was made anew. One that cannot be locked for any other reason than
+    /// another engine is logged and used without a lock.
+    ///
+    /// A directory that Make could not make is remembered when it is there at last; not, when it
+    /// came with a record folder, whose recordings the index does not know: that is for the next
+    /// start.
+    bool IsPresent();
+
+    /// Whether it was not present for a while: others may have changed what lies in it. Any thread.
+    bool WasAway() const { return m_bWasAway; }
 
     /// True when both paths lead to one directory, whatever their names.
     bool IsSame(const CRecordDir& other) const;
 
 private:
-    void Remember();
+    struct Identity {
+        std::uint64_t nDevice, nInode;
+        bool operator==(const Identity&) const = default;
+    };
+
+    std::optional<Identity> GetIdentity() const;
+    bool IsMadeByUs() const;
+    bool Lock() OSL_REQUIRES(m_mutex);
+    void Unlock() OSL_REQUIRES(m_mutex);
 
     const std::string m_strPath;
-    OSL_FileHandle m_hLock = OSL_INVALID_FILE;
-    std::uint64_t m_nInode = 0;
-    std::atomic<std::uint64_t> m_nDevice{0};
-    std::atomic<bool> m_bKnown{false};  // m_nDevice holds what it is to hold
+    OSL_Mutex m_mutex;
+    std::optional<Identity> m_identity OSL_GUARDED_BY(m_mutex);  // none: has never been there
+    OSL_FileHandle m_hLock OSL_GUARDED_BY(m_mutex) = OSL_INVALID_FILE;
+    bool m_bOurs OSL_GUARDED_BY(m_mutex) = false;     // locked, or cannot be locked
+    bool m_bRefused OSL_GUARDED_BY(m_mutex) = false;  // another engine has it, and that was logged
+    std::atomic<bool> m_bWasAway{false};
 };
 
 #endif  // LOCALSTORAGE_INDEXMGR_RECORDDIR_H

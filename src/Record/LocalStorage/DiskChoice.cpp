@@ -87,11 +87,9 @@ std::uint64_t CLocalStorage::UsableSpace() const {
 }
 
 bool CLocalStorage::MakeRecDir(const std::string& strRecDir) {
-    if (!IsDiskPresent(strRecDir)) return false;
-    if (OSL_AccessFile(strRecDir.c_str(), 0) == 0) return true;
-    if (!MakeFullPath(strRecDir.c_str())) return false;
-    m_pIndexMgr->DirMade(strRecDir);
-    return true;
+    const bool bThere = OSL_AccessFile(strRecDir.c_str(), 0) == 0;
+    if (!bThere && !(IsDiskPresent(strRecDir) && MakeFullPath(strRecDir.c_str()))) return false;
+    return IsDiskPresent(strRecDir);
 }
 
 void CLocalStorage::NoteDiskFailure(const std::string& strPath, int nError) {
