@@ -117,6 +117,15 @@ TEST_F(DiskCheck, ADiskThatTakesNoFilesCountsAsFull) {
     }
 }
 
+TEST_F(DiskCheck, AnotherNameOfADirectoryIsNoOtherDisk) {
+    AddDisk("1");
+    std::filesystem::create_directory_symlink(m_dir / "1", m_dir / "2");
+    StartOnTwo();
+    m_faults.Fail(Op::Open, Below(m_dir / "1"), ENOSPC);
+    EXPECT_EQ(DiskOfNext(), "none");
+    EXPECT_EQ(DiskOfNext(), "none");
+}
+
 TEST_F(DiskCheck, AFailedDiskIsTriedOncePerCheck) {
     StartOnTwo();
     ASSERT_TRUE(Open("cam01", Hour(5, 8)));

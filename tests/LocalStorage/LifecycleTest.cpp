@@ -54,6 +54,10 @@ TEST_F(Lifecycle, ChecksTheBounds) {
     EXPECT_THAT(Said(), ElementsAre(m_strTag + "param error,             nMaxChannels [0], "
                                                "nFileSize [256], lsRecDir.size() [0], "
                                                "enumStreamType [0], bAnalyze [0]"));
+    AddDisk();
+    m_stInfo.lsRecDir.push_back(pathNode());  // an empty path would be the machine's root
+    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_EQ(m_pEngine->GetLastError(), -20);
 }
 
 TEST_F(Lifecycle, StartsOnceAndStopsOnceQuietly) {

@@ -276,3 +276,7 @@ bool CIndexMgr::IsDirPresent(const std::string& strRecDir) const {
     Entry* const pEntry = FindEntry(strRecDir);
     return !pEntry || pEntry->objDir.IsPresent();
 }
+
+bool CIndexMgr::IsOtherName(const std::string& strRecDir) const {
+    return m_mIndex.count(WithoutOneSlash(strRecDir)) == 0 && FindEntry(strRecDir) != nullptr;
+}

@@ -121,6 +121,9 @@ public:
     /// Ask once more after making one that was missing, and before using it: that locks it.
     bool IsDirPresent(const std::string& strRecDir) const;
 
+    /// True for a path that leads to a directory listed before it under another name.
+    bool IsOtherName(const std::string& strRecDir) const;
+
 private:
     struct Entry;
 

@@ -1,5 +1,6 @@
 // Start and stop of the engine.
 
+#include <algorithm>
 #include <new>
 
 #include "FileSystem/FileSystem.h"
@@ -50,6 +51,8 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
     }
     std::list<std::string> lsRecDir;
     ConvertVexListToStdList(m_stStoreInfo.lsRecDir, lsRecDir);
+    if (std::count(lsRecDir.begin(), lsRecDir.end(), "") > 0)
+        return Fail(STORAGE_ERROR_PARAM, "[wtb][CLocalStorage::Initialize] empty path in lsRecDir");
     for (std::string& strRecDir : lsRecDir) strRecDir = WithSlash(std::move(strRecDir));
     WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__,
              "[wtb][CLocalStorage::Initialize] first disk path [%s]", lsRecDir.front().c_str());
@@ -92,7 +95,13 @@ bool CLocalStorage::StartIndex(std::list<std::string>& lsRecDir) {
         return Fail(STORAGE_ERROR_NO_MEMORY,
                     "[wtb][CLocalStorage::Initialize] new m_pIndexMgr fail");
     const int nResult = m_pIndexMgr->Initialize(lsRecDir);
-    if (nResult != 1 && nResult != 2) return true;
+    if (nResult != 1 && nResult != 2) {
+        // One directory under two names would hide the files that are open under the other one.
+        lsRecDir.remove_if(
+            [this](const std::string& strRecDir) { return m_pIndexMgr->IsOtherName(strRecDir); });
+        m_objRecDirs.Assign(lsRecDir);
+        return true;
+    }
     SetLastError(nResult == 1 ? STORAGE_ERROR_INDEX : STORAGE_ERROR_INDEX_REPAIR);
     StopIndex();
     LogText(nResult == 1
