@@ -1,8 +1,8 @@
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <future>
 #include <map>
+#include <random>
+#include <semaphore>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -22,9 +22,10 @@ int Log(const std::string& strText, log_level eLevel = LOG_LEVEL_DBG) {
     return WriteLog(eLevel, "test", __LINE__, "%s", strText.c_str());
 }
 
+constexpr std::size_t PREFIX = 31, LINE_FRAME = PREFIX + 2;
+
 /// The messages of a log text, without prefix and line end; fails on a garbled line.
 Strings Messages(const std::string& strLog) {
-    constexpr std::size_t PREFIX = 31;
     Strings vecMessage;
     std::istringstream is(strLog);
     for (std::string strLine; std::getline(is, strLine);) {
@@ -46,22 +47,15 @@ protected:
         AdjustLogLevel(LOG_LEVEL_DBG);
     }
 
-    int EnableFile(std::uint32_t nSize = 0, std::uint32_t nCycle = 1) {
-        return EnableTarget(LOG_TARGET_FILE, m_dir.Path().c_str(), nSize, nCycle);
-    }
-    std::string LogFile(int nFile, const std::string& strWriting) const {
-        return m_dir / ("LocalStorage_" + std::to_string(nFile) + strWriting + ".log");
-    }
-    Strings Logged(int nFile = 1, const std::string& strWriting = "_W") const {
-        return Messages(GetFile(LogFile(nFile, strWriting)));
-    }
+    void EnableFile() { EnableTarget(LOG_TARGET_FILE, m_dir.Path().c_str(), 0, 1); }
+    Strings Logged() const { return Messages(GetFile(m_dir / "LocalStorage_1_W.log")); }
 
     CTempDir m_dir;
 };
 
 }  // namespace
 
-TEST_F(LogServiceTest, BadArgumentsAndMissingTargetsAreRefused) {
+TEST_F(LogServiceTest, BadArgumentsMissingTargetsAndLevelsAboveTheThresholdAreRefused) {
     EXPECT_EQ(EnableTarget(static_cast<log_services>(3), nullptr, 0, 0), LOG_ERR_PARAM);
     EXPECT_EQ(DisableTarget(static_cast<log_services>(-1)), LOG_ERR_PARAM);
     EXPECT_EQ(EnableTarget(LOG_TARGET_FILE, std::string(300, 'x').c_str(), 0, 0), LOG_ERR_PARAM);
@@ -71,17 +65,14 @@ TEST_F(LogServiceTest, BadArgumentsAndMissingTargetsAreRefused) {
     const char* pNull = nullptr;
     EXPECT_EQ(WriteLog(LOG_LEVEL_DBG, nullptr, 1, "x"), LOG_ERR_PARAM);
     EXPECT_EQ(WriteLog(LOG_LEVEL_DBG, "test", 1, pNull, 0), LOG_ERR_PARAM);
-}
 
-TEST_F(LogServiceTest, LevelsAboveTheThresholdAreDropped) {
-    EnableFile();
-    AdjustLogLevel(LOG_LEVEL_INF);
-    EXPECT_EQ(Log("dbg", LOG_LEVEL_DBG), LOG_ERR_LEVEL);
-    EXPECT_EQ(Log("inf", LOG_LEVEL_INF), LOG_OK);
-    AdjustLogLevel(static_cast<log_level>(-5));
-    EXPECT_EQ(Log("err", LOG_LEVEL_ERR), LOG_ERR_LEVEL);
-    AdjustLogLevel(static_cast<log_level>(99));
-    EXPECT_EQ(Log("above", static_cast<log_level>(50)), LOG_OK);
+    const struct {
+        int nThreshold, nLevel, nExpected;
+    } cases[] = {{2, 3, LOG_ERR_LEVEL}, {2, 2, LOG_OK}, {-5, 1, LOG_ERR_LEVEL}, {99, 50, LOG_OK}};
+    for (const auto& c : cases) {
+        AdjustLogLevel(static_cast<log_level>(c.nThreshold));
+        EXPECT_EQ(Log("x", static_cast<log_level>(c.nLevel)), c.nExpected) << c.nLevel;
+    }
 }
 
 TEST_F(LogServiceTest, StoppedForGoodUntilStartedAgain) {
@@ -97,14 +88,12 @@ TEST_F(LogServiceTest, StoppedForGoodUntilStartedAgain) {
 
 TEST_F(LogServiceTest, EveryStopOutputsWhatIsQueued) {
     Strings vecExpected;
-    for (int nRound = 0; nRound < 20; ++nRound) {
-        EnableFile();
-        for (int i = 0; i < 50; ++i) {
-            vecExpected.push_back(std::to_string(nRound) + "/" + std::to_string(i));
-            ASSERT_EQ(Log(vecExpected.back()), LOG_OK);
-        }
-        if (nRound % 2 == 0) StopLogService(false);
-        if (nRound % 2 == 1) DisableTarget(LOG_TARGET_FILE);
+    for (int i = 0; i < 1000; ++i) {
+        if (i % 50 == 0) EnableFile();
+        vecExpected.push_back(std::to_string(i));
+        ASSERT_EQ(Log(vecExpected.back()), LOG_OK);
+        if (i % 50 < 49) continue;
+        i % 100 < 50 ? StopLogService(false) : DisableTarget(LOG_TARGET_FILE);
         ASSERT_EQ(Logged(), vecExpected);
     }
 }
@@ -145,38 +134,43 @@ TEST_F(LogServiceTest, NoThreadIsToldAndTriedAgainAndChangesNoErrorNumber) {
     EXPECT_EQ(Log("x"), LOG_ERR_START);
     EXPECT_EQ(errno, ENOSPC);
     EXPECT_EQ(Log("y"), LOG_OK);
-    StopLogService(false);
-    EXPECT_EQ(Logged(), Strings{"y"});
 }
 
+// Several times as much as the queue holds, in lines of all lengths, so that it often wraps around.
 TEST_F(LogServiceTest, AFullQueueRefusesLinesAndLosesNoneThatItTook) {
     CFaultInjection faults;
-    std::promise<void> gate;
-    faults.Before(Op::Write, Below(m_dir.Path()), [&] { gate.get_future().wait(); }).Times(1);
+    std::counting_semaphore<> gate(0);
+    faults.Before(Op::Write, Below(m_dir.Path()), [&] { gate.acquire(); });
     EnableFile();
+    std::mt19937 random(7);
     Strings vecAccepted;
-    const std::string strFill(1000, 'x');
-    int nResult = LOG_OK;
-    while (nResult == LOG_OK && vecAccepted.size() < 4000) {
-        const std::string strText = std::to_string(vecAccepted.size()) + strFill;
-        nResult = Log(strText);
-        if (nResult == LOG_OK) vecAccepted.push_back(strText);
+    std::size_t nRoom = 0;  // that was taken when the first line was refused
+    for (std::size_t nBytes = 0; nBytes < 5 * CLineRing::CAPACITY;) {
+        const std::string strText =
+            std::to_string(vecAccepted.size()) + std::string(random() % 4000, 'x');
+        const int nResult = Log(strText);
+        if (nResult == LOG_OK) {
+            vecAccepted.push_back(strText);
+            nBytes += strText.size() + LINE_FRAME;
+            continue;
+        }
+        ASSERT_EQ(nResult, LOG_ERR_FULL);
+        if (nRoom == 0) nRoom = nBytes;
+        gate.release();
+        std::this_thread::yield();
     }
-    EXPECT_EQ(nResult, LOG_ERR_FULL);
-    EXPECT_GT(vecAccepted.size(), 0x200000u / 1050);
-    gate.set_value();
+    EXPECT_GT(nRoom, CLineRing::CAPACITY - 4100);
+    gate.release(1000);
     StopLogService(false);
     EXPECT_EQ(Logged(), vecAccepted);
 }
 
-TEST_F(LogServiceTest, ManyThreadsOnASlowFailingDiskLoseAndGarbleNothing) {
-    constexpr int THREADS = 4;
-    constexpr int LINES = 3000;
-    constexpr std::uint32_t FILE_SIZE = 100000;
+TEST_F(LogServiceTest, ManyThreadsOnASlowDiskLoseAndGarbleNothing) {
+    constexpr int THREADS = 4, LINES = 3000;
     CFaultInjection faults;
     faults.ShortWrite(Below(m_dir.Path()), 1000);
     faults.Before(Op::Write, Below(m_dir.Path()), [] { std::this_thread::yield(); });
-    EnableFile(FILE_SIZE, 0);
+    EnableFile();
     std::vector<std::thread> vecThread;
     for (int nThread = 0; nThread < THREADS; ++nThread) {
         vecThread.emplace_back([nThread] {
@@ -190,17 +184,10 @@ TEST_F(LogServiceTest, ManyThreadsOnASlowFailingDiskLoseAndGarbleNothing) {
     for (int i = 0; i < 20; ++i) DisableTarget(LOG_TARGET_DEBUG);  // each ends one writer thread
     for (std::thread& thread : vecThread) thread.join();
     StopLogService(false);
-
     std::map<int, int> mNext;
-    int nFile = 0;
-    do {
-        ++nFile;
-        const bool bLast = !std::filesystem::exists(LogFile(nFile, ""));
-        for (const std::string& strText : Logged(nFile, bLast ? "_W" : "")) {
-            EXPECT_EQ(std::stoi(strText.substr(2)), mNext[std::stoi(strText)]++);
-        }
-        EXPECT_LE(GetFile(LogFile(nFile, bLast ? "_W" : "")).size(), FILE_SIZE);
-    } while (std::filesystem::exists(LogFile(nFile, "")));
+    for (const std::string& strText : Logged()) {
+        EXPECT_EQ(std::stoi(strText.substr(2)), mNext[std::stoi(strText)]++);
+    }
     for (int nThread = 0; nThread < THREADS; ++nThread) EXPECT_EQ(mNext[nThread], LINES);
 }
 
