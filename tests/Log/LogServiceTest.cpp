@@ -1,8 +1,7 @@
 #include <cerrno>
 #include <cstdlib>
+#include <future>
 #include <map>
-#include <random>
-#include <semaphore>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -22,10 +21,9 @@ int Log(const std::string& strText, log_level eLevel = LOG_LEVEL_DBG) {
     return WriteLog(eLevel, "test", __LINE__, "%s", strText.c_str());
 }
 
-constexpr std::size_t PREFIX = 31, LINE_FRAME = PREFIX + 2;
-
 /// The messages of a log text, without prefix and line end; fails on a garbled line.
 Strings Messages(const std::string& strLog) {
+    constexpr std::size_t PREFIX = 31;
     Strings vecMessage;
     std::istringstream is(strLog);
     for (std::string strLine; std::getline(is, strLine);) {
@@ -61,6 +59,7 @@ TEST_F(LogServiceTest, BadArgumentsMissingTargetsAndLevelsAboveTheThresholdAreRe
     EXPECT_EQ(EnableTarget(LOG_TARGET_FILE, std::string(300, 'x').c_str(), 0, 0), LOG_ERR_PARAM);
     EXPECT_EQ(Log("no target"), LOG_ERR_NO_TARGET);
     EXPECT_FALSE(GetLogService()->IsServerStarted());
+    EXPECT_EQ(GetLogService()->PushData("x", 1), LOG_ERR_NOT_STARTED);
     EnableFile();
     const char* pNull = nullptr;
     EXPECT_EQ(WriteLog(LOG_LEVEL_DBG, nullptr, 1, "x"), LOG_ERR_PARAM);
@@ -134,33 +133,27 @@ TEST_F(LogServiceTest, NoThreadIsToldAndTriedAgainAndChangesNoErrorNumber) {
     EXPECT_EQ(Log("x"), LOG_ERR_START);
     EXPECT_EQ(errno, ENOSPC);
     EXPECT_EQ(Log("y"), LOG_OK);
+    faults.ClearRules();
+    faults.Fail(Op::ThreadCreate, Any(), EAGAIN).Times(1);
+    DisableTarget(LOG_TARGET_DEBUG);  // the next writer thread cannot be made
+    EXPECT_EQ(Log("z"), LOG_OK);
+    StopLogService(false);
+    EXPECT_EQ(Logged(), (Strings{"y", "z"}));
 }
 
-// Several times as much as the queue holds, in lines of all lengths, so that it often wraps around.
 TEST_F(LogServiceTest, AFullQueueRefusesLinesAndLosesNoneThatItTook) {
     CFaultInjection faults;
-    std::counting_semaphore<> gate(0);
-    faults.Before(Op::Write, Below(m_dir.Path()), [&] { gate.acquire(); });
+    std::promise<void> gate;
+    faults.Before(Op::Write, Below(m_dir.Path()), [&] { gate.get_future().wait(); }).Times(1);
     EnableFile();
-    std::mt19937 random(7);
     Strings vecAccepted;
-    std::size_t nRoom = 0;  // that was taken when the first line was refused
-    for (std::size_t nBytes = 0; nBytes < 5 * CLineRing::CAPACITY;) {
-        const std::string strText =
-            std::to_string(vecAccepted.size()) + std::string(random() % 4000, 'x');
-        const int nResult = Log(strText);
-        if (nResult == LOG_OK) {
-            vecAccepted.push_back(strText);
-            nBytes += strText.size() + LINE_FRAME;
-            continue;
-        }
-        ASSERT_EQ(nResult, LOG_ERR_FULL);
-        if (nRoom == 0) nRoom = nBytes;
-        gate.release();
-        std::this_thread::yield();
+    const std::string strFill(1000, 'x');
+    while (Log(std::to_string(vecAccepted.size()) + strFill) == LOG_OK) {
+        vecAccepted.push_back(std::to_string(vecAccepted.size()) + strFill);
     }
-    EXPECT_GT(nRoom, CLineRing::CAPACITY - 4100);
-    gate.release(1000);
+    EXPECT_EQ(Log(strFill), LOG_ERR_FULL);
+    EXPECT_GT(vecAccepted.size(), 0x200000u / 1050);
+    gate.set_value();
     StopLogService(false);
     EXPECT_EQ(Logged(), vecAccepted);
 }
