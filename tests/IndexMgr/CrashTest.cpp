@@ -3,11 +3,9 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <functional>
 
 #include <gtest/gtest.h>
 
-#include "IndexMgr/LogCapture.h"
 #include "IndexMgr/Records.h"
 #include "Support/FaultInjection.h"
 
@@ -38,6 +36,40 @@ private:
 
 class CCrash : public CRecordDirTest {
 public:
+    // False when the run was over before its n-th call.
+    bool KilledIn(bool bRepair, int nCall) {
+        Prepare();
+        if (bRepair) m_index.Abandon();  // the marker stands
+        CIndex repaired;
+        CKill kill(nCall);
+        if (bRepair) {
+            repaired.Initialize(m_dir.Path());
+            repaired.Abandon();
+        } else {
+            m_index.WriteIndexToFile();
+            m_index.Abandon();
+        }
+        g_pRecDirName = RECORD_FOLDER;  // a killed process takes its switch with it
+        return kill.Happened();
+    }
+
+    void ExpectWhole() {
+        for (const bool bFirst : {true, false}) {
+            CIndex index;
+            TakeLog();
+            ASSERT_EQ(index.Initialize(m_dir.Path()), 0);
+            EXPECT_TRUE(bFirst || TakeLog().empty()) << "what the first start left is true";
+            for (const char* pChannel : CHANNELS) {
+                EXPECT_EQ(FindAll(index, Channel(pChannel)),
+                          (Paths{Path(pChannel, FILE_1), Path(pChannel, FILE_2),
+                                 Path(pChannel, FILE_3)}));
+            }
+            index.Release();
+            EXPECT_EQ(Tree(m_dir.Path()).size(), 20u) << "no left-overs, no marker";
+        }
+    }
+
+private:
     // A flushed index of two days; then changes on an old day, a new day and a day that goes.
     void Prepare() {
         ASSERT_EQ(Open(), 0);
@@ -52,54 +84,11 @@ public:
         fs::remove_all(m_strFolder + "/20240304");
     }
 
-    // False when the run was over before its n-th call.
-    bool KilledIn(int nCall, CIndex& index, const std::function<void()>& run) {
-        CKill kill(nCall);
-        run();
-        index.Abandon();
-        g_pRecDirName = RECORD_FOLDER;  // a killed process takes its switch with it
-        return kill.Happened();
-    }
-
-    bool KilledInFlush(int nCall) {
-        Prepare();
-        return KilledIn(nCall, m_index, [this] { m_index.WriteIndexToFile(); });
-    }
-
-    bool KilledInRepair(int nCall) {
-        Prepare();
-        m_index.Abandon();  // the marker stands
-        Put("cam_1_0", "20240305foreign");
-        PutFile(m_strFolder + "/foreign/x/y");
-        CIndex index;
-        return KilledIn(nCall, index, [&] { index.Initialize(m_dir.Path()); });
-    }
-
-    void ExpectWhole() {
-        for (int nStart = 0; nStart < 2; ++nStart) {
-            CIndex index;
-            TakeLog();
-            ASSERT_EQ(index.Initialize(m_dir.Path()), 0);
-            EXPECT_TRUE(nStart == 0 || TakeLog().empty()) << "what the first start left is true";
-            for (const char* pChannel : CHANNELS) {
-                EXPECT_EQ(FindAll(index, pChannel),
-                          (std::vector<std::string>{Path(pChannel, FILE_1), Path(pChannel, FILE_2),
-                                                    Path(pChannel, FILE_3)}));
-            }
-            index.Release();
-            for (const std::string& strName : Tree(m_dir.Path())) {
-                EXPECT_EQ(strName.find(".new"), std::string::npos) << strName;
-                EXPECT_EQ(strName.find("index.dirty"), std::string::npos) << strName;
-            }
-        }
-    }
-
-private:
     void TestBody() override {}
 };
 
 // Hundreds of flushes: they go to memory where the system has a directory for that.
-class Crash : public testing::Test {
+class Crash : public testing::TestWithParam<bool> {
 protected:
     Crash() {
         if (m_bMoved) ::setenv("TMPDIR", "/dev/shm", 1);
@@ -112,24 +101,18 @@ private:
     const bool m_bMoved = !std::getenv("TMPDIR") && fs::is_directory("/dev/shm");
 };
 
-void ExpectWholeAfterEveryCall(bool (CCrash::*pKilled)(int)) {
+}  // namespace
+
+TEST_P(Crash, LosesNothingAtAnyCall) {
     bool bKilled = true;
     int nCall = 0;
     for (; bKilled; ++nCall) {
         SCOPED_TRACE("killed at call " + std::to_string(nCall));
         CCrash crash;
-        bKilled = (crash.*pKilled)(nCall);
+        bKilled = crash.KilledIn(GetParam(), nCall);
         crash.ExpectWhole();
     }
     EXPECT_GT(nCall, 25) << "files written, moded, synced, renamed, and the marker";
 }
 
-}  // namespace
-
-TEST_F(Crash, AtEveryCallOfAFlush) {
-    ExpectWholeAfterEveryCall(&CCrash::KilledInFlush);
-}
-
-TEST_F(Crash, AtEveryCallOfARepair) {
-    ExpectWholeAfterEveryCall(&CCrash::KilledInRepair);
-}
+INSTANTIATE_TEST_SUITE_P(OfFlushAndRepair, Crash, testing::Bool());

@@ -11,11 +11,9 @@ namespace {
 
 using Bodies = std::vector<indexLevel3Body>;
 
-std::string At(int nSecond) {
-    char szText[64];
-    std::snprintf(szText, sizeof(szText), "20240305%02d%02d%02d", nSecond / 3600, nSecond / 60 % 60,
-                  nSecond % 60);
-    return szText;
+fileTimeInfo At(int nSecond) {
+    const auto byte = [](int n) { return static_cast<std::uint8_t>(n); };
+    return {2024, 3, 5, byte(nSecond / 3600), byte(nSecond / 60 % 60), byte(nSecond % 60), 0};
 }
 
 // What the list promises, done the plain way: searched and sorted.
@@ -70,7 +68,7 @@ TEST(FileList, DoesWhatASearchedAndSortedListDoes) {
         std::vector<std::pair<CFileList, std::vector<std::string>>> vSnapshots;
         for (int i = 0; i < 3000; ++i) {
             const int nStart = below(nSpan), nEnd = std::max(0, nStart + below(400) - 20);
-            const auto st = File(At(nStart), At(nEnd), below(9));
+            const indexLevel3Body st{At(nStart), At(nEnd), RecFileType(below(9)), {}};
             const bool bRemove = below(3) == 0;
             ASSERT_EQ(bRemove ? list.Remove(st) : list.Add(st),
                       bRemove ? model.Remove(st) : model.Add(st));
@@ -78,7 +76,7 @@ TEST(FileList, DoesWhatASearchedAndSortedListDoes) {
             if (i % 50 != 0) continue;
             ASSERT_EQ(Names(list), Names(model.m_v));
             ASSERT_EQ(list.size(), model.m_v.size());
-            const auto a = Time(At(below(nSpan))), b = Time(At(below(nSpan)));
+            const auto a = At(below(nSpan)), b = At(below(nSpan));
             Bodies vFound;  // also with the start after the end
             list.ForEachInQuery(a, b, [&](const auto& stFile) { vFound.push_back(stFile); });
             ASSERT_EQ(Names(vFound), Names(model.Query(a, b)));

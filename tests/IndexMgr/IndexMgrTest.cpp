@@ -1,8 +1,5 @@
-#include <chrono>
-
 #include <gtest/gtest.h>
 
-#include "IndexMgr/LogCapture.h"
 #include "IndexMgr/Records.h"
 #include "Support/FaultInjection.h"
 
@@ -26,31 +23,21 @@ protected:
         return strPath;
     }
 
-    struct Oldest {
-        int nFiles;
-        std::string strDir, strDate;
-        std::list<std::string> lsFile;
-    };
-    Oldest QueryOldest(const PassedOverDays& setPassedOver = {}) {
-        Oldest oldest;
-        oldest.nFiles = m_mgr.QueryOldestRecFile(oldest.strDir, oldest.strDate, oldest.lsFile,
-                                                 {setPassedOver, {}});
-        return oldest;
+    int QueryOldest(const PassedOverDays& setPassedOver = {}) {
+        m_lsFile.clear();
+        m_strDir = m_strDate = "";
+        return m_mgr.QueryOldestRecFile(m_strDir, m_strDate, m_lsFile, {setPassedOver, {}});
     }
 
     CTempDir m_dir;
     const std::string m_strA = m_dir / "a";
     const std::string m_strB = m_dir / "b";
     CIndexMgr m_mgr;
+    std::string m_strDir, m_strDate;  // of QueryOldest
+    Paths m_lsFile;
 };
 
 }  // namespace
-
-TEST(ChooseOldestDay, ByDayThenTimeThenOrder) {
-    EXPECT_EQ(ChooseOldestDay({{"20240306", 1}, {"20240305", 9}}), 1u);
-    EXPECT_EQ(ChooseOldestDay({{"20240305", 2}, {"20240306", 0}, {"20240305", 1}}), 2u);
-    EXPECT_EQ(ChooseOldestDay({{"20240305", 1}, {"20240305", 1}}), 0u);
-}
 
 TEST_F(IndexMgr, MergesDirectoriesByPath) {
     ASSERT_EQ(m_mgr.Initialize({m_strB + "/", m_strA + "/"}), 0);
@@ -58,62 +45,46 @@ TEST_F(IndexMgr, MergesDirectoriesByPath) {
     const auto a2 = Record(m_strA + "/", "cam_1_0", FILE_2);  // "//" in front of the record folder
     const auto a1 = Record(m_strA, "cam_1_0", FILE_1);
     Record(m_strA, "other", FILE_1);
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"),
-              (std::vector<std::string>{a1, RecPath(m_strA, "cam_1_0", FILE_2), b1}));
-    EXPECT_EQ(FindAll(m_mgr, "cam_01_0"), std::vector<std::string>()) << "not storable";
-    std::list<std::string> lsPath = {"!", RecPath(m_strA, "z", FILE_1)};
-    EXPECT_EQ(m_mgr.QueryRecFile("cam_1_0", REC_FILE_TYPE_1, Time("20240305093000"),
-                                 Time("20240305093001"), lsPath),
-              1);
-    EXPECT_EQ(lsPath, (std::list<std::string>{"!", RecPath(m_strA, "cam_1_0", FILE_2),
-                                              RecPath(m_strA, "z", FILE_1)}));
+    const auto a2Found = RecPath(m_strA, "cam_1_0", FILE_2);
+    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), (Paths{a1, a2Found, b1}));
+    EXPECT_EQ(FindAll(m_mgr, "cam_01_0"), Paths()) << "not storable";
+    Paths lsPath = {"!", m_strA + "/z"};
+    for (const int nType : {1, 2, 9}) {
+        m_mgr.QueryRecFile("cam_1_0", RecFileType(nType), Time("20240305093000"),
+                           Time("20240305093001"), lsPath);
+    }
+    EXPECT_EQ(lsPath, (Paths{"!", a2Found, m_strA + "/z"}));
 }
 
 TEST_F(IndexMgr, ChangesComeByPath) {
     ASSERT_EQ(m_mgr.Initialize({m_strA}), 0);
     const auto path = Record(m_strA, "front_door", FILE_1);
     m_mgr.WriteIndex(path, CIndexMgr::INDEX_TYPE_NONE);
-    EXPECT_EQ(FindAll(m_mgr, "front_door").size(), 1u);
+    EXPECT_EQ(FindAll(m_mgr, "front_door"), Paths{path});
     m_mgr.WriteIndex(path, CIndexMgr::INDEX_TYPE_DELETE);
-    EXPECT_TRUE(FindAll(m_mgr, "front_door").empty());
+    EXPECT_EQ(FindAll(m_mgr, "front_door"), Paths());
 
-    TakeLog();
     m_mgr.WriteIndex(RecPath(m_strB, "cam_1_0", FILE_1), CIndexMgr::INDEX_TYPE_ADD);
     EXPECT_EQ(TakeLog().back(),
               "[wtb][CIndexMgr::WriteIndex] m_mIndex.find(strPrevPath) == m_mIndex.end(), "
               "strPrevPath [" +
                   m_strB + "]");
-    m_mgr.WriteIndex(RecPath(m_strA, "cam_01_0", FILE_1), CIndexMgr::INDEX_TYPE_ADD);
-    m_mgr.WriteIndex("nonsense", CIndexMgr::INDEX_TYPE_ADD);
-    EXPECT_EQ(TakeLog().back(),
-              "[wtb][CIndexMgr::WriteIndex] m_mIndex.find(strPrevPath) == m_mIndex.end(), "
-              "strPrevPath []");
 }
 
-TEST_F(IndexMgr, ADirectoryListedTwiceGetsOneIndex) {
+TEST_F(IndexMgr, ADirectoryListedTwiceGetsOneIndexAndHasOneEngine) {
     fs::create_directory(m_strA);
     fs::create_symlink(m_strA, m_strB);
     ASSERT_EQ(m_mgr.Initialize({m_strA, m_strA + "/", m_strA + "//", m_strB}), 0);
-    Record(m_strA, "cam_1_0", FILE_1);
+    const auto path = Record(m_strA, "cam_1_0", FILE_1);
     Record(m_strB, "cam_1_0", FILE_2);  // another name of the same directory
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"),
-              (std::vector<std::string>{RecPath(m_strA, "cam_1_0", FILE_1),
-                                        RecPath(m_strA, "cam_1_0", FILE_2)}));
-}
+    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), (Paths{path, RecPath(m_strA, "cam_1_0", FILE_2)}));
 
-TEST_F(IndexMgr, OneEnginePerDirectory) {
-    ASSERT_EQ(m_mgr.Initialize({m_strA}), 0);
-    EXPECT_TRUE(fs::is_directory(m_strA)) << "made first";
-    {
-        CIndexMgr other(CIndexMgr::STORAGE_TYPE_KESTREL);
-        TakeLog();
-        EXPECT_EQ(other.Initialize({m_strB, m_strA}), 1);
-        EXPECT_NE(TakeLog().back().find("[" + m_strA + "]"), std::string::npos);
-        other.Release();
-    }
+    CIndexMgr other(CIndexMgr::STORAGE_TYPE_KESTREL);
+    EXPECT_EQ(other.Initialize({m_dir / "c", m_strA}), 1);
+    EXPECT_NE(TakeLog().back().find("[" + m_strA + "]"), std::string::npos);
+    EXPECT_TRUE(fs::is_directory(m_dir / "c")) << "made, so that it can be locked";
     m_mgr.Release();
-    CIndexMgr other;
-    EXPECT_EQ(other.Initialize({m_strB, m_strA}), 0);
+    EXPECT_EQ(other.Initialize({m_strA}), 0);
     other.Release();
 }
 
@@ -134,42 +105,26 @@ TEST_F(IndexMgr, ADirectoryThatCannotBeMadeOrLockedIsUsedAllTheSame) {
 }
 
 TEST_F(IndexMgr, TheOldestDayOfAllDisks) {
+    EXPECT_EQ(ChooseOldestDay({{"20240305", 2}, {"20240306", 0}, {"20240305", 1}}), 2u);
+    EXPECT_EQ(ChooseOldestDay({{"20240305", 1}, {"20240305", 1}}), 0u);
+
     ASSERT_EQ(m_mgr.Initialize({m_strA, m_strB}), 0);
-    Oldest oldest = QueryOldest();
-    EXPECT_EQ(oldest.nFiles, 0);
-    EXPECT_EQ(oldest.strDir + oldest.strDate, "") << "nothing there: the pass ends";
+    EXPECT_EQ(QueryOldest(), 0);
+    EXPECT_EQ(m_strDir + m_strDate, "") << "nothing there: the pass ends";
     EXPECT_EQ(TakeLog().back(),
               "[wtb][CIndexMgr::QueryOldestRecFileForRemoteBackup] 0 == lsOldestDate.size()");
-
     const auto a3 = Record(m_strA, "cam_1_0", FILE_3);
     const auto b1 = Record(m_strB, "cam_1_0", FILE_1);
-    oldest = QueryOldest();
-    EXPECT_EQ(oldest.nFiles, 1);
-    EXPECT_EQ(oldest.strDir, m_strB + "/RecordFile");
-    EXPECT_EQ(oldest.strDate, "20240305");
-    EXPECT_EQ(oldest.lsFile, std::list<std::string>{b1});
-
-    const PassedOverDays setPassedOver = {oldest.strDir + "/" + oldest.strDate};
-    oldest = QueryOldest(setPassedOver);
-    EXPECT_EQ(oldest.lsFile, std::list<std::string>{a3});
-    EXPECT_EQ(
-        QueryOldest({m_strB + "/RecordFile/20240305", m_strA + "/RecordFile/20240306"}).strDate,
-        "");
-
-    // The same day on both: the folder with the earlier time.
-    Record(m_strA, "cam_1_0", FILE_1);
-    for (const auto& [strDir, nSeconds] : {std::pair(m_strA, 2000), std::pair(m_strB, 1000)}) {
-        fs::last_write_time(strDir + "/RecordFile/20240305",
-                            fs::file_time_type(std::chrono::seconds(nSeconds)));
-    }
-    EXPECT_EQ(QueryOldest().lsFile, std::list<std::string>{b1});
-}
-
-TEST_F(IndexMgr, PicturesAreNeverOverwrittenInTheRemoteBackupLayout) {
-    ASSERT_EQ(m_mgr.Initialize({m_strA}), 0);
+    EXPECT_EQ(QueryOldest(), 1);
+    EXPECT_EQ(m_strDir + " " + m_strDate, m_strB + "/RecordFile 20240305");
+    EXPECT_EQ(m_lsFile, Paths{b1});
+    QueryOldest({m_strB + "/RecordFile/20240305"});
+    EXPECT_EQ(m_lsFile, Paths{a3});
+    QueryOldest({m_strB + "/RecordFile/20240305", m_strA + "/RecordFile/20240306"});
+    EXPECT_EQ(m_strDate, "");
+    // Pictures are never overwritten in this layout.
     PutFile(m_strA + "/ImageFile/20240305/cam/20240305_080000.jpg");
-    Oldest oldest;
-    EXPECT_EQ(m_mgr.QueryOldestImgFile(oldest.strDir, oldest.strDate, oldest.lsFile), 0);
+    EXPECT_EQ(m_mgr.QueryOldestImgFile(m_strDir, m_strDate, m_lsFile), 0);
 }
 
 TEST_F(IndexMgr, AMissingFileIsForgottenOnlyWhileItsDiskIsThere) {
@@ -181,32 +136,31 @@ TEST_F(IndexMgr, AMissingFileIsForgottenOnlyWhileItsDiskIsThere) {
         CFaultInjection faults;
         faults.SetDevice(m_strA, 4711);
         EXPECT_FALSE(m_mgr.ForgetMissingFile(path));
-        EXPECT_EQ(FindAll(m_mgr, "cam_1_0").size(), 1u);
+        EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths{path});
     }
     EXPECT_TRUE(m_mgr.ForgetMissingFile(path));
-    EXPECT_TRUE(FindAll(m_mgr, "cam_1_0").empty());
+    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths());
 }
 
 TEST_F(IndexMgr, APulledDiskKeepsItsIndexAndComesBackByItself) {
-    const std::string strRec = m_strA + "/deep/rec";
+    const std::string strRec = m_strA + "/deep/rec", strAway = m_dir / "away";
     ASSERT_EQ(m_mgr.Initialize({strRec + "/"}), 0);
-    Record(strRec, "cam_1_0", FILE_1);
-    const std::string strAway = m_dir / "away";
+    const auto path = Record(strRec, "cam_1_0", FILE_1);
     {
         CFaultInjection faults;
         faults.SetDevice(m_strA, 4711);
         fs::rename(m_strA, strAway);  // what the mount point hides is another file system
         fs::create_directories(m_strA);
-        EXPECT_FALSE(m_mgr.IsDirPresent(strRec)) << "the nearest parent lies elsewhere";
-        EXPECT_FALSE(m_mgr.IsDirPresent(strRec + "/"));
-        EXPECT_EQ(QueryOldest().strDate, "");
-        EXPECT_EQ(FindAll(m_mgr, "cam_1_0").size(), 1u) << "the day did not leave the index";
+        EXPECT_FALSE(m_mgr.IsDirPresent(strRec + "/")) << "the nearest parent lies elsewhere";
+        QueryOldest();
+        EXPECT_EQ(m_strDate, "");
+        EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths{path}) << "the day did not leave the index";
         EXPECT_TRUE(Tree(m_strA).empty());
         fs::remove(m_strA);
         fs::rename(strAway, m_strA);
     }
     EXPECT_TRUE(m_mgr.IsDirPresent(strRec));
-    EXPECT_EQ(QueryOldest().nFiles, 1);
+    EXPECT_EQ(QueryOldest(), 1);
 
     CFaultInjection faults;
     faults.SetDevice(m_strA, 4711);
@@ -235,10 +189,9 @@ TEST_F(IndexMgr, WhatAnotherEngineDidToADiskThatWasAwayIsNotLost) {
     EXPECT_EQ(other.Initialize({m_strA}), 1);
     Record(m_strA, "cam_1_0", FILE_3);
     m_mgr.Release();
-    CIndexMgr after;
-    ASSERT_EQ(after.Initialize({m_strA}), 0);
-    EXPECT_EQ(FindAll(after, "cam_1_0").size(), 3u);
-    after.Release();
+    ASSERT_EQ(other.Initialize({m_strA}), 0);
+    EXPECT_EQ(FindAll(other, "cam_1_0").size(), 3u);
+    other.Release();
 }
 
 TEST_F(IndexMgr, ASwitchRereadsTheDirectoriesBeforeIt) {
@@ -253,18 +206,8 @@ TEST_F(IndexMgr, ASwitchRereadsTheDirectoriesBeforeIt) {
     const auto vBefore = Tree(m_strA);
     ASSERT_EQ(m_mgr.Initialize({m_strA, m_strB}), 0);
     EXPECT_STREQ(RecDirName(), BACKUP_FOLDER);
-    EXPECT_TRUE(FindAll(m_mgr, "cam_1_0").empty()) << "read again, under the name in use";
+    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths()) << "read again, under the name in use";
     EXPECT_EQ(Tree(m_strA), vBefore) << "and not flushed under it";
     const auto path = Record(m_strA, "cam_1_0", FILE_2);
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), std::vector<std::string>{path});
-}
-
-TEST_F(IndexMgr, UnknownStorageTypesDoNothing) {
-    CIndexMgr mgr(static_cast<CIndexMgr::StorageType>(2));
-    EXPECT_EQ(mgr.Initialize({m_strA}), 0);
-    EXPECT_FALSE(fs::exists(m_strA));
-    std::string strDir, strDate;
-    std::list<std::string> lsFile;
-    EXPECT_EQ(mgr.QueryOldestRecFile(strDir, strDate, lsFile), 0);
-    mgr.Release();
+    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths{path});
 }

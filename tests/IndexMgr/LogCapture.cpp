@@ -1,10 +1,11 @@
-#include "IndexMgr/LogCapture.h"
+// The log of these tests: this room's lines, kept instead of written.
 
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
 #include <utility>
 
+#include "IndexMgr/Records.h"
 #include "localstorage/LocalStorageLog.h"
 
 namespace {

@@ -52,18 +52,13 @@ inline std::string RecPath(const std::string& strRecDir, const std::string& strC
            strFile;
 }
 
-/// Everything that an index or a manager finds of a channel.
-std::vector<std::string> FindAllOf(auto& index, const auto& channel) {
-    std::list<std::string> lsPath;
+/// Everything that an index finds of a Channel(...), or a manager of a channel's name.
+using Paths = std::list<std::string>;
+Paths FindAll(auto& index, const auto& channel) {
+    Paths lsPath;
     index.QueryRecFile(channel, REC_FILE_TYPE_ALL, Time("00000000000000"), Time("99991231235959"),
                        lsPath);
-    return {lsPath.begin(), lsPath.end()};
-}
-inline std::vector<std::string> FindAll(CIndex& index, const std::string& strChannel) {
-    return FindAllOf(index, Channel(strChannel));
-}
-inline std::vector<std::string> FindAll(CIndexMgr& mgr, const std::string& strChannel) {
-    return FindAllOf(mgr, strChannel);
+    return lsPath;
 }
 
 inline void Change(CIndex& index, const std::string& strChannel, const std::string& strFile,
@@ -83,6 +78,9 @@ inline std::vector<std::string> Tree(const std::string& strDir) {
     return vNames;
 }
 
+/// The lines that the room has logged since the last call.
+std::vector<std::string> TakeLog();
+
 /// A record directory with its index; the process goes back to "RecordFile" in the end.
 class CRecordDirTest : public testing::Test {
 protected:
@@ -94,9 +92,8 @@ protected:
     std::string Path(const std::string& strChannel, const std::string& strFile) {
         return RecPath(m_dir.Path(), strChannel, strFile);
     }
-    std::string Put(const std::string& strChannel, const std::string& strFile) {
+    void Put(const std::string& strChannel, const std::string& strFile) {
         PutFile(Path(strChannel, strFile));
-        return Path(strChannel, strFile);
     }
     int Open() { return m_index.Initialize(m_dir.Path()); }
 
