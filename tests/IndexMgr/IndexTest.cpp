@@ -22,6 +22,8 @@ TEST_F(Index, LivesOnceAndSurvivesARestart) {
     EXPECT_EQ(m_index.Release(), 0);
     EXPECT_EQ(m_index.CountFiles(), 0u);
 
+    CFaultInjection faults;  // a folder that cannot be asked is not missing
+    faults.Fail(Op::Access, Ends("/RecordFile"), EIO);
     CIndex after;
     ASSERT_EQ(after.Initialize(m_dir.Path()), 0);
     EXPECT_TRUE(TakeLog().empty()) << "no repair";

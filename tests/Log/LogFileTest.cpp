@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,8 @@
 namespace fs = std::filesystem;
 
 namespace {
+
+using Files = std::map<std::string, std::string>;
 
 class LogFileTest : public testing::Test {
 protected:
@@ -30,9 +33,13 @@ protected:
         return m_logFile.InputDataToFile({strText.data(), vecLen});
     }
 
-    std::string Get(const std::string& strName) const { return GetFile(m_strDir + "/" + strName); }
-    auto CountFiles() const {
-        return std::distance(fs::directory_iterator(m_strDir), fs::directory_iterator());
+    /// All log files with their content.
+    Files Get() const {
+        Files mFile;
+        for (const auto& entry : fs::directory_iterator(m_strDir)) {
+            if (entry.is_regular_file()) mFile[entry.path().filename()] = GetFile(entry.path());
+        }
+        return mFile;
     }
 
     CTempDir m_dir;
@@ -52,23 +59,23 @@ TEST_F(LogFileTest, TwoFilesTakeTurnsAndNoLineIsSplit) {
     ASSERT_EQ(Start(10), LOG_OK);
     EXPECT_EQ(Write({"aaaa\n"}), LOG_OK);
     EXPECT_EQ(Write({"bbbb\n"}), LOG_OK);
-    EXPECT_EQ(Get(FIRST_W), "aaaa\nbbbb\n") << "the limit is reached exactly";
+    EXPECT_EQ(Get()[FIRST_W], "aaaa\nbbbb\n") << "the limit is reached exactly";
     EXPECT_EQ(fs::status(m_strDir + "/" + FIRST_W).permissions(), fs::perms{0777});
     EXPECT_EQ(Write({"c\n", "d\n", "eeeeeee\n", "f\n"}), LOG_OK);
-    EXPECT_EQ(Get(SECOND), "c\nd\n");
-    EXPECT_EQ(Get(FIRST_W), "eeeeeee\nf\n");
-    EXPECT_EQ(CountFiles(), 2) << "each file replaces its own predecessor";
+    EXPECT_EQ(Get(), (Files{{FIRST_W, "eeeeeee\nf\n"}, {SECOND, "c\nd\n"}}))
+        << "each file replaces its own predecessor";
 }
 
 TEST_F(LogFileTest, WithoutCyclingTheFilesAreNumberedOn) {
     ASSERT_EQ(Start(2, false), LOG_OK);
     Write({"a\n", "b\n", "a line beyond the limit\n", "d\n"});
-    EXPECT_EQ(Get(FIRST) + Get(SECOND), "a\nb\n");
-    EXPECT_EQ(Get("LocalStorage_3.log"), "a line beyond the limit\n");
-    EXPECT_EQ(Get("LocalStorage_4_W.log"), "d\n");
+    EXPECT_EQ(Get(), (Files{{FIRST, "a\n"},
+                            {SECOND, "b\n"},
+                            {"LocalStorage_3.log", "a line beyond the limit\n"},
+                            {"LocalStorage_4_W.log", "d\n"}}));
     Start(2, true);
     Write({"e\n"});
-    EXPECT_EQ(Get(SECOND_W), "e\n") << "cycling knows two files";
+    EXPECT_EQ(Get()[SECOND_W], "e\n") << "cycling knows two files";
 }
 
 TEST_F(LogFileTest, AStartGoesOnWithTheFileThatWasBeingWritten) {
@@ -76,7 +83,7 @@ TEST_F(LogFileTest, AStartGoesOnWithTheFileThatWasBeingWritten) {
     fs::create_directories(m_strDir + "/" + FIRST_W);
     ASSERT_EQ(Start(), LOG_OK);
     Write({"after\n"});
-    EXPECT_EQ(Get(SECOND_W), "before\nafter\n");
+    EXPECT_EQ(Get()[SECOND_W], "before\nafter\n");
 }
 
 TEST_F(LogFileTest, AnotherStartClosesTheOpenFileFirst) {
@@ -86,7 +93,7 @@ TEST_F(LogFileTest, AnotherStartClosesTheOpenFileFirst) {
     Write({"two\n"});
     m_logFile.StopWriteFile();
     Write({"dropped\n"});
-    EXPECT_EQ(Get(FIRST_W), "one\n");
+    EXPECT_EQ(Get()[FIRST_W], "one\n");
     EXPECT_EQ(GetFile(m_dir / "a/b/LocalStorage_1_W.log"), "two\n");
 }
 
@@ -102,7 +109,7 @@ TEST_F(LogFileTest, ADirectoryThatLeavesNoRoomForTheNameIsRefused) {
     }
     EXPECT_EQ(start(230, false), LOG_ERR_PARAM) << "the number may grow";
     Write({"x\n"});
-    EXPECT_EQ(Get(FIRST_W), "x\n") << "a refused call changes nothing";
+    EXPECT_EQ(Get()[FIRST_W], "x\n") << "a refused call changes nothing";
     EXPECT_EQ(start(238, true), LOG_OK);
     EXPECT_EQ(start(229, false), LOG_OK);
 }
@@ -120,8 +127,7 @@ TEST_F(LogFileTest, OpenFailuresAreReportedOncePerRunAndEveryLineTriesAgain) {
     };
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               report(FIRST_W, EACCES) + report(SECOND_W, EMFILE));
-    EXPECT_EQ(Get(FIRST), "4\n5\n");
-    EXPECT_EQ(Get(SECOND_W), "7\n");
+    EXPECT_EQ(Get(), (Files{{FIRST, "4\n5\n"}, {SECOND_W, "7\n"}}));
 }
 
 TEST_F(LogFileTest, AFailedRenameOrDeleteLosesNoLine) {
@@ -130,8 +136,7 @@ TEST_F(LogFileTest, AFailedRenameOrDeleteLosesNoLine) {
     faults.Fail(Op::Rename, Ends(FIRST), EIO);
     Start(2);
     EXPECT_EQ(Write({"a\n", "b\n", "c\n"}), LOG_OK);
-    EXPECT_EQ(Get(SECOND), "b\n");
-    EXPECT_EQ(Get(FIRST_W), "a\nc\n");
+    EXPECT_EQ(Get(), (Files{{FIRST_W, "a\nc\n"}, {SECOND, "b\n"}}));
 }
 
 TEST_F(LogFileTest, AWriteFailureLosesTheLineThatBrokeOffAndNoOther) {
@@ -140,5 +145,5 @@ TEST_F(LogFileTest, AWriteFailureLosesTheLineThatBrokeOffAndNoOther) {
     faults.ShortWrite(Ends(FIRST_W), 7).Times(1);
     faults.Fail(Op::Write, Ends(FIRST_W), ENOSPC).From(2).Times(2);
     EXPECT_EQ(Write({"1111\n", "2222\n", "3333\n", "4444\n"}), LOG_OK);
-    EXPECT_EQ(Get(FIRST_W), "1111\n224444\n");
+    EXPECT_EQ(Get()[FIRST_W], "1111\n224444\n");
 }

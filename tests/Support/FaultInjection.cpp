@@ -70,8 +70,7 @@ std::string Clean(const std::string& strPath) {
 }
 
 bool IsBelow(const std::string& strPath, const std::string& strDir) {
-    if (strPath.compare(0, strDir.size(), strDir) != 0) return false;
-    return strPath.size() == strDir.size() || strPath[strDir.size()] == '/' || strDir == "/";
+    return strPath == strDir || strDir == "/" || strPath.starts_with(strDir + "/");
 }
 
 /// Overwrites `nValue` with what has been set for the longest directory that holds the path; false
@@ -89,10 +88,7 @@ bool Fake(ValueOfDir State::*pValues, const std::string& strPath, Value& nValue)
 }
 
 std::string PathOf(int nFile) {
-    return Locked([=](State& state) {
-        const auto it = state.m_mPathOfFile.find(nFile);
-        return it == state.m_mPathOfFile.end() ? std::string() : it->second;
-    });
+    return Locked([=](State& state) { return state.m_mPathOfFile[nFile]; });
 }
 
 // The paths that a call is about, from its arguments.
@@ -111,8 +107,8 @@ Paths PathsOf(int nDir, const char* pPath, auto...) {
 }
 
 /// Runs what stands in front of the call, then obeys the first rule with a verdict. False, and
-/// errno, when the call fails; `nMostBytes` receives how many bytes it may move.
-bool Allow(Op eOp, const Paths& vecPath, std::size_t& nMostBytes) {
+/// errno, when the call fails; `pMostBytes` receives how many bytes it may move.
+bool Allow(Op eOp, const Paths& vecPath, std::size_t* pMostBytes = nullptr) {
     std::vector<std::function<void()>> vecRun;
     int nError = errno;
     bool bDecided = false, bAllowed = true;
@@ -124,18 +120,13 @@ bool Allow(Op eOp, const Paths& vecPath, std::size_t& nMostBytes) {
             } else if (!std::exchange(bDecided, true)) {
                 bAllowed = rule.m_nError == 0;
                 nError = bAllowed ? nError : rule.m_nError;
-                nMostBytes = rule.m_nMostBytes;
+                if (pMostBytes) *pMostBytes = rule.m_nMostBytes;
             }
         }
     });
     for (const auto& run : vecRun) run();
     errno = nError;
     return bAllowed;
-}
-
-bool Allow(Op eOp, const Paths& vecPath) {
-    std::size_t nMostBytes = EVERYTHING;
-    return Allow(eOp, vecPath, nMostBytes);
 }
 
 /// An entry of the table: asks the rules, then the system.
@@ -159,7 +150,7 @@ int Open(const char* pPath, int nFlags, mode_t nMode) {
 
 ssize_t Write(int nFile, const void* pBuf, std::size_t nSize) {
     std::size_t nMostBytes = EVERYTHING;
-    if (!Allow(Op::Write, PathsOf(nFile), nMostBytes)) return -1;
+    if (!Allow(Op::Write, PathsOf(nFile), &nMostBytes)) return -1;
     return OSL_SYSTEM_CALLS.pfnWrite(nFile, pBuf, std::min(nSize, nMostBytes));
 }
 
