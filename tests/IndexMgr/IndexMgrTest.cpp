@@ -146,21 +146,26 @@ TEST_F(IndexMgr, APulledDiskKeepsItsIndexAndComesBackByItself) {
     const std::string strRec = m_strA + "/deep/rec", strAway = m_dir / "away";
     ASSERT_EQ(m_mgr.Initialize({strRec + "/"}), 0);
     const auto path = Record(strRec, "cam_1_0", FILE_1);
+    m_mgr.Release();
+    ASSERT_EQ(m_mgr.Initialize({strRec + "/"}), 0);
     {
         CFaultInjection faults;
         faults.SetDevice(m_strA, 4711);
         fs::rename(m_strA, strAway);  // what the mount point hides is another file system
         fs::create_directories(m_strA);
         EXPECT_FALSE(m_mgr.IsDirPresent(strRec + "/")) << "the nearest parent lies elsewhere";
+        fs::create_directories(strRec + "/RecordFile");
+        m_mgr.WriteIndex(RecPath(strRec, "cam_1_0", FILE_3), CIndexMgr::INDEX_TYPE_ADD);
         QueryOldest();
         EXPECT_EQ(m_strDate, "");
-        EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths{path}) << "the day did not leave the index";
-        EXPECT_TRUE(Tree(m_strA).empty());
-        fs::remove(m_strA);
+        EXPECT_EQ(FindAll(m_mgr, "cam_1_0").front(), path) << "the day did not leave the index";
+        EXPECT_EQ(Tree(m_strA).size(), 3u) << "nothing is made, no marker either";
+        fs::remove_all(m_strA);
         fs::rename(strAway, m_strA);
     }
     EXPECT_TRUE(m_mgr.IsDirPresent(strRec));
     EXPECT_EQ(QueryOldest(), 1);
+    Record(strRec, "cam_1_0", FILE_2);
 
     CFaultInjection faults;
     faults.SetDevice(m_strA, 4711);

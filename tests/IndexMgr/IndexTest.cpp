@@ -16,9 +16,9 @@ TEST_F(Index, LivesOnceAndSurvivesARestart) {
 
     ASSERT_EQ(Open(), 0);
     EXPECT_EQ(m_index.Initialize("/elsewhere"), 0) << "does nothing";
-    Change(m_index, "cam_1_0", FILE_1, CIndex::INDEX_TYPE_NONE);
-    EXPECT_EQ(m_index.CountFiles(), 0u);
     for (const char* pFile : {FILE_2, FILE_3, FILE_1}) Record("cam_1_0", pFile);
+    Change(m_index, "cam_1_0", FILE_1, CIndex::INDEX_TYPE_NONE);
+    EXPECT_EQ(m_index.CountFiles(), 3u);
     EXPECT_EQ(m_index.Release(), 0);
     EXPECT_EQ(m_index.CountFiles(), 0u);
 
@@ -57,15 +57,20 @@ TEST_F(Index, TheMarkerComesBackWithANewRecordFolder) {
     EXPECT_TRUE(fs::exists(m_strMarker));
 }
 
-TEST_F(Index, AFlushBetweenAFileAndItsEntryLeavesTheMarker) {
+TEST_F(Index, AFlushDuringAChangeLeavesTheMarker) {
     ASSERT_EQ(Open(), 0);
+    CFaultInjection faults;
+    faults.Before(Op::Sync, Any(), [this] { Record("cam_1_0", FILE_2); });
     Record("cam_1_0", FILE_1);
+    m_index.WriteIndexToFile();
+    EXPECT_TRUE(fs::exists(m_strMarker));
+    faults.ClearRules();
     m_index.BeginChange();
-    Put("cam_1_0", FILE_2);
+    Put("cam_1_0", FILE_3);
     m_index.WriteIndexToFile();
     m_index.Abandon();  // killed before the entry came
     ASSERT_EQ(Start(), 0);
-    EXPECT_EQ(m_nFiles, 2u);
+    EXPECT_EQ(m_nFiles, 3u);
 }
 
 TEST_F(Index, AMarkerThatCannotBeMadeIsLoggedOnceAndStopsNothing) {

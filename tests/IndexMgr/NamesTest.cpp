@@ -20,10 +20,10 @@ TEST(Names, ChannelForms) {
           "..", "../x", "a/b", "a\\b", "a\nb", "a\x7f", std::string("a\0b", 3), str64,
           strLongWithNumbers}},
     };
+    indexLevel2Body st;
     for (const auto& c : cases) {
         for (const std::string& strName : c.vNames) {
             EXPECT_EQ(ClassifyChannel(strName), c.eForm) << strName;
-            indexLevel2Body st;
             ASSERT_EQ(ConvertStrChannelToIndexLevel2Body(strName, st),
                       c.eForm != ChannelForm::NotStorable)
                 << strName;
@@ -51,8 +51,9 @@ TEST(Names, RecordFiles) {
     EXPECT_EQ(st.GetRecFileName(), strGood);
     for (const char* pName :
          {"", "20160307081500_20160307083000_10.mp4", "20160307081500_20160307083000_1.avi",
-          "20160307081500-20160307083000_1.mp4", "20160307081500_20160307083000_x.mp4",
-          "2016030708150 _20160307083000_1.mp4", "0160307081500_20160307083000_1.mp4"}) {
+          "20160307081500-20160307083000_1.mp4", "20160307081500_20160307083000-1.mp4",
+          "20160307081500_20160307083000_x.mp4", "2016030708150 _20160307083000_1.mp4",
+          "0160307081500_20160307083000_1.mp4"}) {
         EXPECT_FALSE(ConvertStrRecFileToIndexLevel3Body(pName, st)) << pName;
         EXPECT_EQ(st.GetRecFileName(), strGood) << "untouched";
     }

@@ -136,9 +136,9 @@ TEST_F(Repair, AnIndexThatCannotBeWrittenIsUsedAllTheSame) {
 
 TEST_F(Repair, TheDifferenceOfIndexAndTree) {
     // Two recordings with the same times are one entry, and both stay.
-    for (const char* pFile : {FILE_1, FILE_3, TWIN_1}) Put("cam_1_0", pFile);
+    for (const char* pFile : {FILE_1, FILE_2, FILE_3, TWIN_1}) Put("cam_1_0", pFile);
     ASSERT_EQ(Start(), 0);
-    EXPECT_EQ(m_nFiles, 2u);
+    EXPECT_EQ(m_nFiles, 3u);
     EXPECT_EQ(Plan().setTwins.size(), 1u);
     CIndexTree index;
     indexFileFault fault;

@@ -28,7 +28,7 @@ TEST(LineRingTest, LinesComeOutAsTheyWentInAcrossManyWraps) {
     ASSERT_TRUE(ring.Create());
     std::mt19937 random(7);
     std::deque<std::string> deExpected;
-    for (std::size_t i = 0; i < 4 * CLineRing::LINES; ++i) {
+    for (std::size_t i = 0; i < 2 * CLineRing::LINES; ++i) {
         std::string strLine = std::to_string(i) + "|";
         strLine.resize(40 + random() % (i % 50 == 0 ? 10000 : 100),
                        static_cast<char>('a' + i % 26));
