@@ -15,6 +15,7 @@
 enum class OSL_LockRank : int {
     DiskCheck,
     ChannelMap,
+    RecordFiles,
     Callback,
     CurrentDirectory,
     LastError,

@@ -64,6 +64,8 @@ void CChannelTable::Insert(const channelKey& key, void* pUser, OSL_FileHandle hR
     channel.hRecFile = hRecFile;
     channel.strRecFilePath = strRecFilePath;
     channel.tCreateTime = tNow;
+    OSL_Guard guardFiles(m_mtxFiles);
+    m_setWriting.insert(strRecFilePath);
 }
 
 void CChannelTable::Remove(const channelKey& key) {
@@ -71,26 +73,34 @@ void CChannelTable::Remove(const channelKey& key) {
     OSL_Guard guard(m_mtxChannel);
     node = m_mChannel.extract(m_mChannel.find(key));
     m_cvUnclaimed.notify_all();
+    OSL_Guard guardFiles(m_mtxFiles);
+    ForgetFile(node.mapped().strRecFilePath);
 }
 
 void CChannelTable::Announce(recordChannel& channel, const std::string& strPath) {
-    OSL_Guard guard(m_mtxChannel);
     channel.strNewFilePath = strPath;
+    OSL_Guard guard(m_mtxFiles);
+    m_setWriting.insert(strPath);
 }
 
 void CChannelTable::EndSwitch(recordChannel& channel) {
-    OSL_Guard guard(m_mtxChannel);
-    if (channel.hRecFile == OSL_INVALID_FILE) channel.strNewFilePath.clear();
+    OSL_Guard guard(m_mtxFiles);
+    ForgetFile(channel.strRecFilePath);
     channel.strRecFilePath = std::move(channel.strNewFilePath);
     channel.strNewFilePath.clear();
+    if (channel.hRecFile != OSL_INVALID_FILE) return;
+    ForgetFile(channel.strRecFilePath);
+    channel.strRecFilePath.clear();
 }
 
-bool CChannelTable::IsWriting(std::string_view strPath) const {
-    OSL_Guard guard(m_mtxChannel);
-    return std::any_of(m_mChannel.begin(), m_mChannel.end(), [&](const auto& entry) {
-        const recordChannel& channel = entry.second;
-        return channel.strRecFilePath == strPath || channel.strNewFilePath == strPath;
-    });
+void CChannelTable::ForgetFile(const std::string& strPath) {
+    const auto it = m_setWriting.find(strPath);
+    if (it != m_setWriting.end()) m_setWriting.erase(it);
+}
+
+bool CChannelTable::IsWriting(const std::string& strPath) const {
+    OSL_Guard guard(m_mtxFiles);
+    return m_setWriting.count(strPath) > 0;
 }
 
 std::uint32_t CChannelTable::WriteSpeed(std::time_t tNow) const {

@@ -1,10 +1,13 @@
 // The open recordings: one recordChannel each, and the table that owns and finds them.
 //
 // Two things protect a channel. The table's mutex, held for a lookup and never across a file
-// access, guards which channels there are and which files they have (other threads ask for both).
-// The claim lets one thread at a time work on a channel, without a lock: a close that meets a write
-// waits for that write only, and channels never wait for each other. Nothing but a claim leads to a
-// channel, and only a claimant takes it out of the table, so a claimed channel stays.
+// access, guards which channels there are. The claim lets one thread at a time work on a channel,
+// without a lock: a close that meets a write waits for that write only, and channels never wait for
+// each other. Nothing but a claim leads to a channel, and only a claimant takes it out of the
+// table, so a claimed channel stays.
+//
+// The files being written have a set and a mutex of their own: a deletion pass asks for every file
+// that it deletes, and a writer must not wait for it then.
 
 #ifndef LOCALSTORAGE_RECORD_CHANNELTABLE_H
 #define LOCALSTORAGE_RECORD_CHANNELTABLE_H
@@ -17,6 +20,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "Osl/Osl.h"
@@ -110,8 +114,6 @@ struct recordChannel {
     const std::string strCameraID;
     void* const pUser;  ///< comes back in this channel's messages
 
-    // Written by the claimant under the table's mutex: read by it freely, by others under the
-    // mutex.
     std::string strRecFilePath;  ///< the open file; empty when there is none
     std::string strNewFilePath;  ///< the file that a switch is about to make
 
@@ -142,7 +144,7 @@ public:
     /// The channel's file is the announced one, if it has that open now; otherwise it has none.
     void EndSwitch(recordChannel& channel);
     /// Whether some channel has this file open or is about to make it.
-    bool IsWriting(std::string_view strPath) const;
+    bool IsWriting(const std::string& strPath) const;
 
     /// Sum over the channels of each one's mean rate since its file began, in KiB/s.
     std::uint32_t WriteSpeed(std::time_t tNow) const;
@@ -160,10 +162,14 @@ private:
     void Unclaim(recordChannel& channel);
     void WakeWaiters();
     void Remove(const channelKey& key);
+    void ForgetFile(const std::string& strPath) OSL_REQUIRES(m_mtxFiles);
 
     mutable OSL_Mutex m_mtxChannel{OSL_LockRank::ChannelMap, "channel map"};
     std::condition_variable_any m_cvUnclaimed;  ///< with m_mtxChannel; for all channels
     ChannelMap m_mChannel OSL_GUARDED_BY(m_mtxChannel);
+
+    mutable OSL_Mutex m_mtxFiles{OSL_LockRank::RecordFiles, "record files"};
+    std::unordered_multiset<std::string> m_setWriting OSL_GUARDED_BY(m_mtxFiles);  ///< paths
 };
 
 /// A claimed channel, for the time of its life.

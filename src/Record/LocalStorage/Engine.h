@@ -3,10 +3,11 @@
 // One source file per theme: Factory, Lifecycle, Naming, ChannelOpenClose, StreamWriting,
 // FileSwitching, DiskChoice, DiskMonitor, Overwriting, Snapshots, QueryFront, Events.
 //
-// Locks, in the order in which they may be held together: disk check, channel map (inside
-// m_mapRecordChannel), callback, current directory (inside m_objRecDirs), last error. None but the
-// disk-check lock is held while a file is touched. Beside them every channel has its claim, taken
-// with none of these held but the disk-check lock; while a claim is held, the others may be taken.
+// Locks, in the order in which they may be held together: disk check, channel map and record files
+// (inside m_mapRecordChannel), callback, current directory (inside m_objRecDirs), last error. None
+// but the disk-check lock is held while a file is touched. Beside them every channel has its claim,
+// taken with none of these held but the disk-check lock; while a claim is held, the others may be
+// taken.
 
 #ifndef LOCALSTORAGE_RECORD_ENGINE_H
 #define LOCALSTORAGE_RECORD_ENGINE_H
