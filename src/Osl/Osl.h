@@ -119,6 +119,8 @@ OSL_DirHandle OSL_OpenDir(const char* pPath);
 /// 0: one more entry ("." and ".." among them); OSL_DIR_END: all were told; OSL_DIR_ERROR: the walk
 /// broke off, so what it told so far is not the whole directory.
 int OSL_FindFileInDir(OSL_DirHandle hDir, OSL_FIND_DATA& stData);
+/// Deletes the file of that bare name in the directory.
+int OSL_DeleteFileInDir(OSL_DirHandle hDir, const char* pName);
 int OSL_CloseDir(OSL_DirHandle hDir);
 
 /// 0: made; 1: was there already (as whatever); -1: failed.

@@ -25,7 +25,7 @@ struct OSL_Calls {
     off_t (*pfnSeek)(int nFile, off_t nOffset, int nWhence);
     int (*pfnFileMode)(int nFile, mode_t nMode);  ///< fchmod
     int (*pfnAccess)(const char* pPath, int nMode);
-    int (*pfnUnlink)(const char* pPath);
+    int (*pfnUnlinkAt)(int nDir, const char* pPath, int nFlags);
     int (*pfnRename)(const char* pFrom, const char* pTo);
     int (*pfnStatAt)(int nDir, const char* pPath, struct stat* pStat, int nFlags);  ///< fstatat
     DIR* (*pfnOpenDir)(int nFile);                                                  ///< fdopendir

@@ -71,6 +71,10 @@ int OSL_FindFileInDir(OSL_DirHandle hDir, OSL_FIND_DATA& stData) {
     }
 }
 
+int OSL_DeleteFileInDir(OSL_DirHandle hDir, const char* pName) {
+    return OSL_Call().pfnUnlinkAt(hDir->m_nFile, pName, 0);
+}
+
 int OSL_CloseDir(OSL_DirHandle hDir) {
     if (!hDir) return -1;
     const int nResult = OSL_Call().pfnCloseDir(hDir->m_pDir);

@@ -89,7 +89,7 @@ int OSL_FileSeek(OSL_FileHandle hFile, std::int64_t nOffset, int nWhence, std::i
 }
 
 int OSL_DeleteFile(const char* pPath) {
-    return OSL_Call().pfnUnlink(pPath);
+    return OSL_Call().pfnUnlinkAt(AT_FDCWD, pPath, 0);
 }
 
 int OSL_AccessFile(const char* pPath, int nMode) {

@@ -26,6 +26,8 @@
 #include "localstorage/LocalStorage.h"
 #include "localstorage/LocalStorageLog.h"
 
+class CFileDeleter;
+
 /// Where the engine's log lines say that they come from.
 constexpr const char* ENGINE_SOURCE = "../../../src/Record/LocalStorage";
 
@@ -177,7 +179,7 @@ private:
     bool DeleteRecordFile(const std::string& strOldestDir, const std::string& strOldestDate,
                           const std::list<std::string>& lsRecFile);
     /// Deletes one of them, reports it and takes it out of the index. True when it is gone.
-    bool DeleteRecordFile(const std::string& strPath);
+    bool DeleteRecordFile(CFileDeleter& deleter, const std::string& strPath);
     bool DeleteImageFile(const std::string& strOldestDir, const std::string& strOldestDate,
                          const std::list<std::string>& lsImgFile);
     bool IsRecFileWritting(const std::string& strPath) const;

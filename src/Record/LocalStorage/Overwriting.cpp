@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "FileSystem/FileDeleter.h"
 #include "FileSystem/FileSystem.h"
 #include "LocalStorage/Engine.h"
 
@@ -104,21 +105,22 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
 bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
                                      const std::string& strOldestDate,
                                      const std::list<std::string>& lsRecFile) {
-    const std::string strMethod = "[wtb][CLocalStorage::DeleteRecordFile] ";
     const CIndexMgr::CChange change(*m_pIndexMgr, strOldestDir.substr(0, strOldestDir.rfind('/')));
+    CFileDeleter deleter;
     std::vector<std::string> vKept;
     for (const std::string& strPath : lsRecFile)
-        if (IsRecFileWritting(strPath) || !DeleteRecordFile(strPath)) vKept.push_back(strPath);
+        if (IsRecFileWritting(strPath) || !DeleteRecordFile(deleter, strPath))
+            vKept.push_back(strPath);
     // Recordings with the same times share one entry: what stays of them takes it over.
     for (const std::string& strPath : vKept)
         m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_ADD);
-    TidyDay(strMethod, strOldestDir, strOldestDate, HasNoRecording);
+    TidyDay("[wtb][CLocalStorage::DeleteRecordFile] ", strOldestDir, strOldestDate, HasNoRecording);
     return vKept.size() < lsRecFile.size();
 }
 
-bool CLocalStorage::DeleteRecordFile(const std::string& strPath) {
+bool CLocalStorage::DeleteRecordFile(CFileDeleter& deleter, const std::string& strPath) {
     const std::string strMethod = "[wtb][CLocalStorage::DeleteRecordFile] ";
-    if (OSL_DeleteFile(strPath.c_str()) != 0) return m_pIndexMgr->ForgetMissingFile(strPath);
+    if (!deleter.Delete(strPath)) return m_pIndexMgr->ForgetMissingFile(strPath);
     SendDeleted(strPath, strMethod + "pFunCallback MESSAGEVALUE_DELETEFILE, strRecFilePath [" +
                              strPath + "]");
     m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_DELETE);
@@ -131,9 +133,10 @@ bool CLocalStorage::DeleteImageFile(const std::string& strOldestDir,
                                     const std::string& strOldestDate,
                                     const std::list<std::string>& lsImgFile) {
     const std::string strMethod = "[wtb][CLocalStorage::DeleteImageFile] ";
+    CFileDeleter deleter;
     bool bDeleted = false;
     for (const std::string& strPath : lsImgFile) {
-        if (OSL_DeleteFile(strPath.c_str()) != 0) continue;
+        if (!deleter.Delete(strPath)) continue;
         bDeleted = true;
         SendDeleted(strPath, strMethod + "pFunCallback MESSAGEVALUE_DELETEFILE, strImgFilePath [" +
                                  strPath + "]");
