@@ -100,15 +100,9 @@ private:
 // Hundreds of flushes: they go to memory where the system has a directory for that.
 class Crash : public testing::TestWithParam<Work> {
 protected:
-    Crash() {
-        if (m_bMoved) ::setenv("TMPDIR", "/dev/shm", 1);
+    static void SetUpTestSuite() {
+        if (fs::is_directory("/dev/shm")) ::setenv("TMPDIR", "/dev/shm", 0);
     }
-    ~Crash() override {
-        if (m_bMoved) ::unsetenv("TMPDIR");
-    }
-
-private:
-    const bool m_bMoved = !std::getenv("TMPDIR") && fs::is_directory("/dev/shm");
 };
 
 }  // namespace

@@ -73,11 +73,12 @@ TEST_F(Repair, KeepsRecordingsAndRemovesEverythingForeign) {
 }
 
 TEST_F(Repair, MeasuresWhatItWouldRemove) {
-    PutFile(m_strFolder + "/x/a", std::string(700, 'x'));
-    PutFile(m_strFolder + "/x/b/c", std::string(300, 'x'));
+    for (const auto& [pName, nSize] : {std::pair("a", 300), {"b/c", 700}, {"d", 300}}) {
+        PutFile(m_strFolder + "/x/" + pName, std::string(nSize, 'x'));
+    }
     const findingSize size = MeasureFinding(Plan().vFindings.at(0));
-    EXPECT_EQ(size.nBytes, 1000u);
-    EXPECT_EQ(size.nFiles, 2u);
+    EXPECT_EQ(size.nBytes, 1300u);
+    EXPECT_EQ(size.nFiles, 3u);
     EXPECT_EQ(size.nLargest, 700u);
 }
 
