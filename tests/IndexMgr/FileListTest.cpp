@@ -113,4 +113,6 @@ TEST(IndexTree, SnapshotsHoldWhatChanged) {
     EXPECT_TRUE(snapshot.bDays && snapshot.vChannels.empty() && snapshot.vFiles.empty());
     EXPECT_EQ(snapshot.vDays.size(), 1u);
     EXPECT_EQ(tree.TakeSnapshot(0).vFiles.size(), 2u);
+    EXPECT_TRUE(tree.Remove(Day("20240305"), Channel("z"), file));
+    EXPECT_EQ(tree.TakeSnapshot(snapshot.nVersion).vChannels.size(), 1u) << "a channel less";
 }

@@ -22,8 +22,6 @@ TEST_F(Index, LivesOnceAndSurvivesARestart) {
     EXPECT_EQ(m_index.Release(), 0);
     EXPECT_EQ(m_index.CountFiles(), 0u);
 
-    CFaultInjection faults;  // a folder that cannot be asked is not missing
-    faults.Fail(Op::Access, Ends("/RecordFile"), EIO);
     CIndex after;
     ASSERT_EQ(after.Initialize(m_dir.Path()), 0);
     EXPECT_TRUE(TakeLog().empty()) << "no repair";
@@ -68,7 +66,8 @@ TEST_F(Index, AFlushDuringAChangeLeavesTheMarker) {
     m_index.BeginChange();
     Put("cam_1_0", FILE_3);
     m_index.WriteIndexToFile();
-    m_index.Abandon();  // killed before the entry came
+    m_index.Abandon();                                  // killed before the entry came
+    faults.Fail(Op::Access, Ends("/RecordFile"), EIO);  // a folder that is there all the same
     ASSERT_EQ(Start(), 0);
     EXPECT_EQ(m_nFiles, 3u);
 }
