@@ -11,6 +11,7 @@
 #include "Output.h"
 #include "StopSignal.h"
 #include "Terminal.h"
+#include "Tree.h"
 
 namespace {
 
@@ -184,7 +185,7 @@ void CExport::TellResult() const {
 }
 
 void RefuseExisting(const exportOptions& stOptions) {
-    if (stOptions.bForce || OSL_AccessFile(stOptions.strFile.c_str(), 0) != 0) return;
+    if (stOptions.bForce || !Exists(stOptions.strFile)) return;
     throw CFailure(stOptions.strFile +
                    " exists already; nothing was written (--force replaces it)");
 }

@@ -4,14 +4,10 @@
 
 #include "IndexMgr/IndexFiles.h"
 #include "IndexMgr/RecDirName.h"
-#include "Osl/Osl.h"
 #include "Output.h"
+#include "Tree.h"
 
 namespace {
-
-bool Exists(const std::string& strPath) {
-    return OSL_AccessFile(strPath.c_str(), 0) == 0;
-}
 
 bool HasIndex(const std::string& strDir) {
     const auto vecFolders = RecordFolders(strDir);

@@ -10,14 +10,11 @@
 #include "IndexMgr/RepairPlan.h"
 #include "Output.h"
 #include "Terminal.h"
+#include "Tree.h"
 
 namespace {
 
 constexpr std::uint64_t LARGE_FILE = 1 << 20;
-
-bool Exists(const std::string& strPath) {
-    return OSL_AccessFile(strPath.c_str(), 0) == 0;
-}
 
 repairPlan PlanOf(const std::string& strFolder) {
     repairPlan stPlan;

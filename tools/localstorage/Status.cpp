@@ -11,6 +11,7 @@
 #include "IndexMgr/RecDirName.h"
 #include "Output.h"
 #include "Terminal.h"
+#include "Tree.h"
 
 namespace {
 
@@ -45,7 +46,7 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vecDirs,
         diskStatus st;
         GetDiskUsableSpace(strDir.c_str(), st.nFreeMiB);
         const std::string strInUse = FolderInUse(strDir, vecDirs);
-        if (OSL_AccessFile((strDir + "/" + strInUse).c_str(), 0) == 0) st.strFolder = strInUse;
+        if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
         for (const recording& stRecording : vecRecordings) {
             if (stRecording.strDisk != strDir) continue;
             st.setDays.insert(stRecording.strDay);

@@ -28,6 +28,10 @@ dirListing ListDir(const std::string& strPath) {
     return {Sorted(lsDirs), Sorted(lsFiles)};
 }
 
+bool Exists(const std::string& strPath) {
+    return OSL_AccessFile(strPath.c_str(), 0) == 0;
+}
+
 bool IsDirectory(const std::string& strPath) {
     OSL_FINFO_S stInfo;
     return OSL_GetFileInfo(strPath.c_str(), stInfo) == 0 && stInfo.wFileType == OSL_TYPE_DIR;

@@ -17,6 +17,9 @@ struct dirListing {
 /// CFailure when it cannot be read to its end.
 dirListing ListDir(const std::string& strPath);
 
+/// Whether anything stands at the path; a link counts as what it leads to.
+bool Exists(const std::string& strPath);
+
 /// Whether the path is a directory, itself, not a link to one.
 bool IsDirectory(const std::string& strPath);
 
