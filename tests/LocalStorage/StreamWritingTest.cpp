@@ -145,7 +145,10 @@ TEST_F(StreamWriting, SwitchesAtTheLimitAndTellsTheHostInOrder) {
 
 TEST_F(StreamWriting, ManySwitchesInOneSecondKeepTheFileOnceNamesRunAhead) {
     StartBeforeSwitch();
-    for (int i = 0; i < 4; ++i) EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
+    const auto looks = m_faults.Watch(Op::Access, Ends(".mp4"));
+    EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
+    EXPECT_EQ(looks.Seen(), 0u) << "no name comes free within the second";
     EXPECT_THAT(RecordFiles(), SizeIs(3));  // the one before, this second and the next
     m_faults.AdvanceTime(SECOND);
     EXPECT_TRUE(WritePiece("c"));

@@ -104,6 +104,7 @@ struct recordChannel {
     bool bGotIFrame = false;          ///< the first key frame has come
     bool bWriteFailed = false;        ///< the last write to the current file failed
     bool bHeadSaved = false;          ///< a stream header has come
+    std::time_t tNoneFree = -1;       ///< in this second no name was free for the next file
 
     /// The claim; see CChannelTable.
     std::atomic<std::uint32_t> nClaim = 0;

@@ -12,7 +12,9 @@ const std::string METHOD = "[wtb][CLocalStorage::SwitchRecFile] ";
 bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_t nPending) const {
     if (!IsClientLayout()) return false;
     const std::uint32_t nLimit = m_stStoreInfo.nFileSize * 1048576u;
-    if (channel.nWrittenSize.load(std::memory_order_relaxed) + nPending >= nLimit) return true;
+    if (channel.nWrittenSize.load(std::memory_order_relaxed) + nPending >= nLimit &&
+        OSL_Time() != channel.tNoneFree)
+        return true;
     // A file on a disk that failed is given up once the engine records on another disk.
     return channel.bWriteFailed && !channel.strRecFilePath.starts_with(GetCurRecDir());
 }
@@ -21,8 +23,10 @@ bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_
 // before it is made, so that no clean-up takes it.
 void CLocalStorage::SwitchRecFile(recordChannel& channel) {
     constexpr int MAX_SECONDS_AHEAD = 1;
+    const std::time_t tNow = OSL_Time();
     const auto stPath = BuildFreeSecondPath(channel.strCameraID, MAX_SECONDS_AHEAD);
-    if (!stPath || IsPathTooLong(stPath->strPath)) return;  // the next occasion tries again
+    if (!stPath) channel.tNoneFree = tNow;  // a burst looks once a second, not with every piece
+    if (!stPath || IsPathTooLong(stPath->strPath)) return;  // a later occasion tries again
     m_mapRecordChannel.Announce(channel, stPath->strPath);
     try {
         CloseOldFile(channel);
