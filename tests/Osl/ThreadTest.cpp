@@ -5,8 +5,18 @@
 #include <gtest/gtest.h>
 
 #include "Osl/Osl.h"
+#include "Osl/OslMutex.h"
 
 namespace {
+
+OSL_Mutex g_mtxFirst(OSL_LockRank::DiskCheck, "first");
+OSL_Mutex g_mtxSecond(OSL_LockRank::Index, "second");
+OSL_Mutex g_mtxPeer(OSL_LockRank::Index, "peer");
+
+void LockBoth(OSL_Mutex& outer, OSL_Mutex& inner) {
+    const OSL_Guard guardOuter(outer);
+    const OSL_Guard guardInner(inner);
+}
 
 std::uint32_t WaitForEvent(void* hEvent) {
     return OSL_WaitForSingleObject(static_cast<OSL_EventHandle>(hEvent), OSL_INFINITE);
@@ -20,17 +30,6 @@ std::uint32_t TellBlockedSignal(void* pBlocked) {
 }
 
 }  // namespace
-
-TEST(ThreadTest, AnEventStaysSetUntilItIsReset) {
-    const OSL_EventHandle hEvent = OSL_CreateEvent(0);
-    EXPECT_EQ(OSL_WaitForSingleObject(hEvent, 1), OSL_WAIT_TIMEOUT);
-    OSL_SetEvent(hEvent);
-    EXPECT_EQ(WaitForEvent(hEvent), OSL_WAIT_OBJECT);
-    EXPECT_EQ(WaitForEvent(hEvent), OSL_WAIT_OBJECT);
-    OSL_ResetEvent(hEvent);
-    EXPECT_EQ(OSL_WaitForSingleObject(hEvent, 0), OSL_WAIT_TIMEOUT);
-    OSL_CloseEvent(hEvent);
-}
 
 TEST(ThreadTest, TheHostsSignalsStayOffTheLibrarysThreads) {
     bool bBlocked = false;
@@ -52,3 +51,11 @@ TEST(ThreadTest, AForkedProcessDoesNotWaitForAThreadItDoesNotHave) {
     EXPECT_EQ(OSL_Thread_Wait(hThread), 0);
     OSL_CloseEvent(hEvent);
 }
+
+#ifndef NDEBUG
+TEST(MutexDeathTest, DisorderNamesBothMutexes) {
+    LockBoth(g_mtxFirst, g_mtxSecond);
+    EXPECT_DEATH(LockBoth(g_mtxSecond, g_mtxFirst), R"(holding \[second\], wanted \[first\])");
+    EXPECT_DEATH(LockBoth(g_mtxSecond, g_mtxPeer), R"(holding \[second\], wanted \[peer\])");
+}
+#endif
