@@ -325,6 +325,8 @@ struct recQueryParam {
 /// Camera identifiers: 1 to 63 bytes, not "." or "..", without "/", "\" and control characters.
 class CLocalStorageInterface {
 public:
+    /// Call Release first: it does not stop a running engine's threads. DelLocalStorageClass does
+    /// both.
     virtual ~CLocalStorageInterface() {}
 
     /// Starts the engine. False: GetLastError tells why, and Initialize may be called again. On a

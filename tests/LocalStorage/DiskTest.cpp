@@ -58,24 +58,6 @@ TEST_F(DiskCheck, MovesToTheNextAndComesBack) {
     EXPECT_EQ(DiskOfNext(), "1");
 }
 
-TEST_F(DiskCheck, WithoutACallbackTheLogTells) {
-    m_stInfo.pFunCallback = nullptr;
-    StartOnTwo();
-    Record("cam01", Hour(1, 8));
-    SetRoom(FULL, "1");
-    EXPECT_THAT(CheckDisk(), ElementsAre(m_strTag + "GetFreeDisk success, new Disk [$/2/]"));
-    const Trace lsSaid = CheckFullDisk();
-    ASSERT_THAT(lsSaid, SizeIs(3));
-    EXPECT_EQ(lsSaid[0], m_strTag + "RemoteBackupStorage, GetFreeDisk fail, bCycWrite [1]");
-    EXPECT_THAT(lsSaid[1], testing::HasSubstr("Delete Record File Path"));
-    m_pEngine->Release();
-    m_stInfo.bCycWrite = false;
-    Start();
-    SetRoom(ROOM, "2");  // which is not for this engine
-    EXPECT_THAT(CheckFullDisk(), ElementsAre(m_strTag + "RemoteBackupStorage, disk full, start "
-                                                        "delete record, bCycWrite [0]"));
-}
-
 TEST_F(DiskCheck, RefusingAFullDiskTellsTheHost) {
     m_stInfo.bAutoDelete = false;
     Start(LOCAL_STORAGE_CLIENT);
@@ -126,18 +108,6 @@ TEST_F(DiskCheck, AnotherNameOfADirectoryIsNoOtherDisk) {
     EXPECT_EQ(DiskOfNext(), "none");
 }
 
-TEST_F(DiskCheck, AFailedDiskIsTriedOncePerCheck) {
-    StartOnTwo();
-    ASSERT_TRUE(Open("cam01", Hour(5, 8)));
-    auto rule = m_faults.Fail(Op::Write, Below(m_dir / "1"), ENOSPC);
-    EXPECT_FALSE(Write("cam01", Hour(5, 8), "lost"));
-    for (const std::uint64_t nWrites : {2, 3}) {  // the lost piece and the trials
-        EXPECT_EQ(DiskOfNext(), "2");
-        EXPECT_EQ(rule.Seen(), nWrites);
-    }
-    EXPECT_FALSE(Exists(Disk() + ".write-trial"));
-}
-
 TEST_F(DiskCheck, NothingIsMadeBelowAPulledDisk) {
     StartOnTwo();
     Record("cam01", Hour(1, 8));
@@ -158,38 +128,22 @@ TEST_F(DiskCheck, NothingIsMadeBelowAPulledDisk) {
     EXPECT_EQ(DiskOfNext(), "1");
 }
 
-TEST_F(DiskCheck, ADiskThatDeletingCannotHelpDoesNotCostTheOthersTheirRecordings) {
-    StartOnTwo();
-    SetRoom(FULL, "1");
-    Record("cam01", Hour(1, 8));  // on disk 2
-    m_pEngine->Release();
-    m_stInfo.bCycWrite = false;
-    SetRoom(ROOM, "1");
-    Start();
-    m_faults.SetDevice(m_dir / "1", 4711);
-    CheckDisk();
-    m_faults.ClearDevices();
-    m_faults.Fail(Op::Open, Below(m_dir / "1"), EROFS);
-    EXPECT_EQ(DiskOfNext(), "none");
-    EXPECT_EQ(DiskOfNext(), "none");
-    m_faults.ClearRules();
-    EXPECT_EQ(DiskOfNext(), "1");
-    EXPECT_THAT(RecordFiles(), SizeIs(2));
-}
-
-TEST_F(DiskCheck, APassTakesNothingFromADiskThatFails) {
-    for (const int nError : {EIO, EROFS}) {
+TEST_F(DiskCheck, APassTakesNothingFromADiskThatDeletingCannotHelp) {
+    for (const int nError : {EIO, EROFS, 0}) {  // 0: pulled
         StartOnTwo();
         Record("cam01", Hour(1, 8));
+        if (nError == 0) m_faults.SetDevice(m_dir / "1", 4711);
         m_faults.Fail(Op::Open, Below(m_dir / "1"), nError);
-        EXPECT_EQ(DiskOfNext(), "none");
+        EXPECT_EQ(DiskOfNext(), nError == 0 ? "2" : "none");
         Record("cam01", Hour(2, 8));
         Record("cam01", Hour(3, 8));
         SetRoom(FULL, "2");
         CheckDisk();
         EXPECT_THAT(PathsOf(MESSAGEVALUE_DELETEFILE),
                     ElementsAre(testing::HasSubstr("/2/RecordFile/20240302/")));
+        EXPECT_THAT(Find("cam01", Time(1, 0), Time(2, 0)), SizeIs(1));
         m_faults.ClearRules();
+        m_faults.ClearDevices();
         SetRoom(ROOM, "2");
         Stop();
         for (const char* pDisk : {"1", "2"}) std::filesystem::remove_all(Disk(pDisk));

@@ -15,7 +15,6 @@ protected:
         EXPECT_EQ(m_pEngine->GetLastError(), nError) << strCamera;
     }
 
-    const std::string m_strTag = "[wtb][CLocalStorage::OpenChannelRecord] ";
     const std::string m_strDay = Disk() + "RecordFile/20240305/";
     const std::string m_strFile = m_strDay + "cam01/20240305080000_20240305090000_1.mp4";
 };
@@ -29,12 +28,13 @@ TEST_F(OpenClose, TellsTheHostInOrder) {
     const std::string strFile = "$" + m_strFile.substr(m_dir.Path().size());
     EXPECT_THAT(
         Said(),
-        ElementsAre(
-            "-> 3 cam01 " + strFile + " 20240305080000 [396] user",
-            m_strTag + "pFunCallback MESSAGEVALUE_CREATEFILE, strRecFilePath[" + strFile + "]",
-            "-> 5 cam01 " + strFile + " 20240305080001 [396] user",
-            "[wtb][CLocalStorage::CloseChannelRecord] pFunCallback MESSAGEVALUE_CLOSEFILE, "
-            "strCameraID [cam01]"));
+        ElementsAre("-> 3 cam01 " + strFile + " 20240305080000 [396] user",
+                    "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback MESSAGEVALUE_CREATEFILE, "
+                    "strRecFilePath[" +
+                        strFile + "]",
+                    "-> 5 cam01 " + strFile + " 20240305080001 [396] user",
+                    "[wtb][CLocalStorage::CloseChannelRecord] pFunCallback MESSAGEVALUE_CLOSEFILE, "
+                    "strCameraID [cam01]"));
 }
 
 TEST_F(OpenClose, RefusesBadRequests) {
@@ -46,12 +46,6 @@ TEST_F(OpenClose, RefusesBadRequests) {
     EXPECT_FALSE(Close("cam01", stInfo));
     stInfo.stEndTime = Time(5, 7);
     ExpectRefused("cam01", stInfo, -20);
-    EXPECT_THAT(Said(), ElementsAre(m_strTag + "NULL == pCameraID",
-                                    "[wtb][CLocalStorage::CloseChannelRecord] NULL == pCameraID",
-                                    "[wtb][CLocalStorage::CloseChannelRecord] IsRecordChannelExist "
-                                    "fail, strMapID [cam01_20240305080000_20240305090000_1.mp4]",
-                                    m_strTag + "rec file time error, strMapID "
-                                               "[cam01_20240305080000_20240305070000_1.mp4]"));
     stInfo.stEndTime.wYear = 10000;
     ExpectRefused("cam01", stInfo, -20);
     stInfo = Hour(5, 8);
@@ -65,10 +59,7 @@ TEST_F(OpenClose, RefusesBadRequests) {
 TEST_F(OpenClose, OneChannelAtATimePerKey) {
     Start();
     ASSERT_TRUE(Open("cam01", Hour(5, 8)));
-    Said();
     ExpectRefused("cam01", Hour(5, 8), -13);
-    EXPECT_THAT(Said(), ElementsAre(m_strTag + "IsRecordChannelExist, strMapID "
-                                               "[cam01_20240305080000_20240305090000_1.mp4]"));
     EXPECT_TRUE(Open("cam01", Hour(5, 9)));
     EXPECT_TRUE(Open("cam01", Hour(5, 8, RECORD_TYPE_2)));
     m_pEngine->Release();
@@ -125,22 +116,11 @@ TEST_F(OpenClose, ContinuesExistingFilesOnlyWhenAsked) {
     recFileInfo stInfo = Hour(5, 8);
     stInfo.bOpenFlag = true;
     ExpectRefused("cam01", stInfo, -14);
-    EXPECT_THAT(Said(), ElementsAre(m_strTag + "OSL_OpenFile fail, strRecFilePath[$" +
-                                    m_strFile.substr(m_dir.Path().size()) + "]"));
     Record("cam01", Hour(5, 8), "one ");
     Record("cam01", stInfo, "two");
     EXPECT_EQ(GetFile(m_strFile), "one two");
     Record("cam01", Hour(5, 8), "three");
     EXPECT_EQ(GetFile(m_strFile), "three");
-}
-
-TEST_F(OpenClose, NeverThroughALink) {
-    Start();
-    PutFile(m_dir / "target", "precious");
-    std::filesystem::create_directories(m_strDay + "cam01");
-    std::filesystem::create_symlink(m_dir / "target", m_strFile);
-    ExpectRefused("cam01", Hour(5, 8), -14);
-    EXPECT_EQ(GetFile(m_dir / "target"), "precious");
 }
 
 TEST_F(OpenClose, ClientFilesOfOneSecondGetNamesOfTheirOwn) {
@@ -179,11 +159,7 @@ TEST_F(OpenClose, FindsRecordingsByCameraTypeAndTime) {
     EXPECT_THAT(Find("cam_1_0", Time(5, 0), Time(6, 0)), SizeIs(1));  // was open at the end
     EXPECT_THAT(Find("cam01", Time(5, 9), Time(5, 10)), IsEmpty());
     EXPECT_THAT(Find("cam_01_2", Time(5, 0), Time(6, 0)), IsEmpty());
-    Said();
     EXPECT_THAT(Find("cam01", Time(6, 0), Time(5, 0)), IsEmpty());
     recQueryParam stParam;
     EXPECT_FALSE(m_pEngine->QueryRecFile(stParam, nullptr));
-    EXPECT_THAT(Said(),
-                ElementsAre("[wtb][CLocalStorage::QueryRecFile] stQueryStartTime > stQueryEndTime",
-                            "[wtb][CLocalStorage::QueryRecFile] NULL == ppRecFileList"));
 }

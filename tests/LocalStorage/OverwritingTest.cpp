@@ -76,19 +76,6 @@ TEST_F(Overwriting, SpaceThatComesLaterCostsNoSecondDay) {
     EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8)));
 }
 
-TEST_F(Overwriting, TidiesUpToTheRecordFolder) {
-    Start();
-    Record("cam01", Hour(1, 8));
-    PutFile(Day(1) + "/cam01/index03.bin", "index");
-    PutFile(Day(1) + "/cam01/notes/a.txt", "loose");
-    PutFile(Day(1) + "/index02.bin", "index");
-    CheckFullDisk();
-    EXPECT_FALSE(Exists(Disk() + "RecordFile"));
-    EXPECT_TRUE(Exists(Disk()));
-    Record("cam01", Hour(2, 8));
-    EXPECT_EQ(Indexed(2), 1u);
-}
-
 TEST_F(Overwriting, FilesThatAreGoneAlreadyLeaveTheIndexUnreported) {
     Start();
     Record("cam01", Hour(1, 8));

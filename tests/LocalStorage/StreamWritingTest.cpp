@@ -44,10 +44,6 @@ TEST_F(StreamWriting, RefusesWhatItCannotPlace) {
     EXPECT_FALSE(m_pEngine->WriteData(szCamera, 0, nullptr, 0, m_stFile));
     EXPECT_FALSE(m_pEngine->WriteData(nullptr, 0, szCamera, 1, m_stFile));
     EXPECT_FALSE(WritePiece("data"));
-    const std::string strNull = "[wtb][CLocalStorage::WriteDate] NULL == pBuf || NULL == pCameraID";
-    EXPECT_THAT(Said(), ElementsAre(strNull, strNull,
-                                    "[wtb][CLocalStorage::WriteDate] IsRecordChannelExist fail, "
-                                    "strCameraID [cam01]"));
 }
 
 TEST_F(StreamWriting, WritesPiecesAsTheyComeAndTheFirstHeader) {
@@ -60,24 +56,12 @@ TEST_F(StreamWriting, WritesPiecesAsTheyComeAndTheFirstHeader) {
     EXPECT_TRUE(WritePiece("after"));
     EXPECT_TRUE(WritePiece(""));
     EXPECT_EQ(File(), std::string(MIB, 'x') + std::string(128, 'h') + "after");
-    const std::string strTag = "[wtb][CLocalStorage::WriteData] ";
-    EXPECT_THAT(Said(), ElementsAre(strTag + "head too long, nSize [129], strCameraID [cam01]",
-                                    strTag + "write head, nWritten [128], strCameraID [cam01]"));
-}
-
-TEST_F(StreamWriting, IgnoresUnknownStreamTypes) {
-    m_stInfo.enumStreamType = static_cast<StreamType>(2);
-    StartOpened();
-    EXPECT_TRUE(WritePiece("data"));
-    EXPECT_EQ(File(), "");
 }
 
 TEST_F(StreamWriting, AnalysedDataNeedsAHeader) {
     m_stInfo.bAnalyze = true;
     StartOpened();
     EXPECT_FALSE(WritePiece("data"));
-    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::WriteData] StreamProbeInputData fail, "
-                                    "strCameraID [cam01]"));
     EXPECT_TRUE(WriteHeader(""));
     EXPECT_TRUE(WritePiece("data"));  // dropped: no key frame yet
     EXPECT_EQ(File(), "");
@@ -111,11 +95,7 @@ TEST_F(StreamWriting, FailedWritesAreReportedAndTriedAgain) {
     m_faults.Fail(Op::Write, Ends(".mp4"), EFBIG).Times(1);
     EXPECT_FALSE(WritePiece("lost"));
     EXPECT_TRUE(WritePiece("kept"));
-    EXPECT_THAT(Said(),
-                ElementsAre("-> 6 cam01 27 [132] user",
-                            testing::MatchesRegex(
-                                ".wtb..CLocalStorage::WriteRecord. OSL_WriteFile fail, strCameraID "
-                                ".cam01., pBuf .0x[0-9a-f]+., nSize .4., iErr .27.")));
+    EXPECT_EQ(Said().at(0), "-> 6 cam01 27 [132] user");
     EXPECT_EQ(File(), "kept");
 }
 
@@ -157,19 +137,11 @@ TEST_F(StreamWriting, ManySwitchesInOneSecondKeepTheFileOnceNamesRunAhead) {
 }
 
 TEST_F(StreamWriting, AfterAFailedSwitchTheChannelHoldsNoHandle) {
-    const std::string strNew = m_strDay + "20240305_080001.mp4";
-    const struct {
-        Op eOp;
-        const char* pText;
-    } CASES[] = {{Op::Open, "OSL_OpenFile"}, {Op::Write, "OSL_WriteFile"}};  // of the header
-    for (const auto& stCase : CASES) {
+    for (const Op eOp : {Op::Open, Op::Write}) {  // the latter of the header
         StartBeforeSwitch();
-        m_faults.Fail(stCase.eOp, Ends("080001.mp4"), EFBIG).Times(1);
+        m_faults.Fail(eOp, Ends("080001.mp4"), EFBIG).Times(1);
         EXPECT_FALSE(WritePiece("lost"));
-        const Trace lsSaid = Said();
-        ASSERT_THAT(lsSaid, SizeIs(6));
-        EXPECT_EQ(lsSaid[3], m_strSwitch + stCase.pText + " fail, strRecFilePath[" + strNew + "]");
-        EXPECT_EQ(lsSaid[4], "-> 6 cam01 9 [132] user");  // EBADF: written nowhere
+        EXPECT_EQ(Said().at(4), "-> 6 cam01 9 [132] user");  // EBADF: written nowhere
         EXPECT_THAT(RecordFiles(), SizeIs(1));
         EXPECT_TRUE(WritePiece("kept"));
         EXPECT_EQ(File(1), "HEADkept");
@@ -178,14 +150,6 @@ TEST_F(StreamWriting, AfterAFailedSwitchTheChannelHoldsNoHandle) {
         std::filesystem::remove_all(Disk() + "RecordFile");
         m_faults.SetTime(Morning());
     }
-}
-
-TEST_F(StreamWriting, AChannelWithoutAFileIsNotReportedClosedAgain) {
-    StartBeforeSwitch();
-    m_faults.Fail(Op::Open, Ends(".mp4"), EMFILE);
-    EXPECT_FALSE(WritePiece("lost"));
-    EXPECT_TRUE(Close("cam01", m_stFile));
-    EXPECT_THAT(PathsOf(MESSAGEVALUE_CLOSEFILE), SizeIs(1));
 }
 
 TEST_F(StreamWriting, AFileOnAFailedDiskIsGivenUpForAnotherDisk) {
