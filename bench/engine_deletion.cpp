@@ -93,11 +93,14 @@ double PassSeconds(const CScratchDir& scratch) {
     return SecondsOf([&] { pass.Run(); });
 }
 
+void Rm(const std::string& strDir) {
+    Demand(std::system(("rm -rf " + strDir).c_str()) == 0, "rm failed");
+}
+
 double RmSeconds(const CScratchDir& scratch) {
     fs::remove_all(scratch / "disk");
     MakeDay(scratch / "disk");
-    const std::string strCommand = "rm -rf " + scratch / "disk/RecordFile";
-    return SecondsOf([&] { Demand(std::system(strCommand.c_str()) == 0, "rm failed"); });
+    return SecondsOf([&] { Rm(scratch / "disk/RecordFile"); });
 }
 
 /// The longest of the calls of `call` that happen while `work` runs.
@@ -132,6 +135,12 @@ double LongestWriteInPass(const CScratchDir& scratch) {
 double LongestWriteWithoutPass(const CScratchDir& scratch) {
     CPass pass(scratch.Path());
     return LongestWrite(pass.Engine(), [] { std::this_thread::sleep_for(PASS_TIME); });
+}
+
+/// What the deleting itself costs a writer, whoever does it.
+double LongestWriteDuringRm(const CScratchDir& scratch) {
+    CPass pass(scratch.Path());
+    return LongestWrite(pass.Engine(), [&] { Rm(scratch / "disk/RecordFile/20240101"); });
 }
 
 /// What waits for a pass, or may: the longest call of each during one, in milliseconds.
@@ -205,6 +214,10 @@ int main(int argc, char** argv) {
         "15", "longest WriteData (4 KiB) during that pass", "without one", AtMost(2),
         [&] { return LongestWriteInPass(scratch); },
         [&] { return LongestWriteWithoutPass(scratch); });
+    Ratio(
+        "15b", "longest WriteData (4 KiB) during that pass", "while rm -rf deletes the same",
+        AtMost(2), [&] { return LongestWriteInPass(scratch); },
+        [&] { return LongestWriteDuringRm(scratch); });
     Ratio(
         "16", "WriteImage, 100 KiB", "open, write, close", AtMost(2),
         [&] { return PictureSeconds(scratch, strPicture); },

@@ -40,12 +40,13 @@ void AddUnlisted(const std::string& strDayDir, std::list<std::string>& lsRecFile
     const std::unordered_set<std::string_view> setListed(lsRecFile.begin(), lsRecFile.end());
     std::list<std::string> lsChannel, lsOther;
     GetSubTargetList(strDayDir, lsChannel, lsOther);
+    std::string strPath;
     for (const std::string& strChannel : lsChannel) {
         const std::string strFolder = strDayDir + "/" + strChannel;
         ForEachEntry(strFolder, [&](const OSL_FIND_DATA& stData) {
             if (stData.wFileType == OSL_TYPE_DIR || !VerifyRecFile(stData.szName)) return;
-            std::string strPath = strFolder + "/" + stData.szName;
-            if (setListed.count(strPath) == 0) lsRecFile.push_back(std::move(strPath));
+            strPath.assign(strFolder).append("/").append(stData.szName);
+            if (setListed.count(strPath) == 0) lsRecFile.push_back(strPath);
         });
     }
 }

@@ -119,12 +119,13 @@ bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
 }
 
 bool CLocalStorage::DeleteRecordFile(CFileDeleter& deleter, const std::string& strPath) {
-    const std::string strMethod = "[wtb][CLocalStorage::DeleteRecordFile] ";
     if (!deleter.Delete(strPath)) return m_pIndexMgr->ForgetMissingFile(strPath);
-    SendDeleted(strPath, strMethod + "pFunCallback MESSAGEVALUE_DELETEFILE, strRecFilePath [" +
-                             strPath + "]");
+    SendDeleted(strPath,
+                "[wtb][CLocalStorage::DeleteRecordFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
+                "strRecFilePath [" +
+                    strPath + "]");
     m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_DELETE);
-    LogText(strMethod + "Delete Record File Path [" + strPath + "]");
+    LogText("[wtb][CLocalStorage::DeleteRecordFile] Delete Record File Path [" + strPath + "]");
     return true;
 }
 
