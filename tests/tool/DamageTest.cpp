@@ -47,7 +47,6 @@ protected:
 };
 
 TEST_F(ToolDamage, CheckNamesEveryKindOfDamageAndChangesNothing) {
-    EXPECT_EQ(Findings(), Names{});
     PutFile(Channel() + "/notes.txt", "foreign");
     fs::rename(Recording(), Channel() + "/20240305100000_20240305100006_1.mp4");
     PutFile(Folder() + "/index.dirty");
@@ -69,7 +68,6 @@ TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
     EXPECT_EQ(vecFound[0]["finding"], "hidden");
     EXPECT_EQ(vecFound[0]["path"], Folder());
     EXPECT_EQ(vecFound[0]["files"], 3);
-    EXPECT_EQ(Findings(), Names{}) << "without that disk all is well";
 
     fs::rename(Folder(), Dir() + "/BackupFile");
     Import(Dir("new"), "2024-03-04 10:00:00");
@@ -77,23 +75,26 @@ TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
     EXPECT_EQ(Findings(), Names{"hidden"});
     EXPECT_EQ(CountFound(), 4u);
     EXPECT_NE(On("status").strErr.find("do not find 1 recording"), std::string::npos);
-    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0) << "nothing that a repair mends";
+    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0);
     EXPECT_EQ(On("prune", {"--before", "2024-03-05", "--apply"}).nCode, 0);
     EXPECT_FALSE(fs::exists(Dir() + "/BackupFile/20240304"));
     EXPECT_TRUE(fs::exists(Folder() + "/20240304/cam01/20240304100000_20240304100006_1.mp4"));
-    EXPECT_EQ(Findings(), Names{"hidden"});
 }
 
-TEST_F(ToolDamage, RepairIsDryUntilApplied) {
-    PutFile(Channel() + "/notes.txt", "foreign");
+TEST_F(ToolDamage, RepairIsDryUntilAppliedAndKeepsWhatItRemoves) {
+    PutFile(Folder() + "/folder/inner/file", "kept");
     fs::remove(Recording());
     const auto setBefore = Tree();
     EXPECT_EQ(On("repair").nCode, 0);
+    EXPECT_EQ(On("repair", {"--apply", "--keep-removed", Folder() + "/kept"}).nCode, 2);
     EXPECT_EQ(Tree(), setBefore);
-    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0);
-    EXPECT_FALSE(fs::exists(Channel() + "/notes.txt"));
+    const std::string strKept = Dir("kept") + "/RecordFile";
+    PutFile(strKept + "/folder", "in the way");
+    EXPECT_EQ(On("repair", {"--apply", "--keep-removed", Dir("kept")}).nCode, 0);
+    EXPECT_EQ(GetFile(strKept + "/folder"), "in the way");
+    EXPECT_EQ(GetFile(strKept + "/folder.1/inner/file"), "kept");
+    EXPECT_FALSE(fs::exists(Folder() + "/folder"));
     EXPECT_EQ(Findings(), Names{});
-    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0) << "nothing left to do";
 }
 
 TEST_F(ToolDamage, RepairRefusesToRemoveMuchUnlessTold) {
@@ -107,21 +108,8 @@ TEST_F(ToolDamage, RepairRefusesToRemoveMuchUnlessTold) {
     for (int n = 0; n < 3; ++n) PutFile(Channel() + "/small" + std::to_string(n), "x");
     EXPECT_TRUE(Refused("/small3", "four of seven"));
     EXPECT_EQ(On("repair", {"--apply"}).nCode, 0) << "three of six is not more than half";
-}
-
-TEST_F(ToolDamage, RepairCanKeepWhatItRemoves) {
-    PutFile(Channel() + "/big", std::string((1 << 20) + 1, 'x'));
-    PutFile(Folder() + "/folder/inner/file", "kept");
-    const std::string strKept = Dir("kept") + "/RecordFile";
-    PutFile(strKept + "/folder", "in the way");
-    EXPECT_EQ(On("repair", {"--apply", "--yes", "--keep-removed", Dir("kept")}).nCode, 0);
-    EXPECT_EQ(GetFile(strKept + "/folder"), "in the way");
-    EXPECT_EQ(GetFile(strKept + "/folder.1/inner/file"), "kept");
-    EXPECT_EQ(fs::file_size(strKept + "/20240305/cam01/big"), (1u << 20) + 1);
-    EXPECT_EQ(Findings(), Names{});
-    PutFile(Channel() + "/notes.txt", "x");
-    EXPECT_EQ(On("repair", {"--apply", "--keep-removed", Folder() + "/kept"}).nCode, 2);
-    EXPECT_TRUE(fs::exists(Channel() + "/notes.txt"));
+    for (int n = 0; n < 4; ++n) PutFile(Channel() + "/small" + std::to_string(n), "x");
+    EXPECT_EQ(On("repair", {"--apply", "--yes"}).nCode, 0);
 }
 
 TEST_F(ToolDamage, ADirectoryInUseIsNotRepairedNorPruned) {
@@ -150,8 +138,6 @@ TEST_F(ToolDamage, PruneDeletesEarlierDaysWhole) {
     EXPECT_EQ(On("prune", {"--before", "2024-03-06", "--kind", "pictures", "--apply"}).nCode, 0);
     EXPECT_FALSE(fs::exists(strPictures + "/20240301"));
     EXPECT_TRUE(fs::exists(strPictures + "/20240306/cam01/20240306_080000.jpg"));
-    EXPECT_EQ(CountFound(), 3u);
-
     EXPECT_EQ(On("prune", {"--before", "2024-03-05", "--apply"}).nCode, 0);
     EXPECT_FALSE(fs::exists(Folder() + "/20240304"));
     EXPECT_EQ(CountFound(), 2u);
