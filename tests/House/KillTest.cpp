@@ -18,20 +18,51 @@
 
 namespace {
 
+constexpr const char* CAMERAS[] = {"front_door", "cam01_1_0", "cam01_2_0"};
+
+int PrintPath(int nType, void* pData, unsigned int, void*) {
+    if (nType != MESSAGEVALUE_CREATEFILE) return 0;
+    const std::string strLine = std::string(static_cast<recFileEvent*>(pData)->szFileName) + "\n";
+    const auto nSize = static_cast<ssize_t>(strLine.size());
+    if (::write(STDOUT_FILENO, strLine.data(), strLine.size()) != nSize) ::_exit(1);
+    return 0;
+}
+
+/// Opens recording after recording, numbered from `nNumber` on, a minute each from 2024-03-01
+/// on, and prints the path of each when the engine tells it. Every few recordings it releases its
+/// engine and starts another, so that flushes and starts are met as well.
+void RecordUntilKilled(const CTempDir& dir, int nNumber) {
+    constexpr int PER_DAY = 24 * 60, PER_ENGINE = 8;
+    while (true) {
+        tagStoreInfo stInfo;
+        AddRecordDir(stInfo, dir.Path());
+        stInfo.pFunCallback = PrintPath;
+        CHost host(stInfo, dir / "log");
+        for (int n = 0; n < PER_ENGINE; ++n, ++nNumber) {
+            const std::string strCamera = CAMERAS[nNumber % 3];
+            recFileInfo stFile;
+            stFile.stStartTime =
+                BlockTime(2024, 3, 1 + nNumber / PER_DAY, nNumber / 60 % 24, nNumber % 60);
+            stFile.stEndTime = stFile.stStartTime;
+            stFile.stEndTime.bySecond = 59;
+            if (!host.Open(strCamera, stFile)) ::_exit(1);
+            host.Write(strCamera, stFile, "stream");
+            if (n % 2 == 0) host.Close(strCamera, stFile);
+            ::usleep(500);
+        }
+    }
+}
+
 class Kill : public testing::Test {
 protected:
-    static constexpr const char* CAMERAS[] = {"front_door", "cam01_1_0", "cam01_2_0"};
-
-    /// Runs the host for so long, kills it, and notes the recordings that it had opened.
+    /// Runs a host for so long, kills it, and notes the recordings that it had opened. No engine
+    /// runs in this process meanwhile, so the host may be a fork of it.
     void RunAndKill(std::chrono::microseconds lifetime) {
-        const std::string strOutput = m_dir / "output", strLog = m_dir / "log",
-                          strFirst = std::to_string(m_setOpened.size());
+        const std::string strOutput = m_dir / "output";
         const pid_t nHost = ::fork();
         if (nHost == 0) {
             ::dup2(::open(strOutput.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
-            ::execl(KILLED_HOST, KILLED_HOST, m_dir.Path().c_str(), strLog.c_str(),
-                    strFirst.c_str(), CAMERAS[0], CAMERAS[1], CAMERAS[2], nullptr);
-            ::_exit(127);
+            RecordUntilKilled(m_dir, static_cast<int>(m_setOpened.size()));
         }
         std::this_thread::sleep_for(lifetime);
         ::kill(nHost, SIGKILL);
@@ -40,7 +71,6 @@ protected:
         EXPECT_TRUE(WIFSIGNALED(nStatus)) << "the host ended by itself, status " << nStatus;
         std::istringstream lines(GetFile(strOutput));
         for (std::string strPath; std::getline(lines, strPath);) m_setOpened.insert(strPath);
-        std::filesystem::remove(strOutput);
     }
 
     /// The recordings that a query finds and that are there.
