@@ -1,49 +1,86 @@
-// A small real disk of the tests' own: a mounted file system that can be filled, emptied,
-// remounted, pulled and broken. Linux, root.
+// A small real disk of the tests' own: a mounted file system that can be filled, emptied, remounted
+// and pulled. Linux, root.
 
 #ifndef LOCALSTORAGE_TESTS_DISKS_DISK_H
 #define LOCALSTORAGE_TESTS_DISKS_DISK_H
 
+#include <cerrno>
 #include <cstdint>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <sys/mount.h>
+#include <system_error>
+#include <unistd.h>
 
 constexpr std::uint64_t MIB = 1024 * 1024;
 
+inline void Check(bool bDone, const std::string& strWhat) {
+    if (!bDone) throw std::system_error(errno, std::generic_category(), strWhat);
+}
+
+/// Makes a file longer by so many bytes; false when there is no room for them.
+inline bool Extend(const std::string& strPath, std::uint64_t nBytes) {
+    const int nFile = ::open(strPath.c_str(), O_WRONLY | O_CREAT, 0644);
+    if (nFile < 0) return false;
+    const bool bDone =
+        ::fallocate(nFile, 0, ::lseek(nFile, 0, SEEK_END), static_cast<off_t>(nBytes)) == 0;
+    ::close(nFile);
+    return bDone;
+}
+
 class CDisk {
 public:
-    /// The file system mounted at `strPath`. Keeps its device from going away with it.
-    explicit CDisk(const std::string& strPath);
-    ~CDisk();
-    CDisk(const CDisk&) = delete;
-    CDisk& operator=(const CDisk&) = delete;
+    /// The file system mounted at `strPath`. Keeps its device open, so that it does not go away
+    /// with it, until the process ends.
+    explicit CDisk(const std::string& strPath) : m_strPath(strPath) {
+        std::ifstream mounts("/proc/self/mounts");
+        std::string strMountPoint, strRest;
+        while (strMountPoint != strPath && mounts >> m_strDevice >> strMountPoint >> m_strType)
+            std::getline(mounts, strRest);
+        Check(strMountPoint == strPath, strPath + " is no disk");
+        Check(::open(m_strDevice.c_str(), O_RDONLY | O_CLOEXEC) >= 0, m_strDevice);
+    }
 
     const std::string& Path() const { return m_strPath; }
-    /// Something on it.
     std::string operator/(const std::string& strName) const { return m_strPath + "/" + strName; }
 
-    /// Removes everything.
-    void Clear() const;
-    /// Another process takes or gives back room until so many bytes are free.
-    void LeaveFree(std::uint64_t nBytes) const;
-
+    /// Removes everything. Cuts files first: xfs gives the room of a removed one back later.
+    void Clear() const {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_strPath))
+            if (entry.is_regular_file()) std::filesystem::resize_file(entry, 0);
+        for (const auto& entry : std::filesystem::directory_iterator(m_strPath))
+            if (entry.path().filename() != "lost+found") std::filesystem::remove_all(entry);
+    }
+    /// Another process takes or gives back room until so many bytes are free; in ever smaller
+    /// steps, since a file system needs some of its room for itself.
+    void LeaveFree(std::uint64_t nBytes) const {
+        const std::string strFiller = *this / "filler";
+        ::truncate(strFiller.c_str(), 0);
+        std::uint64_t nStep = Free();
+        for (nStep -= nBytes; nStep >= 4096; nStep /= 2) {
+            while (Free() >= nBytes + nStep && Extend(strFiller, nStep)) {
+            }
+        }
+    }
     /// With MS_RDONLY, or with 0 to have it writable again.
-    void Remount(unsigned long nFlags) const;
+    void Remount(unsigned long nFlags) const {
+        Check(::mount("", m_strPath.c_str(), "", MS_REMOUNT | nFlags, nullptr) == 0, "remount");
+    }
     /// Takes the disk away under whoever uses it.
-    void Pull() const;
-    void PutBack() const;
-    /// From now on every write fails, until the disk has been pulled and put back.
-    void Break() const;
+    void Pull() const { Check(::umount2(m_strPath.c_str(), MNT_DETACH) == 0, "umount"); }
+    void PutBack() const {
+        Check(::mount(m_strDevice.c_str(), m_strPath.c_str(), m_strType.c_str(), 0, nullptr) == 0,
+              "mount " + m_strDevice);
+    }
 
 private:
-    std::uint64_t Free() const;
+    std::uint64_t Free() const { return std::filesystem::space(m_strPath).free; }
 
     std::string m_strPath;
     std::string m_strDevice;
     std::string m_strType;
-    int m_nDevice = -1;
 };
-
-/// A file of so many bytes, with the folders above it.
-void PutFileOf(const std::string& strPath, std::uint64_t nBytes);
 
 #endif  // LOCALSTORAGE_TESTS_DISKS_DISK_H
