@@ -5,20 +5,18 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "StreamProbe/StreamProbe.h"
 
-/// Where a packet that begins something begins, and its type.
-struct StreamMark {
-    std::size_t nPos;
-    std::uint32_t nType;
-    bool operator==(const StreamMark&) const = default;
-};
-std::ostream& operator<<(std::ostream& os, const StreamMark& stMark);
-using StreamMarks = std::vector<StreamMark>;
+constexpr std::uint32_t KEY = VEXANA_FRAME_I, OTHER = VEXANA_FRAME_OTHER,
+                        MORE = VEXANA_FRAME_CONTINUE;
+constexpr std::size_t WHOLE = std::string::npos;
+
+/// Where packets that begin something begin, and their types.
+using StreamMarks = std::vector<std::pair<std::size_t, std::uint32_t>>;
 
 struct StreamResult {
     std::string strBytes;     ///< all packets, one behind the other
@@ -26,14 +24,11 @@ struct StreamResult {
     std::size_t nCopied = 0;  ///< bytes that came out of the analyser's own memory
 };
 
-constexpr std::size_t WHOLE = std::string::npos;
-
-/// Runs a stream through an analyser, flush included, in a first piece of `nFirst` bytes and others
-/// of `nRest`. Those without a header share one analyser, since a flush leaves nothing behind.
-/// Throws when a call fails, packets are empty or do not lie one behind the other in their piece,
-/// or more than 4 MiB are held.
+/// Runs a stream through the analyser, flush included, in a first piece of `nFirst` bytes and
+/// others of `nRest`. All share one analyser, since a flush leaves nothing behind. Throws when a
+/// call fails, packets are empty or more than 4 MiB are held.
 StreamResult Analyse(const std::string& strStream, std::size_t nFirst = WHOLE,
-                     std::size_t nRest = WHOLE, const std::string& strHead = {});
+                     std::size_t nRest = WHOLE);
 
 /// Where the key frames begin.
 std::vector<std::size_t> KeyFrames(const StreamMarks& vecMark);
@@ -50,62 +45,37 @@ struct Part {
     std::uint32_t nType;
     std::string strBytes;
 };
-constexpr std::uint32_t KEY = VEXANA_FRAME_I, OTHER = VEXANA_FRAME_OTHER,
-                        MORE = VEXANA_FRAME_CONTINUE;
 
 /// Bytes from numbers: Bytes({0, 0, 1, 0x67}).
 std::string Bytes(const std::vector<int>& vecByte);
 
-/// NAL units with a start code of 4 bytes, as short as they can be and still be what they are.
-namespace nal {
+// NAL units with a start code of 4 bytes, as short as they can be and still be what they are.
 std::string Nal(const std::vector<int>& vecByte);
-
-inline const std::string AUD = Nal({0x09, 0xF0});
 inline const std::string SPS = Nal({0x67, 0x64, 0x00, 0x1F, 0xAC, 0xD9});
 inline const std::string PPS = Nal({0x68, 0xEB, 0xE3, 0xCB});
-inline const std::string SEI = Nal({0x06, 0x05, 0x02, 0x80, 0x80, 0x80});
-inline const std::string FILLER = Nal({0x0C, 0xFF, 0xFF, 0x80});
-inline const std::string PREFIX = Nal({0x6E, 0x40, 0x80, 0x80, 0x0F});
 inline const std::string IDR = Nal({0x65, 0x88, 0x84, 0x21, 0xA0, 0x13, 0x77});
-inline const std::string IDR_MORE = Nal({0x65, 0x04, 0x88, 0x84, 0x21, 0xA0, 0x13});
-inline const std::string INTRA = Nal({0x41, 0x88, 0x99, 0x21, 0xA0, 0x13, 0x77});
 inline const std::string P = Nal({0x41, 0x9A, 0x24, 0x6C, 0x41, 0x7F, 0x55});
 inline const std::string P_MORE = Nal({0x41, 0x04, 0x9A, 0x24, 0x6C, 0x41, 0x7F});
-
 inline const std::string VPS5 = Nal({0x40, 0x01, 0x0C, 0x01, 0xFF, 0xFF, 0x01, 0x60});
 inline const std::string SPS5 = Nal({0x42, 0x01, 0x01, 0x01, 0x60, 0x03, 0x7F});
 inline const std::string PPS5 = Nal({0x44, 0x01, 0xC1, 0x73, 0xD1});
-inline const std::string AUD5 = Nal({0x46, 0x01, 0x50});
-inline const std::string SEI5 = Nal({0x4E, 0x01, 0x05, 0x01, 0x80, 0x80});
-inline const std::string SUFFIX5 = Nal({0x50, 0x01, 0x84, 0x01, 0x80, 0x80});
 inline const std::string IDR5 = Nal({0x26, 0x01, 0xAF, 0x09, 0x40, 0xFD, 0x31});
-inline const std::string CRA5 = Nal({0x2A, 0x01, 0xAF, 0x09, 0x40, 0xFD, 0x31});
 inline const std::string P5 = Nal({0x02, 0x01, 0xD0, 0x09, 0x7E, 0x10, 0x61});
-inline const std::string P5_MORE = Nal({0x02, 0x01, 0x50, 0x09, 0x7E, 0x10, 0x61});
-
 /// All that belongs to a key frame.
-inline const std::string WHOLE_IDR = SPS + PPS + SEI + IDR;
+inline const std::string WHOLE_IDR = SPS + PPS + IDR;
 inline const std::string WHOLE_IDR5 = VPS5 + SPS5 + PPS5 + IDR5;
-}  // namespace nal
 
-/// Units of a program stream.
-namespace ps {
+// Units of a program stream.
 std::string Unit(int nCode, const std::string& strRest);  ///< start code, length, the rest
+std::string Pes(int nCode, const std::string& strPayload);
 std::string Video(const std::string& strPayload);
-std::string OpenVideo(const std::string& strPayload);  ///< no length given
-std::string Mpeg1Video(const std::string& strPayload);
-std::string Audio(std::size_t nSize);
 std::string Map(int nStreamType);
-
+inline const std::string AUDIO = Pes(0xC0, std::string(160, '\x55'));
 inline const std::string PACK =
     Bytes({0, 0, 1, 0xBA, 0x44, 0, 4, 0, 4, 1, 1, 0x89, 0xC3, 0xFD, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
-inline const std::string MPEG1_PACK = Bytes({0, 0, 1, 0xBA, 0x21, 0, 1, 0, 1, 0x80, 0x1B, 0x91});
-inline const std::string SYSTEM_HEADER =
-    Unit(0xBB, Bytes({0x80, 0x1B, 0x91, 0x04, 0xE1, 0x7F, 0xE0, 0xE0, 0x80}));
 
 /// As a camera sends it: each frame in a pack of its own (system header and map in front of key
 /// frames), in PES packets of at most `nPesSize` payload bytes, then some sound.
 std::string Camera(const std::vector<Part>& vecFrame, int nStreamType, std::size_t nPesSize);
-}  // namespace ps
 
 #endif  // LOCALSTORAGE_TESTS_STREAMPROBE_STREAMS_H
