@@ -27,7 +27,6 @@ bool IsDirectory(const char* pPath) {
 }  // namespace
 
 bool DeleteDirectory(const std::string& strPath) {
-    // With its slashes it would lead through a link in its last component.
     const std::string strDir(WithoutTrailingSlashes(strPath));
     std::list<std::string> lsSubDir, lsSubFile;
     const bool bWhole = GetSubTargetList(strDir, lsSubDir, lsSubFile);

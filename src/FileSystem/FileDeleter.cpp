@@ -8,7 +8,10 @@ bool CFileDeleter::Delete(const std::string& strPath) {
     const std::size_t nSlash = strPath.rfind('/');
     if (!m_hFolder || strPath.compare(0, nSlash, m_strFolder) != 0)
         Enter(strPath.substr(0, nSlash));
-    return m_hFolder && OSL_DeleteFileInDir(m_hFolder, strPath.c_str() + nSlash + 1) == 0;
+    // Without a handle to spare the long way does.
+    const int nResult = m_hFolder ? OSL_DeleteFileInDir(m_hFolder, strPath.c_str() + nSlash + 1)
+                                  : OSL_DeleteFile(strPath.c_str());
+    return nResult == 0;
 }
 
 void CFileDeleter::Enter(const std::string& strFolder) {

@@ -17,7 +17,7 @@ public:
     CFileDeleter(const CFileDeleter&) = delete;
     CFileDeleter& operator=(const CFileDeleter&) = delete;
 
-    /// False on failure: see OSL_GetSystemLastError. A folder that is a link is not entered.
+    /// False on failure: see OSL_GetSystemLastError.
     bool Delete(const std::string& strPath);
 
 private:

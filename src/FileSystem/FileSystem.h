@@ -47,7 +47,7 @@ bool VerifyDuplicateDisk(const std::list<std::string>& lsRecDir);
 bool GetFolderAttribute(const std::string& strDir, const std::string& strName, OSL_FINFO_S& stInfo);
 
 /// Free space of the file system that holds `pPath`, in MiB, rounded down, blocks reserved for root
-/// included; 0 when the system cannot tell.
-void GetDiskUsableSpace(const char* pPath, std::uint64_t& nUsableSpace);
+/// included. False, and 0, when the system cannot tell.
+bool GetDiskUsableSpace(const char* pPath, std::uint64_t& nUsableSpace);
 
 #endif  // LOCALSTORAGE_FILESYSTEM_FILESYSTEM_H

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "FileSystem/FileSystem.h"
 #include "Osl/Osl.h"
 
 /// Calls f(const OSL_FIND_DATA&) for every entry of `strDir` but "." and "..", in the order the
@@ -13,7 +14,8 @@
 /// what was told for the whole directory. Does not follow a link.
 template <typename F>
 bool ForEachEntry(const std::string& strDir, F f) {
-    const OSL_DirHandle hDir = OSL_OpenDir(strDir.c_str());
+    // With its slashes it would lead through a link in its last component.
+    const OSL_DirHandle hDir = OSL_OpenDir(std::string(WithoutTrailingSlashes(strDir)).c_str());
     if (!hDir) return false;
     OSL_FIND_DATA stData;
     int nResult = 0;

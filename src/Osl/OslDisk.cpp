@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
 
@@ -7,7 +8,11 @@
 
 int OSL_GetDiskSpace(const char* pPath, OSL_DISK_SPACE& stSpace) {
     struct statvfs stStat;
-    if (OSL_Call().pfnStatVfs(pPath, &stStat) != 0) return -1;
+    int nResult = 0;
+    do {
+        nResult = OSL_Call().pfnStatVfs(pPath, &stStat);
+    } while (nResult != 0 && errno == EINTR);
+    if (nResult != 0) return -1;
     stSpace.nFreeBlocks = stStat.f_bfree;
     stSpace.nBlockSize = stStat.f_frsize != 0 ? stStat.f_frsize : stStat.f_bsize;
     return 0;

@@ -121,12 +121,52 @@ TEST_F(Overwriting, ADayThatLosesNothingIsPassedOver) {
     Record("cam01", Hour(2, 8));
     Record("cam01", Hour(3, 8));
     Record("cam01", Hour(4, 8));
-    m_faults.Fail(Op::Unlink, Below(Day(2)), EROFS);
+    m_faults.Fail(Op::Unlink, Below(Day(2)), EPERM);
     CheckFullDisk();
     EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 3, 8)));
     EXPECT_THAT(RecordFiles(),
                 ElementsAre(Path("cam01", 1, 8), Path("cam01", 2, 8), Path("cam01", 4, 8)));
     EXPECT_EQ(Indexed(2), 1u);
+}
+
+TEST_F(Overwriting, WhatCannotBeToldCostsNoDay) {
+    const struct {
+        Op eOp;
+        int nError;
+        std::string strBelow;
+        bool bOnce, bFull;
+    } CASES[] = {{Op::StatVfs, EIO, "", false, false},
+                 {Op::StatVfs, EIO, "", true, false},
+                 {Op::Stat, EIO, "", true, false},
+                 {Op::Open, EMFILE, "RecordFile", false, true},
+                 {Op::ReadDir, ENOMEM, "RecordFile/20240305", false, true}};
+    for (const auto& stCase : CASES) {
+        m_faults.SetTime(Morning());
+        Start(LOCAL_STORAGE_CLIENT);
+        Record("cam01", recFileInfo());
+        m_faults.AdvanceTime(DAY);
+        Record("cam01", recFileInfo());
+        if (stCase.bFull) SetRoom(FULL);
+        auto rule = m_faults.Fail(stCase.eOp, Below(Disk() + stCase.strBelow), stCase.nError);
+        if (stCase.bOnce) rule.Times(1);
+        CheckDisk();
+        EXPECT_THAT(Deleted(), SizeIs(0)) << &stCase - CASES;
+        m_faults.ClearRules();
+        SetRoom(ROOM);
+        Stop();
+        std::filesystem::remove_all(Disk());
+    }
+}
+
+TEST_F(Overwriting, ADayFolderThatGoesUnderASwitchIsMadeAgain) {
+    m_stInfo.nFileSize = 0;
+    Start(LOCAL_STORAGE_CLIENT);
+    ASSERT_TRUE(Open("cam01", recFileInfo()));
+    m_faults.AdvanceTime(DAY);
+    m_faults.Before(Op::MakeDir, Is(Day(6) + "/cam01"), [&] { std::filesystem::remove(Day(6)); })
+        .Times(1);
+    EXPECT_TRUE(Write("cam01", recFileInfo(), "kept"));
+    EXPECT_EQ(GetFile(RecordFiles().at(1)), "kept");
 }
 
 TEST_F(Overwriting, AnEmptyIndexTidiesNothing) {

@@ -77,5 +77,8 @@ TEST_F(Snapshot, WithoutACurrentDirectoryNothingIsDeleted) {
     std::filesystem::current_path(m_dir.Path());
     EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));
     std::filesystem::current_path(previous);
+    Start();
+    std::filesystem::create_directory_symlink(m_dir / "ImageFile", Disk() + "ImageFile");
+    EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));  // nor behind a link
     EXPECT_TRUE(Exists(m_dir / "ImageFile/20240101/cam01/a.jpg"));
 }

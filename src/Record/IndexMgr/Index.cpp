@@ -3,6 +3,7 @@
 #include "IndexMgr/Index.h"
 
 #include <cstring>
+#include <exception>
 
 #include "IndexMgr/IndexLog.h"
 #include "IndexMgr/RecDirName.h"
@@ -131,7 +132,12 @@ std::uint32_t WriteIndexProc(void* pIndex) {
     while (true) {
         const std::uint32_t nResult = OSL_WaitForSingleObject(index.m_hWriteEvent, FLUSH_INTERVAL);
         if (nResult != OSL_WAIT_TIMEOUT && nResult != OSL_WAIT_OBJECT) return 0;
-        index.WriteIndexToFile();
+        try {
+            index.WriteIndexToFile();
+        } catch (const std::exception&) {  // the marker stays
+            WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
+                     "[wtb][CIndex::WriteIndexToFile] out of memory");
+        }
         if (nResult == OSL_WAIT_OBJECT) return 0;
     }
 }

@@ -1,5 +1,6 @@
 #include "IndexMgr/IndexMgr.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <set>
@@ -117,7 +118,7 @@ CIndexMgr::CChange::CChange(const CIndexMgr& mgr, std::string_view strRecDir)
 }
 
 CIndexMgr::CChange::~CChange() {
-    if (m_pIndex) m_pIndex->EndChange();
+    if (m_pIndex && std::uncaught_exceptions() == m_nExceptions) m_pIndex->EndChange();
 }
 
 bool CIndexMgr::ParseRecFilePath(const std::string& strRecFilePath, std::string& strPrevPath,
@@ -190,6 +191,8 @@ int CIndexMgr::QueryRecFile(const std::string& strChannel, RecFileType enumRecFi
     for (const auto& [strPath, pEntry] : m_mIndex) {
         std::list<std::string> lsFound;
         nFiles += pEntry->pIndex->QueryRecFile(stChannel, enumRecFileType, stStart, stEnd, lsFound);
+        // Recordings that begin together stand in the order in which they came.
+        if (!std::is_sorted(lsFound.begin(), lsFound.end())) lsFound.sort();
         lsRecFile.merge(lsFound);
     }
     return nFiles;

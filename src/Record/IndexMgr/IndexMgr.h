@@ -12,6 +12,7 @@
 #define LOCALSTORAGE_INDEXMGR_INDEXMGR_H
 
 #include <cstdint>
+#include <exception>
 #include <list>
 #include <map>
 #include <memory>
@@ -58,7 +59,8 @@ public:
     void Release();
 
     /// Lives while record files below a record directory are made or removed and entered or taken
-    /// out: a crash in between is repaired by the next start. Begin it before the first file.
+    /// out: a crash in between is repaired by the next start, and so is an exception. Begin it
+    /// before the first file.
     class CChange {
     public:
         CChange(const CIndexMgr& mgr, std::string_view strRecDir);
@@ -68,6 +70,7 @@ public:
 
     private:
         CIndex* const m_pIndex;  // null: nothing to announce
+        const int m_nExceptions = std::uncaught_exceptions();
     };
 
     /// Enters or removes the record file of that path; removing one that has no entry changes

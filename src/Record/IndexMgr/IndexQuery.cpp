@@ -39,15 +39,16 @@ int CountAdded(const std::list<std::string>& lsPath, std::size_t nBefore) {
 void AddUnlisted(const std::string& strDayDir, std::list<std::string>& lsRecFile) {
     const std::unordered_set<std::string_view> setListed(lsRecFile.begin(), lsRecFile.end());
     std::list<std::string> lsChannel, lsOther;
-    GetSubTargetList(strDayDir, lsChannel, lsOther);
+    if (!GetSubTargetList(strDayDir, lsChannel, lsOther)) EndPassOnShortage();
     std::string strPath;
     for (const std::string& strChannel : lsChannel) {
         const std::string strFolder = strDayDir + "/" + strChannel;
-        ForEachEntry(strFolder, [&](const OSL_FIND_DATA& stData) {
+        const bool bWhole = ForEachEntry(strFolder, [&](const OSL_FIND_DATA& stData) {
             if (stData.wFileType == OSL_TYPE_DIR || !VerifyRecFile(stData.szName)) return;
             strPath.assign(strFolder).append("/").append(stData.szName);
             if (setListed.count(strPath) == 0) lsRecFile.push_back(strPath);
         });
+        if (!bWhole) EndPassOnShortage();
     }
 }
 

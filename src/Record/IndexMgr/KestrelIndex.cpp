@@ -15,7 +15,7 @@ enum class Keep { Directories, Files };
 void ListAndClean(const std::string& strPath, Keep eKeep, bool (*verify)(std::string_view),
                   std::list<std::string>& lsName) {
     std::list<std::string> lsDir, lsFile;
-    if (!GetSubTargetList(strPath, lsDir, lsFile)) return;
+    if (!GetSubTargetList(strPath, lsDir, lsFile)) return EndPassOnShortage();
     std::list<std::string>& lsKind = eKeep == Keep::Directories ? lsDir : lsFile;
     for (auto it = lsKind.begin(); it != lsKind.end();) {
         const auto itName = it++;

@@ -4,10 +4,14 @@
 #define LOCALSTORAGE_INDEXMGR_OLDESTDAY_H
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
+#include <new>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "Osl/Osl.h"
 
 /// Days that a deletion pass leaves alone: paths of day folders.
 using PassedOverDays = std::set<std::string>;
@@ -17,6 +21,13 @@ struct passedOver {
     PassedOverDays setDays;
     std::vector<std::string> vRecDirs;  ///< whole record directories
 };
+
+/// After a walk that broke off: ends the pass, by an exception, when the process has no handle or
+/// memory to spare. What it cannot see for that must not let a newer day go first.
+inline void EndPassOnShortage() {
+    const int nError = OSL_GetSystemLastError();
+    if (nError == EMFILE || nError == ENFILE || nError == ENOMEM) throw std::bad_alloc();
+}
 
 /// The oldest day of one record directory.
 struct dayOffer {

@@ -70,7 +70,7 @@ bool CRecordDir::IsPresent() {
     if (!identity) return true;
     if (identity != m_identity) Unlock();
     m_identity = identity;
-    return m_bOurs || Lock();
+    return m_hLock != OSL_INVALID_FILE || Lock();
 }
 
 bool CRecordDir::IsMadeByUs() const {
@@ -79,21 +79,20 @@ bool CRecordDir::IsMadeByUs() const {
 
 bool CRecordDir::Lock() {
     m_hLock = OSL_LockDir((m_strPath + "/").c_str());
-    const bool bLocked = m_hLock != OSL_INVALID_FILE;
-    m_bOurs = bLocked || OSL_GetSystemLastError() != EWOULDBLOCK;
-    if (!bLocked && !m_bRefused) {
+    const int nError = m_hLock == OSL_INVALID_FILE ? OSL_GetSystemLastError() : 0;
+    if (nError != 0 && nError != m_nLockError) {
         LogFailure(__LINE__,
-                   m_bOurs ? "cannot lock the directory, used without a lock"
-                           : "another engine uses the directory",
+                   nError == EWOULDBLOCK ? "another engine uses the directory"
+                                         : "cannot lock the directory, used without a lock",
                    m_strPath);
     }
-    m_bRefused = !m_bOurs;
-    return m_bOurs;
+    m_nLockError = nError;
+    if (nError == EWOULDBLOCK) m_bWasAway = true;
+    return nError != EWOULDBLOCK;
 }
 
 void CRecordDir::Unlock() {
     OSL_UnlockDir(std::exchange(m_hLock, OSL_INVALID_FILE));
-    m_bOurs = false;
     m_bWasAway = true;
 }
 

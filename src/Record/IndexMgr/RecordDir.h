@@ -32,7 +32,7 @@ public:
     ///
     /// Asking locks the directory where it is not locked yet: the first time, when its disk has
     /// come back, and when it was made anew. One that cannot be locked for any other reason than
-    /// another engine is logged and used without a lock.
+    /// another engine is logged and used without a lock until that works.
     ///
     /// A directory that Make could not make is remembered when it is there at last; not, when it
     /// came with a record folder, whose recordings the index does not know: that is for the next
@@ -60,8 +60,7 @@ private:
     OSL_Mutex m_mutex;
     std::optional<Identity> m_identity OSL_GUARDED_BY(m_mutex);  // none: has never been there
     OSL_FileHandle m_hLock OSL_GUARDED_BY(m_mutex) = OSL_INVALID_FILE;
-    bool m_bOurs OSL_GUARDED_BY(m_mutex) = false;     // locked, or cannot be locked
-    bool m_bRefused OSL_GUARDED_BY(m_mutex) = false;  // another engine has it, and that was logged
+    int m_nLockError OSL_GUARDED_BY(m_mutex) = 0;  // why it is not locked; was logged
     std::atomic<bool> m_bWasAway{false};
 };
 

@@ -1,5 +1,6 @@
 // Begin and end of a recording.
 
+#include <cerrno>
 #include <limits>
 
 #include "FileSystem/FileSystem.h"
@@ -91,12 +92,22 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
     if (hRecFile == OSL_INVALID_FILE)
         return Fail(STORAGE_ERROR_OPEN_FILE,
                     strMethod + "OSL_OpenFile fail, strRecFilePath[" + stPath.strPath + "]");
-    SendFileEvent(
-        MESSAGEVALUE_CREATEFILE, strCameraID, stPath.strPath, pUser,
-        strMethod + "pFunCallback MESSAGEVALUE_CREATEFILE, strRecFilePath[" + stPath.strPath + "]");
-    m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser, hRecFile,
-                              stPath.strPath, OSL_Time());
-    m_pIndexMgr->WriteIndex(stPath.strPath, CIndexMgr::INDEX_TYPE_ADD);
+    try {
+        SendFileEvent(MESSAGEVALUE_CREATEFILE, strCameraID, stPath.strPath, pUser,
+                      strMethod + "pFunCallback MESSAGEVALUE_CREATEFILE, strRecFilePath[" +
+                          stPath.strPath + "]");
+        m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser, hRecFile,
+                                  stPath.strPath, OSL_Time());
+        m_pIndexMgr->WriteIndex(stPath.strPath, CIndexMgr::INDEX_TYPE_ADD);
+    } catch (const std::exception&) {
+        // The file stays, perhaps without an entry: the change does not end, so the marker stays.
+        CChannelClaim claim = m_mapRecordChannel.Claim(key);
+        if (claim)
+            claim.Remove();
+        else
+            OSL_CloseFile(hRecFile);
+        throw;
+    }
     return true;
 }
 
@@ -118,7 +129,7 @@ OSL_FileHandle CLocalStorage::OpenInFolder(const recordPath& stPath, unsigned nF
                   : OSL_INVALID_FILE;
         if (hFile != OSL_INVALID_FILE) return hFile;
         nError = OSL_GetSystemLastError();
-        if (!bMade || OSL_AccessFile(stPath.strDir.c_str(), 0) == 0) break;
+        if (bMade ? OSL_AccessFile(stPath.strDir.c_str(), 0) == 0 : nError != ENOENT) break;
     }
     NoteDiskFailure(stPath.strPath, nError);
     return OSL_INVALID_FILE;
@@ -134,7 +145,8 @@ bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileIn
         return Refuse(strMethod + "IsRecordChannelExist fail, strMapID [" +
                       GetUniqMAPID(strCameraID, stRecFileInfo) + "]");
     void* const pUser = claim.Channel().pUser;
-    const std::string strPath = CloseChannelRecord(claim);
+    const std::string strPath = claim.Channel().strRecFilePath;
+    CloseChannelRecord(claim);
     if (!strPath.empty())
         SendFileEvent(
             MESSAGEVALUE_CLOSEFILE, strCameraID, strPath, pUser,
@@ -145,11 +157,13 @@ bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileIn
 }
 
 // The file is closed before the channel is gone: a deletion pass leaves open files alone.
-std::string CLocalStorage::CloseChannelRecord(CChannelClaim& claim) {
+void CLocalStorage::CloseChannelRecord(CChannelClaim& claim) noexcept {
     recordChannel& channel = claim.Channel();
-    WriteRest(channel);
-    std::string strPath = channel.strRecFilePath;
+    try {
+        WriteRest(channel);
+    } catch (const std::exception&) {
+        OutOfMemory("CloseChannelRecord");
+    }
     channel.CloseFile();
     claim.Remove();
-    return strPath;
 }

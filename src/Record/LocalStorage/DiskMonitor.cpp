@@ -41,16 +41,20 @@ void CLocalStorage::CheckDisk() {
     const fullDiskAction stAction = DecideFullDisk(stState);
     if (stAction.bReportSwitch) ReportSwitch();
     if (stAction.bReportFull) ReportFullDisk();
-    if (stAction.bDelete && DeleteFile(m_stStoreInfo.enumStoreFileType)) AwaitFreedSpace();
+    // A second look: what could not be told a moment ago must not cost a day.
+    const bool bDelete = stAction.bDelete && !HasRoom();
+    if (bDelete && DeleteFile(m_stStoreInfo.enumStoreFileType)) AwaitFreedSpace();
     if (stAction.bChooseAgain) GetFreeDisk();
 }
 
 // A disk that is gone, read-only or dying takes no recording, whatever is deleted for it or from
 // it.
 bool CLocalStorage::CanDeletingHelp(const std::string& strRecDir) const {
+    std::uint64_t nUsableSpace = 0;
     const int nFailure = m_objRecDirs.Failure(strRecDir);
     return IsDiskPresent(strRecDir) && OSL_AccessFile(strRecDir.c_str(), 0) == 0 &&
-           nFailure != EROFS && nFailure != EIO;
+           nFailure != EROFS && nFailure != EIO &&
+           GetDiskUsableSpace(strRecDir.c_str(), nUsableSpace);
 }
 
 void CLocalStorage::ReportSwitch() {

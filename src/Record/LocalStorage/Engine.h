@@ -31,9 +31,12 @@ class CFileDeleter;
 /// Where the engine's log lines say that they come from.
 constexpr const char* ENGINE_SOURCE = "../../../src/Record/LocalStorage";
 
-/// Logs a finished line.
+/// Logs a finished line; a fixed one without needing memory.
+inline void LogText(const char* pText) {
+    WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__, "%s", pText);
+}
 inline void LogText(const std::string& strText) {
-    WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__, "%s", strText.c_str());
+    LogText(strText.c_str());
 }
 
 /// Logs why an operation is refused, and returns its false.
@@ -119,9 +122,8 @@ private:
     /// Makes the folder and opens the file; makes the folder again when a clean-up took it in
     /// between. Makes nothing below a missing disk. A failure is held against the disk.
     OSL_FileHandle OpenInFolder(const recordPath& stPath, unsigned nFlags);
-    /// Writes what the analyser still holds and closes, without a message. Returns the path of the
-    /// file closed; empty when the channel had none.
-    std::string CloseChannelRecord(CChannelClaim& claim);
+    /// Writes what the analyser still holds and closes, without a message.
+    void CloseChannelRecord(CChannelClaim& claim) noexcept;
 
     // StreamWriting
     bool WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize);
@@ -175,6 +177,8 @@ private:
     /// One deletion pass: the oldest day from which something can be deleted.
     /// True when a file was deleted.
     bool DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxDiskCheck);
+    /// Those that deleting cannot help.
+    std::vector<std::string> DisksToPassOver() const;
     /// Deletes these files of a day and tidies the folders. True when a file went.
     bool DeleteRecordFile(const std::string& strOldestDir, const std::string& strOldestDate,
                           const std::list<std::string>& lsRecFile);

@@ -125,7 +125,7 @@ bool CLocalStorage::StartDiskCheck() {
     return false;
 }
 
-bool CLocalStorage::Release() try {
+bool CLocalStorage::Release() {
     if (!m_bInit) {
         LogText("[wtb][CLocalStorage::Release] not initialized");
         return false;
@@ -138,11 +138,9 @@ bool CLocalStorage::Release() try {
     LogText("[wtb][CLocalStorage::Release] close disk check thread");
     m_pIndexMgr->Release();
     m_pIndexMgr.reset();
-    LogText("[wtb][CLocalStorage::Release] success");
     m_bInit = false;
+    LogText("[wtb][CLocalStorage::Release] success");
     return true;
-} catch (const std::exception&) {
-    return OutOfMemory("Release");
 }
 
 int CLocalStorage::GetLastError() {

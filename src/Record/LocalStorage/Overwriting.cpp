@@ -5,6 +5,7 @@
 // only what it has looked at, and a folder only when nothing is left in it.
 
 #include <algorithm>
+#include <cerrno>
 
 #include "FileSystem/FileDeleter.h"
 #include "FileSystem/FileSystem.h"
@@ -85,9 +86,8 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
     if (enumStoreFileType > STORE_FILE_IMAGE) return false;
     const bool bImage = enumStoreFileType == STORE_FILE_IMAGE;
     passedOver stPassedOver;
-    for (const std::string& strRecDir : m_objRecDirs.All())
-        if (!CanDeletingHelp(strRecDir)) stPassedOver.vRecDirs.push_back(strRecDir);
     for (;;) {
+        stPassedOver.vRecDirs = DisksToPassOver();
         std::string strDir, strDate;
         std::list<std::string> lsFile;
         if (bImage)
@@ -100,6 +100,13 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
             return true;
         if (!stPassedOver.setDays.insert(strDir + "/" + strDate).second) return false;
     }
+}
+
+std::vector<std::string> CLocalStorage::DisksToPassOver() const {
+    std::vector<std::string> vRecDirs;
+    for (const std::string& strRecDir : m_objRecDirs.All())
+        if (!CanDeletingHelp(strRecDir)) vRecDirs.push_back(strRecDir);
+    return vRecDirs;
 }
 
 bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
@@ -119,7 +126,11 @@ bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
 }
 
 bool CLocalStorage::DeleteRecordFile(CFileDeleter& deleter, const std::string& strPath) {
-    if (!deleter.Delete(strPath)) return m_pIndexMgr->ForgetMissingFile(strPath);
+    if (!deleter.Delete(strPath)) {
+        // Not EIO: one file that cannot be deleted must not keep the pass from all the others.
+        if (OSL_GetSystemLastError() == EROFS) NoteDiskFailure(strPath, EROFS);
+        return m_pIndexMgr->ForgetMissingFile(strPath);
+    }
     SendDeleted(strPath,
                 "[wtb][CLocalStorage::DeleteRecordFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
                 "strRecFilePath [" +

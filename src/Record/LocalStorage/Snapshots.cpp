@@ -81,6 +81,7 @@ bool CLocalStorage::WriteImageData(OSL_FileHandle hFile, const std::string& strC
 }
 
 bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
+    if (!m_bInit) return true;  // another engine may have the directory
     OSL_Guard guard(m_mtxDiskCheck);
     const std::string strRecDir = GetCurRecDir();
     const std::string strDay = GetDayName(stDay);

@@ -114,6 +114,7 @@ void CLocalStorage::NoteKeyFrame(recordChannel& channel) {
 }
 
 bool CLocalStorage::WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize) {
+    if (nSize == 0) return true;
     std::size_t nWritten = 0;
     channel.bWriteFailed = OSL_WriteFile(channel.hRecFile, pBuf, nSize, &nWritten) != 0;
     channel.nWrittenSize.store(channel.nWrittenSize.load(std::memory_order_relaxed) + nWritten,
