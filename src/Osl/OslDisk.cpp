@@ -35,5 +35,8 @@ OSL_FileHandle OSL_LockDir(const char* pPath) {
 }
 
 void OSL_UnlockDir(OSL_FileHandle hLock) {
-    if (hLock != OSL_INVALID_FILE) OSL_CloseHandle(static_cast<int>(hLock));
+    if (hLock == OSL_INVALID_FILE) return;
+    // Closing alone would leave it to the children that were forked meanwhile.
+    OSL_Call().pfnLock(static_cast<int>(hLock), LOCK_UN);
+    OSL_CloseHandle(static_cast<int>(hLock));
 }

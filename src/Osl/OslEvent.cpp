@@ -2,6 +2,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <new>
+#include <unistd.h>
 
 #include "Osl/Osl.h"
 
@@ -9,6 +10,7 @@ struct OSL_Event {
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_bSet = false;
+    const pid_t m_nProcess = getpid();
 };
 
 OSL_EventHandle OSL_CreateEvent(std::uint32_t /*nReserved*/) {
@@ -32,7 +34,9 @@ int OSL_ResetEvent(OSL_EventHandle hEvent) {
 
 int OSL_CloseEvent(OSL_EventHandle hEvent) {
     if (!hEvent) return -1;
-    delete hEvent;
+    // In a forked process the event's sleepers are gone without having woken, and it would wait for
+    // them.
+    if (hEvent->m_nProcess == getpid()) delete hEvent;
     return 0;
 }
 

@@ -39,11 +39,11 @@ TEST(ThreadTest, TheHostsSignalsStayOffTheLibrarysThreads) {
     EXPECT_FALSE(bBlocked);
 }
 
-TEST(ThreadTest, AForkedProcessDoesNotWaitForAThreadItDoesNotHave) {
+TEST(ThreadTest, AForkedProcessWaitsNeitherForAThreadItDoesNotHaveNorForItsSleep) {
     const OSL_EventHandle hEvent = OSL_CreateEvent(0);
     const OSL_ThreadHandle hThread = OSL_Thread_Create(WaitForEvent, hEvent, 0, 0, 0, nullptr);
     const pid_t nChild = ::fork();
-    if (nChild == 0) ::_exit(OSL_Thread_Wait(hThread) == -1 ? 0 : 1);
+    if (nChild == 0) ::_exit(OSL_Thread_Wait(hThread) == -1 && OSL_CloseEvent(hEvent) == 0 ? 0 : 1);
     int nStatus = -1;
     ASSERT_EQ(::waitpid(nChild, &nStatus, 0), nChild);
     EXPECT_EQ(nStatus, 0);

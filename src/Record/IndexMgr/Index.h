@@ -100,6 +100,7 @@ private:
 
     // IndexFlush.cpp
     void MakeMarker() OSL_REQUIRES(m_mutexIndex);
+    bool RenewMarker();
     void RemoveMarker() OSL_REQUIRES(m_mutexIndex);
     void ForgetMarkerWithFolder() OSL_REQUIRES(m_mutexIndex);
     bool TakeSnapshot(indexSnapshot& snapshot);
@@ -121,7 +122,8 @@ private:
 
     std::string m_strPrevRecPath;  // the record directory; empty while not initialised
     bool m_bInit = false;
-    bool m_bRead = false;  // the tree holds what is on disk, or a repair made
+    bool m_bRead = false;      // the tree holds what is on disk, or a repair made
+    bool m_bDoubtful = false;  // read after a failed repair: the tree may lack recordings
     OSL_ThreadHandle m_hWriteThread = nullptr;
     OSL_EventHandle m_hWriteEvent;
     CRecordDir* const m_pRecordDir;

@@ -20,7 +20,8 @@
 //   Change  C1  make "index.dirty", unless it stands since the last flush
 //           C2  make or remove the record file              [2] by the marker: repaired at start
 //           C3  change the index in memory                  likewise
-//   Flush   F1  write every changed file under its new name
+//   Flush   C1 again, then
+//           F1  write every changed file under its new name
 //           F2  make them durable, all at once              old set, marker, left-overs: repaired
 //           F3  rename them, index01.bin last               a mixed set, marker: repaired
 //           F4  remove the marker, if no change came or is under way: the new set, complete

@@ -40,8 +40,8 @@ void LogMarker(int nLine, const char* pWhat, const std::string& strMarker) {
 
 }  // namespace
 
-// C1. A marker that cannot be made (full disk) stops nothing; it is tried again with every change.
-// So is one on a disk that was away, from which another engine may have removed it.
+// C1. A marker that cannot be made (full disk) stops no recording; it is tried again with every
+// change. So is one on a disk that was away, from which another engine may have removed it.
 void CIndex::MakeMarker() {
     if ((m_bMarker && !WasAway()) || !IsPresent()) return;
     const std::string strMarker = GetRecordFolder() + "/" + INDEX_DIRTY_MARKER;
@@ -57,8 +57,7 @@ void CIndex::MakeMarker() {
     m_bMarkerFailed = true;
 }
 
-// F4. Not when the disk was away: it may hold what this index does not know, and the next start
-// shall read the tree.
+// F4.
 void CIndex::RemoveMarker() {
     const std::string strMarker = GetRecordFolder() + "/" + INDEX_DIRTY_MARKER;
     m_bMarker = OSL_DeleteFile(strMarker.c_str()) != 0 && OSL_GetSystemLastError() != ENOENT;
@@ -73,16 +72,27 @@ void CIndex::ForgetMarkerWithFolder() {
 
 void CIndex::WriteIndexToFile() {
     if (!IsPresent()) return;
+    const std::string strFolder = GetRecordFolder();
     indexSnapshot snapshot;
     if (!TakeSnapshot(snapshot)) return;
-    if (WasAway()) {
-        OSL_Guard guard(m_mutexIndex);
-        MakeMarker();
-    }
+    if (!snapshot.IsEmpty() && !RenewMarker()) return FinishFlush(snapshot, false);
     indexFileFault fault;
-    const bool bWritten = WriteIndexFiles(GetRecordFolder(), snapshot, fault);
+    bool bWritten = false;
+    try {
+        bWritten = WriteIndexFiles(strFolder, snapshot, fault);
+    } catch (const std::bad_alloc&) {
+        fault.eError = IndexFileError::Memory;
+    }
     if (!bWritten) LogWriteFault(fault);
     FinishFlush(snapshot, bWritten);
+}
+
+// Whatever was believed about it: without a marker no file of the set may be replaced.
+bool CIndex::RenewMarker() {
+    OSL_Guard guard(m_mutexIndex);
+    m_bMarker = false;
+    MakeMarker();
+    return m_bMarker;
 }
 
 // False when there is nothing to flush.
@@ -107,7 +117,7 @@ void CIndex::FinishFlush(indexSnapshot& snapshot, bool bWritten) {
     if (bWritten) {
         m_nFlushed = snapshot.nVersion;
         const bool bSettled = m_nChanging == 0 && m_objTree.GetVersion() == m_nFlushed;
-        if (m_bMarker && bSettled && !WasAway()) RemoveMarker();
+        if (m_bMarker && bSettled && !m_bDoubtful && !WasAway()) RemoveMarker();
     }
     snapshot = indexSnapshot();  // the lists that it shares are given back under the lock
 }

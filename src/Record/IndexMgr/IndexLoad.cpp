@@ -55,7 +55,8 @@ bool CIndex::CheckIndex() {
         return true;
 
     const std::string strMarker = strFolder + "/" + INDEX_DIRTY_MARKER;
-    if (OSL_AccessFile(strMarker.c_str(), 0) == 0) {  // [2]: the files may be older than the tree
+    // [2]: the files may be older than the tree. One that cannot be asked for may stand, too.
+    if (OSL_AccessFile(strMarker.c_str(), 0) == 0 || OSL_GetSystemLastError() != ENOENT) {
         WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
                  "[wtb][CIndex::CheckIndex] index.dirty exist, strMarkerPath [%s]",
                  strMarker.c_str());
@@ -72,9 +73,11 @@ bool CIndex::CheckIndex() {
 }
 
 // Reads the files after a check that failed under the last record folder's name there is, where no
-// repair helped either: whatever can be read is better than nothing.
+// repair helped either: whatever can be read is better than nothing. From then on the marker stays,
+// so that the next start tries the repair again.
 bool CIndex::ReadIndex() {
     if (m_bRead) return true;
+    m_bDoubtful = OSL_AccessFile(GetRecordFolder().c_str(), 0) == 0;
     indexFileFault fault;
     CIndexTree tree;
     if (!LoadIndex(GetRecordFolder(), IndexLength::AtLeast, tree, fault)) {

@@ -46,6 +46,8 @@ bool CIndex::DisownIndex(const std::string& strFolder) {
     const int nError = OSL_GetSystemLastError();
     OSL_FINFO_S stInfo;
     const bool bThere = GetFolderAttribute(strFolder, INDEX_FILE_LEVEL1, stInfo);
+    // A read-only disk refuses to remove even what is not there.
+    if (!bThere && OSL_GetSystemLastError() == ENOENT) return true;
     if (bThere && stInfo.wFileType == OSL_TYPE_DIR) return true;  // no index, a foreign folder
     char szError[128];
     WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,

@@ -60,6 +60,8 @@ struct indexSnapshot {
     std::vector<indexLevel1Body> vDays;
     std::vector<Channels> vChannels;
     std::vector<Files> vFiles;
+
+    bool IsEmpty() const { return !bDays && vChannels.empty() && vFiles.empty(); }
 };
 
 /// Version of what is built level by level, before any change.
