@@ -134,7 +134,7 @@ void CElementaryStream::SetHint(ECodec eCodec) {
 std::uint64_t CElementaryStream::GetUndecided() const {
     return std::min({m_bFront ? m_nFront : NOWHERE,
                      m_eState == EState::Head ? m_nNalAnchor : NOWHERE,
-                     m_nZeros > 0 ? m_nCodeAnchor : NOWHERE});
+                     m_nZeros > 0 ? std::min(m_nCodeAnchor, m_nLastZero) : NOWHERE});
 }
 
 std::size_t CElementaryStream::GetOpenCode() const {

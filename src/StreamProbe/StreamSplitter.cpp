@@ -215,6 +215,11 @@ void CStreamSplitter::OnPayloadEvent(CElementaryStream::EEvent eEvent) {
 }
 
 void CStreamSplitter::OnPayloadFrame() {
+    // A short frame that ended the pack before is judged only now; it says nothing of this one.
+    if (m_bFresh && m_objVideo.GetFrameAnchor() != m_nPack) {
+        SetMark();
+        return;
+    }
     m_eLayout = m_bFresh && m_eLayout != ELayout::Packed ? ELayout::FramePerPes : ELayout::Packed;
     m_bFresh = false;
     SetMark();
