@@ -19,7 +19,6 @@
 #include "localstorage/LocalStorage.h"
 
 const char* const FILE_1 = "20240305080000_20240305090000_1.mp4";
-const char* const TWIN_1 = "20240305080000_20240305090000_2.mp4";  // the times of FILE_1
 const char* const FILE_2 = "20240305090000_20240305100000_1.mp4";
 const char* const FILE_3 = "20240306080000_20240306090000_1.mp4";
 
@@ -34,14 +33,10 @@ inline indexLevel2Body Channel(const std::string& strName) {
     ConvertStrChannelToIndexLevel2Body(strName, st);
     return st;
 }
-inline indexLevel3Body File(const std::string& strStart, const std::string& strEnd, int nType = 1) {
-    indexLevel3Body st;
-    ConvertStrRecFileToIndexLevel3Body(
-        strStart + "_" + strEnd + "_" + std::to_string(nType) + ".mp4", st);
-    return st;
-}
 inline fileTimeInfo Time(const std::string& strTime) {
-    return File(strTime, strTime).stStartTime;
+    indexLevel3Body st;
+    ConvertStrRecFileToIndexLevel3Body(strTime + "_" + strTime + "_1.mp4", st);
+    return st.stStartTime;
 }
 
 /// Path of a recording below a record directory; the day is that of the start.
@@ -77,9 +72,6 @@ inline std::vector<std::string> Tree(const std::string& strDir) {
     std::sort(vNames.begin(), vNames.end());
     return vNames;
 }
-
-/// The lines that the room has logged since the last call.
-std::vector<std::string> TakeLog();
 
 /// A record directory with its index; the process goes back to "RecordFile" in the end.
 class CRecordDirTest : public testing::Test {
