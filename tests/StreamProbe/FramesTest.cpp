@@ -55,6 +55,21 @@ TEST(Frames, FrameOfACameraBeginsWithItsPack) {
     }
 }
 
+TEST(Frames, ShortFrameAtTheEndOfAPacketHidesNoKeyFrame) {
+    for (const char* pSlice : {"\x9A\x80", "\x9A\x21\x80", "\x9A\x21\x42\x80"}) {
+        for (std::size_t n = 0; n < 8; ++n) {  // start codes of 3 and 4 bytes, zeros behind
+            const std::string strP =
+                (Nal({0x61}) + pSlice).substr(n % 2) + std::string(n / 2, '\0');
+            const std::vector<Part> vecGroup = {{KEY, PACK + Video(WHOLE_IDR.substr(n % 2))},
+                                                {OTHER, PACK + Video(strP)},
+                                                {OTHER, PACK + Video(strP)}};
+            std::vector<Part> vecPart = vecGroup;
+            vecPart.insert(vecPart.end(), vecGroup.begin(), vecGroup.end());
+            ExpectFrames(strP, vecPart);
+        }
+    }
+}
+
 TEST(Frames, PackedFramesBeginWithThePackAroundThem) {
     const std::string strTail = "the end of a frame";
     ExpectFrames("in the middle of a packet",
