@@ -215,7 +215,7 @@ int main(int argc, char** argv) {
         [&] { return LongestWriteInPass(scratch); },
         [&] { return LongestWriteWithoutPass(scratch); });
     Ratio(
-        "15b", "longest WriteData (4 KiB) during that pass", "while rm -rf deletes the same",
+        "15", "longest WriteData (4 KiB) during that pass", "while rm -rf deletes the same",
         AtMost(2), [&] { return LongestWriteInPass(scratch); },
         [&] { return LongestWriteDuringRm(scratch); });
     Ratio(
