@@ -32,10 +32,11 @@ const CFileList::Entry* CFileList::At(Position& pos) const {
 }
 
 // True with the place of the file that has these times; false with the place where it would go,
-// behind those that start with it.
-bool CFileList::Search(const indexLevel3Body& stFile, Position& pos) const {
+// behind those that start with it. `nTogether` receives how many of these it walked through.
+bool CFileList::Search(const indexLevel3Body& stFile, Position& pos, std::size_t& nTogether) const {
     pos = FirstNotBefore(stFile.stStartTime);
-    for (Position next = pos;; pos = {next.nBlock, ++next.nOffset}) {
+    nTogether = 0;
+    for (Position next = pos;; pos = {next.nBlock, ++next.nOffset}, ++nTogether) {
         const Entry* pEntry = At(next);
         if (!pEntry || stFile.stStartTime < pEntry->stStartTime) return false;
         if (pEntry->stEndTime == stFile.stEndTime) {
@@ -77,14 +78,16 @@ void CFileList::Insert(Position pos, const indexLevel3Body& stFile) {
 
 bool CFileList::Add(const indexLevel3Body& stFile) {
     Position pos;
-    if (Search(stFile, pos)) return false;
+    std::size_t nTogether = 0;
+    if (Search(stFile, pos, nTogether) || nTogether >= MAX_TOGETHER) return false;
     Insert(pos, stFile);
     return true;
 }
 
 bool CFileList::Remove(const indexLevel3Body& stFile) {
     Position pos;
-    if (!Search(stFile, pos)) return false;
+    std::size_t nTogether = 0;
+    if (!Search(stFile, pos, nTogether)) return false;
     const auto itBlock = m_vBlocks.begin() + static_cast<std::ptrdiff_t>(pos.nBlock);
     Entries& vEntries = itBlock->objEntries.Change();
     const fileTimeInfo stEnd = vEntries[pos.nOffset].stEndTime;
@@ -101,7 +104,8 @@ bool CFileList::Remove(const indexLevel3Body& stFile) {
 
 bool CFileList::Find(indexLevel3Body& stFile) const {
     Position pos;
-    if (!Search(stFile, pos)) return false;
+    std::size_t nTogether = 0;
+    if (!Search(stFile, pos, nTogether)) return false;
     stFile = At(pos)->Body();
     return true;
 }

@@ -31,7 +31,7 @@ inline bool IsFileInQuery(const indexLevel3Body& stFile, const fileTimeInfo& stS
 class CFileList {
 public:
     /// Enters a file behind those with the same start time. False: one with the same times is
-    /// there.
+    /// there, or MAX_TOGETHER with the same start.
     bool Add(const indexLevel3Body& stFile);
     /// Removes the file with these times. False: there is none.
     bool Remove(const indexLevel3Body& stFile);
@@ -72,6 +72,9 @@ public:
     }
 
     static constexpr std::size_t BLOCK_FILES = 256;
+    /// Files that may start at the same second. No camera records as many; a damaged index file
+    /// may.
+    static constexpr std::size_t MAX_TOGETHER = 1024;
 
 private:
     // What a record is without its reserved bytes.
@@ -103,7 +106,7 @@ private:
 
     Position FirstNotBefore(const fileTimeInfo& stStart) const;
     const Entry* At(Position& pos) const;
-    bool Search(const indexLevel3Body& stFile, Position& pos) const;
+    bool Search(const indexLevel3Body& stFile, Position& pos, std::size_t& nTogether) const;
     void Insert(Position pos, const indexLevel3Body& stFile);
     void MakeRoom(Position& pos);
     std::size_t AppendRun(const indexLevel3Body* pFiles, std::size_t nFiles);
