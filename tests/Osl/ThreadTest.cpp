@@ -9,15 +9,6 @@
 
 namespace {
 
-OSL_Mutex g_mtxFirst(OSL_LockRank::DiskCheck, "first");
-OSL_Mutex g_mtxSecond(OSL_LockRank::Index, "second");
-OSL_Mutex g_mtxPeer(OSL_LockRank::Index, "peer");
-
-void LockBoth(OSL_Mutex& outer, OSL_Mutex& inner) {
-    const OSL_Guard guardOuter(outer);
-    const OSL_Guard guardInner(inner);
-}
-
 std::uint32_t WaitForEvent(void* hEvent) {
     return OSL_WaitForSingleObject(static_cast<OSL_EventHandle>(hEvent), OSL_INFINITE);
 }
@@ -53,6 +44,19 @@ TEST(ThreadTest, AForkedProcessWaitsNeitherForAThreadItDoesNotHaveNorForItsSleep
 }
 
 #ifndef NDEBUG
+namespace {
+
+OSL_Mutex g_mtxFirst(OSL_LockRank::DiskCheck, "first");
+OSL_Mutex g_mtxSecond(OSL_LockRank::Index, "second");
+OSL_Mutex g_mtxPeer(OSL_LockRank::Index, "peer");
+
+void LockBoth(OSL_Mutex& outer, OSL_Mutex& inner) {
+    const OSL_Guard guardOuter(outer);
+    const OSL_Guard guardInner(inner);
+}
+
+}  // namespace
+
 TEST(MutexDeathTest, DisorderNamesBothMutexes) {
     LockBoth(g_mtxFirst, g_mtxSecond);
     EXPECT_DEATH(LockBoth(g_mtxSecond, g_mtxFirst), R"(holding \[second\], wanted \[first\])");
