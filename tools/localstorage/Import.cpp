@@ -68,8 +68,7 @@ void RefuseExisting(const importOptions& stOptions, const recordingName& stName)
 std::string DeleteKindFault(const std::string& strKind) {
     if (strKind != "pictures") return {};
     return "in the remote-backup layout a full disk deletes no pictures; take recordings, or "
-           "delete "
-           "pictures with \"localstorage prune --kind pictures\"";
+           "delete pictures with \"localstorage prune --kind pictures\"";
 }
 
 recFileInfo FileInfoOf(const recordingName& stName) {

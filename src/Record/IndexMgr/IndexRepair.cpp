@@ -28,10 +28,6 @@ bool CIndex::RepairIndex() {
         return bRemoved && BeginAnew(strFolder);
     }
     TakeTree(std::move(plan.objTree), 0);
-    {
-        OSL_Guard guard(m_mutexIndex);
-        m_bMarker = true;  // perhaps; a complete flush removes it
-    }
     WriteIndexToFile();  // R4; what cannot be written stays in memory and is used
     LogRepair(__LINE__, "leave");
     return true;
