@@ -6,6 +6,7 @@
 
 #include "Log/LogLine.h"
 #include "Log/LogService.h"
+#include "Log/LogText.h"
 
 namespace {
 
@@ -37,8 +38,7 @@ int SwitchTarget(log_services eTarget, bool bOn, const void* pParam, std::uint32
     return LOG_ERR_PARAM;
 }
 
-/// WriteLog with its arguments in a list.
-int WriteLine(log_level eLevel, const char* pFormat, va_list args) {
+int QueueLine(log_level eLevel, const char* pFormat, va_list args) {
     LogService& service = *GetLogService();
     if (NearestLevel(eLevel) > service.GetLogLevel()) return LOG_ERR_LEVEL;
     if (!service.IsThereAnyDeviceEnabled()) return LOG_ERR_NO_TARGET;
@@ -50,6 +50,14 @@ int WriteLine(log_level eLevel, const char* pFormat, va_list args) {
     const int nLen = FormatLine(szLine, eLevel, pFormat, args);
     if (nLen < 0) return LOG_ERR_FORMAT;
     return service.PushData(szLine, static_cast<std::size_t>(nLen));
+}
+
+/// A caller may log first and ask for the error afterwards.
+int WriteLine(log_level eLevel, const char* pFormat, va_list args) {
+    const int nError = errno;
+    const int nResult = QueueLine(eLevel, pFormat, args);
+    errno = nError;
+    return nResult;
 }
 
 }  // namespace
@@ -64,13 +72,18 @@ LogService* GetLogService() {
 
 int WriteLog(log_level eLevel, const char* pFile, int /*nLine*/, const char* pFormat, ...) {
     if (!pFile || !pFormat) return LOG_ERR_PARAM;
-    const int nError = errno;  // a caller may log first and ask for the error afterwards
     va_list args;
     va_start(args, pFormat);
     const int nResult = WriteLine(eLevel, pFormat, args);
     va_end(args);
-    errno = nError;
     return nResult;
+}
+
+void LogText(const char* pFormat, ...) {
+    va_list args;
+    va_start(args, pFormat);
+    WriteLine(LOG_LEVEL_DBG, pFormat, args);
+    va_end(args);
 }
 
 int EnableTarget(log_services eTarget, const void* pParam, std::uint32_t nSize,
