@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "IndexMgr/IndexFiles.h"
 #include "IndexMgr/IndexMgr.h"
-#include "IndexMgr/Names.h"
 #include "IndexMgr/RecDirName.h"
+#include "RecordTree/IndexFiles.h"
+#include "RecordTree/Names.h"
 #include "localstorage/LocalStorageLog.h"
 
 constexpr int CAMERAS = 64;

@@ -1,6 +1,6 @@
 # The engine: writing against bare system calls, a whole recording against ffmpeg, a deletion pass
 # against rm.
-set(engine_rooms osl filesystem streamprobe log indexmgr engine)
+set(engine_rooms osl filesystem streamprobe log recordtree indexmgr engine)
 foreach(theme writing recording deletion)
     localstorage_bench(bench_engine_${theme}
         SOURCES engine_${theme}.cpp EngineBench.cpp

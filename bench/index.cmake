@@ -1,8 +1,8 @@
 find_package(SQLite3 REQUIRED)
 localstorage_bench(index_bench
     SOURCES index.cpp
-    ROOMS indexmgr log filesystem osl
+    ROOMS indexmgr recordtree log filesystem osl
     LIBRARIES SQLite::SQLite3)
 localstorage_bench(indexfiles_bench
     SOURCES indexfiles.cpp
-    ROOMS indexmgr log filesystem osl)
+    ROOMS indexmgr recordtree log filesystem osl)

@@ -24,8 +24,7 @@ target_compile_options(localstorage_flags INTERFACE -Wall -Wextra -Wpedantic -Ws
     # g++ 12 sees overlapping copies in std::string where there are none.
     $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
     $<$<BOOL:${LOCALSTORAGE_WERROR}>:-Werror>)
-target_include_directories(localstorage_flags INTERFACE
-    ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/src/Record)
+target_include_directories(localstorage_flags INTERFACE ${PROJECT_SOURCE_DIR}/include)
 target_link_libraries(localstorage_flags INTERFACE Threads::Threads)
 if(LOCALSTORAGE_SANITIZE)
     target_compile_options(localstorage_flags INTERFACE
@@ -36,11 +35,28 @@ if(LOCALSTORAGE_SANITIZE)
     endif()
 endif()
 
-# localstorage_room(NAME source...): one room of the library, as objects that the library and the
-# tests link alike. Every room compiles and depends on the rooms below it only.
+# localstorage_room(NAME SOURCES source... [STANDS_ON room...]): the room of the library in this folder, as
+# objects that the library and the tests link alike. Its headers are included as "Folder/File.h",
+# from an include folder that holds this room and no other, so a room sees those that it stands on,
+# with what they stand on, and nothing else.
 function(localstorage_room name)
-    add_library(room_${name} OBJECT ${ARGN})
-    target_link_libraries(room_${name} PUBLIC localstorage_flags)
+    cmake_parse_arguments(ARG "" "" "SOURCES;STANDS_ON" ${ARGN})
+    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
+    set(headers ${PROJECT_BINARY_DIR}/headers/${name})
+    file(MAKE_DIRECTORY ${headers})
+    file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${headers}/${folder} SYMBOLIC)
+    list(TRANSFORM ARG_STANDS_ON PREPEND room_)
+    add_library(room_${name} OBJECT ${ARG_SOURCES})
+    target_include_directories(room_${name} PUBLIC ${headers})
+    target_link_libraries(room_${name} PUBLIC localstorage_flags ${ARG_STANDS_ON})
+endfunction()
+
+# localstorage_sees(TARGET room...): TARGET includes the rooms' headers and links nothing of them.
+function(localstorage_sees target)
+    foreach(room IN LISTS ARGN)
+        target_include_directories(${target} PUBLIC
+            $<TARGET_PROPERTY:room_${room},INTERFACE_INCLUDE_DIRECTORIES>)
+    endforeach()
 endfunction()
 
 # localstorage_test(NAME SOURCES source... ROOMS room... [LIBRARIES library...] [LABELS label...]

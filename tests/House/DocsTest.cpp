@@ -47,7 +47,7 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
 
 TEST(Docs, CrashesHaveTheNumbersOfTheIndexFiles) {
     const char* const pSteps = R"(\b([CFR][1-9])\b)";
-    const auto setSteps = Unique(Found(Source("src/Record/IndexMgr/IndexFiles.h"), pSteps));
+    const auto setSteps = Unique(Found(Source("src/Record/RecordTree/IndexFiles.h"), pSteps));
     EXPECT_EQ(Unique(Found(Source("docs/crash.md"), pSteps)), setSteps);
 }
 

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "IndexMgr/FileList.h"
 #include "IndexMgr/Records.h"
+#include "RecordTree/FileList.h"
 
 namespace {
 

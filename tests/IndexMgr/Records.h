@@ -13,8 +13,8 @@
 
 #include "IndexMgr/Index.h"
 #include "IndexMgr/IndexMgr.h"
-#include "IndexMgr/Names.h"
 #include "IndexMgr/RecDirName.h"
+#include "RecordTree/Names.h"
 #include "Support/TempDir.h"
 #include "localstorage/LocalStorage.h"
 

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "IndexMgr/IndexFiles.h"
 #include "IndexMgr/Records.h"
+#include "RecordTree/IndexFiles.h"
 
 namespace {
 

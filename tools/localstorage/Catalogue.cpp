@@ -6,10 +6,9 @@
 #include <tuple>
 
 #include "FileSystem/FileSystem.h"
-#include "IndexMgr/Names.h"
-#include "IndexMgr/RecDirName.h"
 #include "Osl/Osl.h"
 #include "Output.h"
+#include "RecordTree/Names.h"
 #include "Tree.h"
 
 namespace {

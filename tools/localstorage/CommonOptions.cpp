@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <map>
 
-#include "IndexMgr/Names.h"
 #include "Output.h"
 #include "Platform.h"
+#include "RecordTree/Names.h"
 
 namespace {
 

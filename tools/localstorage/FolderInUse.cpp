@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "IndexMgr/IndexFiles.h"
-#include "IndexMgr/RecDirName.h"
 #include "Output.h"
+#include "RecordTree/IndexFiles.h"
+#include "RecordTree/Names.h"
 #include "Tree.h"
 
 namespace {

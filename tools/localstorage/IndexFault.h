@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "IndexMgr/IndexFiles.h"
+#include "RecordTree/IndexFiles.h"
 
 std::string IndexFaultText(const indexFileFault& stFault);
 

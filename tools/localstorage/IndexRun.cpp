@@ -1,9 +1,9 @@
 #include "IndexRun.h"
 
 #include "Host.h"
-#include "IndexMgr/IndexFiles.h"
 #include "Osl/Osl.h"
 #include "Output.h"
+#include "RecordTree/IndexFiles.h"
 
 void MarkIndex(const std::string& strFolderPath) {
     const std::string strMarker = strFolderPath + "/" + INDEX_DIRTY_MARKER;

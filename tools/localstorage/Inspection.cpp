@@ -6,9 +6,9 @@
 #include "DirLock.h"
 #include "FolderInUse.h"
 #include "IndexFault.h"
-#include "IndexMgr/IndexFiles.h"
-#include "IndexMgr/RepairPlan.h"
 #include "Output.h"
+#include "RecordTree/IndexFiles.h"
+#include "RecordTree/RepairPlan.h"
 #include "Terminal.h"
 #include "Tree.h"
 

@@ -9,12 +9,12 @@
 #include "DirLock.h"
 #include "FileSystem/FileSystem.h"
 #include "FolderInUse.h"
-#include "IndexMgr/IndexFiles.h"
-#include "IndexMgr/RecDirName.h"
 #include "IndexRun.h"
 #include "Inspection.h"
 #include "Output.h"
 #include "PrunePlan.h"
+#include "RecordTree/IndexFiles.h"
+#include "RecordTree/Names.h"
 #include "Terminal.h"
 
 namespace {

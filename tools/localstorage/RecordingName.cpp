@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "IndexMgr/Names.h"
+#include "RecordTree/Names.h"
 
 namespace {
 

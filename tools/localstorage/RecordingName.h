@@ -9,7 +9,7 @@
 #include <optional>
 #include <string_view>
 
-#include "IndexMgr/IndexRecords.h"
+#include "RecordTree/IndexRecords.h"
 #include "Times.h"
 
 /// What a recording's name says.

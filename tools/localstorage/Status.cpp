@@ -8,8 +8,8 @@
 #include "CommonOptions.h"
 #include "FileSystem/FileSystem.h"
 #include "FolderInUse.h"
-#include "IndexMgr/RecDirName.h"
 #include "Output.h"
+#include "RecordTree/Names.h"
 #include "Terminal.h"
 #include "Tree.h"
 

@@ -13,12 +13,12 @@
 #include <string>
 #include <string_view>
 
-#include "IndexMgr/IndexFiles.h"
-#include "IndexMgr/IndexTree.h"
 #include "IndexMgr/OldestDay.h"
 #include "IndexMgr/RecordDir.h"
 #include "Osl/Osl.h"
 #include "Osl/OslMutex.h"
+#include "RecordTree/IndexFiles.h"
+#include "RecordTree/IndexTree.h"
 
 struct repairPlan;
 

@@ -11,10 +11,10 @@
 #include "IndexMgr/Index.h"
 #include "IndexMgr/IndexLog.h"
 #include "IndexMgr/KestrelIndex.h"
-#include "IndexMgr/Names.h"
 #include "IndexMgr/RecDirName.h"
 #include "IndexMgr/RecordDir.h"
 #include "Osl/Osl.h"
+#include "RecordTree/Names.h"
 
 /// One record directory. Exactly one of the two indexes is there, by the storage type.
 struct CIndexMgr::Entry {

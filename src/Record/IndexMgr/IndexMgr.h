@@ -21,8 +21,8 @@
 #include <utility>
 #include <vector>
 
-#include "IndexMgr/IndexRecords.h"
 #include "IndexMgr/OldestDay.h"
+#include "RecordTree/IndexRecords.h"
 
 class CIndex;
 class CKestrelIndex;

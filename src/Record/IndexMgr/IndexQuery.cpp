@@ -7,8 +7,8 @@
 #include "FileSystem/ForEachEntry.h"
 #include "IndexMgr/Index.h"
 #include "IndexMgr/IndexLog.h"
-#include "IndexMgr/Names.h"
 #include "IndexMgr/RecDirName.h"
+#include "RecordTree/Names.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "FileSystem/FileSystem.h"
 #include "IndexMgr/Index.h"
 #include "IndexMgr/IndexLog.h"
-#include "IndexMgr/RepairPlan.h"
+#include "RecordTree/RepairPlan.h"
 
 // False when the index could not be rebuilt.
 bool CIndex::RepairIndex() {

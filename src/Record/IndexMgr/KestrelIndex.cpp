@@ -4,8 +4,8 @@
 
 #include "FileSystem/FileSystem.h"
 #include "IndexMgr/IndexLog.h"
-#include "IndexMgr/Names.h"
 #include "IndexMgr/RecDirName.h"
+#include "RecordTree/Names.h"
 
 namespace {
 

@@ -1,5 +1,6 @@
 #include "IndexMgr/RecDirName.h"
 
+#include "RecordTree/Names.h"
 #include "localstorage/LocalStorage.h"
 
 const char* g_pRecDirName = RECORD_FOLDER;

@@ -3,14 +3,8 @@
 #ifndef LOCALSTORAGE_INDEXMGR_RECDIRNAME_H
 #define LOCALSTORAGE_INDEXMGR_RECDIRNAME_H
 
-/// The names that the record folder can have.
-inline constexpr char RECORD_FOLDER[] = "RecordFile";
-inline constexpr char BACKUP_FOLDER[] = "BackupFile";
-/// The folder of snapshot pictures, beside the record folder.
-inline constexpr char IMAGE_FOLDER[] = "ImageFile";
-
-/// The record folder's name now; g_pRecDirName read in one step. Every path is built with it when
-/// it is needed, since the name can change once. Any thread.
+/// The record folder's name now, one of Names.h; g_pRecDirName read in one step. Every path is
+/// built with it when it is needed, since the name can change once. Any thread.
 const char* RecDirName();
 
 /// Changes the name to BACKUP_FOLDER, for good. Only the initialisation of an index does this.

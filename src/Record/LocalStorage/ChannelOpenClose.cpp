@@ -4,10 +4,10 @@
 #include <limits>
 
 #include "FileSystem/FileSystem.h"
-#include "IndexMgr/Names.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/Naming.h"
+#include "RecordTree/Names.h"
 #include "localstorage/LocalStorageLog.h"
 
 namespace {

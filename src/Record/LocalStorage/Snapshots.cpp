@@ -3,11 +3,11 @@
 #include <cstring>
 
 #include "FileSystem/FileSystem.h"
-#include "IndexMgr/Names.h"
 #include "IndexMgr/RecDirName.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/Naming.h"
+#include "RecordTree/Names.h"
 
 bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned int nSize,
                                char* pImgPath) try {

@@ -1,7 +1,7 @@
 // A value that copies share until one of them changes it.
 
-#ifndef LOCALSTORAGE_INDEXMGR_SHARED_H
-#define LOCALSTORAGE_INDEXMGR_SHARED_H
+#ifndef LOCALSTORAGE_RECORDTREE_SHARED_H
+#define LOCALSTORAGE_RECORDTREE_SHARED_H
 
 #include <memory>
 
@@ -26,4 +26,4 @@ private:
     std::shared_ptr<T> m_pValue;
 };
 
-#endif  // LOCALSTORAGE_INDEXMGR_SHARED_H
+#endif  // LOCALSTORAGE_RECORDTREE_SHARED_H

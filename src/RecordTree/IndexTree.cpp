@@ -1,4 +1,4 @@
-#include "IndexMgr/IndexTree.h"
+#include "RecordTree/IndexTree.h"
 
 #include <iterator>
 #include <utility>

@@ -1,12 +1,12 @@
-#include "IndexMgr/RepairPlan.h"
+#include "RecordTree/RepairPlan.h"
 
 #include <algorithm>
 #include <cerrno>
 
 #include "FileSystem/FileSystem.h"
 #include "FileSystem/ForEachEntry.h"
-#include "IndexMgr/IndexFiles.h"
-#include "IndexMgr/Names.h"
+#include "RecordTree/IndexFiles.h"
+#include "RecordTree/Names.h"
 
 namespace {
 

@@ -34,8 +34,8 @@
 // A power cut may also lose what was not yet durable. F2 comes before F3, so no name ever points to
 // a file without its content; the file system keeps the order of renames and removals.
 
-#ifndef LOCALSTORAGE_INDEXMGR_INDEXFILES_H
-#define LOCALSTORAGE_INDEXMGR_INDEXFILES_H
+#ifndef LOCALSTORAGE_RECORDTREE_INDEXFILES_H
+#define LOCALSTORAGE_RECORDTREE_INDEXFILES_H
 
 #include <cstdint>
 #include <functional>
@@ -43,13 +43,8 @@
 #include <string_view>
 #include <vector>
 
-#include "IndexMgr/IndexTree.h"
-
-inline constexpr char INDEX_FILE_LEVEL1[] = "index01.bin";
-inline constexpr char INDEX_FILE_LEVEL2[] = "index02.bin";
-inline constexpr char INDEX_FILE_LEVEL3[] = "index03.bin";
-inline constexpr char INDEX_NEW_SUFFIX[] = ".new";
-inline constexpr char INDEX_DIRTY_MARKER[] = "index.dirty";
+#include "RecordTree/IndexTree.h"
+#include "RecordTree/Names.h"
 
 enum class IndexFileError {
     None,
@@ -102,4 +97,4 @@ bool ReadIndexFile(const std::string& strPath, const indexFileVisitor& visitor,
 bool WriteIndexFiles(const std::string& strFolder, const indexSnapshot& snapshot,
                      indexFileFault& fault);
 
-#endif  // LOCALSTORAGE_INDEXMGR_INDEXFILES_H
+#endif  // LOCALSTORAGE_RECORDTREE_INDEXFILES_H

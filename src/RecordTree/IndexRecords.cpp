@@ -1,9 +1,9 @@
-#include "IndexMgr/IndexRecords.h"
+#include "RecordTree/IndexRecords.h"
 
 #include <cstdio>
 #include <cstring>
 
-#include "IndexMgr/Names.h"
+#include "RecordTree/Names.h"
 
 std::string dateInfo::GetDirName() const {
     char szName[16];

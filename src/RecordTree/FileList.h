@@ -7,15 +7,15 @@
 //
 // No lock of its own (see CShared).
 
-#ifndef LOCALSTORAGE_INDEXMGR_FILELIST_H
-#define LOCALSTORAGE_INDEXMGR_FILELIST_H
+#ifndef LOCALSTORAGE_RECORDTREE_FILELIST_H
+#define LOCALSTORAGE_RECORDTREE_FILELIST_H
 
 #include <algorithm>
 #include <cstddef>
 #include <vector>
 
-#include "IndexMgr/IndexRecords.h"
-#include "IndexMgr/Shared.h"
+#include "RecordTree/IndexRecords.h"
+#include "RecordTree/Shared.h"
 
 /// True when a query for [stStart, stEnd) finds this file: it has a length, and spans the start,
 /// lies inside, or spans the end. Deliberate: with the start after the end, files that span either
@@ -116,4 +116,4 @@ private:
     std::size_t m_nFiles = 0;
 };
 
-#endif  // LOCALSTORAGE_INDEXMGR_FILELIST_H
+#endif  // LOCALSTORAGE_RECORDTREE_FILELIST_H

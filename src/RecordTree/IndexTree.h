@@ -9,8 +9,8 @@
 //
 // No lock of its own, no I/O.
 
-#ifndef LOCALSTORAGE_INDEXMGR_INDEXTREE_H
-#define LOCALSTORAGE_INDEXMGR_INDEXTREE_H
+#ifndef LOCALSTORAGE_RECORDTREE_INDEXTREE_H
+#define LOCALSTORAGE_RECORDTREE_INDEXTREE_H
 
 #include <cstdint>
 #include <list>
@@ -20,9 +20,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "IndexMgr/FileList.h"
-#include "IndexMgr/IndexRecords.h"
-#include "IndexMgr/Shared.h"
+#include "RecordTree/FileList.h"
+#include "RecordTree/IndexRecords.h"
+#include "RecordTree/Shared.h"
 
 /// One index03.bin.
 struct indexChannel {
@@ -112,4 +112,4 @@ private:
     std::uint64_t m_nDaysVersion = LOADED_VERSION;  // of the last change of index01.bin
 };
 
-#endif  // LOCALSTORAGE_INDEXMGR_INDEXTREE_H
+#endif  // LOCALSTORAGE_RECORDTREE_INDEXTREE_H

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <new>
 
-#include "IndexMgr/IndexFiles.h"
-#include "IndexMgr/Names.h"
 #include "Osl/Osl.h"
+#include "RecordTree/IndexFiles.h"
+#include "RecordTree/Names.h"
 
 namespace {
 

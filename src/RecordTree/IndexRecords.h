@@ -9,8 +9,8 @@
 //
 // Plain values: no locks, no I/O, any thread.
 
-#ifndef LOCALSTORAGE_INDEXMGR_INDEXRECORDS_H
-#define LOCALSTORAGE_INDEXMGR_INDEXRECORDS_H
+#ifndef LOCALSTORAGE_RECORDTREE_INDEXRECORDS_H
+#define LOCALSTORAGE_RECORDTREE_INDEXRECORDS_H
 
 #include <bit>
 #include <cstddef>
@@ -186,4 +186,4 @@ static_assert(sizeof(indexLevel3Body) == 44 && offsetof(indexLevel3Body, stStart
               offsetof(indexLevel3Body, enumRecFileType) == 16 &&
               offsetof(indexLevel3Body, byRes) == 20);
 
-#endif  // LOCALSTORAGE_INDEXMGR_INDEXRECORDS_H
+#endif  // LOCALSTORAGE_RECORDTREE_INDEXRECORDS_H

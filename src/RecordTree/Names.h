@@ -14,14 +14,26 @@
 //
 // A name is valid exactly when parsing it and formatting the result gives back the same text.
 
-#ifndef LOCALSTORAGE_INDEXMGR_NAMES_H
-#define LOCALSTORAGE_INDEXMGR_NAMES_H
+#ifndef LOCALSTORAGE_RECORDTREE_NAMES_H
+#define LOCALSTORAGE_RECORDTREE_NAMES_H
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-#include "IndexMgr/IndexRecords.h"
+#include "RecordTree/IndexRecords.h"
+
+/// The folders of a record directory: recordings, under one of two names, and pictures.
+inline constexpr char RECORD_FOLDER[] = "RecordFile";
+inline constexpr char BACKUP_FOLDER[] = "BackupFile";
+inline constexpr char IMAGE_FOLDER[] = "ImageFile";
+
+/// The files of the index, and what stands behind their names while they are written.
+inline constexpr char INDEX_FILE_LEVEL1[] = "index01.bin";
+inline constexpr char INDEX_FILE_LEVEL2[] = "index02.bin";
+inline constexpr char INDEX_FILE_LEVEL3[] = "index03.bin";
+inline constexpr char INDEX_NEW_SUFFIX[] = ".new";
+inline constexpr char INDEX_DIRTY_MARKER[] = "index.dirty";
 
 /// Longest camera identifier in bytes.
 constexpr std::size_t CAMERA_ID_MAX = 63;
@@ -78,4 +90,4 @@ struct recFilePath {
 /// False when there are too few components. Nothing is verified.
 bool SplitRecFilePath(std::string_view strPath, recFilePath& stPath);
 
-#endif  // LOCALSTORAGE_INDEXMGR_NAMES_H
+#endif  // LOCALSTORAGE_RECORDTREE_NAMES_H

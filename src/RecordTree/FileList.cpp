@@ -1,4 +1,4 @@
-#include "IndexMgr/FileList.h"
+#include "RecordTree/FileList.h"
 
 void CFileList::Block::Measure() {
     stFirst = objEntries->front().stStartTime;

@@ -2,8 +2,8 @@
 //
 // Making a plan only reads. CIndex carries it out; the command-line host shows it.
 
-#ifndef LOCALSTORAGE_INDEXMGR_REPAIRPLAN_H
-#define LOCALSTORAGE_INDEXMGR_REPAIRPLAN_H
+#ifndef LOCALSTORAGE_RECORDTREE_REPAIRPLAN_H
+#define LOCALSTORAGE_RECORDTREE_REPAIRPLAN_H
 
 #include <cstdint>
 #include <set>
@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "IndexMgr/IndexTree.h"
+#include "RecordTree/IndexTree.h"
 
 /// Where an entry of the record tree lies.
 enum class TreeLevel { RecordFolder, Day, Channel };
@@ -78,4 +78,4 @@ struct indexDifference {
 };
 indexDifference CompareWithTree(const CIndexTree& index, const repairPlan& plan);
 
-#endif  // LOCALSTORAGE_INDEXMGR_REPAIRPLAN_H
+#endif  // LOCALSTORAGE_RECORDTREE_REPAIRPLAN_H

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "IndexMgr/IndexFiles.h"
 #include "Osl/Osl.h"
+#include "RecordTree/IndexFiles.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "IndexMgr/Names.h"
+#include "RecordTree/Names.h"
 
 #include <algorithm>
 #include <array>
