@@ -39,7 +39,8 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
     EXPECT_NE(strReadme.find("```cpp\n" + strHost + "```\n"), std::string::npos);
 
     std::string strSources;
-    for (const auto& entry : std::filesystem::directory_iterator(SOURCE_DIR "/tools/localstorage"))
+    const std::string strCommands = SOURCE_DIR "/tools/localstorage/commands";
+    for (const auto& entry : std::filesystem::directory_iterator(strCommands))
         strSources += GetFile(entry.path());
     const auto setCommands = Unique(Found(strSources, R"(AddCommand\(\s*stApp,\s*"([a-z]+)\")"));
     EXPECT_EQ(Unique(Found(strReadme, R"(\n\| `([a-z]+)` \|)")), setCommands);

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "../../tools/localstorage/FrameTimes.h"
+#include "media/FrameTimes.h"
 
 namespace {
 

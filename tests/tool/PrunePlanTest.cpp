@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "../../tools/localstorage/PrunePlan.h"
+#include "records/PrunePlan.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "../../tools/localstorage/Times.h"
+#include "base/Times.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "../../tools/localstorage/ClipSource.h"
 #include "RunTool.h"
+#include "media/ClipSource.h"
 
 namespace {
 

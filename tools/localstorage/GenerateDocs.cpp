@@ -3,8 +3,8 @@
 #include <iostream>
 #include <string_view>
 
-#include "Commands.h"
-#include "OptionTable.h"
+#include "commands/Commands.h"
+#include "help/OptionTable.h"
 
 int main(int argc, char** argv) {
     CLI::App stApp;

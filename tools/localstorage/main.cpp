@@ -3,10 +3,11 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "Commands.h"
-#include "MediaInput.h"
-#include "Output.h"
+#include "base/Failure.h"
+#include "commands/Commands.h"
 #include "localstorage/LocalStorageLog.h"
+#include "media/MediaInput.h"
+#include "screen/Terminal.h"
 
 namespace {
 

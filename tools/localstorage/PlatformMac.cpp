@@ -1,3 +1,0 @@
-#include "Platform.h"
-
-const char* const STATE_BELOW_HOME = "Library/Logs";

@@ -1,0 +1,32 @@
+// What the tool asks of the operating system for itself: signals, the terminal, the local clock.
+
+#ifndef LOCALSTORAGE_TOOL_BASE_SYSTEM_H
+#define LOCALSTORAGE_TOOL_BASE_SYSTEM_H
+
+#include <atomic>
+#include <ctime>
+
+/// Catches SIGINT and SIGTERM from now on and returns the flag that they set. A second one ends the
+/// process at once. A reader of standard output that goes away is no longer fatal.
+const std::atomic<bool>& CatchStopSignals();
+
+/// Sets the flag from inside, as a signal would.
+void RequestStop();
+
+enum class outputStream { OUT, ERR };
+
+bool IsTerminal(outputStream eStream);
+
+struct terminalSize {
+    unsigned nColumns = 0, nLines = 0;
+};
+/// Of the terminal behind a stream; `stElse` when it is none.
+terminalSize TerminalSize(outputStream eStream, terminalSize stElse = {80, 24});
+
+/// A time as the local clock shows it.
+std::tm LocalClock(std::time_t nTime);
+
+/// Where programs keep their logs, below the user's home.
+extern const char* const STATE_BELOW_HOME;
+
+#endif  // LOCALSTORAGE_TOOL_BASE_SYSTEM_H

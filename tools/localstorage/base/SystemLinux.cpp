@@ -1,0 +1,3 @@
+#include "base/System.h"
+
+const char* const STATE_BELOW_HOME = ".local/state";

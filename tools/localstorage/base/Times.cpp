@@ -1,0 +1,240 @@
+#include "base/Times.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <limits>
+
+#include "base/System.h"
+
+namespace chrono = std::chrono;
+
+namespace {
+
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// Takes exactly `nDigits` digits off the front.
+std::optional<int> TakeDigits(std::string_view& strText, std::size_t nDigits) {
+    if (strText.size() < nDigits) return std::nullopt;
+    const std::string_view strDigits = strText.substr(0, nDigits);
+    if (!std::all_of(strDigits.begin(), strDigits.end(), IsDigit)) return std::nullopt;
+    int nValue = 0;
+    std::from_chars(strDigits.data(), strDigits.data() + nDigits, nValue);
+    strText.remove_prefix(nDigits);
+    return nValue;
+}
+
+bool TakeChar(std::string_view& strText, char c) {
+    if (strText.empty() || strText.front() != c) return false;
+    strText.remove_prefix(1);
+    return true;
+}
+
+bool TakeWord(std::string_view& strText, std::string_view strWord) {
+    if (!strText.starts_with(strWord)) return false;
+    strText.remove_prefix(strWord.size());
+    return true;
+}
+
+/// `2024-03-05`, a day that exists.
+std::optional<LocalTime> TakeDate(std::string_view& strText) {
+    std::string_view strRest = strText;
+    const auto nYear = TakeDigits(strRest, 4);
+    if (!nYear || !TakeChar(strRest, '-')) return std::nullopt;
+    const auto nMonth = TakeDigits(strRest, 2);
+    if (!nMonth || !TakeChar(strRest, '-')) return std::nullopt;
+    const auto nDay = TakeDigits(strRest, 2);
+    if (!nDay) return std::nullopt;
+    const chrono::year_month_day stDate{chrono::year(*nYear), chrono::month(unsigned(*nMonth)),
+                                        chrono::day(unsigned(*nDay))};
+    if (!stDate.ok()) return std::nullopt;
+    strText = strRest;
+    return LocalTime(chrono::local_days(stDate));
+}
+
+/// `08:00` or `08:00:00`, the whole rest of the text; 24:00 is the end of the day.
+std::optional<Seconds> ParseClock(std::string_view strText) {
+    const auto nHour = TakeDigits(strText, 2);
+    if (!nHour || !TakeChar(strText, ':')) return std::nullopt;
+    const auto nMinute = TakeDigits(strText, 2);
+    if (!nMinute) return std::nullopt;
+    std::optional<int> nSecond = 0;
+    if (TakeChar(strText, ':')) nSecond = TakeDigits(strText, 2);
+    if (!nSecond || !strText.empty() || *nMinute > 59 || *nSecond > 59) return std::nullopt;
+    const Seconds nSum =
+        chrono::hours(*nHour) + chrono::minutes(*nMinute) + chrono::seconds(*nSecond);
+    if (nSum > chrono::hours(24)) return std::nullopt;
+    return nSum;
+}
+
+std::optional<Seconds> UnitOf(char c) {
+    switch (c) {
+        case 's':
+            return Seconds(1);
+        case 'm':
+            return chrono::minutes(1);
+        case 'h':
+            return chrono::hours(1);
+        case 'd':
+            return chrono::days(1);
+        case 'w':
+            return chrono::weeks(1);
+        default:
+            return std::nullopt;
+    }
+}
+
+/// One number with its unit, such as `30m`; a number at the end of the text counts in seconds.
+std::optional<Seconds> TakeSpan(std::string_view& strText) {
+    constexpr std::int64_t MOST = 100LL * 366 * 24 * 3600;  // a century is enough for anybody
+    std::int64_t nCount = 0;
+    const auto stRead = std::from_chars(strText.data(), strText.data() + strText.size(), nCount);
+    if (stRead.ec != std::errc() || !IsDigit(strText.front()) || nCount > MOST) {
+        return std::nullopt;
+    }
+    strText.remove_prefix(static_cast<std::size_t>(stRead.ptr - strText.data()));
+    if (strText.empty()) return Seconds(nCount);
+    const auto nUnit = UnitOf(strText.front());
+    if (!nUnit || nCount > MOST / nUnit->count()) return std::nullopt;
+    strText.remove_prefix(1);
+    return nCount * *nUnit;
+}
+
+/// A day by name or date, as the midnight that begins it.
+std::optional<LocalTime> TakeDay(std::string_view& strText, LocalTime tNow) {
+    if (TakeWord(strText, "today")) return StartOfDay(tNow);
+    if (TakeWord(strText, "yesterday")) return StartOfDay(tNow) - chrono::days(1);
+    return TakeDate(strText);
+}
+
+std::string Print(const char* pFormat, LocalTime tTime) {
+    const timeFields st = ToFields(tTime);
+    char szText[64];
+    std::snprintf(szText, sizeof(szText), pFormat, st.nYear, st.nMonth, st.nDay, st.nHour,
+                  st.nMinute, st.nSecond);
+    return szText;
+}
+
+}  // namespace
+
+LocalTime FromFields(const timeFields& stFields) {
+    const int nMonths = stFields.nYear * 12 + stFields.nMonth - 1;
+    const int nYear = (nMonths >= 0 ? nMonths : nMonths - 11) / 12;
+    const chrono::year_month_day stFirst{
+        chrono::year(nYear), chrono::month(static_cast<unsigned>(nMonths - nYear * 12 + 1)),
+        chrono::day(1)};
+    return LocalTime(chrono::local_days(stFirst)) + chrono::days(stFields.nDay - 1) +
+           chrono::hours(stFields.nHour) + chrono::minutes(stFields.nMinute) +
+           chrono::seconds(stFields.nSecond);
+}
+
+timeFields ToFields(LocalTime tTime) {
+    const auto tDay = chrono::floor<chrono::days>(tTime);
+    const chrono::year_month_day stDate(tDay);
+    const chrono::hh_mm_ss stClock(tTime - tDay);
+    return {int(stDate.year()),
+            int(unsigned(stDate.month())),
+            int(unsigned(stDate.day())),
+            int(stClock.hours().count()),
+            int(stClock.minutes().count()),
+            int(stClock.seconds().count())};
+}
+
+tagBlockTime ToBlockTime(LocalTime tTime) {
+    const timeFields st = ToFields(tTime);
+    tagBlockTime stBlock;
+    stBlock.wYear = static_cast<std::uint16_t>(st.nYear);
+    stBlock.byMonth = static_cast<std::uint8_t>(st.nMonth);
+    stBlock.byDay = static_cast<std::uint8_t>(st.nDay);
+    stBlock.byHour = static_cast<std::uint8_t>(st.nHour);
+    stBlock.byMinute = static_cast<std::uint8_t>(st.nMinute);
+    stBlock.bySecond = static_cast<std::uint8_t>(st.nSecond);
+    return stBlock;
+}
+
+LocalTime Now() {
+    return FromUnix(std::time(nullptr));
+}
+
+LocalTime FromUnix(std::time_t nTime) {
+    const std::tm st = LocalClock(nTime);
+    return FromFields(
+        {st.tm_year + 1900, st.tm_mon + 1, st.tm_mday, st.tm_hour, st.tm_min, st.tm_sec});
+}
+
+LocalTime StartOfDay(LocalTime tTime) {
+    return LocalTime(chrono::floor<chrono::days>(tTime));
+}
+
+std::optional<LocalTime> ParseTime(std::string_view strText, LocalTime tNow) {
+    if (strText == "now") return tNow;
+    if (TakeChar(strText, '-')) {
+        const auto nAge = ParseSpan(strText);
+        if (!nAge) return std::nullopt;
+        return tNow - *nAge;
+    }
+    if (const auto nClock = ParseClock(strText)) return StartOfDay(tNow) + *nClock;
+    const auto tDay = TakeDay(strText, tNow);
+    if (!tDay || strText.empty()) return tDay;
+    if (!TakeChar(strText, 'T') && !TakeChar(strText, ' ')) return std::nullopt;
+    const auto nClock = ParseClock(strText);
+    if (!nClock) return std::nullopt;
+    return *tDay + *nClock;
+}
+
+std::optional<LocalTime> ParseDigits(std::string_view strText) {
+    if (strText.size() != 8 && strText.size() != 14) return std::nullopt;
+    if (!std::all_of(strText.begin(), strText.end(), IsDigit)) return std::nullopt;
+    const bool bDay = strText.size() == 8;
+    timeFields st;
+    st.nYear = *TakeDigits(strText, 4);
+    st.nMonth = *TakeDigits(strText, 2);
+    st.nDay = *TakeDigits(strText, 2);
+    if (bDay) return FromFields(st);
+    st.nHour = *TakeDigits(strText, 2);
+    st.nMinute = *TakeDigits(strText, 2);
+    st.nSecond = *TakeDigits(strText, 2);
+    return FromFields(st);
+}
+
+std::optional<Seconds> ParseSpan(std::string_view strText) {
+    if (strText.empty()) return std::nullopt;
+    Seconds nSum(0);
+    while (!strText.empty()) {
+        const auto nPart = TakeSpan(strText);
+        if (!nPart) return std::nullopt;
+        nSum += *nPart;
+    }
+    return nSum;
+}
+
+std::string FormatTime(LocalTime tTime) {
+    return Print("%04d-%02d-%02d %02d:%02d:%02d", tTime);
+}
+std::string FormatIso(LocalTime tTime) {
+    return Print("%04d-%02d-%02dT%02d:%02d:%02d", tTime);
+}
+std::string FormatDay(LocalTime tTime) {
+    return FormatTime(tTime).substr(0, 10);
+}
+std::string FormatClock(LocalTime tTime) {
+    return FormatTime(tTime).substr(11);
+}
+std::string DayFolder(LocalTime tTime) {
+    return Print("%04d%02d%02d", tTime);
+}
+
+std::string FormatSpan(Seconds nSpan) {
+    const long long n = nSpan.count();
+    char szText[64];
+    if (n >= 2 * 86400) {
+        std::snprintf(szText, sizeof(szText), "%lldd %02lld:%02lld:%02lld", n / 86400,
+                      n / 3600 % 24, n / 60 % 60, n % 60);
+    } else {
+        std::snprintf(szText, sizeof(szText), "%02lld:%02lld:%02lld", n / 3600, n / 60 % 60,
+                      n % 60);
+    }
+    return szText;
+}

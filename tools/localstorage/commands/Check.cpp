@@ -1,0 +1,45 @@
+// localstorage check: does the index match the recordings, and what would a repair remove?
+
+#include <algorithm>
+#include <memory>
+
+#include "base/Failure.h"
+#include "commands/Commands.h"
+#include "help/CommonOptions.h"
+#include "records/Inspection.h"
+#include "screen/Findings.h"
+
+namespace {
+
+constexpr const char* EXAMPLES =
+    "  localstorage check --dir /mnt/disk1 --dir /mnt/disk2\n"
+    "  localstorage check --dir /mnt/disk1 --json\n\n"
+    "Nothing is changed. Findings: foreign (a repair removes it), unlisted (a recording without "
+    "an\n"
+    "entry), gone (an entry without its file), damaged (an index file), not-up-to-date (a host\n"
+    "records, or was killed), twin (a recording with the times of another), hidden (recordings in\n"
+    "RecordFile, which no host uses once a disk has BackupFile; query and export still find "
+    "them).\n"
+    "To have hosts find them again, stop the host, move the days below BackupFile to RecordFile,\n"
+    "and remove the empty BackupFile and each index01.bin. The client layout has no index to\n"
+    "check. Exit code 0: clean, 4: something is wrong, 1: it could not be read.";
+
+int Run(const std::vector<std::string>& vecGiven, bool bJson) {
+    const std::vector<inspection> vecInspections = InspectAll(ExistingDirs(vecGiven));
+    PrintInspections(vecInspections, bJson);
+    const bool bClean = std::all_of(vecInspections.begin(), vecInspections.end(),
+                                    [](const inspection& st) { return st.IsClean(); });
+    return bClean ? EXIT_OK : EXIT_DAMAGED;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& stApp, RunFunction& fnRun) {
+    const auto pDirs = std::make_shared<std::vector<std::string>>();
+    const auto pJson = std::make_shared<bool>(false);
+    CLI::App* pCommand =
+        AddCommand(stApp, "check", "Compare index and recordings, changing nothing", EXAMPLES);
+    AddDirs(*pCommand, *pDirs);
+    AddJson(*pCommand, *pJson);
+    pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pDirs, *pJson); }; });
+}

@@ -1,0 +1,104 @@
+// localstorage dump: one index file in words.
+
+#include <memory>
+
+#include "base/Failure.h"
+#include "commands/Commands.h"
+#include "help/CommonOptions.h"
+#include "records/IndexFault.h"
+#include "records/RecordingName.h"
+#include "screen/Json.h"
+#include "screen/Table.h"
+
+namespace {
+
+constexpr const char* EXAMPLES =
+    "  localstorage dump /mnt/disk1/RecordFile/index01.bin\n"
+    "  localstorage dump /mnt/disk1/RecordFile/20240305/door/index03.bin --json\n\n"
+    "index01.bin lists the days of a record directory, index02.bin the channels of a day,\n"
+    "index03.bin the recordings of a channel. Exit code 1: the file is damaged.";
+
+/// The elements of one index file as a table, or as NDJSON.
+class CDump {
+public:
+    explicit CDump(bool bJson) : m_bJson(bJson) {}
+
+    indexFileVisitor Visitor() {
+        return {[this](const indexLevel1Body& st) { return Day(st); },
+                [this](const indexLevel2Body& st) { return Channel(st); },
+                [this](const indexLevel3Body& st) { return File(st); }};
+    }
+    /// Prints the table.
+    void Finish() const {
+        if (m_optTable) m_optTable->Print();
+    }
+
+private:
+    bool Day(const indexLevel1Body& st) {
+        return Add({{"DAY"}}, {st.GetDirName()}, {{"day", st.GetDirName()}});
+    }
+    bool Channel(const indexLevel2Body& st) {
+        return Add({{"CHANNEL"},
+                    {"IDENTIFIER"},
+                    {"NUMBER 1", CTable::RIGHT},
+                    {"NUMBER 2", CTable::RIGHT},
+                    {"FORM"}},
+                   {st.GetDirName(), st.szCameraID, std::to_string(st.wDirNum1),
+                    std::to_string(st.byDirNum2), st.IsBare() ? "bare" : "numbered"},
+                   {{"channel", st.GetDirName()},
+                    {"identifier", st.szCameraID},
+                    {"number1", st.wDirNum1},
+                    {"number2", st.byDirNum2},
+                    {"form", st.IsBare() ? "bare" : "numbered"}});
+    }
+    bool File(const indexLevel3Body& st) {
+        const LocalTime tStart = FromFileTime(st.stStartTime), tEnd = FromFileTime(st.stEndTime);
+        return Add({{"START"}, {"END"}, {"TYPE", CTable::RIGHT}, {"FILE"}},
+                   {FormatTime(tStart), FormatTime(tEnd), std::to_string(st.enumRecFileType),
+                    st.GetRecFileName()},
+                   {{"start", FormatIso(tStart)},
+                    {"end", FormatIso(tEnd)},
+                    {"type", std::uint32_t(st.enumRecFileType)},
+                    {"file", st.GetRecFileName()}});
+    }
+    bool Add(std::vector<CTable::column> vecColumns, std::vector<std::string> vecCells,
+             const JsonObject& js) {
+        if (m_bJson) {
+            PrintJson(js);
+            return true;
+        }
+        if (!m_optTable) m_optTable.emplace(std::move(vecColumns));
+        m_optTable->AddRow(std::move(vecCells));
+        return true;
+    }
+
+    bool m_bJson;
+    std::optional<CTable> m_optTable;
+};
+
+int Run(const std::string& strFile, bool bJson) {
+    const std::string strName = strFile.substr(strFile.rfind('/') + 1);
+    if (strName != INDEX_FILE_LEVEL1 && strName != INDEX_FILE_LEVEL2 &&
+        strName != INDEX_FILE_LEVEL3) {
+        throw CUsageError(strFile + " is no index file: index01.bin, index02.bin or index03.bin");
+    }
+    CDump stDump(bJson);
+    indexFileFault stFault;
+    const bool bWhole = ReadIndexFile(strFile, stDump.Visitor(), stFault);
+    stDump.Finish();
+    if (bWhole) return EXIT_OK;
+    throw CFailure(
+        strFile + ": " + IndexFaultText(stFault) +
+        (stFault.nCount ? " (its head counts " + std::to_string(stFault.nCount) + ")" : ""));
+}
+
+}  // namespace
+
+void AddDump(CLI::App& stApp, RunFunction& fnRun) {
+    const auto pFile = std::make_shared<std::string>();
+    const auto pJson = std::make_shared<bool>(false);
+    CLI::App* pCommand = AddCommand(stApp, "dump", "Show one index file in words", EXAMPLES);
+    AddJson(*pCommand, *pJson);
+    pCommand->add_option("FILE", *pFile, "Index file")->required()->type_name("");
+    pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pFile, *pJson); }; });
+}

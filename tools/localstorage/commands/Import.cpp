@@ -1,0 +1,152 @@
+// localstorage import: stores one stream as one recording of the remote-backup layout.
+
+#include <cmath>
+#include <memory>
+
+#include "base/Failure.h"
+#include "base/System.h"
+#include "base/Text.h"
+#include "commands/Commands.h"
+#include "help/CommonOptions.h"
+#include "host/Host.h"
+#include "media/MediaInput.h"
+#include "screen/EventPrinter.h"
+#include "screen/Terminal.h"
+
+namespace {
+
+constexpr const char* EXAMPLES =
+    "  localstorage import --dir /mnt/disk1 --camera door --start \"2024-03-05 08:00\" door.mp4\n"
+    "  localstorage import --dir /mnt/disk1 --camera door --start 2024-03-05T08:00:00 \\\n"
+    "      --end 2024-03-05T09:00:00 --type 2 door.mkv\n\n"
+    "Without --end the recording ends after the input's own duration. The folder RecordFile below\n"
+    "each directory belongs to the engine: what does not follow its naming rules there may be\n"
+    "deleted when the index has to be repaired.";
+
+struct importOptions {
+    std::vector<std::string> vecDirs;
+    hostSettings stHost;
+    std::string strCamera, strStart, strEnd, strInput;
+    unsigned nType = 1;
+    bool bJson = false;
+};
+
+Seconds DurationOf(const CMediaInput& stInput, const std::string& strInput,
+                   const std::atomic<bool>& bStop) {
+    const auto fKnown = stInput.Duration();
+    if (!fKnown && stInput.Size() == 0) {
+        throw CUsageError(WithoutPassword(strInput) + " does not tell how long it is; give --end");
+    }
+    const double fSeconds = fKnown ? *fKnown : MeasureDuration(strInput, &bStop);
+    return Seconds(std::max<std::int64_t>(1, std::llround(fSeconds)));
+}
+
+recordingName NameOf(const importOptions& stOptions, const CMediaInput& stInput,
+                     const std::atomic<bool>& bStop) {
+    const LocalTime tStart = TimeOf(stOptions.strStart);
+    const LocalTime tEnd = stOptions.strEnd.empty()
+                               ? tStart + DurationOf(stInput, stOptions.strInput, bStop)
+                               : TimeOf(stOptions.strEnd);
+    if (tEnd < tStart) {
+        throw CUsageError("the recording would end at " + FormatTime(tEnd) +
+                          ", before it starts at " + FormatTime(tStart));
+    }
+    return {LOCAL_STORAGE_REMOTE_BACKUP, tStart, tEnd, stOptions.nType};
+}
+
+/// The engine would begin the file anew, and its index takes two recordings with the same times for
+/// one.
+void RefuseExisting(const importOptions& stOptions, const recordingName& stName) {
+    const recordingFilter stFilter{
+        {stOptions.strCamera}, timeSpan{stName.tStart, stName.tStart + Seconds(1)}, 0};
+    for (const recording& st : FindRecordings(stOptions.stHost.vecDirs, stFilter)) {
+        if (st.stName.tStart != stName.tStart || st.tEnd != stName.tEnd) continue;
+        throw CFailure("a recording of " + stOptions.strCamera +
+                       " with these times is there already, and nothing was written: " + st.Path());
+    }
+}
+
+/// The engine deletes no pictures in this layout: a full disk would stay full.
+std::string DeleteKindFault(const std::string& strKind) {
+    if (strKind != "pictures") return {};
+    return "in the remote-backup layout a full disk deletes no pictures; take recordings, or "
+           "delete pictures with \"localstorage prune --kind pictures\"";
+}
+
+recFileInfo FileInfoOf(const recordingName& stName) {
+    recFileInfo st;
+    st.stStartTime = ToBlockTime(stName.tStart);
+    st.stEndTime = ToBlockTime(stName.tEnd);
+    st.enumRecordType = static_cast<RecordType>(stName.nType);
+    return st;
+}
+
+/// Copies the stream, a live one until the recording's time is over; false when it was stopped
+/// halfway.
+bool Copy(CMediaInput& stInput, CHostChannel& stChannel, const std::string& strInput,
+          Seconds nLength, const std::atomic<bool>& bStop) {
+    const bool bLive = stInput.Size() == 0;
+    CProgress stProgress(strInput.substr(strInput.rfind('/') + 1));
+    std::uint64_t nBytes = 0;
+    while (const accessUnit* pUnit = stInput.Next()) {
+        if (bLive && pUnit->fTime >= static_cast<double>(nLength.count())) break;
+        if (!stChannel.Write(pUnit->stBytes)) {
+            throw CFailure("writing failed, the recording holds only its first " +
+                           FormatBytes(nBytes));
+        }
+        nBytes += pUnit->stBytes.size();
+        stProgress.Show(stInput.Position(), stInput.Size(), FormatBytes(nBytes));
+    }
+    return !bStop;
+}
+
+int Run(importOptions& stOptions) {
+    const std::atomic<bool>& bStop = CatchStopSignals();
+    CMediaInput stInput(stOptions.strInput, &bStop);
+    const recordingName stName = NameOf(stOptions, stInput, bStop);
+    MakeRecordDirs(stOptions.vecDirs);
+    hostSettings& stSettings = stOptions.stHost;
+    stSettings.vecDirs = ExistingDirs(stOptions.vecDirs);
+    stSettings.bAnalyze = true;
+    stSettings.nChannels = 1;
+    RefuseOtherLayout(stSettings.vecDirs, LOCAL_STORAGE_REMOTE_BACKUP);
+    RefuseExisting(stOptions, stName);
+
+    CEventPrinter stPrinter(stOptions.bJson);
+    CHost stHost(stSettings, [&](const hostEvent& st) { stPrinter.Print(st); });
+    CHostChannel stChannel(stHost, stOptions.strCamera, nullptr, FileInfoOf(stName));
+    const Seconds nLength = stName.tEnd - stName.tStart;
+    if (Copy(stInput, stChannel, stOptions.strInput, nLength, bStop)) return EXIT_OK;
+    PrintMessage("stopped: the recording holds only the beginning of " +
+                 WithoutPassword(stOptions.strInput));
+    return EXIT_FAILED;
+}
+
+}  // namespace
+
+void AddImport(CLI::App& stApp, RunFunction& fnRun) {
+    const auto pOptions = std::make_shared<importOptions>();
+    importOptions& st = *pOptions;
+    CLI::App* pCommand = AddCommand(
+        stApp, "import", "Store a stream as one recording (remote-backup layout)", EXAMPLES);
+    AddDirs(*pCommand, st.vecDirs);
+    pCommand->add_option("--camera", st.strCamera, "Camera that the recording is of")
+        ->type_name("ID")
+        ->required()
+        ->check(CLI::Validator(CameraIdFault, ""));
+    AddTime(*pCommand, "--start", st.strStart, "When the recording starts")->required();
+    AddTime(*pCommand, "--end", st.strEnd, "When it ends");
+    AddType(*pCommand, st.nType, 1);
+    pCommand->add_flag("--cyclic", st.stHost.bCyclic,
+                       "When a disk is full, take the next record directory that has room");
+    AddAutoDelete(*pCommand, st.stHost.bAutoDelete);
+    AddFileKind(*pCommand, "--delete-kind", st.stHost.eDeleteKind)
+        ->description("What may be deleted; pictures never are in this layout, and are refused")
+        ->check(CLI::Validator(DeleteKindFault, ""));
+    AddJson(*pCommand, st.bJson);
+    pCommand
+        ->add_option("INPUT", st.strInput, "File or address that FFmpeg can open, H.264 or H.265")
+        ->required()
+        ->type_name("");
+    pCommand->callback([pOptions, &fnRun] { fnRun = [pOptions] { return Run(*pOptions); }; });
+}

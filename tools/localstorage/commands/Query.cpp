@@ -1,0 +1,99 @@
+// localstorage query: the recordings of a time range, in both layouts.
+
+#include <memory>
+
+#include "base/Failure.h"
+#include "base/Text.h"
+#include "commands/Commands.h"
+#include "help/CommonOptions.h"
+#include "screen/Findings.h"
+#include "screen/Json.h"
+#include "screen/Table.h"
+#include "screen/Terminal.h"
+
+namespace {
+
+constexpr const char* EXAMPLES =
+    "  localstorage query --dir /mnt/disk1 --camera door --from today --to now\n"
+    "  localstorage query --dir /mnt/disk1 --dir /mnt/disk2 --camera door \\\n"
+    "      --from \"2024-03-05 08:00\" --to \"2024-03-05 18:00\" --type 2\n"
+    "  localstorage query --dir /mnt/disk1 --from -2h --json\n\n"
+    "Nothing is changed, and a host may be recording meanwhile. A recording that began before the\n"
+    "range and runs into it is found too. The client layout (made by record) names no end: there "
+    "a\n"
+    "recording ends where the camera's next one begins or with the file's last change, whichever\n"
+    "comes first. Exit code 3: nothing found.";
+
+const char* LayoutName(LocalStorageType eLayout) {
+    return eLayout == LOCAL_STORAGE_CLIENT ? "client" : "remote-backup";
+}
+
+bool IsClient(const recording& st) {
+    return st.stName.eLayout == LOCAL_STORAGE_CLIENT;
+}
+
+void PrintAsJson(const recording& st) {
+    PrintJson({{"camera", st.strCamera},
+               {"start", FormatIso(st.stName.tStart)},
+               {"end", FormatIso(st.tEnd)},
+               {"end_from", IsClient(st) ? "next file or last change" : "name"},
+               {"type", IsClient(st) ? CJson(nullptr) : CJson(st.stName.nType)},
+               {"layout", LayoutName(st.stName.eLayout)},
+               {"bytes", st.nBytes},
+               {"dir", st.strDisk},
+               {"path", st.Path()}});
+}
+
+void PrintAsTable(const std::vector<recording>& vecFound) {
+    CTable stTable({{"START"},
+                    {"END"},
+                    {"TYPE", CTable::RIGHT},
+                    {"SIZE", CTable::RIGHT},
+                    {"CAMERA"},
+                    {"PATH"}});
+    for (const recording& st : vecFound) {
+        stTable.AddRow({FormatTime(st.stName.tStart), FormatTime(st.tEnd),
+                        IsClient(st) ? "-" : std::to_string(st.stName.nType),
+                        FormatBytes(st.nBytes), st.strCamera, st.Path()});
+    }
+    stTable.Print();
+}
+
+int Run(const selection& stSelection, bool bJson) {
+    const recordingFilter stFilter = stSelection.Filter();
+    const auto vecDirs = ExistingDirs(stSelection.vecDirs);
+    const auto vecFound = FindRecordings(vecDirs, stFilter);
+    TellHidden(vecDirs, vecFound);
+    if (vecFound.empty()) {
+        PrintMessage("no recording between " + FormatTime(stFilter.stRange->tStart) + " and " +
+                     FormatTime(stFilter.stRange->tEnd));
+        return EXIT_NOTHING_FOUND;
+    }
+    if (bJson) {
+        for (const recording& st : vecFound) PrintAsJson(st);
+        return EXIT_OK;
+    }
+    PrintAsTable(vecFound);
+    if (AnyEndGuessed(vecFound)) {
+        PrintMessage(
+            "client layout: a recording ends with the camera's next one or its last change");
+    }
+    return EXIT_OK;
+}
+
+}  // namespace
+
+void AddQuery(CLI::App& stApp, RunFunction& fnRun) {
+    const auto pSelection = std::make_shared<selection>();
+    const auto pJson = std::make_shared<bool>(false);
+    CLI::App* pCommand =
+        AddCommand(stApp, "query", "List the recordings of a time range", EXAMPLES);
+    AddDirs(*pCommand, pSelection->vecDirs);
+    AddCameras(*pCommand, pSelection->vecCameras);
+    AddRange(*pCommand, *pSelection);
+    AddType(*pCommand, pSelection->nType, 0);
+    AddJson(*pCommand, *pJson);
+    pCommand->callback([pSelection, pJson, &fnRun] {
+        fnRun = [pSelection, pJson] { return Run(*pSelection, *pJson); };
+    });
+}

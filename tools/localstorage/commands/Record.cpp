@@ -1,0 +1,166 @@
+// localstorage record: records cameras in the client layout, all at once.
+
+#include <algorithm>
+#include <list>
+#include <memory>
+#include <set>
+
+#include "base/Failure.h"
+#include "base/System.h"
+#include "commands/Commands.h"
+#include "help/CommonOptions.h"
+#include "host/Host.h"
+#include "screen/EventPrinter.h"
+#include "screen/Terminal.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* EXAMPLES =
+    "  localstorage record --dir /mnt/disk1 --camera door=rtsp://192.168.1.20/stream1\n"
+    "  localstorage record --dir /mnt/disk1 --dir /mnt/disk2 --cyclic \\\n"
+    "      --camera door=rtsp://192.168.1.20/stream1 --camera yard=yard.mkv --file-size 64\n"
+    "  localstorage record --dir /tmp/try --camera test=clip.mp4 --pace fast --json\n\n"
+    "Ctrl-C closes every file and ends. With several directories, only the first is recorded on\n"
+    "unless --cyclic is given. The folder RecordFile below each directory belongs to the engine:\n"
+    "with --auto-delete a full disk makes it delete the oldest day, and foreign files with it.";
+
+struct recordOptions {
+    std::vector<std::string> vecDirs, vecCameras;
+    hostSettings stHost;
+    std::string strDuration, strSnapshotEvery, strPace = "real";
+    bool bJson = false;
+};
+
+std::string CameraFault(const std::string& strText) {
+    const std::size_t nEquals = strText.find('=');
+    if (nEquals == std::string::npos || nEquals + 1 == strText.size()) {
+        return "\"" + strText + "\": write a camera as ID=INPUT, for example door=rtsp://host/path";
+    }
+    return CameraIdFault(strText.substr(0, nEquals));
+}
+
+std::vector<cameraPlan> PlanCameras(const recordOptions& stOptions) {
+    std::vector<cameraPlan> vecPlans;
+    std::set<std::string> setSeen;
+    for (const std::string& strText : stOptions.vecCameras) {
+        const std::size_t nEquals = strText.find('=');
+        cameraPlan st{strText.substr(0, nEquals), strText.substr(nEquals + 1),
+                      stOptions.strPace == "real", Seconds(0)};
+        if (!stOptions.strSnapshotEvery.empty()) {
+            st.nSnapshotEvery = SpanOf(stOptions.strSnapshotEvery);
+        }
+        if (!setSeen.insert(st.strCamera).second) {
+            throw CUsageError("camera " + st.strCamera + " is given twice");
+        }
+        vecPlans.push_back(std::move(st));
+    }
+    if (vecPlans.size() > 64) throw CUsageError("at most 64 cameras can be recorded at once");
+    return vecPlans;
+}
+
+/// The cameras, each on its thread.
+class CRecording {
+public:
+    CRecording(const recordOptions& stOptions, CHost& stHost, CCameraListener& stListener,
+               const std::atomic<bool>& bStop) {
+        for (cameraPlan& stPlan : PlanCameras(stOptions)) {
+            m_lsCameras.emplace_back(std::move(stPlan), stHost, stListener, bStop);
+        }
+    }
+
+    ~CRecording() { RequestStop(); }  // the threads are waited for next
+
+    bool IsDone() const {
+        return std::all_of(m_lsCameras.begin(), m_lsCameras.end(),
+                           [](const CCameraRecorder& st) { return st.IsDone(); });
+    }
+    bool HasFailed() const {
+        return std::any_of(m_lsCameras.begin(), m_lsCameras.end(),
+                           [](const CCameraRecorder& st) { return st.HasFailed(); });
+    }
+    void Show(CLiveLines& stLines) {
+        if (!stLines.Enabled()) return;
+        std::vector<std::string> vecLines;
+        for (CCameraRecorder& stCamera : m_lsCameras) vecLines.push_back(stCamera.LiveLine());
+        stLines.Show(std::move(vecLines));
+    }
+
+private:
+    std::list<CCameraRecorder> m_lsCameras;
+};
+
+void OnEvent(CEventPrinter& stPrinter, const hostEvent& stEvent) {
+    if (stEvent.nMessage == MESSAGEVALUE_CREATEFILE) {
+        static_cast<CCameraRecorder*>(stEvent.pUser)->OnFileCreated(stEvent.strPath);
+    }
+    stPrinter.Print(stEvent);
+}
+
+int Run(recordOptions& stOptions) {
+    const std::size_t nCameras = PlanCameras(stOptions).size();
+    const std::atomic<bool>& bStop = CatchStopSignals();
+    MakeRecordDirs(stOptions.vecDirs);
+    stOptions.stHost.vecDirs = ExistingDirs(stOptions.vecDirs);
+    stOptions.stHost.eLayout = LOCAL_STORAGE_CLIENT;
+    stOptions.stHost.bAnalyze = true;
+    stOptions.stHost.nChannels = static_cast<unsigned>(nCameras);
+    RefuseOtherLayout(stOptions.stHost.vecDirs, LOCAL_STORAGE_CLIENT);
+    if (stOptions.stHost.vecDirs.size() > 1 && !stOptions.stHost.bCyclic) {
+        PrintMessage("without --cyclic only " + stOptions.stHost.vecDirs[0] + " is recorded on");
+    }
+
+    CLiveLines stLines;
+    CEventPrinter stPrinter(stOptions.bJson);
+    CHost stHost(stOptions.stHost, [&](const hostEvent& st) { OnEvent(stPrinter, st); });
+    CRecording stRecording(stOptions, stHost, stPrinter, bStop);
+    const auto tEnd = stOptions.strDuration.empty() ? Clock::time_point::max()
+                                                    : Clock::now() + SpanOf(stOptions.strDuration);
+    while (!stRecording.IsDone()) {
+        stRecording.Show(stLines);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        if (Clock::now() >= tEnd) RequestStop();
+    }
+    return stRecording.HasFailed() ? EXIT_FAILED : EXIT_OK;
+}
+
+}  // namespace
+
+void AddRecord(CLI::App& stApp, RunFunction& fnRun) {
+    const auto pOptions = std::make_shared<recordOptions>();
+    recordOptions& st = *pOptions;
+    CLI::App* pCommand = AddCommand(
+        stApp, "record", "Record cameras until their streams end (client layout)", EXAMPLES);
+    AddDirs(*pCommand, st.vecDirs);
+    pCommand
+        ->add_option("--camera", st.vecCameras,
+                     "Camera and where its stream comes from: whatever FFmpeg opens, H.264 or "
+                     "H.265; may be given several times")
+        ->type_name("ID=INPUT")
+        ->required()
+        ->allow_extra_args(false)
+        ->take_all()
+        ->check(CLI::Validator(CameraFault, ""));
+    pCommand->add_option("--file-size", st.stHost.nFileSize, "Begin a new file after so many MiB")
+        ->type_name("MiB")
+        ->capture_default_str()
+        ->check(CLI::Range(1u, 2048u).description(""));
+    AddSpan(*pCommand, "--duration", st.strDuration, "Stop after this time");
+    pCommand->add_flag("--cyclic", st.stHost.bCyclic,
+                       "When a disk is full, go on with the next record directory that has room");
+    st.stHost.bAutoDelete = true;
+    AddAutoDelete(*pCommand, st.stHost.bAutoDelete);
+    AddFileKind(*pCommand, "--delete-kind", st.stHost.eDeleteKind);
+    AddSpan(*pCommand, "--snapshot-every", st.strSnapshotEvery,
+            "Store a JPEG of each camera's latest key frame, again and again after this time");
+    pCommand
+        ->add_option("--pace", st.strPace,
+                     "Read files as fast as a camera would deliver them (real) or as fast as "
+                     "possible (fast)")
+        ->type_name("real|fast")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"real", "fast"}).description(""));
+    AddJson(*pCommand, st.bJson);
+    pCommand->callback([pOptions, &fnRun] { fnRun = [pOptions] { return Run(*pOptions); }; });
+}

@@ -1,0 +1,192 @@
+// localstorage status: what stands on each disk and of each camera.
+
+#include <map>
+#include <memory>
+#include <set>
+
+#include "FileSystem/FileSystem.h"
+#include "RecordTree/Names.h"
+#include "base/Failure.h"
+#include "base/Text.h"
+#include "commands/Commands.h"
+#include "help/CommonOptions.h"
+#include "records/FolderInUse.h"
+#include "records/Tree.h"
+#include "screen/Findings.h"
+#include "screen/Json.h"
+#include "screen/Table.h"
+#include "screen/Terminal.h"
+
+namespace {
+
+constexpr const char* EXAMPLES =
+    "  localstorage status --dir /mnt/disk1 --dir /mnt/disk2\n"
+    "  localstorage status --dir /mnt/disk1 --json\n\n"
+    "Nothing is changed, and a host may be recording meanwhile. A disk with 2048 MiB free or less\n"
+    "counts as full. Gaps are those between today's recordings of a camera.";
+
+struct diskStatus {
+    std::uint64_t nFreeMiB = 0;
+    std::string strFolder;
+    std::set<std::string> setDays;
+    std::uint64_t nRecordings = 0, nBytes = 0, nPictures = 0, nPictureBytes = 0;
+
+    bool IsFull() const { return nFreeMiB <= LOCALSTORAGE_DISK_FULL_SPACE; }
+};
+
+struct cameraStatus {
+    std::uint64_t nRecordings = 0, nBytes = 0;
+    timeSpan stWhole{LocalTime::max(), LocalTime::min()};
+    std::vector<timeSpan> vecToday;  ///< merged once all are known
+};
+
+using DiskStatuses = std::vector<std::pair<std::string, diskStatus>>;
+using CameraStatuses = std::map<std::string, cameraStatus>;
+
+DiskStatuses StatusOfDisks(const std::vector<std::string>& vecDirs,
+                           const std::vector<recording>& vecRecordings) {
+    DiskStatuses vecDisks;
+    for (const std::string& strDir : vecDirs) {
+        diskStatus st;
+        GetDiskUsableSpace(strDir.c_str(), st.nFreeMiB);
+        const std::string strInUse = FolderInUse(strDir, vecDirs);
+        if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
+        for (const recording& stRecording : vecRecordings) {
+            if (stRecording.strDisk != strDir) continue;
+            st.setDays.insert(stRecording.strDay);
+            ++st.nRecordings;
+            st.nBytes += stRecording.nBytes;
+        }
+        for (const picture& stPicture : FindPictures({strDir})) {
+            ++st.nPictures;
+            st.nPictureBytes += stPicture.nBytes;
+        }
+        vecDisks.emplace_back(strDir, std::move(st));
+    }
+    return vecDisks;
+}
+
+CameraStatuses StatusOfCameras(const std::vector<recording>& vecRecordings, LocalTime tNow) {
+    const timeSpan stToday{StartOfDay(tNow), tNow};
+    CameraStatuses mapCameras;
+    for (const recording& stRecording : vecRecordings) {
+        cameraStatus& st = mapCameras[stRecording.strCamera];
+        const timeSpan stSpan = stRecording.Span();
+        ++st.nRecordings;
+        st.nBytes += stRecording.nBytes;
+        st.stWhole = {std::min(st.stWhole.tStart, stSpan.tStart),
+                      std::max(st.stWhole.tEnd, stSpan.tEnd)};
+        st.vecToday.push_back(Clip(stSpan, stToday));
+    }
+    for (auto& [strCamera, st] : mapCameras) st.vecToday = Merge(std::move(st.vecToday));
+    return mapCameras;
+}
+
+std::string DayText(const std::string& strDay) {
+    const auto tDay = ParseDigits(strDay);
+    return tDay ? FormatDay(*tDay) : strDay;
+}
+
+void PrintDisksAsTable(const DiskStatuses& vecDisks) {
+    CTable stTable({{"DIRECTORY"},
+                    {"FREE", CTable::RIGHT},
+                    {"STATE"},
+                    {"FOLDER"},
+                    {"OLDEST DAY"},
+                    {"NEWEST DAY"},
+                    {"RECORDINGS", CTable::RIGHT},
+                    {"SIZE", CTable::RIGHT},
+                    {"PICTURES", CTable::RIGHT},
+                    {"SIZE", CTable::RIGHT}});
+    for (const auto& [strDir, st] : vecDisks) {
+        const bool bEmpty = st.setDays.empty();
+        stTable.AddRow(
+            {strDir, FormatBytes(st.nFreeMiB << 20), st.IsFull() ? "full" : "has room",
+             st.strFolder.empty() ? "-" : st.strFolder, bEmpty ? "-" : DayText(*st.setDays.begin()),
+             bEmpty ? "-" : DayText(*st.setDays.rbegin()), std::to_string(st.nRecordings),
+             FormatBytes(st.nBytes), std::to_string(st.nPictures), FormatBytes(st.nPictureBytes)});
+    }
+    stTable.Print();
+}
+
+void PrintCamerasAsTable(const CameraStatuses& mapCameras) {
+    CTable stTable({{"CAMERA"},
+                    {"FIRST"},
+                    {"LAST"},
+                    {"RECORDINGS", CTable::RIGHT},
+                    {"SIZE", CTable::RIGHT},
+                    {"TODAY", CTable::RIGHT},
+                    {"GAPS TODAY"}});
+    for (const auto& [strCamera, st] : mapCameras) {
+        const auto vecGaps = GapsBetween(st.vecToday);
+        stTable.AddRow({strCamera, FormatTime(st.stWhole.tStart), FormatTime(st.stWhole.tEnd),
+                        std::to_string(st.nRecordings), FormatBytes(st.nBytes),
+                        FormatSpan(TotalLength(st.vecToday)),
+                        vecGaps.empty() ? "none"
+                                        : std::to_string(vecGaps.size()) + ", " +
+                                              FormatSpan(TotalLength(vecGaps))});
+    }
+    stTable.Print();
+}
+
+void PrintDisksAsJson(const DiskStatuses& vecDisks) {
+    for (const auto& [strDir, st] : vecDisks) {
+        const bool bEmpty = st.setDays.empty();
+        PrintJson({{"kind", "disk"},
+                   {"dir", strDir},
+                   {"free_bytes", st.nFreeMiB << 20},
+                   {"full", st.IsFull()},
+                   {"folder", st.strFolder},
+                   {"oldest_day", bEmpty ? CJson(nullptr) : DayText(*st.setDays.begin())},
+                   {"newest_day", bEmpty ? CJson(nullptr) : DayText(*st.setDays.rbegin())},
+                   {"recordings", st.nRecordings},
+                   {"bytes", st.nBytes},
+                   {"pictures", st.nPictures},
+                   {"picture_bytes", st.nPictureBytes}});
+    }
+}
+
+void PrintCamerasAsJson(const CameraStatuses& mapCameras) {
+    for (const auto& [strCamera, st] : mapCameras) {
+        const auto vecGaps = GapsBetween(st.vecToday);
+        PrintJson({{"kind", "camera"},
+                   {"camera", strCamera},
+                   {"first", FormatIso(st.stWhole.tStart)},
+                   {"last", FormatIso(st.stWhole.tEnd)},
+                   {"recordings", st.nRecordings},
+                   {"bytes", st.nBytes},
+                   {"seconds_today", TotalLength(st.vecToday).count()},
+                   {"gaps_today", vecGaps.size()},
+                   {"gap_seconds_today", TotalLength(vecGaps).count()}});
+    }
+}
+
+int Run(const std::vector<std::string>& vecGiven, bool bJson) {
+    const auto vecDirs = ExistingDirs(vecGiven);
+    const auto vecRecordings = FindRecordings(vecDirs, {});
+    TellHidden(vecDirs, vecRecordings);
+    const DiskStatuses vecDisks = StatusOfDisks(vecDirs, vecRecordings);
+    const CameraStatuses mapCameras = StatusOfCameras(vecRecordings, Now());
+    if (bJson) {
+        PrintDisksAsJson(vecDisks);
+        PrintCamerasAsJson(mapCameras);
+        return EXIT_OK;
+    }
+    PrintDisksAsTable(vecDisks);
+    if (mapCameras.empty()) return EXIT_OK;
+    PrintLine("");
+    PrintCamerasAsTable(mapCameras);
+    return EXIT_OK;
+}
+
+}  // namespace
+
+void AddStatus(CLI::App& stApp, RunFunction& fnRun) {
+    const auto pDirs = std::make_shared<std::vector<std::string>>();
+    const auto pJson = std::make_shared<bool>(false);
+    CLI::App* pCommand =
+        AddCommand(stApp, "status", "Tell what stands on each disk and of each camera", EXAMPLES);
+    AddDirs(*pCommand, *pDirs);
+    AddJson(*pCommand, *pJson);
+    pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pDirs, *pJson); }; });
+}

@@ -1,0 +1,120 @@
+// localstorage timeline: what is recorded of a day, and where the gaps are.
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+
+#include "base/Failure.h"
+#include "base/System.h"
+#include "base/Text.h"
+#include "commands/Commands.h"
+#include "help/CommonOptions.h"
+#include "screen/Findings.h"
+#include "screen/Json.h"
+#include "screen/Table.h"
+#include "screen/Terminal.h"
+#include "screen/TimelineBars.h"
+#include "screen/TimelineSvg.h"
+
+namespace {
+
+constexpr const char* EXAMPLES =
+    "  localstorage timeline --dir /mnt/disk1 --dir /mnt/disk2 --day today\n"
+    "  localstorage timeline --dir /mnt/disk1 --camera door --day 2024-03-05 --svg door.svg\n\n"
+    "Bars take the width of the terminal; --ascii, or an output that is no terminal, keeps them\n"
+    "plain. Gaps are those between a camera's recordings of that day. Exit code 3: nothing "
+    "recorded.";
+
+struct timelineOptions {
+    std::vector<std::string> vecDirs, vecCameras;
+    std::string strDay = "today", strSvg;
+    bool bAscii = false, bJson = false;
+};
+
+void PrintAsJson(const timelineDay& stTimeline) {
+    for (const timelineRow& stRow : stTimeline.vecRows) {
+        std::vector<JsonObject> vecSpans, vecGaps;
+        for (const typedSpan& st : stRow.vecSpans) {
+            vecSpans.push_back({{"start", FormatIso(st.stSpan.tStart)},
+                                {"end", FormatIso(st.stSpan.tEnd)},
+                                {"type", st.nType ? CJson(st.nType) : CJson(nullptr)}});
+        }
+        for (const timeSpan& st : stRow.Gaps()) {
+            vecGaps.push_back({{"start", FormatIso(st.tStart)}, {"end", FormatIso(st.tEnd)}});
+        }
+        PrintJson({{"camera", stRow.strCamera},
+                   {"day", FormatDay(stTimeline.stDay.tStart)},
+                   {"seconds", TotalLength(stRow.vecCovered).count()},
+                   {"recordings", vecSpans},
+                   {"gaps", vecGaps}});
+    }
+}
+
+barStyle StyleFor(const timelineOptions& stOptions) {
+    const bool bTerminal = IsTerminal(outputStream::OUT);
+    barStyle st;
+    st.nWidth = TerminalSize(outputStream::OUT, {100, 24}).nColumns;
+    st.bAscii = stOptions.bAscii || !bTerminal || !IsUtf8Locale();
+    st.bColour = bTerminal && !stOptions.bAscii && !std::getenv("NO_COLOR");
+    return st;
+}
+
+void PrintGaps(const timelineDay& stTimeline) {
+    CTable stTable({{"GAPS OF"}, {"FROM"}, {"TO"}, {"LENGTH", CTable::RIGHT}});
+    for (const timelineRow& stRow : stTimeline.vecRows) {
+        for (const timeSpan& st : stRow.Gaps()) {
+            stTable.AddRow({stRow.strCamera, FormatClock(st.tStart), FormatClock(st.tEnd),
+                            FormatSpan(st.Length())});
+        }
+    }
+    if (stTable.Empty()) return;
+    PrintLine("");
+    stTable.Print();
+}
+
+void WriteSvg(const timelineDay& stTimeline, const std::string& strFile) {
+    errno = 0;
+    std::ofstream stFile(strFile, std::ios::binary);
+    stFile << DrawSvg(stTimeline);
+    stFile.close();
+    if (!stFile) throw CFailure("cannot write " + strFile + ": " + ErrorText(errno));
+}
+
+int Run(const timelineOptions& stOptions) {
+    const LocalTime tDay = StartOfDay(TimeOf(stOptions.strDay));
+    const timeSpan stDay{tDay, tDay + Seconds(86400)};
+    const auto vecDirs = ExistingDirs(stOptions.vecDirs);
+    const auto vecFound = FindRecordings(vecDirs, {stOptions.vecCameras, stDay, 0});
+    TellHidden(vecDirs, vecFound);
+    const timelineDay stTimeline = MakeTimeline(vecFound, stDay);
+    if (stTimeline.vecRows.empty()) {
+        PrintMessage("nothing was recorded on " + FormatDay(tDay));
+        return EXIT_NOTHING_FOUND;
+    }
+    if (!stOptions.strSvg.empty()) WriteSvg(stTimeline, stOptions.strSvg);
+    if (stOptions.bJson) {
+        PrintAsJson(stTimeline);
+        return EXIT_OK;
+    }
+    for (const std::string& strLine : DrawBars(stTimeline, StyleFor(stOptions))) PrintLine(strLine);
+    PrintGaps(stTimeline);
+    return EXIT_OK;
+}
+
+}  // namespace
+
+void AddTimeline(CLI::App& stApp, RunFunction& fnRun) {
+    const auto pOptions = std::make_shared<timelineOptions>();
+    timelineOptions& st = *pOptions;
+    CLI::App* pCommand = AddCommand(
+        stApp, "timeline", "Show what is recorded of a day, and where the gaps are", EXAMPLES);
+    AddDirs(*pCommand, st.vecDirs);
+    AddCameras(*pCommand, st.vecCameras);
+    AddTime(*pCommand, "--day", st.strDay, "Day, or any time of it");
+    pCommand->add_option("--svg", st.strSvg, "Draw the day into this file as well")
+        ->type_name("FILE");
+    pCommand->add_flag("--ascii", st.bAscii, "Draw with plain ASCII, without colours");
+    AddJson(*pCommand, st.bJson);
+    pCommand->callback([pOptions, &fnRun] { fnRun = [pOptions] { return Run(*pOptions); }; });
+}

@@ -1,0 +1,80 @@
+// Completion for bash, made from the option table.
+
+#include "base/Text.h"
+#include "help/OptionTable.h"
+
+namespace {
+
+std::string OptionWords(const commandEntry& stCommand) {
+    std::string strWords;
+    for (const optionEntry& st : stCommand.vecOptions) {
+        if (!st.bPositional) strWords += (strWords.empty() ? "" : " ") + Joined(st.vecNames, " ");
+    }
+    return strWords;
+}
+
+/// How the value of an option is completed; empty where only the user can know it.
+std::string ValueAction(const std::string& strValue) {
+    if (strValue == "DIR") return "_localstorage_paths -d";
+    if (strValue == "FILE") return "_localstorage_paths -f";
+    if (strValue == "TIME") {
+        return "COMPREPLY=($(compgen -W \"now today yesterday -1h -1d\" -- \"$cur\"))";
+    }
+    if (strValue.find('|') == std::string::npos) return "COMPREPLY=()";
+    std::string strWords = strValue;
+    for (char& c : strWords) c = c == '|' ? ' ' : c;
+    return "COMPREPLY=($(compgen -W \"" + strWords + "\" -- \"$cur\"))";
+}
+
+/// One case of the shell's switch over command and option.
+std::string ValueCase(const std::string& strCommand, const optionEntry& st) {
+    if (st.bPositional || st.strValue.empty()) return {};
+    std::vector<std::string> vecPatterns;
+    for (const std::string& strName : st.vecNames)
+        vecPatterns.push_back(strCommand + ":" + strName);
+    return "    " + Joined(vecPatterns, " | ") + ")\n        " + ValueAction(st.strValue) +
+           "\n        return\n        ;;\n";
+}
+
+}  // namespace
+
+std::string MakeBashCompletion(const CLI::App& stApp) {
+    const commandEntry stProgram = DescribeCommand(stApp);
+    std::string strNames, strValues, strOptions;
+    for (const optionEntry& st : stProgram.vecOptions) strValues += ValueCase("*", st);
+    for (const commandEntry& stCommand : DescribeSubcommands(stApp)) {
+        strNames += (strNames.empty() ? "" : " ") + stCommand.strName;
+        for (const optionEntry& st : stCommand.vecOptions) {
+            strValues += ValueCase(stCommand.strName, st);
+        }
+        strOptions +=
+            "    " + stCommand.strName + ") words=\"" + OptionWords(stCommand) + "\" ;;\n";
+    }
+    return "# bash completion for localstorage; made from its option table\n\n"
+           "_localstorage_paths() {\n"
+           "    local IFS=$'\\n'\n"
+           "    COMPREPLY=($(compgen \"$1\" -- \"$cur\"))\n"
+           "}\n\n"
+           "_localstorage() {\n"
+           "    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}\n"
+           "    local command= word words\n"
+           "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
+           "        case \" " +
+           strNames +
+           " \" in *\" $word \"*) command=$word; break ;; esac\n"
+           "    done\n"
+           "    case $command:$prev in\n" +
+           strValues +
+           "    esac\n"
+           "    case $command in\n" +
+           strOptions + "    *) words=\"" + strNames + " " + OptionWords(stProgram) +
+           "\" ;;\n"
+           "    esac\n"
+           "    if [[ -n $command && $cur != -* ]]; then\n"
+           "        _localstorage_paths -f\n"
+           "    else\n"
+           "        COMPREPLY=($(compgen -W \"$words\" -- \"$cur\"))\n"
+           "    fi\n"
+           "}\n"
+           "complete -o filenames -F _localstorage localstorage\n";
+}

@@ -1,0 +1,111 @@
+#include "host/CameraRecorder.h"
+
+#include <cstdio>
+
+#include "base/Failure.h"
+#include "base/Text.h"
+#include "host/Pacer.h"
+#include "media/Snapshot.h"
+
+CCameraRecorder::CCameraRecorder(cameraPlan stPlan, CHost& stHost, CCameraListener& stListener,
+                                 const std::atomic<bool>& bStop)
+    : m_stPlan(std::move(stPlan)),
+      m_stHost(stHost),
+      m_stListener(stListener),
+      m_bStop(bStop),
+      m_thread([this] { Run(); }) {}
+
+void CCameraRecorder::Run() {
+    try {
+        Record();
+    } catch (const std::exception& stError) {
+        m_bFailed = true;
+        m_stListener.OnTrouble(m_stPlan.strCamera, stError.what());
+    }
+    TellEnd();
+    m_bDone = true;
+}
+
+void CCameraRecorder::Record() {
+    CMediaInput stInput(m_stPlan.strInput, &m_bStop);
+    CHostChannel stChannel(m_stHost, m_stPlan.strCamera, this, recFileInfo());
+    CPacer stPacer(m_stPlan.bRealTime, m_bStop);
+    while (const accessUnit* pUnit = stInput.Next()) {
+        stPacer.WaitFor(pUnit->fTime);
+        if (m_bStop) return;
+        Write(stChannel, *pUnit);
+        TakeSnapshot(*pUnit, stInput.Parameters());
+    }
+}
+
+void CCameraRecorder::Write(CHostChannel& stChannel, const accessUnit& stUnit) {
+    // A failed write has been told by the engine's message; the next picture tries again.
+    if (!stChannel.Write(stUnit.stBytes)) return;
+    m_nBytes += stUnit.stBytes.size();
+    m_nFileBytes += stUnit.stBytes.size();
+}
+
+void CCameraRecorder::TakeSnapshot(const accessUnit& stUnit,
+                                   const AVCodecParameters& stParameters) {
+    if (m_stPlan.nSnapshotEvery == Seconds(0)) return;
+    if (stUnit.bKeyFrame) m_vecKeyFrame.assign(stUnit.stBytes.begin(), stUnit.stBytes.end());
+    const bool bDue = !m_optSnapshot || Clock::now() >= *m_optSnapshot;
+    if (m_vecKeyFrame.empty() || !bDue) return;
+    m_optSnapshot = Clock::now() + m_stPlan.nSnapshotEvery;
+    try {
+        StoreSnapshot(stParameters);
+    } catch (const CFailure& stError) {
+        m_stListener.OnTrouble(m_stPlan.strCamera, std::string("no snapshot: ") + stError.what() +
+                                                       "; recording goes on");
+    }
+}
+
+void CCameraRecorder::StoreSnapshot(const AVCodecParameters& stParameters) {
+    const std::vector<std::uint8_t> vecJpeg = MakeJpeg(m_vecKeyFrame, stParameters);
+    char szPath[LOCALSTORAGE_PATH_SIZE] = {};
+    if (!m_stHost.Engine().WriteImage(m_stPlan.strCamera.c_str(),
+                                      reinterpret_cast<const char*>(vecJpeg.data()),
+                                      static_cast<unsigned>(vecJpeg.size()), szPath)) {
+        throw CFailure("it could not be stored, the disk is full or fails");
+    }
+    m_stListener.OnSnapshot(m_stPlan.strCamera, szPath, vecJpeg.size());
+}
+
+void CCameraRecorder::TellEnd() {
+    const std::string strWhy = m_bFailed ? "failed" : m_bStop ? "stopped" : "end of input";
+    m_stListener.OnEnded(m_stPlan.strCamera, {strWhy, m_nBytes, m_nFiles});
+}
+
+void CCameraRecorder::OnFileCreated(const std::string& strPath) {
+    const std::lock_guard stLock(m_mtxFile);
+    m_strFile = strPath.substr(strPath.rfind('/') + 1);
+    m_nFileBytes = 0;
+    ++m_nFiles;
+}
+
+std::string CCameraRecorder::CurrentFile() {
+    const std::lock_guard stLock(m_mtxFile);
+    return m_strFile;
+}
+
+std::string CCameraRecorder::LiveLine() {
+    const std::string strFile = CurrentFile();
+    char szText[256];
+    if (m_bDone || strFile.empty()) {
+        const char* pState = m_bFailed ? "failed" : m_bDone ? "ended" : "opening";
+        std::snprintf(szText, sizeof(szText), "  %-12s %s", m_stPlan.strCamera.c_str(), pState);
+        return szText;
+    }
+    const double fSeconds = std::chrono::duration<double>(Clock::now() - m_tShown).count();
+    if (fSeconds >= 1) {
+        const std::uint64_t nBytes = m_nBytes;
+        m_fRate = static_cast<double>(nBytes - m_nShownBytes) / fSeconds;
+        m_nShownBytes = nBytes;
+        m_tShown = Clock::now();
+    }
+    std::snprintf(szText, sizeof(szText), "  %-12s %s  %10s  %10s/s  %10s in all",
+                  m_stPlan.strCamera.c_str(), strFile.c_str(), FormatBytes(m_nFileBytes).c_str(),
+                  FormatBytes(static_cast<std::uint64_t>(m_fRate)).c_str(),
+                  FormatBytes(m_nBytes).c_str());
+    return szText;
+}

@@ -1,0 +1,31 @@
+// A recording as a source of a clip: its frames, read twice, once to know them all and once to
+// copy.
+
+#ifndef LOCALSTORAGE_TOOL_MEDIA_CLIPSOURCE_H
+#define LOCALSTORAGE_TOOL_MEDIA_CLIPSOURCE_H
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "media/FrameTimes.h"
+#include "media/MediaInput.h"
+
+/// What the first reading finds.
+struct clipFrames {
+    videoCodec eCodec = videoCodec::H264;
+    int nWidth = 0, nHeight = 0;
+    double fRate = 0;  ///< frames per second that the stream names; 0: none
+    std::vector<codedFrame> vecFrames;
+    std::vector<std::size_t> vecPlaces;
+};
+
+/// Told of the size of each frame that was read.
+using BytesFunction = std::function<void(std::size_t)>;
+
+/// Reads a recording whole. Throws CFailure.
+clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
+                      const std::atomic<bool>& bStop);
+
+#endif  // LOCALSTORAGE_TOOL_MEDIA_CLIPSOURCE_H

@@ -1,0 +1,41 @@
+// When the frames of a recording were taken. Recordings are bare streams without times: all that is
+// known is when the file began and ended, the order of the frames and, perhaps, a frame rate. Pure
+// functions.
+
+#ifndef LOCALSTORAGE_TOOL_MEDIA_FRAMETIMES_H
+#define LOCALSTORAGE_TOOL_MEDIA_FRAMETIMES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "base/Times.h"
+
+/// A frame as it stands in the file, in decoding order.
+struct codedFrame {
+    bool bKey = false;
+    int nOrder = 0;  ///< picture order count: grows with display, begins anew with a sequence
+};
+
+/// For each frame, in decoding order, its place in the order of display.
+std::vector<std::size_t> DisplayPlaces(const std::vector<codedFrame>& vecFrames);
+
+/// Seconds from one frame to the next. The stream's own rate (0: unknown, taken as 25) where the
+/// file's length in time agrees with it, or cannot be true (a file recorded faster than real time);
+/// else the frames are spread evenly over the file's length.
+double FrameStep(std::size_t nFrames, Seconds nLength, double fRate);
+
+/// Which frames of a file go into a clip, in decoding order: from nFirst up to, not including,
+/// nEnd. Those in between that are shown before the first one need frames that are left out.
+struct frameRange {
+    std::size_t nFirst = 0;
+    std::size_t nEnd = 0;
+};
+
+/// From the last key frame shown at or before `fFrom` seconds into the file (else the first one) up
+/// to `fTo`, and on until no frame shown in between is missing. Empty without a key frame.
+frameRange SelectFrames(const std::vector<codedFrame>& vecFrames,
+                        const std::vector<std::size_t>& vecPlaces, double fStep, double fFrom,
+                        double fTo);
+
+#endif  // LOCALSTORAGE_TOOL_MEDIA_FRAMETIMES_H

@@ -1,0 +1,26 @@
+// The lock on a record directory that a running host holds.
+
+#ifndef LOCALSTORAGE_TOOL_RECORDS_DIRLOCK_H
+#define LOCALSTORAGE_TOOL_RECORDS_DIRLOCK_H
+
+#include <string>
+
+#include "Osl/Osl.h"
+
+/// Keeps every host off a record directory while it lives.
+class CDirLock {
+public:
+    /// Throws CFailure when a host records into the directory.
+    explicit CDirLock(const std::string& strDir);
+    ~CDirLock() { OSL_UnlockDir(m_hLock); }
+    CDirLock(const CDirLock&) = delete;
+    CDirLock& operator=(const CDirLock&) = delete;
+
+private:
+    OSL_FileHandle m_hLock;
+};
+
+/// Whether a host has the directory now. Asking takes the lock for a moment.
+bool IsInUse(const std::string& strDir);
+
+#endif  // LOCALSTORAGE_TOOL_RECORDS_DIRLOCK_H

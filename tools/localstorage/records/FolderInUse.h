@@ -1,0 +1,31 @@
+// Which record folder hosts use where two may stand, RecordFile and BackupFile, and what lies in
+// the other one, into which no host looks.
+
+#ifndef LOCALSTORAGE_TOOL_RECORDS_FOLDERINUSE_H
+#define LOCALSTORAGE_TOOL_RECORDS_FOLDERINUSE_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "records/Catalogue.h"
+
+/// Whether all recordings below the record directory are of the client layout, which has no index.
+bool IsClientLayout(const std::string& strDir);
+
+/// The record folder that a host on `vecDirs` uses in `strDir`: "BackupFile" once any of them has
+/// it, since a host goes over on all its disks. In the client layout always "RecordFile".
+std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vecDirs);
+
+/// Recordings of a record directory that no host finds.
+struct hiddenRecordings {
+    std::string strDir;
+    std::string strInUse;  ///< the record folder that hosts use instead
+    std::uint64_t nCount = 0;
+};
+
+/// Which of the recordings that were found no host on `vecDirs` would find.
+std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vecDirs,
+                                         const std::vector<recording>& vecFound);
+
+#endif  // LOCALSTORAGE_TOOL_RECORDS_FOLDERINUSE_H

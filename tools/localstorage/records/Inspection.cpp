@@ -1,0 +1,185 @@
+#include "records/Inspection.h"
+
+#include <algorithm>
+
+#include "RecordTree/IndexFiles.h"
+#include "RecordTree/RepairPlan.h"
+#include "base/Failure.h"
+#include "base/Text.h"
+#include "records/Catalogue.h"
+#include "records/DirLock.h"
+#include "records/FolderInUse.h"
+#include "records/IndexFault.h"
+#include "records/Tree.h"
+
+namespace {
+
+constexpr std::uint64_t LARGE_FILE = 1 << 20;
+
+repairPlan PlanOf(const std::string& strFolder) {
+    repairPlan stPlan;
+    std::string strUnreadable;
+    if (!MakeRepairPlan(strFolder, stPlan, strUnreadable)) {
+        throw CFailure("cannot read " + strUnreadable + ": " + ErrorText(OSL_GetSystemLastError()) +
+                       "; nothing can be said about the index");
+    }
+    return stPlan;
+}
+
+void AddForeign(const repairPlan& stPlan, inspection& st) {
+    for (const repairFinding& stForeign : stPlan.vFindings) {
+        const findingSize stSize = MeasureFinding(stForeign);
+        const std::string strName = stForeign.strPath.substr(stForeign.strPath.rfind('/') + 1);
+        const bool bRecording = !stForeign.bDirectory && ParseRecordingName(strName).has_value();
+        st.vecFindings.push_back(
+            {findingKind::FOREIGN, stForeign.strPath,
+             bRecording ? "recording of the client layout" : VerdictText(stForeign.eVerdict),
+             stForeign.bDirectory, stSize.nFiles, stSize.nBytes, stSize.nLargest, bRecording});
+    }
+}
+
+void AddPaths(const std::vector<std::string>& vecNames, findingKind eKind, const char* pWhy,
+              inspection& st) {
+    for (const std::string& strName : vecNames) {
+        st.vecFindings.push_back({eKind, st.FolderPath() + "/" + strName, pWhy});
+    }
+}
+
+void CompareIndex(const repairPlan& stPlan, inspection& st) {
+    CIndexTree stIndex;
+    indexFileFault stFault;
+    if (!Exists(st.FolderPath() + "/" + INDEX_FILE_LEVEL1) && stPlan.objTree.IsEmpty()) return;
+    if (!LoadIndex(st.FolderPath(), IndexLength::Exact, stIndex, stFault)) {
+        st.vecFindings.push_back({findingKind::DAMAGED, stFault.strPath, IndexFaultText(stFault)});
+        return;
+    }
+    st.nEntries = stIndex.CountFiles();
+    const indexDifference stDifference = CompareWithTree(stIndex, stPlan);
+    AddPaths(stDifference.vGone, findingKind::GONE, "entry without a file", st);
+    AddPaths(stDifference.vUnlisted, findingKind::UNLISTED, "recording without an entry", st);
+}
+
+void AddMarker(const std::string& strMarker, inspection& st) {
+    st.bInUse = IsInUse(st.strDir);
+    st.vecFindings.push_back(
+        {findingKind::NOT_UP_TO_DATE, strMarker,
+         st.bInUse ? "a running host has not written its latest changes yet"
+                   : "a host ended without writing its latest changes; the next start repairs"});
+}
+
+void InspectIndex(inspection& st) {
+    const std::string strMarker = st.FolderPath() + "/" + INDEX_DIRTY_MARKER;
+    const bool bMarkedBefore = Exists(strMarker);
+    const repairPlan stPlan = PlanOf(st.FolderPath());
+    st.nRecordings = stPlan.objTree.CountFiles();
+    CompareIndex(stPlan, st);
+    // A host may have begun or ended a flush meanwhile.
+    if (bMarkedBefore || Exists(strMarker)) AddMarker(strMarker, st);
+    AddPaths({stPlan.setTwins.begin(), stPlan.setTwins.end()}, findingKind::TWIN,
+             "another recording has the same times; it stays, without an entry", st);
+    AddForeign(stPlan, st);
+}
+
+/// Counts the recordings of the folder in use, where there is no index, and of the other one.
+void CountRecordings(inspection& st) {
+    finding stHidden;
+    stHidden.eKind = findingKind::HIDDEN;
+    stHidden.bDirectory = true;
+    for (const recording& stRecording : FindRecordings({st.strDir}, {})) {
+        if (stRecording.strFolder == st.strFolder) {
+            st.nRecordings += st.bClientLayout;
+            continue;
+        }
+        stHidden.strPath = st.strDir + "/" + stRecording.strFolder;
+        ++stHidden.nFiles;
+        stHidden.nBytes += stRecording.nBytes;
+    }
+    st.nHidden = stHidden.nFiles;
+    if (st.nHidden == 0) return;
+    stHidden.strWhy =
+        Count(st.nHidden, "recording") + " that no host finds, since hosts use " + st.strFolder;
+    st.vecFindings.push_back(stHidden);
+}
+
+/// What a host at work explains.
+bool IsPassing(const inspection& st, const finding& stFinding) {
+    if (stFinding.eKind == findingKind::TWIN) return true;
+    return st.bInUse && stFinding.eKind != findingKind::FOREIGN &&
+           stFinding.eKind != findingKind::HIDDEN;
+}
+
+}  // namespace
+
+bool inspection::IsClean() const {
+    return std::all_of(vecFindings.begin(), vecFindings.end(),
+                       [&](const finding& st) { return IsPassing(*this, st); });
+}
+
+bool inspection::NeedsRepair() const {
+    return std::any_of(vecFindings.begin(), vecFindings.end(), [&](const finding& st) {
+        return st.eKind != findingKind::HIDDEN && !IsPassing(*this, st);
+    });
+}
+
+std::uint64_t inspection::RemovedFiles() const {
+    std::uint64_t nFiles = 0;
+    for (const finding& st : vecFindings) {
+        if (st.eKind == findingKind::FOREIGN) nFiles += st.nFiles;
+    }
+    return nFiles;
+}
+
+std::string inspection::Alarm() const {
+    const std::uint64_t nRemoved = RemovedFiles();
+    for (const finding& st : vecFindings) {
+        if (st.bRecording) return "it would remove recordings of the client layout";
+        if (st.nLargest > LARGE_FILE)
+            return "it would remove a file larger than 1 MiB: " + st.strPath;
+    }
+    if (nRemoved > nRecordings) {
+        return "it would remove " + Count(nRemoved, "file") + " and keep only " +
+               Count(nRecordings, "recording");
+    }
+    return {};
+}
+
+inspection Inspect(const std::string& strDir, const std::string& strFolder) {
+    inspection st;
+    st.strDir = strDir;
+    st.strFolder = strFolder;
+    st.bEmpty = !Exists(st.FolderPath());
+    st.bClientLayout = IsClientLayout(strDir);
+    if (!st.bEmpty && !st.bClientLayout) InspectIndex(st);
+    const auto vecFolders = RecordFolders(strDir);
+    const bool bOther = vecFolders.size() > (st.bEmpty ? 0u : 1u);
+    if (st.bClientLayout || bOther) CountRecordings(st);
+    return st;
+}
+
+std::vector<inspection> InspectAll(const std::vector<std::string>& vecDirs) {
+    std::vector<inspection> vecInspections;
+    for (const std::string& strDir : vecDirs) {
+        vecInspections.push_back(Inspect(strDir, FolderInUse(strDir, vecDirs)));
+    }
+    return vecInspections;
+}
+
+const char* KindName(findingKind eKind) {
+    switch (eKind) {
+        case findingKind::NOT_UP_TO_DATE:
+            return "not-up-to-date";
+        case findingKind::DAMAGED:
+            return "damaged";
+        case findingKind::GONE:
+            return "gone";
+        case findingKind::UNLISTED:
+            return "unlisted";
+        case findingKind::TWIN:
+            return "twin";
+        case findingKind::HIDDEN:
+            return "hidden";
+        case findingKind::FOREIGN:
+            return "foreign";
+    }
+    return "";
+}

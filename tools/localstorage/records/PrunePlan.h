@@ -1,0 +1,44 @@
+// Which days go when old recordings or pictures are deleted. Pure functions.
+
+#ifndef LOCALSTORAGE_TOOL_RECORDS_PRUNEPLAN_H
+#define LOCALSTORAGE_TOOL_RECORDS_PRUNEPLAN_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "base/Times.h"
+
+/// A file that might go.
+struct oldFile {
+    std::string strDisk;
+    std::string strRoot;  ///< folder of the day folders
+    std::string strDay, strCamera, strName;
+    std::uint64_t nBytes = 0;
+    LocalTime tEnd;  ///< end of what it shows
+
+    std::string DayPath() const { return strRoot + "/" + strDay; }
+    std::string CameraPath() const { return DayPath() + "/" + strCamera; }
+    std::string Path() const { return CameraPath() + "/" + strName; }
+};
+
+/// The files that may go at all: those of earlier days that do not run into today, oldest day
+/// first.
+std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vecFiles, LocalTime tNow);
+
+/// Those of days before `tDay`.
+std::vector<oldFile> BeforeDay(const std::vector<oldFile>& vecFiles, LocalTime tDay);
+
+/// Room on a file system, which several record directories may share.
+struct diskRoom {
+    std::uint64_t nDevice = 0;
+    std::uint64_t nFreeBytes = 0;
+};
+
+/// Whole days, the oldest first, until every file system has so many bytes free.
+std::vector<oldFile> UntilFree(const std::vector<oldFile>& vecFiles,
+                               const std::map<std::string, diskRoom>& mapRooms,
+                               std::uint64_t nKeepFree);
+
+#endif  // LOCALSTORAGE_TOOL_RECORDS_PRUNEPLAN_H

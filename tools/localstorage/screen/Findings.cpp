@@ -1,0 +1,88 @@
+#include "screen/Findings.h"
+
+#include "base/Text.h"
+#include "records/FolderInUse.h"
+#include "screen/Json.h"
+#include "screen/Table.h"
+#include "screen/Terminal.h"
+
+namespace {
+
+JsonObject ToJson(const inspection& st, const finding& stFinding) {
+    return {{"kind", "finding"},
+            {"dir", st.strDir},
+            {"finding", KindName(stFinding.eKind)},
+            {"path", stFinding.strPath},
+            {"why", stFinding.strWhy},
+            {"files", stFinding.nFiles},
+            {"bytes", stFinding.nBytes}};
+}
+
+JsonObject ToJson(const inspection& st) {
+    return {{"kind", "directory"},
+            {"dir", st.strDir},
+            {"folder", st.bEmpty ? "" : st.strFolder},
+            {"layout", st.bClientLayout ? "client" : "remote-backup"},
+            {"in_use", st.bInUse},
+            {"recordings", st.nRecordings},
+            {"entries", st.nEntries},
+            {"hidden", st.nHidden},
+            {"findings", st.vecFindings.size()},
+            {"would_remove_files", st.RemovedFiles()},
+            {"clean", st.IsClean()}};
+}
+
+std::string Counts(const inspection& st) {
+    if (st.bEmpty) return "nothing recorded yet";
+    const std::string strRecordings = Count(st.nRecordings, "recording");
+    if (st.bClientLayout) return "client layout: " + strRecordings + " and no index";
+    return strRecordings + ", " + Count(st.nEntries, "index entry", "index entries") +
+           (st.bInUse ? ", a host is recording" : "");
+}
+
+std::string Summary(const inspection& st) {
+    std::string strText = (st.bEmpty ? st.strDir : st.FolderPath()) +
+                          (st.IsClean() ? ": clean, " : ": NOT clean, ") + Counts(st);
+    if (st.nHidden) strText += "; no host finds another " + Count(st.nHidden, "recording");
+    if (const auto nFiles = st.RemovedFiles()) {
+        strText += "; a repair would remove " + Count(nFiles, "file");
+    }
+    return strText;
+}
+
+}  // namespace
+
+void PrintInspections(const std::vector<inspection>& vecInspections, bool bJson) {
+    CTable stTable({{"FINDING"}, {"SIZE", CTable::RIGHT}, {"WHY"}, {"PATH"}});
+    for (const inspection& st : vecInspections) {
+        for (const finding& stFinding : st.vecFindings) {
+            if (bJson) {
+                PrintJson(ToJson(st, stFinding));
+                continue;
+            }
+            const bool bSized =
+                stFinding.eKind == findingKind::FOREIGN || stFinding.eKind == findingKind::HIDDEN;
+            stTable.AddRow({KindName(stFinding.eKind), bSized ? FormatBytes(stFinding.nBytes) : "-",
+                            stFinding.strWhy,
+                            stFinding.strPath + (stFinding.bDirectory ? "/" : "")});
+        }
+    }
+    if (!stTable.Empty()) {
+        stTable.Print();
+        PrintLine("");
+    }
+    for (const inspection& st : vecInspections) {
+        if (bJson) {
+            PrintJson(ToJson(st));
+        } else {
+            PrintLine(Summary(st));
+        }
+    }
+}
+
+void TellHidden(const std::vector<std::string>& vecDirs, const std::vector<recording>& vecFound) {
+    for (const hiddenRecordings& st : FindHidden(vecDirs, vecFound)) {
+        PrintMessage(st.strDir + ": hosts use " + st.strInUse + " and do not find " +
+                     Count(st.nCount, "recording") + " beside it; see \"localstorage check\"");
+    }
+}

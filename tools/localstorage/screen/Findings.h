@@ -1,0 +1,18 @@
+// What was found in record directories, told.
+
+#ifndef LOCALSTORAGE_TOOL_SCREEN_FINDINGS_H
+#define LOCALSTORAGE_TOOL_SCREEN_FINDINGS_H
+
+#include <string>
+#include <vector>
+
+#include "records/Catalogue.h"
+#include "records/Inspection.h"
+
+/// Prints the findings of record directories, and one summary for each.
+void PrintInspections(const std::vector<inspection>& vecInspections, bool bJson);
+
+/// Says on standard error which of the recordings that were found no host on `vecDirs` would find.
+void TellHidden(const std::vector<std::string>& vecDirs, const std::vector<recording>& vecFound);
+
+#endif  // LOCALSTORAGE_TOOL_SCREEN_FINDINGS_H

@@ -1,0 +1,72 @@
+#include "screen/TimelineDay.h"
+
+#include <algorithm>
+#include <map>
+
+namespace {
+
+/// The longest type of a cell.
+unsigned MainType(const timelineRow& stRow, const timeSpan& stCell) {
+    std::map<unsigned, Seconds> mapLengths;
+    for (const typedSpan& st : stRow.vecSpans) {
+        const timeSpan stPart = Clip(st.stSpan, stCell);
+        if (stPart.Length() > Seconds(0)) mapLengths[st.nType] += stPart.Length();
+    }
+    const auto it =
+        std::max_element(mapLengths.begin(), mapLengths.end(),
+                         [](const auto& a, const auto& b) { return a.second < b.second; });
+    return it == mapLengths.end() ? 0 : it->first;
+}
+
+}  // namespace
+
+std::set<unsigned> timelineDay::Types() const {
+    std::set<unsigned> setTypes;
+    for (const timelineRow& stRow : vecRows) {
+        for (const typedSpan& st : stRow.vecSpans) setTypes.insert(st.nType);
+    }
+    return setTypes;
+}
+
+timelineDay MakeTimeline(const std::vector<recording>& vecRecordings, timeSpan stDay) {
+    std::map<std::string, timelineRow> mapRows;
+    for (const recording& st : vecRecordings) {
+        const timeSpan stPart = Clip(st.Span(), stDay);
+        if (stPart.Length() <= Seconds(0)) continue;
+        timelineRow& stRow = mapRows[st.strCamera];
+        stRow.vecSpans.push_back({stPart, st.stName.nType});
+        stRow.vecCovered.push_back(stPart);
+    }
+    timelineDay stTimeline{stDay, {}};
+    for (auto& [strCamera, stRow] : mapRows) {
+        stRow.strCamera = strCamera;
+        stRow.vecCovered = Merge(std::move(stRow.vecCovered));
+        stTimeline.vecRows.push_back(std::move(stRow));
+    }
+    return stTimeline;
+}
+
+std::vector<timelineCell> MakeCells(const timelineRow& stRow, const timeSpan& stDay,
+                                    std::size_t nColumns) {
+    std::vector<timelineCell> vecCells(nColumns);
+    const auto Edge = [&](std::size_t n) {
+        return stDay.tStart +
+               stDay.Length() * static_cast<std::int64_t>(n) / static_cast<std::int64_t>(nColumns);
+    };
+    for (std::size_t n = 0; n < nColumns; ++n) {
+        const timeSpan stCell{Edge(n), Edge(n + 1)};
+        Seconds nCovered(0);
+        for (const timeSpan& st : stRow.vecCovered) {
+            nCovered += std::max(Seconds(0), Clip(st, stCell).Length());
+        }
+        if (nCovered == Seconds(0)) continue;
+        vecCells[n] = {
+            static_cast<double>(nCovered.count()) / static_cast<double>(stCell.Length().count()),
+            MainType(stRow, stCell)};
+    }
+    return vecCells;
+}
+
+std::string TypeName(unsigned nType) {
+    return nType == 0 ? "no type" : "type " + std::to_string(nType);
+}
