@@ -135,3 +135,20 @@ ENalRole GetNalRole(ECodec eCodec, const nalHead& aHead) {
 bool IsH264Sei(const nalHead& aHead) {
     return aHead[0] == 0x06;
 }
+
+unsigned AllParameterSets(ECodec eCodec) {
+    constexpr unsigned BOTH = PARAMETER_SET_SEQUENCE | PARAMETER_SET_PICTURE;
+    return eCodec == ECodec::H264 ? BOTH : PARAMETER_SET_VIDEO | BOTH;
+}
+
+unsigned ParameterSetOf(ECodec eCodec, const nalHead& aHead) {
+    const bool bH264 = eCodec == ECodec::H264;
+    const int nType = bH264 ? H264Type(aHead) : H265Type(aHead);
+    if (!bH264 && nType == 32) return PARAMETER_SET_VIDEO;
+    if (nType == (bH264 ? 7 : 33)) return PARAMETER_SET_SEQUENCE;
+    return nType == (bH264 ? 8 : 34) ? PARAMETER_SET_PICTURE : 0;
+}
+
+bool IsDelimiter(ECodec eCodec, const nalHead& aHead) {
+    return eCodec == ECodec::H264 ? H264Type(aHead) == 9 : H265Type(aHead) == 35;
+}

@@ -37,6 +37,15 @@ ENalRole GetNalRole(ECodec eCodec, const nalHead& aHead);
 /// Whether a Front unit is an H.264 SEI, which may announce a recovery point.
 bool IsH264Sei(const nalHead& aHead);
 
+/// The parameter sets that decoding a stream of that kind needs, as bits.
+enum : unsigned { PARAMETER_SET_VIDEO = 1, PARAMETER_SET_SEQUENCE = 2, PARAMETER_SET_PICTURE = 4 };
+unsigned AllParameterSets(ECodec eCodec);
+/// The bit of the parameter set that a unit is; 0 for any other unit.
+unsigned ParameterSetOf(ECodec eCodec, const nalHead& aHead);
+
+/// Whether a unit is the delimiter that begins an access unit.
+bool IsDelimiter(ECodec eCodec, const nalHead& aHead);
+
 /// From this byte after a start code on, it belongs to the MPEG system layer (packs, PES), never to
 /// a NAL unit.
 constexpr std::uint8_t FIRST_SYSTEM_CODE = 0xB9;

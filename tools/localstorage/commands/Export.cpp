@@ -87,7 +87,7 @@ bool CExport::Fits(const recording& stRecording, const clipFrames& stFrames) {
     if (stFrames.eCodec != m_stFirst.eCodec) {
         m_bFailed = true;
         PrintMessage(stRecording.Path() + " is " +
-                     (stFrames.eCodec == videoCodec::H264 ? "H.264, the clip began as H.265"
+                     (stFrames.eCodec == ECodec::H264 ? "H.264, the clip began as H.265"
                                                           : "H.265, the clip began as H.264") +
                      "; it is left out, export it on its own");
         return false;

@@ -14,7 +14,7 @@
 
 /// What the first reading finds.
 struct clipFrames {
-    videoCodec eCodec = videoCodec::H264;
+    ECodec eCodec = ECodec::H264;
     int nWidth = 0, nHeight = 0;
     double fRate = 0;  ///< frames per second that the stream names; 0: none
     std::vector<codedFrame> vecFrames;

@@ -43,13 +43,13 @@ avPointer<AVFormatContext> OpenContainer(const std::string& strInput, const open
     return avPointer<AVFormatContext>(pFormat);
 }
 
-videoCodec CodecOf(const openMedia& stMedia) {
+ECodec CodecOf(const openMedia& stMedia) {
     const AVStream& stStream = *stMedia.pStream;
     switch (stStream.codecpar->codec_id) {
         case AV_CODEC_ID_H264:
-            return videoCodec::H264;
+            return ECodec::H264;
         case AV_CODEC_ID_HEVC:
-            return videoCodec::H265;
+            return ECodec::H265;
         default:
             throw CFailure(stMedia.strName + " carries " +
                            avcodec_get_name(stStream.codecpar->codec_id) +
@@ -59,8 +59,7 @@ videoCodec CodecOf(const openMedia& stMedia) {
 
 /// The filter that turns length-prefixed units into a byte stream; byte streams pass through.
 avPointer<AVBSFContext> OpenFilter(const openMedia& stMedia) {
-    const char* pName =
-        stMedia.eCodec == videoCodec::H264 ? "h264_mp4toannexb" : "hevc_mp4toannexb";
+    const char* pName = stMedia.eCodec == ECodec::H264 ? "h264_mp4toannexb" : "hevc_mp4toannexb";
     AVBSFContext* pFilter = nullptr;
     const AVBitStreamFilter* pKind = av_bsf_get_by_name(pName);
     int nResult = pKind ? av_bsf_alloc(pKind, &pFilter) : AVERROR_BSF_NOT_FOUND;

@@ -56,7 +56,7 @@ struct openMedia {
     std::unique_ptr<inputGuard> pGuard;
     avPointer<AVFormatContext> pFormat;
     AVStream* pStream = nullptr;
-    videoCodec eCodec = videoCodec::H264;
+    ECodec eCodec = ECodec::H264;
 };
 
 /// Opens an input and finds its first H.264 or H.265 stream. `pStop` (may be null) must outlive it.
@@ -83,7 +83,6 @@ public:
     /// stream or when stopped. Throws CFailure when reading breaks off.
     const accessUnit* Next();
 
-    videoCodec Codec() const { return m_stMedia.eCodec; }
     const AVCodecParameters& Parameters() const { return *m_pFilter->par_out; }
     /// Bytes of the input and how many of them were read; 0 where the input cannot tell.
     std::uint64_t Size() const;

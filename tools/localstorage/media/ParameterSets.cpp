@@ -1,91 +1,72 @@
 #include "media/ParameterSets.h"
 
-#include <cstring>
+#include <algorithm>
+
+#include "StreamProbe/StartCode.h"
 
 namespace {
 
-/// One NAL unit: where its start code and its bytes begin, and where it ends.
+/// One NAL unit of a byte stream.
 struct nalUnit {
-    std::size_t nCode = 0, nBegin = 0, nEnd = 0;
+    Bytes stBytes;  ///< with its start code
+    nalHead aHead{};
 };
-
-/// Position of the next three-byte start code at or after `nFrom`; the end when there is none.
-std::size_t FindStartCode(Bytes stBytes, std::size_t nFrom) {
-    for (std::size_t n = nFrom + 2; n < stBytes.size(); ++n) {
-        const void* pOne = std::memchr(stBytes.data() + n, 1, stBytes.size() - n);
-        if (!pOne) break;
-        n = static_cast<std::size_t>(static_cast<const std::uint8_t*>(pOne) - stBytes.data());
-        if (stBytes[n - 1] == 0 && stBytes[n - 2] == 0) return n - 2;
-    }
-    return stBytes.size();
-}
 
 /// Calls `fnUnit` for each NAL unit until it returns false; a zero byte in front of a start code
 /// belongs to the unit behind it.
 template <typename Function>
 void ForEachUnit(Bytes stBytes, const Function& fnUnit) {
-    const auto CodeStart = [&](std::size_t nCode) {
-        return nCode > 0 && nCode < stBytes.size() && stBytes[nCode - 1] == 0 ? nCode - 1 : nCode;
+    const std::uint8_t *const pBegin = stBytes.data(), *const pEnd = pBegin + stBytes.size();
+    const auto WithZero = [&](const std::uint8_t* pCode) {
+        return pCode > pBegin && pCode < pEnd && pCode[-1] == 0 ? pCode - 1 : pCode;
     };
-    std::size_t nCode = FindStartCode(stBytes, 0);
-    while (nCode + 3 < stBytes.size()) {
-        const std::size_t nNext = FindStartCode(stBytes, nCode + 3);
-        if (!fnUnit(nalUnit{CodeStart(nCode), nCode + 3, CodeStart(nNext)})) return;
-        nCode = nNext;
+    const std::uint8_t* pCode = FindStartCode(pBegin, pEnd);
+    while (pEnd - pCode > 3) {
+        const std::uint8_t *const pHead = pCode + 3, *const pNext = FindStartCode(pHead, pEnd);
+        nalUnit st{{WithZero(pCode), WithZero(pNext)}, {}};
+        std::copy_n(pHead, std::min<std::ptrdiff_t>(pNext - pHead, NAL_HEAD_SIZE),
+                    st.aHead.begin());
+        if (!fnUnit(st)) return;
+        pCode = pNext;
     }
 }
 
-unsigned KindOf(std::uint8_t byHead, videoCodec eCodec) {
-    return eCodec == videoCodec::H264 ? byHead & 0x1F : byHead >> 1 & 0x3F;
-}
+struct parameterSets {
+    std::vector<std::uint8_t> vecBytes;  ///< the sets themselves, start codes included
+    bool bComplete = false;              ///< one of every kind that decoding needs
+};
 
-/// Bit of the parameter-set kind; 0 for any other unit.
-unsigned SetBit(unsigned nKind, videoCodec eCodec) {
-    if (eCodec == videoCodec::H264) return nKind == 7 ? 1 : nKind == 8 ? 2 : 0;
-    return nKind == 32 ? 1 : nKind == 33 ? 2 : nKind == 34 ? 4 : 0;
-}
-
-unsigned AllSetBits(videoCodec eCodec) {
-    return eCodec == videoCodec::H264 ? 3 : 7;
-}
-
-bool IsDelimiter(unsigned nKind, videoCodec eCodec) {
-    return nKind == (eCodec == videoCodec::H264 ? 9u : 35u);
-}
-
-/// Slices end the part of an access unit that may hold parameter sets.
-bool IsSlice(unsigned nKind, videoCodec eCodec) {
-    return eCodec == videoCodec::H264 ? nKind >= 1 && nKind <= 5 : nKind < 32;
-}
-
-}  // namespace
-
-parameterSets CollectParameterSets(Bytes stBytes, videoCodec eCodec) {
+/// Those in front of the first slice.
+parameterSets CollectParameterSets(Bytes stBytes, ECodec eCodec) {
     parameterSets stSets;
-    unsigned nBits = 0;
-    ForEachUnit(stBytes, [&](const nalUnit& stUnit) {
-        const unsigned nKind = KindOf(stBytes[stUnit.nBegin], eCodec);
-        if (const unsigned nBit = SetBit(nKind, eCodec)) {
-            nBits |= nBit;
-            const Bytes stSet = stBytes.subspan(stUnit.nCode, stUnit.nEnd - stUnit.nCode);
-            stSets.vecBytes.insert(stSets.vecBytes.end(), stSet.begin(), stSet.end());
+    unsigned nKinds = 0;
+    ForEachUnit(stBytes, [&](const nalUnit& st) {
+        if (const unsigned nKind = ParameterSetOf(eCodec, st.aHead)) {
+            nKinds |= nKind;
+            stSets.vecBytes.insert(stSets.vecBytes.end(), st.stBytes.begin(), st.stBytes.end());
         }
-        return !IsSlice(nKind, eCodec);
+        return GetNalRole(eCodec, st.aHead) < ENalRole::Slice;
     });
-    stSets.bComplete = nBits == AllSetBits(eCodec);
+    stSets.bComplete = nKinds == AllParameterSets(eCodec);
     return stSets;
 }
 
-std::size_t ParameterSetPlace(Bytes stUnit, videoCodec eCodec) {
+/// Where parameter sets go into an access unit: behind its delimiter, else in front of everything.
+std::size_t ParameterSetPlace(Bytes stUnit, ECodec eCodec) {
     std::size_t nPlace = 0;
     ForEachUnit(stUnit, [&](const nalUnit& st) {
-        if (IsDelimiter(KindOf(stUnit[st.nBegin], eCodec), eCodec)) nPlace = st.nEnd;
+        if (IsDelimiter(eCodec, st.aHead)) {
+            nPlace =
+                static_cast<std::size_t>(st.stBytes.data() + st.stBytes.size() - stUnit.data());
+        }
         return false;
     });
     return nPlace;
 }
 
-CParameterSetKeeper::CParameterSetKeeper(videoCodec eCodec, Bytes stExtra)
+}  // namespace
+
+CParameterSetKeeper::CParameterSetKeeper(ECodec eCodec, Bytes stExtra)
     : m_eCodec(eCodec), m_vecSets(CollectParameterSets(stExtra, eCodec).vecBytes) {}
 
 Bytes CParameterSetKeeper::Complete(Bytes stUnit, bool bKeyFrame) {
