@@ -82,8 +82,12 @@ int WriteLog(log_level eLevel, const char* pFile, int /*nLine*/, const char* pFo
 void LogText(const char* pFormat, ...) {
     va_list args;
     va_start(args, pFormat);
-    WriteLine(LOG_LEVEL_DBG, pFormat, args);
+    LogTextV(pFormat, args);
     va_end(args);
+}
+
+void LogTextV(const char* pFormat, va_list args) {
+    WriteLine(LOG_LEVEL_DBG, pFormat, args);
 }
 
 int EnableTarget(log_services eTarget, const void* pParam, std::uint32_t nSize,

@@ -1,6 +1,7 @@
 // Choice of the disk, and the disk check.
 
 #include <cerrno>
+#include <map>
 
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/EngineTest.h"
@@ -10,23 +11,107 @@ using testing::SizeIs;
 
 TEST(DiskChoice, DecidesByTheSettingsAndWhatIsThere) {
     const struct {
-        fullDiskState stState;    // cycle, found, client, auto delete, deleting helps
-        fullDiskAction stAction;  // switch, full, delete, choose again
+        fullDiskState stState;    // moved, client, auto delete
+        fullDiskAction stAction;  // switch, full, delete
     } CASES[] = {
-        {{true, true, false, true, true}, {true, false, false, false}},
-        {{true, true, true, false, true}, {true, false, false, false}},
-        {{true, false, false, true, true}, {false, true, true, true}},
-        {{true, false, false, false, true}, {false, true, false, false}},
-        {{true, false, true, true, true}, {false, false, true, true}},
-        {{true, false, true, false, true}, {false, false, false, false}},
-        {{false, false, false, true, true}, {false, true, true, false}},
-        {{false, false, false, false, true}, {false, true, false, false}},
-        {{false, false, true, true, true}, {false, false, true, false}},
-        {{true, false, false, true, false}, {false, true, true, true}},
-        {{false, false, false, true, false}, {false, true, false, false}},
+        {{true, false, true}, {true, false, false}},
+        {{true, true, true}, {true, false, false}},
+        {{false, false, true}, {false, true, true}},
+        {{false, true, true}, {false, false, true}},
+        {{false, false, false}, {false, true, false}},
+        {{false, true, false}, {false, false, false}},
     };
     for (const auto& stCase : CASES)
         EXPECT_EQ(DecideFullDisk(stCase.stState), stCase.stAction) << &stCase - CASES;
+}
+
+TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
+    const struct {
+        diskLook stLook;
+        bool bFull, bTrialDue, bHelps;  // "helps": deleting
+    } CASES[] = {
+        {{true, 2049, 0}, false, false, true},     {{true, 2048, 0}, true, false, true},
+        {{true, {}, 0}, true, false, false},       {{false, 9999, 0}, true, false, false},
+        {{true, 9999, ENOSPC}, true, true, true},  {{true, 9999, EDQUOT}, true, true, true},
+        {{true, 2048, ENOSPC}, true, false, true}, {{true, 2048, EDQUOT}, true, false, true},
+        {{true, 9999, EROFS}, true, true, false},  {{true, 9999, EIO}, true, true, false},
+        {{true, 2048, EIO}, true, true, false},
+    };
+    for (const auto& stCase : CASES) {
+        EXPECT_EQ(IsDiskFull(stCase.stLook), stCase.bFull) << &stCase - CASES;
+        EXPECT_EQ(IsTrialDue(stCase.stLook), stCase.bTrialDue) << &stCase - CASES;
+        EXPECT_EQ(CanDeletingHelp(stCase.stLook), stCase.bHelps) << &stCase - CASES;
+    }
+}
+
+/// Disks without an engine; what a look at them tells is made up.
+class Disks : public testing::Test {
+protected:
+    void Assign(bool bCycWrite) { m_disks.Assign({"/a/", "/b/", "/a/c/"}, bCycWrite); }
+    void SetRoom(const std::string& strRecDir, bool bRoom) {
+        m_mLooks[strRecDir] = {true, bRoom ? 9999u : 0u, 0};
+    }
+    std::string Asked() { return std::exchange(m_strAsked, ""); }
+
+    std::map<std::string, diskLook> m_mLooks;
+    std::string m_strAsked;
+    std::function<void()> m_onLook = [] {};
+    CDisks m_disks{[this](const std::string& strRecDir, int) {
+        m_strAsked += strRecDir + " ";
+        m_onLook();
+        return m_mLooks[strRecDir];
+    }};
+};
+
+TEST_F(Disks, EachIsLookedAtOnceAndTheFirstWithRoomIsTaken) {
+    using Room = CDisks::Room;
+    const struct {
+        bool bCycWrite, bA, bB, bC;  // room
+        Room eFound;
+        std::string strCurrent, strAsked;
+    } STEPS[] = {
+        {true, true, true, true, Room::Here, "/a/", "/a/ "},
+        {true, false, true, true, Room::Moved, "/b/", "/a/ /b/ "},
+        {true, true, true, true, Room::Here, "/b/", "/b/ "},
+        {true, false, false, true, Room::Moved, "/a/c/", "/b/ /a/ /a/c/ "},
+        {true, true, false, false, Room::Moved, "/a/", "/a/c/ /a/ "},
+        {true, false, false, false, Room::None, "/a/", "/a/ /b/ /a/c/ "},
+        {false, false, true, true, Room::None, "/a/", "/a/ "},
+    };
+    Assign(true);
+    for (const auto& stStep : STEPS) {
+        if (!stStep.bCycWrite) Assign(false);
+        SetRoom("/a/", stStep.bA);
+        SetRoom("/b/", stStep.bB);
+        SetRoom("/a/c/", stStep.bC);
+        EXPECT_EQ(m_disks.FindRoom(), stStep.eFound) << &stStep - STEPS;
+        EXPECT_EQ(m_disks.Current(), stStep.strCurrent) << &stStep - STEPS;
+        EXPECT_EQ(Asked(), stStep.strAsked) << &stStep - STEPS;
+    }
+    EXPECT_THAT(m_disks.BeyondHelp(), ElementsAre("/b/", "/a/c/"));  // never recorded on
+
+    Assign(true);
+    SetRoom("/a/", false);
+    m_disks.FindRoom();
+    SetRoom("/a/", true);
+    EXPECT_TRUE(m_disks.ChooseAgain());
+    EXPECT_EQ(m_disks.Current(), "/a/");
+}
+
+TEST_F(Disks, AFailureCountsForTheDiskOfTheFileUntilALookFindsItGone) {
+    Assign(true);
+    for (const char* pDir : {"/a/", "/b/", "/a/c/"}) SetRoom(pDir, true);
+    m_disks.FindRoom();
+    m_disks.NoteFailure("/a/c/RecordFile/x.mp4", EIO);  // of the longest directory
+    m_disks.NoteFailure("/a/RecordFile/x.mp4", EMFILE);
+    m_disks.NoteFailure("/d/x.mp4", EIO);
+    EXPECT_FALSE(IsDiskFull(m_disks.CurrentLook()));
+    EXPECT_TRUE(m_disks.IsOnCurrent("/a/RecordFile/x.mp4"));
+    EXPECT_FALSE(m_disks.IsOnCurrent("/a/c/RecordFile/x.mp4"));
+    m_onLook = [this] { m_disks.NoteFailure("/a/x.mp4", EROFS); };  // while a look is under way
+    EXPECT_EQ(m_disks.LookAtCurrent().nFailure, EROFS);
+    m_onLook = [] {};
+    EXPECT_EQ(m_disks.LookAtCurrent().nFailure, 0);
 }
 
 class DiskCheck : public CEngineTest {
@@ -56,6 +141,15 @@ TEST_F(DiskCheck, MovesToTheNextAndComesBack) {
     EXPECT_EQ(DiskOfNext(), "2");  // stays while there is room
     SetRoom(FULL, "2");
     EXPECT_EQ(DiskOfNext(), "1");
+}
+
+TEST_F(DiskCheck, AMissingDirectoryIsMadeAgainBeforeADayIsDeletedForIt) {
+    StartOnTwo();
+    Record("cam01", Hour(1, 8));
+    std::filesystem::remove_all(Disk("2"));
+    SetRoom(FULL, "1");
+    EXPECT_EQ(DiskOfNext(), "2");
+    EXPECT_THAT(PathsOf(MESSAGEVALUE_DELETEFILE), SizeIs(0));
 }
 
 TEST_F(DiskCheck, RefusingAFullDiskTellsTheHost) {

@@ -58,6 +58,28 @@ TEST_F(Overwriting, TakesTheOldestDayButNotOpenFiles) {
     EXPECT_EQ(Indexed(1), 1u);
 }
 
+TEST_F(Overwriting, ADirectoryThatIsNeverRecordedOnLosesNothing) {
+    AddDisk("1");
+    AddDisk("2");  // since the writing is not cyclic
+    PutFile(Disk("2") + "RecordFile/20240301/cam01/20240301080000_20240301090000_1.mp4");
+    Start();
+    Record("cam01", Hour(2, 8));
+    CheckFullDisk();
+    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 2, 8)));
+}
+
+TEST_F(Overwriting, ADiskThatFailedForWantOfRoomIsTriedAgainRightAfterThePass) {
+    Start();
+    Record("cam01", Hour(1, 8));
+    Record("cam01", Hour(2, 8));
+    m_faults.Fail(Op::Write, Below(Disk()), EDQUOT);  // with free blocks
+    EXPECT_TRUE(Open("cam01", Hour(3, 8)));
+    EXPECT_FALSE(Write("cam01", Hour(3, 8), "lost"));
+    m_faults.Before(Op::Unlink, Is(Path("cam01", 1, 8)), [&] { m_faults.ClearRules(); });
+    EXPECT_TRUE(Open("cam01", Hour(4, 8)));
+    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8)));
+}
+
 // As on xfs: the space is there a moment after the file went.
 TEST_F(Overwriting, SpaceThatComesLaterCostsNoSecondDay) {
     AddDisk();

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <mutex>
 
+#include "Log/LogText.h"
 #include "localstorage/LocalStorageLog.h"
 
 namespace {
@@ -133,15 +134,26 @@ void KeepLines(bool bKeep) {
 
 // --- In place of the log room ------------------------------------------------------------------
 
-int WriteLog(log_level, const char*, int, const char* pFormat, ...) {
+void LogTextV(const char* pFormat, std::va_list args) {
     char szLine[4096];
-    va_list args;
-    va_start(args, pFormat);
     std::vsnprintf(szLine, sizeof(szLine), pFormat, args);
-    va_end(args);
     Recorder& recorder = TheRecorder();
     const std::lock_guard<std::mutex> guard(recorder.m_mutex);
     if (recorder.m_bKeepLines) recorder.m_lsLine.emplace_back(szLine);
+}
+
+void LogText(const char* pFormat, ...) {
+    std::va_list args;
+    va_start(args, pFormat);
+    LogTextV(pFormat, args);
+    va_end(args);
+}
+
+int WriteLog(log_level, const char*, int, const char* pFormat, ...) {
+    std::va_list args;
+    va_start(args, pFormat);
+    LogTextV(pFormat, args);
+    va_end(args);
     return LOG_OK;
 }
 
@@ -154,6 +166,6 @@ int StartLogService() {
 }
 
 int StopLogService(bool) {
-    WriteLog(LOG_LEVEL_DBG, "", 0, "-> log stopped");
+    LogText("-> log stopped");
     return LOG_OK;
 }

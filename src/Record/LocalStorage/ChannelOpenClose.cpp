@@ -5,10 +5,11 @@
 
 #include "FileSystem/FileSystem.h"
 #include "LocalStorage/Conversion.h"
+#include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
+#include "LocalStorage/EngineLog.h"
 #include "LocalStorage/Naming.h"
 #include "RecordTree/Names.h"
-#include "localstorage/LocalStorageLog.h"
 
 namespace {
 
@@ -20,7 +21,6 @@ constexpr int MAX_FOLDER_TRIES = 10;
 bool CLocalStorage::OpenChannelRecord(char* pCameraID, void* pUser,
                                       recFileInfo& stRecFileInfo) try {
     if (!VerifyOpenRequest(pCameraID, stRecFileInfo)) return false;
-    MakeRecDir(GetCurRecDir());
     {
         // Of two threads that open one channel one comes second here; and no clean-up comes
         // between the making of a folder and of the file in it.
@@ -36,24 +36,28 @@ bool CLocalStorage::OpenChannelRecord(char* pCameraID, void* pUser,
 }
 
 bool CLocalStorage::VerifyOpenRequest(const char* pCameraID, const recFileInfo& stRecFileInfo) {
-    const std::string strMethod = "[wtb][CLocalStorage::OpenChannelRecord] ";
-    if (!pCameraID) return Fail(STORAGE_ERROR_PARAM, strMethod + "NULL == pCameraID");
+    if (!pCameraID)
+        return Fail(STORAGE_ERROR_PARAM,
+                    "[wtb][CLocalStorage::OpenChannelRecord] NULL == pCameraID");
     const std::string strCameraID = pCameraID;
-    if (!IsCameraID(strCameraID)) return Fail(STORAGE_ERROR_PARAM, strMethod + CAMERA_ID_REFUSED);
+    if (!IsCameraID(strCameraID))
+        return Fail(STORAGE_ERROR_PARAM, "[wtb][CLocalStorage::OpenChannelRecord] %s",
+                    CAMERA_ID_REFUSED);
     if (!m_bInit)
         return Fail(STORAGE_ERROR_NOT_INIT,
-                    strMethod + "not initialized, pCameraID [" + strCameraID + "]");
+                    "[wtb][CLocalStorage::OpenChannelRecord] not initialized, pCameraID [%s]",
+                    pCameraID);
     const fileTimeInfo stStart = ConvertBlockTimeToFileTime(stRecFileInfo.stStartTime);
     const fileTimeInfo stEnd = ConvertBlockTimeToFileTime(stRecFileInfo.stEndTime);
     if (stStart > stEnd || !stStart.IsPlain() || !stEnd.IsPlain())
-        return Fail(STORAGE_ERROR_PARAM, strMethod + "rec file time error, strMapID [" +
-                                             GetUniqMAPID(strCameraID, stRecFileInfo) + "]");
+        return Fail(STORAGE_ERROR_PARAM,
+                    "[wtb][CLocalStorage::OpenChannelRecord] rec file time error, strMapID [%s]",
+                    GetUniqMAPID(strCameraID, stRecFileInfo).c_str());
     if (!IsClientLayout() && ClassifyChannel(strCameraID) == ChannelForm::NotStorable)
         return Fail(STORAGE_ERROR_PARAM,
-                    strMethod +
-                        "camera identifier refused, the index cannot keep its numbers, "
-                        "pCameraID [" +
-                        strCameraID + "]");
+                    "[wtb][CLocalStorage::OpenChannelRecord] camera identifier refused, the index "
+                    "cannot keep its numbers, pCameraID [%s]",
+                    pCameraID);
     return VerifyRecordPath(strCameraID, stRecFileInfo);
 }
 
@@ -65,25 +69,30 @@ bool CLocalStorage::VerifyRecordPath(const std::string& strCameraID,
                                     .strPath;
     return !IsPathTooLong(strPath) ||
            Fail(STORAGE_ERROR_PARAM,
-                "[wtb][CLocalStorage::OpenChannelRecord] path too long, strRecFilePath[" + strPath +
-                    "]");
+                "[wtb][CLocalStorage::OpenChannelRecord] path too long, strRecFilePath[%s]",
+                strPath.c_str());
 }
 
 bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
                                 const recFileInfo& stRecFileInfo) {
-    const std::string strMethod = "[wtb][CLocalStorage::OpenChannelRecord] ";
     const std::string strMapID = GetUniqMAPID(strCameraID, stRecFileInfo);
     if (!VerifyRecordPath(strCameraID, stRecFileInfo)) return false;
-    if (IsDiskFull(GetCurRecDir())) {
-        SendDiskFull(pUser,
-                     strMethod + "pFunCallback MESSAGEVALUE_DISKFULL, strMapID [" + strMapID + "]");
-        return Fail(STORAGE_ERROR_DISK_FULL, strMethod + "IsDiskFull, m_strCurRecDir [" +
-                                                 GetCurRecDir() + "], strMapID [" + strMapID + "]");
+    if (IsDiskFull(m_objDisks.CurrentLook())) {
+        if (m_objEvents.SendDiskFull(pUser))
+            LogText(
+                "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback MESSAGEVALUE_DISKFULL, "
+                "strMapID [%s]",
+                strMapID.c_str());
+        return Fail(STORAGE_ERROR_DISK_FULL,
+                    "[wtb][CLocalStorage::OpenChannelRecord] IsDiskFull, m_strCurRecDir [%s], "
+                    "strMapID [%s]",
+                    m_objDisks.Current().c_str(), strMapID.c_str());
     }
     const channelKeyView key = GetChannelKey(strCameraID.c_str(), stRecFileInfo);
     if (m_mapRecordChannel.Contains(key))
         return Fail(STORAGE_ERROR_CHANNEL_OPEN,
-                    strMethod + "IsRecordChannelExist, strMapID [" + strMapID + "]");
+                    "[wtb][CLocalStorage::OpenChannelRecord] IsRecordChannelExist, strMapID [%s]",
+                    strMapID.c_str());
 
     const recordPath stPath = ChooseOpenPath(strCameraID, stRecFileInfo);
     const CIndexMgr::CChange change(*m_pIndexMgr, stPath.strRecDir);
@@ -91,11 +100,14 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
         OpenInFolder(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : OSL_OPEN_NEW);
     if (hRecFile == OSL_INVALID_FILE)
         return Fail(STORAGE_ERROR_OPEN_FILE,
-                    strMethod + "OSL_OpenFile fail, strRecFilePath[" + stPath.strPath + "]");
+                    "[wtb][CLocalStorage::OpenChannelRecord] OSL_OpenFile fail, strRecFilePath[%s]",
+                    stPath.strPath.c_str());
     try {
-        SendFileEvent(MESSAGEVALUE_CREATEFILE, strCameraID, stPath.strPath, pUser,
-                      strMethod + "pFunCallback MESSAGEVALUE_CREATEFILE, strRecFilePath[" +
-                          stPath.strPath + "]");
+        if (m_objEvents.SendCreateFile(strCameraID, stPath.strPath, pUser))
+            LogText(
+                "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback MESSAGEVALUE_CREATEFILE, "
+                "strRecFilePath[%s]",
+                stPath.strPath.c_str());
         m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser, hRecFile,
                                   stPath.strPath, OSL_Time());
         m_pIndexMgr->WriteIndex(stPath.strPath, CIndexMgr::INDEX_TYPE_ADD);
@@ -120,7 +132,7 @@ recordPath CLocalStorage::ChooseOpenPath(const std::string& strCameraID,
 }
 
 OSL_FileHandle CLocalStorage::OpenInFolder(const recordPath& stPath, unsigned nFlags) {
-    if (!MakeRecDir(stPath.strRecDir)) return OSL_INVALID_FILE;
+    if (!MakeRecDir(*m_pIndexMgr, stPath.strRecDir)) return OSL_INVALID_FILE;
     int nError = 0;
     for (int nTry = 0; nTry < MAX_FOLDER_TRIES; ++nTry) {
         const bool bMade = MakeFullPath(stPath.strDir.c_str());
@@ -131,26 +143,28 @@ OSL_FileHandle CLocalStorage::OpenInFolder(const recordPath& stPath, unsigned nF
         nError = OSL_GetSystemLastError();
         if (bMade ? OSL_AccessFile(stPath.strDir.c_str(), 0) == 0 : nError != ENOENT) break;
     }
-    NoteDiskFailure(stPath.strPath, nError);
+    m_objDisks.NoteFailure(stPath.strPath, nError);
     return OSL_INVALID_FILE;
 }
 
 bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileInfo) try {
-    const std::string strMethod = "[wtb][CLocalStorage::CloseChannelRecord] ";
-    if (!pCameraID) return Refuse(strMethod + "NULL == pCameraID");
-    const std::string strCameraID = pCameraID;
-    if (!m_bInit) return Refuse(strMethod + "not initialized, pCameraID [" + strCameraID + "]");
+    if (!pCameraID) return Refuse("[wtb][CLocalStorage::CloseChannelRecord] NULL == pCameraID");
+    if (!m_bInit)
+        return Refuse("[wtb][CLocalStorage::CloseChannelRecord] not initialized, pCameraID [%s]",
+                      pCameraID);
     CChannelClaim claim = m_mapRecordChannel.Claim(GetChannelKey(pCameraID, stRecFileInfo));
     if (!claim)
-        return Refuse(strMethod + "IsRecordChannelExist fail, strMapID [" +
-                      GetUniqMAPID(strCameraID, stRecFileInfo) + "]");
+        return Refuse(
+            "[wtb][CLocalStorage::CloseChannelRecord] IsRecordChannelExist fail, strMapID [%s]",
+            GetUniqMAPID(pCameraID, stRecFileInfo).c_str());
     void* const pUser = claim.Channel().pUser;
     const std::string strPath = claim.Channel().strRecFilePath;
     CloseChannelRecord(claim);
-    if (!strPath.empty())
-        SendFileEvent(
-            MESSAGEVALUE_CLOSEFILE, strCameraID, strPath, pUser,
-            strMethod + "pFunCallback MESSAGEVALUE_CLOSEFILE, strCameraID [" + strCameraID + "]");
+    if (!strPath.empty() && m_objEvents.SendCloseFile(pCameraID, strPath, pUser))
+        LogText(
+            "[wtb][CLocalStorage::CloseChannelRecord] pFunCallback MESSAGEVALUE_CLOSEFILE, "
+            "strCameraID [%s]",
+            pCameraID);
     return true;
 } catch (const std::exception&) {
     return OutOfMemory("CloseChannelRecord");

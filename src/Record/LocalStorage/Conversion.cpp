@@ -21,10 +21,6 @@ RecFileType ConvertFromRecordTypeToRecFileType(RecordType enumRecordType) {
                                                                     : RECORD_TYPE_ALL);
 }
 
-std::string ConvertFromEnumRecFileTypeToString(RecFileType enumRecFileType) {
-    return std::to_string(static_cast<std::uint32_t>(enumRecFileType));
-}
-
 CIndexMgr::StorageType ConvertLocalStorageTypeToStorageType(LocalStorageType enumStorageType) {
     return enumStorageType == LOCAL_STORAGE_CLIENT ? CIndexMgr::STORAGE_TYPE_KESTREL
                                                    : CIndexMgr::STORAGE_TYPE_RECORD;

@@ -24,7 +24,6 @@ inline fileTimeInfo ConvertBlockTimeToFileTime(const tagBlockTime& stTime) {
 
 /// The type of the same number; 0 for a number above 8.
 RecFileType ConvertFromRecordTypeToRecFileType(RecordType enumRecordType);
-std::string ConvertFromEnumRecFileTypeToString(RecFileType enumRecFileType);
 /// The index of a layout; that of layout 0 for a value above 1.
 CIndexMgr::StorageType ConvertLocalStorageTypeToStorageType(LocalStorageType enumStorageType);
 

@@ -1,15 +1,28 @@
-// What a full disk leads to. Decisions only.
+// What follows from the looks at disks. Decisions only, without I/O.
 
 #ifndef LOCALSTORAGE_RECORD_DISKCHOICE_H
 #define LOCALSTORAGE_RECORD_DISKCHOICE_H
 
+#include "LocalStorage/DiskLook.h"
+
+/// Whether a failed write says that the disk takes no more, whatever its free space.
+bool IsDiskError(int nError);
+
+/// Whether a disk takes no recording.
+bool IsDiskFull(const diskLook& stLook);
+
+/// Whether a disk that failed is to be tried; not, while it lacks room as it did then.
+bool IsTrialDue(const diskLook& stLook);
+
+/// Whether a full disk may take recordings again once some are deleted from it: one that is gone,
+/// read-only or dying does not.
+bool CanDeletingHelp(const diskLook& stLook);
+
 /// What a disk check finds when the current disk is full.
 struct fullDiskState {
-    bool bCycWrite = false;      ///< the engine may move to another disk
-    bool bFoundFree = false;     ///< and there is one with room
+    bool bMoved = false;         ///< there was another one with room
     bool bClientLayout = false;  ///< the host learns of full disks when it opens a recording
     bool bAutoDelete = false;    ///< the oldest day may be overwritten
-    bool bCanHelp = true;        ///< deleting can give the current disk room
 };
 
 /// What it does about it.
@@ -17,7 +30,6 @@ struct fullDiskAction {
     bool bReportSwitch = false;
     bool bReportFull = false;
     bool bDelete = false;
-    bool bChooseAgain = false;  ///< after the deletion
 
     bool operator==(const fullDiskAction&) const = default;
 };

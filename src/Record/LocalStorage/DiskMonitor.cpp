@@ -1,16 +1,12 @@
 // The disk check, and the thread that runs one every five seconds.
 
-#include <cerrno>
-
-#include "FileSystem/FileSystem.h"
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
+#include "LocalStorage/EngineLog.h"
 
 namespace {
 
 constexpr std::uint32_t CHECK_INTERVAL = 5000;  // ms
-
-const std::string METHOD = "[wtb][CLocalStorage::CheckDisk] ";
 
 }  // namespace
 
@@ -29,50 +25,36 @@ std::uint32_t CLocalStorage::DiskCheckProc(void* pEngine) {
 }
 
 void CLocalStorage::CheckDisk() {
-    RetryFailedDisks();
-    const std::string strFull = GetCurRecDir();
-    if (!IsDiskFull(strFull)) return;
+    const CDisks::Room eRoom = m_objDisks.FindRoom();
+    if (eRoom == CDisks::Room::Here) return;
     fullDiskState stState;
-    stState.bCycWrite = m_stStoreInfo.bCycWrite;
-    stState.bFoundFree = stState.bCycWrite && GetFreeDisk();
+    stState.bMoved = eRoom == CDisks::Room::Moved;
     stState.bClientLayout = IsClientLayout();
     stState.bAutoDelete = m_stStoreInfo.bAutoDelete;
-    stState.bCanHelp = CanDeletingHelp(strFull);
     const fullDiskAction stAction = DecideFullDisk(stState);
     if (stAction.bReportSwitch) ReportSwitch();
     if (stAction.bReportFull) ReportFullDisk();
-    // A second look: what could not be told a moment ago must not cost a day.
-    const bool bDelete = stAction.bDelete && !HasRoom();
-    if (bDelete && DeleteFile(m_stStoreInfo.enumStoreFileType)) AwaitFreedSpace();
-    if (stAction.bChooseAgain) GetFreeDisk();
-}
-
-// A disk that is gone, read-only or dying takes no recording, whatever is deleted for it or from
-// it.
-bool CLocalStorage::CanDeletingHelp(const std::string& strRecDir) const {
-    std::uint64_t nUsableSpace = 0;
-    const int nFailure = m_objRecDirs.Failure(strRecDir);
-    return IsDiskPresent(strRecDir) && OSL_AccessFile(strRecDir.c_str(), 0) == 0 &&
-           nFailure != EROFS && nFailure != EIO &&
-           GetDiskUsableSpace(strRecDir.c_str(), nUsableSpace);
+    if (stAction.bDelete && DeleteFile(m_stStoreInfo.enumStoreFileType)) AwaitFreedSpace();
 }
 
 void CLocalStorage::ReportSwitch() {
-    const std::string strRecDir = GetCurRecDir();
-    if (!SendDiskSwitch(
-            strRecDir, METHOD + "pFunCallback MESSAGEVALUE_SWITCHDISK, szDisk [" + strRecDir + "]"))
-        LogText(METHOD + "GetFreeDisk success, new Disk [" + strRecDir + "]");
+    const std::string strRecDir = m_objDisks.Current();
+    const std::uint64_t nUsableSpace = m_objDisks.CurrentLook().nUsableSpace.value_or(0);
+    if (m_objEvents.SendSwitchDisk(strRecDir, nUsableSpace))
+        LogText("[wtb][CLocalStorage::CheckDisk] pFunCallback MESSAGEVALUE_SWITCHDISK, szDisk [%s]",
+                strRecDir.c_str());
+    else
+        LogText("[wtb][CLocalStorage::CheckDisk] GetFreeDisk success, new Disk [%s]",
+                strRecDir.c_str());
 }
 
 void CLocalStorage::ReportFullDisk() {
-    const std::string strTail =
-        ", bCycWrite [" + std::to_string(int{m_stStoreInfo.bCycWrite}) + "]";
-    if (!SendDiskFull(nullptr,
-                      METHOD + "RemoteBackupStorage, pFunCallback MESSAGEVALUE_DISKFULL" + strTail))
-        LogText(METHOD +
-                (m_stStoreInfo.bCycWrite ? "RemoteBackupStorage, GetFreeDisk fail"
-                                         : "RemoteBackupStorage, disk full, start delete record") +
-                strTail);
+    const bool bTold = m_objEvents.SendDiskFull(nullptr);
+    LogText("[wtb][CLocalStorage::CheckDisk] RemoteBackupStorage, %s, bCycWrite [%d]",
+            bTold                     ? "pFunCallback MESSAGEVALUE_DISKFULL"
+            : m_stStoreInfo.bCycWrite ? "GetFreeDisk fail"
+                                      : "disk full, start delete record",
+            m_stStoreInfo.bCycWrite);
 }
 
 std::uint32_t CLocalStorage::GetDiskWriteSpeed() {

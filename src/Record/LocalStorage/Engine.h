@@ -1,13 +1,15 @@
 // The storage engine: the one implementation of the public interface.
 //
 // One source file per theme: Factory, Lifecycle, Naming, ChannelOpenClose, StreamWriting,
-// FileSwitching, DiskChoice, DiskMonitor, Overwriting, Snapshots, QueryFront, Events.
+// FileSwitching, DiskMonitor, Overwriting, Snapshots, QueryFront. What has a state of its own is a
+// class of its own: the disks (CDisks), the open channels (CChannelTable), the index (CIndexMgr),
+// what the host is told (CHostEvents).
 //
 // Locks, in the order in which they may be held together: disk check, channel map and record files
-// (inside m_mapRecordChannel), callback, current directory (inside m_objRecDirs), last error. None
-// but the disk-check lock is held while a file is touched. Beside them every channel has its claim,
-// taken with none of these held but the disk-check lock; while a claim is held, the others may be
-// taken.
+// (inside m_mapRecordChannel), callback (inside m_objEvents), current directory (inside
+// m_objDisks), last error. None but the disk-check lock is held while a file is touched. Beside
+// them every channel has its claim, taken with none of these held but the disk-check lock; while a
+// claim is held, the others may be taken.
 
 #ifndef LOCALSTORAGE_RECORD_ENGINE_H
 #define LOCALSTORAGE_RECORD_ENGINE_H
@@ -21,41 +23,12 @@
 
 #include "IndexMgr/IndexMgr.h"
 #include "LocalStorage/ChannelTable.h"
-#include "LocalStorage/RecordDirs.h"
+#include "LocalStorage/Disks.h"
+#include "LocalStorage/HostEvents.h"
 #include "Osl/Osl.h"
 #include "localstorage/LocalStorage.h"
-#include "localstorage/LocalStorageLog.h"
 
 class CFileDeleter;
-
-/// Where the engine's log lines say that they come from.
-constexpr const char* ENGINE_SOURCE = "../../../src/Record/LocalStorage";
-
-/// Logs a finished line; a fixed one without needing memory.
-inline void LogText(const char* pText) {
-    WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__, "%s", pText);
-}
-inline void LogText(const std::string& strText) {
-    LogText(strText.c_str());
-}
-
-/// Logs why an operation is refused, and returns its false.
-inline bool Refuse(const std::string& strText) {
-    LogText(strText);
-    return false;
-}
-
-/// Log text for a refused identifier, which may hold anything and is not printed.
-inline constexpr const char* CAMERA_ID_REFUSED =
-    "camera identifier refused: it must have 1 to 63 bytes, not be \".\" or \"..\", and hold no "
-    "separator or control character";
-
-/// The end of an operation that met an exception; returns its false.
-bool OutOfMemory(const char* pMethod) noexcept;
-
-/// Logs a write that failed in `pMethod`.
-void LogFailedWrite(const char* pMethod, const std::string& strCameraID, const char* pBuf,
-                    std::size_t nSize, int nError);
 
 /// A file to be made.
 struct recordPath {
@@ -86,13 +59,13 @@ public:
 
 private:
     // Lifecycle
-    void ChooseFirstDisk();
-    bool StartIndex(std::list<std::string>& lsRecDir);
+    bool StartIndex(const std::list<std::string>& lsRecDir);
+    void ChooseFirstDisk(std::list<std::string> lsRecDir);
     bool StartDiskCheck();
     void StopIndex();
     void SetLastError(int nError);
     /// Sets the last error, logs, and returns false.
-    bool Fail(int nError, const std::string& strLog);
+    bool Fail(int nError, const char* pFormat, ...) __attribute__((format(printf, 3, 4)));
 
     // Naming
     bool IsClientLayout() const;
@@ -147,38 +120,19 @@ private:
     void CloseOldFile(recordChannel& channel);
     void OpenNewFile(recordChannel& channel, const recordPath& stPath);
 
-    // DiskChoice
-    std::string GetCurRecDir() const { return m_objRecDirs.Current(); }
-    void SetCurRecDir(const std::string& strRecDir) { m_objRecDirs.SetCurrent(strRecDir); }
-    bool IsDiskFull(const std::string& strRecDir) const;
-    bool IsDiskPresent(const std::string& strRecDir) const;
-    bool GetFreeDisk();
-    /// Waits until a pass has made room, or the disks gain none any more.
-    void AwaitFreedSpace() const;
-    /// Whether a directory that may be recorded on is not full.
-    bool HasRoom() const;
-    std::uint64_t UsableSpace() const;
-    /// Makes a record directory that is missing, unless its disk is. True when it is there.
-    bool MakeRecDir(const std::string& strRecDir);
-    /// Counts the disk of `strPath` as full when `nError` says that it takes no more.
-    void NoteDiskFailure(const std::string& strPath, int nError);
-    /// Tries the disks that failed, and counts on those that can be written again.
-    void RetryFailedDisks();
-
     // DiskMonitor
     static std::uint32_t DiskCheckProc(void* pEngine);
     /// One disk check: moves to another disk, reports a full one, overwrites the oldest day.
     void CheckDisk() OSL_REQUIRES(m_mtxDiskCheck);
     void ReportSwitch();
     void ReportFullDisk();
-    bool CanDeletingHelp(const std::string& strRecDir) const;
 
     // Overwriting
-    /// One deletion pass: the oldest day from which something can be deleted.
-    /// True when a file was deleted.
+    /// One deletion pass: the oldest day from which something can be deleted. True when a file was
+    /// deleted, or a disk has room meanwhile.
     bool DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxDiskCheck);
-    /// Those that deleting cannot help.
-    std::vector<std::string> DisksToPassOver() const;
+    /// Waits until a pass has made room, or the disks gain none any more.
+    void AwaitFreedSpace() OSL_REQUIRES(m_mtxDiskCheck);
     /// Deletes these files of a day and tidies the folders. True when a file went.
     bool DeleteRecordFile(const std::string& strOldestDir, const std::string& strOldestDate,
                           const std::list<std::string>& lsRecFile);
@@ -197,27 +151,15 @@ private:
     bool WriteImageData(OSL_FileHandle hFile, const std::string& strCameraID,
                         const std::string& strPath, const char* pBuf, std::uint32_t nSize);
 
-    // Events: the only callers of the host's callback. Each returns whether there is one, and logs
-    // `strLog` (unless empty) after the call.
-    bool SendEvent(StorageMessage eMessage, void* pData, std::size_t nDataLen, void* pUser,
-                   const std::string& strLog);
-    bool SendDiskFull(void* pUser, const std::string& strLog);
-    bool SendDiskSwitch(const std::string& strRecDir, const std::string& strLog);
-    /// MESSAGEVALUE_CREATEFILE and MESSAGEVALUE_CLOSEFILE.
-    bool SendFileEvent(StorageMessage eMessage, const std::string& strCameraID,
-                       const std::string& strPath, void* pUser, const std::string& strLog);
-    bool SendDeleted(const std::string& strPath, const std::string& strLog);
-    bool SendWriteFail(const std::string& strCameraID, int nError, void* pUser);
-
     tagStoreInfo m_stStoreInfo;
     bool m_bInit = false;
-    CRecordDirs m_objRecDirs;
-    CChannelTable m_mapRecordChannel;
+    CHostEvents m_objEvents;
     std::unique_ptr<CIndexMgr> m_pIndexMgr;
+    CDisks m_objDisks;  ///< asks m_pIndexMgr
+    CChannelTable m_mapRecordChannel;
     OSL_ThreadHandle m_hDiskCheckThread = nullptr;
     OSL_EventHandle m_hDiskCheckEvent;  ///< set to stop the thread
     CVexList<pathNode> m_lsRecFile;     ///< result of the last query; not locked
-    OSL_Mutex m_mtxCallback{OSL_LockRank::Callback, "callback"};  ///< held around callbacks only
     OSL_Mutex m_mtxLastError{OSL_LockRank::LastError, "last error"};
     int m_nLastError OSL_GUARDED_BY(m_mtxLastError) = STORAGE_ERROR_NONE;
     /// Serialises disk checks with whatever makes a file at a place that a check could clean up.

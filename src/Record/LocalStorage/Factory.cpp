@@ -4,6 +4,7 @@
 
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/LogOwner.h"
+#include "Log/LogText.h"
 
 namespace {
 

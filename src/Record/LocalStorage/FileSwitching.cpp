@@ -1,13 +1,8 @@
 // From one file of a channel to the next, in the client layout.
 
 #include "LocalStorage/Engine.h"
+#include "LocalStorage/EngineLog.h"
 #include "LocalStorage/Naming.h"
-
-namespace {
-
-const std::string METHOD = "[wtb][CLocalStorage::SwitchRecFile] ";
-
-}  // namespace
 
 bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_t nPending) const {
     if (!IsClientLayout()) return false;
@@ -16,7 +11,7 @@ bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_
         OSL_Time() != channel.tNoneFree)
         return true;
     // A file on a disk that failed is given up once the engine records on another disk.
-    return channel.bWriteFailed && !channel.strRecFilePath.starts_with(GetCurRecDir());
+    return channel.bWriteFailed && !m_objDisks.IsOnCurrent(channel.strRecFilePath);
 }
 
 // Holds no disk-check lock: a switch never waits for a deletion pass. The new file is announced
@@ -41,30 +36,39 @@ void CLocalStorage::SwitchRecFile(recordChannel& channel) {
 void CLocalStorage::CloseOldFile(recordChannel& channel) {
     if (channel.hRecFile == OSL_INVALID_FILE) return;
     channel.CloseFile();
-    LogText(METHOD + "old file, strRecFilePath[" + channel.strRecFilePath + "]");
-    SendFileEvent(MESSAGEVALUE_CLOSEFILE, channel.strCameraID, channel.strRecFilePath,
-                  channel.pUser,
-                  METHOD + "pFunCallback MESSAGEVALUE_CLOSEFILE, szFileName [" +
-                      channel.strRecFilePath + "]");
+    const char* const pPath = channel.strRecFilePath.c_str();
+    LogText("[wtb][CLocalStorage::SwitchRecFile] old file, strRecFilePath[%s]", pPath);
+    if (m_objEvents.SendCloseFile(channel.strCameraID, channel.strRecFilePath, channel.pUser))
+        LogText(
+            "[wtb][CLocalStorage::SwitchRecFile] pFunCallback MESSAGEVALUE_CLOSEFILE, "
+            "szFileName [%s]",
+            pPath);
 }
 
 void CLocalStorage::OpenNewFile(recordChannel& channel, const recordPath& stPath) {
+    const char* const pPath = stPath.strPath.c_str();
     channel.hRecFile = OpenInFolder(stPath, OSL_OPEN_NEW);
-    if (channel.hRecFile == OSL_INVALID_FILE)
-        return LogText(METHOD + "OSL_OpenFile fail, strRecFilePath[" + stPath.strPath + "]");
+    if (channel.hRecFile == OSL_INVALID_FILE) {
+        LogText("[wtb][CLocalStorage::SwitchRecFile] OSL_OpenFile fail, strRecFilePath[%s]", pPath);
+        return;
+    }
     if (OSL_WriteFile(channel.hRecFile, channel.byStreamHead, channel.nStreamHeadLen, nullptr) !=
         0) {
         const int nError = OSL_GetSystemLastError();
         channel.CloseFile();
-        OSL_DeleteFile(stPath.strPath.c_str());
-        NoteDiskFailure(stPath.strPath, nError);
-        return LogText(METHOD + "OSL_WriteFile fail, strRecFilePath[" + stPath.strPath + "]");
+        OSL_DeleteFile(pPath);
+        m_objDisks.NoteFailure(stPath.strPath, nError);
+        LogText("[wtb][CLocalStorage::SwitchRecFile] OSL_WriteFile fail, strRecFilePath[%s]",
+                pPath);
+        return;
     }
     channel.tCreateTime = OSL_Time();
     channel.nWrittenSize = channel.nStreamHeadLen;
     channel.bWriteFailed = false;
-    LogText(METHOD + "new file, strRecFilePath[" + stPath.strPath + "]");
-    SendFileEvent(
-        MESSAGEVALUE_CREATEFILE, channel.strCameraID, stPath.strPath, channel.pUser,
-        METHOD + "pFunCallback MESSAGEVALUE_CREATEFILE, szFileName [" + stPath.strPath + "]");
+    LogText("[wtb][CLocalStorage::SwitchRecFile] new file, strRecFilePath[%s]", pPath);
+    if (m_objEvents.SendCreateFile(channel.strCameraID, stPath.strPath, channel.pUser))
+        LogText(
+            "[wtb][CLocalStorage::SwitchRecFile] pFunCallback MESSAGEVALUE_CREATEFILE, "
+            "szFileName [%s]",
+            pPath);
 }

@@ -6,6 +6,7 @@
 #include "FileSystem/FileSystem.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
+#include "LocalStorage/EngineLog.h"
 
 namespace {
 
@@ -20,13 +21,11 @@ bool AreBoundsKept(const tagStoreInfo& stInfo) {
 
 }  // namespace
 
-bool OutOfMemory(const char* pMethod) noexcept {
-    WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__, "[wtb][CLocalStorage::%s] out of memory",
-             pMethod);
-    return false;
-}
-
-CLocalStorage::CLocalStorage() : m_hDiskCheckEvent(OSL_CreateEvent(0)) {}
+CLocalStorage::CLocalStorage()
+    : m_objDisks([this](const std::string& strRecDir, int nFailure) {
+          return LookAtDisk(*m_pIndexMgr, strRecDir, nFailure);
+      }),
+      m_hDiskCheckEvent(OSL_CreateEvent(0)) {}
 
 CLocalStorage::~CLocalStorage() {
     OSL_CloseEvent(m_hDiskCheckEvent);
@@ -38,31 +37,27 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
         return true;
     }
     m_stStoreInfo = stStoreInfo;  // Deliberate: refused settings are kept, too
-    if (!AreBoundsKept(m_stStoreInfo)) {
-        SetLastError(STORAGE_ERROR_PARAM);
-        WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__,
-                 "[wtb][CLocalStorage::Initialize] param error,             nMaxChannels [%d], "
-                 "nFileSize [%d], lsRecDir.size() [%d], enumStreamType [%d], bAnalyze [%d]",
-                 static_cast<int>(m_stStoreInfo.nMaxChannels),
-                 static_cast<int>(m_stStoreInfo.nFileSize),
-                 static_cast<int>(m_stStoreInfo.lsRecDir.size()),
-                 static_cast<int>(m_stStoreInfo.enumStreamType), m_stStoreInfo.bAnalyze);
-        return false;
-    }
+    m_objEvents.SetCallback(m_stStoreInfo.pFunCallback);
+    if (!AreBoundsKept(m_stStoreInfo))
+        return Fail(STORAGE_ERROR_PARAM,
+                    "[wtb][CLocalStorage::Initialize] param error,             nMaxChannels [%d], "
+                    "nFileSize [%d], lsRecDir.size() [%d], enumStreamType [%d], bAnalyze [%d]",
+                    static_cast<int>(m_stStoreInfo.nMaxChannels),
+                    static_cast<int>(m_stStoreInfo.nFileSize),
+                    static_cast<int>(m_stStoreInfo.lsRecDir.size()),
+                    static_cast<int>(m_stStoreInfo.enumStreamType), m_stStoreInfo.bAnalyze);
     std::list<std::string> lsRecDir;
     ConvertVexListToStdList(m_stStoreInfo.lsRecDir, lsRecDir);
     if (std::count(lsRecDir.begin(), lsRecDir.end(), "") > 0)
         return Fail(STORAGE_ERROR_PARAM, "[wtb][CLocalStorage::Initialize] empty path in lsRecDir");
     for (std::string& strRecDir : lsRecDir) strRecDir = WithSlash(std::move(strRecDir));
-    WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__,
-             "[wtb][CLocalStorage::Initialize] first disk path [%s]", lsRecDir.front().c_str());
+    LogText("[wtb][CLocalStorage::Initialize] first disk path [%s]", lsRecDir.front().c_str());
     if (VerifyDuplicateDisk(lsRecDir))
         return Fail(STORAGE_ERROR_PARAM,
                     "[wtb][CLocalStorage::Initialize] VerifyDuplicateDisk fail");
 
-    m_objRecDirs.Assign(lsRecDir);
-    ChooseFirstDisk();
     if (!StartIndex(lsRecDir)) return false;
+    ChooseFirstDisk(std::move(lsRecDir));
     if (!StartDiskCheck()) return false;
     m_bInit = true;
     SetLastError(STORAGE_ERROR_NONE);
@@ -73,41 +68,34 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
     return OutOfMemory("Initialize");
 }
 
-// A full disk is no error here: opening a recording tells.
-void CLocalStorage::ChooseFirstDisk() {
-    const std::string& strFirst = m_objRecDirs.All().front();
-    if (!m_stStoreInfo.bCycWrite) SetCurRecDir(strFirst);
-    if (m_stStoreInfo.bCycWrite && !GetFreeDisk()) {
-        SetCurRecDir(strFirst);
-        WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__,
-                 "[wtb][CLocalStorage::Initialize] disk full, bCycWrite [%d]", 1);
-    } else if (!m_stStoreInfo.bCycWrite && IsDiskFull(GetCurRecDir())) {
-        WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__,
-                 "[wtb][CLocalStorage::Initialize] disk full, m_strCurRecDir [%s], bCycWrite [%d]",
-                 GetCurRecDir().c_str(), 0);
-    }
-}
-
-bool CLocalStorage::StartIndex(std::list<std::string>& lsRecDir) {
+bool CLocalStorage::StartIndex(const std::list<std::string>& lsRecDir) {
     m_pIndexMgr.reset(new (std::nothrow) CIndexMgr(
         ConvertLocalStorageTypeToStorageType(m_stStoreInfo.enumStorageType)));
     if (!m_pIndexMgr)
         return Fail(STORAGE_ERROR_NO_MEMORY,
                     "[wtb][CLocalStorage::Initialize] new m_pIndexMgr fail");
     const int nResult = m_pIndexMgr->Initialize(lsRecDir);
-    if (nResult != 1 && nResult != 2) {
-        // One directory under two names would hide the files that are open under the other one.
-        lsRecDir.remove_if(
-            [this](const std::string& strRecDir) { return m_pIndexMgr->IsOtherName(strRecDir); });
-        m_objRecDirs.Assign(lsRecDir);
-        return true;
-    }
-    SetLastError(nResult == 1 ? STORAGE_ERROR_INDEX : STORAGE_ERROR_INDEX_REPAIR);
+    if (nResult != 1 && nResult != 2) return true;
     StopIndex();
-    LogText(nResult == 1
-                ? "[wtb][CLocalStorage::Initialize] m_pIndexMgr->Initialize fail"
-                : "[wtb][CLocalStorage::Initialize] m_pIndexMgr->Initialize need repair index");
-    return false;
+    return nResult == 1
+               ? Fail(STORAGE_ERROR_INDEX,
+                      "[wtb][CLocalStorage::Initialize] m_pIndexMgr->Initialize fail")
+               : Fail(STORAGE_ERROR_INDEX_REPAIR,
+                      "[wtb][CLocalStorage::Initialize] m_pIndexMgr->Initialize need repair index");
+}
+
+// A full disk is no error here: opening a recording tells.
+void CLocalStorage::ChooseFirstDisk(std::list<std::string> lsRecDir) {
+    // One directory under two names would hide the files that are open under the other one.
+    lsRecDir.remove_if(
+        [this](const std::string& strRecDir) { return m_pIndexMgr->IsOtherName(strRecDir); });
+    m_objDisks.Assign(lsRecDir, m_stStoreInfo.bCycWrite);
+    if (m_objDisks.FindRoom() != CDisks::Room::None) return;
+    if (m_stStoreInfo.bCycWrite)
+        LogText("[wtb][CLocalStorage::Initialize] disk full, bCycWrite [%d]", 1);
+    else
+        LogText("[wtb][CLocalStorage::Initialize] disk full, m_strCurRecDir [%s], bCycWrite [%d]",
+                m_objDisks.Current().c_str(), 0);
 }
 
 void CLocalStorage::StopIndex() {
@@ -119,17 +107,13 @@ bool CLocalStorage::StartDiskCheck() {
     OSL_ResetEvent(m_hDiskCheckEvent);
     m_hDiskCheckThread = OSL_Thread_Create(DiskCheckProc, this, 0, 0, 0, nullptr);
     if (m_hDiskCheckThread) return true;
-    SetLastError(STORAGE_ERROR_THREAD);
     StopIndex();
-    LogText("[wtb][CLocalStorage::Initialize] create disk check thread fail");
-    return false;
+    return Fail(STORAGE_ERROR_THREAD,
+                "[wtb][CLocalStorage::Initialize] create disk check thread fail");
 }
 
 bool CLocalStorage::Release() {
-    if (!m_bInit) {
-        LogText("[wtb][CLocalStorage::Release] not initialized");
-        return false;
-    }
+    if (!m_bInit) return Refuse("[wtb][CLocalStorage::Release] not initialized");
     while (CChannelClaim claim = m_mapRecordChannel.ClaimAny()) CloseChannelRecord(claim);
     LogText("[wtb][CLocalStorage::Release] close all opened channel");
     OSL_SetEvent(m_hDiskCheckEvent);
@@ -153,8 +137,11 @@ void CLocalStorage::SetLastError(int nError) {
     m_nLastError = nError;
 }
 
-bool CLocalStorage::Fail(int nError, const std::string& strLog) {
+bool CLocalStorage::Fail(int nError, const char* pFormat, ...) {
     SetLastError(nError);
-    LogText(strLog);
+    va_list args;
+    va_start(args, pFormat);
+    LogTextV(pFormat, args);
+    va_end(args);
     return false;
 }

@@ -53,7 +53,7 @@ recordPath CLocalStorage::BuildPath(const std::string& strTree, const std::strin
                                     const std::string& strCameraID,
                                     const std::string& strFile) const {
     recordPath stPath;
-    stPath.strRecDir = GetCurRecDir();
+    stPath.strRecDir = m_objDisks.Current();
     stPath.strDir = stPath.strRecDir + strTree + "/" + strDay + "/" + strCameraID + "/";
     stPath.strPath = stPath.strDir + strFile;
     return stPath;

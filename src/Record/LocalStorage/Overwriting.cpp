@@ -10,6 +10,7 @@
 #include "FileSystem/FileDeleter.h"
 #include "FileSystem/FileSystem.h"
 #include "LocalStorage/Engine.h"
+#include "LocalStorage/EngineLog.h"
 
 namespace {
 
@@ -57,8 +58,8 @@ void RemoveWhileEmpty(const std::string& strDir, IsEmptyFunction IsEmpty) {
     }
     LogText(
         "[wtb][CLocalStorage::RemoveWhileEmpty] folder cannot be removed, given up until the "
-        "next pass, strDir [" +
-        strDir + "]");
+        "next pass, strDir [%s]",
+        strDir.c_str());
 }
 
 void CleanUpDateDir(const std::string& strDateDir, IsEmptyFunction IsChannelDirEmpty) {
@@ -69,11 +70,11 @@ void CleanUpDateDir(const std::string& strDateDir, IsEmptyFunction IsChannelDirE
     RemoveWhileEmpty(strDateDir, HasNoFolder);
 }
 
-void TidyDay(const std::string& strMethod, const std::string& strOldestDir,
-             const std::string& strOldestDate, IsEmptyFunction IsChannelDirEmpty) {
+void TidyDay(const char* pMethod, const std::string& strOldestDir, const std::string& strOldestDate,
+             IsEmptyFunction IsChannelDirEmpty) {
     const std::string strDateDir = strOldestDir + "/" + strOldestDate + "/";
     CleanUpDateDir(strDateDir, IsChannelDirEmpty);
-    LogText(strMethod + "CleanUpDateDir Path [" + strDateDir + "]");
+    LogText("[wtb][CLocalStorage::%s] CleanUpDateDir Path [%s]", pMethod, strDateDir.c_str());
     RemoveWhileEmpty(strOldestDir + "/", HasNoFolder);
 }
 
@@ -87,7 +88,9 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
     const bool bImage = enumStoreFileType == STORE_FILE_IMAGE;
     passedOver stPassedOver;
     for (;;) {
-        stPassedOver.vRecDirs = DisksToPassOver();
+        // A second look: what could not be told a moment ago must not cost a day.
+        if (m_objDisks.ChooseAgain()) return true;
+        stPassedOver.vRecDirs = m_objDisks.BeyondHelp();
         std::string strDir, strDate;
         std::list<std::string> lsFile;
         if (bImage)
@@ -102,11 +105,17 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
     }
 }
 
-std::vector<std::string> CLocalStorage::DisksToPassOver() const {
-    std::vector<std::string> vRecDirs;
-    for (const std::string& strRecDir : m_objRecDirs.All())
-        if (!CanDeletingHelp(strRecDir)) vRecDirs.push_back(strRecDir);
-    return vRecDirs;
+// Some file systems, xfs for one, give back the space of a deleted file a little later. Without the
+// wait the next check would find the disks as full as before and delete a day too many.
+void CLocalStorage::AwaitFreedSpace() {
+    constexpr std::uint32_t PAUSE = 5;  // ms
+    constexpr int MAX_IDLE_PAUSES = 10;
+    std::uint64_t nMost = 0;
+    for (int nIdle = 0; nIdle < MAX_IDLE_PAUSES && !m_objDisks.ChooseAgain(); ++nIdle) {
+        if (m_objDisks.UsableSpace() > nMost) nIdle = 0;
+        nMost = std::max(nMost, m_objDisks.UsableSpace());
+        OSL_Sleep(PAUSE);
+    }
 }
 
 bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
@@ -121,22 +130,23 @@ bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
     // Recordings with the same times share one entry: what stays of them takes it over.
     for (const std::string& strPath : vKept)
         m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_ADD);
-    TidyDay("[wtb][CLocalStorage::DeleteRecordFile] ", strOldestDir, strOldestDate, HasNoRecording);
+    TidyDay("DeleteRecordFile", strOldestDir, strOldestDate, HasNoRecording);
     return vKept.size() < lsRecFile.size();
 }
 
 bool CLocalStorage::DeleteRecordFile(CFileDeleter& deleter, const std::string& strPath) {
     if (!deleter.Delete(strPath)) {
         // Not EIO: one file that cannot be deleted must not keep the pass from all the others.
-        if (OSL_GetSystemLastError() == EROFS) NoteDiskFailure(strPath, EROFS);
+        if (OSL_GetSystemLastError() == EROFS) m_objDisks.NoteFailure(strPath, EROFS);
         return m_pIndexMgr->ForgetMissingFile(strPath);
     }
-    SendDeleted(strPath,
-                "[wtb][CLocalStorage::DeleteRecordFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
-                "strRecFilePath [" +
-                    strPath + "]");
+    if (m_objEvents.SendDeleteFile(strPath))
+        LogText(
+            "[wtb][CLocalStorage::DeleteRecordFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
+            "strRecFilePath [%s]",
+            strPath.c_str());
     m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_DELETE);
-    LogText("[wtb][CLocalStorage::DeleteRecordFile] Delete Record File Path [" + strPath + "]");
+    LogText("[wtb][CLocalStorage::DeleteRecordFile] Delete Record File Path [%s]", strPath.c_str());
     return true;
 }
 
@@ -144,23 +154,26 @@ bool CLocalStorage::DeleteRecordFile(CFileDeleter& deleter, const std::string& s
 bool CLocalStorage::DeleteImageFile(const std::string& strOldestDir,
                                     const std::string& strOldestDate,
                                     const std::list<std::string>& lsImgFile) {
-    const std::string strMethod = "[wtb][CLocalStorage::DeleteImageFile] ";
     CFileDeleter deleter;
     bool bDeleted = false;
     for (const std::string& strPath : lsImgFile) {
         if (!deleter.Delete(strPath)) continue;
         bDeleted = true;
-        SendDeleted(strPath, strMethod + "pFunCallback MESSAGEVALUE_DELETEFILE, strImgFilePath [" +
-                                 strPath + "]");
-        LogText(strMethod + "Delete Image File Path [" + strPath + "]");
+        if (m_objEvents.SendDeleteFile(strPath))
+            LogText(
+                "[wtb][CLocalStorage::DeleteImageFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
+                "strImgFilePath [%s]",
+                strPath.c_str());
+        LogText("[wtb][CLocalStorage::DeleteImageFile] Delete Image File Path [%s]",
+                strPath.c_str());
     }
-    TidyDay(strMethod, strOldestDir, strOldestDate, HasNoPicture);
+    TidyDay("DeleteImageFile", strOldestDir, strOldestDate, HasNoPicture);
     return bDeleted;
 }
 
 bool CLocalStorage::IsRecFileWritting(const std::string& strPath) const {
     if (!m_mapRecordChannel.IsWriting(strPath)) return false;
-    LogText("[wtb][CLocalStorage::IsRecFileWritting] file is writting, strRecFilePath [" + strPath +
-            "]");
+    LogText("[wtb][CLocalStorage::IsRecFileWritting] file is writting, strRecFilePath [%s]",
+            strPath.c_str());
     return true;
 }

@@ -2,15 +2,16 @@
 
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
+#include "LocalStorage/EngineLog.h"
 
 bool CLocalStorage::QueryRecFile(recQueryParam& stQueryParam,
                                  CVexList<pathNode>** ppRecFileList) try {
-    const std::string strMethod = "[wtb][CLocalStorage::QueryRecFile] ";
-    if (!ppRecFileList) return Refuse(strMethod + "NULL == ppRecFileList");
-    if (!m_bInit) return Refuse(strMethod + "not initialized");
+    if (!ppRecFileList) return Refuse("[wtb][CLocalStorage::QueryRecFile] NULL == ppRecFileList");
+    if (!m_bInit) return Refuse("[wtb][CLocalStorage::QueryRecFile] not initialized");
     const fileTimeInfo stStart = ConvertBlockTimeToFileTime(stQueryParam.stQueryStartTime);
     const fileTimeInfo stEnd = ConvertBlockTimeToFileTime(stQueryParam.stQueryEndTime);
-    if (stStart > stEnd) return Refuse(strMethod + "stQueryStartTime > stQueryEndTime");
+    if (stStart > stEnd)
+        return Refuse("[wtb][CLocalStorage::QueryRecFile] stQueryStartTime > stQueryEndTime");
     const std::string strCameraID(stQueryParam.szCameraID,
                                   strnlen(stQueryParam.szCameraID, LOCALSTORAGE_CAMERA_ID_SIZE));
     std::list<std::string> lsRecFile;

@@ -5,14 +5,15 @@
 #include "FileSystem/FileSystem.h"
 #include "IndexMgr/RecDirName.h"
 #include "LocalStorage/Conversion.h"
+#include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
+#include "LocalStorage/EngineLog.h"
 #include "LocalStorage/Naming.h"
 #include "RecordTree/Names.h"
 
 bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned int nSize,
                                char* pImgPath) try {
     if (!VerifyImageRequest(pCameraID, pBuf, pImgPath)) return false;
-    MakeRecDir(GetCurRecDir());
     std::string strPath;
     OSL_FileHandle hFile = OSL_INVALID_FILE;
     {
@@ -29,18 +30,22 @@ bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned
 
 bool CLocalStorage::VerifyImageRequest(const char* pCameraID, const char* pBuf,
                                        const char* pImgPath) const {
-    const std::string strMethod = "[wtb][CLocalStorage::WriteImage] ";
     if (!pCameraID || !pBuf || !pImgPath)
-        return Refuse(strMethod + "NULL == pCameraID || NULL == pBuf || NULL == pImgPath");
-    if (!IsCameraID(pCameraID)) return Refuse(strMethod + CAMERA_ID_REFUSED);
-    if (!m_bInit) return Refuse(strMethod + "not initialized, pCameraID [" + pCameraID + "]");
+        return Refuse(
+            "[wtb][CLocalStorage::WriteImage] NULL == pCameraID || NULL == pBuf || "
+            "NULL == pImgPath");
+    if (!IsCameraID(pCameraID))
+        return Refuse("[wtb][CLocalStorage::WriteImage] %s", CAMERA_ID_REFUSED);
+    if (!m_bInit)
+        return Refuse("[wtb][CLocalStorage::WriteImage] not initialized, pCameraID [%s]",
+                      pCameraID);
     return VerifyImagePath(BuildImagePath(pCameraID).strPath);
 }
 
 bool CLocalStorage::VerifyImagePath(const std::string& strPath) const {
     return !IsPathTooLong(strPath) ||
-           Refuse("[wtb][CLocalStorage::WriteImage] path too long, strImageFilePath[" + strPath +
-                  "]");
+           Refuse("[wtb][CLocalStorage::WriteImage] path too long, strImageFilePath[%s]",
+                  strPath.c_str());
 }
 
 recordPath CLocalStorage::BuildImagePath(const std::string& strCameraID) const {
@@ -50,11 +55,14 @@ recordPath CLocalStorage::BuildImagePath(const std::string& strCameraID) const {
 }
 
 OSL_FileHandle CLocalStorage::OpenImageFile(const std::string& strCameraID, std::string& strPath) {
-    const std::string strMethod = "[wtb][CLocalStorage::WriteImage] ";
-    const std::string strCamera = "pCameraID [" + strCameraID + "]";
-    if (IsDiskFull(GetCurRecDir())) {
-        SendDiskFull(nullptr, strMethod + "pFunCallback MESSAGEVALUE_DISKFULL, " + strCamera);
-        LogText(strMethod + "IsDiskFull, m_strCurRecDir [" + GetCurRecDir() + "], " + strCamera);
+    if (IsDiskFull(m_objDisks.CurrentLook())) {
+        if (m_objEvents.SendDiskFull(nullptr))
+            LogText(
+                "[wtb][CLocalStorage::WriteImage] pFunCallback MESSAGEVALUE_DISKFULL, "
+                "pCameraID [%s]",
+                strCameraID.c_str());
+        LogText("[wtb][CLocalStorage::WriteImage] IsDiskFull, m_strCurRecDir [%s], pCameraID [%s]",
+                m_objDisks.Current().c_str(), strCameraID.c_str());
         return OSL_INVALID_FILE;
     }
     const recordPath stPath = BuildImagePath(strCameraID);
@@ -62,7 +70,8 @@ OSL_FileHandle CLocalStorage::OpenImageFile(const std::string& strCameraID, std:
     strPath = stPath.strPath;
     const OSL_FileHandle hFile = OpenInFolder(stPath, OSL_OPEN_NEW);
     if (hFile == OSL_INVALID_FILE)
-        LogText(strMethod + "OpenImageFile fail, strImageFilePath[" + strPath + "]");
+        LogText("[wtb][CLocalStorage::WriteImage] OpenImageFile fail, strImageFilePath[%s]",
+                strPath.c_str());
     return hFile;
 }
 
@@ -74,8 +83,8 @@ bool CLocalStorage::WriteImageData(OSL_FileHandle hFile, const std::string& strC
     const int nError = bWritten ? 0 : OSL_GetSystemLastError();
     OSL_CloseFile(hFile);
     if (bWritten) return true;
-    NoteDiskFailure(strPath, nError);
-    SendWriteFail(strCameraID, nError, nullptr);
+    m_objDisks.NoteFailure(strPath, nError);
+    m_objEvents.SendWriteFail(strCameraID, nError, nullptr);
     LogFailedWrite("WriteImageData", strCameraID, pBuf, nSize, nError);
     return false;
 }
@@ -83,11 +92,9 @@ bool CLocalStorage::WriteImageData(OSL_FileHandle hFile, const std::string& strC
 bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
     if (!m_bInit) return true;  // another engine may have the directory
     OSL_Guard guard(m_mtxDiskCheck);
-    const std::string strRecDir = GetCurRecDir();
+    if (!m_objDisks.LookAtCurrent().bPresent) return true;
     const std::string strDay = GetDayName(stDay);
-    const std::string strRoot = strRecDir + IMAGE_FOLDER + "/";
-    // Without a current directory the root would lie below the process's own.
-    if (strRecDir.empty() || !IsDiskPresent(strRecDir)) return true;
+    const std::string strRoot = m_objDisks.Current() + IMAGE_FOLDER + "/";
     std::list<std::string> lsSubDir, lsSubFile;
     GetSubTargetList(strRoot, lsSubDir, lsSubFile);
     for (const std::string& strName : lsSubDir)

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "LocalStorage/Engine.h"
+#include "LocalStorage/EngineLog.h"
 
 bool CLocalStorage::WriteData(char* pCameraID, unsigned int nDataType, char* pBuf,
                               unsigned int nSize, recFileInfo& stRecFileInfo) try {
@@ -13,13 +14,11 @@ bool CLocalStorage::WriteData(char* pCameraID, unsigned int nDataType, char* pBu
     if (!pBuf || !pCameraID)  // the method's name is misspelt in three texts that people search for
         return Refuse("[wtb][CLocalStorage::WriteDate] NULL == pBuf || NULL == pCameraID");
     if (!m_bInit)
-        return Refuse(std::string("[wtb][CLocalStorage::WriteDate] not initialized, pCameraID [") +
-                      pCameraID + "]");
+        return Refuse("[wtb][CLocalStorage::WriteDate] not initialized, pCameraID [%s]", pCameraID);
     const CChannelClaim claim = m_mapRecordChannel.Claim(GetChannelKey(pCameraID, stRecFileInfo));
     if (!claim)
-        return Refuse(std::string("[wtb][CLocalStorage::WriteDate] IsRecordChannelExist fail, "
-                                  "strCameraID [") +
-                      pCameraID + "]");
+        return Refuse("[wtb][CLocalStorage::WriteDate] IsRecordChannelExist fail, strCameraID [%s]",
+                      pCameraID);
     return nDataType == STREAM_HEADER ? WriteHeader(claim.Channel(), pBuf, nSize)
                                       : WriteStream(claim.Channel(), pBuf, nSize);
 } catch (const std::exception&) {
@@ -30,21 +29,23 @@ bool CLocalStorage::WriteData(char* pCameraID, unsigned int nDataType, char* pBu
 // and to the analyser; a changed one takes effect with the next file. One that could not be written
 // is written when it is repeated, unless the stream has begun without it.
 bool CLocalStorage::WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize) {
-    const std::string strTag = ", strCameraID [" + channel.strCameraID + "]";
+    const char* const pCameraID = channel.strCameraID.c_str();
     if (nSize > STREAM_HEAD_SIZE)
-        return Refuse("[wtb][CLocalStorage::WriteData] head too long, nSize [" +
-                      std::to_string(nSize) + "]" + strTag);
+        return Refuse("[wtb][CLocalStorage::WriteData] head too long, nSize [%u], strCameraID [%s]",
+                      nSize, pCameraID);
     std::memcpy(channel.byStreamHead, pBuf, nSize);
     channel.nStreamHeadLen = nSize;
     const bool bFileBegun = !channel.bWriteFailed || channel.nWrittenSize > 0;
     if (channel.bHeadSaved && bFileBegun) return true;
     if (m_stStoreInfo.bAnalyze && !channel.hStream &&
         VEXANA_CreateStreamEx(pBuf, nSize, &channel.hStream) != VEXANA_OK)
-        return Refuse("[wtb][CLocalStorage::WriteData] VEXANA_CreateStreamEx fail" + strTag);
+        return Refuse(
+            "[wtb][CLocalStorage::WriteData] VEXANA_CreateStreamEx fail, strCameraID [%s]",
+            pCameraID);
     channel.bHeadSaved = true;
     if (!WriteRecord(channel, pBuf, nSize)) return false;
-    LogText("[wtb][CLocalStorage::WriteData] write head, nWritten [" + std::to_string(nSize) + "]" +
-            strTag);
+    LogText("[wtb][CLocalStorage::WriteData] write head, nWritten [%u], strCameraID [%s]", nSize,
+            pCameraID);
     return true;
 }
 
@@ -57,8 +58,8 @@ bool CLocalStorage::WriteStream(recordChannel& channel, const char* pBuf, std::s
 
 bool CLocalStorage::WriteAnalysed(recordChannel& channel, const char* pBuf, std::size_t nSize) {
     if (VEXANA_InputData(channel.hStream, pBuf, nSize) != VEXANA_OK)  // no header yet, say
-        return Refuse("[wtb][CLocalStorage::WriteData] StreamProbeInputData fail, strCameraID [" +
-                      channel.strCameraID + "]");
+        return Refuse("[wtb][CLocalStorage::WriteData] StreamProbeInputData fail, strCameraID [%s]",
+                      channel.strCameraID.c_str());
     return WritePackets(channel, Switching::AtKeyFrames);
 }
 
@@ -109,8 +110,8 @@ bool CLocalStorage::WriteAllPackets(recordChannel& channel, Switching eSwitching
 void CLocalStorage::NoteKeyFrame(recordChannel& channel) {
     if (channel.bGotIFrame) return;
     channel.bGotIFrame = true;
-    LogText("[wtb][CLocalStorage::WriteData] first Iframe, strCameraID [" + channel.strCameraID +
-            "]");
+    LogText("[wtb][CLocalStorage::WriteData] first Iframe, strCameraID [%s]",
+            channel.strCameraID.c_str());
 }
 
 bool CLocalStorage::WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize) {
@@ -125,16 +126,7 @@ bool CLocalStorage::WriteRecord(recordChannel& channel, const char* pBuf, std::s
 
 void CLocalStorage::ReportFailedWrite(recordChannel& channel, const char* pBuf, std::size_t nSize) {
     const int nError = OSL_GetSystemLastError();
-    NoteDiskFailure(channel.strRecFilePath, nError);
-    SendWriteFail(channel.strCameraID, nError, channel.pUser);
+    m_objDisks.NoteFailure(channel.strRecFilePath, nError);
+    m_objEvents.SendWriteFail(channel.strCameraID, nError, channel.pUser);
     LogFailedWrite("WriteRecord", channel.strCameraID, pBuf, nSize, nError);
-}
-
-void LogFailedWrite(const char* pMethod, const std::string& strCameraID, const char* pBuf,
-                    std::size_t nSize, int nError) {
-    WriteLog(LOG_LEVEL_DBG, ENGINE_SOURCE, __LINE__,
-             "[wtb][CLocalStorage::%s] OSL_WriteFile fail, strCameraID [%s], pBuf [%p], "
-             "nSize [%d], iErr [%d]",
-             pMethod, strCameraID.c_str(), static_cast<const void*>(pBuf), static_cast<int>(nSize),
-             nError);
 }
