@@ -86,8 +86,6 @@ CElementaryStream::EEvent CElementaryStream::JudgeNal() {
         case ENalRole::Slice:
             return DropFront();
         case ENalRole::FirstSlice:
-            return BeginFrame(false);
-        case ENalRole::FirstIntra:
             return BeginFrame(m_bRecoveryPoint);
         case ENalRole::FirstKey:
             return BeginFrame(true);

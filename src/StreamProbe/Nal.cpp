@@ -48,7 +48,7 @@ constexpr bool IsH265Base(const nalHead& aHead) {
 }
 
 // The first byte of a slice says both that it is the picture's first (its number 0 is the bit 1)
-// and that it and, for the second kind, all others of the picture are I slices.
+// and whether it is an I slice (or all of the picture are).
 constexpr bool IsFirstH264Slice(const nalHead& aHead) {
     return (aHead[1] & 0x80) != 0;
 }
@@ -96,9 +96,7 @@ bool IsH265FirstIrap(const nalHead& aHead) {
 
 ENalRole H264Role(const nalHead& aHead) {
     const ENalRole eRole = H264_ROLES[H264Type(aHead)];
-    if (eRole <= Slice) return eRole;
-    if (!IsFirstH264Slice(aHead)) return Slice;
-    return eRole == FirstSlice && IsFirstH264Intra(aHead) ? FirstIntra : eRole;
+    return IsSlice(eRole) && !IsFirstH264Slice(aHead) ? Slice : eRole;
 }
 
 ENalRole H265Role(const nalHead& aHead) {

@@ -15,8 +15,7 @@ enum class ENalRole : std::uint8_t {
     Other,       ///< goes with what is around it: filler, end of sequence, suffix SEI, unknown
     Front,       ///< stands in front of a picture: delimiter, parameter set, SEI
     Slice,       ///< goes on with a picture
-    FirstSlice,  ///< begins a picture
-    FirstIntra,  ///< begins a picture of I slices only: a key frame where a recovery point says so
+    FirstSlice,  ///< begins a picture: a key frame behind a recovery point
     FirstKey     ///< begins a picture at which decoding can start (IDR; CRA and BLA too)
 };
 

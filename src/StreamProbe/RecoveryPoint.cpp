@@ -23,7 +23,6 @@ bool CRecoveryPointScan::PushPayload(std::uint8_t byData) {
         case EPhase::Size:
             m_nLeft += byData;
             if (byData != 0xFF) {
-                m_bFirst = true;
                 m_ePhase = m_nLeft == 0 ? EPhase::Type : EPhase::Payload;
                 m_nType = m_nLeft == 0 ? 0 : m_nType;
             }
@@ -31,9 +30,7 @@ bool CRecoveryPointScan::PushPayload(std::uint8_t byData) {
         case EPhase::Payload:
             break;
     }
-    // recovery_frame_cnt comes first; 0 is the bit 1.
-    const bool bFound = m_bFirst && m_nType == RECOVERY_POINT && (byData & 0x80) != 0;
-    m_bFirst = false;
+    const bool bFound = m_nType == RECOVERY_POINT;
     if (--m_nLeft == 0) {
         m_ePhase = EPhase::Type;
         m_nType = 0;

@@ -5,10 +5,10 @@
 
 #include <cstdint>
 
-/// Deliberate: only a recovery point of 0 frames counts. Before an I picture it announces what CRA
-/// is in H.265 (an open group of pictures): from here on every picture is right, and the leading
-/// ones that look back over the cut are passed over by players. A gradual refresh is none: nothing
-/// decodes alone there.
+/// Decoders begin at one, however many frames it takes until the picture is right: none at an I
+/// picture (an open group of pictures, as CRA in H.265), tens in a stream that is refreshed bit by
+/// bit, where but for the very first frame there is no other place to begin. In H.265 they begin at
+/// intra pictures only, so nobody looks for a recovery point there.
 class CRecoveryPointScan {
 public:
     /// The next byte of the unit, after its header byte. True once a recovery point was found.
@@ -21,7 +21,6 @@ private:
 
     EPhase m_ePhase = EPhase::Type;
     std::uint8_t m_nZeros = 0;
-    bool m_bFirst = false;  ///< the next payload byte is the message's first
     std::uint32_t m_nType = 0;
     std::uint32_t m_nLeft = 0;  ///< bytes of the message still to come
 };
