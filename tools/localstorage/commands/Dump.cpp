@@ -95,11 +95,12 @@ int Run(const std::string& strFile, bool bJson) {
 
 }  // namespace
 
-void AddDump(CLI::App& stApp, RunFunction& fnRun) {
+command DumpCommand() {
     const auto pFile = std::make_shared<std::string>();
     const auto pJson = std::make_shared<bool>(false);
-    CLI::App* pCommand = AddCommand(stApp, "dump", "Show one index file in words", EXAMPLES);
-    AddJson(*pCommand, *pJson);
-    pCommand->add_option("FILE", *pFile, "Index file")->required()->type_name("");
-    pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pFile, *pJson); }; });
+    return {"dump",
+            "Show one index file in words",
+            EXAMPLES,
+            {JsonOption(*pJson), Required({"FILE", pFile.get(), "Index file"})},
+            [=] { return Run(*pFile, *pJson); }};
 }
