@@ -88,8 +88,8 @@ inline std::vector<std::string> ChannelFolders(const std::string& strRecDir, Ind
     for (int nDay = 0; nDay < size.nDays; ++nDay) {
         for (int n = 0; n < CAMERAS; ++n) {
             vecFolder.push_back(strRecDir + "/" + RecDirName() + "/" +
-                                TimeOfDay(nDay, 0).GetDate().GetDirName() + "/" +
-                                Camera(n).GetDirName());
+                                GetDirName(TimeOfDay(nDay, 0).GetDate()) + "/" +
+                                GetDirName(Camera(n)));
         }
     }
     return vecFolder;
@@ -121,8 +121,8 @@ inline void MakeIndexFiles(const std::string& strRecDir, IndexSize size) {
 /// The path of a recording.
 inline std::string PathOf(const std::string& strRecDir, int nCamera,
                           const indexLevel3Body& stFile) {
-    return strRecDir + "/" + RecDirName() + "/" + stFile.stStartTime.GetDate().GetDirName() + "/" +
-           Camera(nCamera).GetDirName() + "/" + stFile.GetRecFileName();
+    return strRecDir + "/" + RecDirName() + "/" + GetDirName(stFile.stStartTime.GetDate()) + "/" +
+           GetDirName(Camera(nCamera)) + "/" + GetRecFileName(stFile);
 }
 
 /// All index files below a record directory.

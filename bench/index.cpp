@@ -17,7 +17,8 @@
 namespace {
 
 std::int64_t Number(const fileTimeInfo& st) {
-    return std::stoll(st.GetString());
+    char szDigits[TIME_DIGITS_BUFFER];
+    return std::stoll(std::string(szDigits, st.PutDigits(szDigits)));
 }
 
 void Check(bool bGood, const char* pWhat) {
@@ -82,8 +83,7 @@ public:
             for (int nDay = 0; nDay < size.nDays; ++nDay) {
                 for (int n = 0; n < size.nFiles; ++n) {
                     const indexLevel3Body stFile = size.File(nDay, n);
-                    Insert(Camera(nCamera).GetDirName(), stFile,
-                           PathOf(strRecDir, nCamera, stFile));
+                    Insert(GetDirName(Camera(nCamera)), stFile, PathOf(strRecDir, nCamera, stFile));
                 }
             }
         }
@@ -180,7 +180,7 @@ std::vector<Question> Questions(int nCount, int nHours) {
         const int nLastDay = nDay + (nHours - 1) / 24;
         const fileTimeInfo stEnd =
             nHours == 1 ? TimeOfDay(nDay, (nHour + 1) * 3600) : TimeOfDay(nLastDay, 86399);
-        vecQuestion.push_back({Camera(nCamera).GetDirName(), TimeOfDay(nDay, nHour * 3600), stEnd});
+        vecQuestion.push_back({GetDirName(Camera(nCamera)), TimeOfDay(nDay, nHour * 3600), stEnd});
     }
     return vecQuestion;
 }
@@ -221,7 +221,7 @@ struct Change {
 };
 
 Change MakeChange(const CWorld& world, int nCamera, const indexLevel3Body& stFile) {
-    return {Camera(nCamera).GetDirName(), PathOf(world.m_dir.Path(), nCamera, stFile), stFile};
+    return {GetDirName(Camera(nCamera)), PathOf(world.m_dir.Path(), nCamera, stFile), stFile};
 }
 
 constexpr int CHANGES = 4992;  // 78 of each camera

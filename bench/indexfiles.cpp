@@ -164,7 +164,7 @@ const CBenchDir& Tree() {
         for (const std::string& strFolder : ChannelFolders(s_made.Path(), TREE)) {
             std::filesystem::create_directories(strFolder);
             for (int n = 0; n < TREE.nFiles; ++n) {
-                std::ofstream(strFolder + "/" + TREE.File(nFolder / CAMERAS, n).GetRecFileName());
+                std::ofstream(strFolder + "/" + GetRecFileName(TREE.File(nFolder / CAMERAS, n)));
             }
             ++nFolder;
         }

@@ -35,19 +35,24 @@ if(LOCALSTORAGE_SANITIZE)
     endif()
 endif()
 
-# localstorage_room(NAME SOURCES source... [STANDS_ON room...]): the room of the library in this folder, as
-# objects that the library and the tests link alike. Its headers are included as "Folder/File.h",
-# from an include folder that holds this room and no other, so a room sees those that it stands on,
-# with what they stand on, and nothing else.
+# localstorage_headers(TARGET FOLDER): TARGET's headers are included as "Folder/File.h", from an
+# include folder that holds this folder and no other, so whoever links TARGET sees them, with what
+# TARGET stands on, and nothing else.
+function(localstorage_headers target folder)
+    cmake_path(GET folder FILENAME name)
+    set(headers ${PROJECT_BINARY_DIR}/headers/${target})
+    file(MAKE_DIRECTORY ${headers})
+    file(CREATE_LINK ${folder} ${headers}/${name} SYMBOLIC)
+    target_include_directories(${target} PUBLIC ${headers})
+endfunction()
+
+# localstorage_room(NAME SOURCES source... [STANDS_ON room...]): the room of the library in this
+# folder, as objects that the library and the tests link alike.
 function(localstorage_room name)
     cmake_parse_arguments(ARG "" "" "SOURCES;STANDS_ON" ${ARGN})
-    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
-    set(headers ${PROJECT_BINARY_DIR}/headers/${name})
-    file(MAKE_DIRECTORY ${headers})
-    file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${headers}/${folder} SYMBOLIC)
     list(TRANSFORM ARG_STANDS_ON PREPEND room_)
     add_library(room_${name} OBJECT ${ARG_SOURCES})
-    target_include_directories(room_${name} PUBLIC ${headers})
+    localstorage_headers(room_${name} ${CMAKE_CURRENT_SOURCE_DIR})
     target_link_libraries(room_${name} PUBLIC localstorage_flags ${ARG_STANDS_ON})
 endfunction()
 

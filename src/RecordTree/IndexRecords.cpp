@@ -1,35 +1,60 @@
 #include "RecordTree/IndexRecords.h"
 
-#include <cstdio>
+#include <array>
+#include <charconv>
 #include <cstring>
+#include <string_view>
 
-#include "RecordTree/Names.h"
+namespace {
 
-std::string dateInfo::GetDirName() const {
-    char szName[16];
-    std::snprintf(szName, sizeof(szName), "%04d%02d%02d", wYear, byMonth, byDay);
-    return szName;
-}
-
-std::string fileTimeInfo::GetString() const {
-    char szText[24];
-    std::snprintf(szText, sizeof(szText), "%04d%02d%02d%02d%02d%02d", wYear, byMonth, byDay, byHour,
-                  byMinute, bySecond);
-    return szText;
-}
-
-std::string indexLevel2Body::GetDirName() const {
-    std::string strName(szCameraID, strnlen(szCameraID, sizeof(szCameraID)));
-    if (!IsBare()) {
-        strName += '_';
-        strName += std::to_string(wDirNum1);
-        strName += '_';
-        strName += std::to_string(byDirNum2);
+// "00" to "99", one behind the other.
+constexpr std::array<char, 200> TWO_DIGITS = [] {
+    std::array<char, 200> aText{};
+    for (unsigned n = 0; n < 100; ++n) {
+        aText[2 * n] = static_cast<char>('0' + n / 10);
+        aText[2 * n + 1] = static_cast<char>('0' + n % 10);
     }
-    return strName;
+    return aText;
+}();
+
+char* PutTwo(char* pText, unsigned nValue) {
+    std::memcpy(pText, &TWO_DIGITS[2 * nValue], 2);
+    return pText + 2;
 }
 
-std::string indexLevel3Body::GetRecFileName() const {
-    char szName[REC_FILE_NAME_BUFFER];
-    return std::string(szName, FormatRecFileName(*this, szName));
+// A number that outgrows its width is written whole.
+char* PutField(char* pText, std::uint8_t byValue) {
+    return byValue < 100 ? PutTwo(pText, byValue) : std::to_chars(pText, pText + 3, byValue).ptr;
+}
+
+char* PutYear(char* pText, std::uint16_t wYear) {
+    if (wYear > 9999) return std::to_chars(pText, pText + 5, wYear).ptr;
+    return PutTwo(PutTwo(pText, wYear / 100u), wYear % 100u);
+}
+
+template <typename Record>
+int Compare(const Record& a, const Record& b) {
+    char szA[TIME_DIGITS_BUFFER], szB[TIME_DIGITS_BUFFER];
+    const std::string_view strA(szA, static_cast<std::size_t>(a.PutDigits(szA) - szA));
+    const std::string_view strB(szB, static_cast<std::size_t>(b.PutDigits(szB) - szB));
+    return strA.compare(strB);
+}
+
+}  // namespace
+
+char* dateInfo::PutDigits(char* pText) const {
+    return PutField(PutField(PutYear(pText, wYear), byMonth), byDay);
+}
+
+char* fileTimeInfo::PutDigits(char* pText) const {
+    pText = GetDate().PutDigits(pText);
+    return PutField(PutField(PutField(pText, byHour), byMinute), bySecond);
+}
+
+int dateInfo::CompareDigits(const dateInfo& other) const {
+    return Compare(*this, other);
+}
+
+int fileTimeInfo::CompareDigits(const fileTimeInfo& other) const {
+    return Compare(*this, other);
 }

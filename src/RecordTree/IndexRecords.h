@@ -3,11 +3,11 @@
 // They are the elements of the index files and of the index in memory alike: each is copied byte
 // for byte to and from disk, little-endian, so their layout is fixed (pinned below).
 //
-// Every comparison of dates and times is one of their texts ("20240305", "20240305080000"). For
-// values in range that is the order of the numbers, and done with numbers; a field that outgrows
-// its width makes the text longer and the order purely textual.
+// Every comparison of dates and times is one of their digits as text ("20240305",
+// "20240305080000"). For values in range that is the order of the numbers, and done with numbers; a
+// field that outgrows its width makes the text longer and the order purely textual.
 //
-// Plain values: no locks, no I/O, any thread.
+// Plain values: no locks, no I/O, any thread. What they are called on disk, Names.h tells.
 
 #ifndef LOCALSTORAGE_RECORDTREE_INDEXRECORDS_H
 #define LOCALSTORAGE_RECORDTREE_INDEXRECORDS_H
@@ -15,7 +15,6 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 /// Kind of a recording as it stands in file names. In a query 0 asks for every kind.
 enum RecFileType : std::uint32_t {
@@ -35,22 +34,21 @@ inline bool VerifyRecFileType(RecFileType fileType, RecFileType wanted) {
     return wanted == REC_FILE_TYPE_ALL || (wanted <= REC_FILE_TYPE_8 && fileType == wanted);
 }
 
+/// Room for the digits of any date or time.
+constexpr std::size_t TIME_DIGITS_BUFFER = 24;
+
 /// A day.
 struct dateInfo {
     std::uint16_t wYear = 0;
     std::uint8_t byMonth = 0;
     std::uint8_t byDay = 0;
 
-    /// Name of the day's folder: "%04d%02d%02d".
-    std::string GetDirName() const;
-
     bool operator<(const dateInfo& other) const {
-        return IsPlain() && other.IsPlain() ? Number() < other.Number()
-                                            : GetDirName() < other.GetDirName();
+        return IsPlain() && other.IsPlain() ? Number() < other.Number() : CompareDigits(other) < 0;
     }
     bool operator==(const dateInfo& other) const {
         return IsPlain() && other.IsPlain() ? Number() == other.Number()
-                                            : GetDirName() == other.GetDirName();
+                                            : CompareDigits(other) == 0;
     }
     bool operator<=(const dateInfo& other) const { return !(other < *this); }
     bool operator>=(const dateInfo& other) const { return !(*this < other); }
@@ -60,6 +58,13 @@ struct dateInfo {
     std::uint32_t Number() const {
         return std::uint32_t{wYear} << 16 | std::uint32_t{byMonth} << 8 | byDay;
     }
+
+    /// Writes "%04d%02d%02d" without a NUL to `pText` (TIME_DIGITS_BUFFER bytes) and returns its
+    /// end.
+    char* PutDigits(char* pText) const;
+
+private:
+    int CompareDigits(const dateInfo& other) const;
 };
 
 /// A local date and time to the second. `byReserved` takes no part in comparisons and names.
@@ -72,17 +77,14 @@ struct fileTimeInfo {
     std::uint8_t bySecond = 0;
     std::uint8_t byReserved = 0;
 
-    /// "%04d%02d%02d%02d%02d%02d".
-    std::string GetString() const;
     dateInfo GetDate() const { return {wYear, byMonth, byDay}; }
 
     bool operator<(const fileTimeInfo& other) const {
-        return IsPlain() && other.IsPlain() ? Number() < other.Number()
-                                            : GetString() < other.GetString();
+        return IsPlain() && other.IsPlain() ? Number() < other.Number() : CompareDigits(other) < 0;
     }
     bool operator==(const fileTimeInfo& other) const {
         return IsPlain() && other.IsPlain() ? Number() == other.Number()
-                                            : GetString() == other.GetString();
+                                            : CompareDigits(other) == 0;
     }
     bool operator>(const fileTimeInfo& other) const { return other < *this; }
     bool operator<=(const fileTimeInfo& other) const { return !(other < *this); }
@@ -100,6 +102,13 @@ struct fileTimeInfo {
         const auto n = __builtin_bswap64(std::bit_cast<std::uint64_t>(*this));
         return std::uint64_t{wYear} << 40 | (n >> 8 & 0x000000FFFFFFFFFF);
     }
+
+    /// Writes "%04d%02d%02d%02d%02d%02d" without a NUL to `pText` (TIME_DIGITS_BUFFER bytes) and
+    /// returns its end.
+    char* PutDigits(char* pText) const;
+
+private:
+    int CompareDigits(const fileTimeInfo& other) const;
 };
 
 /// Head of index01.bin.
@@ -112,7 +121,6 @@ struct indexLevel1Head {
 struct indexLevel1Body {
     dateInfo stDate;
 
-    std::string GetDirName() const { return stDate.GetDirName(); }
     bool operator==(const indexLevel1Body& other) const { return stDate == other.stDate; }
     bool operator<(const indexLevel1Body& other) const { return stDate < other.stDate; }
 };
@@ -137,11 +145,6 @@ struct indexLevel2Body {
     std::uint8_t byRes2[24] = {};
 
     bool IsBare() const { return byRes1 == INDEX_BARE_IDENTIFIER; }
-    /// Name of the channel's folder: "%s_%d_%d", or szCameraID alone for a bare identifier.
-    std::string GetDirName() const;
-    bool operator==(const indexLevel2Body& other) const {
-        return GetDirName() == other.GetDirName();
-    }
 };
 
 /// Head of index03.bin.
@@ -157,8 +160,6 @@ struct indexLevel3Body {
     RecFileType enumRecFileType = REC_FILE_TYPE_ALL;
     std::uint8_t byRes[24] = {};
 
-    /// "<start>_<end>_<type>.mp4".
-    std::string GetRecFileName() const;
     /// Deliberate: the type takes no part, so two recordings with the same times are one entry.
     bool operator==(const indexLevel3Body& other) const {
         return stStartTime == other.stStartTime && stEndTime == other.stEndTime;

@@ -3,6 +3,8 @@
 #include <iterator>
 #include <utility>
 
+#include "RecordTree/Names.h"
+
 const indexChannel* indexDay::Find(std::string_view strChannel) const {
     const auto it = mByName.find(strChannel);
     return it == mByName.end() ? nullptr : &*it->second;
@@ -11,14 +13,14 @@ const indexChannel* indexDay::Find(std::string_view strChannel) const {
 indexDay* CIndexTree::NewDay(const indexLevel1Body& stDay) {
     const auto [it, bNew] = m_mDays.try_emplace(stDay.stDate);
     if (!bNew) return nullptr;
-    it->second.strName = stDay.GetDirName();
+    it->second.strName = GetDirName(stDay.stDate);
     it->second.nVersion = m_nVersion;
     m_nDaysVersion = m_nVersion;
     return &it->second;
 }
 
 indexChannel* CIndexTree::NewChannel(indexDay& day, const indexLevel2Body& stChannel) {
-    std::string strName = stChannel.GetDirName();
+    std::string strName = GetDirName(stChannel);
     if (day.mByName.count(strName) > 0) return nullptr;
     indexChannel& channel = day.lsChannels.emplace_back();
     channel.stBody = stChannel;
@@ -35,7 +37,7 @@ bool CIndexTree::Add(const indexLevel1Body& stDay, const indexLevel2Body& stChan
     indexDay* pDay = itDay == m_mDays.end() ? nullptr : &itDay->second;
     indexChannel* pChannel = nullptr;
     if (pDay) {
-        const auto itChannel = pDay->mByName.find(stChannel.GetDirName());
+        const auto itChannel = pDay->mByName.find(GetDirName(stChannel));
         if (itChannel != pDay->mByName.end()) pChannel = &*itChannel->second;
     }
     if (!pChannel) {
@@ -52,7 +54,7 @@ bool CIndexTree::Remove(const indexLevel1Body& stDay, const indexLevel2Body& stC
                         const indexLevel3Body& stFile) {
     const auto itDay = m_mDays.find(stDay.stDate);
     if (itDay == m_mDays.end()) return false;
-    const auto itChannel = itDay->second.mByName.find(stChannel.GetDirName());
+    const auto itChannel = itDay->second.mByName.find(GetDirName(stChannel));
     if (itChannel == itDay->second.mByName.end()) return false;
     indexChannel& channel = *itChannel->second;
     if (!channel.objFiles.Change().Remove(stFile)) return false;

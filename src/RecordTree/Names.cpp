@@ -1,9 +1,7 @@
 #include "RecordTree/Names.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 
 #include "FileSystem/FileSystem.h"
@@ -39,40 +37,20 @@ dateInfo FixedDate(const char* pText) {
             static_cast<std::uint8_t>(FixedNumber(pText + 6, 2))};
 }
 
-fileTimeInfo FixedTime(const char* pText) {
-    const dateInfo stDate = FixedDate(pText);
+// Eight digits at `pDay` and six at `pClock`.
+fileTimeInfo FixedTime(const char* pDay, const char* pClock) {
+    const dateInfo stDate = FixedDate(pDay);
     return {stDate.wYear,
             stDate.byMonth,
             stDate.byDay,
-            static_cast<std::uint8_t>(FixedNumber(pText + 8, 2)),
-            static_cast<std::uint8_t>(FixedNumber(pText + 10, 2)),
-            static_cast<std::uint8_t>(FixedNumber(pText + 12, 2)),
+            static_cast<std::uint8_t>(FixedNumber(pClock, 2)),
+            static_cast<std::uint8_t>(FixedNumber(pClock + 2, 2)),
+            static_cast<std::uint8_t>(FixedNumber(pClock + 4, 2)),
             0};
 }
 
-// "00" to "99", one behind the other.
-constexpr std::array<char, 200> TWO_DIGITS = [] {
-    std::array<char, 200> aText{};
-    for (unsigned n = 0; n < 100; ++n) {
-        aText[2 * n] = static_cast<char>('0' + n / 10);
-        aText[2 * n + 1] = static_cast<char>('0' + n % 10);
-    }
-    return aText;
-}();
-
-char* PutTwoDigits(char* pText, unsigned nValue) {
-    std::memcpy(pText, &TWO_DIGITS[2 * nValue], 2);
-    return pText + 2;
-}
-
-char* PutTime(char* pText, const fileTimeInfo& stTime) {
-    pText = PutTwoDigits(pText, stTime.wYear / 100u);
-    pText = PutTwoDigits(pText, stTime.wYear % 100u);
-    pText = PutTwoDigits(pText, stTime.byMonth);
-    pText = PutTwoDigits(pText, stTime.byDay);
-    pText = PutTwoDigits(pText, stTime.byHour);
-    pText = PutTwoDigits(pText, stTime.byMinute);
-    return PutTwoDigits(pText, stTime.bySecond);
+std::string Text(const char* pBegin, const char* pEnd) {
+    return std::string(pBegin, static_cast<std::size_t>(pEnd - pBegin));
 }
 
 // The parts of a channel folder's name around its first and last "_".
@@ -137,7 +115,16 @@ bool VerifyChannelDir(std::string_view strName) {
 bool VerifyRecFile(std::string_view strName) {
     return strName.size() == REC_FILE_NAME_SIZE && strName[14] == '_' && strName[29] == '_' &&
            IsNumber(strName.substr(0, 14)) && IsNumber(strName.substr(15, 14)) &&
-           IsDigit(strName[30]) && strName.substr(31) == ".mp4";
+           IsDigit(strName[30]) && strName.substr(31) == RECORDING_EXTENSION;
+}
+
+bool IsScannedDateDir(std::string_view strName) {
+    return strName.size() == DAY_NAME_SIZE;
+}
+
+bool IsScannedFile(std::string_view strName, std::string_view strExtension) {
+    return strName.size() > DAY_NAME_SIZE && strName[DAY_NAME_SIZE] == '_' &&
+           strName.ends_with(strExtension);
 }
 
 bool ConvertStrDateToIndexLevel1Body(std::string_view strName, indexLevel1Body& stBody) {
@@ -166,28 +153,61 @@ bool ConvertStrChannelToIndexLevel2Body(std::string_view strName, indexLevel2Bod
 bool ConvertStrRecFileToIndexLevel3Body(std::string_view strName, indexLevel3Body& stBody) {
     if (!VerifyRecFile(strName)) return false;
     stBody = indexLevel3Body();
-    stBody.stStartTime = FixedTime(strName.data());
-    stBody.stEndTime = FixedTime(strName.data() + 15);
+    stBody.stStartTime = FixedTime(strName.data(), strName.data() + 8);
+    stBody.stEndTime = FixedTime(strName.data() + 15, strName.data() + 23);
     stBody.enumRecFileType = static_cast<RecFileType>(FixedNumber(strName.data() + 30, 1));
     return true;
 }
 
-std::size_t FormatRecFileName(const indexLevel3Body& stBody, char* pName) {
-    const bool bUsual =
-        stBody.stStartTime.IsPlain() && stBody.stEndTime.IsPlain() && stBody.enumRecFileType <= 9;
-    if (!bUsual) {
-        const int nLength = std::snprintf(
-            pName, REC_FILE_NAME_BUFFER, "%s_%s_%d.mp4", stBody.stStartTime.GetString().c_str(),
-            stBody.stEndTime.GetString().c_str(), static_cast<int>(stBody.enumRecFileType));
-        return static_cast<std::size_t>(nLength);
+bool ConvertStrSecondToFileTime(std::string_view strName, std::string_view strExtension,
+                                fileTimeInfo& stTime) {
+    if (strName.size() != 15 + strExtension.size() || !IsScannedFile(strName, strExtension) ||
+        !IsNumber(strName.substr(0, 8)) || !IsNumber(strName.substr(9, 6))) {
+        return false;
     }
-    char* pEnd = PutTime(pName, stBody.stStartTime);
+    stTime = FixedTime(strName.data(), strName.data() + 9);
+    return true;
+}
+
+std::string GetDirName(const dateInfo& stDate) {
+    char szName[TIME_DIGITS_BUFFER];
+    return Text(szName, stDate.PutDigits(szName));
+}
+
+std::string GetDirName(const indexLevel2Body& stChannel) {
+    std::string strName(stChannel.szCameraID,
+                        strnlen(stChannel.szCameraID, sizeof(stChannel.szCameraID)));
+    if (!stChannel.IsBare()) {
+        strName += '_';
+        strName += std::to_string(stChannel.wDirNum1);
+        strName += '_';
+        strName += std::to_string(stChannel.byDirNum2);
+    }
+    return strName;
+}
+
+std::string GetRecFileName(const indexLevel3Body& stFile) {
+    char szName[REC_FILE_NAME_BUFFER];
+    return std::string(szName, FormatRecFileName(stFile, szName));
+}
+
+std::string GetSecondName(const fileTimeInfo& stTime, std::string_view strExtension) {
+    std::string strName = GetDirName(stTime.GetDate());
+    char szTime[TIME_DIGITS_BUFFER];
+    const char* const pClock = szTime + strName.size();
+    const char* const pEnd = stTime.PutDigits(szTime);
+    return strName.append("_").append(pClock, pEnd).append(strExtension);
+}
+
+std::size_t FormatRecFileName(const indexLevel3Body& stFile, char* pName) {
+    char* pEnd = stFile.stStartTime.PutDigits(pName);
     *pEnd++ = '_';
-    pEnd = PutTime(pEnd, stBody.stEndTime);
+    pEnd = stFile.stEndTime.PutDigits(pEnd);
     *pEnd++ = '_';
-    *pEnd++ = static_cast<char>('0' + stBody.enumRecFileType);
-    std::memcpy(pEnd, ".mp4", 4);
-    return REC_FILE_NAME_SIZE;
+    const int nType = static_cast<int>(stFile.enumRecFileType);
+    pEnd = std::to_chars(pEnd, pName + REC_FILE_NAME_BUFFER, nType).ptr;
+    pEnd = std::copy_n(RECORDING_EXTENSION, sizeof(RECORDING_EXTENSION) - 1, pEnd);
+    return static_cast<std::size_t>(pEnd - pName);
 }
 
 bool SplitRecFilePath(std::string_view strPath, recFilePath& stPath) {

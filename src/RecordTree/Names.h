@@ -1,18 +1,25 @@
-// Every name in the record tree: made, parsed and verified. Text only, no I/O, any thread.
+// Every name in a record directory: made, parsed and verified. Text only, no I/O, any thread.
 //
-//     <record directory>/<record folder>/<day>/<channel>/<file>
+//     <record directory>/<tree>/<day>/<channel>/<file>
 //
-//     record folder  "RecordFile", later perhaps "BackupFile"            (RecDirName.h)
-//     day            YYYYMMDD                           eight digits, the calendar is not checked
-//     channel        an identifier (IsCameraID), in one of three forms (ClassifyChannel):
-//                      numbered      TEXT_N_N    TEXT has no "_"; the first number is 0 to 65535,
-//                                                the second 0 to 255, neither with leading zeros
-//                      bare          any text that is not digits after its first and last "_"
-//                      not storable  digits there, but numbers that do not come out of the index
-//                                    as they went in: cam_01_2, cam_1_256, cam_70000_1
-//     file           START_END_T.mp4      two times of fourteen digits and one digit for the type
+//     tree       RecordFile             recordings; later perhaps under the name BackupFile
+//                ImageFile              pictures
+//     day        YYYYMMDD               eight digits, the calendar is not checked
+//     channel    an identifier (IsCameraID), in the remote-backup layout in one of three forms
+//                (ClassifyChannel):
+//                  numbered             TEXT_N_N: TEXT has no "_"; the first number is 0 to 65535,
+//                                       the second 0 to 255, neither with leading zeros
+//                  bare                 any text that is not digits after its first and last "_"
+//                  not storable         digits there, but numbers that do not come out of the index
+//                                       as they went in: cam_01_2, cam_1_256, cam_70000_1
+//     file       START_END_T.mp4        recording of the remote-backup layout: two times of
+//     fourteen
+//                                       digits and one digit for the type
+//                YYYYMMDD_hhmmss.mp4    recording of the client layout: the second in which it was
+//                                       made, or the next free one
+//                YYYYMMDD_hhmmss.jpg    picture: the second in which it was stored
 //
-// A name is valid exactly when parsing it and formatting the result gives back the same text.
+// A name is valid exactly when parsing it and making one of the result gives back the same text.
 
 #ifndef LOCALSTORAGE_RECORDTREE_NAMES_H
 #define LOCALSTORAGE_RECORDTREE_NAMES_H
@@ -23,10 +30,14 @@
 
 #include "RecordTree/IndexRecords.h"
 
-/// The folders of a record directory: recordings, under one of two names, and pictures.
+/// The trees of a record directory: recordings, under one of two names, and pictures.
 inline constexpr char RECORD_FOLDER[] = "RecordFile";
 inline constexpr char BACKUP_FOLDER[] = "BackupFile";
 inline constexpr char IMAGE_FOLDER[] = "ImageFile";
+
+/// What the names of recordings and pictures end in.
+inline constexpr char RECORDING_EXTENSION[] = ".mp4";
+inline constexpr char PICTURE_EXTENSION[] = ".jpg";
 
 /// The files of the index, and what stands behind their names while they are written.
 inline constexpr char INDEX_FILE_LEVEL1[] = "index01.bin";
@@ -37,7 +48,7 @@ inline constexpr char INDEX_DIRTY_MARKER[] = "index.dirty";
 
 /// Longest camera identifier in bytes.
 constexpr std::size_t CAMERA_ID_MAX = 63;
-/// Lengths of the names of days and record files.
+/// Lengths of the names of days and of recordings of the remote-backup layout.
 constexpr std::size_t DAY_NAME_SIZE = 8;
 constexpr std::size_t REC_FILE_NAME_SIZE = 35;
 
@@ -53,7 +64,7 @@ enum class ChannelForm {
 /// The form of a channel folder's name; what IsCameraID refuses is not storable.
 ChannelForm ClassifyChannel(std::string_view strName);
 
-// --- Validators --------------------------------------------------------------------------------
+// --- Verified: days, and what belongs to the remote-backup layout ------------------------------
 
 bool VerifyDateDir(std::string_view strName);
 /// True for the numbered form alone. A repair keeps folders of bare identifiers too, but only those
@@ -61,20 +72,38 @@ bool VerifyDateDir(std::string_view strName);
 bool VerifyChannelDir(std::string_view strName);
 bool VerifyRecFile(std::string_view strName);
 
-// --- Parsers: false, and the body untouched, for a name that is not valid ----------------------
+// --- Verified loosely: what a scan of the client layout leaves alone, and deletes by age.
+// Deliberate: such a tree has no index that a stranger could mislead, and what looks nearly like a
+// recording is not thrown away before its day comes; so every channel name passes, too.
+// ---------------------
+
+/// Any eight characters.
+bool IsScannedDateDir(std::string_view strName);
+/// Eight characters, "_", anything, the extension.
+bool IsScannedFile(std::string_view strName, std::string_view strExtension);
+
+// --- Parsed: false, and the record untouched, for a name that is not valid ---------------------
 
 bool ConvertStrDateToIndexLevel1Body(std::string_view strName, indexLevel1Body& stBody);
 /// Takes the numbered and the bare form.
 bool ConvertStrChannelToIndexLevel2Body(std::string_view strName, indexLevel2Body& stBody);
 bool ConvertStrRecFileToIndexLevel3Body(std::string_view strName, indexLevel3Body& stBody);
+/// The second in the name of a recording of the client layout, or of a picture.
+bool ConvertStrSecondToFileTime(std::string_view strName, std::string_view strExtension,
+                                fileTimeInfo& stTime);
 
-// --- Formatting without allocation -------------------------------------------------------------
+// --- Made --------------------------------------------------------------------------------------
 
-/// Room for any record file's name, its NUL included.
+std::string GetDirName(const dateInfo& stDate);
+std::string GetDirName(const indexLevel2Body& stChannel);
+std::string GetRecFileName(const indexLevel3Body& stFile);
+std::string GetSecondName(const fileTimeInfo& stTime, std::string_view strExtension);
+
+/// Room for any name that FormatRecFileName makes.
 constexpr std::size_t REC_FILE_NAME_BUFFER = 64;
-/// Writes the name of a record file to `pName` (REC_FILE_NAME_BUFFER bytes) and returns its length;
-/// no NUL is written where the name has its usual REC_FILE_NAME_SIZE characters.
-std::size_t FormatRecFileName(const indexLevel3Body& stBody, char* pName);
+/// GetRecFileName without allocation: writes the name, without a NUL, to `pName`
+/// (REC_FILE_NAME_BUFFER bytes) and returns its length.
+std::size_t FormatRecFileName(const indexLevel3Body& stFile, char* pName);
 
 // --- Whole paths -------------------------------------------------------------------------------
 

@@ -83,7 +83,7 @@ private:
         std::stable_sort(m_vFiles.begin(), m_vFiles.end(), ByTimes);
         const auto isTwin = [&](const indexLevel3Body& stFirst, const indexLevel3Body& stFile) {
             if (!(stFirst == stFile)) return false;
-            m_plan.setTwins.insert(strFolder + stFile.GetRecFileName());
+            m_plan.setTwins.insert(strFolder + GetRecFileName(stFile));
             return true;
         };
         m_vFiles.erase(std::unique(m_vFiles.begin(), m_vFiles.end(), isTwin), m_vFiles.end());
@@ -236,7 +236,7 @@ indexDifference CompareWithTree(const CIndexTree& index, const repairPlan& plan)
     ForEachRecording(index, [&](const dateInfo& stDate, const std::string& strChannel,
                                 const indexLevel3Body& stFile, const std::string& strFolder) {
         indexLevel3Body stThere = stFile;
-        const std::string strPath = strFolder + stFile.GetRecFileName();
+        const std::string strPath = strFolder + GetRecFileName(stFile);
         const bool bThere = plan.objTree.Find(stDate, strChannel, stThere) &&
                             stThere.enumRecFileType == stFile.enumRecFileType;
         if (!bThere && !isTwin(strPath)) difference.vGone.push_back(strPath);
@@ -247,9 +247,9 @@ indexDifference CompareWithTree(const CIndexTree& index, const repairPlan& plan)
                          indexLevel3Body stEntry = stFile;
                          const bool bListed = index.Find(stDate, strChannel, stEntry) &&
                                               (stEntry.enumRecFileType == stFile.enumRecFileType ||
-                                               isTwin(strFolder + stEntry.GetRecFileName()));
+                                               isTwin(strFolder + GetRecFileName(stEntry)));
                          if (!bListed)
-                             difference.vUnlisted.push_back(strFolder + stFile.GetRecFileName());
+                             difference.vUnlisted.push_back(strFolder + GetRecFileName(stFile));
                      });
     return difference;
 }

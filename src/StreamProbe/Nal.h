@@ -37,7 +37,9 @@ ENalRole GetNalRole(ECodec eCodec, const nalHead& aHead);
 bool IsH264Sei(const nalHead& aHead);
 
 /// The parameter sets that decoding a stream of that kind needs, as bits.
-constexpr unsigned PARAMETER_SET_VIDEO = 1, PARAMETER_SET_SEQUENCE = 2, PARAMETER_SET_PICTURE = 4;
+constexpr unsigned PARAMETER_SET_VIDEO = 1;
+constexpr unsigned PARAMETER_SET_SEQUENCE = 2;
+constexpr unsigned PARAMETER_SET_PICTURE = 4;
 unsigned AllParameterSets(ECodec eCodec);
 /// The bit of the parameter set that a unit is; 0 for any other unit.
 unsigned ParameterSetOf(ECodec eCodec, const nalHead& aHead);

@@ -4,18 +4,15 @@
 #include <string_view>
 
 #include "commands/Commands.h"
-#include "help/OptionTable.h"
 
 int main(int argc, char** argv) {
-    CLI::App stApp;
     std::string strLogDir;
-    RunFunction fnRun;
-    AddCommands(stApp, strLogDir, fnRun);
+    const program stProgram = LocalStorageProgram(strLogDir);
     const std::string_view strWhat = argc == 2 ? argv[1] : "";
     if (strWhat == "bash") {
-        std::cout << MakeBashCompletion(stApp);
+        std::cout << MakeBashCompletion(stProgram);
     } else if (strWhat == "man") {
-        std::cout << MakeManPage(stApp);
+        std::cout << MakeManPage(stProgram);
     } else {
         std::cerr << "usage: " << argv[0] << " bash|man\n";
         return 2;

@@ -12,13 +12,13 @@
 namespace {
 
 /// Runs what the command line asked for; every failure ends here, in words.
-int Run(const std::string& strLogDir, const RunFunction& fnRun) {
+int Run(const std::string& strLogDir, const command& stCommand) {
     try {
         // The library's own default lies outside the user's reach.
         if (EnableTarget(LOG_TARGET_FILE, strLogDir.c_str(), 0, 1) == LOG_ERR_PARAM) {
             throw CUsageError("--log-dir " + strLogDir + ": the path is too long");
         }
-        return fnRun();
+        return stCommand.fnRun();
     } catch (const CUsageError& stError) {
         PrintMessage(stError.what());
         return EXIT_USAGE;
@@ -28,35 +28,22 @@ int Run(const std::string& strLogDir, const RunFunction& fnRun) {
     }
 }
 
-/// Help and version go to standard output; a mistake is told with the help to read.
-int TellParseResult(const CLI::App& stApp, const CLI::ParseError& stError) {
-    if (stError.get_exit_code() == 0) return stApp.exit(stError);
-    std::string strText = stError.what(), strHelp = "localstorage";
-    const std::vector<std::string> vecUnknown = stApp.remaining();
-    const auto vecCommands = stApp.get_subcommands();
-    if (!vecCommands.empty()) {
-        strHelp += " " + vecCommands.front()->get_name();
-    } else if (!vecUnknown.empty()) {
-        strText = "there is no command \"" + vecUnknown.front() + "\"";
-    }
-    PrintMessage(strText + "; see \"" + strHelp + " --help\"");
-    return EXIT_USAGE;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     SilenceFfmpeg();
-    CLI::App stApp;
     std::string strLogDir;
-    RunFunction fnRun;
-    AddCommands(stApp, strLogDir, fnRun);
-    try {
-        stApp.parse(argc, argv);
-    } catch (const CLI::ParseError& stError) {
-        return TellParseResult(stApp, stError);
+    const program stProgram = LocalStorageProgram(strLogDir);
+    const request stRequest = ReadCommandLine(stProgram, argc, argv);
+    int nResult = EXIT_OK;
+    if (stRequest.pCommand) {
+        nResult = Run(strLogDir, *stRequest.pCommand);
+    } else if (stRequest.strMistake.empty()) {
+        std::cout << stRequest.strAnswer;
+    } else {
+        PrintMessage(stRequest.strMistake);
+        nResult = EXIT_USAGE;
     }
-    const int nResult = Run(strLogDir, fnRun);
     std::cout.flush();
     if (!std::cout && nResult == EXIT_OK) {
         PrintMessage("standard output could not be written");

@@ -68,7 +68,7 @@ int CIndex::QueryRecFile(const indexLevel2Body& stChannel, RecFileType enumRecFi
     }
     const std::size_t nBefore = lsRecFile.size();
     const std::string strFolder = GetRecordFolder() + "/";
-    const std::string strChannel = stChannel.GetDirName();
+    const std::string strChannel = GetDirName(stChannel);
     OSL_Guard guard(m_mutexIndex);
     const CIndexTree::Days& days = m_objTree.GetDays();
     for (auto it = days.lower_bound(stStart.GetDate());
@@ -93,7 +93,7 @@ bool CIndex::GetOldestDate(std::string& strDate, long& lTime, const PassedOverDa
     const std::string strFolder = GetRecordFolder();
     indexLevel1Body stDay;
     if (!FindOldestDay(strFolder, setPassedOver, stDay)) return false;
-    strDate = stDay.GetDirName();
+    strDate = GetDirName(stDay.stDate);
     OSL_FINFO_S stInfo;
     if (!GetFolderAttribute(strFolder, strDate, stInfo)) {
         if (OSL_GetSystemLastError() == ENOENT) ForgetDay(stDay);

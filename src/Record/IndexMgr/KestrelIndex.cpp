@@ -25,12 +25,6 @@ void ListAndClean(const std::string& strPath, Keep eKeep, bool (*verify)(std::st
     for (const std::string& strName : lsFile) OSL_DeleteFile((strPath + "/" + strName).c_str());
 }
 
-bool IsClientFile(std::string_view strName, std::string_view strExtension) {
-    return strName.size() > DAY_NAME_SIZE && strName[DAY_NAME_SIZE] == '_' &&
-           strName.size() >= strExtension.size() &&
-           strName.substr(strName.size() - strExtension.size()) == strExtension;
-}
-
 void LogNoDay(const char* pQuery, const char* pDate, const std::string& strPrevRecPath) {
     WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
              "[wtb][CKestrelIndex::%s] %s fail, m_strPrevRecPath [%s]", pQuery, pDate,
@@ -51,7 +45,7 @@ std::string CKestrelIndex::GetImageTree() const {
 }
 
 bool CKestrelIndex::VerifyDateDir(std::string_view strName) {
-    return strName.size() == DAY_NAME_SIZE;
+    return IsScannedDateDir(strName);
 }
 
 bool CKestrelIndex::VerifyChannelDir(std::string_view) {
@@ -59,11 +53,11 @@ bool CKestrelIndex::VerifyChannelDir(std::string_view) {
 }
 
 bool CKestrelIndex::VerifyRecFile(std::string_view strName) {
-    return IsClientFile(strName, ".mp4");
+    return IsScannedFile(strName, RECORDING_EXTENSION);
 }
 
 bool CKestrelIndex::VerifyImgFile(std::string_view strName) {
-    return IsClientFile(strName, ".jpg");
+    return IsScannedFile(strName, PICTURE_EXTENSION);
 }
 
 void CKestrelIndex::GetDateList(const std::string& strPath, std::list<std::string>& lsDate) {

@@ -2,14 +2,13 @@
 
 #include "LocalStorage/Naming.h"
 
-#include <cstdio>
-
 #include "IndexMgr/RecDirName.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
+#include "RecordTree/Names.h"
 
 std::string GetDayName(const tagBlockTime& stTime) {
-    return ConvertBlockTimeToFileTime(stTime).GetDate().GetDirName();
+    return GetDirName(ConvertBlockTimeToFileTime(stTime).GetDate());
 }
 
 std::string GetSpanName(const recFileInfo& stRecFileInfo) {
@@ -17,15 +16,7 @@ std::string GetSpanName(const recFileInfo& stRecFileInfo) {
     stFile.stStartTime = ConvertBlockTimeToFileTime(stRecFileInfo.stStartTime);
     stFile.stEndTime = ConvertBlockTimeToFileTime(stRecFileInfo.stEndTime);
     stFile.enumRecFileType = ConvertFromRecordTypeToRecFileType(stRecFileInfo.enumRecordType);
-    return stFile.GetRecFileName();
-}
-
-std::string GetSecondName(const tagBlockTime& stTime, const char* pExtension) {
-    char szName[LOCALSTORAGE_PATH_SIZE] = {};
-    std::snprintf(szName, sizeof(szName), "%04d%02d%02d_%02d%02d%02d%s", stTime.wYear,
-                  stTime.byMonth, stTime.byDay, stTime.byHour, stTime.byMinute, stTime.bySecond,
-                  pExtension);
-    return szName;
+    return GetRecFileName(stFile);
 }
 
 bool IsPathTooLong(const std::string& strPath) {
@@ -68,7 +59,8 @@ recordPath CLocalStorage::BuildSpanPath(const std::string& strCameraID,
 recordPath CLocalStorage::BuildSecondPath(const std::string& strCameraID, std::time_t tTime) const {
     tagBlockTime stTime;
     ConvertLocalTimeToBlockTime(tTime, stTime);
-    return BuildPath(RecDirName(), GetDayName(stTime), strCameraID, GetSecondName(stTime, ".mp4"));
+    return BuildPath(RecDirName(), GetDayName(stTime), strCameraID,
+                     GetSecondName(ConvertBlockTimeToFileTime(stTime), RECORDING_EXTENSION));
 }
 
 std::optional<recordPath> CLocalStorage::BuildFreeSecondPath(const std::string& strCameraID,

@@ -1,4 +1,4 @@
-// Names of days and files. Text only.
+// Names of days and files, of the host's records. Text only.
 
 #ifndef LOCALSTORAGE_RECORD_NAMING_H
 #define LOCALSTORAGE_RECORD_NAMING_H
@@ -12,9 +12,6 @@ std::string GetDayName(const tagBlockTime& stTime);
 
 /// Name of a recording in the remote-backup layout: start, end and type, ".mp4".
 std::string GetSpanName(const recFileInfo& stRecFileInfo);
-
-/// Name of a recording in the client layout and of a picture: the second, the extension.
-std::string GetSecondName(const tagBlockTime& stTime, const char* pExtension);
 
 /// Whether a path does not fit the fields that carry it to the host.
 bool IsPathTooLong(const std::string& strPath);

@@ -51,7 +51,8 @@ bool CLocalStorage::VerifyImagePath(const std::string& strPath) const {
 recordPath CLocalStorage::BuildImagePath(const std::string& strCameraID) const {
     tagBlockTime stNow;
     ConvertLocalTimeToBlockTime(OSL_Time(), stNow);
-    return BuildPath(IMAGE_FOLDER, GetDayName(stNow), strCameraID, GetSecondName(stNow, ".jpg"));
+    return BuildPath(IMAGE_FOLDER, GetDayName(stNow), strCameraID,
+                     GetSecondName(ConvertBlockTimeToFileTime(stNow), PICTURE_EXTENSION));
 }
 
 OSL_FileHandle CLocalStorage::OpenImageFile(const std::string& strCameraID, std::string& strPath) {

@@ -34,12 +34,12 @@ int Run(const std::vector<std::string>& vecGiven, bool bJson) {
 
 }  // namespace
 
-void AddCheck(CLI::App& stApp, RunFunction& fnRun) {
+command CheckCommand() {
     const auto pDirs = std::make_shared<std::vector<std::string>>();
     const auto pJson = std::make_shared<bool>(false);
-    CLI::App* pCommand =
-        AddCommand(stApp, "check", "Compare index and recordings, changing nothing", EXAMPLES);
-    AddDirs(*pCommand, *pDirs);
-    AddJson(*pCommand, *pJson);
-    pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pDirs, *pJson); }; });
+    return {"check",
+            "Compare index and recordings, changing nothing",
+            EXAMPLES,
+            {DirsOption(*pDirs), JsonOption(*pJson)},
+            [=] { return Run(*pDirs, *pJson); }};
 }

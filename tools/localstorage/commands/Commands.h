@@ -1,28 +1,25 @@
-// The subcommands. Each Add function declares one with its options; when the command line names it,
-// `fnRun` is set to what has to be done, which returns the exit code.
+// The subcommands: one file each, which declares what the command is called, which options it takes
+// and what it does.
 
 #ifndef LOCALSTORAGE_TOOL_COMMANDS_COMMANDS_H
 #define LOCALSTORAGE_TOOL_COMMANDS_COMMANDS_H
 
-#include <functional>
 #include <string>
 
-#include <CLI/CLI.hpp>
+#include "help/Command.h"
 
-using RunFunction = std::function<int()>;
+command RecordCommand();
+command ImportCommand();
+command QueryCommand();
+command TimelineCommand();
+command ExportCommand();
+command StatusCommand();
+command CheckCommand();
+command RepairCommand();
+command PruneCommand();
+command DumpCommand();
 
-void AddRecord(CLI::App& stApp, RunFunction& fnRun);
-void AddImport(CLI::App& stApp, RunFunction& fnRun);
-void AddQuery(CLI::App& stApp, RunFunction& fnRun);
-void AddTimeline(CLI::App& stApp, RunFunction& fnRun);
-void AddExport(CLI::App& stApp, RunFunction& fnRun);
-void AddStatus(CLI::App& stApp, RunFunction& fnRun);
-void AddCheck(CLI::App& stApp, RunFunction& fnRun);
-void AddRepair(CLI::App& stApp, RunFunction& fnRun);
-void AddPrune(CLI::App& stApp, RunFunction& fnRun);
-void AddDump(CLI::App& stApp, RunFunction& fnRun);
-
-/// Declares the program: its own options and every subcommand.
-void AddCommands(CLI::App& stApp, std::string& strLogDir, RunFunction& fnRun);
+/// The program: its own options and every subcommand. `strLogDir` gets the default of --log-dir.
+program LocalStorageProgram(std::string& strLogDir);
 
 #endif  // LOCALSTORAGE_TOOL_COMMANDS_COMMANDS_H

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "RecordTree/Names.h"
 #include "base/Failure.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
@@ -35,7 +36,7 @@ public:
 
 private:
     bool Day(const indexLevel1Body& st) {
-        return Add({{"DAY"}}, {st.GetDirName()}, {{"day", st.GetDirName()}});
+        return Add({{"DAY"}}, {GetDirName(st.stDate)}, {{"day", GetDirName(st.stDate)}});
     }
     bool Channel(const indexLevel2Body& st) {
         return Add({{"CHANNEL"},
@@ -43,9 +44,9 @@ private:
                     {"NUMBER 1", CTable::RIGHT},
                     {"NUMBER 2", CTable::RIGHT},
                     {"FORM"}},
-                   {st.GetDirName(), st.szCameraID, std::to_string(st.wDirNum1),
+                   {GetDirName(st), st.szCameraID, std::to_string(st.wDirNum1),
                     std::to_string(st.byDirNum2), st.IsBare() ? "bare" : "numbered"},
-                   {{"channel", st.GetDirName()},
+                   {{"channel", GetDirName(st)},
                     {"identifier", st.szCameraID},
                     {"number1", st.wDirNum1},
                     {"number2", st.byDirNum2},
@@ -55,11 +56,11 @@ private:
         const LocalTime tStart = FromFileTime(st.stStartTime), tEnd = FromFileTime(st.stEndTime);
         return Add({{"START"}, {"END"}, {"TYPE", CTable::RIGHT}, {"FILE"}},
                    {FormatTime(tStart), FormatTime(tEnd), std::to_string(st.enumRecFileType),
-                    st.GetRecFileName()},
+                    GetRecFileName(st)},
                    {{"start", FormatIso(tStart)},
                     {"end", FormatIso(tEnd)},
                     {"type", std::uint32_t(st.enumRecFileType)},
-                    {"file", st.GetRecFileName()}});
+                    {"file", GetRecFileName(st)}});
     }
     bool Add(std::vector<CTable::column> vecColumns, std::vector<std::string> vecCells,
              const JsonObject& js) {
@@ -94,11 +95,12 @@ int Run(const std::string& strFile, bool bJson) {
 
 }  // namespace
 
-void AddDump(CLI::App& stApp, RunFunction& fnRun) {
+command DumpCommand() {
     const auto pFile = std::make_shared<std::string>();
     const auto pJson = std::make_shared<bool>(false);
-    CLI::App* pCommand = AddCommand(stApp, "dump", "Show one index file in words", EXAMPLES);
-    AddJson(*pCommand, *pJson);
-    pCommand->add_option("FILE", *pFile, "Index file")->required()->type_name("");
-    pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pFile, *pJson); }; });
+    return {"dump",
+            "Show one index file in words",
+            EXAMPLES,
+            {JsonOption(*pJson), Required({"FILE", pFile.get(), "Index file"})},
+            [=] { return Run(*pFile, *pJson); }};
 }

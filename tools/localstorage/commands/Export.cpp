@@ -88,7 +88,7 @@ bool CExport::Fits(const recording& stRecording, const clipFrames& stFrames) {
         m_bFailed = true;
         PrintMessage(stRecording.Path() + " is " +
                      (stFrames.eCodec == ECodec::H264 ? "H.264, the clip began as H.265"
-                                                          : "H.265, the clip began as H.264") +
+                                                      : "H.265, the clip began as H.264") +
                      "; it is left out, export it on its own");
         return false;
     }
@@ -210,22 +210,19 @@ int Run(exportOptions& stOptions) {
 
 }  // namespace
 
-void AddExport(CLI::App& stApp, RunFunction& fnRun) {
+command ExportCommand() {
     const auto pOptions = std::make_shared<exportOptions>();
     exportOptions& st = *pOptions;
-    CLI::App* pCommand =
-        AddCommand(stApp, "export", "Join the recordings of a range into one MP4 file", EXAMPLES);
-    AddDirs(*pCommand, st.stSelection.vecDirs);
-    pCommand->add_option("--camera", st.strCamera, "Camera")
-        ->type_name("ID")
-        ->required()
-        ->check(CLI::Validator(CameraIdFault, ""));
-    AddRange(*pCommand, st.stSelection);
-    pCommand->get_option("--from")->required()->default_str("");
-    pCommand->get_option("--to")->required()->default_str("");
-    AddType(*pCommand, st.stSelection.nType, 0);
-    pCommand->add_option("-o,--output", st.strFile, "File to write")->type_name("FILE")->required();
-    pCommand->add_flag("--force", st.bForce, "Replace the file if it exists");
-    AddJson(*pCommand, st.bJson);
-    pCommand->callback([pOptions, &fnRun] { fnRun = [pOptions] { return Run(*pOptions); }; });
+    return {"export",
+            "Join the recordings of a range into one MP4 file",
+            EXAMPLES,
+            {DirsOption(st.stSelection.vecDirs),
+             CameraOption(st.strCamera, "Camera"),
+             Required(FromOption(st.stSelection)),
+             Required(ToOption(st.stSelection)),
+             TypeOption(st.stSelection.nType, 0),
+             Required({"-o,--output", &st.strFile, "File to write", "FILE"}),
+             {"--force", &st.bForce, "Replace the file if it exists"},
+             JsonOption(st.bJson)},
+            [pOptions] { return Run(*pOptions); }};
 }

@@ -124,29 +124,27 @@ int Run(importOptions& stOptions) {
 
 }  // namespace
 
-void AddImport(CLI::App& stApp, RunFunction& fnRun) {
+command ImportCommand() {
     const auto pOptions = std::make_shared<importOptions>();
     importOptions& st = *pOptions;
-    CLI::App* pCommand = AddCommand(
-        stApp, "import", "Store a stream as one recording (remote-backup layout)", EXAMPLES);
-    AddDirs(*pCommand, st.vecDirs);
-    pCommand->add_option("--camera", st.strCamera, "Camera that the recording is of")
-        ->type_name("ID")
-        ->required()
-        ->check(CLI::Validator(CameraIdFault, ""));
-    AddTime(*pCommand, "--start", st.strStart, "When the recording starts")->required();
-    AddTime(*pCommand, "--end", st.strEnd, "When it ends");
-    AddType(*pCommand, st.nType, 1);
-    pCommand->add_flag("--cyclic", st.stHost.bCyclic,
-                       "When a disk is full, take the next record directory that has room");
-    AddAutoDelete(*pCommand, st.stHost.bAutoDelete);
-    AddFileKind(*pCommand, "--delete-kind", st.stHost.eDeleteKind)
-        ->description("What may be deleted; pictures never are in this layout, and are refused")
-        ->check(CLI::Validator(DeleteKindFault, ""));
-    AddJson(*pCommand, st.bJson);
-    pCommand
-        ->add_option("INPUT", st.strInput, "File or address that FFmpeg can open, H.264 or H.265")
-        ->required()
-        ->type_name("");
-    pCommand->callback([pOptions, &fnRun] { fnRun = [pOptions] { return Run(*pOptions); }; });
+    option stDeleteKind = FileKindOption("--delete-kind", st.stHost.eDeleteKind);
+    stDeleteKind.strDescription =
+        "What may be deleted; pictures never are in this layout, and are refused";
+    stDeleteKind.fnFault = DeleteKindFault;
+    return {
+        "import",
+        "Store a stream as one recording (remote-backup layout)",
+        EXAMPLES,
+        {DirsOption(st.vecDirs),
+         CameraOption(st.strCamera, "Camera that the recording is of"),
+         Required(TimeOption("--start", st.strStart, "When the recording starts")),
+         TimeOption("--end", st.strEnd, "When it ends"),
+         TypeOption(st.nType, 1),
+         {"--cyclic", &st.stHost.bCyclic,
+          "When a disk is full, take the next record directory that has room"},
+         AutoDeleteOption(st.stHost.bAutoDelete),
+         stDeleteKind,
+         JsonOption(st.bJson),
+         Required({"INPUT", &st.strInput, "File or address that FFmpeg can open, H.264 or H.265"})},
+        [pOptions] { return Run(*pOptions); }};
 }

@@ -202,20 +202,21 @@ int Run(const pruneOptions& stOptions) {
 
 }  // namespace
 
-void AddPrune(CLI::App& stApp, RunFunction& fnRun) {
+command PruneCommand() {
     const auto pOptions = std::make_shared<pruneOptions>();
     pruneOptions& st = *pOptions;
-    CLI::App* pCommand =
-        AddCommand(stApp, "prune", "Delete the oldest days of recordings or pictures", EXAMPLES);
-    AddDirs(*pCommand, st.vecDirs);
-    AddTime(*pCommand, "--before", st.strBefore, "Delete the days before this one");
-    pCommand
-        ->add_option("--keep-free", st.nKeepFree,
-                     "Delete the oldest days until so many MiB are free on each disk")
-        ->type_name("MiB")
-        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 40).description(""));
-    AddFileKind(*pCommand, "--kind", st.eKind);
-    pCommand->add_flag("--apply", st.bApply, "Do it; without, only tell what would be deleted");
-    AddJson(*pCommand, st.bJson);
-    pCommand->callback([pOptions, &fnRun] { fnRun = [pOptions] { return Run(*pOptions); }; });
+    return {"prune",
+            "Delete the oldest days of recordings or pictures",
+            EXAMPLES,
+            {DirsOption(st.vecDirs),
+             TimeOption("--before", st.strBefore, "Delete the days before this one"),
+             {.strNames = "--keep-free",
+              .target = &st.nKeepFree,
+              .strDescription = "Delete the oldest days until so many MiB are free on each disk",
+              .strValue = "MiB",
+              .stRange = {1, std::uint64_t{1} << 40}},
+             FileKindOption("--kind", st.eKind),
+             {"--apply", &st.bApply, "Do it; without, only tell what would be deleted"},
+             JsonOption(st.bJson)},
+            [pOptions] { return Run(*pOptions); }};
 }

@@ -83,17 +83,14 @@ int Run(const selection& stSelection, bool bJson) {
 
 }  // namespace
 
-void AddQuery(CLI::App& stApp, RunFunction& fnRun) {
+command QueryCommand() {
     const auto pSelection = std::make_shared<selection>();
     const auto pJson = std::make_shared<bool>(false);
-    CLI::App* pCommand =
-        AddCommand(stApp, "query", "List the recordings of a time range", EXAMPLES);
-    AddDirs(*pCommand, pSelection->vecDirs);
-    AddCameras(*pCommand, pSelection->vecCameras);
-    AddRange(*pCommand, *pSelection);
-    AddType(*pCommand, pSelection->nType, 0);
-    AddJson(*pCommand, *pJson);
-    pCommand->callback([pSelection, pJson, &fnRun] {
-        fnRun = [pSelection, pJson] { return Run(*pSelection, *pJson); };
-    });
+    selection& st = *pSelection;
+    return {"query",
+            "List the recordings of a time range",
+            EXAMPLES,
+            {DirsOption(st.vecDirs), CamerasOption(st.vecCameras), FromOption(st), ToOption(st),
+             TypeOption(st.nType, 0), JsonOption(*pJson)},
+            [=] { return Run(*pSelection, *pJson); }};
 }

@@ -127,40 +127,44 @@ int Run(recordOptions& stOptions) {
 
 }  // namespace
 
-void AddRecord(CLI::App& stApp, RunFunction& fnRun) {
+command RecordCommand() {
     const auto pOptions = std::make_shared<recordOptions>();
     recordOptions& st = *pOptions;
-    CLI::App* pCommand = AddCommand(
-        stApp, "record", "Record cameras until their streams end (client layout)", EXAMPLES);
-    AddDirs(*pCommand, st.vecDirs);
-    pCommand
-        ->add_option("--camera", st.vecCameras,
-                     "Camera and where its stream comes from: whatever FFmpeg opens, H.264 or "
-                     "H.265; may be given several times")
-        ->type_name("ID=INPUT")
-        ->required()
-        ->allow_extra_args(false)
-        ->take_all()
-        ->check(CLI::Validator(CameraFault, ""));
-    pCommand->add_option("--file-size", st.stHost.nFileSize, "Begin a new file after so many MiB")
-        ->type_name("MiB")
-        ->capture_default_str()
-        ->check(CLI::Range(1u, 2048u).description(""));
-    AddSpan(*pCommand, "--duration", st.strDuration, "Stop after this time");
-    pCommand->add_flag("--cyclic", st.stHost.bCyclic,
-                       "When a disk is full, go on with the next record directory that has room");
     st.stHost.bAutoDelete = true;
-    AddAutoDelete(*pCommand, st.stHost.bAutoDelete);
-    AddFileKind(*pCommand, "--delete-kind", st.stHost.eDeleteKind);
-    AddSpan(*pCommand, "--snapshot-every", st.strSnapshotEvery,
-            "Store a JPEG of each camera's latest key frame, again and again after this time");
-    pCommand
-        ->add_option("--pace", st.strPace,
-                     "Read files as fast as a camera would deliver them (real) or as fast as "
-                     "possible (fast)")
-        ->type_name("real|fast")
-        ->capture_default_str()
-        ->check(CLI::IsMember({"real", "fast"}).description(""));
-    AddJson(*pCommand, st.bJson);
-    pCommand->callback([pOptions, &fnRun] { fnRun = [pOptions] { return Run(*pOptions); }; });
+    return {"record",
+            "Record cameras until their streams end (client layout)",
+            EXAMPLES,
+            {DirsOption(st.vecDirs),
+             {.strNames = "--camera",
+              .target = &st.vecCameras,
+              .strDescription =
+                  "Camera and where its stream comes from: whatever FFmpeg opens, H.264 or "
+                  "H.265; may be given several times",
+              .strValue = "ID=INPUT",
+              .bRequired = true,
+              .fnFault = CameraFault},
+             {.strNames = "--file-size",
+              .target = &st.stHost.nFileSize,
+              .strDescription = "Begin a new file after so many MiB",
+              .strValue = "MiB",
+              .strDefault = std::to_string(st.stHost.nFileSize),
+              .stRange = {1, 2048}},
+             SpanOption("--duration", st.strDuration, "Stop after this time"),
+             {"--cyclic", &st.stHost.bCyclic,
+              "When a disk is full, go on with the next record directory that has room"},
+             AutoDeleteOption(st.stHost.bAutoDelete),
+             FileKindOption("--delete-kind", st.stHost.eDeleteKind),
+             SpanOption("--snapshot-every", st.strSnapshotEvery,
+                        "Store a JPEG of each camera's latest key frame, again and again after "
+                        "this time"),
+             {.strNames = "--pace",
+              .target = &st.strPace,
+              .strDescription =
+                  "Read files as fast as a camera would deliver them (real) or as fast as "
+                  "possible (fast)",
+              .strValue = "real|fast",
+              .strDefault = st.strPace,
+              .vecChoices = {"real", "fast"}},
+             JsonOption(st.bJson)},
+            [pOptions] { return Run(*pOptions); }};
 }

@@ -130,18 +130,19 @@ int Run(const repairOptions& stOptions) {
 
 }  // namespace
 
-void AddRepair(CLI::App& stApp, RunFunction& fnRun) {
+command RepairCommand() {
     const auto pOptions = std::make_shared<repairOptions>();
     repairOptions& st = *pOptions;
-    CLI::App* pCommand = AddCommand(
-        stApp, "repair", "Make the index anew and remove what does not belong", EXAMPLES);
-    AddDirs(*pCommand, st.vecDirs);
-    CLI::Option* pApply =
-        pCommand->add_flag("--apply", st.bApply, "Do it; without, only tell what would be done");
-    pCommand->add_option("--keep-removed", st.strKeep, "Move what is removed here instead")
-        ->type_name("DIR");
-    pCommand->add_flag("--yes", st.bYes, "Do it even where it is refused for safety")
-        ->needs(pApply);
-    AddJson(*pCommand, st.bJson);
-    pCommand->callback([pOptions, &fnRun] { fnRun = [pOptions] { return Run(*pOptions); }; });
+    return {"repair",
+            "Make the index anew and remove what does not belong",
+            EXAMPLES,
+            {DirsOption(st.vecDirs),
+             {"--apply", &st.bApply, "Do it; without, only tell what would be done"},
+             {"--keep-removed", &st.strKeep, "Move what is removed here instead", "DIR"},
+             {.strNames = "--yes",
+              .target = &st.bYes,
+              .strDescription = "Do it even where it is refused for safety",
+              .strNeeds = "--apply"},
+             JsonOption(st.bJson)},
+            [pOptions] { return Run(*pOptions); }};
 }

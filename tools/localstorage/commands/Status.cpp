@@ -181,12 +181,12 @@ int Run(const std::vector<std::string>& vecGiven, bool bJson) {
 
 }  // namespace
 
-void AddStatus(CLI::App& stApp, RunFunction& fnRun) {
+command StatusCommand() {
     const auto pDirs = std::make_shared<std::vector<std::string>>();
     const auto pJson = std::make_shared<bool>(false);
-    CLI::App* pCommand =
-        AddCommand(stApp, "status", "Tell what stands on each disk and of each camera", EXAMPLES);
-    AddDirs(*pCommand, *pDirs);
-    AddJson(*pCommand, *pJson);
-    pCommand->callback([=, &fnRun] { fnRun = [=] { return Run(*pDirs, *pJson); }; });
+    return {"status",
+            "Tell what stands on each disk and of each camera",
+            EXAMPLES,
+            {DirsOption(*pDirs), JsonOption(*pJson)},
+            [=] { return Run(*pDirs, *pJson); }};
 }

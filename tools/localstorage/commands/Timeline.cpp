@@ -104,17 +104,17 @@ int Run(const timelineOptions& stOptions) {
 
 }  // namespace
 
-void AddTimeline(CLI::App& stApp, RunFunction& fnRun) {
+command TimelineCommand() {
     const auto pOptions = std::make_shared<timelineOptions>();
     timelineOptions& st = *pOptions;
-    CLI::App* pCommand = AddCommand(
-        stApp, "timeline", "Show what is recorded of a day, and where the gaps are", EXAMPLES);
-    AddDirs(*pCommand, st.vecDirs);
-    AddCameras(*pCommand, st.vecCameras);
-    AddTime(*pCommand, "--day", st.strDay, "Day, or any time of it");
-    pCommand->add_option("--svg", st.strSvg, "Draw the day into this file as well")
-        ->type_name("FILE");
-    pCommand->add_flag("--ascii", st.bAscii, "Draw with plain ASCII, without colours");
-    AddJson(*pCommand, st.bJson);
-    pCommand->callback([pOptions, &fnRun] { fnRun = [pOptions] { return Run(*pOptions); }; });
+    return {"timeline",
+            "Show what is recorded of a day, and where the gaps are",
+            EXAMPLES,
+            {DirsOption(st.vecDirs),
+             CamerasOption(st.vecCameras),
+             TimeOption("--day", st.strDay, "Day, or any time of it"),
+             {"--svg", &st.strSvg, "Draw the day into this file as well", "FILE"},
+             {"--ascii", &st.bAscii, "Draw with plain ASCII, without colours"},
+             JsonOption(st.bJson)},
+            [pOptions] { return Run(*pOptions); }};
 }

@@ -1,14 +1,14 @@
-// Completion for bash, made from the option table.
+// Completion for bash, made from the table of commands.
 
 #include "base/Text.h"
-#include "help/OptionTable.h"
+#include "help/Command.h"
 
 namespace {
 
-std::string OptionWords(const commandEntry& stCommand) {
+std::string OptionWords(const std::vector<option>& vecOptions) {
     std::string strWords;
-    for (const optionEntry& st : stCommand.vecOptions) {
-        if (!st.bPositional) strWords += (strWords.empty() ? "" : " ") + Joined(st.vecNames, " ");
+    for (const option& st : vecOptions) {
+        if (!st.IsPositional()) strWords += (strWords.empty() ? "" : " ") + Joined(st.Names(), " ");
     }
     return strWords;
 }
@@ -27,28 +27,26 @@ std::string ValueAction(const std::string& strValue) {
 }
 
 /// One case of the shell's switch over command and option.
-std::string ValueCase(const std::string& strCommand, const optionEntry& st) {
-    if (st.bPositional || st.strValue.empty()) return {};
+std::string ValueCase(const std::string& strCommand, const option& st) {
+    if (st.IsPositional() || st.strValue.empty()) return {};
     std::vector<std::string> vecPatterns;
-    for (const std::string& strName : st.vecNames)
-        vecPatterns.push_back(strCommand + ":" + strName);
+    for (const std::string& strName : st.Names()) vecPatterns.push_back(strCommand + ":" + strName);
     return "    " + Joined(vecPatterns, " | ") + ")\n        " + ValueAction(st.strValue) +
            "\n        return\n        ;;\n";
 }
 
 }  // namespace
 
-std::string MakeBashCompletion(const CLI::App& stApp) {
-    const commandEntry stProgram = DescribeCommand(stApp);
+std::string MakeBashCompletion(const program& stProgram) {
     std::string strNames, strValues, strOptions;
-    for (const optionEntry& st : stProgram.vecOptions) strValues += ValueCase("*", st);
-    for (const commandEntry& stCommand : DescribeSubcommands(stApp)) {
+    for (const option& st : stProgram.vecOptions) strValues += ValueCase("*", st);
+    for (const command& stCommand : stProgram.vecCommands) {
         strNames += (strNames.empty() ? "" : " ") + stCommand.strName;
-        for (const optionEntry& st : stCommand.vecOptions) {
+        for (const option& st : stCommand.vecOptions) {
             strValues += ValueCase(stCommand.strName, st);
         }
-        strOptions +=
-            "    " + stCommand.strName + ") words=\"" + OptionWords(stCommand) + "\" ;;\n";
+        strOptions += "    " + stCommand.strName + ") words=\"" +
+                      OptionWords(AllOptions(stCommand)) + "\" ;;\n";
     }
     return "# bash completion for localstorage; made from its option table\n\n"
            "_localstorage_paths() {\n"
@@ -67,7 +65,7 @@ std::string MakeBashCompletion(const CLI::App& stApp) {
            strValues +
            "    esac\n"
            "    case $command in\n" +
-           strOptions + "    *) words=\"" + strNames + " " + OptionWords(stProgram) +
+           strOptions + "    *) words=\"" + strNames + " " + OptionWords(AllOptions(stProgram)) +
            "\" ;;\n"
            "    esac\n"
            "    if [[ -n $command && $cur != -* ]]; then\n"

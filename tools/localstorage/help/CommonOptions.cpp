@@ -1,7 +1,6 @@
 #include "help/CommonOptions.h"
 
 #include <cstdlib>
-#include <map>
 
 #include "RecordTree/Names.h"
 #include "base/Failure.h"
@@ -32,77 +31,83 @@ std::string DefaultLogDir() {
     return std::string(pHome && *pHome ? pHome : "/tmp") + "/" + STATE_BELOW_HOME + "/localstorage";
 }
 
-CLI::App* AddCommand(CLI::App& stApp, const std::string& strName, const std::string& strDescription,
-                     const std::string& strExamples) {
-    CLI::App* pCommand = stApp.add_subcommand(strName, strDescription);
-    pCommand->footer("Examples:\n" + strExamples);
-    return pCommand;
+option Required(option stOption) {
+    stOption.bRequired = true;
+    stOption.strDefault.clear();
+    return stOption;
 }
 
-CLI::Option* AddDirs(CLI::App& stCommand, std::vector<std::string>& vecDirs) {
-    return stCommand
-        .add_option("--dir", vecDirs, "Record directory, one per disk; may be given several times")
-        ->type_name("DIR")
-        ->required()
-        ->allow_extra_args(false)
-        ->take_all();
+option DirsOption(std::vector<std::string>& vecDirs) {
+    return Required(
+        {"--dir", &vecDirs, "Record directory, one per disk; may be given several times", "DIR"});
 }
 
-CLI::Option* AddCameras(CLI::App& stCommand, std::vector<std::string>& vecCameras) {
-    return stCommand
-        .add_option("--camera", vecCameras, "Only this camera; may be given several times")
-        ->type_name("ID")
-        ->allow_extra_args(false)
-        ->take_all()
-        ->check(CLI::Validator(CameraIdFault, ""));
+option CamerasOption(std::vector<std::string>& vecCameras) {
+    return {.strNames = "--camera",
+            .target = &vecCameras,
+            .strDescription = "Only this camera; may be given several times",
+            .strValue = "ID",
+            .fnFault = CameraIdFault};
 }
 
-CLI::Option* AddJson(CLI::App& stCommand, bool& bJson) {
-    return stCommand.add_flag("--json", bJson, "Print one JSON object per line");
+option CameraOption(std::string& strCamera, const std::string& strDescription) {
+    return {.strNames = "--camera",
+            .target = &strCamera,
+            .strDescription = strDescription,
+            .strValue = "ID",
+            .bRequired = true,
+            .fnFault = CameraIdFault};
 }
 
-CLI::Option* AddFileKind(CLI::App& stCommand, const std::string& strName, StoreFileType& eKind) {
-    static const std::map<std::string, StoreFileType> mapKinds = {{"recordings", STORE_FILE_RECORD},
-                                                                  {"pictures", STORE_FILE_IMAGE}};
-    return stCommand
-        .add_option_function<std::string>(
-            strName, [&eKind](const std::string& str) { eKind = mapKinds.at(str); },
-            "What may be deleted")
-        ->type_name("recordings|pictures")
-        ->default_str("recordings")
-        ->check(CLI::IsMember({"recordings", "pictures"}).description(""));
+option JsonOption(bool& bJson) {
+    return {"--json", &bJson, "Print one JSON object per line"};
 }
 
-CLI::Option* AddAutoDelete(CLI::App& stCommand, bool& bAutoDelete) {
-    return stCommand.add_flag(
-        "--auto-delete,!--no-auto-delete", bAutoDelete,
-        std::string("When every disk is full, delete the oldest day to go on (") +
-            (bAutoDelete ? "on" : "off") + " unless said otherwise)");
+option FileKindOption(const std::string& strName, StoreFileType& eKind) {
+    return {.strNames = strName,
+            .target =
+                [&eKind](const std::string& str) {
+                    eKind = str == "pictures" ? STORE_FILE_IMAGE : STORE_FILE_RECORD;
+                },
+            .strDescription = "What may be deleted",
+            .strValue = "recordings|pictures",
+            .strDefault = "recordings",
+            .vecChoices = {"recordings", "pictures"}};
 }
 
-CLI::Option* AddType(CLI::App& stCommand, unsigned& nType, unsigned nLeast) {
-    return stCommand
-        .add_option("--type", nType,
-                    nLeast == 0 ? "Only recordings of this type, 1 to 8; 0: of any"
-                                : "Type of the recording, 1 to 8")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(nLeast, 8u).description(""));
+option AutoDeleteOption(bool& bAutoDelete) {
+    return {"--auto-delete,!--no-auto-delete", &bAutoDelete,
+            std::string("When every disk is full, delete the oldest day to go on (") +
+                (bAutoDelete ? "on" : "off") + " unless said otherwise)"};
 }
 
-CLI::Option* AddTime(CLI::App& stCommand, const std::string& strName, std::string& strTime,
-                     const std::string& strDescription) {
-    return stCommand.add_option(strName, strTime, strDescription)
-        ->type_name("TIME")
-        ->capture_default_str()
-        ->check(CLI::Validator(TimeFault, ""));
+option TypeOption(unsigned& nType, unsigned nLeast) {
+    return {.strNames = "--type",
+            .target = &nType,
+            .strDescription = nLeast == 0 ? "Only recordings of this type, 1 to 8; 0: of any"
+                                          : "Type of the recording, 1 to 8",
+            .strValue = "N",
+            .strDefault = std::to_string(nType),
+            .stRange = {nLeast, 8}};
 }
 
-CLI::Option* AddSpan(CLI::App& stCommand, const std::string& strName, std::string& strSpan,
-                     const std::string& strDescription) {
-    return stCommand.add_option(strName, strSpan, strDescription)
-        ->type_name("SPAN")
-        ->check(CLI::Validator(SpanFault, ""));
+option TimeOption(const std::string& strName, std::string& strTime,
+                  const std::string& strDescription) {
+    return {.strNames = strName,
+            .target = &strTime,
+            .strDescription = strDescription,
+            .strValue = "TIME",
+            .strDefault = strTime,
+            .fnFault = TimeFault};
+}
+
+option SpanOption(const std::string& strName, std::string& strSpan,
+                  const std::string& strDescription) {
+    return {.strNames = strName,
+            .target = &strSpan,
+            .strDescription = strDescription,
+            .strValue = "SPAN",
+            .fnFault = SpanFault};
 }
 
 timeSpan selection::Range() const {
@@ -113,9 +118,12 @@ timeSpan selection::Range() const {
                       FormatTime(stRange.tEnd));
 }
 
-void AddRange(CLI::App& stCommand, selection& stSelection) {
-    AddTime(stCommand, "--from", stSelection.strFrom, "Beginning of the range");
-    AddTime(stCommand, "--to", stSelection.strTo, "End of the range");
+option FromOption(selection& stSelection) {
+    return TimeOption("--from", stSelection.strFrom, "Beginning of the range");
+}
+
+option ToOption(selection& stSelection) {
+    return TimeOption("--to", stSelection.strTo, "End of the range");
 }
 
 LocalTime TimeOf(const std::string& strTime) {

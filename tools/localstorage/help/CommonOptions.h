@@ -6,32 +6,31 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
+#include "help/Command.h"
 #include "records/Catalogue.h"
 
 /// The user's directory for program state, with this tool's folder in it.
 std::string DefaultLogDir();
 
-/// Declares a subcommand with its examples.
-CLI::App* AddCommand(CLI::App& stApp, const std::string& strName, const std::string& strDescription,
-                     const std::string& strExamples);
+/// An option without which the command does nothing; it has no default.
+option Required(option stOption);
 
-CLI::Option* AddDirs(CLI::App& stCommand, std::vector<std::string>& vecDirs);
-CLI::Option* AddCameras(CLI::App& stCommand, std::vector<std::string>& vecCameras);
-CLI::Option* AddJson(CLI::App& stCommand, bool& bJson);
+option DirsOption(std::vector<std::string>& vecDirs);
+option CamerasOption(std::vector<std::string>& vecCameras);
+option CameraOption(std::string& strCamera, const std::string& strDescription);
+option JsonOption(bool& bJson);
 /// `--delete-kind` or `--kind`.
-CLI::Option* AddFileKind(CLI::App& stCommand, const std::string& strName, StoreFileType& eKind);
+option FileKindOption(const std::string& strName, StoreFileType& eKind);
 /// `--auto-delete/--no-auto-delete`; `bAutoDelete` holds the default.
-CLI::Option* AddAutoDelete(CLI::App& stCommand, bool& bAutoDelete);
+option AutoDeleteOption(bool& bAutoDelete);
 /// Kind of recording; 0 is allowed where it asks for every kind.
-CLI::Option* AddType(CLI::App& stCommand, unsigned& nType, unsigned nLeast);
+option TypeOption(unsigned& nType, unsigned nLeast);
 /// An option that takes a time, kept as it was typed.
-CLI::Option* AddTime(CLI::App& stCommand, const std::string& strName, std::string& strTime,
-                     const std::string& strDescription);
+option TimeOption(const std::string& strName, std::string& strTime,
+                  const std::string& strDescription);
 /// An option that takes a span such as `90`, `15m`.
-CLI::Option* AddSpan(CLI::App& stCommand, const std::string& strName, std::string& strSpan,
-                     const std::string& strDescription);
+option SpanOption(const std::string& strName, std::string& strSpan,
+                  const std::string& strDescription);
 
 /// Which recordings: --dir, --camera, --from, --to, --type.
 struct selection {
@@ -46,9 +45,10 @@ struct selection {
 };
 
 /// `--from` (today unless given) and `--to` (now).
-void AddRange(CLI::App& stCommand, selection& stSelection);
+option FromOption(selection& stSelection);
+option ToOption(selection& stSelection);
 
-/// The time of an option that AddTime has checked.
+/// The time of an option that was checked.
 LocalTime TimeOf(const std::string& strTime);
 Seconds SpanOf(const std::string& strSpan);
 

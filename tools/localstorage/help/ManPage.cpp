@@ -1,6 +1,6 @@
-// The page for man(1), made from the option table.
+// The page for man(1), made from the table of commands.
 
-#include "help/OptionTable.h"
+#include "help/Command.h"
 
 namespace {
 
@@ -22,16 +22,15 @@ std::string Roff(const std::string& strText) {
     return strOut;
 }
 
-std::string Names(const optionEntry& st) {
+std::string Names(const option& st) {
     std::string strNames;
-    for (const std::string& strName : st.vecNames) {
+    for (const std::string& strName : st.Names()) {
         strNames += (strNames.empty() ? "" : ", ") + ("\\fB" + Roff(strName)) + "\\fR";
     }
-    return st.strValue.empty() || st.bPositional ? strNames
-                                                 : strNames + " \\fI" + Roff(st.strValue) + "\\fR";
+    return st.strValue.empty() ? strNames : strNames + " \\fI" + Roff(st.strValue) + "\\fR";
 }
 
-std::string OptionText(const optionEntry& st) {
+std::string OptionText(const option& st) {
     std::string strText = ".TP\n" + Names(st) + "\n" + Roff(st.strDescription) + ".";
     if (st.bRequired) strText += " Required.";
     if (!st.strDefault.empty()) strText += " Default: " + Roff(st.strDefault) + ".";
@@ -39,27 +38,27 @@ std::string OptionText(const optionEntry& st) {
 }
 
 /// What it must be given, as it stands in a synopsis.
-std::string Usage(const commandEntry& stCommand) {
+std::string Usage(const command& stCommand) {
     std::string strOptions, strPositionals;
-    for (const optionEntry& st : stCommand.vecOptions) {
+    for (const option& st : stCommand.vecOptions) {
         if (!st.bRequired) continue;
-        const std::string strOne = " \\fB" + Roff(st.vecNames.front()) + "\\fR";
-        if (st.bPositional) {
-            strPositionals += " \\fI" + Roff(st.vecNames.front()) + "\\fR";
+        const std::string strOne = " \\fB" + Roff(st.Names().front()) + "\\fR";
+        if (st.IsPositional()) {
+            strPositionals += " \\fI" + Roff(st.Names().front()) + "\\fR";
         } else {
             strOptions +=
-                strOne + " \\fI" + Roff(st.strValue) + "\\fR" + (st.bRepeatable ? " ..." : "");
+                strOne + " \\fI" + Roff(st.strValue) + "\\fR" + (st.IsRepeatable() ? " ..." : "");
         }
     }
     return "\\fBlocalstorage " + stCommand.strName + "\\fR" + strOptions + " [\\fIOPTIONS\\fR]" +
            strPositionals;
 }
 
-std::string CommandText(const commandEntry& stCommand) {
+std::string CommandText(const command& stCommand) {
     std::string strText = ".SS " + stCommand.strName + "\n" + Roff(stCommand.strDescription) +
                           ".\n.PP\n" + Usage(stCommand) + "\n";
-    for (const optionEntry& st : stCommand.vecOptions) strText += OptionText(st);
-    return strText + ".PP\n.nf\n" + Roff(stCommand.strFooter) + "\n.fi\n";
+    for (const option& st : AllOptions(stCommand)) strText += OptionText(st);
+    return strText + ".PP\n.nf\n" + Roff(stCommand.Footer()) + "\n.fi\n";
 }
 
 constexpr const char* END =
@@ -81,22 +80,21 @@ constexpr const char* END =
 
 }  // namespace
 
-std::string MakeManPage(const CLI::App& stApp) {
-    const commandEntry stProgram = DescribeCommand(stApp);
+std::string MakeManPage(const program& stProgram) {
     std::string strPage =
-        ".TH LOCALSTORAGE 1 \"\" \"" + std::string("localstorage ") + LOCALSTORAGE_VERSION +
+        ".TH LOCALSTORAGE 1 \"\" \"" + stProgram.strName + " " + stProgram.strVersion +
         "\" \"User Commands\"\n.SH NAME\nlocalstorage \\- record the video of cameras on local "
         "disks\n.SH SYNOPSIS\n\\fBlocalstorage\\fR [\\fB\\-\\-log\\-dir\\fR \\fIDIR\\fR] "
         "\\fICOMMAND\\fR [\\fIOPTIONS\\fR]\n.SH DESCRIPTION\n" +
         Roff(stProgram.strDescription) +
         "\nData goes to standard output, messages to standard error.\n.SH OPTIONS\n";
-    for (const optionEntry& st : stProgram.vecOptions) strPage += OptionText(st);
+    for (const option& st : AllOptions(stProgram)) strPage += OptionText(st);
     strPage +=
         ".SH TIMES\nTimes are local: \\fB2024\\-03\\-05T08:00:00\\fR, "
         "\\fB\"2024\\-03\\-05 08:00\"\\fR, \\fB2024\\-03\\-05\\fR, \\fB08:00\\fR, "
         "\\fBnow\\fR, \\fBtoday\\fR, \\fByesterday\\fR, \\fB\"yesterday 08:00\"\\fR, or an "
         "age such as \\fB\\-90s\\fR, \\fB\\-2h\\fR, \\fB\\-1d12h\\fR. Spans are written "
         "\\fB90\\fR, \\fB90s\\fR, \\fB15m\\fR, \\fB1h30m\\fR.\n.SH COMMANDS\n";
-    for (const commandEntry& st : DescribeSubcommands(stApp)) strPage += CommandText(st);
+    for (const command& st : stProgram.vecCommands) strPage += CommandText(st);
     return strPage + END;
 }

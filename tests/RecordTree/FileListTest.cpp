@@ -1,10 +1,12 @@
+// The list of one channel's recordings against a plain one, searched and sorted.
+
 #include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
 
-#include "IndexMgr/Records.h"
 #include "RecordTree/FileList.h"
+#include "RecordTree/Names.h"
 
 namespace {
 
@@ -54,7 +56,7 @@ Bodies Query(const Bodies& vAll, const fileTimeInfo& stStart, const fileTimeInfo
 
 std::vector<std::string> Names(const Bodies& bodies) {
     std::vector<std::string> v;
-    for (const indexLevel3Body& st : bodies) v.push_back(st.GetRecFileName());
+    for (const indexLevel3Body& st : bodies) v.push_back(GetRecFileName(st));
     return v;
 }
 std::vector<std::string> Names(const CFileList& list) {

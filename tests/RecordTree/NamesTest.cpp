@@ -1,0 +1,104 @@
+// Every kind of name, good and bad, in both directions.
+
+#include <gtest/gtest.h>
+
+#include "RecordTree/Names.h"
+
+namespace {
+
+// What making a name of the parsed one gives; nothing for a name that is refused.
+std::string AgainDay(std::string_view strName) {
+    indexLevel1Body st;
+    return ConvertStrDateToIndexLevel1Body(strName, st) ? GetDirName(st.stDate) : "";
+}
+std::string AgainChannel(std::string_view strName) {
+    indexLevel2Body st;
+    if (!ConvertStrChannelToIndexLevel2Body(strName, st)) return "";
+    EXPECT_EQ(st.IsBare(), !VerifyChannelDir(strName));
+    return GetDirName(st);
+}
+std::string AgainSpan(std::string_view strName) {
+    indexLevel3Body st;
+    return ConvertStrRecFileToIndexLevel3Body(strName, st) ? GetRecFileName(st) : "";
+}
+std::string AgainSecond(std::string_view strName, const char* pExtension) {
+    fileTimeInfo st;
+    if (!ConvertStrSecondToFileTime(strName, pExtension, st)) return "";
+    EXPECT_TRUE(IsScannedFile(strName, pExtension));
+    return GetSecondName(st, pExtension);
+}
+std::string AgainClient(std::string_view strName) {
+    return AgainSecond(strName, RECORDING_EXTENSION);
+}
+std::string AgainPicture(std::string_view strName) {
+    return AgainSecond(strName, PICTURE_EXTENSION);
+}
+
+const std::string LONGEST(CAMERA_ID_MAX, 'x');
+
+}  // namespace
+
+TEST(Names, AreValidWhenTheyComeBackAsTheyWentIn) {
+    const struct {
+        std::string (*pAgain)(std::string_view);
+        std::vector<std::string> vGood, vBad;
+    } kinds[] = {
+        {AgainDay,
+         {"20240305", "00000000", "99999999"},
+         {"", "2024030", "202403055", "2024-3-5", "2024030x", " 2024035"}},
+        {AgainChannel,
+         {"cam01_1_0", "cam_65535_255", "_0_0", "a b_1_2", "front_door", "cam01", "a_b_1_0", "_",
+          "__", "_1_", "cam_1", "cam_+1_0", "cam_1_0x",
+          "Stra\xc3\x9f"
+          "e",
+          "RecordFile", "...", LONGEST},
+         {"", ".", "..", "a/b", "a\\b", "a\n", "a\x7f", LONGEST + "x", "cam_01_2", "cam_1_02",
+          "cam_1_256", "cam_70000_1", "cam_99999999999999999999_0"}},
+        {AgainSpan,
+         {"20240305080000_20240305090000_1.mp4", "00000000000000_99999999999999_9.mp4"},
+         {"", "20240305080000_20240305090000_1.jpg", "20240305080000_20240305090000_10.mp4",
+          "20240305080000_20240305090000_.mp4", "20240305080000-20240305090000_1.mp4",
+          "20240305080000_20240305090000-1.mp4", "2024030508000x_20240305090000_1.mp4",
+          "20240305080000_2024030509000x_1.mp4", "20240305080000_20240305090000_x.mp4",
+          "20240305_080000.mp4", "20240305080000_20240305090000_1.mp4.new"}},
+        {AgainClient,
+         {"20240305_080000.mp4", "99999999_999999.mp4"},
+         {"", "20240305_080000.jpg", "20240305-080000.mp4", "20240305_08000.mp4",
+          "20240305_0800000.mp4", "2024030x_080000.mp4", "20240305_08000x.mp4",
+          "20240305080000_20240305090000_1.mp4"}},
+        {AgainPicture,
+         {"20240305_140709.jpg"},
+         {"", "20240305_140709.mp4", "20240305_140709.jpeg", "20240305_1407.jpg"}},
+    };
+    for (const auto& kind : kinds) {
+        for (const auto& strName : kind.vGood) EXPECT_EQ(kind.pAgain(strName), strName);
+        for (const auto& strName : kind.vBad) EXPECT_EQ(kind.pAgain(strName), "") << strName;
+    }
+}
+
+TEST(Names, TellTheirFieldsInTheirOrder) {
+    const fileTimeInfo stStart = {2024, 3, 5, 8, 15, 1, 0}, stEnd = {2025, 4, 6, 9, 16, 2, 0};
+    EXPECT_EQ(GetDirName(stStart.GetDate()), "20240305");
+    EXPECT_EQ(GetSecondName(stStart, PICTURE_EXTENSION), "20240305_081501.jpg");
+    EXPECT_EQ(GetRecFileName({stStart, stEnd, REC_FILE_TYPE_4, {}}),
+              "20240305081501_20250406091602_4.mp4");
+    indexLevel2Body stChannel;
+    ASSERT_TRUE(ConvertStrChannelToIndexLevel2Body("cam_300_7", stChannel));
+    EXPECT_STREQ(stChannel.szCameraID, "cam");
+    EXPECT_EQ(stChannel.wDirNum1, 300);
+    EXPECT_EQ(stChannel.byDirNum2, 7);
+    // What only a damaged index holds has a name, too, that no buffer is too small for.
+    const fileTimeInfo stMost = {65535, 255, 255, 255, 255, 255, 0};
+    EXPECT_EQ(GetRecFileName({stMost, stMost, static_cast<RecFileType>(0x80000000), {}}),
+              "65535255255255255255_65535255255255255255_-2147483648.mp4");
+}
+
+// What lies in a client layout's tree is deleted by age also where it only looks like a name.
+TEST(Names, OfTheClientLayoutAreScannedLoosely) {
+    EXPECT_TRUE(IsScannedDateDir("20240305") && IsScannedDateDir("any name"));
+    EXPECT_FALSE(IsScannedDateDir("2024030") || IsScannedDateDir("202403055"));
+    EXPECT_TRUE(IsScannedFile("xxxxxxxx_.mp4", ".mp4") &&
+                IsScannedFile("12345678_a b.mp4", ".mp4"));
+    for (const char* pName : {"", "xxxxxxxx.mp4", "xxxxxxx_.mp4", "xxxxxxxx_.jpg", "xxxxxxxx_mp4"})
+        EXPECT_FALSE(IsScannedFile(pName, ".mp4")) << pName;
+}

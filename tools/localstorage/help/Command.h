@@ -1,0 +1,79 @@
+// The command line as a table: what each command is called, which options it takes and what it
+// does. Whatever knows the command line reads it: the parser, completion and man page.
+
+#ifndef LOCALSTORAGE_TOOL_HELP_COMMAND_H
+#define LOCALSTORAGE_TOOL_HELP_COMMAND_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+/// Says why a value cannot be used; empty when it can.
+using FaultFunction = std::function<std::string(const std::string&)>;
+
+struct option {
+    /// Where the value goes. A flag has a bool; a vector takes the option several times.
+    using Target = std::variant<bool*, std::string*, std::vector<std::string>*, unsigned*,
+                                std::uint64_t*, std::function<void(const std::string&)>>;
+
+    std::string strNames;  ///< "--dir", "-o,--output"; "!" marks what unsets a flag; without dashes
+                           ///< a positional
+    Target target;         ///< must outlive the command
+    std::string strDescription;
+    std::string strValue = {};    ///< what it takes, such as DIR
+    std::string strDefault = {};  ///< as help shows it
+    bool bRequired = false;
+    std::vector<std::string> vecChoices = {};              ///< empty: any text
+    std::pair<std::uint64_t, std::uint64_t> stRange = {};  ///< of a number
+    FaultFunction fnFault = {};
+    std::string strNeeds = {};  ///< option without which it makes no sense
+
+    std::vector<std::string> Names() const;  ///< as they are typed
+    bool IsPositional() const { return strNames.front() != '-' && strNames.front() != '!'; }
+    bool IsFlag() const { return std::holds_alternative<bool*>(target); }
+    bool IsRepeatable() const { return std::holds_alternative<std::vector<std::string>*>(target); }
+};
+
+struct command {
+    std::string strName;
+    std::string strDescription;
+    std::string strExamples;
+    std::vector<option> vecOptions;
+    std::function<int()> fnRun;  ///< returns the exit code
+
+    std::string Footer() const { return "Examples:\n" + strExamples; }
+};
+
+struct program {
+    std::string strName;
+    std::string strVersion;
+    std::string strDescription;
+    std::string strFooter;
+    std::vector<option> vecOptions;
+    std::vector<command> vecCommands;
+};
+
+/// Those that the parser answers by itself, which the tables do not name.
+option HelpOption();
+option VersionOption();
+/// Everything that may be given, in the order of the help.
+std::vector<option> AllOptions(const command& stCommand);
+std::vector<option> AllOptions(const program& stProgram);
+
+/// What a command line asks for: one of these.
+struct request {
+    const command* pCommand = nullptr;  ///< its options have their values
+    std::string strAnswer;              ///< help or version, to be printed
+    std::string strMistake;             ///< what is wrong with it
+};
+
+request ReadCommandLine(const program& stProgram, int argc, const char* const* argv);
+
+/// Completion for bash, and the page for man(1), of the whole program.
+std::string MakeBashCompletion(const program& stProgram);
+std::string MakeManPage(const program& stProgram);
+
+#endif  // LOCALSTORAGE_TOOL_HELP_COMMAND_H
