@@ -160,6 +160,9 @@ OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t
 /// process forked from the creator, where the thread never ran, it fails at once.
 int OSL_Thread_Wait(OSL_ThreadHandle hThread);
 void OSL_Sleep(std::uint32_t nMilliseconds);
+/// Whether this process was forked from one that had asked this before. Then it has none of that
+/// one's threads, and locks that they held stay locked for good.
+bool OSL_IsForked();
 
 // --- Events (OslEvent.cpp) ---------------------------------------------------------------------
 
