@@ -4,6 +4,10 @@
 // 50 MiB in turn). A host that wants its log elsewhere calls EnableTarget(LOG_TARGET_FILE, ...)
 // with its own directory before it creates an engine. Every function may be called from any thread
 // and none of them waits for output, except the two that stop the service.
+//
+// The log stays with the process that loaded the library. In a process forked from it there is
+// none: every function returns LOG_ERR_NOT_STARTED there (but for GetLogService), and `exit` does
+// not wait for anything.
 
 #ifndef LOCALSTORAGE_LOCALSTORAGELOG_H
 #define LOCALSTORAGE_LOCALSTORAGELOG_H
@@ -31,7 +35,7 @@ enum log_services : std::int32_t {
 enum log_result {
     LOG_OK = 0,
     LOG_ERR_START = -1,        ///< no memory for the buffer, or no thread
-    LOG_ERR_NOT_STARTED = -2,  ///< the service is stopped for good
+    LOG_ERR_NOT_STARTED = -2,  ///< the service is stopped for good, or was left behind by a fork
     LOG_ERR_LEVEL = -3,        ///< the level lies above the threshold
     LOG_ERR_FULL = -4,         ///< no room: the line is dropped
     LOG_ERR_NO_TARGET = -5,    ///< no target is enabled
@@ -46,7 +50,8 @@ extern "C" {
 
 /// Formats one message and queues it; the writer thread outputs it. A message that would pass the
 /// line's 10,240 bytes is cut. `pFile` (not null) and `nLine` are the caller's source position and
-/// are not printed. Returns a log_result.
+/// are not printed. Returns a log_result; after LOG_OK the line is output to the targets that are
+/// enabled, also when they are disabled or the service is stopped right behind it.
 LOCALSTORAGE_API int WriteLog(log_level eLevel, const char* pFile, int nLine, const char* pFormat,
                               ...) __attribute__((format(printf, 4, 5)));
 
@@ -57,7 +62,7 @@ LOCALSTORAGE_API int WriteLog(log_level eLevel, const char* pFile, int nLine, co
 LOCALSTORAGE_API int EnableTarget(log_services eTarget, const void* pParam, std::uint32_t nSize,
                                   std::uint32_t nCycle);
 
-/// Turns a target off; with the last one the service stops, after it has output what is queued.
+/// Turns a target off after it has got what is queued; with the last one the service stops.
 LOCALSTORAGE_API int DisableTarget(log_services eTarget);
 
 /// Sets the threshold; values outside the levels count as the nearest. Returns 0.

@@ -37,10 +37,11 @@ bool DeleteDirectory(const std::string& strPath) {
 }
 
 bool GetSubTargetList(const std::string& strDir, std::list<std::string>& lsSubDir,
-                      std::list<std::string>& lsSubFile) {
-    return ForEachEntry(strDir, [&](const OSL_FIND_DATA& stData) {
+                      std::list<std::string>& lsSubFile, OSL_LastLink eLink) {
+    const auto AddEntry = [&](const OSL_FIND_DATA& stData) {
         (stData.wFileType == OSL_TYPE_DIR ? lsSubDir : lsSubFile).emplace_back(stData.szName);
-    });
+    };
+    return ForEachEntry(strDir, AddEntry, eLink);
 }
 
 bool MakeFullPath(const char* pPath) {

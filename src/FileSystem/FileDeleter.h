@@ -12,19 +12,12 @@
 
 class CFileDeleter {
 public:
-    CFileDeleter() = default;
-    ~CFileDeleter();
-    CFileDeleter(const CFileDeleter&) = delete;
-    CFileDeleter& operator=(const CFileDeleter&) = delete;
-
     /// False on failure: see OSL_GetSystemLastError.
     bool Delete(const std::string& strPath);
 
 private:
-    void Enter(const std::string& strFolder);
-
     std::string m_strFolder;
-    OSL_DirHandle m_hFolder = nullptr;
+    OSL_OwnDir m_pFolder;
 };
 
 #endif  // LOCALSTORAGE_FILESYSTEM_FILEDELETER_H

@@ -1,7 +1,8 @@
 // Helpers on directories, paths and space that the log, the index and the engine share.
 //
 // They stand directly on the portable runtime and log nothing. Walks skip "." and "..", and never
-// follow a link: a link is an entry like a file. Any thread.
+// follow a link that they meet: it is an entry like a file. Where they begin they follow one when
+// they are told to. Any thread.
 
 #ifndef LOCALSTORAGE_FILESYSTEM_FILESYSTEM_H
 #define LOCALSTORAGE_FILESYSTEM_FILESYSTEM_H
@@ -13,15 +14,15 @@
 
 #include "Osl/Osl.h"
 
-/// Removes `strPath` with everything below it. Single failures do not stop the walk. True when
-/// nothing of it is left.
+/// Removes `strPath` with everything below it; not through a link. Single failures do not stop the
+/// walk. True when nothing of it is left.
 bool DeleteDirectory(const std::string& strPath);
 
 /// Appends the bare names of the sub-directories and of all other entries of `strDir`, in the order
 /// the directory gives them. False when it could not be read to its end: then the lists may lack
-/// entries, and nobody may take them for the whole directory.
+/// entries, and nobody may take them for the whole directory. `eLink` is about `strDir` itself.
 bool GetSubTargetList(const std::string& strDir, std::list<std::string>& lsSubDir,
-                      std::list<std::string>& lsSubFile);
+                      std::list<std::string>& lsSubFile, OSL_LastLink eLink = OSL_LastLink::Fails);
 
 /// Makes every directory that a prefix of `pPath` names which ends before a separator ("/" or "\"),
 /// so the last component only when the path ends with one. Directories that this call made get the

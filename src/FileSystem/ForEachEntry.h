@@ -11,19 +11,20 @@
 
 /// Calls f(const OSL_FIND_DATA&) for every entry of `strDir` but "." and "..", in the order the
 /// directory gives them. False when it could not be opened or read to its end; then nobody may take
-/// what was told for the whole directory. Does not follow a link.
+/// what was told for the whole directory. `eLink` is about `strDir` itself; entries that are links
+/// are told as such.
 template <typename F>
-bool ForEachEntry(const std::string& strDir, F f) {
+bool ForEachEntry(const std::string& strDir, F f, OSL_LastLink eLink = OSL_LastLink::Fails) {
     // With its slashes it would lead through a link in its last component.
-    const OSL_DirHandle hDir = OSL_OpenDir(std::string(WithoutTrailingSlashes(strDir)).c_str());
-    if (!hDir) return false;
+    const std::string strPath(WithoutTrailingSlashes(strDir));
+    const OSL_OwnDir pDir(OSL_OpenDir(strPath.c_str(), eLink));
+    if (!pDir) return false;
     OSL_FIND_DATA stData;
     int nResult = 0;
-    while ((nResult = OSL_FindFileInDir(hDir, stData)) == 0) {
+    while ((nResult = OSL_FindFileInDir(pDir.get(), stData)) == 0) {
         const std::string_view strName = stData.szName;
         if (strName != "." && strName != "..") f(stData);
     }
-    OSL_CloseDir(hDir);
     return nResult == OSL_DIR_END;
 }
 

@@ -35,6 +35,9 @@ public:
     /// False when there is no room for the line (of at most 65,535 bytes).
     bool Push(const char* pText, std::size_t nLen);
 
+    /// Bytes that are in use.
+    std::size_t Used() const { return CAPACITY - m_nFree; }
+
     /// The oldest lines, as many as stand together; none when the ring is empty.
     LogLines Oldest() const;
     /// Takes back what Oldest handed out.

@@ -9,7 +9,9 @@
 namespace {
 
 constexpr std::size_t WRITER_STACK = 131072;
-constexpr std::uint32_t NAP_MS = 1;
+constexpr std::uint32_t NAP_MS = 5;
+constexpr std::size_t ANY_LINE = 1;
+constexpr std::size_t FILLING_UP = CLineRing::CAPACITY / 4;
 
 void OutputToConsole(const LogLines& stLines) {
     std::fwrite(stLines.m_pText, 1, stLines.Bytes(), stdout);
@@ -32,6 +34,7 @@ int LogService::ServiceStart() {
     const OSL_Guard guard(m_mtxService);
     if (m_bStarted) return LOG_OK;
     if (m_bCleanTag) return LOG_ERR_NOT_STARTED;
+    if (!IsThereAnyDeviceEnabled()) return LOG_ERR_NO_TARGET;
     if (!OpenQueue() || !StartWriter()) {
         CloseQueue();
         return LOG_ERR_START;
@@ -45,21 +48,71 @@ int LogService::ServiceStop() {
     if (!m_bStarted) return LOG_OK;
     StopWriter(false);
     CloseQueue();
-    return SwitchFileService(false, nullptr, 0, false);
+    TakeLinesFor(LOG_TARGET_FILE, false);
+    return SwitchOutput(LOG_TARGET_FILE, false, nullptr, 0, false);
 }
 
-void LogService::FinishOutput() {
+int LogService::EnableTarget(log_services eTarget, const char* pDir, std::uint32_t nSize,
+                             bool bCycle) {
     const OSL_Guard guard(m_mtxService);
+    const int nResult = SwitchOutput(eTarget, true, pDir, nSize, bCycle);
+    if (nResult == LOG_OK) TakeLinesFor(eTarget, true);
+    return nResult;
+}
+
+int LogService::DisableTarget(log_services eTarget) {
+    const OSL_Guard guard(m_mtxService);
+    TakeLinesFor(eTarget, false);
+    if (IsThereAnyDeviceEnabled()) {
+        FinishOutput();
+    } else {
+        ServiceStop();
+    }
+    return SwitchOutput(eTarget, false, nullptr, 0, false);
+}
+
+void LogService::TakeLinesFor(log_services eTarget, bool bOn) {
+    const OSL_Guard guard(m_mtxQueue);
+    const unsigned nTarget = 1u << eTarget;
+    m_nTargets = bOn ? m_nTargets | nTarget : m_nTargets & ~nTarget;
+}
+
+int LogService::SwitchOutput(log_services eTarget, bool bOn, const char* pDir, std::uint32_t nSize,
+                             bool bCycle) {
+    switch (eTarget) {
+        case LOG_TARGET_CONSOLE:
+            m_bConsole = bOn;
+            return LOG_OK;
+        case LOG_TARGET_DEBUG:
+            m_bDebug = bOn;
+            return LOG_OK;
+        case LOG_TARGET_FILE:
+            return SwitchFileService(bOn, pDir, nSize, bCycle);
+    }
+    return LOG_ERR_PARAM;
+}
+
+int LogService::SwitchFileService(bool bOn, const char* pDir, std::uint32_t nSize, bool bCycle) {
+    const OSL_Guard guard(m_mtxFile);
+    if (bOn) return m_logFile.StartWriteFile(pDir, nSize, bCycle);
+    m_logFile.StopWriteFile();
+    return LOG_OK;
+}
+
+/// Outputs what is queued by now; lines may come meanwhile.
+void LogService::FinishOutput() {
     if (!m_bStarted) return;
     StopWriter(true);
     if (StartWriter()) return;
-    m_bStarted = false;
+    // Without a thread the service ends, but what it has taken is output: here.
+    StopAtLastLine(false);
+    WriteLogProc(this);
     CloseQueue();
 }
 
 bool LogService::OpenQueue() {
     const OSL_Guard guard(m_mtxQueue);
-    m_nPushed = m_nOutput = 0;
+    m_nPushed = m_nOutput = m_nDue = 0;
     m_hWake = OSL_CreateEvent(0);
     return m_hWake && m_ring.Create();
 }
@@ -74,7 +127,7 @@ void LogService::CloseQueue() {
 bool LogService::StartWriter() {
     {
         const OSL_Guard guard(m_mtxQueue);
-        m_bAsleep = false;
+        m_nWakeAt = NEVER;
         m_nStopAt = NEVER;
     }
     m_hThread = OSL_Thread_Create(WriteLogProc, this, WRITER_STACK, 0, 0, nullptr);
@@ -84,43 +137,26 @@ bool LogService::StartWriter() {
 /// Ends the writer when it has output all lines there are by now. Those that come later wait in the
 /// queue for the next writer, or are refused.
 void LogService::StopWriter(bool bTakeMore) {
-    {
-        const OSL_Guard guard(m_mtxQueue);
-        m_bStarted = bTakeMore;
-        m_nStopAt = m_nPushed;
-        OSL_SetEvent(m_hWake);
-    }
+    StopAtLastLine(bTakeMore);
     OSL_Thread_Wait(m_hThread);
     m_hThread = nullptr;
 }
 
-void LogService::SwitchConsoleService(bool bOn) {
-    m_bConsole = bOn;
-}
-
-void LogService::SwitchDebugService(bool bOn) {
-    m_bDebug = bOn;
-}
-
-int LogService::SwitchFileService(bool bOn, const char* pDir, std::uint32_t nSize, bool bCycle) {
-    const OSL_Guard guard(m_mtxFile);
-    if (!bOn) {
-        m_bFile = false;
-        m_logFile.StopWriteFile();
-        return LOG_OK;
-    }
-    const int nResult = m_logFile.StartWriteFile(pDir, nSize, bCycle);
-    if (nResult == LOG_OK) m_bFile = true;
-    return nResult;
+void LogService::StopAtLastLine(bool bTakeMore) {
+    const OSL_Guard guard(m_mtxQueue);
+    m_bStarted = bTakeMore;
+    m_nStopAt = m_nPushed;
+    OSL_SetEvent(m_hWake);
 }
 
 int LogService::PushData(const char* pText, std::size_t nLen) {
     const OSL_Guard guard(m_mtxQueue);
     if (!m_bStarted) return LOG_ERR_NOT_STARTED;
+    if (!IsThereAnyDeviceEnabled()) return LOG_ERR_NO_TARGET;
     if (!m_ring.Push(pText, nLen)) return LOG_ERR_FULL;
     ++m_nPushed;
-    if (m_bAsleep) {
-        m_bAsleep = false;
+    if (m_ring.Used() >= m_nWakeAt) {
+        m_nWakeAt = NEVER;
         OSL_SetEvent(m_hWake);
     }
     return LOG_OK;
@@ -136,31 +172,42 @@ std::uint32_t LogService::WriteLogProc(void* pService) {
 /// Waits for the next lines; false when the service stops and none are left.
 bool LogService::WaitForLines(LogLines& stLines) {
     while (!TakeLines(stLines)) {
-        if (!SleepUntilWoken()) return false;
-        OSL_Sleep(NAP_MS);
+        if (IsFinished()) return false;
+        Sleep(ANY_LINE, OSL_INFINITE);
+        Sleep(FILLING_UP, NAP_MS);
     }
     return true;
 }
 
-/// Gives back the lines that have been output and takes those that have come since.
+/// Gives back the lines that have been output and takes those that are due.
 bool LogService::TakeLines(LogLines& stLines) {
     const OSL_Guard guard(m_mtxQueue);
     m_nOutput += stLines.m_vecLen.size();
     m_ring.GiveBack(stLines);
-    stLines = m_nOutput < m_nStopAt ? m_ring.Oldest() : LogLines();
+    stLines = m_nOutput < m_nDue ? m_ring.Oldest() : LogLines();
     return !stLines.m_vecLen.empty();
 }
 
-/// Sleeps until there is a line or a stop; false when all lines in front of a stop are output.
-bool LogService::SleepUntilWoken() {
-    {
-        const OSL_Guard guard(m_mtxQueue);
-        if (m_nOutput >= m_nStopAt) return false;
-        if (m_nOutput < m_nPushed) return true;
-        m_bAsleep = true;
-        OSL_ResetEvent(m_hWake);
-    }
-    OSL_WaitForSingleObject(m_hWake, OSL_INFINITE);
+bool LogService::IsFinished() {
+    const OSL_Guard guard(m_mtxQueue);
+    return m_nOutput >= m_nStopAt;
+}
+
+/// Sleeps until the queue holds so many bytes, or so long, or until the service stops. Then all
+/// lines in the queue are due.
+void LogService::Sleep(std::size_t nFill, std::uint32_t nMilliseconds) {
+    if (SetAlarm(nFill)) OSL_WaitForSingleObject(m_hWake, nMilliseconds);
+    const OSL_Guard guard(m_mtxQueue);
+    m_nWakeAt = NEVER;
+    m_nDue = m_nPushed;
+}
+
+/// False when there is nothing to wait for.
+bool LogService::SetAlarm(std::size_t nFill) {
+    const OSL_Guard guard(m_mtxQueue);
+    if (m_ring.Used() >= nFill || m_nStopAt != NEVER) return false;
+    m_nWakeAt = nFill;
+    OSL_ResetEvent(m_hWake);
     return true;
 }
 

@@ -2,9 +2,13 @@
 // them to the enabled targets in that order.
 //
 // Callers never wait for output: a line is copied into the queue under a short lock, or refused
-// when the queue is full. The writer thread sleeps until there is a line; woken, it naps for
-// another millisecond, so that a burst of lines pays for one wake-up and one write, and then
-// outputs until the queue is empty. Locks, first taken first: m_mtxService, m_mtxFile, m_mtxQueue.
+// when the queue is full. The writer thread sleeps until there is a line; woken, it naps for some
+// milliseconds more, unless the queue fills up, and then outputs what has come. So a burst of lines
+// pays for one wake-up and few writes, and the writer stays out of its callers' way.
+//
+// A line is taken while some target is enabled, and output to all that were: a target that is
+// turned off takes no more lines first, then gets those that are queued, then is closed. Locks,
+// first taken first: m_mtxService, m_mtxFile, m_mtxQueue.
 
 #ifndef LOCALSTORAGE_LOG_LOGSERVICE_H
 #define LOCALSTORAGE_LOG_LOGSERVICE_H
@@ -29,22 +33,20 @@ public:
     int ServiceStart();
     /// Outputs what is queued, ends the writer thread and turns the file target off.
     int ServiceStop();
-    /// Outputs what is queued by now; lines may come meanwhile.
-    void FinishOutput();
     /// While set, the service does not start.
     void SetCleanTag(bool bClean) { m_bCleanTag = bClean; }
     bool IsServerStarted() const { return m_bStarted; }
 
-    void SwitchConsoleService(bool bOn);
-    void SwitchDebugService(bool bOn);
-    /// As EnableTarget and DisableTarget for files.
-    int SwitchFileService(bool bOn, const char* pDir, std::uint32_t nSize, bool bCycle);
-    bool IsThereAnyDeviceEnabled() const { return m_bConsole || m_bDebug || m_bFile; }
+    /// As the exported calls of these names.
+    int EnableTarget(log_services eTarget, const char* pDir, std::uint32_t nSize, bool bCycle);
+    int DisableTarget(log_services eTarget);
+    bool IsThereAnyDeviceEnabled() const { return m_nTargets != 0; }
 
     void SetLogLevel(log_level eLevel) { m_eLevel = eLevel; }
     log_level GetLogLevel() const { return m_eLevel; }
 
-    /// Queues a finished line of `nLen` bytes. A log_result.
+    /// Queues a finished line of `nLen` bytes. A log_result: after LOG_OK it is output, whoever
+    /// stops the service or turns targets off.
     int PushData(const char* pText, std::size_t nLen);
 
 private:
@@ -55,18 +57,29 @@ private:
     void CloseQueue();
     bool StartWriter() OSL_REQUIRES(m_mtxService);
     void StopWriter(bool bTakeMore) OSL_REQUIRES(m_mtxService);
+    void FinishOutput() OSL_REQUIRES(m_mtxService);
+    void StopAtLastLine(bool bTakeMore);
     bool WaitForLines(LogLines& stLines);
     bool TakeLines(LogLines& stLines);
-    bool SleepUntilWoken();
+    bool IsFinished();
+    void Sleep(std::size_t nFill, std::uint32_t nMilliseconds);
+    bool SetAlarm(std::size_t nFill);
     void Output(const LogLines& stLines);
+
+    void TakeLinesFor(log_services eTarget, bool bOn);
+    int SwitchOutput(log_services eTarget, bool bOn, const char* pDir, std::uint32_t nSize,
+                     bool bCycle);
+    int SwitchFileService(bool bOn, const char* pDir, std::uint32_t nSize, bool bCycle);
 
     // Read with every line, so apart from the queue, which every line changes.
     std::atomic<bool> m_bStarted{false};
     std::atomic<log_level> m_eLevel{LOG_LEVEL_DBG};
     std::atomic<bool> m_bCleanTag{false};
+    std::atomic<unsigned> m_nTargets{0};  ///< lines are taken for these: 1 << log_services
+
+    // Which targets get lines; the file knows by itself.
     std::atomic<bool> m_bConsole{false};
     std::atomic<bool> m_bDebug{false};
-    std::atomic<bool> m_bFile{false};
 
     OSL_Mutex m_mtxService{OSL_LockRank::LogService, "log service"};
     OSL_ThreadHandle m_hThread OSL_GUARDED_BY(m_mtxService) = nullptr;
@@ -78,9 +91,11 @@ private:
     CLineRing m_ring OSL_GUARDED_BY(m_mtxQueue);
     std::uint64_t m_nPushed OSL_GUARDED_BY(m_mtxQueue) = 0;      ///< lines since it was opened
     std::uint64_t m_nOutput OSL_GUARDED_BY(m_mtxQueue) = 0;      ///< of those
-    std::uint64_t m_nStopAt OSL_GUARDED_BY(m_mtxQueue) = NEVER;  ///< the writer ends behind them
-    bool m_bAsleep OSL_GUARDED_BY(m_mtxQueue) = false;           ///< the writer waits for m_hWake
-    OSL_EventHandle m_hWake = nullptr;                           ///< lives as long as the queue
+    std::uint64_t m_nDue OSL_GUARDED_BY(m_mtxQueue) = 0;         ///< the writer rests behind them
+    std::uint64_t m_nStopAt OSL_GUARDED_BY(m_mtxQueue) = NEVER;  ///< and ends behind these
+    std::uint64_t m_nWakeAt OSL_GUARDED_BY(m_mtxQueue) =
+        NEVER;                          ///< bytes in the queue that wake it
+    OSL_EventHandle m_hWake = nullptr;  ///< lives as long as the queue
 };
 
 #endif  // LOCALSTORAGE_LOG_LOGSERVICE_H

@@ -15,31 +15,19 @@ struct StopAtExit {
     LogService& m_service;
 
     ~StopAtExit() {
+        if (OSL_IsForked()) return;  // the writer is not here, and its locks may be held for good
         m_service.SetCleanTag(true);
         m_service.ServiceStop();
-        m_service.SwitchFileService(false, nullptr, 0, false);
     }
 };
 
-/// Turns a target on or off; LOG_ERR_PARAM when there is no such target.
-int SwitchTarget(log_services eTarget, bool bOn, const void* pParam, std::uint32_t nSize,
-                 bool bCycle) {
-    LogService& service = *GetLogService();
-    switch (eTarget) {
-        case LOG_TARGET_CONSOLE:
-            service.SwitchConsoleService(bOn);
-            return LOG_OK;
-        case LOG_TARGET_DEBUG:
-            service.SwitchDebugService(bOn);
-            return LOG_OK;
-        case LOG_TARGET_FILE:
-            return service.SwitchFileService(bOn, static_cast<const char*>(pParam), nSize, bCycle);
-    }
-    return LOG_ERR_PARAM;
+/// What a call does to the service; a forked process has none.
+template <typename Call>
+int OnService(Call call) {
+    return OSL_IsForked() ? LOG_ERR_NOT_STARTED : call(*GetLogService());
 }
 
-int QueueLine(log_level eLevel, const char* pFormat, va_list args) {
-    LogService& service = *GetLogService();
+int QueueLine(LogService& service, log_level eLevel, const char* pFormat, va_list args) {
     if (NearestLevel(eLevel) > service.GetLogLevel()) return LOG_ERR_LEVEL;
     if (!service.IsThereAnyDeviceEnabled()) return LOG_ERR_NO_TARGET;
     if (!service.IsServerStarted()) {
@@ -55,7 +43,8 @@ int QueueLine(log_level eLevel, const char* pFormat, va_list args) {
 /// A caller may log first and ask for the error afterwards.
 int WriteLine(log_level eLevel, const char* pFormat, va_list args) {
     const int nError = errno;
-    const int nResult = QueueLine(eLevel, pFormat, args);
+    const int nResult =
+        OnService([&](LogService& service) { return QueueLine(service, eLevel, pFormat, args); });
     errno = nError;
     return nResult;
 }
@@ -92,27 +81,33 @@ void LogTextV(const char* pFormat, va_list args) {
 
 int EnableTarget(log_services eTarget, const void* pParam, std::uint32_t nSize,
                  std::uint32_t nCycle) {
-    return SwitchTarget(eTarget, true, pParam, nSize, nCycle != 0);
+    return OnService([=](LogService& service) {
+        return service.EnableTarget(eTarget, static_cast<const char*>(pParam), nSize, nCycle != 0);
+    });
 }
 
 int DisableTarget(log_services eTarget) {
     if (eTarget < LOG_TARGET_CONSOLE || eTarget > LOG_TARGET_FILE) return LOG_ERR_PARAM;
-    GetLogService()->FinishOutput();  // what is queued still reaches the target
-    SwitchTarget(eTarget, false, nullptr, 0, false);
-    return GetLogService()->IsThereAnyDeviceEnabled() ? LOG_OK : GetLogService()->ServiceStop();
+    return OnService([=](LogService& service) { return service.DisableTarget(eTarget); });
 }
 
 int AdjustLogLevel(log_level eLevel) {
-    GetLogService()->SetLogLevel(NearestLevel(eLevel));
-    return LOG_OK;
+    return OnService([=](LogService& service) {
+        service.SetLogLevel(NearestLevel(eLevel));
+        return LOG_OK;
+    });
 }
 
 int StartLogService() {
-    GetLogService()->SetCleanTag(false);
-    return LOG_OK;
+    return OnService([](LogService& service) {
+        service.SetCleanTag(false);
+        return LOG_OK;
+    });
 }
 
 int StopLogService(bool bClean) {
-    GetLogService()->SetCleanTag(bClean);
-    return GetLogService()->ServiceStop();
+    return OnService([=](LogService& service) {
+        service.SetCleanTag(bClean);
+        return service.ServiceStop();
+    });
 }

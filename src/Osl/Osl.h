@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <memory>
 
 #include "Osl/OslMutex.h"
 
@@ -114,14 +115,23 @@ struct OSL_FIND_DATA {
 constexpr int OSL_DIR_END = -1;
 constexpr int OSL_DIR_ERROR = -2;
 
-/// Opens a directory for listing; null on failure. A link in the last component fails.
-OSL_DirHandle OSL_OpenDir(const char* pPath);
+/// What becomes of a link in the last component of a path; those in front of it are followed.
+enum class OSL_LastLink : std::uint8_t { Fails, IsFollowed };
+
+/// Opens a directory for listing; null on failure.
+OSL_DirHandle OSL_OpenDir(const char* pPath, OSL_LastLink eLink = OSL_LastLink::Fails);
 /// 0: one more entry ("." and ".." among them); OSL_DIR_END: all were told; OSL_DIR_ERROR: the walk
 /// broke off, so what it told so far is not the whole directory.
 int OSL_FindFileInDir(OSL_DirHandle hDir, OSL_FIND_DATA& stData);
 /// Deletes the file of that bare name in the directory.
 int OSL_DeleteFileInDir(OSL_DirHandle hDir, const char* pName);
 int OSL_CloseDir(OSL_DirHandle hDir);
+
+/// Closes a directory, however its scope is left.
+struct OSL_DirCloser {
+    void operator()(OSL_DirHandle hDir) const { OSL_CloseDir(hDir); }
+};
+using OSL_OwnDir = std::unique_ptr<struct OSL_Dir, OSL_DirCloser>;
 
 /// 0: made; 1: was there already (as whatever); -1: failed.
 int OSL_MakeDir(const char* pPath);
@@ -160,6 +170,9 @@ OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t
 /// process forked from the creator, where the thread never ran, it fails at once.
 int OSL_Thread_Wait(OSL_ThreadHandle hThread);
 void OSL_Sleep(std::uint32_t nMilliseconds);
+/// Whether this process was forked from one that had asked this before. Then it has none of that
+/// one's threads, and locks that they held stay locked for good.
+bool OSL_IsForked();
 
 // --- Events (OslEvent.cpp) ---------------------------------------------------------------------
 

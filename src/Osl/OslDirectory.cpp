@@ -41,8 +41,9 @@ int TypeOfEntry(int nDir, const struct dirent& stEntry) {
 
 }  // namespace
 
-OSL_DirHandle OSL_OpenDir(const char* pPath) {
-    const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+OSL_DirHandle OSL_OpenDir(const char* pPath, OSL_LastLink eLink) {
+    const int nLink = eLink == OSL_LastLink::Fails ? O_NOFOLLOW : 0;
+    const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_DIRECTORY | nLink);
     if (nFile < 0) return nullptr;
     DIR* pDir = OSL_Call().pfnOpenDir(nFile);
     if (!pDir) {

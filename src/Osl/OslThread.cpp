@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <limits.h>
@@ -18,6 +19,8 @@ struct OSL_Thread {
 };
 
 namespace {
+
+constinit std::atomic<bool> g_bForked{false};
 
 void* Run(void* pArg) {
     const auto* pThread = static_cast<const OSL_Thread*>(pArg);
@@ -77,6 +80,14 @@ int OSL_Thread_Wait(OSL_ThreadHandle hThread) {
     delete hThread;
     errno = nError;
     return nError == 0 ? 0 : -1;
+}
+
+bool OSL_IsForked() {
+    // Asked with every line of the log, so a handler sets a flag: getpid() would cost a system
+    // call.
+    [[maybe_unused]] static const int s_nWatching =
+        pthread_atfork(nullptr, nullptr, [] { g_bForked = true; });
+    return g_bForked.load(std::memory_order_relaxed);
 }
 
 void OSL_Sleep(std::uint32_t nMilliseconds) {

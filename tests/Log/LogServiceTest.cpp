@@ -1,10 +1,13 @@
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <future>
 #include <map>
 #include <sstream>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -37,8 +40,10 @@ Strings Messages(const std::string& strLog) {
 
 class LogServiceTest : public testing::Test {
 protected:
-    LogServiceTest() { EnableTarget(LOG_TARGET_FILE, m_dir.Path().c_str(), 0, 1); }
+    LogServiceTest() { EnableFile(); }
     ~LogServiceTest() override { StopLogService(false); }
+
+    int EnableFile() { return EnableTarget(LOG_TARGET_FILE, m_dir.Path().c_str(), 0, 1); }
 
     std::string Text() const { return GetFile(m_dir / "LocalStorage_1_W.log"); }
 
@@ -98,6 +103,12 @@ TEST_F(LogServiceTest, NoThreadIsToldAndTriedAgainAndChangesNoErrorNumber) {
     EXPECT_EQ(Log("x"), LOG_ERR_START);
     EXPECT_EQ(errno, ENOSPC);
     EXPECT_EQ(Log("y"), LOG_OK);
+    m_faults.Before(Op::ThreadCreate, Any(), [] { EXPECT_EQ(Log("meanwhile"), LOG_OK); }).Times(1);
+    m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN).Times(1);
+    DisableTarget(LOG_TARGET_DEBUG);  // the writer thread ends and no other can be made
+    EXPECT_EQ(Log("z"), LOG_OK);
+    StopLogService(false);
+    EXPECT_EQ(Messages(Text()), (Strings{"y", "meanwhile", "z"}));
 }
 
 TEST_F(LogServiceTest, AFullQueueRefusesLinesAndLosesNoneThatItTook) {
@@ -139,14 +150,94 @@ TEST_F(LogServiceTest, ManyThreadsOnASlowDiskLoseAndGarbleNothing) {
     for (int nThread = 0; nThread < THREADS; ++nThread) EXPECT_EQ(mNext[nThread], LINES);
 }
 
+namespace {
+
+/// Runs `work(nThread)` again and again on threads of its own while it lives.
+template <typename Work>
+class BusyThreads {
+public:
+    BusyThreads(int nThreads, Work work) {
+        for (int i = 0; i < nThreads; ++i) {
+            m_vecThread.emplace_back([this, i, work] {
+                while (!m_bStop) work(i);
+            });
+        }
+    }
+    ~BusyThreads() {
+        m_bStop = true;
+        for (std::thread& thread : m_vecThread) thread.join();
+    }
+
+private:
+    std::atomic<bool> m_bStop{false};
+    std::vector<std::thread> m_vecThread;
+};
+
+}  // namespace
+
+TEST_F(LogServiceTest, WhatIsAcceptedIsOutputWhileTheTargetGoesOnAndOff) {
+    Strings aAccepted[3], aOutput[3];
+    std::atomic<int> nAccepted{0};
+    {
+        const BusyThreads threads(3, [&](int i) {
+            const std::string strText =
+                std::to_string(i) + ":" + std::to_string(aAccepted[i].size());
+            if (Log(strText) != LOG_OK) return;
+            aAccepted[i].push_back(strText);
+            ++nAccepted;
+        });
+        while (nAccepted < 5000) {
+            DisableTarget(LOG_TARGET_FILE);
+            EnableFile();
+        }
+    }
+    StopLogService(false);
+    for (const std::string& strText : Messages(Text())) {
+        aOutput[std::stoi(strText)].push_back(strText);
+    }
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(aOutput[i] == aAccepted[i]);
+}
+
+namespace {
+
+/// Tries the log when it has been stopped at the end of the process: registered before the service
+/// exists, it runs behind the service's own end.
+void LogLate() {
+    std::atexit([] { std::_Exit(Log("late") == LOG_ERR_NOT_STARTED ? 0 : 1); });
+}
+
+[[noreturn]] void LogAndExit() {
+    LogLate();
+    EnableTarget(LOG_TARGET_DEBUG, nullptr, 0, 0);
+    Log("in time");
+    std::exit(2);
+}
+
+[[noreturn]] void ForkAndExit(const std::string& strDir) {
+    LogLate();
+    EnableTarget(LOG_TARGET_FILE, strDir.c_str(), 0, 1);
+    const BusyThreads threads(4, [](int) { Log("x"); });
+    for (int i = 0; i < 10; ++i) {
+        const pid_t nChild = ::fork();
+        if (nChild == 0) {
+            ::alarm(20);
+            std::exit(2);
+        }
+        int nStatus = -1;
+        if (::waitpid(nChild, &nStatus, 0) != nChild || nStatus != 0) std::_Exit(3);
+    }
+    std::_Exit(0);
+}
+
+}  // namespace
+
 TEST(LogServiceExitTest, ALateLineAfterTheEndOfTheServiceIsRefused) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    const auto Exit = [] {
-        // Registered before the service exists, so it runs when the service has been stopped.
-        std::atexit([] { std::_Exit(Log("late") == LOG_ERR_NOT_STARTED ? 0 : 1); });
-        EnableTarget(LOG_TARGET_DEBUG, nullptr, 0, 0);
-        Log("in time");
-        std::exit(2);
-    };
-    EXPECT_EXIT(Exit(), testing::ExitedWithCode(0), "in time\r\n$");
+    EXPECT_EXIT(LogAndExit(), testing::ExitedWithCode(0), "in time\r\n$");
+}
+
+TEST(LogServiceExitTest, AForkedProcessHasNoLogAndItsExitDoesNotHang) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const CTempDir dir;
+    EXPECT_EXIT(ForkAndExit(dir.Path()), testing::ExitedWithCode(0), "");
 }
