@@ -42,7 +42,7 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
     const std::string strCommands = SOURCE_DIR "/tools/localstorage/commands";
     for (const auto& entry : std::filesystem::directory_iterator(strCommands))
         strSources += GetFile(entry.path());
-    const auto setCommands = Unique(Found(strSources, R"(return \{\s*"([a-z]+)\",)"));
+    const auto setCommands = Unique(Found(strSources, R"(command \w+\(\) \{[\s\S]*?return \{\s*"([a-z]+)\")"));
     EXPECT_EQ(Unique(Found(strReadme, R"(\n\| `([a-z]+)` \|)")), setCommands);
 }
 

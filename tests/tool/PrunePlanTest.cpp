@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "records/PrunePlan.h"
+#include "records/RecordingName.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ oldFile File(const char* pDisk, const char* pDay, std::uint64_t nBytes, int nEnd
             "cam",
             pDay,
             nBytes,
-            ParseDigits(pDay).value() + Seconds(nEndsHours * 3600)};
+            ParseDayName(pDay).value() + Seconds(nEndsHours * 3600)};
 }
 
 std::string Days(const std::vector<oldFile>& vecFiles) {

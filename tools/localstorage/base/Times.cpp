@@ -184,21 +184,6 @@ std::optional<LocalTime> ParseTime(std::string_view strText, LocalTime tNow) {
     return *tDay + *nClock;
 }
 
-std::optional<LocalTime> ParseDigits(std::string_view strText) {
-    if (strText.size() != 8 && strText.size() != 14) return std::nullopt;
-    if (!std::all_of(strText.begin(), strText.end(), IsDigit)) return std::nullopt;
-    const bool bDay = strText.size() == 8;
-    timeFields st;
-    st.nYear = *TakeDigits(strText, 4);
-    st.nMonth = *TakeDigits(strText, 2);
-    st.nDay = *TakeDigits(strText, 2);
-    if (bDay) return FromFields(st);
-    st.nHour = *TakeDigits(strText, 2);
-    st.nMinute = *TakeDigits(strText, 2);
-    st.nSecond = *TakeDigits(strText, 2);
-    return FromFields(st);
-}
-
 std::optional<Seconds> ParseSpan(std::string_view strText) {
     if (strText.empty()) return std::nullopt;
     Seconds nSum(0);
@@ -221,9 +206,6 @@ std::string FormatDay(LocalTime tTime) {
 }
 std::string FormatClock(LocalTime tTime) {
     return FormatTime(tTime).substr(11);
-}
-std::string DayFolder(LocalTime tTime) {
-    return Print("%04d%02d%02d", tTime);
 }
 
 std::string FormatSpan(Seconds nSpan) {

@@ -39,10 +39,6 @@ LocalTime StartOfDay(LocalTime tTime);
 /// such as `-2h`, `-90s`, `-1d12h`. Nothing when it is none of them or no such time exists.
 std::optional<LocalTime> ParseTime(std::string_view strText, LocalTime tNow);
 
-/// Reads the 14 digits of a time, or the 8 of a day, as names carry them. The calendar is not
-/// checked; nothing only when there is something but digits.
-std::optional<LocalTime> ParseDigits(std::string_view strText);
-
 /// Reads a span such as `90`, `90s`, `15m`, `1h30m`, `2d`; a bare number counts in seconds.
 std::optional<Seconds> ParseSpan(std::string_view strText);
 
@@ -50,7 +46,6 @@ std::string FormatTime(LocalTime tTime);   ///< 2024-03-05 08:00:00
 std::string FormatIso(LocalTime tTime);    ///< 2024-03-05T08:00:00
 std::string FormatDay(LocalTime tTime);    ///< 2024-03-05
 std::string FormatClock(LocalTime tTime);  ///< 08:00:00
-std::string DayFolder(LocalTime tTime);    ///< 20240305
 std::string FormatSpan(Seconds nSpan);     ///< 03:04:05; from two days on 2d 03:04:05
 
 #endif  // LOCALSTORAGE_TOOL_BASE_TIMES_H

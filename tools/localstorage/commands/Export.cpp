@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "Osl/Osl.h"
 #include "base/Failure.h"
 #include "base/System.h"
 #include "base/Text.h"
@@ -51,7 +50,6 @@ private:
     void TellGap(LocalTime tNext);
     bool Fits(const recording& stRecording, const clipFrames& stFrames);
     void TellResult() const;
-    std::uint64_t FileSize() const;
 
     const exportOptions& m_stOptions;
     const timeSpan m_stRange;
@@ -161,13 +159,8 @@ int CExport::Run(const std::vector<recording>& vecRecordings) {
     return m_bFailed ? EXIT_FAILED : EXIT_OK;
 }
 
-std::uint64_t CExport::FileSize() const {
-    OSL_FINFO_S stInfo;
-    return OSL_GetTargetInfo(m_stOptions.strFile.c_str(), stInfo) == 0 ? stInfo.nSize : 0;
-}
-
 void CExport::TellResult() const {
-    const std::uint64_t nBytes = FileSize();
+    const std::uint64_t nBytes = FileSize(m_stOptions.strFile);
     if (m_stOptions.bJson) {
         PrintJson({{"path", m_stOptions.strFile},
                    {"camera", m_stOptions.strCamera},

@@ -1,12 +1,14 @@
 // localstorage prune: deletes the oldest days, as the engine does on a full disk; shows them first.
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <set>
 
-#include "FileSystem/FileSystem.h"
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/Names.h"
+#include "FileSystem/FileSystem.h"
+#include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
 #include "base/Text.h"
 #include "commands/Commands.h"
@@ -62,13 +64,7 @@ std::vector<oldFile> FindFiles(const std::vector<std::string>& vecDirs, StoreFil
 
 std::map<std::string, diskRoom> RoomsOf(const std::vector<std::string>& vecDirs) {
     std::map<std::string, diskRoom> mapRooms;
-    for (const std::string& strDir : vecDirs) {
-        OSL_FINFO_S stInfo;
-        std::uint64_t nFreeMiB = 0;
-        OSL_GetTargetInfo(strDir.c_str(), stInfo);
-        GetDiskUsableSpace(strDir.c_str(), nFreeMiB);
-        mapRooms[strDir] = {stInfo.nDevice, nFreeMiB << 20};
-    }
+    for (const std::string& strDir : vecDirs) mapRooms[strDir] = DiskRoomOf(strDir);
     return mapRooms;
 }
 
@@ -132,9 +128,11 @@ std::size_t Delete(const std::vector<oldFile>& vecFiles) {
     std::size_t nFailed = 0;
     std::set<std::string> setCameras, setDays;
     for (const oldFile& st : vecFiles) {
-        if (OSL_DeleteFile(st.Path().c_str()) != 0) {
+        std::error_code stError;
+        std::filesystem::remove(st.Path(), stError);
+        if (stError) {
             ++nFailed;
-            PrintMessage("cannot delete " + st.Path() + ": " + ErrorText(OSL_GetSystemLastError()) +
+            PrintMessage("cannot delete " + st.Path() + ": " + stError.message() +
                          "; goes on with the next");
         }
         setCameras.insert(st.CameraPath());

@@ -4,8 +4,8 @@
 #include <memory>
 #include <set>
 
-#include "FileSystem/FileSystem.h"
 #include "RecordTree/Names.h"
+#include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
 #include "base/Text.h"
 #include "commands/Commands.h"
@@ -26,12 +26,12 @@ constexpr const char* EXAMPLES =
     "counts as full. Gaps are those between today's recordings of a camera.";
 
 struct diskStatus {
-    std::uint64_t nFreeMiB = 0;
+    std::uint64_t nFreeBytes = 0;
     std::string strFolder;
     std::set<std::string> setDays;
     std::uint64_t nRecordings = 0, nBytes = 0, nPictures = 0, nPictureBytes = 0;
 
-    bool IsFull() const { return nFreeMiB <= LOCALSTORAGE_DISK_FULL_SPACE; }
+    bool IsFull() const { return nFreeBytes >> 20 <= LOCALSTORAGE_DISK_FULL_SPACE; }
 };
 
 struct cameraStatus {
@@ -48,7 +48,7 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vecDirs,
     DiskStatuses vecDisks;
     for (const std::string& strDir : vecDirs) {
         diskStatus st;
-        GetDiskUsableSpace(strDir.c_str(), st.nFreeMiB);
+        st.nFreeBytes = DiskRoomOf(strDir).nFreeBytes;
         const std::string strInUse = FolderInUse(strDir, vecDirs);
         if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
         for (const recording& stRecording : vecRecordings) {
@@ -83,7 +83,7 @@ CameraStatuses StatusOfCameras(const std::vector<recording>& vecRecordings, Loca
 }
 
 std::string DayText(const std::string& strDay) {
-    const auto tDay = ParseDigits(strDay);
+    const auto tDay = ParseDayName(strDay);
     return tDay ? FormatDay(*tDay) : strDay;
 }
 
@@ -101,7 +101,7 @@ void PrintDisksAsTable(const DiskStatuses& vecDisks) {
     for (const auto& [strDir, st] : vecDisks) {
         const bool bEmpty = st.setDays.empty();
         stTable.AddRow(
-            {strDir, FormatBytes(st.nFreeMiB << 20), st.IsFull() ? "full" : "has room",
+            {strDir, FormatBytes(st.nFreeBytes), st.IsFull() ? "full" : "has room",
              st.strFolder.empty() ? "-" : st.strFolder, bEmpty ? "-" : DayText(*st.setDays.begin()),
              bEmpty ? "-" : DayText(*st.setDays.rbegin()), std::to_string(st.nRecordings),
              FormatBytes(st.nBytes), std::to_string(st.nPictures), FormatBytes(st.nPictureBytes)});
@@ -134,7 +134,7 @@ void PrintDisksAsJson(const DiskStatuses& vecDisks) {
         const bool bEmpty = st.setDays.empty();
         PrintJson({{"kind", "disk"},
                    {"dir", strDir},
-                   {"free_bytes", st.nFreeMiB << 20},
+                   {"free_bytes", st.nFreeBytes},
                    {"full", st.IsFull()},
                    {"folder", st.strFolder},
                    {"oldest_day", bEmpty ? CJson(nullptr) : DayText(*st.setDays.begin())},

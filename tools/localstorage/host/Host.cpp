@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "FileSystem/FileSystem.h"
+#include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
 #include "base/Text.h"
 #include "records/DirLock.h"
@@ -44,9 +44,8 @@ hostEvent ToEvent(int nMessage, const void* pData, unsigned nDataLen, void* pUse
 std::string SpaceOf(const std::vector<std::string>& vecDirs) {
     std::vector<std::string> vecSpaces;
     for (const std::string& strDir : vecDirs) {
-        std::uint64_t nMiB = 0;
-        GetDiskUsableSpace(strDir.c_str(), nMiB);
-        vecSpaces.push_back(strDir + " has " + std::to_string(nMiB) + " MiB");
+        vecSpaces.push_back(strDir + " has " + std::to_string(DiskRoomOf(strDir).nFreeBytes >> 20) +
+                            " MiB");
     }
     return Joined(vecSpaces, ", ");
 }
@@ -194,9 +193,8 @@ void RefuseOtherLayout(const std::vector<std::string>& vecDirs, LocalStorageType
 
 void MakeRecordDirs(const std::vector<std::string>& vecDirs) {
     for (const std::string& strDir : vecDirs) {
-        if (!MakeFullPath((strDir + "/").c_str())) {
-            throw CFailure("cannot make record directory " + strDir + ": " +
-                           ErrorText(OSL_GetSystemLastError()));
+        if (const int nError = MakeRecordDirectory(strDir)) {
+            throw CFailure("cannot make record directory " + strDir + ": " + ErrorText(nError));
         }
     }
 }

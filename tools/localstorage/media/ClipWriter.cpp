@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
-#include "Osl/Osl.h"
 #include "base/Failure.h"
-#include "base/Text.h"
 
 namespace {
 
@@ -26,7 +25,8 @@ CClipWriter::CClipWriter(std::string strPath)
 CClipWriter::~CClipWriter() {
     if (!m_pFormat) return;
     avio_closep(&m_pFormat->pb);
-    OSL_DeleteFile(m_strPart.c_str());
+    std::error_code stError;
+    std::filesystem::remove(m_strPart, stError);
 }
 
 void CClipWriter::Begin(const AVCodecParameters& stParameters) {
@@ -93,9 +93,11 @@ void CClipWriter::Finish() {
     int nResult = av_write_trailer(m_pFormat.get());
     if (const int nClosed = avio_closep(&m_pFormat->pb); nResult >= 0) nResult = nClosed;
     if (nResult < 0) throw CFailure("cannot write " + m_strPart + ": " + AvErrorText(nResult));
-    if (OSL_RenameFile(m_strPart.c_str(), m_strPath.c_str()) != 0) {
+    std::error_code stError;
+    std::filesystem::rename(m_strPart, m_strPath, stError);
+    if (stError) {
         throw CFailure("cannot rename " + m_strPart + " to " + m_strPath + ": " +
-                       ErrorText(OSL_GetSystemLastError()));
+                       stError.message());
     }
     m_pFormat.reset();
 }

@@ -1,16 +1,16 @@
 #include "records/Catalogue.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <filesystem>
 #include <map>
 #include <tuple>
 
-#include "FileSystem/FileSystem.h"
-#include "Osl/Osl.h"
 #include "RecordTree/Names.h"
 #include "base/Failure.h"
 #include "base/Text.h"
 #include "records/Tree.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -45,22 +45,23 @@ void EndWithNext(std::vector<recording>& vecRecordings) {
     }
 }
 
+LocalTime ToLocal(fs::file_time_type tFile) {
+    return FromUnix(std::chrono::system_clock::to_time_t(
+        std::chrono::floor<Seconds>(std::chrono::file_clock::to_sys(tFile))));
+}
+
 /// Fills in size and, in the client layout, the end; false when the file is gone.
 bool LookAt(recording& stRecording) {
-    OSL_FINFO_S stInfo;
+    std::error_code stError;
     const std::string strPath = stRecording.Path();
-    if (OSL_GetFileInfo(strPath.c_str(), stInfo) != 0) {
-        const int nError = OSL_GetSystemLastError();
-        if (nError == ENOENT) return false;
-        throw CFailure("cannot look at " + strPath + ": " + ErrorText(nError));
-    }
-    if (stInfo.wFileType != OSL_TYPE_FILE) return false;
-    stRecording.nBytes = stInfo.nSize;
-    if (IsGuessed(stRecording)) {
-        const LocalTime tChange = FromUnix(static_cast<std::time_t>(stInfo.tModify));
+    stRecording.nBytes = fs::file_size(strPath, stError);
+    if (!stError && IsGuessed(stRecording)) {
+        const LocalTime tChange = ToLocal(fs::last_write_time(strPath, stError));
         stRecording.tEnd = std::max(stRecording.stName.tStart, std::min(stRecording.tEnd, tChange));
     }
-    return true;
+    if (!stError) return true;
+    if (stError == std::errc::no_such_file_or_directory) return false;
+    throw CFailure("cannot look at " + strPath + ": " + stError.message());
 }
 
 bool Overlaps(const timeSpan& stSpan, const std::optional<timeSpan>& stRange) {
@@ -108,11 +109,9 @@ std::vector<picture> FindPictures(const std::vector<std::string>& vecDirs) {
             const auto tTime = ParsePictureName(stFile.strName);
             if (!tTime) return true;
             picture st{strDir, stFile.strDay, stFile.strCamera, stFile.strName, *tTime, 0};
-            OSL_FINFO_S stInfo;
-            if (OSL_GetFileInfo(st.Path().c_str(), stInfo) == 0) {
-                st.nBytes = stInfo.nSize;
-                vecFound.push_back(std::move(st));
-            }
+            std::error_code stError;
+            st.nBytes = fs::file_size(st.Path(), stError);
+            if (!stError) vecFound.push_back(std::move(st));
             return true;
         });
     }
@@ -122,7 +121,8 @@ std::vector<picture> FindPictures(const std::vector<std::string>& vecDirs) {
 std::vector<std::string> RecordFolders(const std::string& strDir) {
     std::vector<std::string> vecFolders;
     for (const char* pFolder : {RECORD_FOLDER, BACKUP_FOLDER}) {
-        if (IsDirectory(strDir + "/" + pFolder)) vecFolders.push_back(pFolder);
+        std::error_code stError;
+        if (fs::is_directory(strDir + "/" + pFolder, stError)) vecFolders.push_back(pFolder);
     }
     return vecFolders;
 }
@@ -150,15 +150,13 @@ bool AnyEndGuessed(const std::vector<recording>& vecRecordings) {
 std::vector<std::string> ExistingDirs(const std::vector<std::string>& vecDirs) {
     std::vector<std::string> vecExisting;
     for (const std::string& strGiven : vecDirs) {
-        const std::string strDir(WithoutTrailingSlashes(strGiven));
-        OSL_FINFO_S stInfo;
-        if (OSL_GetTargetInfo(strDir.c_str(), stInfo) != 0) {
-            throw CFailure("cannot open record directory " + strDir + ": " +
-                           ErrorText(OSL_GetSystemLastError()));
+        const std::string strDir = strGiven.substr(0, strGiven.find_last_not_of('/') + 1);
+        std::error_code stError;
+        const bool bDirectory = fs::is_directory(strDir, stError);
+        if (stError) {
+            throw CFailure("cannot open record directory " + strDir + ": " + stError.message());
         }
-        if (stInfo.wFileType != OSL_TYPE_DIR) {
-            throw CFailure("record directory " + strDir + " is not a directory");
-        }
+        if (!bDirectory) throw CFailure("record directory " + strDir + " is not a directory");
         if (std::find(vecExisting.begin(), vecExisting.end(), strDir) == vecExisting.end()) {
             vecExisting.push_back(strDir);
         }

@@ -5,19 +5,16 @@
 
 #include <string>
 
-#include "Osl/Osl.h"
+#include "RecordTree/RecordDirectory.h"
 
 /// Keeps every host off a record directory while it lives.
 class CDirLock {
 public:
     /// Throws CFailure when a host records into the directory.
     explicit CDirLock(const std::string& strDir);
-    ~CDirLock() { OSL_UnlockDir(m_hLock); }
-    CDirLock(const CDirLock&) = delete;
-    CDirLock& operator=(const CDirLock&) = delete;
 
 private:
-    OSL_FileHandle m_hLock;
+    CDirectoryLock m_stLock;
 };
 
 /// Whether a host has the directory now. Asking takes the lock for a moment.

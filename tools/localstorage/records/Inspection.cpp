@@ -1,6 +1,7 @@
 #include "records/Inspection.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/RepairPlan.h"
@@ -20,7 +21,7 @@ repairPlan PlanOf(const std::string& strFolder) {
     repairPlan stPlan;
     std::string strUnreadable;
     if (!MakeRepairPlan(strFolder, stPlan, strUnreadable)) {
-        throw CFailure("cannot read " + strUnreadable + ": " + ErrorText(OSL_GetSystemLastError()) +
+        throw CFailure("cannot read " + strUnreadable + ": " + ErrorText(errno) +
                        "; nothing can be said about the index");
     }
     return stPlan;

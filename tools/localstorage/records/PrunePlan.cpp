@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <tuple>
 
+#include "records/RecordingName.h"
+
 std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vecFiles, LocalTime tNow) {
     const LocalTime tToday = StartOfDay(tNow);
-    const std::string strToday = DayFolder(tToday);
+    const std::string strToday = DayName(tToday);
     std::erase_if(vecFiles,
                   [&](const oldFile& st) { return st.strDay >= strToday || st.tEnd > tToday; });
     std::sort(vecFiles.begin(), vecFiles.end(), [](const oldFile& a, const oldFile& b) {
@@ -16,7 +18,7 @@ std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vecFiles, LocalTime t
 }
 
 std::vector<oldFile> BeforeDay(const std::vector<oldFile>& vecFiles, LocalTime tDay) {
-    const std::string strDay = DayFolder(StartOfDay(tDay));
+    const std::string strDay = DayName(StartOfDay(tDay));
     std::vector<oldFile> vecChosen;
     std::copy_if(vecFiles.begin(), vecFiles.end(), std::back_inserter(vecChosen),
                  [&](const oldFile& st) { return st.strDay < strDay; });

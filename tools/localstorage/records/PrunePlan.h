@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "RecordTree/RecordDirectory.h"
 #include "base/Times.h"
 
 /// A file that might go.
@@ -29,12 +30,6 @@ std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vecFiles, LocalTime t
 
 /// Those of days before `tDay`.
 std::vector<oldFile> BeforeDay(const std::vector<oldFile>& vecFiles, LocalTime tDay);
-
-/// Room on a file system, which several record directories may share.
-struct diskRoom {
-    std::uint64_t nDevice = 0;
-    std::uint64_t nFreeBytes = 0;
-};
 
 /// Whole days, the oldest first, until every file system has so many bytes free.
 std::vector<oldFile> UntilFree(const std::vector<oldFile>& vecFiles,

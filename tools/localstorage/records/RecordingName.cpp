@@ -1,19 +1,13 @@
 #include "records/RecordingName.h"
 
-#include <string>
-
 #include "RecordTree/Names.h"
 
 namespace {
 
-constexpr std::string_view RECORDING = ".mp4";
-constexpr std::string_view PICTURE = ".jpg";
-
-/// `20240305_080000` with the extension behind it.
-std::optional<LocalTime> ParseClockName(std::string_view strName, std::string_view strExtension) {
-    if (strName.size() != 15 + strExtension.size() || strName[8] != '_') return std::nullopt;
-    if (!strName.ends_with(strExtension)) return std::nullopt;
-    return ParseDigits(std::string(strName.substr(0, 8)) + std::string(strName.substr(9, 6)));
+std::optional<LocalTime> ParseSecond(std::string_view strName, const char* pExtension) {
+    fileTimeInfo st;
+    if (!ConvertStrSecondToFileTime(strName, pExtension, st)) return std::nullopt;
+    return FromFileTime(st);
 }
 
 }  // namespace
@@ -23,7 +17,7 @@ LocalTime FromFileTime(const fileTimeInfo& st) {
 }
 
 std::optional<recordingName> ParseRecordingName(std::string_view strName) {
-    if (const auto tStart = ParseClockName(strName, RECORDING)) {
+    if (const auto tStart = ParseSecond(strName, RECORDING_EXTENSION)) {
         return recordingName{LOCAL_STORAGE_CLIENT, *tStart, *tStart, 0};
     }
     indexLevel3Body st;
@@ -33,5 +27,16 @@ std::optional<recordingName> ParseRecordingName(std::string_view strName) {
 }
 
 std::optional<LocalTime> ParsePictureName(std::string_view strName) {
-    return ParseClockName(strName, PICTURE);
+    return ParseSecond(strName, PICTURE_EXTENSION);
+}
+
+std::optional<LocalTime> ParseDayName(std::string_view strName) {
+    indexLevel1Body st;
+    if (!ConvertStrDateToIndexLevel1Body(strName, st)) return std::nullopt;
+    return FromFields({st.stDate.wYear, st.stDate.byMonth, st.stDate.byDay});
+}
+
+std::string DayName(LocalTime tTime) {
+    const tagBlockTime st = ToBlockTime(tTime);
+    return GetDirName(dateInfo{st.wYear, st.byMonth, st.byDay});
 }

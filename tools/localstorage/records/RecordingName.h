@@ -1,12 +1,10 @@
-// What the name of a recording tells, in either layout. Text only.
-//
-//     remote-backup layout   20240305080000_20240305090000_1.mp4   start, end, type
-//     client layout          20240305_080000.mp4                   start
+// What the names of days, recordings and pictures tell of time.
 
 #ifndef LOCALSTORAGE_TOOL_RECORDS_RECORDINGNAME_H
 #define LOCALSTORAGE_TOOL_RECORDS_RECORDINGNAME_H
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "RecordTree/IndexRecords.h"
@@ -22,10 +20,15 @@ struct recordingName {
 
 LocalTime FromFileTime(const fileTimeInfo& stTime);
 
-/// Nothing when the name is no recording's.
+/// Nothing when the name is no recording's, in either layout.
 std::optional<recordingName> ParseRecordingName(std::string_view strName);
 
-/// Whether the name is a picture's (20240305_080000.jpg), and when it was taken.
+/// When the picture was taken; nothing when the name is no picture's.
 std::optional<LocalTime> ParsePictureName(std::string_view strName);
+
+/// The beginning of a day folder's day; nothing when the name is no day's.
+std::optional<LocalTime> ParseDayName(std::string_view strName);
+/// The name of the folder of a day.
+std::string DayName(LocalTime tTime);
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_RECORDINGNAME_H

@@ -1,50 +1,67 @@
 #include "records/Tree.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <list>
+#include <filesystem>
 
-#include "FileSystem/FileSystem.h"
 #include "base/Failure.h"
-#include "base/Text.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<std::string> Sorted(const std::list<std::string>& lsNames) {
-    std::vector<std::string> vecNames(lsNames.begin(), lsNames.end());
+void RefuseUnread(const std::string& strPath, const std::error_code& stError) {
+    if (!stError || stError == std::errc::no_such_file_or_directory) return;
+    throw CFailure("cannot read directory " + strPath + ": " + stError.message());
+}
+
+/// The names of the folders in a directory, or of the files, sorted.
+std::vector<std::string> NamesOf(const std::string& strPath, bool bFolders) {
+    std::vector<std::string> vecNames;
+    std::error_code stError;
+    fs::directory_iterator it(strPath, stError);
+    for (; !stError && it != fs::directory_iterator(); it.increment(stError)) {
+        if (it->is_symlink(stError)) continue;
+        const bool bWanted = bFolders ? it->is_directory(stError) : it->is_regular_file(stError);
+        if (bWanted) vecNames.push_back(it->path().filename());
+    }
+    RefuseUnread(strPath, stError);
     std::sort(vecNames.begin(), vecNames.end());
     return vecNames;
 }
 
+/// Those of the cameras that have a folder here.
+std::vector<std::string> FoldersOf(const std::string& strPath,
+                                   const std::vector<std::string>& vecCameras) {
+    if (vecCameras.empty()) return NamesOf(strPath, true);
+    std::vector<std::string> vecHere;
+    for (const std::string& strCamera : vecCameras) {
+        std::error_code stError;
+        const fs::file_status stStatus = fs::symlink_status(strPath + "/" + strCamera, stError);
+        RefuseUnread(strPath, stError);
+        if (fs::is_directory(stStatus)) vecHere.push_back(strCamera);
+    }
+    return vecHere;
+}
+
 }  // namespace
 
-dirListing ListDir(const std::string& strPath) {
-    std::list<std::string> lsDirs, lsFiles;
-    if (!GetSubTargetList(strPath, lsDirs, lsFiles)) {
-        const int nError = OSL_GetSystemLastError();
-        if (nError != ENOENT) {
-            throw CFailure("cannot read directory " + strPath + ": " + ErrorText(nError));
-        }
-    }
-    return {Sorted(lsDirs), Sorted(lsFiles)};
-}
-
 bool Exists(const std::string& strPath) {
-    return OSL_AccessFile(strPath.c_str(), 0) == 0;
+    std::error_code stError;
+    return fs::exists(strPath, stError);
 }
 
-bool IsDirectory(const std::string& strPath) {
-    OSL_FINFO_S stInfo;
-    return OSL_GetFileInfo(strPath.c_str(), stInfo) == 0 && stInfo.wFileType == OSL_TYPE_DIR;
+std::uint64_t FileSize(const std::string& strPath) {
+    std::error_code stError;
+    const std::uintmax_t nSize = fs::file_size(strPath, stError);
+    return stError ? 0 : nSize;
 }
 
 void WalkTree(const std::string& strRoot, const std::vector<std::string>& vecCameras,
               const std::function<bool(const treeFile&)>& fnFile) {
-    for (const std::string& strDay : ListDir(strRoot).vecDirs) {
+    for (const std::string& strDay : NamesOf(strRoot, true)) {
         const std::string strDayPath = strRoot + "/" + strDay;
-        const auto vecHere = vecCameras.empty() ? ListDir(strDayPath).vecDirs : vecCameras;
-        for (const std::string& strCamera : vecHere) {
-            for (const std::string& strName : ListDir(strDayPath + "/" + strCamera).vecFiles) {
+        for (const std::string& strCamera : FoldersOf(strDayPath, vecCameras)) {
+            for (const std::string& strName : NamesOf(strDayPath + "/" + strCamera, false)) {
                 if (!fnFile({strDay, strCamera, strName})) return;
             }
         }

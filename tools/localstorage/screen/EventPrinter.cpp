@@ -1,20 +1,13 @@
 #include "screen/EventPrinter.h"
 
-#include <filesystem>
-
 #include "base/Text.h"
 #include "base/Times.h"
+#include "records/Tree.h"
 #include "screen/Terminal.h"
 
 namespace {
 
 constexpr auto QUIET = std::chrono::seconds(10);
-
-std::uint64_t SizeOf(const std::string& strPath) {
-    std::error_code stError;
-    const std::uintmax_t nSize = std::filesystem::file_size(strPath, stError);
-    return stError ? 0 : nSize;
-}
 
 }  // namespace
 
@@ -30,7 +23,7 @@ void CEventPrinter::Print(const hostEvent& st) {
         case MESSAGEVALUE_CREATEFILE:
             return Print("created", st.strCamera, st.strPath, {{"path", st.strPath}});
         case MESSAGEVALUE_CLOSEFILE: {
-            const std::uint64_t nBytes = SizeOf(st.strPath);
+            const std::uint64_t nBytes = FileSize(st.strPath);
             return Print("closed", st.strCamera, st.strPath + "  " + FormatBytes(nBytes),
                          {{"path", st.strPath}, {"bytes", nBytes}});
         }
