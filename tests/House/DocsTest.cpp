@@ -42,13 +42,14 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
     const std::string strCommands = SOURCE_DIR "/tools/localstorage/commands";
     for (const auto& entry : std::filesystem::directory_iterator(strCommands))
         strSources += GetFile(entry.path());
-    const auto setCommands = Unique(Found(strSources, R"(command \w+\(\) \{[\s\S]*?return \{\s*"([a-z]+)\")"));
+    const auto setCommands =
+        Unique(Found(strSources, R"(command \w+\(\) \{[\s\S]*?return \{\s*"([a-z]+)\")"));
     EXPECT_EQ(Unique(Found(strReadme, R"(\n\| `([a-z]+)` \|)")), setCommands);
 }
 
 TEST(Docs, CrashesHaveTheNumbersOfTheIndexFiles) {
     const char* const pSteps = R"(\b([CFR][1-9])\b)";
-    const auto setSteps = Unique(Found(Source("src/Record/RecordTree/IndexFiles.h"), pSteps));
+    const auto setSteps = Unique(Found(Source("src/RecordTree/IndexFiles.h"), pSteps));
     EXPECT_EQ(Unique(Found(Source("docs/crash.md"), pSteps)), setSteps);
 }
 
