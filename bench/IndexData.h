@@ -119,10 +119,10 @@ inline void MakeIndexFiles(const std::string& strRecDir, IndexSize size) {
 }
 
 /// The path of a recording.
-inline std::string PathOf(const std::string& strRecDir, int nCamera,
-                          const indexLevel3Body& stFile) {
-    return strRecDir + "/" + RecDirName() + "/" + GetDirName(stFile.stStartTime.GetDate()) + "/" +
-           GetDirName(Camera(nCamera)) + "/" + GetRecFileName(stFile);
+inline recordPath PathOf(const std::string& strRecDir, int nCamera, const indexLevel3Body& stFile) {
+    const dateInfo stDate = stFile.stStartTime.GetDate();
+    return CChannelFolder({strRecDir, RecDirName(), GetDirName(stDate), stDate}, Camera(nCamera))
+        .Recording(stFile);
 }
 
 /// All index files below a record directory.

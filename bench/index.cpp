@@ -83,7 +83,8 @@ public:
             for (int nDay = 0; nDay < size.nDays; ++nDay) {
                 for (int n = 0; n < size.nFiles; ++n) {
                     const indexLevel3Body stFile = size.File(nDay, n);
-                    Insert(GetDirName(Camera(nCamera)), stFile, PathOf(strRecDir, nCamera, stFile));
+                    Insert(GetDirName(Camera(nCamera)), stFile,
+                           PathOf(strRecDir, nCamera, stFile).strPath);
                 }
             }
         }
@@ -216,7 +217,8 @@ void QueryRow(const char* pNumber, const char* pWhat, int nCount, int nHours, do
 // --- Changes
 
 struct Change {
-    std::string strCamera, strPath;
+    std::string strCamera;
+    recordPath stPath;
     indexLevel3Body stFile;
 };
 
@@ -257,7 +259,7 @@ std::vector<Change> Anywhere(const CWorld& world) {
             MakeChange(world, static_cast<int>(random() % CAMERAS),
                        world.m_size.FileBehind(static_cast<int>(random()) % world.m_size.nDays,
                                                static_cast<int>(random()) % world.m_size.nFiles));
-        if (setPath.insert(change.strPath).second) vecChange.push_back(change);
+        if (setPath.insert(change.stPath.strPath).second) vecChange.push_back(change);
     }
     return vecChange;
 }
@@ -276,7 +278,7 @@ double DoAndUndo(const std::vector<Change>& vecChange, First first, Second secon
 
 double ChangeIndex(CWorld& world, Pick pick, bool bAdd) {
     const auto with = [&](CIndexMgr::IndexType eType) {
-        return [&world, eType](const Change& c) { world.m_mgr.WriteIndex(c.strPath, eType); };
+        return [&world, eType](const Change& c) { world.m_mgr.WriteIndex(c.stPath, eType); };
     };
     const auto add = with(CIndexMgr::INDEX_TYPE_ADD);
     const auto remove = with(CIndexMgr::INDEX_TYPE_DELETE);
@@ -285,7 +287,9 @@ double ChangeIndex(CWorld& world, Pick pick, bool bAdd) {
 
 double ChangeDatabase(CWorld& world, Pick pick, bool bAdd) {
     CDatabase& database = world.Database();
-    const auto add = [&](const Change& c) { database.Insert(c.strCamera, c.stFile, c.strPath); };
+    const auto add = [&](const Change& c) {
+        database.Insert(c.strCamera, c.stFile, c.stPath.strPath);
+    };
     const auto remove = [&](const Change& c) {
         database.Delete(c.strCamera, Number(c.stFile.stStartTime), Number(c.stFile.stEndTime));
     };

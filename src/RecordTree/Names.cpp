@@ -4,8 +4,6 @@
 #include <charconv>
 #include <cstring>
 
-#include "FileSystem/FileSystem.h"
-
 namespace {
 
 bool IsDigit(char c) {
@@ -71,15 +69,6 @@ bool SplitChannel(std::string_view strName, ChannelParts& stParts) {
 
 void SetCameraID(indexLevel2Body& stBody, std::string_view strText) {
     std::memcpy(stBody.szCameraID, strText.data(), strText.size());
-}
-
-// Cuts the last component off `strPath`; false when there is no "/" in front of it.
-bool CutLast(std::string_view& strPath, std::string_view& strLast) {
-    const std::size_t nSlash = strPath.rfind('/');
-    if (nSlash == std::string_view::npos) return false;
-    strLast = strPath.substr(nSlash + 1);
-    strPath = strPath.substr(0, nSlash);
-    return true;
 }
 
 }  // namespace
@@ -208,13 +197,4 @@ std::size_t FormatRecFileName(const indexLevel3Body& stFile, char* pName) {
     pEnd = std::to_chars(pEnd, pName + REC_FILE_NAME_BUFFER, nType).ptr;
     pEnd = std::copy_n(RECORDING_EXTENSION, sizeof(RECORDING_EXTENSION) - 1, pEnd);
     return static_cast<std::size_t>(pEnd - pName);
-}
-
-bool SplitRecFilePath(std::string_view strPath, recFilePath& stPath) {
-    if (!CutLast(strPath, stPath.strFile) || !CutLast(strPath, stPath.strChannel) ||
-        !CutLast(strPath, stPath.strDay) || !CutLast(strPath, stPath.strRecFolder)) {
-        return false;
-    }
-    stPath.strRecDir = WithoutTrailingSlashes(strPath);
-    return true;
 }

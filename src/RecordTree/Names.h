@@ -105,18 +105,4 @@ constexpr std::size_t REC_FILE_NAME_BUFFER = 64;
 /// (REC_FILE_NAME_BUFFER bytes) and returns its length.
 std::size_t FormatRecFileName(const indexLevel3Body& stFile, char* pName);
 
-// --- Whole paths -------------------------------------------------------------------------------
-
-/// A record file's path, cut into its components; they point into the text that was cut.
-struct recFilePath {
-    std::string_view strRecDir;     ///< the record directory, without trailing slashes
-    std::string_view strRecFolder;  ///< the record folder's name
-    std::string_view strDay;
-    std::string_view strChannel;
-    std::string_view strFile;
-};
-/// Cuts from the end, so that a record directory may have the record folder's name in its own path.
-/// False when there are too few components. Nothing is verified.
-bool SplitRecFilePath(std::string_view strPath, recFilePath& stPath);
-
 #endif  // LOCALSTORAGE_RECORDTREE_NAMES_H

@@ -15,12 +15,12 @@ protected:
     }
 
     // A recording on disk and in the index.
-    std::string Record(const std::string& strRecDir, const std::string& strChannel,
-                       const std::string& strFile) {
-        const std::string strPath = RecPath(strRecDir, strChannel, strFile, RecDirName());
-        PutFile(strPath);
-        m_mgr.WriteIndex(strPath, CIndexMgr::INDEX_TYPE_ADD);
-        return strPath;
+    recordPath Record(const std::string& strRecDir, const std::string& strChannel,
+                      const std::string& strFile) {
+        const recordPath stPath = TypedPath(strRecDir, strChannel, strFile, RecDirName());
+        PutFile(stPath.strPath);
+        m_mgr.WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
+        return stPath;
     }
 
     CTempDir m_dir;
@@ -34,10 +34,10 @@ protected:
 TEST_F(IndexMgr, ADirectoryListedTwiceGetsOneIndexAndHasOneEngine) {
     fs::create_directory(m_strA);
     fs::create_symlink(m_strA, m_strB);
-    ASSERT_EQ(m_mgr.Initialize({m_strA, m_strA + "/", m_strA + "//", m_strB}), 0);
+    ASSERT_EQ(m_mgr.Initialize({m_strA, m_strA, m_strA + "/", m_strB}), 0);
     const auto path = Record(m_strA, "cam_1_0", FILE_1);
     Record(m_strB, "cam_1_0", FILE_2);  // another name of the same directory
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), (Paths{path, RecPath(m_strA, "cam_1_0", FILE_2)}));
+    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), (Paths{path.strPath, RecPath(m_strA, "cam_1_0", FILE_2)}));
 
     CIndexMgr other(CIndexMgr::STORAGE_TYPE_KESTREL);
     EXPECT_EQ(other.Initialize({m_dir / "c", m_strA}), 1);
@@ -48,27 +48,27 @@ TEST_F(IndexMgr, ADirectoryListedTwiceGetsOneIndexAndHasOneEngine) {
 
 TEST_F(IndexMgr, APulledDiskKeepsItsIndexAndComesBackByItself) {
     const std::string strRec = m_strA + "/deep/rec", strAway = m_dir / "away";
-    ASSERT_EQ(m_mgr.Initialize({strRec + "/"}), 0);
+    ASSERT_EQ(m_mgr.Initialize({strRec}), 0);
     const auto path = Record(strRec, "cam_1_0", FILE_1);
     m_mgr.Release();
-    ASSERT_EQ(m_mgr.Initialize({strRec + "/"}), 0);
+    ASSERT_EQ(m_mgr.Initialize({strRec}), 0);
     {
         CFaultInjection faults;
         faults.SetDevice(m_strA, 4711);
         fs::rename(m_strA, strAway);  // what the mount point hides is another file system
         fs::create_directories(m_strA);
-        EXPECT_FALSE(m_mgr.IsDirPresent(strRec + "/")) << "the nearest parent lies elsewhere";
+        EXPECT_FALSE(m_mgr.IsDirPresent(strRec)) << "the nearest parent lies elsewhere";
         fs::create_directories(strRec + "/RecordFile");
-        m_mgr.WriteIndex(RecPath(strRec, "cam_1_0", FILE_3), CIndexMgr::INDEX_TYPE_ADD);
+        m_mgr.WriteIndex(TypedPath(strRec, "cam_1_0", FILE_3), CIndexMgr::INDEX_TYPE_ADD);
         EXPECT_FALSE(m_mgr.ForgetMissingFile(path));
-        EXPECT_EQ(FindAll(m_mgr, "cam_1_0").front(), path) << "it did not leave the index";
+        EXPECT_EQ(FindAll(m_mgr, "cam_1_0").front(), path.strPath) << "it did not leave the index";
         EXPECT_EQ(Tree(m_strA).size(), 3u) << "nothing is made, no marker either";
         fs::remove_all(m_strA);
         fs::rename(strAway, m_strA);
     }
     EXPECT_TRUE(m_mgr.IsDirPresent(strRec));
     EXPECT_FALSE(m_mgr.ForgetMissingFile(path)) << "it is there";
-    fs::remove(path);
+    fs::remove(path.strPath);
     EXPECT_TRUE(m_mgr.ForgetMissingFile(path));
     Record(strRec, "cam_1_0", FILE_2);
 
@@ -89,8 +89,8 @@ TEST_F(IndexMgr, WhatAnotherEngineDidToADiskThatWasAwayIsNotLost) {
     faults.ClearDevices();
     CIndexMgr other;
     ASSERT_EQ(other.Initialize({m_strA}), 0) << "the lock went with the disk";
-    const auto path = RecPath(m_strA, "cam_1_0", FILE_2);
-    PutFile(path);
+    const auto path = TypedPath(m_strA, "cam_1_0", FILE_2);
+    PutFile(path.strPath);
     other.WriteIndex(path, CIndexMgr::INDEX_TYPE_ADD);
     EXPECT_FALSE(m_mgr.IsDirPresent(m_strA));
     other.Release();
@@ -109,7 +109,7 @@ TEST_F(IndexMgr, ASwitchRereadsTheDirectoriesBeforeIt) {
         CIndexMgr before;
         ASSERT_EQ(before.Initialize({m_strA}), 0);
         PutFile(RecPath(m_strA, "cam_1_0", FILE_1));
-        before.WriteIndex(RecPath(m_strA, "cam_1_0", FILE_1), CIndexMgr::INDEX_TYPE_ADD);
+        before.WriteIndex(TypedPath(m_strA, "cam_1_0", FILE_1), CIndexMgr::INDEX_TYPE_ADD);
         before.Release();
     }
     fs::create_directories(m_strB + "/BackupFile");
@@ -119,5 +119,5 @@ TEST_F(IndexMgr, ASwitchRereadsTheDirectoriesBeforeIt) {
     EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths()) << "read again, under the name in use";
     EXPECT_EQ(Tree(m_strA), vBefore) << "and not flushed under it";
     const auto path = Record(m_strA, "cam_1_0", FILE_2);
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths{path});
+    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths{path.strPath});
 }

@@ -44,16 +44,15 @@ TEST_F(Index, AFirstDayWhoseFolderIsGoneLeavesTheIndexAndTheQueryFailsThatOnce) 
     ASSERT_EQ(Open(), 0);
     for (const char* pFile : {FILE_1, FILE_3}) Record("cam_1_0", pFile);
     fs::remove_all(m_strFolder + "/20240305");
-    std::string strDate;
-    long lTime = 0;
-    EXPECT_FALSE(m_index.GetOldestDate(strDate, lTime));
+    dayOffer offer;
+    EXPECT_FALSE(m_index.GetOldestDate({}, offer));
     EXPECT_EQ(m_index.CountFiles(), 1u);
-    EXPECT_TRUE(m_index.GetOldestDate(strDate, lTime));
-    EXPECT_EQ(strDate, "20240306");
+    EXPECT_TRUE(m_index.GetOldestDate({}, offer));
+    EXPECT_EQ(offer.stDay.Path(), m_strFolder + "/20240306");
 
     CFaultInjection faults;  // a folder that cannot be asked is not gone
     faults.Fail(Op::Stat, Ends("20240306"), EIO);
-    EXPECT_FALSE(m_index.GetOldestDate(strDate, lTime));
+    EXPECT_FALSE(m_index.GetOldestDate({}, offer));
     EXPECT_EQ(m_index.CountFiles(), 1u);
 }
 

@@ -1,3 +1,5 @@
+// The deletion scan of the client layout.
+
 #include <gtest/gtest.h>
 
 #include "IndexMgr/KestrelIndex.h"
@@ -16,22 +18,24 @@ TEST(KestrelIndex, ListsTheOldestDayAndCleansUpOnItsWayUnlessAWalkBreaksOff) {
         PutFile(dir / strName);
     }
     const auto vBefore = Tree(dir.Path());
-    CKestrelIndex index{dir.Path()};
-    std::string strDir;
-    Paths lsFile;
+    CKestrelIndex index(dir.Path(), STORE_FILE_RECORD);
+    dayOffer offer;
     CFaultInjection faults;
     auto rule = faults.Fail(Op::ReadDir, Ends("RecordFile"), EIO).From(6);
-    EXPECT_EQ(index.QueryOldestRecFile(strDir, lsFile), 0);
+    EXPECT_FALSE(index.GetOldestDate({}, offer));
     EXPECT_EQ(rule.Seen(), 6u) << "of six entries all but one were told";
     EXPECT_EQ(Tree(dir.Path()), vBefore);
 
     faults.ClearRules();
-    EXPECT_EQ(index.QueryOldestRecFile(strDir, lsFile), 2);
-    EXPECT_EQ(strDir, dir / "RecordFile/20240305");
-    lsFile.sort();
-    EXPECT_EQ(lsFile,
-              (Paths{strDir + "/any name/xxxxxxxx_.mp4", strDir + "/cam/20240305_080000.mp4"}));
+    std::vector<recordPath> vFiles;
+    ASSERT_TRUE(index.GetOldestDate({}, offer));
+    index.ListDay(offer.stDay, vFiles);
+    const std::string strOldest = offer.stDay.Path();
+    EXPECT_EQ(strOldest, dir / "RecordFile/20240305");
+    ASSERT_EQ(vFiles.size(), 2u);
+    EXPECT_EQ(vFiles[0].strPath, strOldest + "/any name/xxxxxxxx_.mp4");
+    EXPECT_EQ(vFiles[1].strPath, strOldest + "/cam/20240305_080000.mp4");
     EXPECT_EQ(Tree(dir / "RecordFile").size(), 8u) << "foreign entries went";
-    EXPECT_EQ(index.QueryOldestRecFile(strDir, lsFile, {strDir}), 1);
-    EXPECT_EQ(strDir, dir / "RecordFile/20240306");
+    EXPECT_TRUE(index.GetOldestDate({strOldest}, offer));
+    EXPECT_EQ(offer.stDay.Path(), dir / "RecordFile/20240306");
 }

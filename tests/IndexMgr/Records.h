@@ -39,12 +39,20 @@ inline fileTimeInfo Time(const std::string& strTime) {
     return st.stStartTime;
 }
 
-/// Path of a recording below a record directory; the day is that of the start.
+/// Path of a recording, or of any file whose name begins with a day.
 inline std::string RecPath(const std::string& strRecDir, const std::string& strChannel,
-                           const std::string& strFile,
-                           const std::string& strFolder = "RecordFile") {
-    return strRecDir + "/" + strFolder + "/" + strFile.substr(0, 8) + "/" + strChannel + "/" +
-           strFile;
+                           const std::string& strFile) {
+    return strRecDir + "/RecordFile/" + strFile.substr(0, 8) + "/" + strChannel + "/" + strFile;
+}
+/// The typed one of a recording.
+inline recordPath TypedPath(const std::string& strRecDir, const std::string& strChannel,
+                            const std::string& strFile,
+                            const std::string& strFolder = RECORD_FOLDER) {
+    indexLevel3Body st;
+    ConvertStrRecFileToIndexLevel3Body(strFile, st);
+    const dateInfo stDate = st.stStartTime.GetDate();
+    return CChannelFolder({strRecDir, strFolder, GetDirName(stDate), stDate}, strChannel)
+        .Recording(st);
 }
 
 /// Everything that an index finds of a Channel(...), or a manager of a channel's name.

@@ -48,10 +48,11 @@ TEST(Threads, ChangesQueriesAndFlushesMeet) {
         }
         vThreads.emplace_back([&] {
             while (nRunning > 0) {
-                Paths lsPath = FindAll(index, Channel(ChannelName(1)));
+                const Paths lsPath = FindAll(index, Channel(ChannelName(1)));
                 EXPECT_TRUE(std::is_sorted(lsPath.begin(), lsPath.end()));
-                std::string strDir;
-                index.QueryOldestRecFile(strDir, lsPath);
+                dayOffer offer;
+                std::vector<recordPath> vFiles;
+                if (index.GetOldestDate({}, offer)) index.ListDay(offer.stDay, vFiles);
             }
         });
         while (nRunning > 0) index.WriteIndexToFile();

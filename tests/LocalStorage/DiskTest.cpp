@@ -47,7 +47,7 @@ TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
 /// Disks without an engine; what a look at them tells is made up.
 class Disks : public testing::Test {
 protected:
-    void Assign(bool bCycWrite) { m_disks.Assign({"/a/", "/b/", "/a/c/"}, bCycWrite); }
+    void Assign(bool bCycWrite) { m_disks.Assign({"/a", "/b", "/a/c"}, bCycWrite); }
     void SetRoom(const std::string& strRecDir, bool bRoom) {
         m_mLooks[strRecDir] = {true, bRoom ? 9999u : 0u, 0};
     }
@@ -70,37 +70,37 @@ TEST_F(Disks, EachIsLookedAtOnceAndTheFirstWithRoomIsTaken) {
         Room eFound;
         std::string strCurrent, strAsked;
     } STEPS[] = {
-        {true, true, true, true, Room::Here, "/a/", "/a/ "},
-        {true, false, true, true, Room::Moved, "/b/", "/a/ /b/ "},
-        {true, true, true, true, Room::Here, "/b/", "/b/ "},
-        {true, false, false, true, Room::Moved, "/a/c/", "/b/ /a/ /a/c/ "},
-        {true, true, false, false, Room::Moved, "/a/", "/a/c/ /a/ "},
-        {true, false, false, false, Room::None, "/a/", "/a/ /b/ /a/c/ "},
-        {false, false, true, true, Room::None, "/a/", "/a/ "},
+        {true, true, true, true, Room::Here, "/a", "/a "},
+        {true, false, true, true, Room::Moved, "/b", "/a /b "},
+        {true, true, true, true, Room::Here, "/b", "/b "},
+        {true, false, false, true, Room::Moved, "/a/c", "/b /a /a/c "},
+        {true, true, false, false, Room::Moved, "/a", "/a/c /a "},
+        {true, false, false, false, Room::None, "/a", "/a /b /a/c "},
+        {false, false, true, true, Room::None, "/a", "/a "},
     };
     Assign(true);
     for (const auto& stStep : STEPS) {
         if (!stStep.bCycWrite) Assign(false);
-        SetRoom("/a/", stStep.bA);
-        SetRoom("/b/", stStep.bB);
-        SetRoom("/a/c/", stStep.bC);
+        SetRoom("/a", stStep.bA);
+        SetRoom("/b", stStep.bB);
+        SetRoom("/a/c", stStep.bC);
         EXPECT_EQ(m_disks.FindRoom(), stStep.eFound) << &stStep - STEPS;
         EXPECT_EQ(m_disks.Current(), stStep.strCurrent) << &stStep - STEPS;
         EXPECT_EQ(Asked(), stStep.strAsked) << &stStep - STEPS;
     }
-    EXPECT_THAT(m_disks.BeyondHelp(), ElementsAre("/b/", "/a/c/"));  // never recorded on
+    EXPECT_THAT(m_disks.BeyondHelp(), ElementsAre("/b", "/a/c"));  // never recorded on
 
     Assign(true);
-    SetRoom("/a/", false);
+    SetRoom("/a", false);
     m_disks.FindRoom();
-    SetRoom("/a/", true);
+    SetRoom("/a", true);
     EXPECT_TRUE(m_disks.ChooseAgain());
-    EXPECT_EQ(m_disks.Current(), "/a/");
+    EXPECT_EQ(m_disks.Current(), "/a");
 }
 
 TEST_F(Disks, AFailureCountsForTheDiskOfTheFileUntilALookFindsItGone) {
     Assign(true);
-    for (const char* pDir : {"/a/", "/b/", "/a/c/"}) SetRoom(pDir, true);
+    for (const char* pDir : {"/a", "/b", "/a/c"}) SetRoom(pDir, true);
     m_disks.FindRoom();
     m_disks.NoteFailure("/a/c/RecordFile/x.mp4", EIO);  // of the longest directory
     m_disks.NoteFailure("/a/RecordFile/x.mp4", EMFILE);

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <exception>
 
-#include "IndexMgr/IndexLog.h"
 #include "IndexMgr/RecDirName.h"
+#include "Log/LogText.h"
 
 namespace {
 
@@ -49,17 +49,15 @@ int CIndex::Initialize(const std::string& strRecDir) {
     // Deliberate: the messages come after Release and so without the directory's name.
     if (!ReadIndex()) {
         Release();
-        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                 "[wtb][CIndex::Initialize] ReadIndex fail, strPrevPath [%s]",
-                 m_strPrevRecPath.c_str());
+        LogText("[wtb][CIndex::Initialize] ReadIndex fail, strPrevPath [%s]",
+                m_strPrevRecPath.c_str());
         return 1;
     }
     m_hWriteThread = OSL_Thread_Create(WriteIndexProc, this, 0, 0, 0, nullptr);
     if (!m_hWriteThread) {
         Release();
-        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                 "[wtb][CIndex::Initialize] OSL_Thread_Create fail, strPrevPath [%s]",
-                 m_strPrevRecPath.c_str());
+        LogText("[wtb][CIndex::Initialize] OSL_Thread_Create fail, strPrevPath [%s]",
+                m_strPrevRecPath.c_str());
         return 1;
     }
     return 0;
@@ -105,9 +103,8 @@ void CIndex::EndChange() {
 void CIndex::WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
                         const indexLevel3Body& stLevel3, IndexType enumIndexType) {
     if (!m_bInit) {
-        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                 "[wtb][CIndex::WriteIndex] not initialized, m_strPrevRecPath [%s]",
-                 m_strPrevRecPath.c_str());
+        LogText("[wtb][CIndex::WriteIndex] not initialized, m_strPrevRecPath [%s]",
+                m_strPrevRecPath.c_str());
         return;
     }
     if (enumIndexType != INDEX_TYPE_ADD && enumIndexType != INDEX_TYPE_DELETE) return;
@@ -135,8 +132,7 @@ std::uint32_t WriteIndexProc(void* pIndex) {
         try {
             index.WriteIndexToFile();
         } catch (const std::exception&) {  // the marker stays
-            WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                     "[wtb][CIndex::WriteIndexToFile] out of memory");
+            LogText("[wtb][CIndex::WriteIndexToFile] out of memory");
         }
         if (nResult == OSL_WAIT_OBJECT) return 0;
     }

@@ -22,7 +22,7 @@
 
 struct repairPlan;
 
-class CIndex {
+class CIndex : public COldestDays {
 public:
     /// What WriteIndex does.
     enum IndexType : std::uint32_t {
@@ -35,11 +35,11 @@ public:
     /// this object.
     explicit CIndex(CRecordDir* pRecordDir = nullptr);
     /// Call Release first.
-    virtual ~CIndex();
+    ~CIndex() override;
     CIndex(const CIndex&) = delete;
     CIndex& operator=(const CIndex&) = delete;
 
-    /// Reads the index of a record directory (no trailing "/"), checks and if need be repairs it,
+    /// Reads the index of a record directory (no "/" at its end), checks and if need be repairs it,
     /// and starts the writer thread. 0: ready (also when it was already); 1: reading failed, or no
     /// thread; 2: neither readable nor repairable. Can switch the process to "BackupFile".
     int Initialize(const std::string& strRecDir);
@@ -65,15 +65,11 @@ public:
                      std::list<std::string>& lsRecFile);
 
     /// The oldest day that is not passed over, with its folder's modification time. False: there is
-    /// none (`strDate` untouched), its folder is gone (it then leaves the index), or the disk is
-    /// not there.
-    bool GetOldestDate(std::string& strDate, long& lTime, const PassedOverDays& setPassedOver = {});
-
-    /// Appends the paths of all files of that day: those of the index, and those that lie in its
-    /// folders under a valid name without an entry. `strOldestDir` receives the day's folder.
-    /// Returns how many.
-    int QueryOldestRecFile(std::string& strOldestDir, std::list<std::string>& lsRecFile,
-                           const PassedOverDays& setPassedOver = {});
+    /// none, its folder is gone (it then leaves the index), or the disk is not there.
+    bool GetOldestDate(const PassedOverDays& setPassedOver, dayOffer& offer) override;
+    /// Appends the paths of all files of a day: those of the index, and those that lie in its
+    /// folders under a valid name without an entry.
+    void ListDay(const dayFolder& stDay, std::vector<recordPath>& vFiles) override;
 
     /// Writes what changed since the last flush to the index files. Deliberate: an index without
     /// any recording is not written; its files stay as they were. One thread at a time (the
@@ -110,15 +106,13 @@ private:
     bool RepairIndex();
     bool DisownIndex(const std::string& strFolder);
     bool BeginAnew(const std::string& strFolder);
-    void LogRepair(int nLine, const char* pWhat) const;
+    void LogRepair(const char* pWhat) const;
     void LogNothingFound(const repairPlan& plan) const;
 
     // IndexQuery.cpp
-    bool FindOldestDay(const std::string& strFolder, const PassedOverDays& setPassedOver,
-                       indexLevel1Body& stDay);
-    void ForgetDay(const indexLevel1Body& stDay);
-    void AddListedOfDay(const std::string& strDate, const std::string& strDayDir,
-                        std::list<std::string>& lsRecFile);
+    bool FindOldestDay(const PassedOverDays& setPassedOver, dayFolder& stDay);
+    void ForgetDay(const dateInfo& stDate);
+    void AddListed(const dayFolder& stDay, std::vector<recordPath>& vFiles);
 
     std::string m_strPrevRecPath;  // the record directory; empty while not initialised
     bool m_bInit = false;

@@ -4,7 +4,7 @@
 #include <new>
 
 #include "IndexMgr/Index.h"
-#include "IndexMgr/IndexLog.h"
+#include "Log/LogText.h"
 
 namespace {
 
@@ -26,16 +26,14 @@ const char* WriteFaultText(IndexFileError eError) {
 }
 
 void LogWriteFault(const indexFileFault& fault) {
-    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-             "[wtb][CIndex::WriteIndexToFile] index0%d.bin %s, strIndexLevel%dPath [%s]",
-             fault.nLevel, WriteFaultText(fault.eError), fault.nLevel, fault.strPath.c_str());
+    LogText("[wtb][CIndex::WriteIndexToFile] index0%d.bin %s, strIndexLevel%dPath [%s]",
+            fault.nLevel, WriteFaultText(fault.eError), fault.nLevel, fault.strPath.c_str());
 }
 
-void LogMarker(int nLine, const char* pWhat, const std::string& strMarker) {
+void LogMarker(const char* pWhat, const std::string& strMarker) {
     char szError[128];
-    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, nLine,
-             "[wtb][CIndex::WriteIndex] index.dirty %s fail, strMarkerPath [%s], error [%s]", pWhat,
-             strMarker.c_str(), OSL_ErrorText(OSL_GetSystemLastError(), szError, sizeof(szError)));
+    LogText("[wtb][CIndex::WriteIndex] index.dirty %s fail, strMarkerPath [%s], error [%s]", pWhat,
+            strMarker.c_str(), OSL_ErrorText(OSL_GetSystemLastError(), szError, sizeof(szError)));
 }
 
 }  // namespace
@@ -53,7 +51,7 @@ void CIndex::MakeMarker() {
         m_bMarkerFailed = false;
         return;
     }
-    if (!m_bMarkerFailed) LogMarker(__LINE__, "open", strMarker);
+    if (!m_bMarkerFailed) LogMarker("open", strMarker);
     m_bMarkerFailed = true;
 }
 
@@ -61,7 +59,7 @@ void CIndex::MakeMarker() {
 void CIndex::RemoveMarker() {
     const std::string strMarker = GetRecordFolder() + "/" + INDEX_DIRTY_MARKER;
     m_bMarker = OSL_DeleteFile(strMarker.c_str()) != 0 && OSL_GetSystemLastError() != ENOENT;
-    if (m_bMarker) LogMarker(__LINE__, "delete", strMarker);
+    if (m_bMarker) LogMarker("delete", strMarker);
 }
 
 // The record folder goes with its last recording, and the marker with it: the next change makes
@@ -104,10 +102,10 @@ bool CIndex::TakeSnapshot(indexSnapshot& snapshot) {
         return true;
     } catch (const std::bad_alloc&) {
         snapshot = indexSnapshot();
-        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                 "[wtb][CIndex::WriteIndexToFile] new pIndexLevel1Body fail, "
-                 "m_lsIndexLevel1Body.size() [%zu]",
-                 m_objTree.GetDays().size());
+        LogText(
+            "[wtb][CIndex::WriteIndexToFile] new pIndexLevel1Body fail, "
+            "m_lsIndexLevel1Body.size() [%zu]",
+            m_objTree.GetDays().size());
         return false;
     }
 }

@@ -4,23 +4,22 @@
 #include <utility>
 
 #include "IndexMgr/Index.h"
-#include "IndexMgr/IndexLog.h"
+#include "Log/LogText.h"
 
 namespace {
 
 void LogFault(const char* pMethod, const indexFileFault& fault, const char* pWhat) {
-    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-             "[wtb][CIndex::%s] index0%d.bin %s, strIndexLevel%dPath [%s]", pMethod, fault.nLevel,
-             pWhat, fault.nLevel, fault.strPath.c_str());
+    LogText("[wtb][CIndex::%s] index0%d.bin %s, strIndexLevel%dPath [%s]", pMethod, fault.nLevel,
+            pWhat, fault.nLevel, fault.strPath.c_str());
 }
 
 void LogNoMemory(const char* pMethod, const indexFileFault& fault) {
     const char* apCount[] = {"nExistDays", "nRecChannels", "nRecFiles"};
-    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-             "[wtb][CIndex::%s] index0%d.bin new pIndexLevel%dBody fail, strIndexLevel%dPath [%s], "
-             "%s [%u]",
-             pMethod, fault.nLevel, fault.nLevel, fault.nLevel, fault.strPath.c_str(),
-             apCount[fault.nLevel - 1], fault.nCount);
+    LogText(
+        "[wtb][CIndex::%s] index0%d.bin new pIndexLevel%dBody fail, strIndexLevel%dPath [%s], "
+        "%s [%u]",
+        pMethod, fault.nLevel, fault.nLevel, fault.nLevel, fault.strPath.c_str(),
+        apCount[fault.nLevel - 1], fault.nCount);
 }
 
 // Reading after a failed check goes by the counts alone, so to it a file that is missing or too
@@ -57,9 +56,8 @@ bool CIndex::CheckIndex() {
     const std::string strMarker = strFolder + "/" + INDEX_DIRTY_MARKER;
     // [2]: the files may be older than the tree. One that cannot be asked for may stand, too.
     if (OSL_AccessFile(strMarker.c_str(), 0) == 0 || OSL_GetSystemLastError() != ENOENT) {
-        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                 "[wtb][CIndex::CheckIndex] index.dirty exist, strMarkerPath [%s]",
-                 strMarker.c_str());
+        LogText("[wtb][CIndex::CheckIndex] index.dirty exist, strMarkerPath [%s]",
+                strMarker.c_str());
         return false;
     }
     indexFileFault fault;

@@ -7,33 +7,28 @@
 #include <utility>
 #include <vector>
 
-#include "FileSystem/FileSystem.h"
 #include "IndexMgr/Index.h"
-#include "IndexMgr/IndexLog.h"
 #include "IndexMgr/KestrelIndex.h"
 #include "IndexMgr/RecDirName.h"
 #include "IndexMgr/RecordDir.h"
+#include "Log/LogText.h"
 #include "Osl/Osl.h"
 #include "RecordTree/Names.h"
 
-/// One record directory. Exactly one of the two indexes is there, by the storage type.
+/// One record directory, with the binary index or those of the client layout.
 struct CIndexMgr::Entry {
     explicit Entry(const std::string& strPath) : objDir(strPath) {}
 
     CRecordDir objDir;
     std::unique_ptr<CIndex> pIndex;
-    std::unique_ptr<CKestrelIndex> pKestrel;
+    std::unique_ptr<CKestrelIndex> pRecordings, pPictures;
     const char* pReadUnder = nullptr;  // the record folder's name when pIndex was read
+
+    COldestDays& GetDays(StoreFileType eKind) const {
+        if (pIndex) return *pIndex;
+        return eKind == STORE_FILE_IMAGE ? *pPictures : *pRecordings;
+    }
 };
-
-namespace {
-
-std::string WithoutOneSlash(const std::string& strPath) {
-    const bool bSlash = !strPath.empty() && strPath.back() == '/';
-    return strPath.substr(0, strPath.size() - (bSlash ? 1 : 0));
-}
-
-}  // namespace
 
 CIndexMgr::CIndexMgr() : CIndexMgr(STORAGE_TYPE_RECORD) {}
 
@@ -44,7 +39,7 @@ CIndexMgr::~CIndexMgr() = default;
 int CIndexMgr::Initialize(const std::list<std::string>& lsRecDir) {
     if (m_enumStorageType > STORAGE_TYPE_KESTREL) return 0;
     for (const std::string& strRecDir : lsRecDir) {
-        const int nResult = AddDirectory(WithoutOneSlash(strRecDir));
+        const int nResult = AddDirectory(strRecDir);
         if (nResult != 0) return nResult;
     }
     return 0;
@@ -69,9 +64,12 @@ int CIndexMgr::AddDirectory(const std::string& strPath) {
 
 int CIndexMgr::OpenIndex(Entry& entry) {
     if (m_enumStorageType == STORAGE_TYPE_KESTREL) {
-        entry.pKestrel.reset(new (std::nothrow)
-                                 CKestrelIndex(entry.objDir.GetPath(), &entry.objDir));
-        return entry.pKestrel ? 0 : 1;
+        const auto make = [&](StoreFileType eKind) {
+            return std::make_unique<CKestrelIndex>(entry.objDir.GetPath(), eKind, &entry.objDir);
+        };
+        entry.pRecordings = make(STORE_FILE_RECORD);
+        entry.pPictures = make(STORE_FILE_IMAGE);
+        return 0;
     }
     entry.pIndex.reset(new (std::nothrow) CIndex(&entry.objDir));
     if (!entry.pIndex) return 1;
@@ -100,14 +98,11 @@ void CIndexMgr::Release() {
     m_mIndex.clear();
 }
 
-// The directories are few; their names compare without trailing slashes.
 CIndexMgr::Entry* CIndexMgr::FindEntry(std::string_view strRecDir) const {
-    strRecDir = WithoutTrailingSlashes(strRecDir);
-    for (const auto& [strPath, pEntry] : m_mIndex) {
-        if (WithoutTrailingSlashes(strPath) == strRecDir) return pEntry.get();
-    }
+    const auto it = m_mIndex.find(strRecDir);
+    if (it != m_mIndex.end()) return it->second.get();
     for (const auto& [strPath, pEntry] : m_vAliases) {
-        if (WithoutTrailingSlashes(strPath) == strRecDir) return pEntry;
+        if (strPath == strRecDir) return pEntry;
     }
     return nullptr;
 }
@@ -121,61 +116,34 @@ CIndexMgr::CChange::~CChange() {
     if (m_pIndex && std::uncaught_exceptions() == m_nExceptions) m_pIndex->EndChange();
 }
 
-bool CIndexMgr::ParseRecFilePath(const std::string& strRecFilePath, std::string& strPrevPath,
-                                 indexLevel1Body& stLevel1, indexLevel2Body& stLevel2,
-                                 indexLevel3Body& stLevel3) const {
-    recFilePath stPath;
-    if (!SplitRecFilePath(strRecFilePath, stPath) || stPath.strRecFolder != RecDirName()) {
-        return false;
-    }
-    indexLevel1Body stDay;
-    indexLevel2Body stChannel;
-    if (!ConvertStrDateToIndexLevel1Body(stPath.strDay, stDay) ||
-        !ConvertStrChannelToIndexLevel2Body(stPath.strChannel, stChannel) ||
-        !ConvertStrRecFileToIndexLevel3Body(stPath.strFile, stLevel3)) {
-        return false;
-    }
-    strPrevPath = stPath.strRecDir;
-    stLevel1 = stDay;
-    stLevel2 = stChannel;
-    return true;
-}
-
-void CIndexMgr::WriteIndex(const std::string& strRecFilePath, IndexType enumIndexType) {
+void CIndexMgr::WriteIndex(const recordPath& stPath, IndexType enumIndexType) {
     if (m_enumStorageType != STORAGE_TYPE_RECORD) return;
     if (enumIndexType != INDEX_TYPE_ADD && enumIndexType != INDEX_TYPE_DELETE) return;
-    std::string strPrevPath;
-    indexLevel1Body stLevel1;
-    indexLevel2Body stLevel2;
-    indexLevel3Body stLevel3;
-    const bool bParsed =
-        ParseRecFilePath(strRecFilePath, strPrevPath, stLevel1, stLevel2, stLevel3);
-    if (!bParsed) {
-        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                 "[wtb][CIndexMgr::WriteIndex] ParseRecFilePath fail, strRecFilePath [%s]",
-                 strRecFilePath.c_str());
-    }
-    Entry* pEntry = bParsed ? FindEntry(strPrevPath) : nullptr;
-    if (!pEntry) {
-        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                 "[wtb][CIndexMgr::WriteIndex] m_mIndex.find(strPrevPath) == m_mIndex.end(), "
-                 "strPrevPath [%s]",
-                 strPrevPath.c_str());
+    if (!stPath.stEntry) {
+        LogText("[wtb][CIndexMgr::WriteIndex] no index holds it, strRecFilePath [%s]",
+                stPath.strPath.c_str());
         return;
     }
-    pEntry->pIndex->WriteIndex(stLevel1, stLevel2, stLevel3,
+    Entry* const pEntry = FindEntry(stPath.RecDir());
+    if (!pEntry) {
+        LogText(
+            "[wtb][CIndexMgr::WriteIndex] m_mIndex.find(strPrevPath) == m_mIndex.end(), "
+            "strPrevPath [%s]",
+            std::string(stPath.RecDir()).c_str());
+        return;
+    }
+    pEntry->pIndex->WriteIndex(stPath.stEntry->stDay, stPath.stEntry->stChannel,
+                               stPath.stEntry->stFile,
                                static_cast<CIndex::IndexType>(enumIndexType));
 }
 
-bool CIndexMgr::ForgetMissingFile(const std::string& strRecFilePath) {
+bool CIndexMgr::ForgetMissingFile(const recordPath& stPath) {
     OSL_FINFO_S stInfo;
-    recFilePath stPath;
-    if (!SplitRecFilePath(strRecFilePath, stPath)) return false;
     const bool bMissing =
-        OSL_GetFileInfo(strRecFilePath.c_str(), stInfo) != 0 && OSL_GetSystemLastError() == ENOENT;
-    Entry* const pEntry = FindEntry(stPath.strRecDir);
+        OSL_GetFileInfo(stPath.strPath.c_str(), stInfo) != 0 && OSL_GetSystemLastError() == ENOENT;
+    Entry* const pEntry = FindEntry(stPath.RecDir());
     if (!bMissing || !pEntry || !pEntry->objDir.IsPresent()) return false;
-    WriteIndex(strRecFilePath, INDEX_TYPE_DELETE);
+    WriteIndex(stPath, INDEX_TYPE_DELETE);
     return true;
 }
 
@@ -198,76 +166,43 @@ int CIndexMgr::QueryRecFile(const std::string& strChannel, RecFileType enumRecFi
     return nFiles;
 }
 
+bool CIndexMgr::QueryOldestRecFile(oldestDay& day, const passedOver& stPassedOver) {
+    const char* const pMethod = m_enumStorageType == STORAGE_TYPE_KESTREL
+                                    ? "QueryOldestRecFileForKESTREL"
+                                    : "QueryOldestRecFileForRemoteBackup";
+    return QueryOldestDay(STORE_FILE_RECORD, pMethod, stPassedOver, day);
+}
+
+bool CIndexMgr::QueryOldestImgFile(oldestDay& day, const passedOver& stPassedOver) {
+    if (m_enumStorageType != STORAGE_TYPE_KESTREL) return false;
+    return QueryOldestDay(STORE_FILE_IMAGE, "QueryOldestImgFileForKESTREL", stPassedOver, day);
+}
+
 // Asks every directory that is not passed over for its oldest day, and the one that is chosen for
 // its files.
-template <typename GetOldest, typename QueryOldest>
-int CIndexMgr::QueryOldestDay(const char* pMethod, const std::vector<std::string>& vPassedOver,
-                              GetOldest getOldest, QueryOldest queryOldest,
-                              std::string& strOldestDir, std::string& strOldestDate,
-                              std::list<std::string>& lsFile) {
+bool CIndexMgr::QueryOldestDay(StoreFileType eKind, const char* pMethod,
+                               const passedOver& stPassedOver, oldestDay& day) {
     std::set<const Entry*> setPassedOver;
-    for (const std::string& strRecDir : vPassedOver) setPassedOver.insert(FindEntry(strRecDir));
+    for (const std::string& strRecDir : stPassedOver.vRecDirs)
+        setPassedOver.insert(FindEntry(strRecDir));
     std::vector<dayOffer> vOffers;
-    std::vector<Entry*> vEntries;
+    std::vector<COldestDays*> vDays;
     for (const auto& [strPath, pEntry] : m_mIndex) {
+        COldestDays& days = pEntry->GetDays(eKind);
         dayOffer offer;
-        if (setPassedOver.count(pEntry.get()) > 0 || !getOldest(*pEntry, offer)) continue;
-        vOffers.push_back(offer);
-        vEntries.push_back(pEntry.get());
+        if (setPassedOver.count(pEntry.get()) > 0) continue;
+        if (!days.GetOldestDate(stPassedOver.setDays, offer)) continue;
+        vOffers.push_back(std::move(offer));
+        vDays.push_back(&days);
     }
     if (vOffers.empty()) {
-        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                 "[wtb][CIndexMgr::%s] 0 == lsOldestDate.size()", pMethod);
-        return 0;
+        LogText("[wtb][CIndexMgr::%s] 0 == lsOldestDate.size()", pMethod);
+        return false;
     }
-    std::string strDayDir;
-    const int nFiles = queryOldest(*vEntries[ChooseOldestDay(vOffers)], strDayDir, lsFile);
-    const std::size_t nSlash = strDayDir.rfind('/');
-    if (nSlash == std::string::npos) return 0;  // the day went away between the two questions
-    strOldestDir = strDayDir.substr(0, nSlash);
-    strOldestDate = strDayDir.substr(nSlash + 1);
-    return nFiles;
-}
-
-int CIndexMgr::QueryOldestRecFile(std::string& strOldestDir, std::string& strOldestDate,
-                                  std::list<std::string>& lsRecFile,
-                                  const passedOver& stPassedOver) {
-    const auto ask = [&](const char* pMethod, auto pIndex) {
-        return QueryOldestDay(
-            pMethod, stPassedOver.vRecDirs,
-            [&](Entry& entry, dayOffer& offer) {
-                return (entry.*pIndex)
-                    ->GetOldestDate(offer.strDate, offer.lTime, stPassedOver.setDays);
-            },
-            [&](Entry& entry, std::string& strDayDir, std::list<std::string>& lsFile) {
-                return (entry.*pIndex)->QueryOldestRecFile(strDayDir, lsFile, stPassedOver.setDays);
-            },
-            strOldestDir, strOldestDate, lsRecFile);
-    };
-    switch (m_enumStorageType) {
-        case STORAGE_TYPE_RECORD:
-            return ask("QueryOldestRecFileForRemoteBackup", &Entry::pIndex);
-        case STORAGE_TYPE_KESTREL:
-            return ask("QueryOldestRecFileForKESTREL", &Entry::pKestrel);
-        default:
-            return 0;
-    }
-}
-
-int CIndexMgr::QueryOldestImgFile(std::string& strOldestDir, std::string& strOldestDate,
-                                  std::list<std::string>& lsImgFile,
-                                  const passedOver& stPassedOver) {
-    if (m_enumStorageType != STORAGE_TYPE_KESTREL) return 0;
-    return QueryOldestDay(
-        "QueryOldestImgFileForKESTREL", stPassedOver.vRecDirs,
-        [&](Entry& entry, dayOffer& offer) {
-            return entry.pKestrel->GetOldestImgDate(offer.strDate, offer.lTime,
-                                                    stPassedOver.setDays);
-        },
-        [&](Entry& entry, std::string& strDayDir, std::list<std::string>& lsFile) {
-            return entry.pKestrel->QueryOldestImgFile(strDayDir, lsFile, stPassedOver.setDays);
-        },
-        strOldestDir, strOldestDate, lsImgFile);
+    const std::size_t nChosen = ChooseOldestDay(vOffers);
+    day.stDay = vOffers[nChosen].stDay;
+    vDays[nChosen]->ListDay(day.stDay, day.vFiles);
+    return true;
 }
 
 CIndex* CIndexMgr::FindIndex(std::string_view strRecDir) const {
@@ -281,5 +216,5 @@ bool CIndexMgr::IsDirPresent(const std::string& strRecDir) const {
 }
 
 bool CIndexMgr::IsOtherName(const std::string& strRecDir) const {
-    return m_mIndex.count(WithoutOneSlash(strRecDir)) == 0 && FindEntry(strRecDir) != nullptr;
+    return m_mIndex.count(strRecDir) == 0 && FindEntry(strRecDir) != nullptr;
 }

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -22,7 +23,8 @@
 #include <vector>
 
 #include "IndexMgr/OldestDay.h"
-#include "RecordTree/IndexRecords.h"
+#include "RecordTree/RecordPath.h"
+#include "localstorage/LocalStorage.h"
 
 class CIndex;
 class CKestrelIndex;
@@ -51,9 +53,9 @@ public:
     CIndexMgr& operator=(const CIndexMgr&) = delete;
 
     /// Makes each directory that does not exist, locks it, and builds its index (reading, checking
-    /// and if need be repairing it). A directory listed twice gets one index. 0: ready; 1: failed,
-    /// or another engine holds a directory; 2: an index could be neither read nor repaired. After a
-    /// failure call Release.
+    /// and if need be repairing it). They are named without a "/" at the end, here and in all that
+    /// follows; one listed twice gets one index. 0: ready; 1: failed, or another engine holds a
+    /// directory; 2: an index could be neither read nor repaired. After a failure call Release.
     int Initialize(const std::list<std::string>& lsRecDir);
     /// Writes every index a last time, unlocks the directories and forgets everything.
     void Release();
@@ -73,22 +75,15 @@ public:
         const int m_nExceptions = std::uncaught_exceptions();
     };
 
-    /// Enters or removes the record file of that path; removing one that has no entry changes
-    /// nothing. A path that is none of this manager's, or whose names are not valid, is logged and
-    /// changes nothing. Remote-backup layout only. The file itself is not touched.
-    void WriteIndex(const std::string& strRecFilePath, IndexType enumIndexType);
+    /// Enters or removes a record file; removing one that has no entry changes nothing. One that no
+    /// index holds, or that lies in no directory of this manager, is logged and changes nothing.
+    /// Remote-backup layout only. The file itself is not touched.
+    void WriteIndex(const recordPath& stPath, IndexType enumIndexType);
 
     /// Removes the entry of a file that turned out to be gone already. True: it is out of the index
     /// (client layout: there is none); false: its disk is not there or the file still is, and
     /// the entry stays.
-    bool ForgetMissingFile(const std::string& strRecFilePath);
-
-    /// Cuts a record file's path into record directory (without trailing slashes) and the three
-    /// bodies. False, and everything untouched, when the path does not lead through the record
-    /// folder or a name in it is not valid.
-    bool ParseRecFilePath(const std::string& strRecFilePath, std::string& strPrevPath,
-                          indexLevel1Body& stLevel1, indexLevel2Body& stLevel2,
-                          indexLevel3Body& stLevel3) const;
+    bool ForgetMissingFile(const recordPath& stPath);
 
     /// Appends the paths of a channel's recordings that overlap [start, end), of all directories,
     /// sorted by path, to `lsRecFile` (merging, if it holds sorted paths) and returns how many.
@@ -98,23 +93,15 @@ public:
                      const fileTimeInfo& stStart, const fileTimeInfo& stEnd,
                      std::list<std::string>& lsRecFile);
 
-    /// The oldest day of all directories, without those passed over: `strOldestDir` is the folder
-    /// that holds the day ("<record directory>/<record folder>"), `strOldestDate` the day's name;
-    /// the paths of the day's files are appended to `lsRecFile`: those of the index, and those that
-    /// lie in its folders under a valid name without an entry. Returns how many.
-    ///
-    /// The days of `stPassedOver` are named as "<strOldestDir>/<strOldestDate>".
-    ///
-    /// With no day left both texts stay as they were (pass empty ones) and the result is 0: the
-    /// pass ends. A day without any file gives both texts and 0: it can be tidied and passed over.
-    /// A day whose folder is gone leaves the index, and its directory is left out this once.
-    int QueryOldestRecFile(std::string& strOldestDir, std::string& strOldestDate,
-                           std::list<std::string>& lsRecFile, const passedOver& stPassedOver = {});
+    /// The oldest day of all directories, without those passed over, with its files: those of the
+    /// index, and those that lie in its folders under a valid name without an entry. False: no day
+    /// is left, the pass ends. A day without any file can be tidied and passed over. A day whose
+    /// folder is gone leaves the index, and its directory is left out this once.
+    bool QueryOldestRecFile(oldestDay& day, const passedOver& stPassedOver = {});
 
     /// The same for snapshot pictures. Deliberate: the remote-backup layout never overwrites
     /// pictures and answers nothing.
-    int QueryOldestImgFile(std::string& strOldestDir, std::string& strOldestDate,
-                           std::list<std::string>& lsImgFile, const passedOver& stPassedOver = {});
+    bool QueryOldestImgFile(oldestDay& day, const passedOver& stPassedOver = {});
 
     /// False while the directory does not lie on the file system on which it lay at Initialize (or
     /// when it was made): its disk was pulled; and while another engine has it. Then it has no
@@ -136,13 +123,11 @@ private:
     Entry* FindEntry(std::string_view strRecDir) const;
     /// Its index; null for an unknown directory, and in the client layout.
     CIndex* FindIndex(std::string_view strRecDir) const;
-    template <typename GetOldest, typename QueryOldest>
-    int QueryOldestDay(const char* pMethod, const std::vector<std::string>& vPassedOver,
-                       GetOldest getOldest, QueryOldest queryOldest, std::string& strOldestDir,
-                       std::string& strOldestDate, std::list<std::string>& lsFile);
+    bool QueryOldestDay(StoreFileType eKind, const char* pMethod, const passedOver& stPassedOver,
+                        oldestDay& day);
 
     // By path, in the order in which equal days are chosen and results merged.
-    std::map<std::string, std::unique_ptr<Entry>> m_mIndex;
+    std::map<std::string, std::unique_ptr<Entry>, std::less<>> m_mIndex;
     // Other names of the same directories.
     std::vector<std::pair<std::string, Entry*>> m_vAliases;
     StorageType m_enumStorageType;

@@ -1,13 +1,16 @@
 // The index of one record directory: its queries.
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <unordered_set>
+#include <utility>
 
 #include "FileSystem/FileSystem.h"
 #include "FileSystem/ForEachEntry.h"
 #include "IndexMgr/Index.h"
-#include "IndexMgr/IndexLog.h"
 #include "IndexMgr/RecDirName.h"
+#include "Log/LogText.h"
 #include "RecordTree/Names.h"
 
 namespace {
@@ -34,27 +37,31 @@ int CountAdded(const std::list<std::string>& lsPath, std::size_t nBefore) {
     return static_cast<int>(lsPath.size() - nBefore);
 }
 
-// Appends the recordings in a day's folders that are not in `lsRecFile` yet. Folders that cannot be
+// Appends the recordings in a day's folders that are not in `vFiles` yet. Folders that cannot be
 // read have none to offer.
-void AddUnlisted(const std::string& strDayDir, std::list<std::string>& lsRecFile) {
-    const std::unordered_set<std::string_view> setListed(lsRecFile.begin(), lsRecFile.end());
+void AddUnlisted(const dayFolder& stDay, std::vector<recordPath>& vFiles) {
+    std::unordered_set<std::string_view> setListed;
+    for (const recordPath& stPath : vFiles) setListed.insert(stPath.strPath);
+    std::vector<recordPath> vUnlisted;
     std::list<std::string> lsChannel, lsOther;
-    if (!GetSubTargetList(strDayDir, lsChannel, lsOther)) EndPassOnShortage();
-    std::string strPath;
+    if (!GetSubTargetList(stDay.Path(), lsChannel, lsOther)) EndPassOnShortage();
     for (const std::string& strChannel : lsChannel) {
-        const std::string strFolder = strDayDir + "/" + strChannel;
-        const bool bWhole = ForEachEntry(strFolder, [&](const OSL_FIND_DATA& stData) {
-            if (stData.wFileType == OSL_TYPE_DIR || !VerifyRecFile(stData.szName)) return;
-            strPath.assign(strFolder).append("/").append(stData.szName);
-            if (setListed.count(strPath) == 0) lsRecFile.push_back(strPath);
+        const CChannelFolder folder(stDay, strChannel);
+        const bool bWhole = ForEachEntry(folder.Path(), [&](const OSL_FIND_DATA& stData) {
+            indexLevel3Body stFile;
+            if (stData.wFileType == OSL_TYPE_DIR ||
+                !ConvertStrRecFileToIndexLevel3Body(stData.szName, stFile))
+                return;
+            recordPath stPath = folder.Recording(stFile);
+            if (setListed.count(stPath.strPath) == 0) vUnlisted.push_back(std::move(stPath));
         });
         if (!bWhole) EndPassOnShortage();
     }
+    std::move(vUnlisted.begin(), vUnlisted.end(), std::back_inserter(vFiles));
 }
 
 void LogNotReady(const char* pMethod, const char* pWhat, const std::string& strPrevRecPath) {
-    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-             "[wtb][CIndex::%s] %s, m_strPrevRecPath [%s]", pMethod, pWhat, strPrevRecPath.c_str());
+    LogText("[wtb][CIndex::%s] %s, m_strPrevRecPath [%s]", pMethod, pWhat, strPrevRecPath.c_str());
 }
 
 }  // namespace
@@ -85,73 +92,57 @@ int CIndex::QueryRecFile(const indexLevel2Body& stChannel, RecFileType enumRecFi
     return CountAdded(lsRecFile, nBefore);
 }
 
-bool CIndex::GetOldestDate(std::string& strDate, long& lTime, const PassedOverDays& setPassedOver) {
+bool CIndex::GetOldestDate(const PassedOverDays& setPassedOver, dayOffer& offer) {
     if (!m_bInit) {
         LogNotReady("GetOldestDate", "not initialized", m_strPrevRecPath);
         return false;
     }
-    const std::string strFolder = GetRecordFolder();
-    indexLevel1Body stDay;
-    if (!FindOldestDay(strFolder, setPassedOver, stDay)) return false;
-    strDate = GetDirName(stDay.stDate);
+    offer.stDay = {m_strPrevRecPath, RecDirName(), std::string(), dateInfo()};
+    if (!FindOldestDay(setPassedOver, offer.stDay)) return false;
     OSL_FINFO_S stInfo;
-    if (!GetFolderAttribute(strFolder, strDate, stInfo)) {
-        if (OSL_GetSystemLastError() == ENOENT) ForgetDay(stDay);
+    if (!GetFolderAttribute(offer.stDay.Tree(), offer.stDay.strDay, stInfo)) {
+        if (OSL_GetSystemLastError() == ENOENT) ForgetDay(offer.stDay.stDate);
         return false;
     }
-    lTime = stInfo.tModify;
+    offer.lTime = stInfo.tModify;
     return IsPresent();
 }
 
-// The first day of the index that is not passed over.
-bool CIndex::FindOldestDay(const std::string& strFolder, const PassedOverDays& setPassedOver,
-                           indexLevel1Body& stDay) {
+// Fills in the first day of the index that is not passed over.
+bool CIndex::FindOldestDay(const PassedOverDays& setPassedOver, dayFolder& stDay) {
     OSL_Guard guard(m_mutexIndex);
     if (m_objTree.IsEmpty()) {
         LogNotReady("GetOldestDate", "0 == m_lsIndexLevel1Body.size()", m_strPrevRecPath);
     }
     for (const auto& [stDate, day] : m_objTree.GetDays()) {
-        if (setPassedOver.count(strFolder + "/" + day.strName) > 0) continue;
+        stDay.strDay = day.strName;
         stDay.stDate = stDate;
-        return true;
+        if (setPassedOver.count(stDay.Path()) == 0) return true;
     }
     return false;
 }
 
 // A day whose folder is gone leaves the index, unless the whole disk is gone.
-void CIndex::ForgetDay(const indexLevel1Body& stDay) {
+void CIndex::ForgetDay(const dateInfo& stDate) {
     if (!IsPresent()) return;
     OSL_Guard guard(m_mutexIndex);
     MakeMarker();
-    m_objTree.RemoveDay(stDay);
+    m_objTree.RemoveDay({stDate});
     ForgetMarkerWithFolder();
 }
 
-int CIndex::QueryOldestRecFile(std::string& strOldestDir, std::list<std::string>& lsRecFile,
-                               const PassedOverDays& setPassedOver) {
-    std::string strDate;
-    long lTime = 0;
-    if (!GetOldestDate(strDate, lTime, setPassedOver)) {
-        LogNotReady("QueryOldestRecFile", "GetOldestDate fail", m_strPrevRecPath);
-        return 0;
-    }
-    strOldestDir = GetRecordFolder() + "/" + strDate;
-    const std::size_t nBefore = lsRecFile.size();
-    AddListedOfDay(strDate, strOldestDir, lsRecFile);
-    AddUnlisted(strOldestDir, lsRecFile);
-    return CountAdded(lsRecFile, nBefore);
+void CIndex::ListDay(const dayFolder& stDay, std::vector<recordPath>& vFiles) {
+    AddListed(stDay, vFiles);
+    AddUnlisted(stDay, vFiles);
 }
 
-void CIndex::AddListedOfDay(const std::string& strDate, const std::string& strDayDir,
-                            std::list<std::string>& lsRecFile) {
+void CIndex::AddListed(const dayFolder& stDay, std::vector<recordPath>& vFiles) {
     OSL_Guard guard(m_mutexIndex);
-    for (const auto& [stDate, day] : m_objTree.GetDays()) {
-        if (day.strName != strDate) continue;
-        for (const indexChannel& channel : day.lsChannels) {
-            CPathMaker paths(strDayDir, channel.strName);
-            channel.objFiles->ForEach(
-                [&](const indexLevel3Body& stFile) { paths.AddTo(lsRecFile, stFile); });
-        }
-        return;
+    const auto itDay = m_objTree.GetDays().find(stDay.stDate);
+    if (itDay == m_objTree.GetDays().end()) return;
+    for (const indexChannel& channel : itDay->second.lsChannels) {
+        const CChannelFolder folder(stDay, channel.stBody);
+        channel.objFiles->ForEach(
+            [&](const indexLevel3Body& stFile) { vFiles.push_back(folder.Recording(stFile)); });
     }
 }

@@ -5,20 +5,20 @@
 
 #include "FileSystem/FileSystem.h"
 #include "IndexMgr/Index.h"
-#include "IndexMgr/IndexLog.h"
+#include "Log/LogText.h"
 #include "RecordTree/RepairPlan.h"
 
 // False when the index could not be rebuilt.
 bool CIndex::RepairIndex() {
-    LogRepair(__LINE__, "enter");
+    LogRepair("enter");
     const std::string strFolder = GetRecordFolder();
     repairPlan plan;
     std::string strUnreadable;
     if (!MakeRepairPlan(strFolder, plan, strUnreadable)) {  // R1
-        WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-                 "[wtb][CIndex::RepairIndex] directory cannot be read, strPath [%s], "
-                 "m_strPrevRecPath [%s]",
-                 strUnreadable.c_str(), m_strPrevRecPath.c_str());
+        LogText(
+            "[wtb][CIndex::RepairIndex] directory cannot be read, strPath [%s], "
+            "m_strPrevRecPath [%s]",
+            strUnreadable.c_str(), m_strPrevRecPath.c_str());
         return false;
     }
     if (!DisownIndex(strFolder)) return false;   // R2
@@ -29,7 +29,7 @@ bool CIndex::RepairIndex() {
     }
     TakeTree(std::move(plan.objTree), 0);
     WriteIndexToFile();  // R4; what cannot be written stays in memory and is used
-    LogRepair(__LINE__, "leave");
+    LogRepair("leave");
     return true;
 }
 
@@ -46,10 +46,10 @@ bool CIndex::DisownIndex(const std::string& strFolder) {
     if (!bThere && OSL_GetSystemLastError() == ENOENT) return true;
     if (bThere && stInfo.wFileType == OSL_TYPE_DIR) return true;  // no index, a foreign folder
     char szError[128];
-    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-             "[wtb][CIndex::RepairIndex] index01.bin delete fail, strIndexLevel1Path [%s], "
-             "error [%s]",
-             strPath.c_str(), OSL_ErrorText(nError, szError, sizeof(szError)));
+    LogText(
+        "[wtb][CIndex::RepairIndex] index01.bin delete fail, strIndexLevel1Path [%s], "
+        "error [%s]",
+        strPath.c_str(), OSL_ErrorText(nError, szError, sizeof(szError)));
     return OSL_AccessFile((strFolder + "/" + INDEX_DIRTY_MARKER).c_str(), 0) == 0;
 }
 
@@ -58,23 +58,22 @@ bool CIndex::DisownIndex(const std::string& strFolder) {
 bool CIndex::BeginAnew(const std::string& strFolder) {
     if (!DeleteDirectory(strFolder)) return false;
     m_bRead = true;
-    LogRepair(__LINE__, "leave");
+    LogRepair("leave");
     return true;
 }
 
-void CIndex::LogRepair(int nLine, const char* pWhat) const {
-    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, nLine,
-             "[wtb][CIndex::RepairIndex] %s, m_strPrevRecPath [%s]", pWhat,
-             m_strPrevRecPath.c_str());
+void CIndex::LogRepair(const char* pWhat) const {
+    LogText("[wtb][CIndex::RepairIndex] %s, m_strPrevRecPath [%s]", pWhat,
+            m_strPrevRecPath.c_str());
 }
 
 void CIndex::LogNothingFound(const repairPlan& plan) const {
     if (plan.nDays == 0) {
-        LogRepair(__LINE__, "0 == lsDate.size()");
+        LogRepair("0 == lsDate.size()");
         return;
     }
-    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, __LINE__,
-             "[wtb][CIndex::RepairIndex] mChannel.size() [%zu], mRecFile.size() [%zu], "
-             "m_strPrevRecPath [%s]",
-             plan.nDays, plan.nChannels, m_strPrevRecPath.c_str());
+    LogText(
+        "[wtb][CIndex::RepairIndex] mChannel.size() [%zu], mRecFile.size() [%zu], "
+        "m_strPrevRecPath [%s]",
+        plan.nDays, plan.nChannels, m_strPrevRecPath.c_str());
 }

@@ -1,4 +1,4 @@
-// Which day goes first when disks are full.
+// Which day goes first when disks are full: what a deletion pass asks an index, and how it chooses.
 
 #ifndef LOCALSTORAGE_INDEXMGR_OLDESTDAY_H
 #define LOCALSTORAGE_INDEXMGR_OLDESTDAY_H
@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Osl/Osl.h"
+#include "RecordTree/RecordPath.h"
 
 /// Days that a deletion pass leaves alone: paths of day folders.
 using PassedOverDays = std::set<std::string>;
@@ -31,15 +32,33 @@ inline void EndPassOnShortage() {
 
 /// The oldest day of one record directory.
 struct dayOffer {
-    std::string strDate;
+    dayFolder stDay;
     long lTime = 0;  ///< modification time of its folder
+};
+
+/// What a deletion pass asks of one record directory, in either layout.
+class COldestDays {
+public:
+    virtual ~COldestDays() = default;
+
+    /// The oldest day that is not passed over. False: there is none, or the disk is not there.
+    virtual bool GetOldestDate(const PassedOverDays& setPassedOver, dayOffer& offer) = 0;
+    /// Appends the paths of all files of a day that was offered.
+    virtual void ListDay(const dayFolder& stDay, std::vector<recordPath>& vFiles) = 0;
+};
+
+/// A day with its files.
+struct oldestDay {
+    dayFolder stDay;
+    std::vector<recordPath> vFiles;
 };
 
 /// The offer with the earliest day; of equal days the one with the earlier time, of equal times the
 /// first. There is at least one.
 inline std::size_t ChooseOldestDay(const std::vector<dayOffer>& vOffers) {
     const auto isBefore = [](const dayOffer& a, const dayOffer& b) {
-        return a.strDate != b.strDate ? a.strDate < b.strDate : a.lTime < b.lTime;
+        const int nOrder = a.stDay.strDay.compare(b.stDay.strDay);
+        return nOrder != 0 ? nOrder < 0 : a.lTime < b.lTime;
     };
     return static_cast<std::size_t>(std::min_element(vOffers.begin(), vOffers.end(), isBefore) -
                                     vOffers.begin());

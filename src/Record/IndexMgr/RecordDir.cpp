@@ -4,16 +4,15 @@
 #include <utility>
 
 #include "FileSystem/FileSystem.h"
-#include "IndexMgr/IndexLog.h"
 #include "IndexMgr/RecDirName.h"
+#include "Log/LogText.h"
 
 namespace {
 
-void LogFailure(int nLine, const char* pWhat, const std::string& strPath) {
+void LogFailure(const char* pWhat, const std::string& strPath) {
     char szError[128];
-    WriteLog(LOG_LEVEL_DBG, INDEX_LOG_SOURCE, nLine,
-             "[wtb][CRecordDir] %s, strRecDir [%s], error [%s]", pWhat, strPath.c_str(),
-             OSL_ErrorText(OSL_GetSystemLastError(), szError, sizeof(szError)));
+    LogText("[wtb][CRecordDir] %s, strRecDir [%s], error [%s]", pWhat, strPath.c_str(),
+            OSL_ErrorText(OSL_GetSystemLastError(), szError, sizeof(szError)));
 }
 
 // The attributes of a path, or of its nearest existing parent. The root always has some.
@@ -39,7 +38,7 @@ CRecordDir::~CRecordDir() {
 void CRecordDir::Make() {
     const std::string strDir = m_strPath + "/";
     if (OSL_AccessFile(strDir.c_str(), 0) != 0 && !MakeFullPath(strDir.c_str())) {
-        LogFailure(__LINE__, "cannot make the directory", m_strPath);
+        LogFailure("cannot make the directory", m_strPath);
     }
     OSL_Guard guard(m_mutex);
     m_identity = GetIdentity();
@@ -81,8 +80,7 @@ bool CRecordDir::Lock() {
     m_hLock = OSL_LockDir((m_strPath + "/").c_str());
     const int nError = m_hLock == OSL_INVALID_FILE ? OSL_GetSystemLastError() : 0;
     if (nError != 0 && nError != m_nLockError) {
-        LogFailure(__LINE__,
-                   nError == EWOULDBLOCK ? "another engine uses the directory"
+        LogFailure(nError == EWOULDBLOCK ? "another engine uses the directory"
                                          : "cannot lock the directory, used without a lock",
                    m_strPath);
     }

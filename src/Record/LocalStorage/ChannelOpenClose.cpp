@@ -8,7 +8,6 @@
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
-#include "LocalStorage/Naming.h"
 #include "RecordTree/Names.h"
 
 namespace {
@@ -84,7 +83,7 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
                 "strMapID [%s]",
                 strMapID.c_str());
         return Fail(STORAGE_ERROR_DISK_FULL,
-                    "[wtb][CLocalStorage::OpenChannelRecord] IsDiskFull, m_strCurRecDir [%s], "
+                    "[wtb][CLocalStorage::OpenChannelRecord] IsDiskFull, m_strCurRecDir [%s/], "
                     "strMapID [%s]",
                     m_objDisks.Current().c_str(), strMapID.c_str());
     }
@@ -95,7 +94,7 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
                     strMapID.c_str());
 
     const recordPath stPath = ChooseOpenPath(strCameraID, stRecFileInfo);
-    const CIndexMgr::CChange change(*m_pIndexMgr, stPath.strRecDir);
+    const CIndexMgr::CChange change(*m_pIndexMgr, stPath.RecDir());
     const OSL_FileHandle hRecFile =
         OpenInFolder(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : OSL_OPEN_NEW);
     if (hRecFile == OSL_INVALID_FILE)
@@ -110,7 +109,7 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
                 stPath.strPath.c_str());
         m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser, hRecFile,
                                   stPath.strPath, OSL_Time());
-        m_pIndexMgr->WriteIndex(stPath.strPath, CIndexMgr::INDEX_TYPE_ADD);
+        m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
     } catch (const std::exception&) {
         // The file stays, perhaps without an entry: the change does not end, so the marker stays.
         CChannelClaim claim = m_mapRecordChannel.Claim(key);
@@ -132,16 +131,17 @@ recordPath CLocalStorage::ChooseOpenPath(const std::string& strCameraID,
 }
 
 OSL_FileHandle CLocalStorage::OpenInFolder(const recordPath& stPath, unsigned nFlags) {
-    if (!MakeRecDir(*m_pIndexMgr, stPath.strRecDir)) return OSL_INVALID_FILE;
+    if (!MakeRecDir(*m_pIndexMgr, std::string(stPath.RecDir()))) return OSL_INVALID_FILE;
+    const std::string strFolder(stPath.Folder());
     int nError = 0;
     for (int nTry = 0; nTry < MAX_FOLDER_TRIES; ++nTry) {
-        const bool bMade = MakeFullPath(stPath.strDir.c_str());
+        const bool bMade = MakeFullPath(stPath.strPath.c_str());
         const OSL_FileHandle hFile =
             bMade ? OSL_OpenFile(stPath.strPath.c_str(), nFlags, OSL_FILE_SHARED)
                   : OSL_INVALID_FILE;
         if (hFile != OSL_INVALID_FILE) return hFile;
         nError = OSL_GetSystemLastError();
-        if (bMade ? OSL_AccessFile(stPath.strDir.c_str(), 0) == 0 : nError != ENOENT) break;
+        if (bMade ? OSL_AccessFile(strFolder.c_str(), 0) == 0 : nError != ENOENT) break;
     }
     m_objDisks.NoteFailure(stPath.strPath, nError);
     return OSL_INVALID_FILE;

@@ -21,6 +21,14 @@ RecFileType ConvertFromRecordTypeToRecFileType(RecordType enumRecordType) {
                                                                     : RECORD_TYPE_ALL);
 }
 
+indexLevel3Body ConvertRecFileInfoToIndexLevel3Body(const recFileInfo& stRecFileInfo) {
+    indexLevel3Body stFile;
+    stFile.stStartTime = ConvertBlockTimeToFileTime(stRecFileInfo.stStartTime);
+    stFile.stEndTime = ConvertBlockTimeToFileTime(stRecFileInfo.stEndTime);
+    stFile.enumRecFileType = ConvertFromRecordTypeToRecFileType(stRecFileInfo.enumRecordType);
+    return stFile;
+}
+
 CIndexMgr::StorageType ConvertLocalStorageTypeToStorageType(LocalStorageType enumStorageType) {
     return enumStorageType == LOCAL_STORAGE_CLIENT ? CIndexMgr::STORAGE_TYPE_KESTREL
                                                    : CIndexMgr::STORAGE_TYPE_RECORD;
@@ -35,7 +43,7 @@ void ConvertVexListToStdList(const CVexList<pathNode>& src, std::list<std::strin
 
 void ConvertStdListToVexList(const std::list<std::string>& src, CVexList<pathNode>& dst) {
     for (const std::string& strPath : src) {
-        if (strPath.size() >= LOCALSTORAGE_PATH_SIZE) continue;
+        if (IsPathTooLong(strPath)) continue;
         pathNode node;
         CopyText(node.szPath, sizeof(node.szPath), strPath);
         dst.push_back(node);

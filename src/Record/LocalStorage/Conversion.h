@@ -24,6 +24,8 @@ inline fileTimeInfo ConvertBlockTimeToFileTime(const tagBlockTime& stTime) {
 
 /// The type of the same number; 0 for a number above 8.
 RecFileType ConvertFromRecordTypeToRecFileType(RecordType enumRecordType);
+/// The entry of a recording of the remote-backup layout.
+indexLevel3Body ConvertRecFileInfoToIndexLevel3Body(const recFileInfo& stRecFileInfo);
 /// The index of a layout; that of layout 0 for a value above 1.
 CIndexMgr::StorageType ConvertLocalStorageTypeToStorageType(LocalStorageType enumStorageType);
 
@@ -32,6 +34,10 @@ void ConvertVexListToStdList(const CVexList<pathNode>& src, std::list<std::strin
 /// Appends every path of `src` to `dst`, but for those that a pathNode cannot hold.
 void ConvertStdListToVexList(const std::list<std::string>& src, CVexList<pathNode>& dst);
 
+/// Whether a path does not fit the fields that carry it to the host.
+inline bool IsPathTooLong(const std::string& strPath) {
+    return strPath.size() >= LOCALSTORAGE_PATH_SIZE;
+}
 /// Copies text into a field of fixed size, cut to leave room for the NUL.
 void CopyText(char* pField, std::size_t nSize, const std::string& strText);
 

@@ -14,7 +14,7 @@ constexpr std::size_t TRIAL_SIZE = 1 << 20;
 // Makes, writes and removes a file. 0, or the error of the first step that failed.
 int TryDisk(const std::string& strRecDir) {
     static char s_szTrial[TRIAL_SIZE];  // never touched: zeros that take no room in the library
-    const std::string strPath = strRecDir + ".write-trial";
+    const std::string strPath = strRecDir + "/.write-trial";
     int nError = 0;
     const auto note = [&nError](bool bDone) {
         if (!bDone && nError == 0) nError = OSL_GetSystemLastError();
@@ -35,7 +35,8 @@ diskLook LookAtDisk(const CIndexMgr& objIndexMgr, const std::string& strRecDir, 
     stLook.nFailure = nFailure;
     stLook.bPresent = MakeRecDir(objIndexMgr, strRecDir);
     std::uint64_t nUsableSpace = 0;
-    if (!stLook.bPresent || !GetDiskUsableSpace(strRecDir.c_str(), nUsableSpace)) return stLook;
+    if (!stLook.bPresent || !GetDiskUsableSpace((strRecDir + "/").c_str(), nUsableSpace))
+        return stLook;
     stLook.nUsableSpace = nUsableSpace;
     if (!IsTrialDue(stLook)) return stLook;
     const int nError = TryDisk(strRecDir);
@@ -45,8 +46,9 @@ diskLook LookAtDisk(const CIndexMgr& objIndexMgr, const std::string& strRecDir, 
 }
 
 bool MakeRecDir(const CIndexMgr& objIndexMgr, const std::string& strRecDir) {
-    const bool bThere = OSL_AccessFile(strRecDir.c_str(), 0) == 0;
-    if (!bThere && !(objIndexMgr.IsDirPresent(strRecDir) && MakeFullPath(strRecDir.c_str())))
+    const std::string strInside = strRecDir + "/";
+    const bool bThere = OSL_AccessFile(strInside.c_str(), 0) == 0;
+    if (!bThere && !(objIndexMgr.IsDirPresent(strRecDir) && MakeFullPath(strInside.c_str())))
         return false;
     return objIndexMgr.IsDirPresent(strRecDir);
 }

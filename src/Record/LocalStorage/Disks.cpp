@@ -7,11 +7,6 @@
 #include "Log/LogText.h"
 #include "Osl/Osl.h"
 
-std::string WithSlash(std::string strPath) {
-    if (strPath.empty() || strPath.back() != '/') strPath += '/';
-    return strPath;
-}
-
 void CDisks::Assign(const std::list<std::string>& lsRecDir, bool bCycWrite) {
     m_vRecDirs.clear();
     for (const std::string& strRecDir : lsRecDir) {
@@ -39,11 +34,12 @@ bool CDisks::IsOnCurrent(const std::string& strPath) const {
 
 // Of directories below one another the longest holds the file.
 std::size_t CDisks::NumberOf(const std::string& strPath) const {
-    std::size_t nFound = m_vRecDirs.size(), nLongest = 0;
+    std::size_t nFound = m_vRecDirs.size();
     for (std::size_t n = 0; n < m_vRecDirs.size(); ++n) {
-        if (!strPath.starts_with(m_vRecDirs[n]) || m_vRecDirs[n].size() <= nLongest) continue;
+        const std::string& strRecDir = m_vRecDirs[n];
+        if (!strPath.starts_with(strRecDir) || strPath[strRecDir.size()] != '/') continue;
+        if (nFound < m_vRecDirs.size() && strRecDir.size() < m_vRecDirs[nFound].size()) continue;
         nFound = n;
-        nLongest = m_vRecDirs[n].size();
     }
     return nFound;
 }
@@ -66,7 +62,7 @@ diskLook CDisks::Look(std::size_t nDisk) {
     const int nFailure = getFailure();
     diskLook stLook = m_ask(m_vRecDirs[nDisk], nFailure);
     if (nFailure != 0 && stLook.nFailure == 0)
-        LogText("[wtb][CLocalStorage::RetryFailedDisks] disk can be written again, strRecDir [%s]",
+        LogText("[wtb][CLocalStorage::RetryFailedDisks] disk can be written again, strRecDir [%s/]",
                 m_vRecDirs[nDisk].c_str());
     OSL_Guard guard(m_mtxDisks);
     if (m_vLooks[nDisk].nFailure != nFailure) stLook.nFailure = m_vLooks[nDisk].nFailure;

@@ -18,9 +18,6 @@
 #include "LocalStorage/DiskLook.h"
 #include "Osl/OslMutex.h"
 
-/// Appends the "/" that every record directory ends in, where it lacks.
-std::string WithSlash(std::string strPath);
-
 /// Looks are taken by one thread at a time; the rest may be asked from any thread.
 class CDisks {
 public:
@@ -29,9 +26,9 @@ public:
 
     explicit CDisks(AskDisk ask) : m_ask(std::move(ask)) {}
 
-    /// Takes the directories in the host's order, each ending in "/"; the first becomes current.
-    /// With `bCycWrite` recording moves among them, without it stays on the first. No other call
-    /// may run meanwhile.
+    /// Takes the directories in the host's order, without a "/" at the end; the first becomes
+    /// current. With `bCycWrite` recording moves among them, without it stays on the first. No
+    /// other call may run meanwhile.
     void Assign(const std::list<std::string>& lsRecDir, bool bCycWrite);
     /// The current record directory; empty before Assign.
     std::string Current() const;

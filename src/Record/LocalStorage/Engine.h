@@ -30,13 +30,6 @@
 
 class CFileDeleter;
 
-/// A file to be made.
-struct recordPath {
-    std::string strRecDir;  ///< its record directory
-    std::string strDir;     ///< its folder; both end in "/"
-    std::string strPath;
-};
-
 class CLocalStorage final : public CLocalStorageInterface {
 public:
     /// Starts nothing.
@@ -74,9 +67,10 @@ private:
                              const recFileInfo& stRecFileInfo) const;
     /// A view on `pCameraID`.
     channelKeyView GetChannelKey(const char* pCameraID, const recFileInfo& stRecFileInfo) const;
-    /// Below the current record directory, in the tree "RecordFile" or "ImageFile".
-    recordPath BuildPath(const std::string& strTree, const std::string& strDay,
-                         const std::string& strCameraID, const std::string& strFile) const;
+    /// A camera's folder below the current record directory, in the tree "RecordFile" or
+    /// "ImageFile".
+    CChannelFolder GetFolder(const std::string& strTree, const tagBlockTime& stDay,
+                             const std::string& strCameraID) const;
     recordPath BuildSpanPath(const std::string& strCameraID,
                              const recFileInfo& stRecFileInfo) const;
     recordPath BuildSecondPath(const std::string& strCameraID, std::time_t tTime) const;
@@ -134,12 +128,10 @@ private:
     /// Waits until a pass has made room, or the disks gain none any more.
     void AwaitFreedSpace() OSL_REQUIRES(m_mtxDiskCheck);
     /// Deletes these files of a day and tidies the folders. True when a file went.
-    bool DeleteRecordFile(const std::string& strOldestDir, const std::string& strOldestDate,
-                          const std::list<std::string>& lsRecFile);
+    bool DeleteRecordFile(const oldestDay& day);
     /// Deletes one of them, reports it and takes it out of the index. True when it is gone.
-    bool DeleteRecordFile(CFileDeleter& deleter, const std::string& strPath);
-    bool DeleteImageFile(const std::string& strOldestDir, const std::string& strOldestDate,
-                         const std::list<std::string>& lsImgFile);
+    bool DeleteRecordFile(CFileDeleter& deleter, const recordPath& stPath);
+    bool DeleteImageFile(const oldestDay& day);
     bool IsRecFileWritting(const std::string& strPath) const;
 
     // Snapshots

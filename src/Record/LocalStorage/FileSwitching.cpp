@@ -1,8 +1,8 @@
 // From one file of a channel to the next, in the client layout.
 
+#include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
-#include "LocalStorage/Naming.h"
 
 bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_t nPending) const {
     if (!IsClientLayout()) return false;

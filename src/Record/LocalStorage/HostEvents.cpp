@@ -35,7 +35,7 @@ bool CHostEvents::SendDiskFull(void* pUser) {
 
 bool CHostEvents::SendSwitchDisk(const std::string& strRecDir, std::uint64_t nUsableSpace) {
     auto stEvent = Zeroed<diskSwitchEvent>();
-    CopyText(stEvent.szDisk, sizeof(stEvent.szDisk), strRecDir);
+    CopyText(stEvent.szDisk, sizeof(stEvent.szDisk), strRecDir + "/");
     stEvent.nUsableSpace = nUsableSpace;
     return Send(MESSAGEVALUE_SWITCHDISK, &stEvent, sizeof(stEvent), nullptr);
 }

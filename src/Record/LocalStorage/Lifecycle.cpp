@@ -50,8 +50,8 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
     ConvertVexListToStdList(m_stStoreInfo.lsRecDir, lsRecDir);
     if (std::count(lsRecDir.begin(), lsRecDir.end(), "") > 0)
         return Fail(STORAGE_ERROR_PARAM, "[wtb][CLocalStorage::Initialize] empty path in lsRecDir");
-    for (std::string& strRecDir : lsRecDir) strRecDir = WithSlash(std::move(strRecDir));
-    LogText("[wtb][CLocalStorage::Initialize] first disk path [%s]", lsRecDir.front().c_str());
+    for (std::string& strRecDir : lsRecDir) strRecDir = WithoutTrailingSlashes(strRecDir);
+    LogText("[wtb][CLocalStorage::Initialize] first disk path [%s/]", lsRecDir.front().c_str());
     if (VerifyDuplicateDisk(lsRecDir))
         return Fail(STORAGE_ERROR_PARAM,
                     "[wtb][CLocalStorage::Initialize] VerifyDuplicateDisk fail");
@@ -94,7 +94,7 @@ void CLocalStorage::ChooseFirstDisk(std::list<std::string> lsRecDir) {
     if (m_stStoreInfo.bCycWrite)
         LogText("[wtb][CLocalStorage::Initialize] disk full, bCycWrite [%d]", 1);
     else
-        LogText("[wtb][CLocalStorage::Initialize] disk full, m_strCurRecDir [%s], bCycWrite [%d]",
+        LogText("[wtb][CLocalStorage::Initialize] disk full, m_strCurRecDir [%s/], bCycWrite [%d]",
                 m_objDisks.Current().c_str(), 0);
 }
 

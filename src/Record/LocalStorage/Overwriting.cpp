@@ -41,8 +41,8 @@ bool HasNoFolder(const NameList& lsSubDir, const NameList&) {
 
 void RemoveLookedAt(const std::string& strDir, const NameList& lsSubDir,
                     const NameList& lsSubFile) {
-    for (const std::string& strName : lsSubDir) DeleteDirectory(strDir + strName);
-    for (const std::string& strName : lsSubFile) OSL_DeleteFile((strDir + strName).c_str());
+    for (const std::string& strName : lsSubDir) DeleteDirectory(strDir + "/" + strName);
+    for (const std::string& strName : lsSubFile) OSL_DeleteFile((strDir + "/" + strName).c_str());
     OSL_RemoveDir(strDir.c_str());
 }
 
@@ -58,7 +58,7 @@ void RemoveWhileEmpty(const std::string& strDir, IsEmptyFunction IsEmpty) {
     }
     LogText(
         "[wtb][CLocalStorage::RemoveWhileEmpty] folder cannot be removed, given up until the "
-        "next pass, strDir [%s]",
+        "next pass, strDir [%s/]",
         strDir.c_str());
 }
 
@@ -66,16 +66,14 @@ void CleanUpDateDir(const std::string& strDateDir, IsEmptyFunction IsChannelDirE
     NameList lsSubDir, lsSubFile;
     GetSubTargetList(strDateDir, lsSubDir, lsSubFile);
     for (const std::string& strName : lsSubDir)
-        RemoveWhileEmpty(strDateDir + strName + "/", IsChannelDirEmpty);
+        RemoveWhileEmpty(strDateDir + "/" + strName, IsChannelDirEmpty);
     RemoveWhileEmpty(strDateDir, HasNoFolder);
 }
 
-void TidyDay(const char* pMethod, const std::string& strOldestDir, const std::string& strOldestDate,
-             IsEmptyFunction IsChannelDirEmpty) {
-    const std::string strDateDir = strOldestDir + "/" + strOldestDate + "/";
-    CleanUpDateDir(strDateDir, IsChannelDirEmpty);
-    LogText("[wtb][CLocalStorage::%s] CleanUpDateDir Path [%s]", pMethod, strDateDir.c_str());
-    RemoveWhileEmpty(strOldestDir + "/", HasNoFolder);
+void TidyDay(const char* pMethod, const dayFolder& stDay, IsEmptyFunction IsChannelDirEmpty) {
+    CleanUpDateDir(stDay.Path(), IsChannelDirEmpty);
+    LogText("[wtb][CLocalStorage::%s] CleanUpDateDir Path [%s/]", pMethod, stDay.Path().c_str());
+    RemoveWhileEmpty(stDay.Tree(), HasNoFolder);
 }
 
 }  // namespace
@@ -91,17 +89,12 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
         // A second look: what could not be told a moment ago must not cost a day.
         if (m_objDisks.ChooseAgain()) return true;
         stPassedOver.vRecDirs = m_objDisks.BeyondHelp();
-        std::string strDir, strDate;
-        std::list<std::string> lsFile;
-        if (bImage)
-            m_pIndexMgr->QueryOldestImgFile(strDir, strDate, lsFile, stPassedOver);
-        else
-            m_pIndexMgr->QueryOldestRecFile(strDir, strDate, lsFile, stPassedOver);
-        if (strDir.empty() || strDate.empty()) return false;
-        if (bImage ? DeleteImageFile(strDir, strDate, lsFile)
-                   : DeleteRecordFile(strDir, strDate, lsFile))
-            return true;
-        if (!stPassedOver.setDays.insert(strDir + "/" + strDate).second) return false;
+        oldestDay day;
+        const bool bFound = bImage ? m_pIndexMgr->QueryOldestImgFile(day, stPassedOver)
+                                   : m_pIndexMgr->QueryOldestRecFile(day, stPassedOver);
+        if (!bFound) return false;
+        if (bImage ? DeleteImageFile(day) : DeleteRecordFile(day)) return true;
+        if (!stPassedOver.setDays.insert(day.stDay.Path()).second) return false;
     }
 }
 
@@ -118,45 +111,43 @@ void CLocalStorage::AwaitFreedSpace() {
     }
 }
 
-bool CLocalStorage::DeleteRecordFile(const std::string& strOldestDir,
-                                     const std::string& strOldestDate,
-                                     const std::list<std::string>& lsRecFile) {
-    const CIndexMgr::CChange change(*m_pIndexMgr, strOldestDir.substr(0, strOldestDir.rfind('/')));
+bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
+    const CIndexMgr::CChange change(*m_pIndexMgr, day.stDay.strRecDir);
     CFileDeleter deleter;
-    std::vector<std::string> vKept;
-    for (const std::string& strPath : lsRecFile)
-        if (IsRecFileWritting(strPath) || !DeleteRecordFile(deleter, strPath))
-            vKept.push_back(strPath);
+    std::vector<const recordPath*> vKept;
+    for (const recordPath& stPath : day.vFiles)
+        if (IsRecFileWritting(stPath.strPath) || !DeleteRecordFile(deleter, stPath))
+            vKept.push_back(&stPath);
     // Recordings with the same times share one entry: what stays of them takes it over.
-    for (const std::string& strPath : vKept)
-        m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_ADD);
-    TidyDay("DeleteRecordFile", strOldestDir, strOldestDate, HasNoRecording);
-    return vKept.size() < lsRecFile.size();
+    for (const recordPath* pPath : vKept)
+        m_pIndexMgr->WriteIndex(*pPath, CIndexMgr::INDEX_TYPE_ADD);
+    TidyDay("DeleteRecordFile", day.stDay, HasNoRecording);
+    return vKept.size() < day.vFiles.size();
 }
 
-bool CLocalStorage::DeleteRecordFile(CFileDeleter& deleter, const std::string& strPath) {
+bool CLocalStorage::DeleteRecordFile(CFileDeleter& deleter, const recordPath& stPath) {
+    const std::string& strPath = stPath.strPath;
     if (!deleter.Delete(strPath)) {
         // Not EIO: one file that cannot be deleted must not keep the pass from all the others.
         if (OSL_GetSystemLastError() == EROFS) m_objDisks.NoteFailure(strPath, EROFS);
-        return m_pIndexMgr->ForgetMissingFile(strPath);
+        return m_pIndexMgr->ForgetMissingFile(stPath);
     }
     if (m_objEvents.SendDeleteFile(strPath))
         LogText(
             "[wtb][CLocalStorage::DeleteRecordFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
             "strRecFilePath [%s]",
             strPath.c_str());
-    m_pIndexMgr->WriteIndex(strPath, CIndexMgr::INDEX_TYPE_DELETE);
+    m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_DELETE);
     LogText("[wtb][CLocalStorage::DeleteRecordFile] Delete Record File Path [%s]", strPath.c_str());
     return true;
 }
 
 // Deliberate: unlike recordings, pictures are in no index, and one being written may go.
-bool CLocalStorage::DeleteImageFile(const std::string& strOldestDir,
-                                    const std::string& strOldestDate,
-                                    const std::list<std::string>& lsImgFile) {
+bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
     CFileDeleter deleter;
     bool bDeleted = false;
-    for (const std::string& strPath : lsImgFile) {
+    for (const recordPath& stPath : day.vFiles) {
+        const std::string& strPath = stPath.strPath;
         if (!deleter.Delete(strPath)) continue;
         bDeleted = true;
         if (m_objEvents.SendDeleteFile(strPath))
@@ -167,7 +158,7 @@ bool CLocalStorage::DeleteImageFile(const std::string& strOldestDir,
         LogText("[wtb][CLocalStorage::DeleteImageFile] Delete Image File Path [%s]",
                 strPath.c_str());
     }
-    TidyDay("DeleteImageFile", strOldestDir, strOldestDate, HasNoPicture);
+    TidyDay("DeleteImageFile", day.stDay, HasNoPicture);
     return bDeleted;
 }
 

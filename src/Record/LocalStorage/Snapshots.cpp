@@ -8,7 +8,6 @@
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
-#include "LocalStorage/Naming.h"
 #include "RecordTree/Names.h"
 
 bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned int nSize,
@@ -51,8 +50,8 @@ bool CLocalStorage::VerifyImagePath(const std::string& strPath) const {
 recordPath CLocalStorage::BuildImagePath(const std::string& strCameraID) const {
     tagBlockTime stNow;
     ConvertLocalTimeToBlockTime(OSL_Time(), stNow);
-    return BuildPath(IMAGE_FOLDER, GetDayName(stNow), strCameraID,
-                     GetSecondName(ConvertBlockTimeToFileTime(stNow), PICTURE_EXTENSION));
+    return GetFolder(IMAGE_FOLDER, stNow, strCameraID)
+        .File(GetSecondName(ConvertBlockTimeToFileTime(stNow), PICTURE_EXTENSION));
 }
 
 OSL_FileHandle CLocalStorage::OpenImageFile(const std::string& strCameraID, std::string& strPath) {
@@ -62,7 +61,7 @@ OSL_FileHandle CLocalStorage::OpenImageFile(const std::string& strCameraID, std:
                 "[wtb][CLocalStorage::WriteImage] pFunCallback MESSAGEVALUE_DISKFULL, "
                 "pCameraID [%s]",
                 strCameraID.c_str());
-        LogText("[wtb][CLocalStorage::WriteImage] IsDiskFull, m_strCurRecDir [%s], pCameraID [%s]",
+        LogText("[wtb][CLocalStorage::WriteImage] IsDiskFull, m_strCurRecDir [%s/], pCameraID [%s]",
                 m_objDisks.Current().c_str(), strCameraID.c_str());
         return OSL_INVALID_FILE;
     }
@@ -94,12 +93,12 @@ bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
     if (!m_bInit) return true;  // another engine may have the directory
     OSL_Guard guard(m_mtxDiskCheck);
     if (!m_objDisks.LookAtCurrent().bPresent) return true;
-    const std::string strDay = GetDayName(stDay);
-    const std::string strRoot = m_objDisks.Current() + IMAGE_FOLDER + "/";
+    const std::string strDay = GetDirName(ConvertBlockTimeToFileTime(stDay).GetDate());
+    const std::string strRoot = m_objDisks.Current() + "/" + IMAGE_FOLDER;
     std::list<std::string> lsSubDir, lsSubFile;
     GetSubTargetList(strRoot, lsSubDir, lsSubFile);
     for (const std::string& strName : lsSubDir)
-        if (strDay >= strName) DeleteDirectory(strRoot + strName);
+        if (strDay >= strName) DeleteDirectory(strRoot + "/" + strName);
     return true;
 } catch (const std::exception&) {
     OutOfMemory("DeleteImagesByDay");
