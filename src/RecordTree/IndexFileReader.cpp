@@ -111,7 +111,7 @@ private:
 // No path is built from an identifier that may name no folder.
 bool IsUsable(const indexLevel2Body& stChannel) {
     return std::memchr(stChannel.szCameraID, 0, sizeof(stChannel.szCameraID)) != nullptr &&
-           IsCameraID(GetDirName(stChannel));
+           IsFolderName(GetDirName(stChannel));
 }
 
 // Fills a tree from index files.

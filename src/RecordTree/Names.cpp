@@ -73,7 +73,7 @@ void SetCameraID(indexLevel2Body& stBody, std::string_view strText) {
 
 }  // namespace
 
-bool IsCameraID(std::string_view strName) {
+bool IsFolderName(std::string_view strName) {
     const auto isRefused = [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return c == '/' || c == '\\' || byte < 0x20 || byte == 0x7F;
@@ -82,9 +82,20 @@ bool IsCameraID(std::string_view strName) {
            strName != ".." && std::none_of(strName.begin(), strName.end(), isRefused);
 }
 
+bool IsIndexName(std::string_view strName) {
+    if (strName == INDEX_DIRTY_MARKER) return true;
+    if (strName.ends_with(INDEX_NEW_SUFFIX)) strName.remove_suffix(sizeof(INDEX_NEW_SUFFIX) - 1);
+    return strName == INDEX_FILE_LEVEL1 || strName == INDEX_FILE_LEVEL2 ||
+           strName == INDEX_FILE_LEVEL3;
+}
+
+bool IsCameraID(std::string_view strName) {
+    return IsFolderName(strName) && !IsIndexName(strName);
+}
+
 ChannelForm ClassifyChannel(std::string_view strName) {
     ChannelParts stParts;
-    if (!IsCameraID(strName)) return ChannelForm::NotStorable;
+    if (!IsFolderName(strName)) return ChannelForm::NotStorable;
     if (!SplitChannel(strName, stParts)) return ChannelForm::Bare;
     std::uint16_t wNum1;
     std::uint8_t byNum2;

@@ -5,7 +5,7 @@
 //     tree       RecordFile             recordings; later perhaps under the name BackupFile
 //                ImageFile              pictures
 //     day        YYYYMMDD               eight digits, the calendar is not checked
-//     channel    an identifier (IsCameraID), in the remote-backup layout in one of three forms
+//     channel    an identifier (IsFolderName), in the remote-backup layout in one of three forms
 //                (ClassifyChannel):
 //                  numbered             TEXT_N_N: TEXT has no "_"; the first number is 0 to 65535,
 //                                       the second 0 to 255, neither with leading zeros
@@ -52,8 +52,13 @@ constexpr std::size_t CAMERA_ID_MAX = 63;
 constexpr std::size_t DAY_NAME_SIZE = 8;
 constexpr std::size_t REC_FILE_NAME_SIZE = 35;
 
-/// True for a camera identifier that may name a folder: 1 to 63 bytes, not "." or "..", without
-/// "/", "\" and control characters.
+/// What can name a channel's folder: 1 to 63 bytes, not "." or "..", without "/", "\" and control
+/// characters.
+bool IsFolderName(std::string_view strName);
+/// The index's own names: the marker's, and its files', also with INDEX_NEW_SUFFIX behind them.
+bool IsIndexName(std::string_view strName);
+/// What may name a camera: a folder's name that is none of the index's. Where a folder has one of
+/// these all the same, its recordings are kept.
 bool IsCameraID(std::string_view strName);
 
 enum class ChannelForm {
@@ -61,7 +66,7 @@ enum class ChannelForm {
     Bare,        ///< kept whole in szCameraID
     NotStorable  ///< cannot be kept: the remote-backup layout refuses it
 };
-/// The form of a channel folder's name; what IsCameraID refuses is not storable.
+/// The form of a channel folder's name; what IsFolderName refuses is not storable.
 ChannelForm ClassifyChannel(std::string_view strName);
 
 // --- Verified: days, and what belongs to the remote-backup layout ------------------------------

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "FileSystem/FileSystem.h"
 #include "FileSystem/ForEachEntry.h"
@@ -75,6 +76,7 @@ private:
         ++m_plan.nChannels;
         if (m_vFiles.empty()) AddLeftOver(strPath + "/" + INDEX_FILE_LEVEL3);
         SortFiles(strDay + "/" + strChannel + "/");
+        ThinOut(strDay + "/" + strChannel + "/");
         return true;
     }
 
@@ -87,6 +89,22 @@ private:
             return true;
         };
         m_vFiles.erase(std::unique(m_vFiles.begin(), m_vFiles.end(), isTwin), m_vFiles.end());
+    }
+
+    // Of those that begin together the index takes so many and no more.
+    void ThinOut(const std::string& strFolder) {
+        auto itEnd = m_vFiles.begin();
+        std::size_t nTogether = 0;
+        for (const indexLevel3Body& stFile : m_vFiles) {
+            const bool bTogether =
+                itEnd != m_vFiles.begin() && std::prev(itEnd)->stStartTime == stFile.stStartTime;
+            nTogether = bTogether ? nTogether + 1 : 1;
+            if (nTogether > CFileList::MAX_TOGETHER)
+                m_plan.vCrowded.push_back(strFolder + GetRecFileName(stFile));
+            else
+                *itEnd++ = stFile;
+        }
+        m_vFiles.erase(itEnd, m_vFiles.end());
     }
 
     // Tells the names that stay and notes the findings among the others.
@@ -107,7 +125,8 @@ private:
     }
 
     void AddLeftOver(const std::string& strPath) {
-        if (OSL_AccessFile(strPath.c_str(), 0) == 0) {
+        OSL_FINFO_S stInfo;  // a link counts, wherever it leads
+        if (OSL_GetFileInfo(strPath.c_str(), stInfo) == 0) {
             m_plan.vFindings.push_back({EntryVerdict::LeftOver, strPath, false});
         }
     }

@@ -58,6 +58,8 @@ struct repairPlan {
     /// "day/channel/file" of recordings that stay without an entry, since another one of that
     /// channel has the same times.
     std::set<std::string> setTwins;
+    /// Likewise of those that stay without one since as many as an index takes begin with them.
+    std::vector<std::string> vCrowded;
     std::vector<repairFinding> vFindings;
     /// Number of day and channel folders under valid names, with or without recordings.
     std::size_t nDays = 0;

@@ -1,3 +1,8 @@
+// The live index of one directory: changes, flushes, days that go, and its marker.
+
+#include <functional>
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include "IndexMgr/Records.h"
@@ -82,9 +87,38 @@ TEST_F(Marker, ThatCannotBeAskedForCountsAsStanding) {
     PutUnknown();
     PutFile(m_strMarker);
     CFaultInjection faults;
-    faults.Fail(Op::Access, Is(m_strMarker), EIO);
+    faults.Fail(Op::Stat, Is(m_strMarker), EIO);
     EXPECT_EQ(Start(), 0);
     EXPECT_EQ(m_nFiles, 2u);
+}
+
+TEST_F(Marker, StandsWhateverHasItsNameAndIsNeverOpenedThroughALink) {
+    PutUnknown();
+    const std::string strOutside = m_dir / "outside";
+    PutFile(strOutside, "precious");
+    const std::function<void()> kinds[] = {
+        [&] { fs::create_symlink(strOutside, m_strMarker); },
+        [&] { fs::create_symlink("nowhere", m_strMarker); },
+        [&] { ::mkfifo(m_strMarker.c_str(), 0666); },
+        [&] { PutFile(m_strMarker + "/x"); },
+    };
+    std::size_t nFiles = 2;
+    for (const auto& make : kinds) {
+        SCOPED_TRACE(&make - kinds);
+        make();
+        EXPECT_EQ(Start(), 0);
+        EXPECT_EQ(m_nFiles, nFiles) << "the start repaired";
+        EXPECT_FALSE(fs::exists(fs::symlink_status(m_strMarker)));
+        CIndex index;
+        ASSERT_EQ(index.Initialize(m_dir.Path()), 0);
+        make();
+        index.BeginChange();
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(m_strMarker)));
+        index.EndChange();
+        index.Release();
+        Put("cam_1_0", "2024030600000" + std::to_string(++nFiles) + "_20240306090000_1.mp4");
+    }
+    EXPECT_EQ(GetFile(strOutside), "precious");
 }
 
 TEST_F(Marker, OutlivesARunWhoseRepairFailed) {

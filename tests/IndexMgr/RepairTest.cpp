@@ -1,6 +1,11 @@
+// What a repair keeps, enters and removes.
+
+#include <cstdio>
+
 #include <gtest/gtest.h>
 
 #include "IndexMgr/Records.h"
+#include "RecordTree/RepairPlan.h"
 #include "Support/FaultInjection.h"
 
 namespace fs = std::filesystem;
@@ -51,4 +56,31 @@ TEST_F(Repair, AnIndexThatCannotBeRemovedStaysBesideTheTreeItHadUnlessTheMarkerS
     EXPECT_STREQ(RecDirName(), RECORD_FOLDER);
     EXPECT_EQ(m_nFiles, 1u);
     EXPECT_FALSE(fs::exists(m_strMarker));
+}
+
+TEST_F(Repair, OfTooManyRecordingsThatBeginTogetherOnlyThoseBeyondStayOut) {
+    char szName[64];
+    for (unsigned n = 0; n < CFileList::MAX_TOGETHER + 2; ++n) {
+        std::snprintf(szName, sizeof(szName), "20240305080000_202403051%05u_1.mp4", n);
+        Put("cam_1_0", szName);
+    }
+    Put("cam_1_0", FILE_2);
+    repairPlan plan;
+    std::string strUnreadable;
+    ASSERT_TRUE(MakeRepairPlan(m_strFolder, plan, strUnreadable));
+    EXPECT_EQ(plan.vCrowded.size(), 2u);
+    EXPECT_EQ(plan.vCrowded.back(), std::string("20240305/cam_1_0/") + szName);
+    ASSERT_EQ(Open(), 0);
+    EXPECT_EQ(m_index.CountFiles(), CFileList::MAX_TOGETHER + 1);
+    EXPECT_EQ(FindAll(m_index, Channel("cam_1_0")).back(), Path("cam_1_0", FILE_2));
+    EXPECT_EQ(Tree(m_strFolder + "/20240305/cam_1_0").size(), CFileList::MAX_TOGETHER + 4);
+}
+
+TEST_F(Repair, AnIndexFileThatDescribesNothingGoesAlsoWhereItIsALinkToNothing) {
+    Put("cam_1_0", FILE_1);
+    fs::create_directories(m_strFolder + "/20240307/cam_1_0");
+    for (const char* pName : {"/20240307/index02.bin", "/20240307/cam_1_0/index03.bin"})
+        fs::create_symlink("nowhere", m_strFolder + pName);
+    ASSERT_EQ(Start(), 0);
+    EXPECT_EQ(Tree(m_strFolder + "/20240307"), std::vector<std::string>{"cam_1_0"});
 }

@@ -78,10 +78,10 @@ TEST_F(OpenClose, CameraIdentifiers) {
         {LOCAL_STORAGE_REMOTE_BACKUP,
          {"cam_1_0", "cam01", "a_b_1_0", "x_-1_2", "...", "K\xC3\xBC\x63he", strLong},
          {"cam_01_2", "cam_1_256", "cam_70000_1", strLong + "x", "", ".", "..", "../../etc", "a\\b",
-          "a\nb"}},
+          "a\nb", "index02.bin.new"}},
         {LOCAL_STORAGE_CLIENT,
          {"cam01", "cam_01_2", "cam_1_256"},
-         {strLong + "x", "", "..", "a/b"}},
+         {strLong + "x", "", "..", "a/b", "index.dirty"}},
     };
     for (const auto& stCase : CASES) {
         Start(stCase.enumType);

@@ -104,6 +104,17 @@ TEST(Names, OfTheClientLayoutAreScannedLoosely) {
         EXPECT_FALSE(IsScannedFile(pName, ".mp4")) << pName;
 }
 
+TEST(Names, OfTheIndexNameNoCamera) {
+    for (const char* pName : {"index01.bin", "index02.bin", "index03.bin", "index01.bin.new",
+                              "index02.bin.new", "index03.bin.new", "index.dirty"}) {
+        EXPECT_FALSE(IsCameraID(pName)) << pName;
+        EXPECT_EQ(ClassifyChannel(pName), ChannelForm::Bare) << "what lies there is kept";
+    }
+    for (const char* pName :
+         {"index04.bin", "index01.bin.new.new", "Index01.bin", "index.dirty.new"})
+        EXPECT_TRUE(IsCameraID(pName)) << pName;
+}
+
 TEST(Names, OfAPathTravelBesideIt) {
     const dayFolder stDay = {"/disk", RECORD_FOLDER, "20240305", {2024, 3, 5}};
     const auto expect = [](const recordPath& stPath, const std::string& strFile) {

@@ -7,6 +7,7 @@
 
 #include "IndexMgr/RecDirName.h"
 #include "Log/LogText.h"
+#include "RecordTree/Names.h"
 
 namespace {
 
@@ -111,11 +112,23 @@ void CIndex::WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& 
     OSL_Guard guard(m_mutexIndex);
     MakeMarker();
     if (enumIndexType == INDEX_TYPE_ADD) {
-        m_objTree.Add(stLevel1, stLevel2, stLevel3);
+        AddEntry(stLevel1, stLevel2, stLevel3);
     } else {
         m_objTree.Remove(stLevel1, stLevel2, stLevel3);
         ForgetMarkerWithFolder();
     }
+}
+
+void CIndex::AddEntry(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
+                      const indexLevel3Body& stLevel3) {
+    indexLevel3Body stThere = stLevel3;
+    if (m_objTree.Add(stLevel1, stLevel2, stLevel3) ||
+        m_objTree.Find(stLevel1.stDate, GetDirName(stLevel2), stThere)) {
+        return;
+    }
+    const dayFolder stDay = {m_strPrevRecPath, RecDirName(), GetDirName(stLevel1.stDate),
+                             stLevel1.stDate};
+    LogCrowded("WriteIndex", CChannelFolder(stDay, stLevel2).Recording(stLevel3).strPath);
 }
 
 std::size_t CIndex::CountFiles() {

@@ -54,7 +54,8 @@ public:
     void BeginChange();
     void EndChange();
 
-    /// Enters or removes one record file; anything but add and delete changes nothing.
+    /// Enters or removes one record file; anything but add and delete changes nothing. One with
+    /// which too many others begin together (CFileList::MAX_TOGETHER) is logged and stays out.
     void WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
                     const indexLevel3Body& stLevel3, IndexType enumIndexType);
 
@@ -83,6 +84,8 @@ private:
     friend std::uint32_t WriteIndexProc(void* pIndex);
 
     // Index.cpp
+    void AddEntry(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
+                  const indexLevel3Body& stLevel3) OSL_REQUIRES(m_mutexIndex);
     void JudgeRecDir() const;
     std::string GetRecordFolder() const;
     bool IsPresent() const { return !m_pRecordDir || m_pRecordDir->IsPresent(); }
@@ -108,6 +111,7 @@ private:
     bool BeginAnew(const std::string& strFolder);
     void LogRepair(const char* pWhat) const;
     void LogNothingFound(const repairPlan& plan) const;
+    static void LogCrowded(const char* pMethod, const std::string& strPath);
 
     // IndexQuery.cpp
     bool FindOldestDay(const PassedOverDays& setPassedOver, dayFolder& stDay);

@@ -5,6 +5,7 @@
 
 #include "IndexMgr/Index.h"
 #include "Log/LogText.h"
+#include "RecordTree/IndexMarker.h"
 
 namespace {
 
@@ -30,10 +31,11 @@ void LogWriteFault(const indexFileFault& fault) {
             fault.nLevel, WriteFaultText(fault.eError), fault.nLevel, fault.strPath.c_str());
 }
 
-void LogMarker(const char* pWhat, const std::string& strMarker) {
+void LogMarker(const char* pWhat, const std::string& strFolder) {
     char szError[128];
-    LogText("[wtb][CIndex::WriteIndex] index.dirty %s fail, strMarkerPath [%s], error [%s]", pWhat,
-            strMarker.c_str(), OSL_ErrorText(OSL_GetSystemLastError(), szError, sizeof(szError)));
+    LogText("[wtb][CIndex::WriteIndex] index.dirty %s fail, strMarkerPath [%s/%s], error [%s]",
+            pWhat, strFolder.c_str(), INDEX_DIRTY_MARKER,
+            OSL_ErrorText(OSL_GetSystemLastError(), szError, sizeof(szError)));
 }
 
 }  // namespace
@@ -42,24 +44,20 @@ void LogMarker(const char* pWhat, const std::string& strMarker) {
 // change. So is one on a disk that was away, from which another engine may have removed it.
 void CIndex::MakeMarker() {
     if ((m_bMarker && !WasAway()) || !IsPresent()) return;
-    const std::string strMarker = GetRecordFolder() + "/" + INDEX_DIRTY_MARKER;
-    const OSL_FileHandle hFile = OSL_OpenFile(strMarker.c_str(), OSL_OPEN_NEW, OSL_FILE_SHARED);
-    m_bMarker = hFile != OSL_INVALID_FILE;
-    if (m_bMarker) OSL_CloseFile(hFile);
+    m_bMarker = MakeIndexMarker(GetRecordFolder());
     // Without a record folder there is no index either, and the next start reads the tree.
     if (m_bMarker || OSL_GetSystemLastError() == ENOENT) {
         m_bMarkerFailed = false;
         return;
     }
-    if (!m_bMarkerFailed) LogMarker("open", strMarker);
+    if (!m_bMarkerFailed) LogMarker("open", GetRecordFolder());
     m_bMarkerFailed = true;
 }
 
 // F4.
 void CIndex::RemoveMarker() {
-    const std::string strMarker = GetRecordFolder() + "/" + INDEX_DIRTY_MARKER;
-    m_bMarker = OSL_DeleteFile(strMarker.c_str()) != 0 && OSL_GetSystemLastError() != ENOENT;
-    if (m_bMarker) LogMarker("delete", strMarker);
+    m_bMarker = !RemoveIndexMarker(GetRecordFolder());
+    if (m_bMarker) LogMarker("delete", GetRecordFolder());
 }
 
 // The record folder goes with its last recording, and the marker with it: the next change makes

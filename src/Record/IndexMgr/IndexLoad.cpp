@@ -5,6 +5,7 @@
 
 #include "IndexMgr/Index.h"
 #include "Log/LogText.h"
+#include "RecordTree/IndexMarker.h"
 
 namespace {
 
@@ -53,11 +54,9 @@ bool CIndex::CheckIndex() {
     if (OSL_AccessFile(strFolder.c_str(), 0) != 0 && OSL_GetSystemLastError() == ENOENT)
         return true;
 
-    const std::string strMarker = strFolder + "/" + INDEX_DIRTY_MARKER;
-    // [2]: the files may be older than the tree. One that cannot be asked for may stand, too.
-    if (OSL_AccessFile(strMarker.c_str(), 0) == 0 || OSL_GetSystemLastError() != ENOENT) {
-        LogText("[wtb][CIndex::CheckIndex] index.dirty exist, strMarkerPath [%s]",
-                strMarker.c_str());
+    if (AskIndexMarker(strFolder) != IndexMarker::None) {  // [2]: the files may be older
+        LogText("[wtb][CIndex::CheckIndex] index.dirty exist, strMarkerPath [%s/%s]",
+                strFolder.c_str(), INDEX_DIRTY_MARKER);
         return false;
     }
     indexFileFault fault;

@@ -6,6 +6,7 @@
 #include "FileSystem/FileSystem.h"
 #include "IndexMgr/Index.h"
 #include "Log/LogText.h"
+#include "RecordTree/IndexMarker.h"
 #include "RecordTree/RepairPlan.h"
 
 // False when the index could not be rebuilt.
@@ -23,6 +24,8 @@ bool CIndex::RepairIndex() {
     }
     if (!DisownIndex(strFolder)) return false;   // R2
     const bool bRemoved = RemoveFindings(plan);  // R3
+    for (const std::string& strPath : plan.vCrowded)
+        LogCrowded("RepairIndex", strFolder + "/" + strPath);
     if (plan.objTree.IsEmpty()) {
         LogNothingFound(plan);
         return bRemoved && BeginAnew(strFolder);
@@ -50,7 +53,7 @@ bool CIndex::DisownIndex(const std::string& strFolder) {
         "[wtb][CIndex::RepairIndex] index01.bin delete fail, strIndexLevel1Path [%s], "
         "error [%s]",
         strPath.c_str(), OSL_ErrorText(nError, szError, sizeof(szError)));
-    return OSL_AccessFile((strFolder + "/" + INDEX_DIRTY_MARKER).c_str(), 0) == 0;
+    return AskIndexMarker(strFolder) == IndexMarker::Stands;
 }
 
 // A readable record folder without any recording counts as a new one: it must not hide the
@@ -65,6 +68,13 @@ bool CIndex::BeginAnew(const std::string& strFolder) {
 void CIndex::LogRepair(const char* pWhat) const {
     LogText("[wtb][CIndex::RepairIndex] %s, m_strPrevRecPath [%s]", pWhat,
             m_strPrevRecPath.c_str());
+}
+
+void CIndex::LogCrowded(const char* pMethod, const std::string& strPath) {
+    LogText(
+        "[wtb][CIndex::%s] too many recordings begin together, it stays out of the index, "
+        "strRecFilePath [%s]",
+        pMethod, strPath.c_str());
 }
 
 void CIndex::LogNothingFound(const repairPlan& plan) const {

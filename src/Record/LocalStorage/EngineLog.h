@@ -20,7 +20,7 @@ void LogFailedWrite(const char* pMethod, const std::string& strCameraID, const c
 
 /// For a refused identifier, which may hold anything and is not printed.
 constexpr const char* CAMERA_ID_REFUSED =
-    "camera identifier refused: it must have 1 to 63 bytes, not be \".\" or \"..\", and hold no "
-    "separator or control character";
+    "camera identifier refused: it must have 1 to 63 bytes, not be \".\", \"..\" or a file of the "
+    "index, and hold no separator or control character";
 
 #endif  // LOCALSTORAGE_RECORD_ENGINELOG_H

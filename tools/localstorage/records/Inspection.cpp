@@ -78,6 +78,8 @@ void InspectIndex(inspection& st) {
     if (bMarkedBefore || Exists(strMarker)) AddMarker(strMarker, st);
     AddPaths({stPlan.setTwins.begin(), stPlan.setTwins.end()}, findingKind::TWIN,
              "another recording has the same times; it stays, without an entry", st);
+    AddPaths(stPlan.vCrowded, findingKind::CROWDED,
+             "too many recordings begin with it; it stays, and no host finds it", st);
     AddForeign(stPlan, st);
 }
 
@@ -106,7 +108,7 @@ void CountRecordings(inspection& st) {
 bool IsPassing(const inspection& st, const finding& stFinding) {
     if (stFinding.eKind == findingKind::TWIN) return true;
     return st.bInUse && stFinding.eKind != findingKind::FOREIGN &&
-           stFinding.eKind != findingKind::HIDDEN;
+           stFinding.eKind != findingKind::CROWDED && stFinding.eKind != findingKind::HIDDEN;
 }
 
 }  // namespace
@@ -118,7 +120,8 @@ bool inspection::IsClean() const {
 
 bool inspection::NeedsRepair() const {
     return std::any_of(vecFindings.begin(), vecFindings.end(), [&](const finding& st) {
-        return st.eKind != findingKind::HIDDEN && !IsPassing(*this, st);
+        return st.eKind != findingKind::HIDDEN && st.eKind != findingKind::CROWDED &&
+               !IsPassing(*this, st);
     });
 }
 
@@ -177,6 +180,8 @@ const char* KindName(findingKind eKind) {
             return "unlisted";
         case findingKind::TWIN:
             return "twin";
+        case findingKind::CROWDED:
+            return "crowded";
         case findingKind::HIDDEN:
             return "hidden";
         case findingKind::FOREIGN:

@@ -15,6 +15,7 @@ enum class findingKind {
     GONE,            ///< an entry without its file
     UNLISTED,        ///< a recording without an entry
     TWIN,            ///< a recording without an entry, since another has the same times
+    CROWDED,         ///< a recording without an entry, since too many others begin with it
     HIDDEN,          ///< recordings in a record folder that no host uses any more
     FOREIGN          ///< a repair removes it
 };

@@ -1,0 +1,23 @@
+// "index.dirty" in a record folder: it says that the index files may be older than the tree, see
+// IndexFiles.h. It stands when anything has its name, and is never opened through a link.
+
+#ifndef LOCALSTORAGE_RECORDTREE_INDEXMARKER_H
+#define LOCALSTORAGE_RECORDTREE_INDEXMARKER_H
+
+#include <string>
+
+enum class IndexMarker {
+    None,
+    Stands,
+    Unknown  ///< cannot be asked for: it may stand
+};
+IndexMarker AskIndexMarker(const std::string& strFolder);
+
+/// Makes it, as a plain file, also where something else has its name. False on failure: see
+/// OSL_GetSystemLastError.
+bool MakeIndexMarker(const std::string& strFolder);
+
+/// Removes whatever has its name. True when nothing has it any more.
+bool RemoveIndexMarker(const std::string& strFolder);
+
+#endif  // LOCALSTORAGE_RECORDTREE_INDEXMARKER_H
