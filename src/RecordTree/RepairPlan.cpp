@@ -107,7 +107,8 @@ private:
     }
 
     void AddLeftOver(const std::string& strPath) {
-        if (OSL_AccessFile(strPath.c_str(), 0) == 0) {
+        OSL_FINFO_S stInfo;  // of a link that leads nowhere, too
+        if (OSL_GetFileInfo(strPath.c_str(), stInfo) == 0) {
             m_plan.vFindings.push_back({EntryVerdict::LeftOver, strPath, false});
         }
     }
