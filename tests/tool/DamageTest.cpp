@@ -204,8 +204,9 @@ TEST_F(ToolDamage, PruneDeletesRecordingsOrPicturesOfEarlierDays) {
     for (const int nStep : {1, 2}) {
         const Arguments vecKind = {"--kind", nStep == 1 ? "recordings" : "pictures", "--apply"};
         EXPECT_EQ(On("prune", vecPrune + vecKind).nCode, 0);
-        for (const auto& st : ROWS)
+        for (const auto& st : ROWS) {
             EXPECT_EQ(Stands(m_tmp / st.pPath), st.nGone > nStep) << st.pPath;
+        }
     }
     EXPECT_TRUE(Stands(Dir("client") + "/RecordFile/20240304/cam03/20240304_080000.mp4"));
     EXPECT_FALSE(Stands(Dir("client") + "/RecordFile/20240304/cam01")) << "an empty folder goes";
