@@ -1,9 +1,11 @@
-// Directories that are not in order: what check tells, what repair and prune do about them.
+// Directories that are not in order: what check tells; and what the deleting commands, repair and
+// prune, take away and leave alone.
 
 #include <fcntl.h>
 #include <filesystem>
 #include <set>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <unistd.h>
 
 #include "RunTool.h"
@@ -13,6 +15,11 @@ namespace fs = std::filesystem;
 namespace {
 
 using Names = std::set<std::string>;
+
+/// Links that lead nowhere stand, too.
+bool Stands(const std::string& strPath) {
+    return fs::exists(fs::symlink_status(strPath));
+}
 
 class ToolDamage : public CToolTest {
 protected:
@@ -57,6 +64,8 @@ TEST_F(ToolDamage, CheckNamesEveryKindOfDamageAndChangesNothing) {
     EXPECT_EQ(Findings(), (Names{"damaged", "foreign", "not-up-to-date"}));
     EXPECT_EQ(CountFound(), 3u) << "queries find what the index has lost";
     EXPECT_EQ(Tree(), setBefore);
+    PutFile(Folder() + "/20240306/cam01", "a file named like the camera");
+    EXPECT_EQ(On("query", {"--from", "2024-03-04", "--camera", "cam01"}).nCode, 0);
 }
 
 // Hosts look into BackupFile alone once it is there, on any of their disks. Nobody must believe
@@ -81,11 +90,45 @@ TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
     EXPECT_TRUE(fs::exists(Folder() + "/20240304/cam01/20240304100000_20240304100006_1.mp4"));
 }
 
-TEST_F(ToolDamage, RepairIsDryUntilAppliedAndKeepsWhatItRemoves) {
-    PutFile(Folder() + "/folder/inner/file", "kept");
-    fs::remove(Recording());
+TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {
+    const struct {
+        const char* pPath;
+        bool bStays;
+        const char* pLink = nullptr;  // where it leads, when it is one
+    } ROWS[] = {
+        {"RecordFile/notes", false},
+        {"RecordFile/2024-03-05/cam01/20240305080000_20240305080006_1.mp4", false},
+        {"RecordFile/20240305/notes", false},
+        {"RecordFile/20240305/cam_01_2/20240305080000_20240305080006_1.mp4", false},
+        {"RecordFile/20240305/cam01/folder/inner", false},
+        {"RecordFile/20240305/cam01/20240305_080000.mp4", false},  // of the other layout
+        {"RecordFile/20240305/cam01/link", false, "../../../outside"},
+        {"RecordFile/20240306/index02.bin", false, "nowhere"},
+        {"RecordFile/20240305/cam01/20240305080000_20240305080006_2.mp4", true},  // a twin
+        {"RecordFile/20240307/cam02/20240307080000_20240307090000_8.mp4", true},  // unlisted
+        {"RecordFile/20240399/cam02/20240399080000_20240399090000_1.mp4", true},  // no such day
+        {"outside/file", true},
+        {"ImageFile/20240305/cam01/notes", true},
+    };
+    for (const auto& st : ROWS) {
+        const std::string strPath = Dir() + "/" + st.pPath;
+        PutFile(strPath, "x");
+        if (!st.pLink) continue;
+        fs::remove(strPath);
+        fs::create_symlink(st.pLink, strPath);
+    }
     const auto setBefore = Tree();
     EXPECT_EQ(On("repair").nCode, 0);
+    EXPECT_EQ(Tree(), setBefore) << "only told";
+    EXPECT_EQ(On("repair", {"--apply", "--yes"}).nCode, 0);
+    for (const auto& st : ROWS) EXPECT_EQ(Stands(Dir() + "/" + st.pPath), st.bStays) << st.pPath;
+    EXPECT_EQ(Findings(), Names{"twin"});
+    EXPECT_EQ(CountFound(), 6u);
+}
+
+TEST_F(ToolDamage, RepairKeepsElsewhereWhatItRemoves) {
+    PutFile(Folder() + "/folder/inner/file", "kept");
+    const auto setBefore = Tree();
     EXPECT_EQ(On("repair", {"--apply", "--keep-removed", Folder() + "/kept"}).nCode, 2);
     EXPECT_EQ(Tree(), setBefore);
     const std::string strKept = Dir("kept") + "/RecordFile";
@@ -93,7 +136,6 @@ TEST_F(ToolDamage, RepairIsDryUntilAppliedAndKeepsWhatItRemoves) {
     EXPECT_EQ(On("repair", {"--apply", "--keep-removed", Dir("kept")}).nCode, 0);
     EXPECT_EQ(GetFile(strKept + "/folder"), "in the way");
     EXPECT_EQ(GetFile(strKept + "/folder.1/inner/file"), "kept");
-    EXPECT_FALSE(fs::exists(Folder() + "/folder"));
     EXPECT_EQ(Findings(), Names{});
 }
 
@@ -114,11 +156,13 @@ TEST_F(ToolDamage, RepairRefusesToRemoveMuchUnlessTold) {
 
 TEST_F(ToolDamage, ADirectoryInUseIsNotRepairedNorPruned) {
     PutFile(Channel() + "/notes.txt", "x");
+    PutFile(Dir() + "/ImageFile/20240304/cam01/20240304_080000.jpg", "x");
     const auto setBefore = Tree();
     const Arguments vecPrune = {"--before", "today", "--apply"};
     const int nLock = open(Dir().c_str(), O_RDONLY | O_DIRECTORY);
     ASSERT_EQ(flock(nLock, LOCK_EX | LOCK_NB), 0);
-    for (const toolResult& st : {On("repair", {"--apply"}), On("prune", vecPrune)}) {
+    for (const toolResult& st : {On("repair", {"--apply"}), On("prune", vecPrune),
+                                 On("prune", vecPrune + Arguments{"--kind", "pictures"})}) {
         EXPECT_EQ(st.nCode, 1);
         EXPECT_NE(st.strErr.find("is in use"), std::string::npos) << st.strErr;
     }
@@ -127,21 +171,74 @@ TEST_F(ToolDamage, ADirectoryInUseIsNotRepairedNorPruned) {
     EXPECT_EQ(Tree(), setBefore);
 }
 
-TEST_F(ToolDamage, PruneDeletesEarlierDaysWhole) {
+// Whole days go, with the index's files and nothing that is not the tool's to delete.
+TEST_F(ToolDamage, PruneDeletesRecordingsOrPicturesOfEarlierDays) {
+    const struct {
+        const char* pPath;
+        int nGone;  // 1: with the recordings, 2: with the pictures, 3: never
+    } ROWS[] = {
+        {"disk/RecordFile/20240304", 1},
+        {"disk/RecordFile/20240305/cam01/20240305080000_20240305080006_1.mp4", 3},
+        {"disk/ImageFile/20240304/cam01/20240304_080000.jpg", 2},
+        {"disk/ImageFile/20240304/cam02/notes", 3},
+        {"disk/ImageFile/20240305/cam01/20240305_080000.jpg", 3},
+        {"client/RecordFile/20240304/cam01/20240304_080000.mp4", 1},
+        {"client/RecordFile/20240304/cam02/20240304_080000.mp4", 1},
+        {"client/RecordFile/20240304/cam02/notes", 3},
+        {"client/RecordFile/20240305/cam01/20240305_080000.mp4", 3},
+        {"client/ImageFile/20240304/cam01/20240304_080000.jpg", 2},
+    };
+    for (const auto& st : ROWS) {
+        if (Stands(m_tmp / st.pPath)) continue;
+        PutFile(m_tmp / st.pPath, "x");
+        // The client layout's last recording of a camera lasts until its last change.
+        fs::last_write_time(m_tmp / st.pPath,
+                            fs::file_time_type::clock::now() - std::chrono::hours(48));
+    }
+    PutFile(Dir("client") + "/RecordFile/20240304/cam03/20240304_080000.mp4", "until today");
+    const Arguments vecPrune = {"--dir", Dir("client"), "--before", "2024-03-05"};
     const auto setBefore = Tree();
-    EXPECT_EQ(On("prune", {"--before", "2024-03-05"}).nCode, 0);
+    EXPECT_EQ(On("prune", vecPrune).nCode, 0);
     EXPECT_EQ(On("prune", {"--keep-free", "1", "--apply"}).nCode, 0) << "a MiB is free already";
     EXPECT_EQ(Tree(), setBefore);
-    const std::string strPictures = Dir() + "/ImageFile";
-    PutFile(strPictures + "/20240301/cam01/20240301_080000.jpg", "x");
-    PutFile(strPictures + "/20240306/cam01/20240306_080000.jpg", "x");
-    EXPECT_EQ(On("prune", {"--before", "2024-03-06", "--kind", "pictures", "--apply"}).nCode, 0);
-    EXPECT_FALSE(fs::exists(strPictures + "/20240301"));
-    EXPECT_TRUE(fs::exists(strPictures + "/20240306/cam01/20240306_080000.jpg"));
-    EXPECT_EQ(On("prune", {"--before", "2024-03-05", "--apply"}).nCode, 0);
-    EXPECT_FALSE(fs::exists(Folder() + "/20240304"));
+    for (const int nStep : {1, 2}) {
+        const Arguments vecKind = {"--kind", nStep == 1 ? "recordings" : "pictures", "--apply"};
+        EXPECT_EQ(On("prune", vecPrune + vecKind).nCode, 0);
+        for (const auto& st : ROWS) {
+            EXPECT_EQ(Stands(m_tmp / st.pPath), st.nGone > nStep) << st.pPath;
+        }
+    }
+    EXPECT_TRUE(Stands(Dir("client") + "/RecordFile/20240304/cam03/20240304_080000.mp4"));
+    EXPECT_FALSE(Stands(Dir("client") + "/RecordFile/20240304/cam01")) << "an empty folder goes";
+    EXPECT_FALSE(Stands(Dir("client") + "/RecordFile/index.dirty")) << "there is no index";
     EXPECT_EQ(CountFound(), 2u);
     EXPECT_EQ(Findings(), Names{});
+}
+
+// Killed halfway, the next start must know that the index names what is gone.
+TEST_F(ToolDamage, TheIndexIsMarkedBeforeAnythingGoes) {
+    PutFile(Channel() + "/notes", "x");
+    const struct {
+        std::string strFolder, strGoes, strCommand;
+        Arguments vecArguments;
+    } ROWS[] = {
+        {Channel(), "notes", "repair", {"--apply", "--keep-removed", Dir("kept")}},
+        {Folder() + "/20240304/cam01",
+         "20240304080000_20240304080006_1.mp4",
+         "prune",
+         {"--before", "2024-03-05", "--apply"}},
+    };
+    for (const auto& st : ROWS) {
+        const int nWatch = inotify_init();
+        inotify_add_watch(nWatch, Folder().c_str(), IN_CREATE);
+        inotify_add_watch(nWatch, st.strFolder.c_str(), IN_DELETE | IN_MOVED_FROM);
+        EXPECT_EQ(On(st.strCommand, st.vecArguments).nCode, 0);
+        EXPECT_FALSE(Stands(st.strFolder + "/" + st.strGoes));
+        alignas(inotify_event) char aEvents[4096];
+        ASSERT_GT(read(nWatch, aEvents, sizeof(aEvents)), 0);
+        EXPECT_STREQ(reinterpret_cast<inotify_event*>(aEvents)->name, "index.dirty");
+        close(nWatch);
+    }
 }
 
 }  // namespace

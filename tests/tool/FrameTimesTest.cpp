@@ -1,3 +1,5 @@
+// Which frames of a recording go into a clip, and in which order.
+
 #include <gtest/gtest.h>
 
 #include "media/FrameTimes.h"

@@ -1,3 +1,5 @@
+// Which days are chosen to be deleted.
+
 #include <gtest/gtest.h>
 
 #include "records/PrunePlan.h"

@@ -1,3 +1,5 @@
+// Times as people type them.
+
 #include <gtest/gtest.h>
 
 #include "base/Times.h"

@@ -149,8 +149,9 @@ CMediaInput::CMediaInput(const std::string& strInput, const std::atomic<bool>* p
 bool CMediaInput::ReadPacket() {
     if (!NextPacket(m_stMedia, *m_pPacket)) return false;
     const int nResult = av_bsf_send_packet(m_pFilter.get(), m_pPacket.get());
-    if (nResult < 0)
+    if (nResult < 0) {
         throw CFailure("cannot read " + m_stMedia.strName + ": " + AvErrorText(nResult));
+    }
     return true;
 }
 

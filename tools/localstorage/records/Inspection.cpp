@@ -137,8 +137,9 @@ std::string inspection::Alarm() const {
     const std::uint64_t nRemoved = RemovedFiles();
     for (const finding& st : vecFindings) {
         if (st.bRecording) return "it would remove recordings of the client layout";
-        if (st.nLargest > LARGE_FILE)
+        if (st.nLargest > LARGE_FILE) {
             return "it would remove a file larger than 1 MiB: " + st.strPath;
+        }
     }
     if (nRemoved > nRecordings) {
         return "it would remove " + Count(nRemoved, "file") + " and keep only " +
