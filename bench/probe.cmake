@@ -1,4 +1,5 @@
-# The stream analyser against a parser of FFmpeg's. The streams are made once, at build time.
+# The stream analyser against a parser of FFmpeg's. The streams are made once, with the
+# target bench.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(bench_libav REQUIRED IMPORTED_TARGET libavcodec libavutil)
 
@@ -15,4 +16,4 @@ localstorage_bench(bench_probe
     ROOMS streamprobe
     LIBRARIES PkgConfig::bench_libav)
 target_compile_definitions(bench_probe PRIVATE STREAM_DIR="${probe_streams}")
-add_dependencies(bench_probe bench_streams)
+add_dependencies(bench bench_streams)

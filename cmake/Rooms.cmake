@@ -64,15 +64,32 @@ function(localstorage_sees target)
     endforeach()
 endfunction()
 
+# localstorage_precompiled(NAME HEADERS header... LIBRARIES library...): large headers of others,
+# compiled once. A target that is compiled with the same flags takes them by
+# target_precompile_headers(TARGET REUSE_FROM NAME); its sources include what they use all the same.
+function(localstorage_precompiled name)
+    cmake_parse_arguments(ARG "" "" "HEADERS;LIBRARIES" ${ARGN})
+    file(CONFIGURE OUTPUT ${name}.cpp CONTENT "")  # no library without a source
+    add_library(${name} OBJECT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
+    target_precompile_headers(${name} PRIVATE ${ARG_HEADERS})
+    target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES})
+endfunction()
+
+# What tests are compiled with: all as position-independent as libraries are, or they could not share
+# precompiled headers. Nobody waits for their own code, so little is spent on optimising it.
+add_library(localstorage_test_flags INTERFACE)
+target_compile_options(localstorage_test_flags INTERFACE -fPIC $<$<CONFIG:Release>:-O1>)
+target_include_directories(localstorage_test_flags INTERFACE ${PROJECT_SOURCE_DIR}/tests)
+target_link_libraries(localstorage_test_flags INTERFACE localstorage_flags GTest::gmock)
+
 # localstorage_test(NAME SOURCES source... ROOMS room... [LIBRARIES library...] [LABELS label...]
 # [FIXTURES fixture...]): one test program, each of whose cases is a test of its own and needs the
 # fixtures. The label "threads" has it run under ThreadSanitizer too.
 function(localstorage_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;ROOMS;LIBRARIES;LABELS;FIXTURES" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
-    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-    target_link_libraries(${name} PRIVATE localstorage_flags ${ARG_LIBRARIES}
-        GTest::gmock GTest::gtest_main)
+    target_precompile_headers(${name} REUSE_FROM test_headers)
+    target_link_libraries(${name} PRIVATE localstorage_test_flags ${ARG_LIBRARIES} GTest::gtest_main)
     foreach(room IN LISTS ARG_ROOMS)
         target_link_libraries(${name} PRIVATE room_${room})
     endforeach()

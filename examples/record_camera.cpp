@@ -1,6 +1,8 @@
-// Records one camera's H.264 or H.265 stream, as it comes on standard input, until it ends:
-//     ffmpeg -i rtsp://camera -c copy -f h264 - | record_camera /disk1/ front_door /var/log/host
+// Records one camera's stream (H.264, H.265, MPEG program stream), as it comes on standard input,
+// until it ends, in files of so many MiB:
+//     ffmpeg -i rtsp://camera -c copy -f h264 - | record_camera /disk1/ front_door /var/log/host 64
 #include <cstdio>
+#include <cstdlib>
 #include <localstorage/LocalStorageLog.h>
 
 static int OnMessage(int nMsgType, void* pData, unsigned int, void*) {
@@ -10,7 +12,7 @@ static int OnMessage(int nMsgType, void* pData, unsigned int, void*) {
 }
 
 int main(int argc, char** argv) {
-    if (argc != 4) return 2;
+    if (argc != 5) return 2;
     EnableTarget(LOG_TARGET_FILE, argv[3], 0, 1);  // the library's log: two files of 50 MiB in turn
 
     tagStoreInfo stInfo;  // a full disk deletes its oldest day, unless bAutoDelete is false
@@ -18,7 +20,8 @@ int main(int argc, char** argv) {
     std::snprintf(stDisk.szPath, sizeof(stDisk.szPath), "%s", argv[1]);
     stInfo.lsRecDir.push_back(stDisk);
     stInfo.enumStorageType = LOCAL_STORAGE_CLIENT;  // named from the clock, cut by size
-    stInfo.bAnalyze = true;                         // every file begins with a key frame
+    stInfo.nFileSize = static_cast<std::uint32_t>(std::strtoul(argv[4], nullptr, 10));
+    stInfo.bAnalyze = true;  // every file begins with a key frame
     stInfo.pFunCallback = OnMessage;
 
     CLocalStorageInterface* pStorage = nullptr;

@@ -38,8 +38,8 @@ compile=("${CXX:-c++}" -std=c++11 -Wall -Wextra -Wpedantic -Werror "${compile_fl
 
 # Each host prints the path of a recording, which holds the whole clip.
 clip=$source/fuzz/seeds/streamprobe/h264
-cmp "$clip" "$("$work/host/build/record_camera" "$work/disk1" door "$work/logs" <"$clip")"
-cmp "$clip" "$("$work/record_camera" "$work/disk2" door "$work/logs" <"$clip")"
+cmp "$clip" "$("$work/host/build/record_camera" "$work/disk1" door "$work/logs" 1 <"$clip")"
+cmp "$clip" "$("$work/record_camera" "$work/disk2" door "$work/logs" 1 <"$clip")"
 cmp "$clip" "$("$work/import_clip" "$library" "$work/disk3" door "$clip" "$work/logs")"
 
 [[ ! -x $work/prefix/bin/localstorage ]] || "$work/prefix/bin/localstorage" --version
