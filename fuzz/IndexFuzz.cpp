@@ -12,8 +12,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "IndexMgr/IndexFiles.h"
-#include "IndexMgr/Names.h"
+#include "RecordTree/IndexFiles.h"
+#include "RecordTree/Names.h"
 #include "Osl/OslCalls.h"
 
 namespace {
