@@ -83,7 +83,10 @@ TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
     fs::rename(Dir("new") + "/RecordFile", Folder());
     EXPECT_EQ(Findings(), Names{"hidden"});
     EXPECT_EQ(CountFound(), 4u);
-    EXPECT_NE(On("status").strErr.find("do not find 1 recording"), std::string::npos);
+    for (const Arguments& vecCommand : {Arguments{"status"}, {"query", "--from", "2024-03-04"}}) {
+        const toolResult st = Run(vecCommand + Arguments{"--dir", Dir()});
+        EXPECT_NE(st.strErr.find("do not find 1 recording in RecordFile"), std::string::npos);
+    }
     EXPECT_EQ(On("repair", {"--apply"}).nCode, 0);
     EXPECT_EQ(On("prune", {"--before", "2024-03-05", "--apply"}).nCode, 0);
     EXPECT_FALSE(fs::exists(Dir() + "/BackupFile/20240304"));

@@ -33,11 +33,13 @@ std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vecDirs
                                          const std::vector<recording>& vecFound) {
     std::vector<hiddenRecordings> vecHidden;
     for (const std::string& strDir : vecDirs) {
-        hiddenRecordings st{strDir, FolderInUse(strDir, vecDirs), 0};
-        st.nCount = static_cast<std::uint64_t>(
-            std::count_if(vecFound.begin(), vecFound.end(), [&](const recording& stFound) {
-                return stFound.strDisk == strDir && stFound.strFolder != st.strInUse;
-            }));
+        hiddenRecordings st;
+        st.strDir = strDir;
+        st.strInUse = FolderInUse(strDir, vecDirs);
+        st.strFolder = st.strInUse == RECORD_FOLDER ? BACKUP_FOLDER : RECORD_FOLDER;
+        for (const recording& stFound : vecFound) {
+            st.nCount += stFound.strDisk == strDir && stFound.strFolder == st.strFolder;
+        }
         if (st.nCount > 0) vecHidden.push_back(std::move(st));
     }
     return vecHidden;

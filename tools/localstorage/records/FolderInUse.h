@@ -20,7 +20,8 @@ std::string FolderInUse(const std::string& strDir, const std::vector<std::string
 /// Recordings of a record directory that no host finds.
 struct hiddenRecordings {
     std::string strDir;
-    std::string strInUse;  ///< the record folder that hosts use instead
+    std::string strFolder;  ///< where they lie
+    std::string strInUse;   ///< the record folder that hosts use instead
     std::uint64_t nCount = 0;
 };
 

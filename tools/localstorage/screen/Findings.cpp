@@ -83,6 +83,7 @@ void PrintInspections(const std::vector<inspection>& vecInspections, bool bJson)
 void TellHidden(const std::vector<std::string>& vecDirs, const std::vector<recording>& vecFound) {
     for (const hiddenRecordings& st : FindHidden(vecDirs, vecFound)) {
         PrintMessage(st.strDir + ": hosts use " + st.strInUse + " and do not find " +
-                     Count(st.nCount, "recording") + " beside it; see \"localstorage check\"");
+                     Count(st.nCount, "recording") + " in " + st.strFolder +
+                     "; see \"localstorage check\"");
     }
 }
