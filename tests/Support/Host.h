@@ -52,6 +52,11 @@ public:
     bool Close(std::string strCamera, recFileInfo stFile) {
         return m_pEngine->CloseChannelRecord(strCamera.data(), stFile);
     }
+    bool Picture(const std::string& strCamera, const std::string& strData) {
+        char szPath[LOCALSTORAGE_PATH_SIZE];
+        return m_pEngine->WriteImage(strCamera.c_str(), strData.data(),
+                                     static_cast<unsigned int>(strData.size()), szPath);
+    }
     int LastError() { return m_pEngine->GetLastError(); }
     /// The paths of all recordings of a camera, sorted; remote-backup layout.
     std::vector<std::string> Recordings(const std::string& strCamera) {
