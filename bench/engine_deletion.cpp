@@ -34,7 +34,7 @@ std::atomic<bool> g_bFull = false;
 int StatVfs(const char* pPath, struct statvfs* pStat) {
     const int nResult = OSL_SYSTEM_CALLS.pfnStatVfs(pPath, pStat);
     pStat->f_frsize = 1 << 20;
-    pStat->f_bfree = g_bFull ? 0 : 100000;
+    pStat->f_bfree = pStat->f_bavail = g_bFull ? 0 : 100000;
     return nResult;
 }
 

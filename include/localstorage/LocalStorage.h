@@ -43,7 +43,8 @@ enum { LOCALSTORAGE_PATH_SIZE = 260 };
 /// Size of every camera identifier field that crosses the interface, the NUL included. An
 /// identifier itself has at most 63 bytes.
 enum { LOCALSTORAGE_CAMERA_ID_SIZE = 128 };
-/// A record directory with so many MiB of free space or less is full.
+/// A record directory with so many MiB of free space or less is full. What its file system keeps
+/// for root counts for hosts of root only.
 enum { LOCALSTORAGE_DISK_FULL_SPACE = 2048 };
 
 /// Broken-down local time, 8 bytes.
@@ -208,7 +209,7 @@ enum StorageMessage {
 /// Codes of GetLastError.
 enum StorageError {
     STORAGE_ERROR_NONE = 0,
-    STORAGE_ERROR_NO_MEMORY = -1,      ///< Initialize: no memory for the index
+    STORAGE_ERROR_NO_MEMORY = -1,      ///< either: no memory
     STORAGE_ERROR_INDEX = -2,          ///< Initialize: the index could not be read, or a directory
                                        ///< is in use by another engine
     STORAGE_ERROR_INDEX_REPAIR = -3,   ///< Initialize: the index could not be repaired
@@ -335,7 +336,7 @@ public:
     /// running engine it returns true and changes nothing. Full disks are no error here.
     virtual bool Initialize(tagStoreInfo& stStoreInfo) = 0;
 
-    /// Closes every open channel (without messages, unless the rest of a stream cannot be written),
+    /// Closes every open channel (without messages, unless something of a stream is lost with it),
     /// stops the engine's threads and writes the index. False when the engine was not initialised.
     /// The last query's result dies with it.
     virtual bool Release() = 0;
@@ -344,7 +345,8 @@ public:
     /// only read. False: GetLastError tells why, nothing is open.
     virtual bool OpenChannelRecord(char* pCameraID, void* pUser, recFileInfo& stRecFileInfo) = 0;
 
-    /// Ends a recording. False when no such channel is open.
+    /// Ends a recording. False when no such channel is open. A file that cannot be closed properly
+    /// is a failed write (MESSAGEVALUE_WRITEFAIL, before MESSAGEVALUE_CLOSEFILE).
     virtual bool CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileInfo) = 0;
 
     /// Appends a piece of the stream. `nDataType` 1 is the stream header (at most 128 bytes, may be
@@ -357,7 +359,8 @@ public:
     virtual bool WriteData(char* pCameraID, unsigned int nDataType, char* pBuf, unsigned int nSize,
                            recFileInfo& stRecFileInfo) = 0;
 
-    /// Finds recordings that overlap a time range; remote-backup layout only. `*ppRecFileList`
+    /// Finds recordings that overlap a time range; remote-backup layout only. One that ends as it
+    /// starts, for a host that does not know the end yet, lasts one second. `*ppRecFileList`
     /// receives the engine's own list of full paths, sorted by path, valid until the next query or
     /// Release; never free it. True exactly when at least one file was found; on a refused query
     /// (null list, not initialised, start after end) `*ppRecFileList` is left alone.

@@ -47,8 +47,8 @@ bool VerifyDuplicateDisk(const std::list<std::string>& lsRecDir);
 /// Attributes of the entry `strName` of the directory `strDir`; false when there is none.
 bool GetFolderAttribute(const std::string& strDir, const std::string& strName, OSL_FINFO_S& stInfo);
 
-/// Free space of the file system that holds `pPath`, in MiB, rounded down, blocks reserved for root
-/// included. False, and 0, when the system cannot tell.
+/// Free space that this process may use of the file system that holds `pPath`, in MiB, rounded
+/// down. False, and 0, when the system cannot tell.
 bool GetDiskUsableSpace(const char* pPath, std::uint64_t& nUsableSpace);
 
 #endif  // LOCALSTORAGE_FILESYSTEM_FILESYSTEM_H

@@ -48,11 +48,13 @@ enum : unsigned {
     OSL_OPEN_WRITE = 2,
     OSL_OPEN_CREATE = 4,
     OSL_OPEN_APPEND = 8,
-    OSL_OPEN_TRUNCATE = 16
+    OSL_OPEN_TRUNCATE = 16,
+    OSL_OPEN_EXCLUSIVE = 32  ///< with CREATE: fails with EEXIST where something has the name
 };
 /// The sets of flags that the library uses.
-constexpr unsigned OSL_OPEN_CONTINUE = OSL_OPEN_WRITE | OSL_OPEN_APPEND;                 // 10
-constexpr unsigned OSL_OPEN_NEW = OSL_OPEN_WRITE | OSL_OPEN_CREATE | OSL_OPEN_TRUNCATE;  // 22
+constexpr unsigned OSL_OPEN_CONTINUE = OSL_OPEN_WRITE | OSL_OPEN_APPEND;                     // 10
+constexpr unsigned OSL_OPEN_NEW = OSL_OPEN_WRITE | OSL_OPEN_CREATE | OSL_OPEN_TRUNCATE;      // 22
+constexpr unsigned OSL_OPEN_UNIQUE = OSL_OPEN_WRITE | OSL_OPEN_CREATE | OSL_OPEN_EXCLUSIVE;  // 38
 constexpr unsigned OSL_OPEN_LOG =
     OSL_OPEN_READ | OSL_OPEN_WRITE | OSL_OPEN_CREATE | OSL_OPEN_APPEND;  // 15
 /// Attribute of OSL_OpenFile: the file is given the mode 0777 through its handle.
@@ -146,7 +148,8 @@ struct OSL_DISK_SPACE {
     std::uint64_t nFreeBlocks = 0;
     std::uint64_t nBlockSize = 0;  ///< bytes
 };
-/// Free blocks of the file system that holds `pPath`, those reserved for root among them.
+/// Free blocks that this process may use of the file system that holds `pPath`: those reserved for
+/// root are among them for a process of root (effective user 0) only.
 int OSL_GetDiskSpace(const char* pPath, OSL_DISK_SPACE& stSpace);
 
 /// Makes everything written so far to the file system of directory `pPath` durable.
@@ -196,6 +199,8 @@ std::uint32_t OSL_WaitForSingleObject(OSL_EventHandle hEvent, std::uint32_t nMil
 /// Seconds since 1970, and milliseconds since 1970.
 std::time_t OSL_Time();
 std::int64_t OSL_TimeMilliseconds();
+/// Milliseconds on a clock that nobody sets: for spans of time.
+std::int64_t OSL_TickMilliseconds();
 /// Broken-down local time; false (and `stTime` untouched) when the system cannot tell it.
 bool OSL_LocalTime(std::time_t t, std::tm& stTime);
 

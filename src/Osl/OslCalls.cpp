@@ -41,6 +41,7 @@ constinit const OSL_Calls OSL_SYSTEM_CALLS = {
     .pfnMakeDir = ::mkdir,
     .pfnRemoveDir = ::rmdir,
     .pfnStatVfs = ::statvfs,
+    .pfnUser = ::geteuid,
     .pfnSyncFileSystem = OSL_PlatformSync,
     .pfnLock = ::flock,
     .pfnThreadCreate = ::pthread_create,

@@ -34,6 +34,7 @@ struct OSL_Calls {
     int (*pfnMakeDir)(const char* pPath, mode_t nMode);
     int (*pfnRemoveDir)(const char* pPath);
     int (*pfnStatVfs)(const char* pPath, struct statvfs* pStat);
+    uid_t (*pfnUser)();  ///< geteuid
     int (*pfnSyncFileSystem)(int nFile);
     int (*pfnLock)(int nFile, int nOperation);  ///< flock
     int (*pfnThreadCreate)(pthread_t* pThread, const pthread_attr_t* pAttr, void* (*pProc)(void*),

@@ -13,7 +13,7 @@ int OSL_GetDiskSpace(const char* pPath, OSL_DISK_SPACE& stSpace) {
         nResult = OSL_Call().pfnStatVfs(pPath, &stStat);
     } while (nResult != 0 && errno == EINTR);
     if (nResult != 0) return -1;
-    stSpace.nFreeBlocks = stStat.f_bfree;
+    stSpace.nFreeBlocks = OSL_Call().pfnUser() == 0 ? stStat.f_bfree : stStat.f_bavail;
     stSpace.nBlockSize = stStat.f_frsize != 0 ? stStat.f_frsize : stStat.f_bsize;
     return 0;
 }

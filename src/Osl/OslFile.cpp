@@ -23,7 +23,8 @@ int AccessFlags(unsigned nFlags) {
 
 int SystemFlags(unsigned nFlags) {
     return AccessFlags(nFlags) | O_NOFOLLOW | (nFlags & OSL_OPEN_CREATE ? O_CREAT : 0) |
-           (nFlags & OSL_OPEN_APPEND ? O_APPEND : 0) | (nFlags & OSL_OPEN_TRUNCATE ? O_TRUNC : 0);
+           (nFlags & OSL_OPEN_APPEND ? O_APPEND : 0) | (nFlags & OSL_OPEN_TRUNCATE ? O_TRUNC : 0) |
+           (nFlags & OSL_OPEN_EXCLUSIVE ? O_EXCL : 0);
 }
 
 int GetInfo(const char* pPath, OSL_FINFO_S& stInfo, int nFlags) {

@@ -4,16 +4,30 @@
 #include "Osl/Osl.h"
 #include "Osl/OslCalls.h"
 
-std::time_t OSL_Time() {
+namespace {
+
+struct timespec Now(clockid_t nClock) {
     struct timespec stNow = {};
-    OSL_Call().pfnClock(CLOCK_REALTIME, &stNow);
-    return stNow.tv_sec;
+    OSL_Call().pfnClock(nClock, &stNow);
+    return stNow;
+}
+
+std::int64_t Milliseconds(const struct timespec& stTime) {
+    return std::int64_t{stTime.tv_sec} * 1000 + stTime.tv_nsec / 1000000;
+}
+
+}  // namespace
+
+std::time_t OSL_Time() {
+    return Now(CLOCK_REALTIME).tv_sec;
 }
 
 std::int64_t OSL_TimeMilliseconds() {
-    struct timespec stNow = {};
-    OSL_Call().pfnClock(CLOCK_REALTIME, &stNow);
-    return std::int64_t{stNow.tv_sec} * 1000 + stNow.tv_nsec / 1000000;
+    return Milliseconds(Now(CLOCK_REALTIME));
+}
+
+std::int64_t OSL_TickMilliseconds() {
+    return Milliseconds(Now(CLOCK_MONOTONIC));
 }
 
 bool OSL_LocalTime(std::time_t t, std::tm& stTime) {

@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <new>
@@ -9,29 +8,11 @@
 
 #include "FileSystem/FileDeleter.h"
 #include "FileSystem/FileSystem.h"
+#include "Support/AllocationFault.h"
 #include "Support/FaultInjection.h"
 #include "Support/TempDir.h"
 
 namespace fs = std::filesystem;
-
-namespace {
-int g_nAllocationsLeft = -1;  // below zero: all succeed
-}
-
-void* operator new(std::size_t nSize) {
-    if (g_nAllocationsLeft == 0) throw std::bad_alloc();
-    if (g_nAllocationsLeft > 0) --g_nAllocationsLeft;
-    return std::malloc(nSize != 0 ? nSize : 1);
-}
-void* operator new(std::size_t nSize, const std::nothrow_t&) noexcept {
-    return g_nAllocationsLeft == 0 ? nullptr : operator new(nSize);
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
 
 class DirectoryTreeTest : public testing::Test {
 protected:
@@ -95,20 +76,18 @@ TEST_F(DirectoryTreeTest, NoFailingAllocationLeavesAFolderOpenOrClosesItTwice) {
     };
     const std::string strOutside = m_dir / "outside/precious";
     const auto nBefore = OpenFiles();
-    for (int nAllowed = 0, nFailures = 1; nFailures > 0; ++nAllowed) {
-        nFailures = 0;
-        g_nAllocationsLeft = nAllowed;
+    bool bFailed = true;
+    for (int nTry = 1; bFailed; ++nTry) {
         try {
+            CAllocationFault fault(nTry, bFailed);
             std::list<std::string> lsDir, lsFile;
-            nFailures += !GetSubTargetList(m_strTree, lsDir, lsFile);
+            GetSubTargetList(m_strTree, lsDir, lsFile);
             CFileDeleter deleter;
             for (const std::string& strPath : {m_strTree + "/file", strOutside})
                 deleter.Delete(strPath);
         } catch (const std::bad_alloc&) {
-            ++nFailures;
         }
-        g_nAllocationsLeft = -1;
-        ASSERT_EQ(OpenFiles(), nBefore) << nAllowed;
+        ASSERT_EQ(OpenFiles(), nBefore) << "allocation " << nTry;
     }
     EXPECT_FALSE(fs::exists(strOutside));
 }

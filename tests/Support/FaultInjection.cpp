@@ -148,6 +148,16 @@ int Open(const char* pPath, int nFlags, mode_t nMode) {
     });
 }
 
+// What fails is closed all the same, as it is by the system.
+int Close(int nFile) {
+    const bool bAllowed = Allow(Op::Close, PathsOf(nFile));
+    const int nError = errno;
+    const int nResult = OSL_SYSTEM_CALLS.pfnClose(nFile);
+    if (bAllowed) return nResult;
+    errno = nError;
+    return -1;
+}
+
 ssize_t Write(int nFile, const void* pBuf, std::size_t nSize) {
     std::size_t nMostBytes = EVERYTHING;
     if (!Allow(Op::Write, PathsOf(nFile), &nMostBytes)) return -1;
@@ -171,6 +181,7 @@ struct dirent* ReadDir(DIR* pDir) {
 int StatVfs(const char* pPath, struct statvfs* pStat) {
     const int nResult = Entry<Op::StatVfs, &OSL_Calls::pfnStatVfs>::Call(pPath, pStat);
     if (nResult == 0 && Fake(&State::m_mFreeMiB, Clean(pPath), pStat->f_bfree)) {
+        pStat->f_bavail = pStat->f_bfree;
         pStat->f_frsize = 1 << 20;
     }
     return nResult;
@@ -193,7 +204,7 @@ int Clock(clockid_t nClock, struct timespec* pTime) {
 
 constinit const OSL_Calls FAULTY_CALLS = {
     .pfnOpen = Open,
-    .pfnClose = ::close,
+    .pfnClose = Close,
     .pfnRead = Entry<Op::Read, &OSL_Calls::pfnRead>::Call,
     .pfnWrite = Write,
     .pfnSeek = ::lseek,
@@ -208,6 +219,7 @@ constinit const OSL_Calls FAULTY_CALLS = {
     .pfnMakeDir = Entry<Op::MakeDir, &OSL_Calls::pfnMakeDir>::Call,
     .pfnRemoveDir = Entry<Op::RemoveDir, &OSL_Calls::pfnRemoveDir>::Call,
     .pfnStatVfs = StatVfs,
+    .pfnUser = ::geteuid,
     .pfnSyncFileSystem = Entry<Op::Sync, &OSL_Calls::pfnSyncFileSystem>::Call,
     .pfnLock = Entry<Op::Lock, &OSL_Calls::pfnLock>::Call,
     .pfnThreadCreate = ThreadCreate,

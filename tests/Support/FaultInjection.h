@@ -24,6 +24,7 @@
 /// types where ShowEntryTypes(false)); Rename matches when either of its paths does.
 enum class Op {
     Open,
+    Close,
     Read,
     Write,
     FileMode,
