@@ -17,13 +17,14 @@
 #include "RecordTree/IndexRecords.h"
 #include "RecordTree/Shared.h"
 
-/// True when a query for [stStart, stEnd) finds this file: it has a length, and spans the start,
-/// lies inside, or spans the end. Deliberate: with the start after the end, files that span either
-/// are found all the same.
+/// True when a query for [stStart, stEnd) finds this file: it spans the start, lies inside, or
+/// spans the end; one that ends as it starts, whose host did not know the end yet, lasts that
+/// second. Deliberate: with the start after the end, files that span either are found all the same.
 inline bool IsFileInQuery(const indexLevel3Body& stFile, const fileTimeInfo& stStart,
                           const fileTimeInfo& stEnd) {
     const fileTimeInfo& fs = stFile.stStartTime;
     const fileTimeInfo& fe = stFile.stEndTime;
+    if (fs == fe) return fs == stStart || (fs > stStart && fs < stEnd);
     return fs < fe && ((fs <= stStart && fe > stStart) || (fs > stStart && fe < stEnd) ||
                        (fs < stEnd && fe >= stEnd));
 }

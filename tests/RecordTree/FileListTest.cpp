@@ -49,6 +49,7 @@ Bodies Query(const Bodies& vAll, const fileTimeInfo& stStart, const fileTimeInfo
         const std::string fs = Text(st.stStartTime), fe = Text(st.stEndTime);
         const bool bFound =
             (fs <= start && fe > start) || (fs > start && fe < end) || (fs < end && fe >= end);
+        if (fs == fe) return fs == start || (fs > start && fs < end);
         return fs < fe && bFound;
     });
     return v;
