@@ -1,5 +1,5 @@
 // A small real disk of the tests' own: a mounted file system that can be filled, emptied, remounted
-// and pulled. Linux, root.
+// and pulled. Linux; remounting and pulling take root.
 
 #ifndef LOCALSTORAGE_TESTS_DISKS_DISK_H
 #define LOCALSTORAGE_TESTS_DISKS_DISK_H
@@ -32,14 +32,15 @@ inline bool Extend(const std::string& strPath, std::uint64_t nBytes) {
 
 class CDisk {
 public:
-    /// The file system mounted at `strPath`. Keeps its device open, so that it does not go away
-    /// with it, until the process ends.
+    /// The file system mounted at `strPath`. For root it keeps the device open, so that it does not
+    /// go away with a pulled disk, until the process ends.
     explicit CDisk(const std::string& strPath) : m_strPath(strPath) {
         std::ifstream mounts("/proc/self/mounts");
         std::string strMountPoint, strRest;
         while (strMountPoint != strPath && mounts >> m_strDevice >> strMountPoint >> m_strType)
             std::getline(mounts, strRest);
         Check(strMountPoint == strPath, strPath + " is no disk");
+        if (::geteuid() != 0) return;
         Check(::open(m_strDevice.c_str(), O_RDONLY | O_CLOEXEC) >= 0, m_strDevice);
     }
 
@@ -51,7 +52,7 @@ public:
         for (const auto& entry : std::filesystem::recursive_directory_iterator(m_strPath))
             if (entry.is_regular_file()) std::filesystem::resize_file(entry, 0);
         for (const auto& entry : std::filesystem::directory_iterator(m_strPath))
-            if (entry.path().filename() != "lost+found") std::filesystem::remove_all(entry);
+            std::filesystem::remove_all(entry);
     }
     /// Another process takes or gives back room until so many bytes are free; in ever smaller
     /// steps, since a file system needs some of its room for itself.
@@ -63,6 +64,11 @@ public:
             while (Free() >= nBytes + nStep && Extend(strFiller, nStep)) {
             }
         }
+    }
+    /// It gives back so many bytes of it.
+    void GiveBack(std::uint64_t nBytes) const {
+        const std::string strFiller = *this / "filler";
+        std::filesystem::resize_file(strFiller, std::filesystem::file_size(strFiller) - nBytes);
     }
     /// With MS_RDONLY, or with 0 to have it writable again.
     void Remount(unsigned long nFlags) const {
@@ -76,7 +82,11 @@ public:
     }
 
 private:
-    std::uint64_t Free() const { return std::filesystem::space(m_strPath).free; }
+    // That this user may fill.
+    std::uint64_t Free() const {
+        const auto stSpace = std::filesystem::space(m_strPath);
+        return ::geteuid() == 0 ? stSpace.free : stSpace.available;
+    }
 
     std::string m_strPath;
     std::string m_strDevice;

@@ -1,14 +1,20 @@
 // The engine on real disks that fill up and go away: disks_test DISK1 DISK2, two mounted file
-// systems of a little more than 2 GiB that are nobody else's. script/test-disks makes them.
+// systems that are nobody else's. script/test-disks makes them. Root needs a little more than 2 GiB
+// each; another user runs other tests, on ext4 that keeps more than 2 GiB for root.
 //
 // Every test ends the same way: what was reported created and not deleted lies on the disks, and
 // nothing else; and an engine that starts afterwards finds it.
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <mutex>
 #include <set>
+#include <thread>
+#include <tuple>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -54,8 +60,10 @@ std::vector<std::string> Texts(int nWanted) {
     return vTexts;
 }
 
-class Disks : public testing::TestWithParam<LocalStorageType> {
+class OnDisks : public testing::Test {
 protected:
+    explicit OnDisks(LocalStorageType eLayout) : m_eLayout(eLayout) {}
+
     void SetUp() override {
         g_vMessages.clear();
         for (const CDisk* pDisk : {&m_disk1, &m_disk2}) {
@@ -70,15 +78,15 @@ protected:
         ExpectNothingLost();
     }
 
-    bool IsBackup() const { return GetParam() == LOCAL_STORAGE_REMOTE_BACKUP; }
+    bool IsBackup() const { return m_eLayout == LOCAL_STORAGE_REMOTE_BACKUP; }
 
-    void Start() {
+    void Start(bool bTwoDisks = true) {
         tagStoreInfo stInfo;
-        stInfo.enumStorageType = GetParam();
+        stInfo.enumStorageType = m_eLayout;
         stInfo.pFunCallback = OnMessage;
         stInfo.bCycWrite = true;
         AddRecordDir(stInfo, m_disk1.Path());
-        AddRecordDir(stInfo, m_disk2.Path());
+        if (bTwoDisks) AddRecordDir(stInfo, m_disk2.Path());
         m_pHost = std::make_unique<CHost>(stInfo, m_log.Path());
     }
 
@@ -144,19 +152,31 @@ protected:
         }
         EXPECT_THAT(vThere, testing::UnorderedElementsAreArray(Expected()));
         if (!m_pHost || !IsBackup()) return;
-        EXPECT_THAT(m_pHost->Recordings(CAMERA), testing::UnorderedElementsAreArray(Expected()));
+        std::vector<std::string> vFound;
+        for (const std::string& strCamera : m_vCameras)
+            for (const std::string& strPath : m_pHost->Recordings(strCamera))
+                vFound.push_back(strPath);
+        EXPECT_THAT(vFound, testing::UnorderedElementsAreArray(Expected()));
     }
 
+    const LocalStorageType m_eLayout;
     const CDisk& m_disk1 = *g_pDisk1;
     const CDisk& m_disk2 = *g_pDisk2;
     const CTempDir m_log;
     std::unique_ptr<CHost> m_pHost;
+    std::vector<std::string> m_vCameras = {CAMERA};
     std::vector<std::string> m_vOld;
     int m_nFiles = 0;
 };
 
-INSTANTIATE_TEST_SUITE_P(Layouts, Disks,
-                         testing::Values(LOCAL_STORAGE_REMOTE_BACKUP, LOCAL_STORAGE_CLIENT));
+const auto LAYOUTS = testing::Values(LOCAL_STORAGE_REMOTE_BACKUP, LOCAL_STORAGE_CLIENT);
+
+class Disks : public OnDisks, public testing::WithParamInterface<LocalStorageType> {
+protected:
+    Disks() : OnDisks(GetParam()) {}
+};
+
+INSTANTIATE_TEST_SUITE_P(Layouts, Disks, LAYOUTS);
 
 TEST_P(Disks, FillSwitchOverwriteSwitchBack) {
     const std::string strOldest = MakeOld(m_disk1, "20240101", 0, 30 * MIB);
@@ -247,6 +267,92 @@ TEST_P(Disks, StartsOnADiskWithNothingFree) {
     EXPECT_THAT(Texts(MESSAGEVALUE_DELETEFILE), ElementsAre(strOldest, strOldest2));
 }
 
+class AsUser : public OnDisks,
+               public testing::WithParamInterface<std::tuple<LocalStorageType, int, bool>> {
+protected:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::milliseconds FRAME{40};
+
+    struct channel {
+        std::string strCamera;
+        recFileInfo stFile = {};
+        int nLost = 0;                   // pieces
+        Clock::time_point tFailed = {};  // the first write of the last run that failed
+        std::chrono::duration<double> tLost = {};
+        bool bFails = false;
+    };
+
+    AsUser() : OnDisks(std::get<0>(GetParam())) {
+        m_vCameras = {CAMERA, "cam01_1_1", "cam01_1_2", "cam01_1_3"};
+        for (const std::string& strCamera : m_vCameras) m_vChannels.push_back({strCamera});
+    }
+
+    /// A piece of every camera, every 40 ms. Two blocks come free after each.
+    void Record(int nFrames) {
+        for (; nFrames > 0; --nFrames, std::this_thread::sleep_for(FRAME)) {
+            for (channel& stChannel : m_vChannels) WritePiece(stChannel);
+            m_disk1.GiveBack(8192);
+        }
+    }
+    void WritePiece(channel& stChannel) {
+        const bool bWritten = m_pHost->Write(stChannel.strCamera, stChannel.stFile, m_strPiece);
+        if (!bWritten && !std::exchange(stChannel.bFails, true)) stChannel.tFailed = Clock::now();
+        if (bWritten && std::exchange(stChannel.bFails, false))
+            stChannel.tLost += Clock::now() - stChannel.tFailed;
+        if (bWritten) return;
+        ++stChannel.nLost;
+        if (!m_bTwoDisks || !IsBackup()) return;
+        // In this layout a recording stays on its disk, so a host begins another one.
+        EXPECT_TRUE(m_pHost->Close(stChannel.strCamera, stChannel.stFile));
+        Open(stChannel);
+    }
+    bool DoesAnyFail() const {
+        return std::any_of(m_vChannels.begin(), m_vChannels.end(),
+                           [](const channel& stChannel) { return stChannel.bFails; });
+    }
+    void Open(channel& stChannel) {
+        stChannel.stFile = NextFile();
+        EXPECT_TRUE(m_pHost->Open(stChannel.strCamera, stChannel.stFile)) << m_pHost->LastError();
+    }
+
+    const std::string m_strPiece = std::string(std::get<1>(GetParam()) * 1024ul, 'v');
+    const bool m_bTwoDisks = std::get<2>(GetParam());
+    std::vector<channel> m_vChannels;
+};
+
+INSTANTIATE_TEST_SUITE_P(Pieces, AsUser,
+                         testing::Combine(LAYOUTS, testing::Values(4, 8, 16, 32, 64),
+                                          testing::Bool()));
+
+// What the file system keeps for root is no room, nor is what takes a small file: 5 s are lost at
+// most, or with another disk at most one piece.
+TEST_P(AsUser, AnotherProgramTakesTheRest) {
+    const auto stSpace = std::filesystem::space(m_disk1.Path());
+    ASSERT_GT(stSpace.free - stSpace.available, FULL) << "no such disk";
+    m_disk1.Clear();
+    MakeOld(m_disk1, "20240101", 0, 2 * FULL);
+    m_disk1.LeaveFree(FULL + 100 * MIB);
+    Start(m_bTwoDisks);
+    for (channel& stChannel : m_vChannels) Open(stChannel);
+    Record(5);
+    m_disk1.LeaveFree(0);
+    Record(10);
+    for (int n = 0; n < 200 && DoesAnyFail(); ++n) Record(1);
+    int nLost = 0;
+    for (const channel& stChannel : m_vChannels) {
+        nLost += stChannel.nLost;
+        EXPECT_FALSE(stChannel.bFails);
+        EXPECT_LE(stChannel.tLost.count(), 5.0);
+        if (m_bTwoDisks) {
+            EXPECT_LE(stChannel.nLost, 1);
+        }
+    }
+    EXPECT_GT(nLost, 0) << "there was room";
+    for (channel& stChannel : m_vChannels)
+        EXPECT_TRUE(m_pHost->Close(stChannel.strCamera, stChannel.stFile));
+    EXPECT_EQ(Texts(MESSAGEVALUE_DELETEFILE).size(), m_bTwoDisks ? 0u : 1u);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -254,5 +360,9 @@ int main(int argc, char** argv) {
     const CDisk disk1(argv[1]), disk2(argv[2]);
     g_pDisk1 = &disk1;
     g_pDisk2 = &disk2;
+    // Each user has tests of its own.
+    std::string strFilter = testing::GTEST_FLAG(filter);
+    strFilter += strFilter.find('-') == std::string::npos ? "-" : ":";
+    testing::GTEST_FLAG(filter) = strFilter + (::geteuid() == 0 ? "*/AsUser.*" : "*/Disks.*");
     return RUN_ALL_TESTS();
 }
