@@ -56,6 +56,7 @@ protected:
 
     CEngineTest() : m_pEngine(std::make_unique<CLocalStorage>()) {
         ClearTrace();
+        OnMessage(nullptr);
         KeepLines(true);
         m_stInfo.pFunCallback = RecordMessage;
         SetRoom(ROOM);
@@ -111,11 +112,12 @@ protected:
         const bool bToldHost = itRefused->find("pFunCallback") != std::string::npos;
         return Trace(lsSaid.begin(), itRefused - bToldHost);
     }
-    /// The same on a full disk, which has room again afterwards.
+    /// The same on a full disk, which has room again afterwards, when the next pass may follow.
     Trace CheckFullDisk() {
         SetRoom(FULL);
         Trace lsSaid = CheckDisk();
         SetRoom(ROOM);
+        m_faults.AdvanceTime(5 * SECOND);
         return lsSaid;
     }
 

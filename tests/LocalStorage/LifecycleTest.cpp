@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "LocalStorage/EngineTest.h"
+#include "Support/AllocationFault.h"
 
 using testing::ElementsAre;
 
@@ -17,6 +18,23 @@ TEST(Factory, RefusesNullAndLeavesTheCallersPointer) {
     EXPECT_EQ(DelLocalStorageClass(&pEngine), 1);
     EXPECT_EQ(pEngine, pBefore);
     EXPECT_EQ(TakeTrace("$").back(), "-> log stopped");
+}
+
+TEST(Factory, WithoutMemoryThereIsNoEngine) {
+    KeepLines(false);  // which takes memory of its own
+    int nRefused = 0;
+    for (bool bMade = false; !bMade; nRefused += !bMade) {
+        CLocalStorageInterface* pEngine = nullptr;
+        bool bFailed = false;
+        {
+            CAllocationFault fault(nRefused + 1, bFailed);
+            bMade = NewLocalStorageClass(&pEngine) == 1;
+        }
+        ASSERT_NE(bMade, bFailed) << "allocation " << nRefused + 1;
+        EXPECT_EQ(bMade, pEngine != nullptr);
+        if (bMade) DelLocalStorageClass(&pEngine);
+    }
+    EXPECT_GE(nRefused, 4);  // the engine, its event, its two lists
 }
 
 class Lifecycle : public CEngineTest {};

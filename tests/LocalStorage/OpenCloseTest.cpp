@@ -134,6 +134,18 @@ TEST_F(OpenClose, ClientFilesOfOneSecondGetNamesOfTheirOwn) {
     EXPECT_EQ(GetFile(RecordFiles().at(0)), "one");
 }
 
+TEST_F(OpenClose, ANameThatIsNotKnownToBeFreeIsNotTaken) {
+    Start(LOCAL_STORAGE_CLIENT);
+    Record("cam01", Hour(1, 1), "one");
+    m_faults.Fail(Op::Access, Ends(".mp4"), EIO).Times(1);
+    ExpectRefused("cam01", Hour(1, 1), -14);
+    const std::string strNext = m_strDay + "cam01/20240305_080001.mp4";
+    m_faults.Before(Op::Open, Is(strNext), [&] { PutFile(strNext, "of another process"); });
+    ExpectRefused("cam01", Hour(1, 1), -14);
+    EXPECT_EQ(GetFile(RecordFiles().at(0)), "one");
+    EXPECT_EQ(GetFile(strNext), "of another process");
+}
+
 TEST_F(OpenClose, AFolderThatVanishesIsMadeAgain) {
     Start();
     const auto Vanish = [&] { std::filesystem::remove(m_strDay + "cam01"); };
@@ -158,6 +170,12 @@ TEST_F(OpenClose, FindsRecordingsByCameraTypeAndTime) {
                 ElementsAre(m_strDay + "cam02/20240305080000_20240305090000_0.mp4"));
     EXPECT_THAT(Find("cam_1_0", Time(5, 0), Time(6, 0)), SizeIs(1));  // was open at the end
     EXPECT_THAT(Find("cam01", Time(5, 9), Time(5, 10)), IsEmpty());
+    recFileInfo stNoEnd = Hour(5, 20);  // the host does not know the end yet
+    stNoEnd.stEndTime = stNoEnd.stStartTime;
+    Record("cam01", stNoEnd);
+    EXPECT_THAT(Find("cam01", Time(5, 20), Time(5, 20, 0, 1)), SizeIs(1));
+    EXPECT_THAT(Find("cam01", Time(5, 20, 0, 1), Time(5, 21)), IsEmpty());
+    EXPECT_THAT(Find("cam01", Time(5, 19), Time(5, 20)), IsEmpty());
     EXPECT_THAT(Find("cam_01_2", Time(5, 0), Time(6, 0)), IsEmpty());
     EXPECT_THAT(Find("cam01", Time(6, 0), Time(5, 0)), IsEmpty());
     recQueryParam stParam;

@@ -2,11 +2,14 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <thread>
 
 #include "LocalStorage/EngineTest.h"
 
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
@@ -72,12 +75,42 @@ TEST_F(Overwriting, ADiskThatFailedForWantOfRoomIsTriedAgainRightAfterThePass) {
     Start();
     Record("cam01", Hour(1, 8));
     Record("cam01", Hour(2, 8));
-    m_faults.Fail(Op::Write, Below(Disk()), EDQUOT);  // with free blocks
     EXPECT_TRUE(Open("cam01", Hour(3, 8)));
-    EXPECT_FALSE(Write("cam01", Hour(3, 8), "lost"));
     m_faults.Before(Op::Unlink, Is(Path("cam01", 1, 8)), [&] { m_faults.ClearRules(); });
+    m_faults.Fail(Op::Write, Below(Disk()), EDQUOT);  // with free blocks
+    EXPECT_FALSE(Write("cam01", Hour(3, 8), "lost"));
     EXPECT_TRUE(Open("cam01", Hour(4, 8)));
     EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8)));
+}
+
+TEST_F(Overwriting, AnotherProgramThatFillsTheDiskGetsADayInFiveSeconds) {
+    Start();
+    for (unsigned nDay = 1; nDay <= 4; ++nDay) Record("cam01", Hour(nDay, 8));
+    SetRoom(FULL);
+    for (const std::int64_t nLater : {0 * SECOND, 0 * SECOND, 5 * SECOND - 1}) {
+        m_faults.AdvanceTime(nLater);
+        EXPECT_FALSE(Open("cam01", Hour(5, 8)));
+        EXPECT_EQ(m_pEngine->GetLastError(), -10);
+        EXPECT_THAT(Deleted(), SizeIs(1));
+    }
+    m_faults.AdvanceTime(1);
+    m_faults.Before(Op::Unlink, Any(), [&] { SetRoom(ROOM); });  // this time it stays away
+    EXPECT_TRUE(Open("cam01", Hour(5, 8)));
+    EXPECT_THAT(Deleted(), SizeIs(2));
+    SetRoom(FULL);
+    EXPECT_TRUE(Open("cam01", Hour(5, 9)));  // so the next pass may follow at once
+    EXPECT_THAT(Deleted(), SizeIs(3));
+}
+
+TEST_F(Overwriting, SpaceThatComesForEverIsNotAwaitedForEver) {
+    Start();
+    Record("cam01", Hour(1, 8));
+    std::atomic<std::uint64_t> nMiB = 0;
+    SetRoom(nMiB);
+    auto looks = m_faults.Before(Op::StatVfs, Any(), [&] { SetRoom(++nMiB); });
+    CheckDisk();
+    EXPECT_THAT(Deleted(), SizeIs(1));
+    EXPECT_LT(looks.Seen(), 210u);
 }
 
 // As on xfs: the space is there a moment after the file went.
@@ -126,6 +159,46 @@ TEST_F(Overwriting, FilesWithoutAnEntryGoWithTheDay) {
     EXPECT_FALSE(Exists(Day(1)));
 }
 
+TEST_F(Overwriting, AFolderNamedLikeARecordingIsNone) {
+    const struct {
+        LocalStorageType enumType;
+        std::string strFile, strFolder;
+    } CASES[] = {{LOCAL_STORAGE_REMOTE_BACKUP, Path("cam01", 5, 8), Path("cam01", 5, 10)},
+                 {LOCAL_STORAGE_CLIENT, Day(5) + "/cam01/20240305_080000.mp4",
+                  Day(5) + "/cam01/20240305_100000.mp4"}};
+    for (const auto& stCase : CASES) {
+        m_faults.SetTime(Morning());
+        Start(stCase.enumType);
+        Record("cam01", Hour(5, 8));
+        std::filesystem::create_directory(stCase.strFolder);
+        auto rule = m_faults.Watch(Op::Unlink, Is(stCase.strFolder));
+        CheckFullDisk();
+        EXPECT_THAT(Deleted(), ElementsAre(stCase.strFile));
+        EXPECT_EQ(rule.Seen(), 0u);
+        if (stCase.enumType == LOCAL_STORAGE_REMOTE_BACKUP) {
+            EXPECT_EQ(Indexed(5), 0u);
+        }
+        Stop();
+        std::filesystem::remove_all(Disk());
+    }
+}
+
+TEST_F(Overwriting, AFileGoesNoEarlierThanTheHostHearsThatItIsClosed) {
+    Start(LOCAL_STORAGE_CLIENT);
+    ASSERT_TRUE(Open("cam01", recFileInfo()));
+    const std::string strPath = RecordFiles().at(0);
+    SetRoom(FULL);
+    std::thread pass;
+    OnMessage([&](const HostMessage& stMessage) {
+        if (stMessage.nType != MESSAGEVALUE_CLOSEFILE) return;
+        pass = std::thread([this] { CheckDisk(); });
+        while (Exists(strPath) && LinesWith("file is writting").empty()) std::this_thread::yield();
+        EXPECT_TRUE(Exists(strPath));
+    });
+    EXPECT_TRUE(Close("cam01", recFileInfo()));
+    pass.join();
+}
+
 TEST_F(Overwriting, AnOpenFileKeepsTheEntryThatItSharesWithADeletedOne) {
     Start();
     Record("cam01", Hour(1, 8));
@@ -171,8 +244,11 @@ TEST_F(Overwriting, WhatCannotBeToldCostsNoDay) {
         if (stCase.bFull) SetRoom(FULL);
         auto rule = m_faults.Fail(stCase.eOp, Below(Disk() + stCase.strBelow), stCase.nError);
         if (stCase.bOnce) rule.Times(1);
-        CheckDisk();
+        const Trace lsSaid = CheckDisk();
         EXPECT_THAT(Deleted(), SizeIs(0)) << &stCase - CASES;
+        if (stCase.bFull) {
+            EXPECT_THAT(lsSaid, Contains(HasSubstr(std::strerror(stCase.nError))));
+        }
         m_faults.ClearRules();
         SetRoom(ROOM);
         Stop();
@@ -202,7 +278,7 @@ TEST_F(Overwriting, AFolderThatCannotBeRemovedIsGivenUp) {
     Start();
     Record("cam01", Hour(1, 8));
     auto rule = m_faults.Fail(Op::RemoveDir, Is(Day(1) + "/cam01"), EBUSY);
-    EXPECT_THAT(CheckFullDisk(), testing::Contains(testing::HasSubstr("given up")));
+    EXPECT_THAT(CheckFullDisk(), Contains(HasSubstr("given up")));
     EXPECT_EQ(rule.Seen(), 100u);
     EXPECT_THAT(Deleted(), SizeIs(1));
 }

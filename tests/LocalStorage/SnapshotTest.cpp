@@ -50,10 +50,12 @@ TEST_F(Snapshot, FailuresAreReported) {
     EXPECT_FALSE(Store("cam01", "jpg"));
     EXPECT_STREQ(m_szPath, "");
     Said();
-    m_faults.Fail(Op::Write, Ends(".jpg"), EFBIG).Times(1);
-    EXPECT_FALSE(Store("cam01", "jpg"));
-    EXPECT_EQ(m_szPath, m_strFile);  // what was written stays
-    EXPECT_EQ(Said().at(0), "-> 6 cam01 27 [132]");
+    for (const Op eOp : {Op::Write, Op::Close}) {
+        m_faults.Fail(eOp, Ends(".jpg"), EFBIG).Times(1);
+        EXPECT_FALSE(Store("cam01", "jpg"));
+        EXPECT_EQ(m_szPath, m_strFile);  // what was written stays
+        EXPECT_EQ(Said().at(0), "-> 6 cam01 27 [132]");
+    }
 }
 
 TEST_F(Snapshot, DeletesThatDayAndAllBefore) {

@@ -1,6 +1,8 @@
 // Headers, plain streams and the switch from file to file.
 
 #include <cerrno>
+#include <chrono>
+#include <thread>
 
 #include "LocalStorage/EngineTest.h"
 
@@ -134,6 +136,49 @@ TEST_F(StreamWriting, ManySwitchesInOneSecondKeepTheFileOnceNamesRunAhead) {
     EXPECT_EQ(File(2).size(), 3 * MIB + 4);
 }
 
+TEST_F(StreamWriting, TheNextFileIsNamedAfterTheHostHasHeardOfTheLast) {
+    StartBeforeSwitch();
+    OnMessage([this](const HostMessage& stMessage) {  // which takes the host a day
+        if (stMessage.nType == MESSAGEVALUE_CLOSEFILE) m_faults.AdvanceTime(DAY);
+    });
+    EXPECT_TRUE(WritePiece("next"));
+    EXPECT_THAT(RecordFiles().back(), testing::EndsWith("20240306/cam01/20240306_080001.mp4"));
+}
+
+TEST_F(StreamWriting, ANextFileWhosePathIsTooLongIsToldOnce) {
+    AddDisk("1");
+    AddDisk(std::string(259 - m_dir.Path().size() - 45, 'd'));
+    m_stInfo.bCycWrite = true;
+    StartBeforeSwitch();
+    SetRoom(FULL, "1");
+    CheckDisk();  // moves to the other
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(WritePiece("kept"));
+    EXPECT_THAT(LinesWith("SwitchRecFile] path too long"), SizeIs(1));
+    EXPECT_EQ(File().size(), MIB + 4 + 12);
+}
+
+TEST_F(StreamWriting, AFailedCloseIsAFailedWrite) {
+    const std::string strFail = "-> 6 cam01 5 [132] user";
+    for (const std::string strHow : {"close", "switch", "release"}) {
+        StartBeforeSwitch();
+        m_faults.Fail(Op::Close, Ends(".mp4"), EIO).Times(1);
+        if (strHow == "close") {
+            EXPECT_TRUE(Close("cam01", m_stFile));
+        } else if (strHow == "switch") {
+            EXPECT_TRUE(WritePiece("next"));
+        } else {
+            EXPECT_TRUE(m_pEngine->Release());
+        }
+        EXPECT_THAT(LinesWith("OSL_CloseFile fail"), SizeIs(1)) << strHow;
+        const Trace lsSaid = Said();
+        EXPECT_THAT(lsSaid.at(0), testing::HasSubstr("disk counts as full"));
+        EXPECT_EQ(lsSaid.at(1), strFail);  // before the host hears that it is closed
+        Stop();
+        std::filesystem::remove_all(Disk() + "RecordFile");
+        m_faults.SetTime(Morning());
+    }
+}
+
 TEST_F(StreamWriting, AfterAFailedSwitchTheChannelHoldsNoHandle) {
     for (const Op eOp : {Op::Open, Op::Write}) {  // the latter of the header
         StartBeforeSwitch();
@@ -150,12 +195,14 @@ TEST_F(StreamWriting, AfterAFailedSwitchTheChannelHoldsNoHandle) {
     }
 }
 
-TEST_F(StreamWriting, AFileOnAFailedDiskIsGivenUpForAnotherDisk) {
+TEST_F(StreamWriting, AFileOnAFailedDiskIsGivenUpForAnotherDiskAtOnce) {
     StartOnTwo(LOCAL_STORAGE_CLIENT);
     ASSERT_TRUE(Open("cam01", m_stFile));
     m_faults.Fail(Op::Write, Below(m_dir / "1"), ENOSPC);
     EXPECT_FALSE(WritePiece("lost"));
-    CheckDisk();  // moves to disk 2
+    const auto tStart = std::chrono::steady_clock::now();
+    while (PathsOf(MESSAGEVALUE_SWITCHDISK).empty()) std::this_thread::yield();
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(4));
     EXPECT_TRUE(WritePiece("kept"));
     EXPECT_EQ(GetFile(Disk("2") + "RecordFile/20240305/cam01/20240305_080000.mp4"), "kept");
 }

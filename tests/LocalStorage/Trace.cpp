@@ -13,6 +13,7 @@ struct Recorder {
     std::mutex m_mutex;
     Trace m_lsLine;
     std::vector<HostMessage> m_lsMessage;
+    std::function<void(const HostMessage&)> m_run;
     bool m_bKeepLines = true;
 };
 
@@ -80,10 +81,21 @@ int RecordMessage(int nMsgType, void* pData, unsigned int nDataLen, void* pUser)
                                 Content(nMsgType, pData, nDataLen, stMessage.strPath) +
                                 Word(pUser ? static_cast<const char*>(pUser) : "");
     Recorder& recorder = TheRecorder();
-    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
-    recorder.m_lsMessage.push_back(stMessage);
-    if (recorder.m_bKeepLines) recorder.m_lsLine.push_back(strLine);
+    std::function<void(const HostMessage&)> run;
+    {
+        const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+        recorder.m_lsMessage.push_back(stMessage);
+        if (recorder.m_bKeepLines) recorder.m_lsLine.push_back(strLine);
+        run = recorder.m_run;
+    }
+    if (run) run(stMessage);
     return 0;
+}
+
+void OnMessage(std::function<void(const HostMessage&)> run) {
+    Recorder& recorder = TheRecorder();
+    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    recorder.m_run = std::move(run);
 }
 
 Trace TakeTrace(const std::string& strDir) {

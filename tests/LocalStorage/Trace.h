@@ -6,6 +6,7 @@
 #ifndef LOCALSTORAGE_TESTS_LOCALSTORAGE_TRACE_H
 #define LOCALSTORAGE_TESTS_LOCALSTORAGE_TRACE_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,8 @@ std::vector<HostMessage> Messages();
 /// The paths of the messages of one type.
 Trace PathsOf(int nMsgType);
 void ClearTrace();
+/// From now on runs with every message, on its thread; null: nothing does.
+void OnMessage(std::function<void(const HostMessage&)> run);
 /// Long runs keep messages only.
 void KeepLines(bool bKeep);
 

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <new>
 #include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "Osl/Osl.h"
@@ -23,11 +23,12 @@ struct passedOver {
     std::vector<std::string> vRecDirs;  ///< whole record directories
 };
 
-/// After a walk that broke off: ends the pass, by an exception, when the process has no handle or
-/// memory to spare. What it cannot see for that must not let a newer day go first.
+/// After a walk that broke off: ends the pass, by a std::system_error, when the process has no
+/// handle or memory to spare. What it cannot see for that must not let a newer day go first.
 inline void EndPassOnShortage() {
     const int nError = OSL_GetSystemLastError();
-    if (nError == EMFILE || nError == ENFILE || nError == ENOMEM) throw std::bad_alloc();
+    if (nError == EMFILE || nError == ENFILE || nError == ENOMEM)
+        throw std::system_error(nError, std::generic_category());
 }
 
 /// The oldest day of one record directory.

@@ -95,8 +95,9 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
 
     const recordPath stPath = ChooseOpenPath(strCameraID, stRecFileInfo);
     const CIndexMgr::CChange change(*m_pIndexMgr, stPath.RecDir());
+    const unsigned nNewFile = IsClientLayout() ? OSL_OPEN_UNIQUE : OSL_OPEN_NEW;
     const OSL_FileHandle hRecFile =
-        OpenInFolder(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : OSL_OPEN_NEW);
+        OpenInFolder(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : nNewFile);
     if (hRecFile == OSL_INVALID_FILE)
         return Fail(STORAGE_ERROR_OPEN_FILE,
                     "[wtb][CLocalStorage::OpenChannelRecord] OSL_OpenFile fail, strRecFilePath[%s]",
@@ -126,8 +127,14 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
 recordPath CLocalStorage::ChooseOpenPath(const std::string& strCameraID,
                                          const recFileInfo& stRecFileInfo) const {
     if (!IsClientLayout()) return BuildSpanPath(strCameraID, stRecFileInfo);
-    if (stRecFileInfo.bOpenFlag) return BuildSecondPath(strCameraID, OSL_Time());
-    return *BuildFreeSecondPath(strCameraID, std::numeric_limits<int>::max());
+    return stRecFileInfo.bOpenFlag ? BuildSecondPath(strCameraID, OSL_Time())
+                                   : ChooseNewPath(strCameraID);
+}
+
+// Where no name can be told free, opening the file tells why.
+recordPath CLocalStorage::ChooseNewPath(const std::string& strCameraID) const {
+    const auto stFree = BuildFreeSecondPath(strCameraID, std::numeric_limits<int>::max());
+    return stFree ? *stFree : BuildSecondPath(strCameraID, OSL_Time());
 }
 
 OSL_FileHandle CLocalStorage::OpenInFolder(const recordPath& stPath, unsigned nFlags) {
@@ -159,6 +166,8 @@ bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileIn
             GetUniqMAPID(pCameraID, stRecFileInfo).c_str());
     void* const pUser = claim.Channel().pUser;
     const std::string strPath = claim.Channel().strRecFilePath;
+    // Until the host has been told that the file is closed, it is not told that it is deleted.
+    const CProtectedFile objFile(m_mapRecordChannel, strPath);
     CloseChannelRecord(claim);
     if (!strPath.empty() && m_objEvents.SendCloseFile(pCameraID, strPath, pUser))
         LogText(
@@ -178,6 +187,15 @@ void CLocalStorage::CloseChannelRecord(CChannelClaim& claim) noexcept {
     } catch (const std::exception&) {
         OutOfMemory("CloseChannelRecord");
     }
-    channel.CloseFile();
+    CloseRecFile(channel);
     claim.Remove();
+}
+
+// Some disks say only now that they did not take what was written.
+void CLocalStorage::CloseRecFile(recordChannel& channel) {
+    const int nError = channel.CloseFile();
+    if (nError == 0) return;
+    ReportLoss(channel, nError);
+    LogText("[wtb][CLocalStorage::CloseRecFile] OSL_CloseFile fail, strRecFilePath[%s], iErr [%d]",
+            channel.strRecFilePath.c_str(), nError);
 }

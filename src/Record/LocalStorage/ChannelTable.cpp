@@ -25,8 +25,10 @@ recordChannel::~recordChannel() {
     CloseFile();
 }
 
-void recordChannel::CloseFile() {
-    if (hRecFile != OSL_INVALID_FILE) OSL_CloseFile(std::exchange(hRecFile, OSL_INVALID_FILE));
+int recordChannel::CloseFile() {
+    if (hRecFile == OSL_INVALID_FILE) return 0;
+    const int nResult = OSL_CloseFile(std::exchange(hRecFile, OSL_INVALID_FILE));
+    return nResult == 0 ? 0 : OSL_GetSystemLastError();
 }
 
 // Looks the channel up anew after every wait: meanwhile it may be gone, and another in its place.
@@ -101,6 +103,17 @@ void CChannelTable::ForgetFile(const std::string& strPath) {
 bool CChannelTable::IsWriting(const std::string& strPath) const {
     OSL_Guard guard(m_mtxFiles);
     return m_setWriting.count(strPath) > 0;
+}
+
+CProtectedFile::CProtectedFile(CChannelTable& table, const std::string& strPath)
+    : m_table(table), m_strPath(strPath) {
+    OSL_Guard guard(m_table.m_mtxFiles);
+    m_table.m_setWriting.insert(m_strPath);
+}
+
+CProtectedFile::~CProtectedFile() {
+    OSL_Guard guard(m_table.m_mtxFiles);
+    m_table.ForgetFile(m_strPath);
 }
 
 std::uint32_t CChannelTable::WriteSpeed(std::time_t tNow) const {

@@ -96,8 +96,8 @@ struct recordChannel {
     recordChannel& operator=(const recordChannel&) = delete;
 
     /// Closes the file, if one is open, and leaves no handle behind: its number may soon be
-    /// another file's.
-    void CloseFile();
+    /// another file's. 0, or the system's error number.
+    int CloseFile();
 
     OSL_FileHandle hRecFile = OSL_INVALID_FILE;
     VEXANA_Handle hStream = nullptr;  ///< made by the first header, when streams are analysed
@@ -105,6 +105,7 @@ struct recordChannel {
     bool bWriteFailed = false;        ///< the last write to the current file failed
     bool bHeadSaved = false;          ///< a stream header has come
     std::time_t tNoneFree = -1;       ///< in this second no name was free for the next file
+    bool bTooLongTold = false;        ///< that the next file's path is too long
 
     /// The claim; see CChannelTable.
     std::atomic<std::uint32_t> nClaim = 0;
@@ -143,8 +144,9 @@ public:
     /// Announces the file that a switch is about to make, so that no clean-up takes it.
     void Announce(recordChannel& channel, const std::string& strPath);
     /// The channel's file is the announced one, if it has that open now; otherwise it has none.
+    /// The file before it is protected until then.
     void EndSwitch(recordChannel& channel);
-    /// Whether some channel has this file open or is about to make it.
+    /// Whether some channel has this file open or is about to make it, or it is protected.
     bool IsWriting(const std::string& strPath) const;
 
     /// Sum over the channels of each one's mean rate since its file began, in KiB/s.
@@ -152,6 +154,7 @@ public:
 
 private:
     friend class CChannelClaim;
+    friend class CProtectedFile;
 
     static constexpr std::uint32_t CLAIM_FREE = 0;
     static constexpr std::uint32_t CLAIM_HELD = 1;
@@ -193,6 +196,19 @@ public:
 private:
     CChannelTable& m_table;
     ChannelMap::value_type* m_pEntry;
+};
+
+/// Keeps clean-ups from a file while it lives, as if some channel had it open.
+class CProtectedFile {
+public:
+    CProtectedFile(CChannelTable& table, const std::string& strPath);
+    ~CProtectedFile();
+    CProtectedFile(const CProtectedFile&) = delete;
+    CProtectedFile& operator=(const CProtectedFile&) = delete;
+
+private:
+    CChannelTable& m_table;
+    const std::string m_strPath;
 };
 
 inline bool CChannelTable::TryClaim(recordChannel& channel) {

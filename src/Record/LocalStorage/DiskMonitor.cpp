@@ -1,4 +1,4 @@
-// The disk check, and the thread that runs one every five seconds.
+// The disk check, and the thread that runs one every five seconds, and when a write fails.
 
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
@@ -13,7 +13,7 @@ constexpr std::uint32_t CHECK_INTERVAL = 5000;  // ms
 std::uint32_t CLocalStorage::DiskCheckProc(void* pEngine) {
     if (!pEngine) return 0;
     auto& engine = *static_cast<CLocalStorage*>(pEngine);
-    while (OSL_WaitForSingleObject(engine.m_hDiskCheckEvent, CHECK_INTERVAL) == OSL_WAIT_TIMEOUT) {
+    while (engine.AwaitDiskCheck()) {
         OSL_Guard guard(engine.m_mtxDiskCheck);
         try {
             engine.CheckDisk();
@@ -22,6 +22,12 @@ std::uint32_t CLocalStorage::DiskCheckProc(void* pEngine) {
         }
     }
     return 0;
+}
+
+bool CLocalStorage::AwaitDiskCheck() {
+    OSL_WaitForSingleObject(m_hDiskCheckEvent, CHECK_INTERVAL);
+    OSL_ResetEvent(m_hDiskCheckEvent);  // before the look at what it was set for
+    return !m_bStopDiskCheck;
 }
 
 void CLocalStorage::CheckDisk() {
@@ -34,7 +40,7 @@ void CLocalStorage::CheckDisk() {
     const fullDiskAction stAction = DecideFullDisk(stState);
     if (stAction.bReportSwitch) ReportSwitch();
     if (stAction.bReportFull) ReportFullDisk();
-    if (stAction.bDelete && DeleteFile(m_stStoreInfo.enumStoreFileType)) AwaitFreedSpace();
+    if (stAction.bDelete) MakeRoom();
 }
 
 void CLocalStorage::ReportSwitch() {

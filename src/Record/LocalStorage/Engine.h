@@ -14,6 +14,7 @@
 #ifndef LOCALSTORAGE_RECORD_ENGINE_H
 #define LOCALSTORAGE_RECORD_ENGINE_H
 
+#include <atomic>
 #include <ctime>
 #include <list>
 #include <memory>
@@ -32,7 +33,7 @@ class CFileDeleter;
 
 class CLocalStorage final : public CLocalStorageInterface {
 public:
-    /// Starts nothing.
+    /// Starts nothing. Throws std::bad_alloc.
     CLocalStorage();
     /// Does not call Release; whoever deletes the engine does that first.
     ~CLocalStorage() override;
@@ -75,7 +76,7 @@ private:
                              const recFileInfo& stRecFileInfo) const;
     recordPath BuildSecondPath(const std::string& strCameraID, std::time_t tTime) const;
     /// The path of the first second from now on that no file of its folder has; nothing when that
-    /// second lies more than `nMaxAhead` ahead.
+    /// second lies more than `nMaxAhead` ahead, or cannot be told.
     std::optional<recordPath> BuildFreeSecondPath(const std::string& strCameraID,
                                                   int nMaxAhead) const;
 
@@ -86,11 +87,15 @@ private:
         OSL_REQUIRES(m_mtxDiskCheck);
     recordPath ChooseOpenPath(const std::string& strCameraID,
                               const recFileInfo& stRecFileInfo) const;
+    /// For a new file of the client layout.
+    recordPath ChooseNewPath(const std::string& strCameraID) const;
     /// Makes the folder and opens the file; makes the folder again when a clean-up took it in
     /// between. Makes nothing below a missing disk. A failure is held against the disk.
     OSL_FileHandle OpenInFolder(const recordPath& stPath, unsigned nFlags);
-    /// Writes what the analyser still holds and closes, without a message.
+    /// Writes what the analyser still holds and closes, without a message but for what is lost.
     void CloseChannelRecord(CChannelClaim& claim) noexcept;
+    /// Closes its file; a failure counts as a failed write.
+    void CloseRecFile(recordChannel& channel);
 
     // StreamWriting
     bool WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize);
@@ -104,29 +109,36 @@ private:
     bool WriteAllPackets(recordChannel& channel, Switching eSwitching);
     void NoteKeyFrame(recordChannel& channel);
     bool WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize);
-    void ReportFailedWrite(recordChannel& channel, const char* pBuf, std::size_t nSize);
+    void ReportFailedWrite(const recordChannel& channel, const char* pBuf, std::size_t nSize);
+    /// Tells the host, and holds it against the disk.
+    void ReportLoss(const recordChannel& channel, int nError);
 
     // FileSwitching
     /// Whether the channel's file is to be followed by a new one, `nPending` bytes counted as
     /// written to it.
     bool IsNeedSwitchRecFile(const recordChannel& channel, std::size_t nPending) const;
     void SwitchRecFile(recordChannel& channel);
+    static bool IsNewPathTooLong(recordChannel& channel, const recordPath& stPath);
     void CloseOldFile(recordChannel& channel);
-    void OpenNewFile(recordChannel& channel, const recordPath& stPath);
+    void OpenNewFile(recordChannel& channel);
 
     // DiskMonitor
     static std::uint32_t DiskCheckProc(void* pEngine);
+    /// False: no check, the engine stops.
+    bool AwaitDiskCheck();
     /// One disk check: moves to another disk, reports a full one, overwrites the oldest day.
     void CheckDisk() OSL_REQUIRES(m_mtxDiskCheck);
     void ReportSwitch();
     void ReportFullDisk();
 
     // Overwriting
+    /// Runs a deletion pass, unless the last one brought no room and is a moment ago.
+    void MakeRoom() OSL_REQUIRES(m_mtxDiskCheck);
     /// One deletion pass: the oldest day from which something can be deleted. True when a file was
     /// deleted, or a disk has room meanwhile.
     bool DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxDiskCheck);
-    /// Waits until a pass has made room, or the disks gain none any more.
-    void AwaitFreedSpace() OSL_REQUIRES(m_mtxDiskCheck);
+    /// Waits until a pass has made room. False: the disks gain none any more, or not in time.
+    bool AwaitFreedSpace() OSL_REQUIRES(m_mtxDiskCheck);
     /// Deletes these files of a day and tidies the folders. True when a file went.
     bool DeleteRecordFile(const oldestDay& day);
     /// Deletes one of them, reports it and takes it out of the index. True when it is gone.
@@ -150,12 +162,14 @@ private:
     CDisks m_objDisks;  ///< asks m_pIndexMgr
     CChannelTable m_mapRecordChannel;
     OSL_ThreadHandle m_hDiskCheckThread = nullptr;
-    OSL_EventHandle m_hDiskCheckEvent;  ///< set to stop the thread
-    CVexList<pathNode> m_lsRecFile;     ///< result of the last query; not locked
+    OSL_EventHandle m_hDiskCheckEvent;  ///< set to wake the thread
+    std::atomic<bool> m_bStopDiskCheck{false};
+    CVexList<pathNode> m_lsRecFile;  ///< result of the last query; not locked
     OSL_Mutex m_mtxLastError{OSL_LockRank::LastError, "last error"};
     int m_nLastError OSL_GUARDED_BY(m_mtxLastError) = STORAGE_ERROR_NONE;
     /// Serialises disk checks with whatever makes a file at a place that a check could clean up.
     OSL_Mutex m_mtxDiskCheck{OSL_LockRank::DiskCheck, "disk check"};
+    std::int64_t m_nNextPass OSL_GUARDED_BY(m_mtxDiskCheck) = 0;  ///< not before; in ticks
 };
 
 #endif  // LOCALSTORAGE_RECORD_ENGINE_H

@@ -14,28 +14,38 @@ bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_
     return channel.bWriteFailed && !m_objDisks.IsOnCurrent(channel.strRecFilePath);
 }
 
-// Holds no disk-check lock: a switch never waits for a deletion pass. The new file is announced
-// before it is made, so that no clean-up takes it.
+// Holds no disk-check lock: a switch never waits for a deletion pass. The new file's path is chosen
+// once the old one is closed, since the host's callback may take its time: until then the engine
+// may have moved to another disk, and the day be another.
 void CLocalStorage::SwitchRecFile(recordChannel& channel) {
     constexpr int MAX_SECONDS_AHEAD = 1;
     const std::time_t tNow = OSL_Time();
     const auto stPath = BuildFreeSecondPath(channel.strCameraID, MAX_SECONDS_AHEAD);
     if (!stPath) channel.tNoneFree = tNow;  // a burst looks once a second, not with every piece
-    if (!stPath || IsPathTooLong(stPath->strPath)) return;  // a later occasion tries again
-    m_mapRecordChannel.Announce(channel, stPath->strPath);
+    if (!stPath || IsNewPathTooLong(channel, *stPath)) return;  // a later occasion tries again
     try {
         CloseOldFile(channel);
-        OpenNewFile(channel, *stPath);
+        OpenNewFile(channel);
     } catch (const std::exception&) {
         OutOfMemory("SwitchRecFile");
     }
     m_mapRecordChannel.EndSwitch(channel);
 }
 
+// Told once, not with every piece.
+bool CLocalStorage::IsNewPathTooLong(recordChannel& channel, const recordPath& stPath) {
+    const bool bTooLong = IsPathTooLong(stPath.strPath);
+    if (bTooLong && !channel.bTooLongTold)
+        LogText("[wtb][CLocalStorage::SwitchRecFile] path too long, strRecFilePath[%s]",
+                stPath.strPath.c_str());
+    channel.bTooLongTold = bTooLong;
+    return bTooLong;
+}
+
 // Nothing to close, and to report, when the switch before this one failed.
 void CLocalStorage::CloseOldFile(recordChannel& channel) {
     if (channel.hRecFile == OSL_INVALID_FILE) return;
-    channel.CloseFile();
+    CloseRecFile(channel);
     const char* const pPath = channel.strRecFilePath.c_str();
     LogText("[wtb][CLocalStorage::SwitchRecFile] old file, strRecFilePath[%s]", pPath);
     if (m_objEvents.SendCloseFile(channel.strCameraID, channel.strRecFilePath, channel.pUser))
@@ -45,9 +55,13 @@ void CLocalStorage::CloseOldFile(recordChannel& channel) {
             pPath);
 }
 
-void CLocalStorage::OpenNewFile(recordChannel& channel, const recordPath& stPath) {
+// The new file is announced before it is made, so that no clean-up takes it.
+void CLocalStorage::OpenNewFile(recordChannel& channel) {
+    const recordPath stPath = ChooseNewPath(channel.strCameraID);
+    if (IsNewPathTooLong(channel, stPath)) return;
+    m_mapRecordChannel.Announce(channel, stPath.strPath);
     const char* const pPath = stPath.strPath.c_str();
-    channel.hRecFile = OpenInFolder(stPath, OSL_OPEN_NEW);
+    channel.hRecFile = OpenInFolder(stPath, OSL_OPEN_UNIQUE);
     if (channel.hRecFile == OSL_INVALID_FILE) {
         LogText("[wtb][CLocalStorage::SwitchRecFile] OSL_OpenFile fail, strRecFilePath[%s]", pPath);
         return;

@@ -1,6 +1,7 @@
 // Start and stop of the engine.
 
 #include <algorithm>
+#include <limits>
 #include <new>
 
 #include "FileSystem/FileSystem.h"
@@ -19,13 +20,23 @@ bool AreBoundsKept(const tagStoreInfo& stInfo) {
            !(stInfo.enumStreamType == STREAM_TYPE_RAW && stInfo.bAnalyze);
 }
 
+// A list without one, for which there was no memory, must not be used.
+bool HasSentinel(const CVexList<pathNode>& list) {
+    return list.end() != CVexList<pathNode>::iterator();
+}
+
 }  // namespace
 
 CLocalStorage::CLocalStorage()
     : m_objDisks([this](const std::string& strRecDir, int nFailure) {
           return LookAtDisk(*m_pIndexMgr, strRecDir, nFailure);
       }),
-      m_hDiskCheckEvent(OSL_CreateEvent(0)) {}
+      m_hDiskCheckEvent(OSL_CreateEvent(0)) {
+    if (m_hDiskCheckEvent && HasSentinel(m_lsRecFile) && HasSentinel(m_stStoreInfo.lsRecDir))
+        return;
+    OSL_CloseEvent(m_hDiskCheckEvent);
+    throw std::bad_alloc();
+}
 
 CLocalStorage::~CLocalStorage() {
     OSL_CloseEvent(m_hDiskCheckEvent);
@@ -104,6 +115,11 @@ void CLocalStorage::StopIndex() {
 }
 
 bool CLocalStorage::StartDiskCheck() {
+    {
+        OSL_Guard guard(m_mtxDiskCheck);
+        m_nNextPass = std::numeric_limits<std::int64_t>::min();
+    }
+    m_bStopDiskCheck = false;
     OSL_ResetEvent(m_hDiskCheckEvent);
     m_hDiskCheckThread = OSL_Thread_Create(DiskCheckProc, this, 0, 0, 0, nullptr);
     if (m_hDiskCheckThread) return true;
@@ -116,6 +132,7 @@ bool CLocalStorage::Release() {
     if (!m_bInit) return Refuse("[wtb][CLocalStorage::Release] not initialized");
     while (CChannelClaim claim = m_mapRecordChannel.ClaimAny()) CloseChannelRecord(claim);
     LogText("[wtb][CLocalStorage::Release] close all opened channel");
+    m_bStopDiskCheck = true;
     OSL_SetEvent(m_hDiskCheckEvent);
     OSL_Thread_Wait(m_hDiskCheckThread);
     m_hDiskCheckThread = nullptr;

@@ -11,8 +11,6 @@ CLogService::CLogService() {
     EnableTarget(LOG_TARGET_FILE, nullptr, 0, 1);
 }
 
-CLogService::~CLogService() = default;
-
 void CLogService::StopLog() {
     StopLogService(false);
     OSL_Fini();

@@ -1,5 +1,7 @@
 // Where recordings lie: the names of days, channels and files in both layouts.
 
+#include <cerrno>
+
 #include "IndexMgr/RecDirName.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
@@ -49,7 +51,9 @@ std::optional<recordPath> CLocalStorage::BuildFreeSecondPath(const std::string& 
     const std::time_t tNow = OSL_Time();
     for (int nAhead = 0; nAhead <= nMaxAhead; ++nAhead) {
         recordPath stPath = BuildSecondPath(strCameraID, tNow + nAhead);
-        if (OSL_AccessFile(stPath.strPath.c_str(), 0) != 0) return stPath;
+        if (OSL_AccessFile(stPath.strPath.c_str(), 0) == 0) continue;
+        if (OSL_GetSystemLastError() != ENOENT) break;
+        return stPath;
     }
     return std::nullopt;
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <system_error>
 
 #include "FileSystem/FileDeleter.h"
 #include "FileSystem/FileSystem.h"
@@ -78,10 +79,18 @@ void TidyDay(const char* pMethod, const dayFolder& stDay, IsEmptyFunction IsChan
 
 }  // namespace
 
+// Where another program fills the disk, the archive is not given up to it within seconds.
+void CLocalStorage::MakeRoom() {
+    constexpr std::int64_t PAUSE = 5000;  // ms
+    if (OSL_TickMilliseconds() < m_nNextPass) return;
+    const bool bRoom = DeleteFile(m_stStoreInfo.enumStoreFileType) && AwaitFreedSpace();
+    if (!bRoom) m_nNextPass = OSL_TickMilliseconds() + PAUSE;
+}
+
 // A disk that deleting gives no room is passed over, since its recordings would be lost for
 // nothing; and a day that loses nothing (every file is open, say), so that it cannot end recording
 // for good.
-bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
+bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) try {
     if (enumStoreFileType > STORE_FILE_IMAGE) return false;
     const bool bImage = enumStoreFileType == STORE_FILE_IMAGE;
     passedOver stPassedOver;
@@ -96,19 +105,26 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) {
         if (bImage ? DeleteImageFile(day) : DeleteRecordFile(day)) return true;
         if (!stPassedOver.setDays.insert(day.stDay.Path()).second) return false;
     }
+} catch (const std::system_error& shortage) {
+    char szError[128];
+    LogText("[wtb][CLocalStorage::DeleteFile] the oldest day cannot be told, error [%s]",
+            OSL_ErrorText(shortage.code().value(), szError, sizeof(szError)));
+    return false;
 }
 
 // Some file systems, xfs for one, give back the space of a deleted file a little later. Without the
 // wait the next check would find the disks as full as before and delete a day too many.
-void CLocalStorage::AwaitFreedSpace() {
+bool CLocalStorage::AwaitFreedSpace() {
     constexpr std::uint32_t PAUSE = 5;  // ms
-    constexpr int MAX_IDLE_PAUSES = 10;
+    constexpr int MAX_PAUSES = 200, MAX_IDLE_PAUSES = 10;
     std::uint64_t nMost = 0;
-    for (int nIdle = 0; nIdle < MAX_IDLE_PAUSES && !m_objDisks.ChooseAgain(); ++nIdle) {
-        if (m_objDisks.UsableSpace() > nMost) nIdle = 0;
+    for (int nPause = 0, nIdle = 0; nPause < MAX_PAUSES && nIdle < MAX_IDLE_PAUSES; ++nPause) {
+        if (m_objDisks.ChooseAgain()) return true;
+        nIdle = m_objDisks.UsableSpace() > nMost ? 0 : nIdle + 1;
         nMost = std::max(nMost, m_objDisks.UsableSpace());
         OSL_Sleep(PAUSE);
     }
+    return false;
 }
 
 bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {

@@ -79,10 +79,9 @@ OSL_FileHandle CLocalStorage::OpenImageFile(const std::string& strCameraID, std:
 bool CLocalStorage::WriteImageData(OSL_FileHandle hFile, const std::string& strCameraID,
                                    const std::string& strPath, const char* pBuf,
                                    std::uint32_t nSize) {
-    const bool bWritten = OSL_WriteFile(hFile, pBuf, nSize, nullptr) == 0;
-    const int nError = bWritten ? 0 : OSL_GetSystemLastError();
-    OSL_CloseFile(hFile);
-    if (bWritten) return true;
+    int nError = OSL_WriteFile(hFile, pBuf, nSize, nullptr) == 0 ? 0 : OSL_GetSystemLastError();
+    if (OSL_CloseFile(hFile) != 0 && nError == 0) nError = OSL_GetSystemLastError();
+    if (nError == 0) return true;
     m_objDisks.NoteFailure(strPath, nError);
     m_objEvents.SendWriteFail(strCameraID, nError, nullptr);
     LogFailedWrite("WriteImageData", strCameraID, pBuf, nSize, nError);

@@ -117,16 +117,24 @@ void CLocalStorage::NoteKeyFrame(recordChannel& channel) {
 bool CLocalStorage::WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize) {
     if (nSize == 0) return true;
     std::size_t nWritten = 0;
-    channel.bWriteFailed = OSL_WriteFile(channel.hRecFile, pBuf, nSize, &nWritten) != 0;
+    const bool bFailed = OSL_WriteFile(channel.hRecFile, pBuf, nSize, &nWritten) != 0;
     channel.nWrittenSize.store(channel.nWrittenSize.load(std::memory_order_relaxed) + nWritten,
                                std::memory_order_relaxed);
-    if (channel.bWriteFailed) ReportFailedWrite(channel, pBuf, nSize);
-    return !channel.bWriteFailed;
+    if (bFailed) ReportFailedWrite(channel, pBuf, nSize);
+    channel.bWriteFailed = bFailed;
+    return !bFailed;
 }
 
-void CLocalStorage::ReportFailedWrite(recordChannel& channel, const char* pBuf, std::size_t nSize) {
+void CLocalStorage::ReportFailedWrite(const recordChannel& channel, const char* pBuf,
+                                      std::size_t nSize) {
     const int nError = OSL_GetSystemLastError();
+    ReportLoss(channel, nError);
+    LogFailedWrite("WriteRecord", channel.strCameraID, pBuf, nSize, nError);
+    // The first of a run brings the disk check forward, so that the next may find room.
+    if (!channel.bWriteFailed) OSL_SetEvent(m_hDiskCheckEvent);
+}
+
+void CLocalStorage::ReportLoss(const recordChannel& channel, int nError) {
     m_objDisks.NoteFailure(channel.strRecFilePath, nError);
     m_objEvents.SendWriteFail(channel.strCameraID, nError, channel.pUser);
-    LogFailedWrite("WriteRecord", channel.strCameraID, pBuf, nSize, nError);
 }
