@@ -13,8 +13,8 @@ enum class IndexMarker {
 };
 IndexMarker AskIndexMarker(const std::string& strFolder);
 
-/// Makes it, as a plain file, also where something else has its name. False on failure: see
-/// OSL_GetSystemLastError.
+/// Makes it, as a plain file, also where something else has its name. False on failure: errno tells
+/// why.
 bool MakeIndexMarker(const std::string& strFolder);
 
 /// Removes whatever has its name. True when nothing has it any more.

@@ -1,3 +1,5 @@
+// Index files: every kind of damage, files of many pieces, flushes that fail.
+
 #include <functional>
 
 #include <gtest/gtest.h>

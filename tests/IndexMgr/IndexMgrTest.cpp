@@ -1,3 +1,5 @@
+// The manager: directories under several names, pulled disks, a switch of the record folder.
+
 #include <gtest/gtest.h>
 
 #include "IndexMgr/Records.h"

@@ -1,3 +1,5 @@
+// Threads that change, query and flush one index at once.
+
 #include <atomic>
 #include <thread>
 

@@ -5,10 +5,9 @@
 #include <memory>
 #include <set>
 
-#include "RecordTree/IndexFiles.h"
 #include "RecordTree/Names.h"
-#include "FileSystem/FileSystem.h"
 #include "RecordTree/RecordDirectory.h"
+#include "RecordTree/Tidying.h"
 #include "base/Failure.h"
 #include "base/Text.h"
 #include "commands/Commands.h"
@@ -113,16 +112,6 @@ void TellPlan(const std::vector<oldFile>& vecFiles, bool bJson) {
     stTable.Print();
 }
 
-/// Removes a folder that holds nothing but files of the index.
-void RemoveIfEmpty(const std::string& strFolder, const std::string& strIndexFile) {
-    std::list<std::string> lsDirs, lsFiles;
-    if (!GetSubTargetList(strFolder, lsDirs, lsFiles) || !lsDirs.empty()) return;
-    lsFiles.remove(strIndexFile);
-    if (!lsFiles.empty()) return;
-    OSL_DeleteFile((strFolder + "/" + strIndexFile).c_str());
-    OSL_RemoveDir(strFolder.c_str());
-}
-
 /// Deletes the files and the folders that they leave empty; the number of files that stayed.
 std::size_t Delete(const std::vector<oldFile>& vecFiles) {
     std::size_t nFailed = 0;
@@ -138,8 +127,8 @@ std::size_t Delete(const std::vector<oldFile>& vecFiles) {
         setCameras.insert(st.CameraPath());
         setDays.insert(st.DayPath());
     }
-    for (const std::string& strPath : setCameras) RemoveIfEmpty(strPath, INDEX_FILE_LEVEL3);
-    for (const std::string& strPath : setDays) RemoveIfEmpty(strPath, INDEX_FILE_LEVEL2);
+    for (const std::string& strPath : setCameras) RemoveIfIndexOnly(strPath, TreeLevel::Channel);
+    for (const std::string& strPath : setDays) RemoveIfIndexOnly(strPath, TreeLevel::Day);
     return nFailed;
 }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "RecordTree/IndexFiles.h"
+#include "RecordTree/IndexMarker.h"
 #include "RecordTree/RepairPlan.h"
 #include "base/Failure.h"
 #include "base/Text.h"
@@ -60,22 +61,22 @@ void CompareIndex(const repairPlan& stPlan, inspection& st) {
     AddPaths(stDifference.vUnlisted, findingKind::UNLISTED, "recording without an entry", st);
 }
 
-void AddMarker(const std::string& strMarker, inspection& st) {
+void AddMarker(inspection& st) {
     st.bInUse = IsInUse(st.strDir);
     st.vecFindings.push_back(
-        {findingKind::NOT_UP_TO_DATE, strMarker,
+        {findingKind::NOT_UP_TO_DATE, st.FolderPath() + "/" + INDEX_DIRTY_MARKER,
          st.bInUse ? "a running host has not written its latest changes yet"
                    : "a host ended without writing its latest changes; the next start repairs"});
 }
 
 void InspectIndex(inspection& st) {
-    const std::string strMarker = st.FolderPath() + "/" + INDEX_DIRTY_MARKER;
-    const bool bMarkedBefore = Exists(strMarker);
+    const auto isMarked = [&] { return AskIndexMarker(st.FolderPath()) != IndexMarker::None; };
+    const bool bMarkedBefore = isMarked();
     const repairPlan stPlan = PlanOf(st.FolderPath());
     st.nRecordings = stPlan.objTree.CountFiles();
     CompareIndex(stPlan, st);
     // A host may have begun or ended a flush meanwhile.
-    if (bMarkedBefore || Exists(strMarker)) AddMarker(strMarker, st);
+    if (bMarkedBefore || isMarked()) AddMarker(st);
     AddPaths({stPlan.setTwins.begin(), stPlan.setTwins.end()}, findingKind::TWIN,
              "another recording has the same times; it stays, without an entry", st);
     AddPaths(stPlan.vCrowded, findingKind::CROWDED,
