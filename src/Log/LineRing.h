@@ -35,7 +35,8 @@ public:
     /// False when there is no room for the line (of at most 65,535 bytes).
     bool Push(const char* pText, std::size_t nLen);
 
-    /// Bytes that are in use.
+    /// What is in it.
+    std::size_t Lines() const { return m_nLines; }
     std::size_t Used() const { return CAPACITY - m_nFree; }
 
     /// The oldest lines, as many as stand together; none when the ring is empty.

@@ -57,17 +57,37 @@ char* FormatTimeAndName(char* pTo, log_level eLevel) {
     return Append(pTo, "] ");
 }
 
+char* AppendUpTo(const char* pEnd, char* pTo, std::string_view strText) {
+    return Append(pTo, strText.substr(0, static_cast<std::size_t>(pEnd - pTo)));
+}
+
+/// Prints a message, cut at `pEnd`, behind which there is room for a NUL. Returns where it ends;
+/// null when it cannot be formatted.
+char* FormatMessage(char* pTo, char* pEnd, const char* pFormat, va_list args) {
+    // Most messages have no conversion but "%s". vsnprintf, which would cost a third of the whole
+    // line, gets what begins with any other.
+    while (true) {
+        const std::size_t nText = std::strcspn(pFormat, "%");
+        pTo = AppendUpTo(pEnd, pTo, {pFormat, nText});
+        pFormat += nText;
+        if (std::strncmp(pFormat, "%s", 2) != 0) break;
+        const char* const pText = va_arg(args, const char*);
+        pTo = AppendUpTo(pEnd, pTo, pText ? pText : "(null)");
+        pFormat += 2;
+    }
+    if (*pFormat == '\0') return pTo;
+    const auto nRoom = static_cast<int>(pEnd - pTo);
+    const int nLen = std::vsnprintf(pTo, static_cast<std::size_t>(nRoom) + 1, pFormat, args);
+    return nLen < 0 ? nullptr : pTo + std::min(nLen, nRoom);
+}
+
 }  // namespace
 
 int FormatLine(char (&szLine)[LOG_LINE_SIZE], log_level eLevel, const char* pFormat, va_list args) {
     constexpr std::string_view LINE_END{"\r\n\0", 3};
-    char* pMessage = FormatTimeAndName(szLine, NearestLevel(eLevel));
-    if (!pMessage) return -1;
-    const auto nRoom = static_cast<int>(szLine + LOG_LINE_SIZE - LINE_END.size() - pMessage);
-    const int nLen = std::vsnprintf(pMessage, static_cast<std::size_t>(nRoom) + 1, pFormat, args);
-    if (nLen < 0) return -1;
-    const char* pEnd = Append(pMessage + std::min(nLen, nRoom), LINE_END);
-    return static_cast<int>(pEnd - szLine) - 1;
+    char* pTo = FormatTimeAndName(szLine, NearestLevel(eLevel));
+    if (pTo) pTo = FormatMessage(pTo, szLine + LOG_LINE_SIZE - LINE_END.size(), pFormat, args);
+    return pTo ? static_cast<int>(Append(pTo, LINE_END) - szLine) - 1 : -1;
 }
 
 log_level NearestLevel(log_level eLevel) {

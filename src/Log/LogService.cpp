@@ -112,7 +112,7 @@ void LogService::FinishOutput() {
 
 bool LogService::OpenQueue() {
     const OSL_Guard guard(m_mtxQueue);
-    m_nPushed = m_nOutput = m_nDue = 0;
+    m_nOutput = m_nDue = 0;
     m_hWake = OSL_CreateEvent(0);
     return m_hWake && m_ring.Create();
 }
@@ -145,7 +145,7 @@ void LogService::StopWriter(bool bTakeMore) {
 void LogService::StopAtLastLine(bool bTakeMore) {
     const OSL_Guard guard(m_mtxQueue);
     m_bStarted = bTakeMore;
-    m_nStopAt = m_nPushed;
+    m_nStopAt = LastLine();
     OSL_SetEvent(m_hWake);
 }
 
@@ -154,7 +154,6 @@ int LogService::PushData(const char* pText, std::size_t nLen) {
     if (!m_bStarted) return LOG_ERR_NOT_STARTED;
     if (!IsThereAnyDeviceEnabled()) return LOG_ERR_NO_TARGET;
     if (!m_ring.Push(pText, nLen)) return LOG_ERR_FULL;
-    ++m_nPushed;
     if (m_ring.Used() >= m_nWakeAt) {
         m_nWakeAt = NEVER;
         OSL_SetEvent(m_hWake);
@@ -171,9 +170,9 @@ std::uint32_t LogService::WriteLogProc(void* pService) {
 
 /// Waits for the next lines; false when the service stops and none are left.
 bool LogService::WaitForLines(LogLines& stLines) {
-    while (!TakeLines(stLines)) {
+    for (bool bNapped = false; !TakeLines(stLines); bNapped = true) {
         if (IsFinished()) return false;
-        Sleep(ANY_LINE, OSL_INFINITE);
+        if (bNapped) Sleep(ANY_LINE, OSL_INFINITE);
         Sleep(FILLING_UP, NAP_MS);
     }
     return true;
@@ -199,7 +198,7 @@ void LogService::Sleep(std::size_t nFill, std::uint32_t nMilliseconds) {
     if (SetAlarm(nFill)) OSL_WaitForSingleObject(m_hWake, nMilliseconds);
     const OSL_Guard guard(m_mtxQueue);
     m_nWakeAt = NEVER;
-    m_nDue = m_nPushed;
+    m_nDue = LastLine();
 }
 
 /// False when there is nothing to wait for.

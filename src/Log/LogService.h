@@ -2,9 +2,10 @@
 // them to the enabled targets in that order.
 //
 // Callers never wait for output: a line is copied into the queue under a short lock, or refused
-// when the queue is full. The writer thread sleeps until there is a line; woken, it naps for some
-// milliseconds more, unless the queue fills up, and then outputs what has come. So a burst of lines
-// pays for one wake-up and few writes, and the writer stays out of its callers' way.
+// when the queue is full. The writer thread outputs what has come, then naps for some milliseconds,
+// unless the queue fills up meanwhile; a nap that brought nothing becomes a sleep until there is a
+// line. So a line seldom pays for a wake-up, many share a write, and the writer keeps out of its
+// callers' way.
 //
 // A line is taken while some target is enabled, and output to all that were: a target that is
 // turned off takes no more lines first, then gets those that are queued, then is closed. Locks,
@@ -62,6 +63,7 @@ private:
     bool WaitForLines(LogLines& stLines);
     bool TakeLines(LogLines& stLines);
     bool IsFinished();
+    std::uint64_t LastLine() const OSL_REQUIRES(m_mtxQueue) { return m_nOutput + m_ring.Lines(); }
     void Sleep(std::size_t nFill, std::uint32_t nMilliseconds);
     bool SetAlarm(std::size_t nFill);
     void Output(const LogLines& stLines);
@@ -89,8 +91,7 @@ private:
 
     OSL_Mutex m_mtxQueue{OSL_LockRank::LogQueue, "log queue"};
     CLineRing m_ring OSL_GUARDED_BY(m_mtxQueue);
-    std::uint64_t m_nPushed OSL_GUARDED_BY(m_mtxQueue) = 0;      ///< lines since it was opened
-    std::uint64_t m_nOutput OSL_GUARDED_BY(m_mtxQueue) = 0;      ///< of those
+    std::uint64_t m_nOutput OSL_GUARDED_BY(m_mtxQueue) = 0;      ///< lines since it was opened
     std::uint64_t m_nDue OSL_GUARDED_BY(m_mtxQueue) = 0;         ///< the writer rests behind them
     std::uint64_t m_nStopAt OSL_GUARDED_BY(m_mtxQueue) = NEVER;  ///< and ends behind these
     std::uint64_t m_nWakeAt OSL_GUARDED_BY(m_mtxQueue) =

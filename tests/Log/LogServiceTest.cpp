@@ -78,6 +78,20 @@ TEST_F(LogServiceTest, LinesTellLevelAndLocalTimeAlsoWhenTheClockOrTheZoneMoves)
     EXPECT_EQ(Text(), strExpected);
 }
 
+TEST_F(LogServiceTest, MessagesArePrintfsAndCutAtTheEndOfTheLine) {
+    constexpr std::size_t MOST = 10240 - 31 - 3;  // without prefix, CR, LF and NUL
+    const std::string strLong(20000, 'x');
+    WriteLog(LOG_LEVEL_DBG, "test", 1, "plain");
+    WriteLog(LOG_LEVEL_DBG, "test", 1, "%s, %s, 100%%, %d, %s", "a", "", 5, "b");
+    WriteLog(LOG_LEVEL_DBG, "test", 1, "%-3s|%5.2s|", "a", "bcd");
+    WriteLog(LOG_LEVEL_DBG, "test", 1, "%s%s%d", strLong.c_str(), "y", 5);
+    WriteLog(LOG_LEVEL_DBG, "test", 1, "%d%s", 5, strLong.c_str());
+    StopLogService(false);
+    EXPECT_EQ(Messages(Text()),
+              (Strings{"plain", "a, , 100%, 5, b", "a  |   bc|", strLong.substr(0, MOST),
+                       "5" + strLong.substr(0, MOST - 1)}));
+}
+
 TEST_F(LogServiceTest, EachTargetGetsItsLinesAndTheLastTakesTheServiceWithIt) {
     testing::internal::CaptureStdout();
     EnableTarget(LOG_TARGET_CONSOLE, nullptr, 0, 0);
