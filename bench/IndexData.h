@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -115,7 +116,11 @@ inline void MakeIndexFiles(const std::string& strRecDir, IndexSize size) {
     CIndexTree tree;
     FillTree(tree, size);
     indexFileFault fault;
-    if (!WriteIndexFiles(strRecDir + "/" + RecDirName(), tree.TakeSnapshot(0), fault)) std::abort();
+    const std::string strFolder = strRecDir + "/" + RecDirName();
+    const std::string strMarker = strFolder + "/" + INDEX_DIRTY_MARKER;
+    std::ofstream{strMarker};
+    if (!WriteIndexFiles(strFolder, tree.TakeSnapshot(0), fault)) std::abort();
+    std::filesystem::remove(strMarker);
 }
 
 /// The path of a recording.

@@ -65,20 +65,25 @@ double Flush() {
     return SecondsOf([] { Large().index.WriteIndexToFile(); });
 }
 
-// Writes as many bytes into as many files elsewhere, over what is there, and makes them durable as
-// the flush does.
-double WriteBare() {
+void WriteFile(const std::string& strPath, int nSize) {
+    static const std::string s_strBytes(std::size_t{1} << 16, 'x');
+    const int nFile = ::open(strPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    Check(::write(nFile, s_strBytes.data(), static_cast<std::size_t>(nSize)) == nSize, "write");
+    ::close(nFile);
+}
+
+// Writes as many bytes into as many files as the index03.bin of all channels have.
+void WriteBare(const std::string& strDir, IndexSize size, int nFiles) {
+    for (const std::string& strFolder : ChannelFolders(strDir, size)) {
+        WriteFile(strFolder + "/index03.bin", 8 + 44 * nFiles);
+    }
+}
+
+// Elsewhere, over what is there, and made durable as the flush does.
+double WriteBareElsewhere() {
     static const CBenchDir s_dir;
-    const std::string strBytes(8 + 44 * (static_cast<std::size_t>(LARGE.nFiles) + 1), 'x');
-    const auto writeAll = [&] {
-        for (const std::string& strFolder : ChannelFolders(s_dir.Path(), LARGE)) {
-            const int nFile = ::open((strFolder + "/index03.bin").c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-            Check(::write(nFile, strBytes.data(), strBytes.size()) ==
-                      static_cast<ssize_t>(strBytes.size()),
-                  "write");
-            ::close(nFile);
-        }
+    const auto writeAll = [] {
+        WriteBare(s_dir.Path(), LARGE, LARGE.nFiles + 1);
         Sync(s_dir.Path());
     };
     if (std::filesystem::is_empty(s_dir.Path())) {
@@ -173,19 +178,40 @@ const CBenchDir& Tree() {
     return s_dir;
 }
 
-double RepairTree() {
-    const std::string strFolder = Tree().Path() + "/" + RecDirName();
+std::string RecordFolder() {
+    return Tree().Path() + "/" + RecDirName();
+}
+
+void StartOnTree() {
+    CIndex index;
+    Check(index.Initialize(Tree().Path()) == 0, "Initialize");
+    Check(index.CountFiles() == static_cast<std::size_t>(TREE.Count()), "CountFiles");
+    index.Abandon();
+    Check(std::filesystem::exists(RecordFolder() + "/index01.bin"), "index01.bin");
+}
+
+double Repair() {
+    Sync(Tree().Path());
+    return SecondsOf(StartOnTree);
+}
+
+// A killed host leaves its index files, and the marker.
+double RepairAfterCrash() {
+    static const bool s_bIndexed = (StartOnTree(), true);
+    Check(s_bIndexed, "the first repair");
+    std::ofstream{RecordFolder() + "/" + INDEX_DIRTY_MARKER};
+    return Repair();
+}
+
+void RemoveIndexFiles() {
     for (const std::string& strPath : IndexFilesBelow(Tree().Path())) {
         std::filesystem::remove(strPath);
     }
-    Sync(Tree().Path());
-    CIndex index;
-    const double dSeconds =
-        SecondsOf([&] { Check(index.Initialize(Tree().Path()) == 0, "Initialize"); });
-    Check(index.CountFiles() == static_cast<std::size_t>(TREE.Count()), "CountFiles");
-    Check(std::filesystem::exists(strFolder + "/index01.bin"), "index01.bin");
-    index.Abandon();
-    return dSeconds;
+}
+
+double RepairWithoutIndex() {
+    RemoveIndexFiles();
+    return Repair();
 }
 
 double Find() {
@@ -193,11 +219,27 @@ double Find() {
     return SecondsOf([&] { Check(std::system(strCommand.c_str()) == 0, "find"); });
 }
 
+// The least that a new index takes: its recordings are found, its files made.
+double FindAndMakeIndexFiles() {
+    RemoveIndexFiles();
+    Sync(Tree().Path());
+    return Find() + SecondsOf([] {
+               WriteBare(Tree().Path(), TREE, TREE.nFiles);
+               for (int nDay = 0; nDay < TREE.nDays; ++nDay) {
+                   WriteFile(RecordFolder() + "/" + TimeOfDay(nDay, 0).GetDate().GetDirName() +
+                                 "/index02.bin",
+                             8 + 92 * CAMERAS);
+               }
+               WriteFile(RecordFolder() + "/index01.bin", 8 + 4 * TREE.nDays);
+               Sync(Tree().Path());
+           });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     Ratio("8a", "flush of 1,920 changed index files", "the same files, bare writes and syncfs",
-          AtMost(1.2), Flush, WriteBare);
+          AtMost(1.2), Flush, WriteBareElsewhere);
     Ratio(
         "8b", "WriteIndex during flushes, p99.9", "copying all records", AtMost(0.1),
         [] { return WaitDuringFlush(AddAndDelete); }, CopyAllRecords, 5);
@@ -205,6 +247,10 @@ int main(int argc, char** argv) {
         "8c", "QueryRecFile of 1 hour during flushes, p99.9", "copying all records", AtMost(0.1),
         [] { return WaitDuringFlush(QueryOneHour); }, CopyAllRecords, 5);
     Ratio("9", "start, 1,000,320 files", "reading the same files", AtMost(1.5), Start, ReadBare);
-    Ratio("10", "repair of 200,000 files", "find -name '*.mp4'", AtMost(1.0), RepairTree, Find);
+    Ratio("10a", "repair of 200,000 files after a crash", "find -name '*.mp4'", AtMost(1.0),
+          RepairAfterCrash, Find);
+    Ratio("10b", "repair of 200,000 files without an index",
+          "find -name '*.mp4', then bare writes of the index files and syncfs", AtMost(1.0),
+          RepairWithoutIndex, FindAndMakeIndexFiles);
     return RunRatios(argc, argv);
 }

@@ -77,6 +77,13 @@ int OSL_WriteFile(OSL_FileHandle hFile, const void* pBuf, std::size_t nSize, std
 /// null) receives the new one.
 int OSL_FileSeek(OSL_FileHandle hFile, std::int64_t nOffset, int nWhence, std::int64_t* pPosition);
 
+/// Makes the file `nSize` bytes long; the position stays.
+int OSL_TruncateFile(OSL_FileHandle hFile, std::int64_t nSize);
+
+/// Makes a file's content durable, or a directory's list of names; a link in the last component
+/// fails. 0 also on a file system that has no such call for it.
+int OSL_SyncFile(const char* pPath);
+
 int OSL_DeleteFile(const char* pPath);
 /// 0 when the path exists (mode 0) or may be used so (1 execute, 2 write, 4 read, or'ed).
 int OSL_AccessFile(const char* pPath, int nMode);

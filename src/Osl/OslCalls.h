@@ -23,6 +23,8 @@ struct OSL_Calls {
     ssize_t (*pfnRead)(int nFile, void* pBuf, std::size_t nSize);
     ssize_t (*pfnWrite)(int nFile, const void* pBuf, std::size_t nSize);
     off_t (*pfnSeek)(int nFile, off_t nOffset, int nWhence);
+    int (*pfnTruncate)(int nFile, off_t nSize);   ///< ftruncate
+    int (*pfnSync)(int nFile);                    ///< fsync
     int (*pfnFileMode)(int nFile, mode_t nMode);  ///< fchmod
     int (*pfnAccess)(const char* pPath, int nMode);
     int (*pfnUnlinkAt)(int nDir, const char* pPath, int nFlags);

@@ -89,6 +89,25 @@ int OSL_FileSeek(OSL_FileHandle hFile, std::int64_t nOffset, int nWhence, std::i
     return 0;
 }
 
+int OSL_TruncateFile(OSL_FileHandle hFile, std::int64_t nSize) {
+    int nResult = 0;
+    do {
+        nResult = OSL_Call().pfnTruncate(static_cast<int>(hFile), nSize);
+    } while (nResult != 0 && errno == EINTR);
+    return nResult;
+}
+
+int OSL_SyncFile(const char* pPath) {
+    const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_NOFOLLOW);
+    if (nFile < 0) return -1;
+    int nResult = 0;
+    do {
+        nResult = OSL_Call().pfnSync(nFile);
+    } while (nResult != 0 && errno == EINTR);
+    OSL_CloseHandle(nFile);
+    return nResult != 0 && errno == EINVAL ? 0 : nResult;
+}
+
 int OSL_DeleteFile(const char* pPath) {
     return OSL_Call().pfnUnlinkAt(AT_FDCWD, pPath, 0);
 }

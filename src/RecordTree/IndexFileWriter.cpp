@@ -1,5 +1,6 @@
-// Index files from memory to disk: a set of them is replaced as one (F1 to F3 of IndexFiles.h).
+// Index files from memory to disk, in place, under a marker (F1 to F3 of IndexFiles.h).
 
+#include <cerrno>
 #include <cstring>
 
 #include "Osl/Osl.h"
@@ -13,19 +14,19 @@ public:
         : m_strFolder(strFolder), m_fault(fault) {}
 
     bool Write(const indexSnapshot& snapshot) {
-        const bool bDone = WriteAll(snapshot) && Sync() && RenameAll();
-        if (!bDone) RemoveLeftOvers();
-        return bDone;
+        return snapshot.IsEmpty() || (SyncMarker() && WriteAll(snapshot) && Sync());
     }
 
 private:
-    // F1. The order is that of the levels, days and channels ascending as the snapshot has them.
+    // F1.
+    bool SyncMarker() {
+        const std::string strMarker = m_strFolder + "/" + INDEX_DIRTY_MARKER;
+        return (OSL_SyncFile(strMarker.c_str()) == 0 && OSL_SyncFile(m_strFolder.c_str()) == 0) ||
+               Fail(IndexFileError::Sync, 1, strMarker);
+    }
+
+    // F2. Days and channels ascending as the snapshot has them.
     bool WriteAll(const indexSnapshot& snapshot) {
-        if (snapshot.bDays) {
-            Begin(snapshot.vDays.size());
-            Append(snapshot.vDays.data(), snapshot.vDays.size());
-            if (!WriteOne(1, m_strFolder + "/" + INDEX_FILE_LEVEL1)) return false;
-        }
         for (const auto& channels : snapshot.vChannels) {
             Begin(channels.vBodies.size());
             Append(channels.vBodies.data(), channels.vBodies.size());
@@ -41,7 +42,10 @@ private:
                 return false;
             }
         }
-        return true;
+        if (!snapshot.bDays) return true;
+        Begin(snapshot.vDays.size());
+        Append(snapshot.vDays.data(), snapshot.vDays.size());
+        return WriteOne(1, m_strFolder + "/" + INDEX_FILE_LEVEL1);
     }
 
     // The heads of all levels have the same layout.
@@ -59,13 +63,12 @@ private:
     }
 
     bool WriteOne(int nLevel, const std::string& strPath) {
-        const std::string strNew = strPath + INDEX_NEW_SUFFIX;
-        const OSL_FileHandle hFile = OSL_OpenFile(strNew.c_str(), OSL_OPEN_NEW, OSL_FILE_SHARED);
+        const OSL_FileHandle hFile = OpenToWrite(strPath.c_str());
         if (hFile == OSL_INVALID_FILE) return Fail(IndexFileError::Open, nLevel, strPath);
-        m_vPaths.push_back(strPath);
         std::size_t nWritten = 0;
         const bool bWritten =
-            OSL_WriteFile(hFile, m_vBytes.data(), m_vBytes.size(), &nWritten) == 0;
+            OSL_WriteFile(hFile, m_vBytes.data(), m_vBytes.size(), &nWritten) == 0 &&
+            EndFile(hFile);
         if (!bWritten) {
             Fail(nWritten < sizeof(indexLevel3Head) ? IndexFileError::Head : IndexFileError::Body,
                  nLevel, strPath);
@@ -76,28 +79,28 @@ private:
         return bWritten && bClosed;
     }
 
-    // F2.
+    // The file as it is, or a new one. What is there and cannot be written goes: a link, a file of
+    // another user's, a pipe.
+    static OSL_FileHandle OpenToWrite(const char* pPath) {
+        const OSL_FileHandle hFile = OSL_OpenFile(pPath, OSL_OPEN_WRITE, 0);
+        if (hFile != OSL_INVALID_FILE) return hFile;
+        const int nError = OSL_GetSystemLastError();
+        if (nError == ELOOP || nError == EACCES || nError == ENXIO) OSL_DeleteFile(pPath);
+        return OSL_OpenFile(pPath, OSL_OPEN_NEW, OSL_FILE_SHARED);
+    }
+
+    // Cuts off what the file had behind the new content.
+    bool EndFile(OSL_FileHandle hFile) {
+        const auto nSize = static_cast<std::int64_t>(m_vBytes.size());
+        std::int64_t nEnd = 0;
+        return OSL_FileSeek(hFile, 0, 2, &nEnd) == 0 &&
+               (nEnd == nSize || OSL_TruncateFile(hFile, nSize) == 0);
+    }
+
+    // F3.
     bool Sync() {
-        if (m_vPaths.empty() || OSL_SyncFileSystem(m_strFolder.c_str()) == 0) return true;
-        return Fail(IndexFileError::Sync, 1, m_strFolder);
-    }
-
-    // F3. From the last to the first, so index01.bin comes last.
-    bool RenameAll() {
-        while (!m_vPaths.empty()) {
-            const std::string& strPath = m_vPaths.back();
-            if (OSL_RenameFile((strPath + INDEX_NEW_SUFFIX).c_str(), strPath.c_str()) != 0) {
-                return Fail(IndexFileError::Rename, 1, strPath);
-            }
-            m_vPaths.pop_back();
-        }
-        return true;
-    }
-
-    void RemoveLeftOvers() {
-        for (const std::string& strPath : m_vPaths) {
-            OSL_DeleteFile((strPath + INDEX_NEW_SUFFIX).c_str());
-        }
+        return OSL_SyncFileSystem(m_strFolder.c_str()) == 0 ||
+               Fail(IndexFileError::Sync, 1, m_strFolder);
     }
 
     bool Fail(IndexFileError eError, int nLevel, const std::string& strPath) {
@@ -107,8 +110,7 @@ private:
 
     const std::string& m_strFolder;
     indexFileFault& m_fault;
-    std::vector<std::string> m_vPaths;  // written under their new names, not yet renamed
-    std::vector<char> m_vBytes;         // of the file being written
+    std::vector<char> m_vBytes;  // of the file being written
 };
 
 }  // namespace

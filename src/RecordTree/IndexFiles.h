@@ -1,4 +1,4 @@
-// The index files: where they stand, how they are read and how a set of them is replaced.
+// The index files: where they stand, how they are read and how a set of them is written.
 //
 // Below a record folder stand one index01.bin (the days), in every day folder one index02.bin (its
 // channels), in every channel folder one index03.bin (its record files). All are little-endian:
@@ -10,10 +10,10 @@
 //
 // What holds on disk, also after a crash (writer, check and repair cite these numbers):
 //
-//   [1] An index file is whole: it is written under another name (".new" behind it) and renamed.
+//   [1] No index file is written to before "index.dirty" beside index01.bin is durable.
 //   [2] Unless "index.dirty" stands beside index01.bin, or index01.bin is missing, the index files
-//       are one set: every day of index01.bin has its index02.bin, every channel of it its
-//       index03.bin, and together they list the recordings of the tree.
+//       are whole and one set: every day of index01.bin has its index02.bin, every channel of it
+//       its index03.bin, and together they list the recordings of the tree.
 //
 // Procedures, and what a crash leaves behind after each step:
 //
@@ -21,9 +21,9 @@
 //           C2  make or remove the record file              [2] by the marker: repaired at start
 //           C3  change the index in memory                  likewise
 //   Flush   C1 again, then
-//           F1  write every changed file under its new name
-//           F2  make them durable, all at once              old set, marker, left-overs: repaired
-//           F3  rename them, index01.bin last               a mixed set, marker: repaired
+//           F1  make the marker durable                     the old set, marker: repaired
+//           F2  write every changed file in its place       a torn set, marker: repaired
+//           F3  make them durable, all at once              the new set, marker: repaired
 //           F4  remove the marker, if no change came or is under way: the new set, complete
 //   Repair  R1  read the whole tree; a walk that breaks off ends the repair here
 //           R2  remove index01.bin                          [2] by its absence: repaired again
@@ -31,8 +31,11 @@
 //           R3  remove what does not belong
 //           R4  flush everything (F1 to F4)
 //
-// A power cut may also lose what was not yet durable. F2 comes before F3, so no name ever points to
-// a file without its content; the file system keeps the order of renames and removals.
+// A power cut may also lose what was not yet durable. F1 comes before F2, so the marker is there
+// whatever of F2 is; F3 before F4, so whatever the marker's absence vouches for is there; the file
+// system keeps the order of new names and removals.
+//
+// Who reads beside a writer may meet a file that is half written; the marker stands then.
 
 #ifndef LOCALSTORAGE_RECORDTREE_INDEXFILES_H
 #define LOCALSTORAGE_RECORDTREE_INDEXFILES_H
@@ -56,8 +59,7 @@ enum class IndexFileError {
     Memory,
     Body,
     Element,  ///< what no index can hold: a name that may name no folder, the same thing twice
-    Sync,
-    Rename
+    Sync
 };
 
 /// What went wrong with which index file.
@@ -92,8 +94,8 @@ struct indexFileVisitor {
 bool ReadIndexFile(const std::string& strPath, const indexFileVisitor& visitor,
                    indexFileFault& fault);
 
-/// Replaces the files of a snapshot (F1 to F3). False with the first fault: then either nothing was
-/// renamed, or only some; no file under a new name stays behind.
+/// Writes the files of a snapshot (F1 to F3); the marker must stand. False with the first fault:
+/// then some files may be torn, and the marker has to stay.
 bool WriteIndexFiles(const std::string& strFolder, const indexSnapshot& snapshot,
                      indexFileFault& fault);
 

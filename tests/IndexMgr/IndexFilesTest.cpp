@@ -1,6 +1,8 @@
 // Index files: every kind of damage, files of many pieces, flushes that fail.
 
 #include <functional>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -87,18 +89,57 @@ TEST_F(IndexFiles, LargerThanOnePieceReadTheSame) {
 TEST_F(IndexFiles, OnlyWhatChangedIsWrittenAgainAndAFlushThatFailsLeavesTheMarker) {
     ASSERT_EQ(Open(), 0);
     CFaultInjection faults;
-    const auto opens = faults.Watch(Op::Open, Ends(".new"));
+    const auto opens = faults.Watch(Op::Open, Ends(".bin"));
     Record("cam_300_7", FILE_2);
-    const std::string strBefore = GetFile(m_strLevel3);
-    for (const Op eOp : {Op::Open, Op::Write, Op::Sync, Op::Rename}) {
+    for (const Op eOp : {Op::Open, Op::Write, Op::Sync}) {
         faults.Fail(eOp, Below(m_strFolder), EIO).Times(1);
         m_index.WriteIndexToFile();
         EXPECT_TRUE(fs::exists(m_strMarker));
-        EXPECT_EQ(GetFile(m_strLevel3), strBefore);
-        EXPECT_FALSE(fs::exists(m_strLevel3 + ".new"));
+        EXPECT_EQ(fs::file_size(m_strLevel3), 8u + 44);
     }
     m_index.WriteIndexToFile();
-    EXPECT_EQ(opens.Seen(), 4u) << "index03.bin of the channel; nothing without a marker";
+    EXPECT_EQ(opens.Seen(), 2u) << "index03.bin of the channel; nothing without a marker";
     EXPECT_FALSE(fs::exists(m_strMarker));
-    EXPECT_EQ(GetFile(m_strLevel3).size(), 8u + 2 * 44);
+    EXPECT_EQ(fs::file_size(m_strLevel3), 8u + 2 * 44);
+    Delete("cam_300_7", FILE_2);
+    m_index.WriteIndexToFile();
+    EXPECT_EQ(fs::file_size(m_strLevel3), 8u + 44);
+}
+
+TEST_F(IndexFiles, TheMarkerIsDurableBeforeTheyChangeAndTheyAreBeforeItGoes) {
+    ASSERT_EQ(Open(), 0);
+    CFaultInjection faults;
+    const auto marker = faults.Watch(Op::Sync, Is(m_strMarker));
+    const auto folder = faults.Watch(Op::Sync, Is(m_strFolder));
+    const auto expect = [&](Op eOp, const PathMatch& match, std::uint64_t nFolder) {
+        return faults.Before(eOp, match, [=] {
+            EXPECT_EQ(marker.Seen(), 1u);
+            EXPECT_EQ(folder.Seen(), nFolder);
+        });
+    };
+    const auto writes = expect(Op::Write, Ends(".bin"), 1);
+    const auto removal = expect(Op::Unlink, Is(m_strMarker), 2);
+    Record("cam_1_0", FILE_3);
+    m_index.WriteIndexToFile();
+    EXPECT_EQ(writes.Seen(), 3u);
+    EXPECT_EQ(removal.Seen(), 1u);
+}
+
+TEST_F(IndexFiles, WhatStandsInTheirPlaceIsReplaced) {
+    ASSERT_EQ(Open(), 0);
+    const std::string strGood = GetFile(m_strLevel3);
+    const std::string strTarget = m_dir / "target";
+    PutFile(strTarget, "precious");
+    for (const bool bLink : {true, false}) {
+        fs::remove(m_strLevel3);
+        ASSERT_EQ(bLink ? ::symlink(strTarget.c_str(), m_strLevel3.c_str())
+                        : ::mkfifo(m_strLevel3.c_str(), 0600),
+                  0);
+        Record("cam_300_7", FILE_2);
+        Delete("cam_300_7", FILE_2);
+        m_index.WriteIndexToFile();
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(m_strLevel3)));
+        EXPECT_EQ(GetFile(m_strLevel3), strGood);
+    }
+    EXPECT_EQ(GetFile(strTarget), "precious");
 }

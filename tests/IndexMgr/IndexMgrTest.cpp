@@ -76,7 +76,7 @@ TEST_F(IndexMgr, APulledDiskKeepsItsIndexAndComesBackByItself) {
 
     CFaultInjection faults;
     faults.SetDevice(m_strA, 4711);
-    const auto writes = faults.Watch(Op::Open, Ends(".new"));
+    const auto writes = faults.Watch(Op::Write, Ends(".bin"));
     m_mgr.Release();
     EXPECT_EQ(writes.Seen(), 0u) << "no flush onto what is not its disk";
     EXPECT_TRUE(fs::exists(strRec + "/RecordFile/index.dirty")) << "so the next start repairs";

@@ -20,8 +20,9 @@
 #include <functional>
 #include <string>
 
-/// The calls that can fail. A directory is opened with Open; Stat is asked for attributes (and for
-/// types where ShowEntryTypes(false)); Rename matches when either of its paths does.
+/// The calls that can fail. A directory is opened with Open; a file is cut with Write; Stat is
+/// asked for attributes (and for types where ShowEntryTypes(false)); Rename matches when either of
+/// its paths does.
 enum class Op {
     Open,
     Close,

@@ -19,8 +19,6 @@ const char* WriteFaultText(IndexFileError eError) {
             return "write body fail";
         case IndexFileError::Sync:
             return "sync fail";
-        case IndexFileError::Rename:
-            return "rename fail";
         default:
             return "no memory";
     }
@@ -83,7 +81,7 @@ void CIndex::WriteIndexToFile() {
     FinishFlush(snapshot, bWritten);
 }
 
-// Whatever was believed about it: without a marker no file of the set may be replaced.
+// Whatever was believed about it: without a marker no file of the set may be written to.
 bool CIndex::RenewMarker() {
     OSL_Guard guard(m_mutexIndex);
     m_bMarker = false;

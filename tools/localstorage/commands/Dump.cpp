@@ -17,7 +17,8 @@ constexpr const char* EXAMPLES =
     "  localstorage dump /mnt/disk1/RecordFile/index01.bin\n"
     "  localstorage dump /mnt/disk1/RecordFile/20240305/door/index03.bin --json\n\n"
     "index01.bin lists the days of a record directory, index02.bin the channels of a day,\n"
-    "index03.bin the recordings of a channel. Exit code 1: the file is damaged.";
+    "index03.bin the recordings of a channel. Exit code 1: the file is damaged\n"
+    "(or a running host is just writing it).";
 
 /// The elements of one index file as a table, or as NDJSON.
 class CDump {
