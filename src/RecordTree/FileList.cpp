@@ -120,16 +120,24 @@ std::size_t CFileList::AppendRun(const indexLevel3Body* pFiles, std::size_t nFil
     const bool bNewBlock = m_vBlocks.empty() || m_vBlocks.back().objEntries->size() == BLOCK_FILES;
     const std::size_t nUsed = bNewBlock ? 0 : m_vBlocks.back().objEntries->size();
     const std::size_t nRun = std::min(nFiles, BLOCK_FILES - nUsed);
-    bool bOrdinary = m_vBlocks.empty() || Last().stStartTime < pFiles[0].stStartTime;
+    std::uint64_t nLastStart = m_vBlocks.empty() ? 0 : Last().stStartTime.Number();
+    std::uint64_t nLastEnd = 0, nTooLarge = 0;
     std::size_t nLatest = 0;
+    bool bAscends = m_vBlocks.empty() || Last().stStartTime.IsPlain();
     for (std::size_t i = 0; i < nRun; ++i) {  // no early exit: a start reads millions of these
-        const bool bPlain = pFiles[i].stStartTime.IsPlain() && pFiles[i].stEndTime.IsPlain();
-        const bool bAscends =
-            i == 0 || pFiles[i - 1].stStartTime.Number() < pFiles[i].stStartTime.Number();
-        bOrdinary &= bPlain && bAscends;
-        if (pFiles[nLatest].stEndTime.Number() < pFiles[i].stEndTime.Number()) nLatest = i;
+        const std::uint64_t nStart = pFiles[i].stStartTime.Number();
+        const std::uint64_t nEnd = pFiles[i].stEndTime.Number();
+        nTooLarge |= pFiles[i].stStartTime.TooLarge() | pFiles[i].stEndTime.TooLarge();
+        bAscends &= nLastStart < nStart;
+        nLastStart = nStart;
+        if (nLastEnd < nEnd) nLatest = i;
+        nLastEnd = std::max(nLastEnd, nEnd);
     }
-    if (!bOrdinary) return 0;
+    // The years are largest in the last start and the latest end.
+    if (!bAscends || nTooLarge != 0 || !pFiles[nRun - 1].stStartTime.IsPlain() ||
+        !pFiles[nLatest].stEndTime.IsPlain()) {
+        return 0;
+    }
     Block& block = bNewBlock ? m_vBlocks.emplace_back() : m_vBlocks.back();
     Entries& vEntries = block.objEntries.Change();
     vEntries.insert(vEntries.end(), pFiles, pFiles + nRun);
@@ -141,6 +149,7 @@ std::size_t CFileList::AppendRun(const indexLevel3Body* pFiles, std::size_t nFil
 
 CFileList::Order CFileList::AppendAll(const indexLevel3Body* pFiles, std::size_t nFiles) {
     Order eOrder = Order::Kept;
+    m_vBlocks.reserve(m_vBlocks.size() + (nFiles + BLOCK_FILES - 1) / BLOCK_FILES);
     for (std::size_t i = 0; i < nFiles;) {
         const std::size_t nRun = AppendRun(pFiles + i, nFiles - i);
         i += nRun;

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr std::size_t HEAD_SIZE = 8;
-constexpr std::size_t PIECE_SIZE = std::size_t{1} << 20;
+constexpr std::size_t PIECE_SIZE = std::size_t{1} << 17;
 
 // A file that closes itself.
 class CReadHandle {
@@ -40,7 +40,10 @@ public:
     // for elements that no index can hold.
     template <typename Body, typename F>
     bool Read(int nLevel, const std::string& strPath, F take) {
-        m_fault = {IndexFileError::None, nLevel, strPath, 0, 0};
+        m_fault.nLevel = nLevel;
+        m_fault.strPath = strPath;
+        m_fault.nCount = 0;
+        m_fault.nSystemError = 0;
         m_fault.eError = ReadBodies<Body>(strPath, take);
         return m_fault.eError == IndexFileError::None;
     }
@@ -142,19 +145,20 @@ public:
 
 private:
     bool LoadDay(indexDay& day) {
-        const std::string strDir = m_strFolder + "/" + day.strName + "/";
+        std::string strPath = m_strFolder + "/" + day.strName + "/";
+        const std::size_t nDay = strPath.size();
         const auto takeChannels = [&](const indexLevel2Body* pChannels, std::size_t nChannels) {
             return std::all_of(pChannels, pChannels + nChannels, [&](const indexLevel2Body& st) {
                 return IsUsable(st) && m_tree.NewChannel(day, st) != nullptr;
             });
         };
-        if (!m_reader.Read<indexLevel2Body>(2, strDir + INDEX_FILE_LEVEL2, takeChannels)) {
+        if (!m_reader.Read<indexLevel2Body>(2, strPath.append(INDEX_FILE_LEVEL2), takeChannels)) {
             return false;
         }
         for (indexChannel& channel : day.lsChannels) {
-            if (!LoadChannel(channel, strDir + channel.strName + "/" + INDEX_FILE_LEVEL3)) {
-                return false;
-            }
+            strPath.resize(nDay);
+            strPath.append(channel.strName).append("/").append(INDEX_FILE_LEVEL3);
+            if (!LoadChannel(channel, strPath)) return false;
         }
         return true;
     }

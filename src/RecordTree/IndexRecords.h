@@ -91,11 +91,12 @@ struct fileTimeInfo {
     bool operator>=(const fileTimeInfo& other) const { return !(*this < other); }
 
     /// Every field fits its width in the text: the text has exactly 14 digits.
-    bool IsPlain() const {
+    bool IsPlain() const { return wYear <= 9999 && TooLarge() == 0; }
+    /// 0 when every field but the year fits its width.
+    std::uint64_t TooLarge() const {
         // The five bytes at once: 28 more than 99 reaches a byte's highest bit.
         const auto n = std::bit_cast<std::uint64_t>(*this);
-        const std::uint64_t nAbove = ((n & 0x007F7F7F7F7F0000) + 0x001C1C1C1C1C0000) | n;
-        return wYear <= 9999 && (nAbove & 0x0080808080800000) == 0;
+        return (((n & 0x007F7F7F7F7F0000) + 0x001C1C1C1C1C0000) | n) & 0x0080808080800000;
     }
     std::uint64_t Number() const {
         // Month to second are in the order of their weight, lowest address first.
