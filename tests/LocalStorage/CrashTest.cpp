@@ -1,5 +1,5 @@
-// Opening a recording, with the process killed at every call to the operating system, and with every
-// call failing once. What is in the tree is found by the next start.
+// Opening a recording, with the process killed at every call to the operating system, and with
+// every call failing once. What is in the tree is found by the next start.
 
 #include <cerrno>
 
@@ -12,7 +12,6 @@ protected:
     /// A new start of the engine on what the last one left.
     void Restart() {
         m_faults.ClearRules();
-        m_pEngine = std::make_unique<CLocalStorage>();
         ASSERT_TRUE(m_pEngine->Initialize(m_stInfo));
     }
     void ExpectAllFound() {
@@ -25,7 +24,7 @@ protected:
     /// Stops the engine, without its last flush if everything fails by then.
     void Leave() {
         m_pEngine->Release();
-        m_pEngine.reset();
+        m_pEngine = std::make_unique<CLocalStorage>();
     }
 };
 
@@ -38,8 +37,8 @@ TEST_F(OpeningCrash, LosesNoRecordingAtAnyCall) {
     Leave();
     int nWalks = 0;
     // Recordings of a known channel and day, of a new channel, and of a new day.
-    for (const auto& [strCamera, nDay] : {std::pair("cam_1_0", 4u), {"front_door", 4u},
-                                          {"front_door", 5u}}) {
+    for (const auto& [strCamera, nDay] :
+         {std::pair("cam_1_0", 4u), {"front_door", 4u}, {"front_door", 5u}}) {
         bool bKilled = true;
         for (int nCall = 0; bKilled; ++nCall, ++nWalks) {
             SCOPED_TRACE(std::string(strCamera) + " killed at call " + std::to_string(nCall));
