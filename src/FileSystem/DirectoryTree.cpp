@@ -26,14 +26,21 @@ bool IsDirectory(const char* pPath) {
 
 }  // namespace
 
-bool DeleteDirectory(const std::string& strPath) {
+bool DeleteDirectory(const std::string& strPath, OSL_LastLink eLink) {
     const std::string strDir(WithoutTrailingSlashes(strPath));
+    int nFirstError = 0;
+    const auto note = [&](bool bDone) {
+        if (!bDone && nFirstError == 0) nFirstError = OSL_GetSystemLastError();
+        return bDone;
+    };
     std::list<std::string> lsSubDir, lsSubFile;
-    const bool bWhole = GetSubTargetList(strDir, lsSubDir, lsSubFile);
-    for (const std::string& strName : lsSubDir) DeleteDirectory(strDir + "/" + strName);
-    for (const std::string& strName : lsSubFile) OSL_DeleteFile((strDir + "/" + strName).c_str());
-    if (bWhole && OSL_RemoveDir(strDir.c_str()) == 0) return true;
-    return IsGone(strDir);
+    const bool bWhole = note(GetSubTargetList(strDir, lsSubDir, lsSubFile, eLink));
+    for (const std::string& strName : lsSubDir) note(DeleteDirectory(strDir + "/" + strName));
+    for (const std::string& strName : lsSubFile)
+        note(OSL_DeleteFile((strDir + "/" + strName).c_str()) == 0);
+    if ((bWhole && note(OSL_RemoveDir(strDir.c_str()) == 0)) || IsGone(strDir)) return true;
+    errno = nFirstError;  // why the last of them stays is only that it is not empty
+    return false;
 }
 
 bool GetSubTargetList(const std::string& strDir, std::list<std::string>& lsSubDir,

@@ -14,9 +14,10 @@
 
 #include "Osl/Osl.h"
 
-/// Removes `strPath` with everything below it; not through a link. Single failures do not stop the
-/// walk. True when nothing of it is left.
-bool DeleteDirectory(const std::string& strPath);
+/// Removes `strPath` with everything below it. Single failures do not stop the walk. True when
+/// nothing of it is left; else OSL_GetSystemLastError tells of the first failure. `eLink` is about
+/// `strPath` itself: of a link that is followed everything goes but the link and its folder.
+bool DeleteDirectory(const std::string& strPath, OSL_LastLink eLink = OSL_LastLink::Fails);
 
 /// Appends the bare names of the sub-directories and of all other entries of `strDir`, in the order
 /// the directory gives them. False when it could not be read to its end: then the lists may lack

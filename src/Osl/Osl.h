@@ -30,6 +30,10 @@ void OSL_Fini();
 /// The system's error number of the last failed OSL call of this thread.
 int OSL_GetSystemLastError();
 
+/// Whether an error number tells of the process or the machine (no handle or memory to spare,
+/// interrupted), and nothing of the disk.
+bool OSL_IsShortage(int nError);
+
 /// The system's words for an error number, in the caller's buffer; returns `pText`.
 const char* OSL_ErrorText(int nError, char* pText, std::size_t nSize);
 

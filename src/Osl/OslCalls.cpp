@@ -1,9 +1,11 @@
 #include "Osl/OslCalls.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <thread>
 #include <unistd.h>
 
 #include "Osl/OslPlatform.h"
@@ -20,6 +22,10 @@ int OpenAboveStandardStreams(const char* pPath, int nFlags, mode_t nMode) {
     ::close(nFile);
     errno = nError;
     return nAbove;
+}
+
+void SleepFor(std::uint32_t nMilliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(nMilliseconds));
 }
 
 }  // namespace
@@ -48,6 +54,7 @@ constinit const OSL_Calls OSL_SYSTEM_CALLS = {
     .pfnLock = ::flock,
     .pfnThreadCreate = ::pthread_create,
     .pfnClock = ::clock_gettime,
+    .pfnSleep = SleepFor,
 };
 
 constinit std::atomic<const OSL_Calls*> g_pOslCalls{&OSL_SYSTEM_CALLS};

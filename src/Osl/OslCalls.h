@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <dirent.h>
 #include <pthread.h>
@@ -42,6 +43,7 @@ struct OSL_Calls {
     int (*pfnThreadCreate)(pthread_t* pThread, const pthread_attr_t* pAttr, void* (*pProc)(void*),
                            void* pArg);  ///< the error number is the result
     int (*pfnClock)(clockid_t nClock, struct timespec* pTime);
+    void (*pfnSleep)(std::uint32_t nMilliseconds);
 };
 
 extern const OSL_Calls OSL_SYSTEM_CALLS;

@@ -15,6 +15,11 @@ int OSL_GetSystemLastError() {
     return errno;
 }
 
+bool OSL_IsShortage(int nError) {
+    return nError == EMFILE || nError == ENFILE || nError == ENOMEM || nError == EINTR ||
+           nError == EAGAIN;
+}
+
 const char* OSL_ErrorText(int nError, char* pText, std::size_t nSize) {
     char szText[128];
     std::snprintf(pText, nSize, "%s", OSL_PlatformErrorText(nError, szText, sizeof(szText)));

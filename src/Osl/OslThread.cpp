@@ -1,11 +1,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <limits.h>
 #include <new>
 #include <signal.h>
-#include <thread>
 #include <unistd.h>
 
 #include "Osl/Osl.h"
@@ -91,5 +89,5 @@ bool OSL_IsForked() {
 }
 
 void OSL_Sleep(std::uint32_t nMilliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(nMilliseconds));
+    OSL_Call().pfnSleep(nMilliseconds);
 }

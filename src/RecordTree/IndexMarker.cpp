@@ -43,3 +43,17 @@ bool RemoveIndexMarker(const std::string& strFolder) {
     errno = nError;
     return false;
 }
+
+int DisownIndexFiles(const std::string& strFolder) {
+    const std::string strPath = strFolder + "/" + INDEX_FILE_LEVEL1;
+    if (OSL_DeleteFile(strPath.c_str()) == 0 || OSL_GetSystemLastError() == ENOENT) return 0;
+    const int nError = OSL_GetSystemLastError();
+    OSL_FINFO_S stInfo;
+    const bool bThere = OSL_GetFileInfo(strPath.c_str(), stInfo) == 0;
+    // A read-only disk refuses to remove even what is not there.
+    if (!bThere && OSL_GetSystemLastError() == ENOENT) return 0;
+    if (bThere && stInfo.wFileType == OSL_TYPE_DIR) return 0;  // no index, a foreign folder
+    const bool bMarked =
+        AskIndexMarker(strFolder) == IndexMarker::Stands || MakeIndexMarker(strFolder);
+    return bMarked ? 0 : nError;
+}

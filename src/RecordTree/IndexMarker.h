@@ -20,4 +20,9 @@ bool MakeIndexMarker(const std::string& strFolder);
 /// Removes whatever has its name. True when nothing has it any more.
 bool RemoveIndexMarker(const std::string& strFolder);
 
+/// Sees to it that no start trusts the index files: removes index01.bin, or where that cannot be
+/// (perhaps on a disk that is read-only by now), has the marker stand, which says the same. 0, or
+/// the error number of the removal when neither could be done.
+int DisownIndexFiles(const std::string& strFolder);
+
 #endif  // LOCALSTORAGE_RECORDTREE_INDEXMARKER_H

@@ -18,33 +18,32 @@ bool ByTimes(const indexLevel3Body& a, const indexLevel3Body& b) {
 
 class CTreeScan {
 public:
-    CTreeScan(repairPlan& plan, std::string& strUnreadable)
-        : m_plan(plan), m_strUnreadable(strUnreadable) {}
+    explicit CTreeScan(repairPlan& plan) : m_plan(plan) {}
 
     bool ScanRecordFolder(const std::string& strFolder) {
         std::vector<std::string> vDays;
         const bool bRead = Walk(TreeLevel::RecordFolder, strFolder,
                                 [&](std::string_view strName) { vDays.emplace_back(strName); });
+        if (!bRead) return false;
         std::sort(vDays.begin(), vDays.end());
         m_plan.nDays = vDays.size();
-        return bRead && std::all_of(vDays.begin(), vDays.end(), [&](const std::string& strDay) {
-                   return ScanDay(strFolder + "/" + strDay, strDay);
-               });
+        for (const std::string& strDay : vDays) ScanDay(strFolder + "/" + strDay, strDay);
+        return true;
     }
 
 private:
     // Channels without files and days without channels are not entered.
-    bool ScanDay(const std::string& strPath, const std::string& strDay) {
+    void ScanDay(const std::string& strPath, const std::string& strDay) {
         indexLevel1Body stDay;
         ConvertStrDateToIndexLevel1Body(strDay, stDay);
         std::vector<std::string> vChannels;
         if (!Walk(TreeLevel::Day, strPath,
                   [&](std::string_view strName) { vChannels.emplace_back(strName); })) {
-            return false;
+            return;
         }
         indexDay* pDay = nullptr;
         for (const std::string& strChannel : vChannels) {
-            if (!ScanChannel(strPath + "/" + strChannel, strDay, strChannel)) return false;
+            ScanChannel(strPath + "/" + strChannel, strDay, strChannel);
             if (m_vFiles.empty()) continue;
             if (!pDay) pDay = m_plan.objTree.NewDay(stDay);
             indexLevel2Body stChannel;
@@ -52,32 +51,31 @@ private:
             CFileList& files = m_plan.objTree.NewChannel(*pDay, stChannel)->objFiles.Change();
             files.AppendAll(m_vFiles.data(), m_vFiles.size());
         }
-        if (!pDay) AddLeftOver(strPath + "/" + INDEX_FILE_LEVEL2);
-        return true;
+        if (!pDay) AddLeftOver(strPath, INDEX_FILE_LEVEL2);
     }
 
-    // Leaves the channel's recordings, in order, in m_vFiles.
-    bool ScanChannel(const std::string& strPath, const std::string& strDay,
+    // Leaves the channel's recordings, in order, in m_vFiles; none of one that cannot be read.
+    void ScanChannel(const std::string& strPath, const std::string& strDay,
                      const std::string& strChannel) {
         m_vFiles.clear();
         const std::size_t nFindings = m_plan.vFindings.size();
         if (!Walk(TreeLevel::Channel, strPath, [&](std::string_view strName) {
                 ConvertStrRecFileToIndexLevel3Body(strName, m_vFiles.emplace_back());
             })) {
-            return false;
+            m_vFiles.clear();
+            return;
         }
         const bool bNeedsFile =
             JudgeEntry(TreeLevel::Day, strChannel, true) == EntryVerdict::KeepIfRecorded;
         if (m_vFiles.empty() && bNeedsFile) {
             m_plan.vFindings.resize(nFindings);  // they go with the folder
             m_plan.vFindings.push_back({EntryVerdict::NotRecorded, strPath, true});
-            return true;
+            return;
         }
         ++m_plan.nChannels;
-        if (m_vFiles.empty()) AddLeftOver(strPath + "/" + INDEX_FILE_LEVEL3);
+        if (m_vFiles.empty()) AddLeftOver(strPath, INDEX_FILE_LEVEL3);
         SortFiles(strDay + "/" + strChannel + "/");
         ThinOut(strDay + "/" + strChannel + "/");
-        return true;
     }
 
     // Two recordings with the same times are one entry: the first stays.
@@ -107,10 +105,11 @@ private:
         m_vFiles.erase(itEnd, m_vFiles.end());
     }
 
-    // Tells the names that stay and notes the findings among the others.
+    // Tells the names that stay and notes the findings among the others. A record folder may be a
+    // link to where it was moved; nothing in it is followed.
     template <typename F>
     bool Walk(TreeLevel eLevel, const std::string& strPath, F keep) {
-        const bool bRead = ForEachEntry(strPath, [&](const OSL_FIND_DATA& stData) {
+        const auto judge = [&](const OSL_FIND_DATA& stData) {
             const std::string_view strName = stData.szName;
             const bool bDirectory = stData.wFileType == OSL_TYPE_DIR;
             const EntryVerdict eVerdict = JudgeEntry(eLevel, strName, bDirectory);
@@ -119,20 +118,23 @@ private:
             } else if (eVerdict != EntryVerdict::IndexFile) {
                 m_plan.vFindings.push_back({eVerdict, strPath + "/" + stData.szName, bDirectory});
             }
-        });
-        if (!bRead) m_strUnreadable = strPath;
+        };
+        const bool bRead = ForEachEntry(
+            strPath, judge,
+            eLevel == TreeLevel::RecordFolder ? OSL_LastLink::IsFollowed : OSL_LastLink::Fails);
+        if (!bRead) m_plan.vUnreadable.push_back({strPath, OSL_GetSystemLastError()});
         return bRead;
     }
 
-    void AddLeftOver(const std::string& strPath) {
-        OSL_FINFO_S stInfo;  // a link counts, wherever it leads
-        if (OSL_GetFileInfo(strPath.c_str(), stInfo) == 0) {
-            m_plan.vFindings.push_back({EntryVerdict::LeftOver, strPath, false});
+    // Whatever has the name, a link that leads nowhere included; a folder is none of the index's.
+    void AddLeftOver(const std::string& strFolder, const char* pName) {
+        OSL_FINFO_S stInfo;
+        if (GetFolderAttribute(strFolder, pName, stInfo) && stInfo.wFileType != OSL_TYPE_DIR) {
+            m_plan.vFindings.push_back({EntryVerdict::LeftOver, strFolder + "/" + pName, false});
         }
     }
 
     repairPlan& m_plan;
-    std::string& m_strUnreadable;
     std::vector<indexLevel3Body> m_vFiles;
 };
 
@@ -187,9 +189,9 @@ EntryVerdict JudgeChannelFolder(std::string_view strName) {
 EntryVerdict JudgeEntry(TreeLevel eLevel, std::string_view strName, bool bDirectory) {
     switch (eLevel) {
         case TreeLevel::RecordFolder:
+            if (strName == INDEX_DIRTY_MARKER) return EntryVerdict::IndexFile;
             if (bDirectory)
                 return VerifyDateDir(strName) ? EntryVerdict::Keep : EntryVerdict::NotADay;
-            if (strName == INDEX_DIRTY_MARKER) return EntryVerdict::IndexFile;
             return JudgeFile(strName, INDEX_FILE_LEVEL1, EntryVerdict::OutsideChannel);
         case TreeLevel::Day:
             if (bDirectory) return JudgeChannelFolder(strName);
@@ -232,19 +234,21 @@ findingSize MeasureFinding(const repairFinding& finding) {
     return size;
 }
 
-bool MakeRepairPlan(const std::string& strFolder, repairPlan& plan, std::string& strUnreadable) {
-    return CTreeScan(plan, strUnreadable).ScanRecordFolder(strFolder);
+bool MakeRepairPlan(const std::string& strFolder, repairPlan& plan) {
+    return CTreeScan(plan).ScanRecordFolder(strFolder);
 }
 
-bool RemoveFindings(const repairPlan& plan) {
-    bool bAll = true;
+std::optional<treeFault> RemoveFindings(const repairPlan& plan) {
+    std::optional<treeFault> fault;
     for (const repairFinding& finding : plan.vFindings) {
         const bool bGone = finding.bDirectory ? DeleteDirectory(finding.strPath)
                                               : OSL_DeleteFile(finding.strPath.c_str()) == 0 ||
                                                     OSL_GetSystemLastError() == ENOENT;
-        bAll = bAll && bGone;
+        if (!bGone && !fault && finding.eVerdict != EntryVerdict::LeftOver) {
+            fault = treeFault{finding.strPath, OSL_GetSystemLastError()};
+        }
     }
-    return bAll;
+    return fault;
 }
 
 indexDifference CompareWithTree(const CIndexTree& index, const repairPlan& plan) {

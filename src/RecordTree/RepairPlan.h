@@ -6,6 +6,7 @@
 #define LOCALSTORAGE_RECORDTREE_REPAIRPLAN_H
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -53,6 +54,12 @@ struct findingSize {
 };
 findingSize MeasureFinding(const repairFinding& finding);
 
+/// What could not be read or removed, and the system's error number.
+struct treeFault {
+    std::string strPath;
+    int nError = 0;
+};
+
 struct repairPlan {
     CIndexTree objTree;  ///< the index of the recordings in the tree
     /// "day/channel/file" of recordings that stay without an entry, since another one of that
@@ -60,18 +67,21 @@ struct repairPlan {
     std::set<std::string> setTwins;
     /// Likewise of those that stay without one since as many as an index takes begin with them.
     std::vector<std::string> vCrowded;
+    /// Folders that could not be read to their end: nothing is known of what lies in them.
+    std::vector<treeFault> vUnreadable;
     std::vector<repairFinding> vFindings;
     /// Number of day and channel folders under valid names, with or without recordings.
     std::size_t nDays = 0;
     std::size_t nChannels = 0;
 };
 
-/// Reads the tree of a record folder. False, with nothing of the plan to be used, when a folder
-/// could not be read to its end; `strUnreadable` names it.
-bool MakeRepairPlan(const std::string& strFolder, repairPlan& plan, std::string& strUnreadable);
+/// Reads the tree of a record folder, which may be a link. False, with nothing of the plan to be
+/// used but `vUnreadable`, when the record folder itself could not be read.
+bool MakeRepairPlan(const std::string& strFolder, repairPlan& plan);
 
-/// Removes the findings. True when nothing of them is left.
-bool RemoveFindings(const repairPlan& plan);
+/// Removes the findings. The first that could not be removed, unless it is only left over from the
+/// index: such a file says nothing without index01.bin.
+std::optional<treeFault> RemoveFindings(const repairPlan& plan);
 
 /// The recordings in which an index and a tree differ, as "day/channel/file".
 struct indexDifference {

@@ -16,26 +16,7 @@ namespace {
 const char* const CHANNELS[] = {"cam_1_0", "front_door"};
 const char* const GOES = "20240304080000_20240304090000_1.mp4";
 
-// Lets the first `nCalls` changes of the disk happen and fails every later one, as if the process
-// had been killed there. Index files take many writes, so it dies within one, too.
-class CKill {
-public:
-    explicit CKill(int nCalls) : m_nLeft(nCalls) {
-        for (const Op eOp : {Op::Open, Op::Write, Op::FileMode, Op::Unlink, Op::Rename,
-                             Op::RemoveDir, Op::MakeDir, Op::Sync}) {
-            m_faults.Fail(
-                eOp, [this](const std::string&) { return m_nLeft-- <= 0; }, EIO);
-        }
-        m_faults.ShortWrite(Ends(".bin"), 20);
-    }
-    bool Happened() const { return m_nLeft < 0; }
-
-private:
-    int m_nLeft;
-    CFaultInjection m_faults;
-};
-
-enum class Work { Flush, RepairWithMarker, RepairWithoutIndex };
+enum class Work { Flush, RepairWithMarker, RepairWithoutIndex, MoveFromBackup };
 
 class CCrash : public CRecordDirTest {
 public:
@@ -51,28 +32,36 @@ public:
             fs::remove(m_strMarker);
             fs::remove(m_strFolder + "/index01.bin");
         }
-        CIndex repaired;
-        CKill kill(nCall);
+        if (eWork == Work::MoveFromBackup) {
+            EXPECT_EQ(Start(), 0);
+            for (const char* pChannel : CHANNELS) Divide(pChannel);
+        }
+        CIndexMgr repaired;
+        CFaultInjection faults;
+        faults.SkipSleeps();
+        int nLeft = nCall;
+        faults.KillAfter(Any(), nLeft);
+        faults.ShortWrite(Ends(".bin"), 20);  // so that it dies within an index file, too
         if (eWork == Work::Flush) {
             m_index.WriteIndexToFile();
         } else {
-            repaired.Initialize(m_dir.Path());
+            repaired.Initialize({m_dir.Path()});
         }
         m_index.Abandon();
-        repaired.Abandon();
+        repaired.Release();
         g_pRecDirName = RECORD_FOLDER;  // a killed process takes its switch with it
-        return kill.Happened();
+        return nLeft < 0;
     }
 
     void ExpectWhole() {
         for (const bool bFirst : {true, false}) {
-            CIndex index;
+            CIndexMgr index;
             CFaultInjection faults;
             const auto writes = faults.Watch(Op::Write, Ends(".bin"));
-            ASSERT_EQ(index.Initialize(m_dir.Path()), 0);
+            ASSERT_EQ(index.Initialize({m_dir.Path()}), 0);
             EXPECT_TRUE(bFirst || writes.Seen() == 0) << "what the first start left is true";
             for (const char* pChannel : CHANNELS) {
-                EXPECT_EQ(FindAll(index, Channel(pChannel)),
+                EXPECT_EQ(FindAll(index, pChannel),
                           (Paths{Path(pChannel, FILE_1), Path(pChannel, FILE_2),
                                  Path(pChannel, FILE_3)}));
             }
@@ -94,6 +83,18 @@ private:
             Delete(pChannel, GOES);
         }
         fs::remove_all(m_strFolder + "/20240304");
+    }
+
+    // A run of "BackupFile" left one of a channel's recordings there.
+    void Divide(const std::string& strChannel) {
+        fs::create_directories(m_dir / ("BackupFile/20240305/" + strChannel));
+        fs::rename(Path(strChannel, FILE_2),
+                   m_dir / ("BackupFile/20240305/" + strChannel + "/" + FILE_2));
+        PutFile(m_dir / "BackupFile/index01.bin", "old");
+        CIndex index;
+        ASSERT_EQ(index.Initialize(m_dir.Path()), 0);
+        Change(index, strChannel, FILE_2, CIndex::INDEX_TYPE_DELETE);
+        index.Release();
     }
 
     void TestBody() override {}
@@ -118,9 +119,9 @@ TEST_P(Crash, LosesNothingAtAnyCall) {
         bKilled = crash.KilledIn(GetParam(), nCall);
         crash.ExpectWhole();
     }
-    EXPECT_GT(nCall, 25) << "files written, cut, moded, synced";
+    EXPECT_GT(nCall, 25) << "files written, moded, synced, renamed";
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Crash,
                          testing::Values(Work::Flush, Work::RepairWithMarker,
-                                         Work::RepairWithoutIndex));
+                                         Work::RepairWithoutIndex, Work::MoveFromBackup));

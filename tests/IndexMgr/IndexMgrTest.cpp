@@ -19,7 +19,7 @@ protected:
     // A recording on disk and in the index.
     recordPath Record(const std::string& strRecDir, const std::string& strChannel,
                       const std::string& strFile) {
-        const recordPath stPath = TypedPath(strRecDir, strChannel, strFile, RecDirName());
+        const recordPath stPath = TypedPath(strRecDir, strChannel, strFile, m_mgr.RecordFolder());
         PutFile(stPath.strPath);
         m_mgr.WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
         return stPath;
@@ -104,22 +104,4 @@ TEST_F(IndexMgr, WhatAnotherEngineDidToADiskThatWasAwayIsNotLost) {
     ASSERT_EQ(other.Initialize({m_strA}), 0);
     EXPECT_EQ(FindAll(other, "cam_1_0").size(), 3u);
     other.Release();
-}
-
-TEST_F(IndexMgr, ASwitchRereadsTheDirectoriesBeforeIt) {
-    {
-        CIndexMgr before;
-        ASSERT_EQ(before.Initialize({m_strA}), 0);
-        PutFile(RecPath(m_strA, "cam_1_0", FILE_1));
-        before.WriteIndex(TypedPath(m_strA, "cam_1_0", FILE_1), CIndexMgr::INDEX_TYPE_ADD);
-        before.Release();
-    }
-    fs::create_directories(m_strB + "/BackupFile");
-    const auto vBefore = Tree(m_strA);
-    ASSERT_EQ(m_mgr.Initialize({m_strA, m_strB}), 0);
-    EXPECT_STREQ(RecDirName(), BACKUP_FOLDER);
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths()) << "read again, under the name in use";
-    EXPECT_EQ(Tree(m_strA), vBefore) << "and not flushed under it";
-    const auto path = Record(m_strA, "cam_1_0", FILE_2);
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0"), Paths{path.strPath});
 }

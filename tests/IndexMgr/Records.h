@@ -97,12 +97,14 @@ protected:
     }
     int Open() { return m_index.Initialize(m_dir.Path()); }
 
-    /// Opens, counts and releases an index.
+    /// Opens, counts and releases the directory's index.
     int Start() {
-        CIndex index;
-        const int nResult = index.Initialize(m_dir.Path());
-        m_nFiles = index.CountFiles();
-        index.Release();
+        CIndexMgr mgr;
+        const int nResult = mgr.Initialize({m_dir.Path()});
+        m_nFiles = 0;
+        for (const char* pChannel : {"cam_1_0", "front_door", "cam_300_7"})
+            m_nFiles += FindAll(mgr, pChannel).size();
+        mgr.Release();
         return nResult;
     }
 

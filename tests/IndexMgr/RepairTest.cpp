@@ -1,6 +1,7 @@
 // What a repair keeps, enters and removes.
 
 #include <cstdio>
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -39,22 +40,24 @@ TEST_F(Repair, KeepsRecordingsAndRemovesEverythingForeign) {
 }
 
 // A start that trusted the old index beside a changed tree would lose recordings.
-TEST_F(Repair, AnIndexThatCannotBeRemovedStaysBesideTheTreeItHadUnlessTheMarkerStands) {
+TEST_F(Repair, AnIndexThatCannotBeRemovedStaysBesideTheTreeItHadUnlessAMarkerCanBeMade) {
     Put("cam_1_0", FILE_1);
     ASSERT_EQ(Start(), 0);
     fs::remove(m_strFolder + "/20240305/index02.bin");
     PutFile(m_strFolder + "/20240305/stray");
     const auto vBefore = Tree(m_dir.Path());
     CFaultInjection faults;
+    faults.SkipSleeps();
     faults.Fail(Op::Unlink, Ends("index01.bin"), EROFS);
-    EXPECT_EQ(Start(), 0);
-    EXPECT_EQ(Tree(m_dir.Path()), vBefore);
-
-    g_pRecDirName = RECORD_FOLDER;
-    PutFile(m_strMarker);
-    EXPECT_EQ(Start(), 0);
-    EXPECT_STREQ(RecDirName(), RECORD_FOLDER);
-    EXPECT_EQ(m_nFiles, 1u);
+    faults.Fail(Op::Open, Is(m_strMarker), EROFS);
+    for (const bool bMarker : {false, true}) {
+        EXPECT_EQ(Start(), 0);
+        EXPECT_STREQ(RecDirName(), RECORD_FOLDER);
+        EXPECT_EQ(m_nFiles, 1u);
+        EXPECT_EQ(Tree(m_dir.Path()) == vBefore, !bMarker);
+        faults.ClearRules();
+        faults.Fail(Op::Unlink, Ends("index01.bin"), EROFS);
+    }
     EXPECT_FALSE(fs::exists(m_strMarker));
 }
 
@@ -66,8 +69,7 @@ TEST_F(Repair, OfTooManyRecordingsThatBeginTogetherOnlyThoseBeyondStayOut) {
     }
     Put("cam_1_0", FILE_2);
     repairPlan plan;
-    std::string strUnreadable;
-    ASSERT_TRUE(MakeRepairPlan(m_strFolder, plan, strUnreadable));
+    ASSERT_TRUE(MakeRepairPlan(m_strFolder, plan));
     EXPECT_EQ(plan.vCrowded.size(), 2u);
     EXPECT_EQ(plan.vCrowded.back(), std::string("20240305/cam_1_0/") + szName);
     ASSERT_EQ(Open(), 0);
@@ -83,4 +85,41 @@ TEST_F(Repair, AnIndexFileThatDescribesNothingGoesAlsoWhereItIsALinkToNothing) {
         fs::create_symlink("nowhere", m_strFolder + pName);
     ASSERT_EQ(Start(), 0);
     EXPECT_EQ(Tree(m_strFolder + "/20240307"), std::vector<std::string>{"cam_1_0"});
+}
+
+// Whatever cannot be removed of it: it is a mount point, its disk is read-only, its parent is
+// root's, or it is a link.
+TEST_F(Repair, ARecordFolderThatHoldsNothingCountsAsNew) {
+    const std::string strTarget = m_dir / "larger disk";
+    const std::function<void()> makers[] = {
+        [&] { fs::create_directories(m_strFolder + "/20240305/bare"); },
+        [&] { fs::create_directory_symlink(strTarget, m_strFolder); },
+    };
+    fs::create_directory(strTarget);
+    PutFile(strTarget + "/foreign");
+    for (const auto& make : makers) {
+        make();
+        CFaultInjection faults;
+        faults.SkipSleeps();
+        faults.Fail(Op::RemoveDir, Is(m_strFolder), EBUSY);
+        EXPECT_EQ(Start(), 0);
+        EXPECT_STREQ(RecDirName(), RECORD_FOLDER);
+        EXPECT_TRUE(fs::is_empty(m_strFolder));
+        fs::remove(m_strFolder);
+    }
+}
+
+TEST_F(Repair, ALinkedRecordFolderIsFollowedAndNothingInIt) {
+    const std::string strTarget = m_dir / "larger disk";
+    fs::create_directory(strTarget);
+    fs::create_directory_symlink(strTarget, m_strFolder);
+    PutFile(m_dir / "outside/cam_1_0/" + FILE_3);
+    for (const char* pFile : {FILE_1, FILE_2}) Put("cam_1_0", pFile);
+    fs::create_directory_symlink(m_dir / "outside", m_strFolder + "/20240306");
+    PutFile(m_strMarker);
+    EXPECT_EQ(Start(), 0);
+    EXPECT_EQ(m_nFiles, 2u);
+    EXPECT_FALSE(fs::exists(fs::symlink_status(strTarget + "/20240306")));
+    EXPECT_TRUE(fs::exists(m_dir / "outside/cam_1_0/" + FILE_3));
+    EXPECT_TRUE(fs::is_symlink(m_strFolder));
 }

@@ -48,6 +48,7 @@ struct State {
     bool m_bClockStopped = false;
     std::int64_t m_nNow = 0;  ///< milliseconds
     bool m_bShowTypes = true;
+    bool m_bSleeps = true;
 };
 
 /// All that the calls below know, and the lock on it. Never destroyed: a thread may still be inside
@@ -202,6 +203,11 @@ int Clock(clockid_t nClock, struct timespec* pTime) {
     });
 }
 
+void Sleep(std::uint32_t nMilliseconds) {
+    if (Locked([](State& state) { return state.m_bSleeps; }))
+        OSL_SYSTEM_CALLS.pfnSleep(nMilliseconds);
+}
+
 constinit const OSL_Calls FAULTY_CALLS = {
     .pfnOpen = Open,
     .pfnClose = Close,
@@ -226,6 +232,7 @@ constinit const OSL_Calls FAULTY_CALLS = {
     .pfnLock = Entry<Op::Lock, &OSL_Calls::pfnLock>::Call,
     .pfnThreadCreate = ThreadCreate,
     .pfnClock = Clock,
+    .pfnSleep = Sleep,
 };
 
 std::size_t AddRule(Rule rule) {
@@ -297,6 +304,15 @@ CFaultInjection::CRule CFaultInjection::Watch(Op eOp, PathMatch match) {
     return Before(eOp, std::move(match), [] {});
 }
 
+void CFaultInjection::KillAfter(PathMatch match, int& nLeft) {
+    for (const Op eOp : {Op::Open, Op::Write, Op::FileMode, Op::Unlink, Op::Rename, Op::RemoveDir,
+                         Op::MakeDir, Op::Sync}) {
+        Fail(
+            eOp, [&nLeft, match](const std::string& str) { return match(str) && nLeft-- <= 0; },
+            EIO);
+    }
+}
+
 void CFaultInjection::ClearRules() {
     Locked([](State& state) { state.m_vecRule.clear(); });
 }
@@ -322,6 +338,10 @@ void CFaultInjection::SetTime(std::time_t tSeconds, int nMilliseconds) {
 
 void CFaultInjection::AdvanceTime(std::int64_t nMilliseconds) {
     Locked([=](State& state) { state.m_nNow += nMilliseconds; });
+}
+
+void CFaultInjection::SkipSleeps() {
+    Locked([](State& state) { state.m_bSleeps = false; });
 }
 
 void CFaultInjection::ShowEntryTypes(bool bShow) {

@@ -81,6 +81,10 @@ public:
     CRule Before(Op eOp, PathMatch match, std::function<void()> run);
     /// Only counts the calls: see CRule::Seen.
     CRule Watch(Op eOp, PathMatch match);
+    /// Lets the first `nLeft` calls that change these paths happen and fails every later one, as
+    /// if the process had been killed there; `nLeft` counts down and is below zero then.
+    /// Directories are not opened any more either.
+    void KillAfter(PathMatch match, int& nLeft);
     /// Takes back all rules, but not free space, devices and clock.
     void ClearRules();
 
@@ -94,6 +98,8 @@ public:
     void SetTime(std::time_t tSeconds, int nMilliseconds = 0);
     /// Moves a stopped clock.
     void AdvanceTime(std::int64_t nMilliseconds);
+    /// Lets every pause of the library be over at once.
+    void SkipSleeps();
     /// False: the directory listing tells no entry's type, as on some file systems.
     void ShowEntryTypes(bool bShow);
 };

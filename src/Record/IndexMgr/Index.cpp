@@ -2,10 +2,8 @@
 
 #include "IndexMgr/Index.h"
 
-#include <cstring>
 #include <exception>
 
-#include "IndexMgr/RecDirName.h"
 #include "Log/LogText.h"
 #include "RecordTree/Names.h"
 
@@ -25,28 +23,14 @@ CIndex::~CIndex() {
     if (m_hWriteEvent) OSL_CloseEvent(m_hWriteEvent);
 }
 
-std::string CIndex::GetRecordFolder() const {
-    return m_strPrevRecPath + "/" + RecDirName();
-}
-
-void CIndex::JudgeRecDir() const {
-    if (OSL_AccessFile((m_strPrevRecPath + "/" + BACKUP_FOLDER).c_str(), 0) == 0) {
-        SwitchToBackupFolder();
-    }
-}
-
-int CIndex::Initialize(const std::string& strRecDir) {
+int CIndex::Initialize(const std::string& strRecDir, const char* pFolder, BeyondRepair eBeyond) {
     if (m_bInit) return 0;
     m_bInit = true;
     m_strPrevRecPath = strRecDir;
-    JudgeRecDir();
-    if (!CheckIndex() && !RepairIndex() && std::strcmp(RecDirName(), RECORD_FOLDER) == 0) {
-        SwitchToBackupFolder();
-        if (!CheckIndex() && !RepairIndex()) {
-            Release();
-            return 2;
-        }
-    }
+    m_pFolder = pFolder;
+    const Step eStep = CheckOrRepair();
+    if (eStep == Step::Shortage) return LeaveInitialize(1);
+    if (eStep == Step::Failed && eBeyond == BeyondRepair::IsRefused) return LeaveInitialize(2);
     // Deliberate: the messages come after Release and so without the directory's name.
     if (!ReadIndex()) {
         Release();
@@ -62,6 +46,28 @@ int CIndex::Initialize(const std::string& strRecDir) {
         return 1;
     }
     return 0;
+}
+
+int CIndex::LeaveInitialize(int nResult) {
+    Release();
+    return nResult;
+}
+
+// A disk may need a moment: what is wrong with it is believed the second time.
+CIndex::Step CIndex::CheckOrRepair() {
+    constexpr std::uint32_t PAUSE = 1000;  // ms
+    Step eStep = CheckIndex();
+    if (eStep == Step::Failed) eStep = RepairIndex(Attempt::First);
+    if (eStep != Step::Failed) return eStep;
+    OSL_Sleep(PAUSE);
+    eStep = CheckIndex();
+    return eStep == Step::Failed ? RepairIndex(Attempt::Last) : eStep;
+}
+
+CIndex::Step CIndex::Fail(const char* pWhat, const std::string& strPath, int nError) {
+    char szError[128];
+    m_strFault = strPath + " " + pWhat + ": " + OSL_ErrorText(nError, szError, sizeof(szError));
+    return OSL_IsShortage(nError) ? Step::Shortage : Step::Failed;
 }
 
 int CIndex::Release() {
@@ -126,7 +132,7 @@ void CIndex::AddEntry(const indexLevel1Body& stLevel1, const indexLevel2Body& st
         m_objTree.Find(stLevel1.stDate, GetDirName(stLevel2), stThere)) {
         return;
     }
-    const dayFolder stDay = {m_strPrevRecPath, RecDirName(), GetDirName(stLevel1.stDate),
+    const dayFolder stDay = {m_strPrevRecPath, m_pFolder, GetDirName(stLevel1.stDate),
                              stLevel1.stDate};
     LogCrowded("WriteIndex", CChannelFolder(stDay, stLevel2).Recording(stLevel3).strPath);
 }

@@ -19,6 +19,7 @@
 #include "Osl/OslMutex.h"
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/IndexTree.h"
+#include "RecordTree/Names.h"
 
 struct repairPlan;
 
@@ -39,10 +40,19 @@ public:
     CIndex(const CIndex&) = delete;
     CIndex& operator=(const CIndex&) = delete;
 
-    /// Reads the index of a record directory (no "/" at its end), checks and if need be repairs it,
-    /// and starts the writer thread. 0: ready (also when it was already); 1: reading failed, or no
-    /// thread; 2: neither readable nor repairable. Can switch the process to "BackupFile".
-    int Initialize(const std::string& strRecDir);
+    /// What becomes of an index that can be neither read nor repaired.
+    enum class BeyondRepair {
+        IsRefused,
+        IsReadAllTheSame  ///< what its files say is better than nothing
+    };
+    /// Reads the index of a record directory (no "/" at its end) below the record folder of this
+    /// name (one of Names.h), checks and if need be repairs it, and starts the writer thread. 0:
+    /// ready (also when it was already); 1: no handle, memory or thread, or reading failed; 2:
+    /// refused as beyond repair. What is wrong with the disk is tried again once, after a second.
+    int Initialize(const std::string& strRecDir, const char* pFolder = RECORD_FOLDER,
+                   BeyondRepair eBeyond = BeyondRepair::IsRefused);
+    /// Why Initialize did not give 0, in words; empty when a thread or reading failed.
+    const std::string& Fault() const { return m_strFault; }
     /// Flushes a last time, stops the writer thread and forgets the index. Always 0. An object is
     /// initialised once in its life.
     int Release();
@@ -83,17 +93,23 @@ public:
 private:
     friend std::uint32_t WriteIndexProc(void* pIndex);
 
+    // How a step of Initialize ended. Shortage says nothing of the disk.
+    enum class Step { Done, Failed, Shortage };
+    enum class Attempt { First, Last };
+
     // Index.cpp
     void AddEntry(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
                   const indexLevel3Body& stLevel3) OSL_REQUIRES(m_mutexIndex);
-    void JudgeRecDir() const;
-    std::string GetRecordFolder() const;
+    std::string GetRecordFolder() const { return m_strPrevRecPath + "/" + m_pFolder; }
+    Step CheckOrRepair();
+    int LeaveInitialize(int nResult);
+    Step Fail(const char* pWhat, const std::string& strPath, int nError);
     bool IsPresent() const { return !m_pRecordDir || m_pRecordDir->IsPresent(); }
     bool WasAway() const { return m_pRecordDir && m_pRecordDir->WasAway(); }
     void ClearIndex();
 
     // IndexLoad.cpp
-    bool CheckIndex();
+    Step CheckIndex();
     bool ReadIndex();
     void TakeTree(CIndexTree tree, std::uint64_t nFlushed);
 
@@ -106,9 +122,10 @@ private:
     void FinishFlush(indexSnapshot& snapshot, bool bWritten);
 
     // IndexRepair.cpp
-    bool RepairIndex();
-    bool DisownIndex(const std::string& strFolder);
-    bool BeginAnew(const std::string& strFolder);
+    Step RepairIndex(Attempt eAttempt);
+    Step JudgeUnreadable(const repairPlan& plan, Attempt eAttempt);
+    bool DisownIndex(const std::string& strFolder) const;
+    Step BeginAnew(const std::string& strFolder, const repairPlan& plan);
     void LogRepair(const char* pWhat) const;
     void LogNothingFound(const repairPlan& plan) const;
     static void LogCrowded(const char* pMethod, const std::string& strPath);
@@ -119,9 +136,11 @@ private:
     void AddListed(const dayFolder& stDay, std::vector<recordPath>& vFiles);
 
     std::string m_strPrevRecPath;  // the record directory; empty while not initialised
+    const char* m_pFolder = RECORD_FOLDER;
+    std::string m_strFault;
     bool m_bInit = false;
     bool m_bRead = false;      // the tree holds what is on disk, or a repair made
-    bool m_bDoubtful = false;  // read after a failed repair: the tree may lack recordings
+    bool m_bDoubtful = false;  // the tree may lack recordings, or the files may not be replaced
     OSL_ThreadHandle m_hWriteThread = nullptr;
     OSL_EventHandle m_hWriteEvent;
     CRecordDir* const m_pRecordDir;

@@ -49,32 +49,34 @@ void LogLoadFault(const char* pMethod, const indexFileFault& fault, bool bCheck)
 }  // namespace
 
 // Reads while it checks; what passed is kept for ReadIndex, so that no file is read twice.
-bool CIndex::CheckIndex() {
+CIndex::Step CIndex::CheckIndex() {
     const std::string strFolder = GetRecordFolder();
-    if (OSL_AccessFile(strFolder.c_str(), 0) != 0 && OSL_GetSystemLastError() == ENOENT)
-        return true;
-
+    if (OSL_AccessFile(strFolder.c_str(), 0) != 0 && OSL_GetSystemLastError() == ENOENT) {
+        m_bRead = true;  // a new disk
+        return Step::Done;
+    }
     if (AskIndexMarker(strFolder) != IndexMarker::None) {  // [2]: the files may be older
         LogText("[wtb][CIndex::CheckIndex] index.dirty exist, strMarkerPath [%s/%s]",
                 strFolder.c_str(), INDEX_DIRTY_MARKER);
-        return false;
+        return Step::Failed;
     }
     indexFileFault fault;
     CIndexTree tree;
-    if (!LoadIndex(strFolder, IndexLength::Exact, tree, fault)) {
-        LogLoadFault("CheckIndex", fault, true);
-        return false;
+    if (LoadIndex(strFolder, IndexLength::Exact, tree, fault)) {
+        TakeTree(std::move(tree), LOADED_VERSION);
+        return Step::Done;
     }
-    TakeTree(std::move(tree), LOADED_VERSION);
-    return true;
+    LogLoadFault("CheckIndex", fault, true);
+    const bool bMemory = fault.eError == IndexFileError::Memory;
+    return Fail("cannot be read", fault.strPath, bMemory ? ENOMEM : fault.nSystemError);
 }
 
-// Reads the files after a check that failed under the last record folder's name there is, where no
-// repair helped either: whatever can be read is better than nothing. From then on the marker stays,
-// so that the next start tries the repair again.
+// Reads the files after a check that failed, where no repair helped either and there is no other
+// record folder to go to. From then on the marker stays, so that the next start tries the repair
+// again.
 bool CIndex::ReadIndex() {
     if (m_bRead) return true;
-    m_bDoubtful = OSL_AccessFile(GetRecordFolder().c_str(), 0) == 0;
+    m_bDoubtful = true;
     indexFileFault fault;
     CIndexTree tree;
     if (!LoadIndex(GetRecordFolder(), IndexLength::AtLeast, tree, fault)) {

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <new>
 #include <set>
 #include <utility>
 #include <vector>
 
+#include "FileSystem/FileSystem.h"
+#include "IndexMgr/BackupFolder.h"
 #include "IndexMgr/Index.h"
 #include "IndexMgr/KestrelIndex.h"
 #include "IndexMgr/RecDirName.h"
@@ -22,7 +25,6 @@ struct CIndexMgr::Entry {
     CRecordDir objDir;
     std::unique_ptr<CIndex> pIndex;
     std::unique_ptr<CKestrelIndex> pRecordings, pPictures;
-    const char* pReadUnder = nullptr;  // the record folder's name when pIndex was read
 
     COldestDays& GetDays(StoreFileType eKind) const {
         if (pIndex) return *pIndex;
@@ -32,7 +34,8 @@ struct CIndexMgr::Entry {
 
 CIndexMgr::CIndexMgr() : CIndexMgr(STORAGE_TYPE_RECORD) {}
 
-CIndexMgr::CIndexMgr(StorageType enumStorageType) : m_enumStorageType(enumStorageType) {}
+CIndexMgr::CIndexMgr(StorageType enumStorageType)
+    : m_enumStorageType(enumStorageType), m_pFolder(RECORD_FOLDER) {}
 
 CIndexMgr::~CIndexMgr() = default;
 
@@ -42,7 +45,7 @@ int CIndexMgr::Initialize(const std::list<std::string>& lsRecDir) {
         const int nResult = AddDirectory(strRecDir);
         if (nResult != 0) return nResult;
     }
-    return 0;
+    return OpenIndexes();
 }
 
 int CIndexMgr::AddDirectory(const std::string& strPath) {
@@ -56,13 +59,75 @@ int CIndexMgr::AddDirectory(const std::string& strPath) {
         return 0;
     }
     if (!pEntry->objDir.IsPresent()) return 1;
-    const int nResult = OpenIndex(*pEntry);
-    if (nResult != 0) return nResult;
     m_mIndex.emplace(strPath, std::move(pEntry));
-    return RereadSwitched();
+    return 0;
 }
 
-int CIndexMgr::OpenIndex(Entry& entry) {
+// "RecordFile" comes first wherever there is one: what was recorded in "BackupFile" while it could
+// not be used is moved into it. The client layout has no index that could be beyond repair.
+int CIndexMgr::OpenIndexes() {
+    const bool bClient = m_enumStorageType == STORAGE_TYPE_KESTREL;
+    const bool bBackup = HasFolder(BACKUP_FOLDER);
+    const bool bFresh = !bBackup && std::strcmp(RecDirName(), BACKUP_FOLDER) != 0;
+    int nResult = 2;
+    if (bClient || bFresh || HasFolder(RECORD_FOLDER)) {
+        nResult = OpenBelow(RECORD_FOLDER, false);
+        if (nResult == 0 && !MoveBackups()) nResult = 1;
+        if (nResult == 2) nResult = SwitchToBackup(bBackup);
+    } else {
+        nResult = OpenBelow(BACKUP_FOLDER, true);
+    }
+    if (nResult != 0 || bClient) return nResult;
+    SetRecDirName(m_pFolder);
+    if (m_pFolder == BACKUP_FOLDER)
+        LogText(
+            "[wtb][CIndexMgr::Initialize] BackupFile is used on all disks, what lies in RecordFile "
+            "is neither found nor deleted");
+    return 0;
+}
+
+// A folder that nobody can tell of may be there.
+bool CIndexMgr::HasFolder(const char* pFolder) const {
+    return std::any_of(m_mIndex.begin(), m_mIndex.end(), [=](const auto& entry) {
+        OSL_FINFO_S stInfo;
+        return GetFolderAttribute(entry.first, pFolder, stInfo) ||
+               OSL_GetSystemLastError() != ENOENT;
+    });
+}
+
+int CIndexMgr::OpenBelow(const char* pFolder, bool bAllTheSame) {
+    m_pFolder = pFolder;
+    for (const auto& [strPath, pEntry] : m_mIndex) {
+        OSL_FINFO_S stInfo;
+        if (GetFolderAttribute(strPath, pFolder, stInfo) && stInfo.wFileType == OSL_TYPE_LINK)
+            LogText("[wtb][CIndexMgr::Initialize] the record folder is a link, strPath [%s/%s]",
+                    strPath.c_str(), pFolder);
+        const int nResult = OpenIndex(*pEntry, bAllTheSame);
+        if (nResult != 0) return nResult;
+    }
+    return 0;
+}
+
+// The indexes that were read under the other name are not flushed under the new one.
+int CIndexMgr::SwitchToBackup(bool bAllTheSame) {
+    LogText("[wtb][CIndexMgr::Initialize] RecordFile cannot be used, reason [%s]",
+            m_strFault.c_str());
+    for (const auto& [strPath, pEntry] : m_mIndex) {
+        if (pEntry->pIndex) pEntry->pIndex->Abandon();
+        pEntry->pIndex.reset();
+    }
+    return OpenBelow(BACKUP_FOLDER, bAllTheSame);
+}
+
+// False when the process lacks handles or memory for it.
+bool CIndexMgr::MoveBackups() {
+    return std::all_of(m_mIndex.begin(), m_mIndex.end(), [this](const auto& entry) {
+        return CBackupFolder(*this, entry.first, m_enumStorageType == STORAGE_TYPE_KESTREL)
+            .MoveToRecordFolder();
+    });
+}
+
+int CIndexMgr::OpenIndex(Entry& entry, bool bAllTheSame) {
     if (m_enumStorageType == STORAGE_TYPE_KESTREL) {
         const auto make = [&](StoreFileType eKind) {
             return std::make_unique<CKestrelIndex>(entry.objDir.GetPath(), eKind, &entry.objDir);
@@ -73,21 +138,14 @@ int CIndexMgr::OpenIndex(Entry& entry) {
     }
     entry.pIndex.reset(new (std::nothrow) CIndex(&entry.objDir));
     if (!entry.pIndex) return 1;
-    const int nResult = entry.pIndex->Initialize(entry.objDir.GetPath());
-    entry.pReadUnder = RecDirName();
+    const int nResult = entry.pIndex->Initialize(
+        entry.objDir.GetPath(), m_pFolder,
+        bAllTheSame ? CIndex::BeyondRepair::IsReadAllTheSame : CIndex::BeyondRepair::IsRefused);
+    m_strFault = entry.pIndex->Fault();
+    if (nResult != 0)
+        LogText("[wtb][CIndexMgr::Initialize] index fail, strPath [%s], reason [%s]",
+                entry.objDir.GetPath().c_str(), m_strFault.c_str());
     return nResult;
-}
-
-// A directory that made the process switch to another record folder leaves the ones before it read
-// under the wrong name: they are read again, and not flushed under the new one.
-int CIndexMgr::RereadSwitched() {
-    for (const auto& [strPath, pEntry] : m_mIndex) {
-        if (!pEntry->pIndex || pEntry->pReadUnder == RecDirName()) continue;
-        pEntry->pIndex->Abandon();
-        const int nResult = OpenIndex(*pEntry);
-        if (nResult != 0) return nResult;
-    }
-    return 0;
 }
 
 void CIndexMgr::Release() {

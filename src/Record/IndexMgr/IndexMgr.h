@@ -55,8 +55,15 @@ public:
     /// Makes each directory that does not exist, locks it, and builds its index (reading, checking
     /// and if need be repairing it). They are named without a "/" at the end, here and in all that
     /// follows; one listed twice gets one index. 0: ready; 1: failed, or another engine holds a
-    /// directory; 2: an index could be neither read nor repaired. After a failure call Release.
+    /// directory; 2: an index could be neither read nor repaired. After a failure call Release; it
+    /// may then be called again.
+    ///
+    /// Chooses the record folder for all of them: "RecordFile", or "BackupFile" where one of them
+    /// is beyond repair. Where "RecordFile" can be used, what "BackupFile" holds is moved into it.
     int Initialize(const std::list<std::string>& lsRecDir);
+    /// The name of the record folder below every directory of this manager: one of Names.h, the
+    /// same from Initialize to Release.
+    const char* RecordFolder() const { return m_pFolder; }
     /// Writes every index a last time, unlocks the directories and forgets everything.
     void Release();
 
@@ -118,8 +125,12 @@ private:
     struct Entry;
 
     int AddDirectory(const std::string& strPath);
-    int OpenIndex(Entry& entry);
-    int RereadSwitched();
+    int OpenIndexes();
+    int OpenBelow(const char* pFolder, bool bAllTheSame);
+    int OpenIndex(Entry& entry, bool bAllTheSame);
+    int SwitchToBackup(bool bAllTheSame);
+    bool MoveBackups();
+    bool HasFolder(const char* pFolder) const;
     Entry* FindEntry(std::string_view strRecDir) const;
     /// Its index; null for an unknown directory, and in the client layout.
     CIndex* FindIndex(std::string_view strRecDir) const;
@@ -131,6 +142,8 @@ private:
     // Other names of the same directories.
     std::vector<std::pair<std::string, Entry*>> m_vAliases;
     StorageType m_enumStorageType;
+    const char* m_pFolder;
+    std::string m_strFault;  // why an index is beyond repair
 };
 
 #endif  // LOCALSTORAGE_INDEXMGR_INDEXMGR_H

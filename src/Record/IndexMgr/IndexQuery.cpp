@@ -9,7 +9,6 @@
 #include "FileSystem/FileSystem.h"
 #include "FileSystem/ForEachEntry.h"
 #include "IndexMgr/Index.h"
-#include "IndexMgr/RecDirName.h"
 #include "Log/LogText.h"
 #include "RecordTree/Names.h"
 
@@ -97,7 +96,7 @@ bool CIndex::GetOldestDate(const PassedOverDays& setPassedOver, dayOffer& offer)
         LogNotReady("GetOldestDate", "not initialized", m_strPrevRecPath);
         return false;
     }
-    offer.stDay = {m_strPrevRecPath, RecDirName(), std::string(), dateInfo()};
+    offer.stDay = {m_strPrevRecPath, m_pFolder, std::string(), dateInfo()};
     if (!FindOldestDay(setPassedOver, offer.stDay)) return false;
     OSL_FINFO_S stInfo;
     if (!GetFolderAttribute(offer.stDay.Tree(), offer.stDay.strDay, stInfo)) {

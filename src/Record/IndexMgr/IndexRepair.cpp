@@ -1,6 +1,5 @@
 // The index of one record directory: its repair from the tree (R1 to R4 of IndexFiles.h).
 
-#include <cerrno>
 #include <utility>
 
 #include "FileSystem/FileSystem.h"
@@ -9,60 +8,68 @@
 #include "RecordTree/IndexMarker.h"
 #include "RecordTree/RepairPlan.h"
 
-// False when the index could not be rebuilt.
-bool CIndex::RepairIndex() {
+// Whatever the tree gives is used. Where some of it cannot be read, or where the next start would
+// trust the old files, the index is doubtful: the repair removes nothing, and the marker stays.
+CIndex::Step CIndex::RepairIndex(Attempt eAttempt) {
     LogRepair("enter");
     const std::string strFolder = GetRecordFolder();
     repairPlan plan;
-    std::string strUnreadable;
-    if (!MakeRepairPlan(strFolder, plan, strUnreadable)) {  // R1
-        LogText(
-            "[wtb][CIndex::RepairIndex] directory cannot be read, strPath [%s], "
-            "m_strPrevRecPath [%s]",
-            strUnreadable.c_str(), m_strPrevRecPath.c_str());
-        return false;
+    if (!MakeRepairPlan(strFolder, plan) || !plan.vUnreadable.empty()) {  // R1
+        const Step eStep = JudgeUnreadable(plan, eAttempt);
+        if (eStep != Step::Done) return eStep;
     }
-    if (!DisownIndex(strFolder)) return false;   // R2
-    const bool bRemoved = RemoveFindings(plan);  // R3
+    const bool bWhole = plan.vUnreadable.empty();
+    const bool bDisowned = bWhole ? DisownIndex(strFolder) : RenewMarker();  // R2
+    if (!bDisowned && eAttempt == Attempt::First) return Step::Failed;
+    m_bDoubtful = !bWhole || !bDisowned;
+    if (bWhole && plan.objTree.IsEmpty()) return BeginAnew(strFolder, plan);
+    if (!m_bDoubtful) RemoveFindings(plan);  // R3
     for (const std::string& strPath : plan.vCrowded)
         LogCrowded("RepairIndex", strFolder + "/" + strPath);
-    if (plan.objTree.IsEmpty()) {
-        LogNothingFound(plan);
-        return bRemoved && BeginAnew(strFolder);
-    }
     TakeTree(std::move(plan.objTree), 0);
     WriteIndexToFile();  // R4; what cannot be written stays in memory and is used
     LogRepair("leave");
-    return true;
+    return Step::Done;
 }
 
-// R2. The marker says the same as the absence of index01.bin, so where it stands (perhaps on a disk
-// that is read-only by now) a file that cannot be removed does no harm. False when an old index
-// stays that the next start would trust, whatever had been changed by then.
-bool CIndex::DisownIndex(const std::string& strFolder) {
-    const std::string strPath = strFolder + "/" + INDEX_FILE_LEVEL1;
-    if (OSL_DeleteFile(strPath.c_str()) == 0 || OSL_GetSystemLastError() == ENOENT) return true;
-    const int nError = OSL_GetSystemLastError();
-    OSL_FINFO_S stInfo;
-    const bool bThere = GetFolderAttribute(strFolder, INDEX_FILE_LEVEL1, stInfo);
-    // A read-only disk refuses to remove even what is not there.
-    if (!bThere && OSL_GetSystemLastError() == ENOENT) return true;
-    if (bThere && stInfo.wFileType == OSL_TYPE_DIR) return true;  // no index, a foreign folder
+// Done when the rest of the tree is to be used without what cannot be read.
+CIndex::Step CIndex::JudgeUnreadable(const repairPlan& plan, Attempt eAttempt) {
+    Step eStep = Step::Done;
+    for (const treeFault& fault : plan.vUnreadable) {
+        if (eStep != Step::Shortage) eStep = Fail("cannot be read", fault.strPath, fault.nError);
+        LogText(
+            "[wtb][CIndex::RepairIndex] directory cannot be read, strPath [%s], "
+            "m_strPrevRecPath [%s]",
+            fault.strPath.c_str(), m_strPrevRecPath.c_str());
+    }
+    const bool bTop = plan.vUnreadable.front().strPath == GetRecordFolder();
+    return eStep == Step::Failed && !bTop && eAttempt == Attempt::Last ? Step::Done : eStep;
+}
+
+// R2. False when an old index stays that the next start would trust, whatever had been changed by
+// then.
+bool CIndex::DisownIndex(const std::string& strFolder) const {
+    const int nError = DisownIndexFiles(strFolder);
     char szError[128];
-    LogText(
-        "[wtb][CIndex::RepairIndex] index01.bin delete fail, strIndexLevel1Path [%s], "
-        "error [%s]",
-        strPath.c_str(), OSL_ErrorText(nError, szError, sizeof(szError)));
-    return AskIndexMarker(strFolder) == IndexMarker::Stands;
+    if (nError != 0)
+        LogText(
+            "[wtb][CIndex::RepairIndex] index01.bin delete fail, strIndexLevel1Path [%s/%s], "
+            "error [%s]",
+            strFolder.c_str(), INDEX_FILE_LEVEL1, OSL_ErrorText(nError, szError, sizeof(szError)));
+    return nError == 0;
 }
 
-// A readable record folder without any recording counts as a new one: it must not hide the
-// recordings of every other disk by switching the process to another record folder.
-bool CIndex::BeginAnew(const std::string& strFolder) {
-    if (!DeleteDirectory(strFolder)) return false;
+// A readable record folder without any recording counts as a new one, whether or not it can be
+// removed itself: it must not hide the recordings of every other disk by switching the process to
+// another record folder.
+CIndex::Step CIndex::BeginAnew(const std::string& strFolder, const repairPlan& plan) {
+    LogNothingFound(plan);
+    if (const auto fault = RemoveFindings(plan))  // R3
+        return Fail("cannot be removed", fault->strPath, fault->nError);
+    DeleteDirectory(strFolder, OSL_LastLink::IsFollowed);
     m_bRead = true;
     LogRepair("leave");
-    return true;
+    return Step::Done;
 }
 
 void CIndex::LogRepair(const char* pWhat) const {

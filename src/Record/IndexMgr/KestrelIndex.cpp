@@ -1,7 +1,6 @@
 #include "IndexMgr/KestrelIndex.h"
 
 #include "FileSystem/FileSystem.h"
-#include "IndexMgr/RecDirName.h"
 #include "RecordTree/Names.h"
 
 namespace {
@@ -10,9 +9,10 @@ enum class Keep { Directories, Files };
 
 // The names of the kind that stays and that `verify` accepts, sorted; everything else is removed.
 template <typename F>
-std::list<std::string> ListAndClean(const std::string& strPath, Keep eKeep, F verify) {
+std::list<std::string> ListAndClean(const std::string& strPath, Keep eKeep, F verify,
+                                    OSL_LastLink eLink = OSL_LastLink::Fails) {
     std::list<std::string> lsName, lsDir, lsFile;
-    if (!GetSubTargetList(strPath, lsDir, lsFile)) {
+    if (!GetSubTargetList(strPath, lsDir, lsFile, eLink)) {
         EndPassOnShortage();
         return lsName;
     }
@@ -33,9 +33,9 @@ bool CKestrelIndex::GetOldestDate(const PassedOverDays& setPassedOver, dayOffer&
     if (m_pRecordDir && !m_pRecordDir->IsPresent()) return false;
     dayFolder& stDay = offer.stDay;
     stDay.strRecDir = m_strPrevRecPath;
-    stDay.strTree = m_eKind == STORE_FILE_IMAGE ? IMAGE_FOLDER : RecDirName();
-    for (const std::string& strName :
-         ListAndClean(stDay.Tree(), Keep::Directories, IsScannedDateDir)) {
+    stDay.strTree = m_eKind == STORE_FILE_IMAGE ? IMAGE_FOLDER : RECORD_FOLDER;
+    for (const std::string& strName : ListAndClean(stDay.Tree(), Keep::Directories,
+                                                   IsScannedDateDir, OSL_LastLink::IsFollowed)) {
         stDay.strDay = strName;
         if (setPassedOver.count(stDay.Path()) > 0) continue;
         OSL_FINFO_S stInfo;

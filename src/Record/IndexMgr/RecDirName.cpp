@@ -9,7 +9,6 @@ const char* RecDirName() {
     return __atomic_load_n(&g_pRecDirName, __ATOMIC_ACQUIRE);
 }
 
-void SwitchToBackupFolder() {
-    const char* pName = BACKUP_FOLDER;
+void SetRecDirName(const char* pName) {
     __atomic_store_n(&g_pRecDirName, pName, __ATOMIC_RELEASE);
 }

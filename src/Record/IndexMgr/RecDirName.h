@@ -1,13 +1,15 @@
-// The name of the record folder below every record directory, one for the whole process.
+// The name of the record folder, as hosts see it: g_pRecDirName.
+//
+// Every index manager chooses its own at its start and keeps it, so what one engine of a process
+// goes over to changes no path of another. This one is that of the last start.
 
 #ifndef LOCALSTORAGE_INDEXMGR_RECDIRNAME_H
 #define LOCALSTORAGE_INDEXMGR_RECDIRNAME_H
 
-/// The record folder's name now, one of Names.h; g_pRecDirName read in one step. Every path is
-/// built with it when it is needed, since the name can change once. Any thread.
+/// g_pRecDirName read in one step. Any thread.
 const char* RecDirName();
 
-/// Changes the name to BACKUP_FOLDER, for good. Only the initialisation of an index does this.
-void SwitchToBackupFolder();
+/// Tells hosts a name that lives as long as the process. Any thread.
+void SetRecDirName(const char* pName);
 
 #endif  // LOCALSTORAGE_INDEXMGR_RECDIRNAME_H

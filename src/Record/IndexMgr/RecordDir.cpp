@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "FileSystem/FileSystem.h"
-#include "IndexMgr/RecDirName.h"
 #include "Log/LogText.h"
+#include "RecordTree/Names.h"
 
 namespace {
 
@@ -73,7 +73,8 @@ bool CRecordDir::IsPresent() {
 }
 
 bool CRecordDir::IsMadeByUs() const {
-    return OSL_AccessFile((m_strPath + "/" + RecDirName()).c_str(), 0) != 0;
+    return OSL_AccessFile((m_strPath + "/" + RECORD_FOLDER).c_str(), 0) != 0 &&
+           OSL_AccessFile((m_strPath + "/" + BACKUP_FOLDER).c_str(), 0) != 0;
 }
 
 bool CRecordDir::Lock() {

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 
-#include "IndexMgr/RecDirName.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
 #include "RecordTree/Names.h"
@@ -35,14 +34,14 @@ CChannelFolder CLocalStorage::GetFolder(const std::string& strTree, const tagBlo
 
 recordPath CLocalStorage::BuildSpanPath(const std::string& strCameraID,
                                         const recFileInfo& stRecFileInfo) const {
-    return GetFolder(RecDirName(), stRecFileInfo.stStartTime, strCameraID)
+    return GetFolder(m_pIndexMgr->RecordFolder(), stRecFileInfo.stStartTime, strCameraID)
         .Recording(ConvertRecFileInfoToIndexLevel3Body(stRecFileInfo));
 }
 
 recordPath CLocalStorage::BuildSecondPath(const std::string& strCameraID, std::time_t tTime) const {
     tagBlockTime stTime;
     ConvertLocalTimeToBlockTime(tTime, stTime);
-    return GetFolder(RecDirName(), stTime, strCameraID)
+    return GetFolder(m_pIndexMgr->RecordFolder(), stTime, strCameraID)
         .File(GetSecondName(ConvertBlockTimeToFileTime(stTime), RECORDING_EXTENSION));
 }
 

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "FileSystem/FileSystem.h"
-#include "IndexMgr/RecDirName.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
@@ -95,7 +94,7 @@ bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
     const std::string strDay = GetDirName(ConvertBlockTimeToFileTime(stDay).GetDate());
     const std::string strRoot = m_objDisks.Current() + "/" + IMAGE_FOLDER;
     std::list<std::string> lsSubDir, lsSubFile;
-    GetSubTargetList(strRoot, lsSubDir, lsSubFile);
+    GetSubTargetList(strRoot, lsSubDir, lsSubFile, OSL_LastLink::IsFollowed);
     for (const std::string& strName : lsSubDir)
         if (strDay >= strName) DeleteDirectory(strRoot + "/" + strName);
     return true;

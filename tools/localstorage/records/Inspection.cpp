@@ -1,7 +1,6 @@
 #include "records/Inspection.h"
 
 #include <algorithm>
-#include <cerrno>
 
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/IndexMarker.h"
@@ -20,9 +19,10 @@ constexpr std::uint64_t LARGE_FILE = 1 << 20;
 
 repairPlan PlanOf(const std::string& strFolder) {
     repairPlan stPlan;
-    std::string strUnreadable;
-    if (!MakeRepairPlan(strFolder, stPlan, strUnreadable)) {
-        throw CFailure("cannot read " + strUnreadable + ": " + ErrorText(errno) +
+    MakeRepairPlan(strFolder, stPlan);
+    if (!stPlan.vUnreadable.empty()) {
+        const treeFault& stFault = stPlan.vUnreadable.front();
+        throw CFailure("cannot read " + stFault.strPath + ": " + ErrorText(stFault.nError) +
                        "; nothing can be said about the index");
     }
     return stPlan;
