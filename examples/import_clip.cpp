@@ -46,8 +46,7 @@ bool PrintRecordings(CLocalStorageInterface& storage, const char* pCamera) {
     std::strncpy(stQuery.szCameraID, pCamera, sizeof(stQuery.szCameraID) - 1);
     CVexList<pathNode>* pList = nullptr;  // stays the engine's
     if (!storage.QueryRecFile(stQuery, &pList)) return false;
-    for (CVexList<pathNode>::iterator it = pList->begin(); it != pList->end(); ++it)
-        std::printf("%s\n", (*it).szPath);
+    for (const pathNode& stPath : *pList) std::printf("%s\n", stPath.szPath);
     return true;
 }
 

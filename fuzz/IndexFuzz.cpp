@@ -12,9 +12,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "Osl/OslCalls.h"
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/Names.h"
-#include "Osl/OslCalls.h"
 
 namespace {
 

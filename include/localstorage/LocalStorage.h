@@ -324,8 +324,8 @@ struct recQueryParam {
 /// serialised by the host, since they share one result list.
 ///
 /// Camera identifiers: 1 to 63 bytes, without "/", "\" and control characters, not "." or "..", and
-/// not the name of a file of the index ("index01.bin" to "index03.bin", also with ".new" behind, and
-/// "index.dirty").
+/// not the name of a file of the index ("index01.bin" to "index03.bin", also with ".new" behind,
+/// and "index.dirty").
 class CLocalStorageInterface {
 public:
     /// Call Release first: it does not stop a running engine's threads. DelLocalStorageClass does

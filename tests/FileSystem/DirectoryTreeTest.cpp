@@ -1,3 +1,5 @@
+// Trees made, walked and deleted, past links, failures and folders that cannot be read.
+
 #include <cerrno>
 #include <filesystem>
 #include <iterator>

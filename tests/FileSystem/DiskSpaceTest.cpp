@@ -1,3 +1,5 @@
+// Free space of the file system, as this user may fill it.
+
 #include <gtest/gtest.h>
 
 #include "FileSystem/FileSystem.h"

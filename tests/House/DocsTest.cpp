@@ -47,6 +47,16 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
     EXPECT_EQ(Unique(Found(strReadme, R"(\n\| `([a-z]+)` \|)")), setCommands);
 }
 
+TEST(Docs, WordsNamesWhatIsInTheSources) {
+    std::string strSources;
+    for (const char* pFolder : {"/include", "/src", "/tools"})
+        for (const auto& entry :
+             std::filesystem::recursive_directory_iterator(std::string(SOURCE_DIR) + pFolder))
+            if (entry.is_regular_file()) strSources += GetFile(entry.path());
+    for (const std::string& strName : Found(Source("docs/words.md"), R"(`([A-Za-z_.]{6,})`)"))
+        EXPECT_NE(strSources.find(strName), std::string::npos) << strName;
+}
+
 TEST(Docs, CrashesHaveTheNumbersOfTheIndexFiles) {
     const char* const pSteps = R"(\b([CFR][1-9])\b)";
     const auto setSteps = Unique(Found(Source("src/RecordTree/IndexFiles.h"), pSteps));

@@ -1,3 +1,5 @@
+// The log files: turns, numbers, restarts, and what a failing disk costs.
+
 #include <cerrno>
 #include <filesystem>
 #include <map>

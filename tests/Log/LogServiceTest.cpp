@@ -1,3 +1,5 @@
+// The log through its calls: lines, targets, a full queue, forks and ends.
+
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>

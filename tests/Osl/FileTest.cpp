@@ -1,3 +1,5 @@
+// What files promise: flags, links, standard streams, short and interrupted writes.
+
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>

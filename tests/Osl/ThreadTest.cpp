@@ -1,3 +1,5 @@
+// Threads, forks and the order of mutexes.
+
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -1,6 +1,7 @@
 // Folders that hold index files only.
 
 #include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "RecordTree/Tidying.h"
