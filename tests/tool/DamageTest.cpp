@@ -33,8 +33,8 @@ protected:
     std::string Channel() const { return Folder() + "/20240305/cam01"; }
     std::string Recording() const { return Channel() + "/20240305080000_20240305080006_1.mp4"; }
     /// A command on the directory.
-    toolResult On(const std::string& strCommand, const Arguments& vecMore = {}) const {
-        return Run(Arguments{strCommand, "--dir", Dir()} + vecMore);
+    toolResult On(const std::string& strCommand, const Arguments& vMore = {}) const {
+        return Run(Arguments{strCommand, "--dir", Dir()} + vMore);
     }
     Names Findings() const {
         Names setKinds;
@@ -72,19 +72,19 @@ TEST_F(ToolDamage, CheckNamesEveryKindOfDamageAndChangesNothing) {
 // that the recordings in RecordFile are gone, nor that they are as safe as the others.
 TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
     fs::create_directories(Dir("disk2") + "/BackupFile");
-    const auto vecFound = On("check", {"--dir", Dir("disk2"), "--json"}).Json();
-    ASSERT_EQ(vecFound.size(), 3u);
-    EXPECT_EQ(vecFound[0]["finding"], "hidden");
-    EXPECT_EQ(vecFound[0]["path"], Folder());
-    EXPECT_EQ(vecFound[0]["files"], 3);
+    const auto vFound = On("check", {"--dir", Dir("disk2"), "--json"}).Json();
+    ASSERT_EQ(vFound.size(), 3u);
+    EXPECT_EQ(vFound[0]["finding"], "hidden");
+    EXPECT_EQ(vFound[0]["path"], Folder());
+    EXPECT_EQ(vFound[0]["files"], 3);
 
     fs::rename(Folder(), Dir() + "/BackupFile");
     Import(Dir("new"), "2024-03-04 10:00:00");
     fs::rename(Dir("new") + "/RecordFile", Folder());
     EXPECT_EQ(Findings(), Names{"hidden"});
     EXPECT_EQ(CountFound(), 4u);
-    for (const Arguments& vecCommand : {Arguments{"status"}, {"query", "--from", "2024-03-04"}}) {
-        const toolResult st = Run(vecCommand + Arguments{"--dir", Dir()});
+    for (const Arguments& vCommand : {Arguments{"status"}, {"query", "--from", "2024-03-04"}}) {
+        const toolResult st = Run(vCommand + Arguments{"--dir", Dir()});
         EXPECT_NE(st.strErr.find("do not find 1 recording in RecordFile"), std::string::npos);
     }
     EXPECT_EQ(On("repair", {"--apply"}).nCode, 0);
@@ -161,16 +161,16 @@ TEST_F(ToolDamage, ADirectoryInUseIsNotRepairedNorPruned) {
     PutFile(Channel() + "/notes.txt", "x");
     PutFile(Dir() + "/ImageFile/20240304/cam01/20240304_080000.jpg", "x");
     const auto setBefore = Tree();
-    const Arguments vecPrune = {"--before", "today", "--apply"};
+    const Arguments vPrune = {"--before", "today", "--apply"};
     const int nLock = open(Dir().c_str(), O_RDONLY | O_DIRECTORY);
     ASSERT_EQ(flock(nLock, LOCK_EX | LOCK_NB), 0);
-    for (const toolResult& st : {On("repair", {"--apply"}), On("prune", vecPrune),
-                                 On("prune", vecPrune + Arguments{"--kind", "pictures"})}) {
+    for (const toolResult& st : {On("repair", {"--apply"}), On("prune", vPrune),
+                                 On("prune", vPrune + Arguments{"--kind", "pictures"})}) {
         EXPECT_EQ(st.nCode, 1);
         EXPECT_NE(st.strErr.find("is in use"), std::string::npos) << st.strErr;
     }
     close(nLock);
-    EXPECT_EQ(On("prune", vecPrune).nCode, 1) << "it would take away what a repair asks about";
+    EXPECT_EQ(On("prune", vPrune).nCode, 1) << "it would take away what a repair asks about";
     EXPECT_EQ(Tree(), setBefore);
 }
 
@@ -199,14 +199,14 @@ TEST_F(ToolDamage, PruneDeletesRecordingsOrPicturesOfEarlierDays) {
                             fs::file_time_type::clock::now() - std::chrono::hours(48));
     }
     PutFile(Dir("client") + "/RecordFile/20240304/cam03/20240304_080000.mp4", "until today");
-    const Arguments vecPrune = {"--dir", Dir("client"), "--before", "2024-03-05"};
+    const Arguments vPrune = {"--dir", Dir("client"), "--before", "2024-03-05"};
     const auto setBefore = Tree();
-    EXPECT_EQ(On("prune", vecPrune).nCode, 0);
+    EXPECT_EQ(On("prune", vPrune).nCode, 0);
     EXPECT_EQ(On("prune", {"--keep-free", "1", "--apply"}).nCode, 0) << "a MiB is free already";
     EXPECT_EQ(Tree(), setBefore);
     for (const int nStep : {1, 2}) {
-        const Arguments vecKind = {"--kind", nStep == 1 ? "recordings" : "pictures", "--apply"};
-        EXPECT_EQ(On("prune", vecPrune + vecKind).nCode, 0);
+        const Arguments vKind = {"--kind", nStep == 1 ? "recordings" : "pictures", "--apply"};
+        EXPECT_EQ(On("prune", vPrune + vKind).nCode, 0);
         for (const auto& st : ROWS) {
             EXPECT_EQ(Stands(m_tmp / st.pPath), st.nGone > nStep) << st.pPath;
         }
@@ -223,7 +223,7 @@ TEST_F(ToolDamage, TheIndexIsMarkedBeforeAnythingGoes) {
     PutFile(Channel() + "/notes", "x");
     const struct {
         std::string strFolder, strGoes, strCommand;
-        Arguments vecArguments;
+        Arguments vArguments;
     } ROWS[] = {
         {Channel(), "notes", "repair", {"--apply", "--keep-removed", Dir("kept")}},
         {Folder() + "/20240304/cam01",
@@ -235,7 +235,7 @@ TEST_F(ToolDamage, TheIndexIsMarkedBeforeAnythingGoes) {
         const int nWatch = inotify_init();
         inotify_add_watch(nWatch, Folder().c_str(), IN_CREATE);
         inotify_add_watch(nWatch, st.strFolder.c_str(), IN_DELETE | IN_MOVED_FROM);
-        EXPECT_EQ(On(st.strCommand, st.vecArguments).nCode, 0);
+        EXPECT_EQ(On(st.strCommand, st.vArguments).nCode, 0);
         EXPECT_FALSE(Stands(st.strFolder + "/" + st.strGoes));
         alignas(inotify_event) char aEvents[4096];
         ASSERT_GT(read(nWatch, aEvents, sizeof(aEvents)), 0);

@@ -31,29 +31,29 @@ struct toolResult {
 
     /// Standard output as NDJSON.
     std::vector<nlohmann::json> Json() const {
-        std::vector<nlohmann::json> vecLines;
+        std::vector<nlohmann::json> vLines;
         std::istringstream stLines(strOut);
         for (std::string strLine; std::getline(stLines, strLine);) {
-            vecLines.push_back(nlohmann::json::parse(strLine));
+            vLines.push_back(nlohmann::json::parse(strLine));
         }
-        return vecLines;
+        return vLines;
     }
 };
 
 /// The tool at work; what it prints goes to a file, messages to one with ".err" behind.
 class CRunningTool {
 public:
-    CRunningTool(Arguments vecArguments, const std::string& strOutFile) : m_strOutFile(strOutFile) {
-        std::vector<char*> vecPointers = {const_cast<char*>(TOOL_PATH)};
-        for (std::string& str : vecArguments) vecPointers.push_back(str.data());
-        vecPointers.push_back(nullptr);
+    CRunningTool(Arguments vArguments, const std::string& strOutFile) : m_strOutFile(strOutFile) {
+        std::vector<char*> vPointers = {const_cast<char*>(TOOL_PATH)};
+        for (std::string& str : vArguments) vPointers.push_back(str.data());
+        vPointers.push_back(nullptr);
         const std::string strErrFile = strOutFile + ".err";
         m_nPid = fork();
         if (m_nPid != 0) return;
         constexpr int FLAGS = O_WRONLY | O_CREAT | O_TRUNC;
         dup2(open(strOutFile.c_str(), FLAGS, 0600), STDOUT_FILENO);
         dup2(open(strErrFile.c_str(), FLAGS, 0600), STDERR_FILENO);
-        execv(TOOL_PATH, vecPointers.data());
+        execv(TOOL_PATH, vPointers.data());
         _exit(127);
     }
 
@@ -82,8 +82,8 @@ private:
 /// A test with a directory of its own, into which the tool's log goes too.
 class CToolTest : public ::testing::Test {
 protected:
-    toolResult Run(const Arguments& vecArguments) const {
-        return CRunningTool(Arguments{"--log-dir", m_tmp / "log"} + vecArguments, m_tmp / "stdout")
+    toolResult Run(const Arguments& vArguments) const {
+        return CRunningTool(Arguments{"--log-dir", m_tmp / "log"} + vArguments, m_tmp / "stdout")
             .Result();
     }
     /// One of the streams made for these tests.

@@ -12,28 +12,28 @@ using nlohmann::json;
 const Arguments EVER = {"--from", "2000-01-01", "--to", "2100-01-01", "--json"};
 
 std::vector<json> Events(const toolResult& st, const std::string& strName) {
-    std::vector<json> vecEvents = st.Json();
-    std::erase_if(vecEvents, [&](const json& js) { return js["event"] != strName; });
-    return vecEvents;
+    std::vector<json> vEvents = st.Json();
+    std::erase_if(vEvents, [&](const json& js) { return js["event"] != strName; });
+    return vEvents;
 }
 
 std::vector<codedFrame> Frames(const std::string& strPath) {
     const clipFrames st = ScanFrames(
         strPath, [](std::size_t) {}, std::atomic<bool>(false));
-    EXPECT_TRUE(!st.vecFrames.empty() && st.vecFrames[0].bKey && st.nWidth > 0)
+    EXPECT_TRUE(!st.vFrames.empty() && st.vFrames[0].bKey && st.nWidth > 0)
         << strPath << " does not play alone";
-    return st.vecFrames;
+    return st.vFrames;
 }
 
 class ToolUse : public CToolTest {
 protected:
     /// Records streams as fast as it goes, each as a camera of that name.
-    toolResult Record(const Arguments& vecStreams, const Arguments& vecMore = {}) const {
-        Arguments vecAll = {"record", "--dir", Dir(), "--pace", "fast", "--json"};
-        for (const std::string& str : vecStreams) {
-            vecAll = vecAll + Arguments{"--camera", str + "=" + Stream(str)};
+    toolResult Record(const Arguments& vStreams, const Arguments& vMore = {}) const {
+        Arguments vAll = {"record", "--dir", Dir(), "--pace", "fast", "--json"};
+        for (const std::string& str : vStreams) {
+            vAll = vAll + Arguments{"--camera", str + "=" + Stream(str)};
         }
-        return Run(vecAll + vecMore);
+        return Run(vAll + vMore);
     }
 };
 
@@ -46,30 +46,30 @@ TEST_F(ToolUse, CamerasAreRecordedFoundAndCheckedAtOnce) {
     const toolResult st = Record({"h264.mp4", "h265.mp4", "noise.mp4", "h264.ts"},
                                  {"--file-size", "1", "--snapshot-every", "1"});
     ASSERT_EQ(st.nCode, 0) << st.strErr;
-    const auto vecClosed = Events(st, "closed"), vecSnapshots = Events(st, "snapshot");
-    EXPECT_GE(vecClosed.size(), 5u) << "the noise takes more than one file of 1 MiB";
-    EXPECT_EQ(GetFile(vecSnapshots.at(0)["path"]).substr(0, 2), "\xFF\xD8");
+    const auto vClosed = Events(st, "closed"), vSnapshots = Events(st, "snapshot");
+    EXPECT_GE(vClosed.size(), 5u) << "the noise takes more than one file of 1 MiB";
+    EXPECT_EQ(GetFile(vSnapshots.at(0)["path"]).substr(0, 2), "\xFF\xD8");
 
-    std::map<std::string, std::size_t> mapFrames, mapExported;
-    for (const json& js : vecClosed) mapFrames[js["camera"]] += Frames(js["path"]).size();
-    EXPECT_EQ(mapFrames,
+    std::map<std::string, std::size_t> mFrames, mExported;
+    for (const json& js : vClosed) mFrames[js["camera"]] += Frames(js["path"]).size();
+    EXPECT_EQ(mFrames,
               (std::map<std::string, std::size_t>{
                   {"h264.mp4", 150}, {"h264.ts", 150}, {"h265.mp4", 100}, {"noise.mp4", 75}}));
-    for (const auto& [strCamera, _] : mapFrames) {
+    for (const auto& [strCamera, _] : mFrames) {
         Run(Arguments{"export", "--dir", Dir(), "--camera", strCamera, "-o", Dir("out"),
                       "--force"} +
             EVER);
-        mapExported[strCamera] = Frames(Dir("out")).size();
+        mExported[strCamera] = Frames(Dir("out")).size();
     }
-    EXPECT_EQ(mapExported, mapFrames);
+    EXPECT_EQ(mExported, mFrames);
 
-    const auto vecFound = Run(Arguments{"query", "--dir", Dir()} + EVER).Json();
-    EXPECT_EQ(vecFound.size(), vecClosed.size());
+    const auto vFound = Run(Arguments{"query", "--dir", Dir()} + EVER).Json();
+    EXPECT_EQ(vFound.size(), vClosed.size());
     EXPECT_EQ(Run({"check", "--dir", Dir()}).nCode, 0);
-    const auto vecStatus = Run({"status", "--dir", Dir(), "--json"}).Json();
-    ASSERT_EQ(vecStatus.size(), 5u);
-    EXPECT_EQ(vecStatus[0]["pictures"], vecSnapshots.size());
-    EXPECT_EQ(vecStatus[1]["recordings"], 1);
+    const auto vStatus = Run({"status", "--dir", Dir(), "--json"}).Json();
+    ASSERT_EQ(vStatus.size(), 5u);
+    EXPECT_EQ(vStatus[0]["pictures"], vSnapshots.size());
+    EXPECT_EQ(vStatus[1]["recordings"], 1);
 }
 
 TEST_F(ToolUse, AFailingCameraDoesNotStopTheOthers) {
@@ -84,13 +84,13 @@ TEST_F(ToolUse, ARecordingThatBeganTheDayBeforeIsFound) {
     Import(Dir("d1"), "2024-03-04 23:59:57");
     Import(Dir("d2"), "2024-03-05 00:00:30");
     Import(Dir("d2"), "2024-03-05 00:00:30", "cam02");
-    const auto vecFound = Run({"query", "--dir", Dir("d2"), "--dir", Dir("d1") + "/", "--camera",
-                               "cam01", "--from", "2024-03-05", "--to", "2024-03-06", "--json"})
-                              .Json();
-    ASSERT_EQ(vecFound.size(), 2u);
-    EXPECT_EQ(vecFound[0]["start"], "2024-03-04T23:59:57");
-    EXPECT_EQ(vecFound[0]["end"], "2024-03-05T00:00:03");
-    EXPECT_EQ(vecFound[1]["start"], "2024-03-05T00:00:30");
+    const auto vFound = Run({"query", "--dir", Dir("d2"), "--dir", Dir("d1") + "/", "--camera",
+                             "cam01", "--from", "2024-03-05", "--to", "2024-03-06", "--json"})
+                            .Json();
+    ASSERT_EQ(vFound.size(), 2u);
+    EXPECT_EQ(vFound[0]["start"], "2024-03-04T23:59:57");
+    EXPECT_EQ(vFound[0]["end"], "2024-03-05T00:00:03");
+    EXPECT_EQ(vFound[1]["start"], "2024-03-05T00:00:30");
 }
 
 TEST_F(ToolUse, WhatWouldSpoilRecordingsIsRefused) {
@@ -108,11 +108,11 @@ TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
     Import(Dir("d1"), "2024-03-05 08:01:00");
     PutFile(Dir("d1") + "/RecordFile/20240305/cam01/20240305080012_20240305080020_1.mp4", "none");
     const std::string strClip = Dir("clip.mp4");
-    const auto Export = [&](const std::string& strTo, const Arguments& vecMore = {}) {
+    const auto Export = [&](const std::string& strTo, const Arguments& vMore = {}) {
         return Run(Arguments{"export", "--dir", Dir("d1"), "--dir", Dir("d2"), "--camera", "cam01",
                              "-o", strClip, "--json", "--from", "2024-03-05 08:00:03", "--to",
                              strTo} +
-                   vecMore);
+                   vMore);
     };
     const toolResult st = Export("2024-03-05 08:00:10");
     ASSERT_EQ(st.nCode, 0) << st.strErr;
@@ -146,31 +146,31 @@ TEST_F(ToolUse, ARunningHostIsLeftAloneAndCtrlCClosesIt) {
 TEST_F(ToolUse, TheTimelineShowsRecordingsAndGaps) {
     Import(Dir(), "2024-03-05 08:00:00");
     Import(Dir(), "2024-03-05 09:00:00");
-    const auto vecRows =
+    const auto vRows =
         Run({"timeline", "--dir", Dir(), "--day", "2024-03-05", "--json", "--svg", Dir("t.svg")})
             .Json();
-    ASSERT_EQ(vecRows.size(), 1u);
-    EXPECT_EQ(vecRows[0]["seconds"], 12);
-    EXPECT_EQ(vecRows[0]["gaps"][0]["start"], "2024-03-05T08:00:06");
-    EXPECT_EQ(vecRows[0]["gaps"][0]["end"], "2024-03-05T09:00:00");
+    ASSERT_EQ(vRows.size(), 1u);
+    EXPECT_EQ(vRows[0]["seconds"], 12);
+    EXPECT_EQ(vRows[0]["gaps"][0]["start"], "2024-03-05T08:00:06");
+    EXPECT_EQ(vRows[0]["gaps"][0]["end"], "2024-03-05T09:00:00");
     EXPECT_EQ(GetFile(Dir("t.svg")).substr(0, 4), "<svg");
 }
 
 TEST_F(ToolUse, ExitCodes) {
     Import(Dir(), "2024-03-05");
-    const Arguments vecRange = {"--dir", Dir(), "--from", "2024-03-06", "--to", "2024-03-07"};
+    const Arguments vRange = {"--dir", Dir(), "--from", "2024-03-06", "--to", "2024-03-07"};
     const struct {
-        Arguments vecArguments;
+        Arguments vArguments;
         int nCode;
     } ROWS[] = {
         {{"dump", Dir() + "/RecordFile/index01.bin"}, 0},
         {{"dump", Stream("h264.mp4")}, 2},
         {{"prune", "--dir", Dir()}, 2},
-        {Arguments{"query"} + vecRange, 3},
-        {Arguments{"export", "--camera", "cam01", "-o", Dir("x.mp4")} + vecRange, 3},
+        {Arguments{"query"} + vRange, 3},
+        {Arguments{"export", "--camera", "cam01", "-o", Dir("x.mp4")} + vRange, 3},
     };
     for (const auto& st : ROWS) {
-        EXPECT_EQ(Run(st.vecArguments).nCode, st.nCode) << testing::PrintToString(st.vecArguments);
+        EXPECT_EQ(Run(st.vArguments).nCode, st.nCode) << testing::PrintToString(st.vArguments);
     }
 }
 

@@ -30,9 +30,9 @@ std::string PadToWidth(std::string strText, std::size_t nColumns) {
     return strText;
 }
 
-std::string Joined(const std::vector<std::string>& vecTexts, std::string_view strBetween) {
+std::string Joined(const std::vector<std::string>& vTexts, std::string_view strBetween) {
     std::string strAll;
-    for (const std::string& strText : vecTexts) {
+    for (const std::string& strText : vTexts) {
         if (!strAll.empty()) strAll += strBetween;
         strAll += strText;
     }

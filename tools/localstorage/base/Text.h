@@ -17,7 +17,7 @@ std::string CutToWidth(std::string_view strText, std::size_t nColumns);
 std::string PadToWidth(std::string strText, std::size_t nColumns);
 
 /// Texts with another one between them.
-std::string Joined(const std::vector<std::string>& vecTexts, std::string_view strBetween);
+std::string Joined(const std::vector<std::string>& vTexts, std::string_view strBetween);
 
 std::string FormatBytes(std::uint64_t nBytes);  ///< 640 B, 1.4 MiB
 /// "1 file", "3 files"; the plural is the singular with an "s" unless given.

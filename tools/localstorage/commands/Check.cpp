@@ -25,10 +25,10 @@ constexpr const char* EXAMPLES =
     "and remove the empty BackupFile and each index01.bin. The client layout has no index to\n"
     "check. Exit code 0: clean, 4: something is wrong, 1: it could not be read.";
 
-int Run(const std::vector<std::string>& vecGiven, bool bJson) {
-    const std::vector<inspection> vecInspections = InspectAll(ExistingDirs(vecGiven));
-    PrintInspections(vecInspections, bJson);
-    const bool bClean = std::all_of(vecInspections.begin(), vecInspections.end(),
+int Run(const std::vector<std::string>& vGiven, bool bJson) {
+    const std::vector<inspection> vInspections = InspectAll(ExistingDirs(vGiven));
+    PrintInspections(vInspections, bJson);
+    const bool bClean = std::all_of(vInspections.begin(), vInspections.end(),
                                     [](const inspection& st) { return st.IsClean(); });
     return bClean ? EXIT_OK : EXIT_DAMAGED;
 }

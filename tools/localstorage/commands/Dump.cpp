@@ -63,14 +63,14 @@ private:
                     {"type", std::uint32_t(st.enumRecFileType)},
                     {"file", GetRecFileName(st)}});
     }
-    bool Add(std::vector<CTable::column> vecColumns, std::vector<std::string> vecCells,
+    bool Add(std::vector<CTable::column> vColumns, std::vector<std::string> vCells,
              const JsonObject& js) {
         if (m_bJson) {
             PrintJson(js);
             return true;
         }
-        if (!m_optTable) m_optTable.emplace(std::move(vecColumns));
-        m_optTable->AddRow(std::move(vecCells));
+        if (!m_optTable) m_optTable.emplace(std::move(vColumns));
+        m_optTable->AddRow(std::move(vCells));
         return true;
     }
 

@@ -40,7 +40,7 @@ public:
           m_bStop(bStop),
           m_stWriter(stOptions.strFile) {}
 
-    int Run(const std::vector<recording>& vecRecordings);
+    int Run(const std::vector<recording>& vRecordings);
 
 private:
     void Add(const recording& stRecording);
@@ -101,19 +101,19 @@ bool CExport::Fits(const recording& stRecording, const clipFrames& stFrames) {
 
 void CExport::Join(const recording& stRecording, const clipFrames& stFrames) {
     const timeSpan stSpan = stRecording.Span();
-    const double fStep = FrameStep(stFrames.vecFrames.size(), stSpan.Length(), stFrames.fRate);
+    const double fStep = FrameStep(stFrames.vFrames.size(), stSpan.Length(), stFrames.fRate);
     const LocalTime tFrom = m_bAnything ? std::max(m_stRange.tStart, m_tCovered) : m_stRange.tStart;
     const auto SecondsIn = [&](LocalTime t) {
         return static_cast<double>((t - stSpan.tStart).count());
     };
-    const frameRange stRange = SelectFrames(stFrames.vecFrames, stFrames.vecPlaces, fStep,
+    const frameRange stRange = SelectFrames(stFrames.vFrames, stFrames.vPlaces, fStep,
                                             SecondsIn(tFrom), SecondsIn(m_stRange.tEnd));
     if (stRange.nFirst >= stRange.nEnd) return;
     const bool bContinues =
         m_bAnything && stRange.nFirst == 0 && stSpan.tStart <= m_tCovered + GAP_TOLERANCE;
     if (!m_bAnything) {
         m_stFirst = {stFrames.eCodec, stFrames.nWidth, stFrames.nHeight, stFrames.fRate, {}, {}};
-        const double fBegin = static_cast<double>(stFrames.vecPlaces[stRange.nFirst]) * fStep;
+        const double fBegin = static_cast<double>(stFrames.vPlaces[stRange.nFirst]) * fStep;
         m_tBegin = stSpan.tStart + Seconds(static_cast<std::int64_t>(fBegin));
     }
     m_stWriter.Append(stRecording.Path(), stFrames, stRange, fStep, bContinues,
@@ -143,11 +143,11 @@ void CExport::Add(const recording& stRecording) {
     m_tCovered = std::max(m_tCovered, stSpan.tEnd);
 }
 
-int CExport::Run(const std::vector<recording>& vecRecordings) {
+int CExport::Run(const std::vector<recording>& vRecordings) {
     m_optProgress.emplace(m_stOptions.strFile.substr(m_stOptions.strFile.rfind('/') + 1));
     m_tCovered = m_stRange.tStart;
-    for (const recording& st : vecRecordings) m_nWhole += 2 * st.nBytes;  // each is read twice
-    for (const recording& st : vecRecordings) {
+    for (const recording& st : vRecordings) m_nWhole += 2 * st.nBytes;  // each is read twice
+    for (const recording& st : vRecordings) {
         Add(st);
         if (m_bStop) throw CFailure("stopped; nothing was written");
     }
@@ -186,19 +186,19 @@ void RefuseExisting(const exportOptions& stOptions) {
 }
 
 int Run(exportOptions& stOptions) {
-    stOptions.stSelection.vecCameras = {stOptions.strCamera};
+    stOptions.stSelection.vCameras = {stOptions.strCamera};
     const recordingFilter stFilter = stOptions.stSelection.Filter();
     RefuseExisting(stOptions);
-    const auto vecDirs = ExistingDirs(stOptions.stSelection.vecDirs);
-    const auto vecFound = FindRecordings(vecDirs, stFilter);
-    TellHidden(vecDirs, vecFound);
-    if (vecFound.empty()) {
+    const auto vDirs = ExistingDirs(stOptions.stSelection.vDirs);
+    const auto vFound = FindRecordings(vDirs, stFilter);
+    TellHidden(vDirs, vFound);
+    if (vFound.empty()) {
         PrintMessage("no recording of " + stOptions.strCamera + " between " +
                      FormatTime(stFilter.stRange->tStart) + " and " +
                      FormatTime(stFilter.stRange->tEnd) + "; nothing was written");
         return EXIT_NOTHING_FOUND;
     }
-    return CExport(stOptions, *stFilter.stRange, CatchStopSignals()).Run(vecFound);
+    return CExport(stOptions, *stFilter.stRange, CatchStopSignals()).Run(vFound);
 }
 
 }  // namespace
@@ -209,7 +209,7 @@ command ExportCommand() {
     return {"export",
             "Join the recordings of a range into one MP4 file",
             EXAMPLES,
-            {DirsOption(st.stSelection.vecDirs),
+            {DirsOption(st.stSelection.vDirs),
              CameraOption(st.strCamera, "Camera"),
              Required(FromOption(st.stSelection)),
              Required(ToOption(st.stSelection)),

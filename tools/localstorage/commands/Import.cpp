@@ -24,7 +24,7 @@ constexpr const char* EXAMPLES =
     "deleted when the index has to be repaired.";
 
 struct importOptions {
-    std::vector<std::string> vecDirs;
+    std::vector<std::string> vDirs;
     hostSettings stHost;
     std::string strCamera, strStart, strEnd, strInput;
     unsigned nType = 1;
@@ -59,7 +59,7 @@ recordingName NameOf(const importOptions& stOptions, const CMediaInput& stInput,
 void RefuseExisting(const importOptions& stOptions, const recordingName& stName) {
     const recordingFilter stFilter{
         {stOptions.strCamera}, timeSpan{stName.tStart, stName.tStart + Seconds(1)}, 0};
-    for (const recording& st : FindRecordings(stOptions.stHost.vecDirs, stFilter)) {
+    for (const recording& st : FindRecordings(stOptions.stHost.vDirs, stFilter)) {
         if (st.stName.tStart != stName.tStart || st.tEnd != stName.tEnd) continue;
         throw CFailure("a recording of " + stOptions.strCamera +
                        " with these times is there already, and nothing was written: " + st.Path());
@@ -104,12 +104,12 @@ int Run(importOptions& stOptions) {
     const std::atomic<bool>& bStop = CatchStopSignals();
     CMediaInput stInput(stOptions.strInput, &bStop);
     const recordingName stName = NameOf(stOptions, stInput, bStop);
-    MakeRecordDirs(stOptions.vecDirs);
+    MakeRecordDirs(stOptions.vDirs);
     hostSettings& stSettings = stOptions.stHost;
-    stSettings.vecDirs = ExistingDirs(stOptions.vecDirs);
+    stSettings.vDirs = ExistingDirs(stOptions.vDirs);
     stSettings.bAnalyze = true;
     stSettings.nChannels = 1;
-    RefuseOtherLayout(stSettings.vecDirs, LOCAL_STORAGE_REMOTE_BACKUP);
+    RefuseOtherLayout(stSettings.vDirs, LOCAL_STORAGE_REMOTE_BACKUP);
     RefuseExisting(stOptions, stName);
 
     CEventPrinter stPrinter(stOptions.bJson);
@@ -135,7 +135,7 @@ command ImportCommand() {
         "import",
         "Store a stream as one recording (remote-backup layout)",
         EXAMPLES,
-        {DirsOption(st.vecDirs),
+        {DirsOption(st.vDirs),
          CameraOption(st.strCamera, "Camera that the recording is of"),
          Required(TimeOption("--start", st.strStart, "When the recording starts")),
          TimeOption("--end", st.strEnd, "When it ends"),

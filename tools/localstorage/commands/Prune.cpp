@@ -35,61 +35,60 @@ constexpr const char* EXAMPLES =
     "its index is not in order (see repair).";
 
 struct pruneOptions {
-    std::vector<std::string> vecDirs;
+    std::vector<std::string> vDirs;
     std::string strBefore;
     std::uint64_t nKeepFree = 0;  ///< MiB
     StoreFileType eKind = STORE_FILE_RECORD;
     bool bApply = false, bJson = false;
 };
 
-std::vector<oldFile> FindFiles(const std::vector<std::string>& vecDirs, StoreFileType eKind) {
-    std::vector<oldFile> vecFiles;
+std::vector<oldFile> FindFiles(const std::vector<std::string>& vDirs, StoreFileType eKind) {
+    std::vector<oldFile> vFiles;
     if (eKind == STORE_FILE_IMAGE) {
-        for (const picture& st : FindPictures(vecDirs)) {
-            vecFiles.push_back({st.strDisk, st.strDisk + "/" + IMAGE_FOLDER, st.strDay,
-                                st.strCamera, st.strName, st.nBytes, st.tTime});
+        for (const picture& st : FindPictures(vDirs)) {
+            vFiles.push_back({st.strDisk, st.strDisk + "/" + IMAGE_FOLDER, st.strDay, st.strCamera,
+                              st.strName, st.nBytes, st.tTime});
         }
-        return vecFiles;
+        return vFiles;
     }
-    std::map<std::string, std::string> mapFolders;
-    for (const std::string& strDir : vecDirs) mapFolders[strDir] = FolderInUse(strDir, vecDirs);
-    for (const recording& st : FindRecordings(vecDirs, {})) {
-        if (st.strFolder != mapFolders[st.strDisk]) continue;
-        vecFiles.push_back({st.strDisk, st.strDisk + "/" + st.strFolder, st.strDay, st.strCamera,
-                            st.strName, st.nBytes, st.tEnd});
+    std::map<std::string, std::string> mFolders;
+    for (const std::string& strDir : vDirs) mFolders[strDir] = FolderInUse(strDir, vDirs);
+    for (const recording& st : FindRecordings(vDirs, {})) {
+        if (st.strFolder != mFolders[st.strDisk]) continue;
+        vFiles.push_back({st.strDisk, st.strDisk + "/" + st.strFolder, st.strDay, st.strCamera,
+                          st.strName, st.nBytes, st.tEnd});
     }
-    return vecFiles;
+    return vFiles;
 }
 
-std::map<std::string, diskRoom> RoomsOf(const std::vector<std::string>& vecDirs) {
-    std::map<std::string, diskRoom> mapRooms;
-    for (const std::string& strDir : vecDirs) mapRooms[strDir] = DiskRoomOf(strDir);
-    return mapRooms;
+std::map<std::string, diskRoom> RoomsOf(const std::vector<std::string>& vDirs) {
+    std::map<std::string, diskRoom> mRooms;
+    for (const std::string& strDir : vDirs) mRooms[strDir] = DiskRoomOf(strDir);
+    return mRooms;
 }
 
-std::vector<oldFile> Choose(const std::vector<std::string>& vecDirs,
-                            const pruneOptions& stOptions) {
-    const auto vecFiles = EarlierThanToday(FindFiles(vecDirs, stOptions.eKind), Now());
-    if (!stOptions.strBefore.empty()) return BeforeDay(vecFiles, TimeOf(stOptions.strBefore));
-    const auto mapRooms = RoomsOf(vecDirs);
+std::vector<oldFile> Choose(const std::vector<std::string>& vDirs, const pruneOptions& stOptions) {
+    const auto vFiles = EarlierThanToday(FindFiles(vDirs, stOptions.eKind), Now());
+    if (!stOptions.strBefore.empty()) return BeforeDay(vFiles, TimeOf(stOptions.strBefore));
+    const auto mRooms = RoomsOf(vDirs);
     const std::uint64_t nKeepFree = stOptions.nKeepFree << 20;
-    const auto vecChosen = UntilFree(vecFiles, mapRooms, nKeepFree);
-    for (const auto& [strDir, stRoom] : mapRooms) {
+    const auto vChosen = UntilFree(vFiles, mRooms, nKeepFree);
+    for (const auto& [strDir, stRoom] : mRooms) {
         std::uint64_t nFree = stRoom.nFreeBytes;
-        for (const oldFile& st : vecChosen) {
-            if (mapRooms.at(st.strDisk).nDevice == stRoom.nDevice) nFree += st.nBytes;
+        for (const oldFile& st : vChosen) {
+            if (mRooms.at(st.strDisk).nDevice == stRoom.nDevice) nFree += st.nBytes;
         }
         if (nFree >= nKeepFree) continue;
         PrintMessage(strDir + ": only " + FormatBytes(nFree) +
                      " can be made free without touching today's files");
     }
-    return vecChosen;
+    return vChosen;
 }
 
 /// Tells what goes: a line for each day of each directory, or a JSON object for each file.
-void TellPlan(const std::vector<oldFile>& vecFiles, bool bJson) {
+void TellPlan(const std::vector<oldFile>& vFiles, bool bJson) {
     if (bJson) {
-        for (const oldFile& st : vecFiles) {
+        for (const oldFile& st : vFiles) {
             PrintJson({{"path", st.Path()},
                        {"camera", st.strCamera},
                        {"day", st.strDay},
@@ -98,14 +97,14 @@ void TellPlan(const std::vector<oldFile>& vecFiles, bool bJson) {
         }
         return;
     }
-    std::map<std::pair<std::string, std::string>, std::pair<std::uint64_t, std::uint64_t>> mapDays;
-    for (const oldFile& st : vecFiles) {
-        auto& [nFiles, nBytes] = mapDays[{st.strDay, st.strRoot}];
+    std::map<std::pair<std::string, std::string>, std::pair<std::uint64_t, std::uint64_t>> mDays;
+    for (const oldFile& st : vFiles) {
+        auto& [nFiles, nBytes] = mDays[{st.strDay, st.strRoot}];
         ++nFiles;
         nBytes += st.nBytes;
     }
     CTable stTable({{"DAY"}, {"FILES", CTable::RIGHT}, {"SIZE", CTable::RIGHT}, {"FOLDER"}});
-    for (const auto& [stDay, stSum] : mapDays) {
+    for (const auto& [stDay, stSum] : mDays) {
         stTable.AddRow({stDay.first, std::to_string(stSum.first), FormatBytes(stSum.second),
                         stDay.second + "/" + stDay.first});
     }
@@ -113,10 +112,10 @@ void TellPlan(const std::vector<oldFile>& vecFiles, bool bJson) {
 }
 
 /// Deletes the files and the folders that they leave empty; the number of files that stayed.
-std::size_t Delete(const std::vector<oldFile>& vecFiles) {
+std::size_t Delete(const std::vector<oldFile>& vFiles) {
     std::size_t nFailed = 0;
     std::set<std::string> setCameras, setDays;
-    for (const oldFile& st : vecFiles) {
+    for (const oldFile& st : vFiles) {
         std::error_code stError;
         std::filesystem::remove(st.Path(), stError);
         if (stError) {
@@ -142,7 +141,7 @@ void RefuseUnlessClean(const inspection& st) {
 }
 
 std::size_t DeleteFromDir(const std::string& strDir, const std::string& strFolder,
-                          const std::vector<oldFile>& vecFiles, StoreFileType eKind) {
+                          const std::vector<oldFile>& vFiles, StoreFileType eKind) {
     bool bHasIndex = false;
     std::size_t nFailed = 0;
     {
@@ -153,7 +152,7 @@ std::size_t DeleteFromDir(const std::string& strDir, const std::string& strFolde
             bHasIndex = !st.bClientLayout;
             if (bHasIndex) MarkIndex(st.FolderPath());
         }
-        nFailed = Delete(vecFiles);
+        nFailed = Delete(vFiles);
     }
     if (bHasIndex) RunIndexRepair(strDir);
     return nFailed;
@@ -163,27 +162,26 @@ int Run(const pruneOptions& stOptions) {
     if (stOptions.strBefore.empty() == (stOptions.nKeepFree == 0)) {
         throw CUsageError("give either --before DAY or --keep-free MiB");
     }
-    const auto vecDirs = ExistingDirs(stOptions.vecDirs);
-    const auto vecFiles = Choose(vecDirs, stOptions);
-    if (vecFiles.empty()) {
+    const auto vDirs = ExistingDirs(stOptions.vDirs);
+    const auto vFiles = Choose(vDirs, stOptions);
+    if (vFiles.empty()) {
         PrintMessage("nothing to delete");
         return EXIT_OK;
     }
-    TellPlan(vecFiles, stOptions.bJson);
+    TellPlan(vFiles, stOptions.bJson);
     if (!stOptions.bApply) {
-        PrintMessage("nothing was deleted; --apply deletes these " +
-                     Count(vecFiles.size(), "file"));
+        PrintMessage("nothing was deleted; --apply deletes these " + Count(vFiles.size(), "file"));
         return EXIT_OK;
     }
     std::size_t nFailed = 0;
-    for (const std::string& strDir : vecDirs) {
-        std::vector<oldFile> vecHere;
-        std::copy_if(vecFiles.begin(), vecFiles.end(), std::back_inserter(vecHere),
+    for (const std::string& strDir : vDirs) {
+        std::vector<oldFile> vHere;
+        std::copy_if(vFiles.begin(), vFiles.end(), std::back_inserter(vHere),
                      [&](const oldFile& st) { return st.strDisk == strDir; });
-        if (vecHere.empty()) continue;
-        nFailed += DeleteFromDir(strDir, FolderInUse(strDir, vecDirs), vecHere, stOptions.eKind);
+        if (vHere.empty()) continue;
+        nFailed += DeleteFromDir(strDir, FolderInUse(strDir, vDirs), vHere, stOptions.eKind);
     }
-    PrintMessage(Count(vecFiles.size() - nFailed, "file") + " deleted");
+    PrintMessage(Count(vFiles.size() - nFailed, "file") + " deleted");
     return nFailed == 0 ? EXIT_OK : EXIT_FAILED;
 }
 
@@ -195,7 +193,7 @@ command PruneCommand() {
     return {"prune",
             "Delete the oldest days of recordings or pictures",
             EXAMPLES,
-            {DirsOption(st.vecDirs),
+            {DirsOption(st.vDirs),
              TimeOption("--before", st.strBefore, "Delete the days before this one"),
              {.strNames = "--keep-free",
               .target = &st.nKeepFree,

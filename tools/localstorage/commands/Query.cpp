@@ -44,14 +44,14 @@ void PrintAsJson(const recording& st) {
                {"path", st.Path()}});
 }
 
-void PrintAsTable(const std::vector<recording>& vecFound) {
+void PrintAsTable(const std::vector<recording>& vFound) {
     CTable stTable({{"START"},
                     {"END"},
                     {"TYPE", CTable::RIGHT},
                     {"SIZE", CTable::RIGHT},
                     {"CAMERA"},
                     {"PATH"}});
-    for (const recording& st : vecFound) {
+    for (const recording& st : vFound) {
         stTable.AddRow({FormatTime(st.stName.tStart), FormatTime(st.tEnd),
                         IsClient(st) ? "-" : std::to_string(st.stName.nType),
                         FormatBytes(st.nBytes), st.strCamera, st.Path()});
@@ -61,20 +61,20 @@ void PrintAsTable(const std::vector<recording>& vecFound) {
 
 int Run(const selection& stSelection, bool bJson) {
     const recordingFilter stFilter = stSelection.Filter();
-    const auto vecDirs = ExistingDirs(stSelection.vecDirs);
-    const auto vecFound = FindRecordings(vecDirs, stFilter);
-    TellHidden(vecDirs, vecFound);
-    if (vecFound.empty()) {
+    const auto vDirs = ExistingDirs(stSelection.vDirs);
+    const auto vFound = FindRecordings(vDirs, stFilter);
+    TellHidden(vDirs, vFound);
+    if (vFound.empty()) {
         PrintMessage("no recording between " + FormatTime(stFilter.stRange->tStart) + " and " +
                      FormatTime(stFilter.stRange->tEnd));
         return EXIT_NOTHING_FOUND;
     }
     if (bJson) {
-        for (const recording& st : vecFound) PrintAsJson(st);
+        for (const recording& st : vFound) PrintAsJson(st);
         return EXIT_OK;
     }
-    PrintAsTable(vecFound);
-    if (AnyEndGuessed(vecFound)) {
+    PrintAsTable(vFound);
+    if (AnyEndGuessed(vFound)) {
         PrintMessage(
             "client layout: a recording ends with the camera's next one or its last change");
     }
@@ -90,7 +90,7 @@ command QueryCommand() {
     return {"query",
             "List the recordings of a time range",
             EXAMPLES,
-            {DirsOption(st.vecDirs), CamerasOption(st.vecCameras), FromOption(st), ToOption(st),
+            {DirsOption(st.vDirs), CamerasOption(st.vCameras), FromOption(st), ToOption(st),
              TypeOption(st.nType, 0), JsonOption(*pJson)},
             [=] { return Run(*pSelection, *pJson); }};
 }

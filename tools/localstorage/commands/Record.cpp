@@ -27,7 +27,7 @@ constexpr const char* EXAMPLES =
     "with --auto-delete a full disk makes it delete the oldest day, and foreign files with it.";
 
 struct recordOptions {
-    std::vector<std::string> vecDirs, vecCameras;
+    std::vector<std::string> vDirs, vCameras;
     hostSettings stHost;
     std::string strDuration, strSnapshotEvery, strPace = "real";
     bool bJson = false;
@@ -42,9 +42,9 @@ std::string CameraFault(const std::string& strText) {
 }
 
 std::vector<cameraPlan> PlanCameras(const recordOptions& stOptions) {
-    std::vector<cameraPlan> vecPlans;
+    std::vector<cameraPlan> vPlans;
     std::set<std::string> setSeen;
-    for (const std::string& strText : stOptions.vecCameras) {
+    for (const std::string& strText : stOptions.vCameras) {
         const std::size_t nEquals = strText.find('=');
         cameraPlan st{strText.substr(0, nEquals), strText.substr(nEquals + 1),
                       stOptions.strPace == "real", Seconds(0)};
@@ -54,10 +54,10 @@ std::vector<cameraPlan> PlanCameras(const recordOptions& stOptions) {
         if (!setSeen.insert(st.strCamera).second) {
             throw CUsageError("camera " + st.strCamera + " is given twice");
         }
-        vecPlans.push_back(std::move(st));
+        vPlans.push_back(std::move(st));
     }
-    if (vecPlans.size() > 64) throw CUsageError("at most 64 cameras can be recorded at once");
-    return vecPlans;
+    if (vPlans.size() > 64) throw CUsageError("at most 64 cameras can be recorded at once");
+    return vPlans;
 }
 
 /// The cameras, each on its thread.
@@ -82,9 +82,9 @@ public:
     }
     void Show(CLiveLines& stLines) {
         if (!stLines.Enabled()) return;
-        std::vector<std::string> vecLines;
-        for (CCameraRecorder& stCamera : m_lsCameras) vecLines.push_back(stCamera.LiveLine());
-        stLines.Show(std::move(vecLines));
+        std::vector<std::string> vLines;
+        for (CCameraRecorder& stCamera : m_lsCameras) vLines.push_back(stCamera.LiveLine());
+        stLines.Show(std::move(vLines));
     }
 
 private:
@@ -101,14 +101,14 @@ void OnEvent(CEventPrinter& stPrinter, const hostEvent& stEvent) {
 int Run(recordOptions& stOptions) {
     const std::size_t nCameras = PlanCameras(stOptions).size();
     const std::atomic<bool>& bStop = CatchStopSignals();
-    MakeRecordDirs(stOptions.vecDirs);
-    stOptions.stHost.vecDirs = ExistingDirs(stOptions.vecDirs);
+    MakeRecordDirs(stOptions.vDirs);
+    stOptions.stHost.vDirs = ExistingDirs(stOptions.vDirs);
     stOptions.stHost.eLayout = LOCAL_STORAGE_CLIENT;
     stOptions.stHost.bAnalyze = true;
     stOptions.stHost.nChannels = static_cast<unsigned>(nCameras);
-    RefuseOtherLayout(stOptions.stHost.vecDirs, LOCAL_STORAGE_CLIENT);
-    if (stOptions.stHost.vecDirs.size() > 1 && !stOptions.stHost.bCyclic) {
-        PrintMessage("without --cyclic only " + stOptions.stHost.vecDirs[0] + " is recorded on");
+    RefuseOtherLayout(stOptions.stHost.vDirs, LOCAL_STORAGE_CLIENT);
+    if (stOptions.stHost.vDirs.size() > 1 && !stOptions.stHost.bCyclic) {
+        PrintMessage("without --cyclic only " + stOptions.stHost.vDirs[0] + " is recorded on");
     }
 
     CLiveLines stLines;
@@ -134,9 +134,9 @@ command RecordCommand() {
     return {"record",
             "Record cameras until their streams end (client layout)",
             EXAMPLES,
-            {DirsOption(st.vecDirs),
+            {DirsOption(st.vDirs),
              {.strNames = "--camera",
-              .target = &st.vecCameras,
+              .target = &st.vCameras,
               .strDescription =
                   "Camera and where its stream comes from: whatever FFmpeg opens, H.264 or "
                   "H.265; may be given several times",
@@ -164,7 +164,7 @@ command RecordCommand() {
                   "possible (fast)",
               .strValue = "real|fast",
               .strDefault = st.strPace,
-              .vecChoices = {"real", "fast"}},
+              .vChoices = {"real", "fast"}},
              JsonOption(st.bJson)},
             [pOptions] { return Run(*pOptions); }};
 }

@@ -25,7 +25,7 @@ constexpr const char* EXAMPLES =
     "recording of the other layout, or more files than it keeps recordings.";
 
 struct repairOptions {
-    std::vector<std::string> vecDirs;
+    std::vector<std::string> vDirs;
     std::string strKeep;
     bool bApply = false, bYes = false, bJson = false;
 };
@@ -52,7 +52,7 @@ void Move(const fs::path& strFrom, const fs::path& strTo) {
 
 /// Moves what a repair would remove below `strKeep`, under the path it has in its directory.
 void KeepForeign(const inspection& st, const std::string& strKeep) {
-    for (const finding& stFinding : st.vecFindings) {
+    for (const finding& stFinding : st.vFindings) {
         if (stFinding.eKind != findingKind::FOREIGN) continue;
         const fs::path strTo =
             FreeName(fs::path(strKeep) / stFinding.strPath.substr(st.strDir.size() + 1));
@@ -114,10 +114,10 @@ void TellPlan(const inspection& st, const repairOptions& stOptions) {
 }
 
 int Run(const repairOptions& stOptions) {
-    const std::vector<inspection> vecInspections = InspectAll(ExistingDirs(stOptions.vecDirs));
-    PrintInspections(vecInspections, stOptions.bJson);
+    const std::vector<inspection> vInspections = InspectAll(ExistingDirs(stOptions.vDirs));
+    PrintInspections(vInspections, stOptions.bJson);
     bool bDone = true;
-    for (const inspection& st : vecInspections) {
+    for (const inspection& st : vInspections) {
         if (!stOptions.bApply || !st.NeedsRepair()) {
             TellPlan(st, stOptions);
         } else if (!Apply(st, stOptions)) {
@@ -136,7 +136,7 @@ command RepairCommand() {
     return {"repair",
             "Make the index anew and remove what does not belong",
             EXAMPLES,
-            {DirsOption(st.vecDirs),
+            {DirsOption(st.vDirs),
              {"--apply", &st.bApply, "Do it; without, only tell what would be done"},
              {"--keep-removed", &st.strKeep, "Move what is removed here instead", "DIR"},
              {.strNames = "--yes",

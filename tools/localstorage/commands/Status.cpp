@@ -37,21 +37,21 @@ struct diskStatus {
 struct cameraStatus {
     std::uint64_t nRecordings = 0, nBytes = 0;
     timeSpan stWhole{LocalTime::max(), LocalTime::min()};
-    std::vector<timeSpan> vecToday;  ///< merged once all are known
+    std::vector<timeSpan> vToday;  ///< merged once all are known
 };
 
 using DiskStatuses = std::vector<std::pair<std::string, diskStatus>>;
 using CameraStatuses = std::map<std::string, cameraStatus>;
 
-DiskStatuses StatusOfDisks(const std::vector<std::string>& vecDirs,
-                           const std::vector<recording>& vecRecordings) {
-    DiskStatuses vecDisks;
-    for (const std::string& strDir : vecDirs) {
+DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
+                           const std::vector<recording>& vRecordings) {
+    DiskStatuses vDisks;
+    for (const std::string& strDir : vDirs) {
         diskStatus st;
         st.nFreeBytes = DiskRoomOf(strDir).nFreeBytes;
-        const std::string strInUse = FolderInUse(strDir, vecDirs);
+        const std::string strInUse = FolderInUse(strDir, vDirs);
         if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
-        for (const recording& stRecording : vecRecordings) {
+        for (const recording& stRecording : vRecordings) {
             if (stRecording.strDisk != strDir) continue;
             st.setDays.insert(stRecording.strDay);
             ++st.nRecordings;
@@ -61,25 +61,25 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vecDirs,
             ++st.nPictures;
             st.nPictureBytes += stPicture.nBytes;
         }
-        vecDisks.emplace_back(strDir, std::move(st));
+        vDisks.emplace_back(strDir, std::move(st));
     }
-    return vecDisks;
+    return vDisks;
 }
 
-CameraStatuses StatusOfCameras(const std::vector<recording>& vecRecordings, LocalTime tNow) {
+CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, LocalTime tNow) {
     const timeSpan stToday{StartOfDay(tNow), tNow};
-    CameraStatuses mapCameras;
-    for (const recording& stRecording : vecRecordings) {
-        cameraStatus& st = mapCameras[stRecording.strCamera];
+    CameraStatuses mCameras;
+    for (const recording& stRecording : vRecordings) {
+        cameraStatus& st = mCameras[stRecording.strCamera];
         const timeSpan stSpan = stRecording.Span();
         ++st.nRecordings;
         st.nBytes += stRecording.nBytes;
         st.stWhole = {std::min(st.stWhole.tStart, stSpan.tStart),
                       std::max(st.stWhole.tEnd, stSpan.tEnd)};
-        st.vecToday.push_back(Clip(stSpan, stToday));
+        st.vToday.push_back(Clip(stSpan, stToday));
     }
-    for (auto& [strCamera, st] : mapCameras) st.vecToday = Merge(std::move(st.vecToday));
-    return mapCameras;
+    for (auto& [strCamera, st] : mCameras) st.vToday = Merge(std::move(st.vToday));
+    return mCameras;
 }
 
 std::string DayText(const std::string& strDay) {
@@ -87,7 +87,7 @@ std::string DayText(const std::string& strDay) {
     return tDay ? FormatDay(*tDay) : strDay;
 }
 
-void PrintDisksAsTable(const DiskStatuses& vecDisks) {
+void PrintDisksAsTable(const DiskStatuses& vDisks) {
     CTable stTable({{"DIRECTORY"},
                     {"FREE", CTable::RIGHT},
                     {"STATE"},
@@ -98,7 +98,7 @@ void PrintDisksAsTable(const DiskStatuses& vecDisks) {
                     {"SIZE", CTable::RIGHT},
                     {"PICTURES", CTable::RIGHT},
                     {"SIZE", CTable::RIGHT}});
-    for (const auto& [strDir, st] : vecDisks) {
+    for (const auto& [strDir, st] : vDisks) {
         const bool bEmpty = st.setDays.empty();
         stTable.AddRow(
             {strDir, FormatBytes(st.nFreeBytes), st.IsFull() ? "full" : "has room",
@@ -109,7 +109,7 @@ void PrintDisksAsTable(const DiskStatuses& vecDisks) {
     stTable.Print();
 }
 
-void PrintCamerasAsTable(const CameraStatuses& mapCameras) {
+void PrintCamerasAsTable(const CameraStatuses& mCameras) {
     CTable stTable({{"CAMERA"},
                     {"FIRST"},
                     {"LAST"},
@@ -117,20 +117,20 @@ void PrintCamerasAsTable(const CameraStatuses& mapCameras) {
                     {"SIZE", CTable::RIGHT},
                     {"TODAY", CTable::RIGHT},
                     {"GAPS TODAY"}});
-    for (const auto& [strCamera, st] : mapCameras) {
-        const auto vecGaps = GapsBetween(st.vecToday);
-        stTable.AddRow({strCamera, FormatTime(st.stWhole.tStart), FormatTime(st.stWhole.tEnd),
-                        std::to_string(st.nRecordings), FormatBytes(st.nBytes),
-                        FormatSpan(TotalLength(st.vecToday)),
-                        vecGaps.empty() ? "none"
-                                        : std::to_string(vecGaps.size()) + ", " +
-                                              FormatSpan(TotalLength(vecGaps))});
+    for (const auto& [strCamera, st] : mCameras) {
+        const auto vGaps = GapsBetween(st.vToday);
+        stTable.AddRow(
+            {strCamera, FormatTime(st.stWhole.tStart), FormatTime(st.stWhole.tEnd),
+             std::to_string(st.nRecordings), FormatBytes(st.nBytes),
+             FormatSpan(TotalLength(st.vToday)),
+             vGaps.empty() ? "none"
+                           : std::to_string(vGaps.size()) + ", " + FormatSpan(TotalLength(vGaps))});
     }
     stTable.Print();
 }
 
-void PrintDisksAsJson(const DiskStatuses& vecDisks) {
-    for (const auto& [strDir, st] : vecDisks) {
+void PrintDisksAsJson(const DiskStatuses& vDisks) {
+    for (const auto& [strDir, st] : vDisks) {
         const bool bEmpty = st.setDays.empty();
         PrintJson({{"kind", "disk"},
                    {"dir", strDir},
@@ -146,36 +146,36 @@ void PrintDisksAsJson(const DiskStatuses& vecDisks) {
     }
 }
 
-void PrintCamerasAsJson(const CameraStatuses& mapCameras) {
-    for (const auto& [strCamera, st] : mapCameras) {
-        const auto vecGaps = GapsBetween(st.vecToday);
+void PrintCamerasAsJson(const CameraStatuses& mCameras) {
+    for (const auto& [strCamera, st] : mCameras) {
+        const auto vGaps = GapsBetween(st.vToday);
         PrintJson({{"kind", "camera"},
                    {"camera", strCamera},
                    {"first", FormatIso(st.stWhole.tStart)},
                    {"last", FormatIso(st.stWhole.tEnd)},
                    {"recordings", st.nRecordings},
                    {"bytes", st.nBytes},
-                   {"seconds_today", TotalLength(st.vecToday).count()},
-                   {"gaps_today", vecGaps.size()},
-                   {"gap_seconds_today", TotalLength(vecGaps).count()}});
+                   {"seconds_today", TotalLength(st.vToday).count()},
+                   {"gaps_today", vGaps.size()},
+                   {"gap_seconds_today", TotalLength(vGaps).count()}});
     }
 }
 
-int Run(const std::vector<std::string>& vecGiven, bool bJson) {
-    const auto vecDirs = ExistingDirs(vecGiven);
-    const auto vecRecordings = FindRecordings(vecDirs, {});
-    TellHidden(vecDirs, vecRecordings);
-    const DiskStatuses vecDisks = StatusOfDisks(vecDirs, vecRecordings);
-    const CameraStatuses mapCameras = StatusOfCameras(vecRecordings, Now());
+int Run(const std::vector<std::string>& vGiven, bool bJson) {
+    const auto vDirs = ExistingDirs(vGiven);
+    const auto vRecordings = FindRecordings(vDirs, {});
+    TellHidden(vDirs, vRecordings);
+    const DiskStatuses vDisks = StatusOfDisks(vDirs, vRecordings);
+    const CameraStatuses mCameras = StatusOfCameras(vRecordings, Now());
     if (bJson) {
-        PrintDisksAsJson(vecDisks);
-        PrintCamerasAsJson(mapCameras);
+        PrintDisksAsJson(vDisks);
+        PrintCamerasAsJson(mCameras);
         return EXIT_OK;
     }
-    PrintDisksAsTable(vecDisks);
-    if (mapCameras.empty()) return EXIT_OK;
+    PrintDisksAsTable(vDisks);
+    if (mCameras.empty()) return EXIT_OK;
     PrintLine("");
-    PrintCamerasAsTable(mapCameras);
+    PrintCamerasAsTable(mCameras);
     return EXIT_OK;
 }
 

@@ -27,27 +27,27 @@ constexpr const char* EXAMPLES =
     "recorded.";
 
 struct timelineOptions {
-    std::vector<std::string> vecDirs, vecCameras;
+    std::vector<std::string> vDirs, vCameras;
     std::string strDay = "today", strSvg;
     bool bAscii = false, bJson = false;
 };
 
 void PrintAsJson(const timelineDay& stTimeline) {
-    for (const timelineRow& stRow : stTimeline.vecRows) {
-        std::vector<JsonObject> vecSpans, vecGaps;
-        for (const typedSpan& st : stRow.vecSpans) {
-            vecSpans.push_back({{"start", FormatIso(st.stSpan.tStart)},
-                                {"end", FormatIso(st.stSpan.tEnd)},
-                                {"type", st.nType ? CJson(st.nType) : CJson(nullptr)}});
+    for (const timelineRow& stRow : stTimeline.vRows) {
+        std::vector<JsonObject> vSpans, vGaps;
+        for (const typedSpan& st : stRow.vSpans) {
+            vSpans.push_back({{"start", FormatIso(st.stSpan.tStart)},
+                              {"end", FormatIso(st.stSpan.tEnd)},
+                              {"type", st.nType ? CJson(st.nType) : CJson(nullptr)}});
         }
         for (const timeSpan& st : stRow.Gaps()) {
-            vecGaps.push_back({{"start", FormatIso(st.tStart)}, {"end", FormatIso(st.tEnd)}});
+            vGaps.push_back({{"start", FormatIso(st.tStart)}, {"end", FormatIso(st.tEnd)}});
         }
         PrintJson({{"camera", stRow.strCamera},
                    {"day", FormatDay(stTimeline.stDay.tStart)},
-                   {"seconds", TotalLength(stRow.vecCovered).count()},
-                   {"recordings", vecSpans},
-                   {"gaps", vecGaps}});
+                   {"seconds", TotalLength(stRow.vCovered).count()},
+                   {"recordings", vSpans},
+                   {"gaps", vGaps}});
     }
 }
 
@@ -62,7 +62,7 @@ barStyle StyleFor(const timelineOptions& stOptions) {
 
 void PrintGaps(const timelineDay& stTimeline) {
     CTable stTable({{"GAPS OF"}, {"FROM"}, {"TO"}, {"LENGTH", CTable::RIGHT}});
-    for (const timelineRow& stRow : stTimeline.vecRows) {
+    for (const timelineRow& stRow : stTimeline.vRows) {
         for (const timeSpan& st : stRow.Gaps()) {
             stTable.AddRow({stRow.strCamera, FormatClock(st.tStart), FormatClock(st.tEnd),
                             FormatSpan(st.Length())});
@@ -84,11 +84,11 @@ void WriteSvg(const timelineDay& stTimeline, const std::string& strFile) {
 int Run(const timelineOptions& stOptions) {
     const LocalTime tDay = StartOfDay(TimeOf(stOptions.strDay));
     const timeSpan stDay{tDay, tDay + Seconds(86400)};
-    const auto vecDirs = ExistingDirs(stOptions.vecDirs);
-    const auto vecFound = FindRecordings(vecDirs, {stOptions.vecCameras, stDay, 0});
-    TellHidden(vecDirs, vecFound);
-    const timelineDay stTimeline = MakeTimeline(vecFound, stDay);
-    if (stTimeline.vecRows.empty()) {
+    const auto vDirs = ExistingDirs(stOptions.vDirs);
+    const auto vFound = FindRecordings(vDirs, {stOptions.vCameras, stDay, 0});
+    TellHidden(vDirs, vFound);
+    const timelineDay stTimeline = MakeTimeline(vFound, stDay);
+    if (stTimeline.vRows.empty()) {
         PrintMessage("nothing was recorded on " + FormatDay(tDay));
         return EXIT_NOTHING_FOUND;
     }
@@ -110,8 +110,8 @@ command TimelineCommand() {
     return {"timeline",
             "Show what is recorded of a day, and where the gaps are",
             EXAMPLES,
-            {DirsOption(st.vecDirs),
-             CamerasOption(st.vecCameras),
+            {DirsOption(st.vDirs),
+             CamerasOption(st.vCameras),
              TimeOption("--day", st.strDay, "Day, or any time of it"),
              {"--svg", &st.strSvg, "Draw the day into this file as well", "FILE"},
              {"--ascii", &st.bAscii, "Draw with plain ASCII, without colours"},

@@ -5,9 +5,9 @@
 
 namespace {
 
-std::string OptionWords(const std::vector<option>& vecOptions) {
+std::string OptionWords(const std::vector<option>& vOptions) {
     std::string strWords;
-    for (const option& st : vecOptions) {
+    for (const option& st : vOptions) {
         if (!st.IsPositional()) strWords += (strWords.empty() ? "" : " ") + Joined(st.Names(), " ");
     }
     return strWords;
@@ -29,9 +29,9 @@ std::string ValueAction(const std::string& strValue) {
 /// One case of the shell's switch over command and option.
 std::string ValueCase(const std::string& strCommand, const option& st) {
     if (st.IsPositional() || st.strValue.empty()) return {};
-    std::vector<std::string> vecPatterns;
-    for (const std::string& strName : st.Names()) vecPatterns.push_back(strCommand + ":" + strName);
-    return "    " + Joined(vecPatterns, " | ") + ")\n        " + ValueAction(st.strValue) +
+    std::vector<std::string> vPatterns;
+    for (const std::string& strName : st.Names()) vPatterns.push_back(strCommand + ":" + strName);
+    return "    " + Joined(vPatterns, " | ") + ")\n        " + ValueAction(st.strValue) +
            "\n        return\n        ;;\n";
 }
 
@@ -39,10 +39,10 @@ std::string ValueCase(const std::string& strCommand, const option& st) {
 
 std::string MakeBashCompletion(const program& stProgram) {
     std::string strNames, strValues, strOptions;
-    for (const option& st : stProgram.vecOptions) strValues += ValueCase("*", st);
-    for (const command& stCommand : stProgram.vecCommands) {
+    for (const option& st : stProgram.vOptions) strValues += ValueCase("*", st);
+    for (const command& stCommand : stProgram.vCommands) {
         strNames += (strNames.empty() ? "" : " ") + stCommand.strName;
-        for (const option& st : stCommand.vecOptions) {
+        for (const option& st : stCommand.vOptions) {
             strValues += ValueCase(stCommand.strName, st);
         }
         strOptions += "    " + stCommand.strName + ") words=\"" +

@@ -3,12 +3,12 @@
 #include <sstream>
 
 std::vector<std::string> option::Names() const {
-    std::vector<std::string> vecNames;
+    std::vector<std::string> vNames;
     std::istringstream stNames(strNames);
     for (std::string strName; std::getline(stNames, strName, ',');) {
-        vecNames.push_back(strName.substr(strName.front() == '!'));
+        vNames.push_back(strName.substr(strName.front() == '!'));
     }
-    return vecNames;
+    return vNames;
 }
 
 option HelpOption() {
@@ -20,13 +20,13 @@ option VersionOption() {
 }
 
 std::vector<option> AllOptions(const command& stCommand) {
-    std::vector<option> vecOptions = {HelpOption()};
-    vecOptions.insert(vecOptions.end(), stCommand.vecOptions.begin(), stCommand.vecOptions.end());
-    return vecOptions;
+    std::vector<option> vOptions = {HelpOption()};
+    vOptions.insert(vOptions.end(), stCommand.vOptions.begin(), stCommand.vOptions.end());
+    return vOptions;
 }
 
 std::vector<option> AllOptions(const program& stProgram) {
-    std::vector<option> vecOptions = {VersionOption(), HelpOption()};
-    vecOptions.insert(vecOptions.end(), stProgram.vecOptions.begin(), stProgram.vecOptions.end());
-    return vecOptions;
+    std::vector<option> vOptions = {VersionOption(), HelpOption()};
+    vOptions.insert(vOptions.end(), stProgram.vOptions.begin(), stProgram.vOptions.end());
+    return vOptions;
 }

@@ -26,7 +26,7 @@ struct option {
     std::string strValue = {};    ///< what it takes, such as DIR
     std::string strDefault = {};  ///< as help shows it
     bool bRequired = false;
-    std::vector<std::string> vecChoices = {};              ///< empty: any text
+    std::vector<std::string> vChoices = {};                ///< empty: any text
     std::pair<std::uint64_t, std::uint64_t> stRange = {};  ///< of a number
     FaultFunction fnFault = {};
     std::string strNeeds = {};  ///< option without which it makes no sense
@@ -41,7 +41,7 @@ struct command {
     std::string strName;
     std::string strDescription;
     std::string strExamples;
-    std::vector<option> vecOptions;
+    std::vector<option> vOptions;
     std::function<int()> fnRun;  ///< returns the exit code
 
     std::string Footer() const { return "Examples:\n" + strExamples; }
@@ -52,8 +52,8 @@ struct program {
     std::string strVersion;
     std::string strDescription;
     std::string strFooter;
-    std::vector<option> vecOptions;
-    std::vector<command> vecCommands;
+    std::vector<option> vOptions;
+    std::vector<command> vCommands;
 };
 
 /// Those that the parser answers by itself, which the tables do not name.

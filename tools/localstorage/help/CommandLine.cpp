@@ -55,7 +55,7 @@ void AddOption(CLI::App& stApp, const option& st) {
     pOption->required(st.bRequired);
     if (!st.IsFlag()) pOption->type_name(st.strValue);
     if (!st.strDefault.empty()) pOption->default_str(st.strDefault);
-    if (!st.vecChoices.empty()) pOption->check(CLI::IsMember(st.vecChoices).description(""));
+    if (!st.vChoices.empty()) pOption->check(CLI::IsMember(st.vChoices).description(""));
     if (st.stRange.second > 0) {
         pOption->check(CLI::Range(st.stRange.first, st.stRange.second).description(""));
     }
@@ -66,7 +66,7 @@ void AddOption(CLI::App& stApp, const option& st) {
 void AddCommand(CLI::App& stApp, const command& stCommand) {
     CLI::App* pCommand = stApp.add_subcommand(stCommand.strName, stCommand.strDescription);
     pCommand->footer(stCommand.Footer());
-    for (const option& st : stCommand.vecOptions) AddOption(*pCommand, st);
+    for (const option& st : stCommand.vOptions) AddOption(*pCommand, st);
 }
 
 void AddProgram(CLI::App& stApp, const program& stProgram) {
@@ -79,20 +79,20 @@ void AddProgram(CLI::App& stApp, const program& stProgram) {
     stApp.require_subcommand(1);
     // Options of the program may also stand behind the subcommand.
     stApp.fallthrough();
-    for (const option& st : stProgram.vecOptions) AddOption(stApp, st);
-    for (const command& st : stProgram.vecCommands) AddCommand(stApp, st);
+    for (const option& st : stProgram.vOptions) AddOption(stApp, st);
+    for (const command& st : stProgram.vCommands) AddCommand(stApp, st);
     stApp.footer(stProgram.strFooter);
 }
 
 /// The mistake, and which help to read.
 std::string MistakeText(const CLI::App& stApp, const CLI::ParseError& stError) {
     std::string strText = stError.what(), strHelp = stApp.get_name();
-    const std::vector<std::string> vecUnknown = stApp.remaining();
-    const auto vecCommands = stApp.get_subcommands();
-    if (!vecCommands.empty()) {
-        strHelp += " " + vecCommands.front()->get_name();
-    } else if (!vecUnknown.empty()) {
-        strText = "there is no command \"" + vecUnknown.front() + "\"";
+    const std::vector<std::string> vUnknown = stApp.remaining();
+    const auto vCommands = stApp.get_subcommands();
+    if (!vCommands.empty()) {
+        strHelp += " " + vCommands.front()->get_name();
+    } else if (!vUnknown.empty()) {
+        strText = "there is no command \"" + vUnknown.front() + "\"";
     }
     return strText + "; see \"" + strHelp + " --help\"";
 }
@@ -115,7 +115,7 @@ request ReadCommandLine(const program& stProgram, int argc, const char* const* a
         return {nullptr, {}, MistakeText(stApp, stError)};
     }
     const std::string strName = stApp.get_subcommands().front()->get_name();
-    const auto it = std::find_if(stProgram.vecCommands.begin(), stProgram.vecCommands.end(),
+    const auto it = std::find_if(stProgram.vCommands.begin(), stProgram.vCommands.end(),
                                  [&](const command& st) { return st.strName == strName; });
     return {&*it, {}, {}};
 }

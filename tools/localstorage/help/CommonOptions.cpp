@@ -37,14 +37,14 @@ option Required(option stOption) {
     return stOption;
 }
 
-option DirsOption(std::vector<std::string>& vecDirs) {
+option DirsOption(std::vector<std::string>& vDirs) {
     return Required(
-        {"--dir", &vecDirs, "Record directory, one per disk; may be given several times", "DIR"});
+        {"--dir", &vDirs, "Record directory, one per disk; may be given several times", "DIR"});
 }
 
-option CamerasOption(std::vector<std::string>& vecCameras) {
+option CamerasOption(std::vector<std::string>& vCameras) {
     return {.strNames = "--camera",
-            .target = &vecCameras,
+            .target = &vCameras,
             .strDescription = "Only this camera; may be given several times",
             .strValue = "ID",
             .fnFault = CameraIdFault};
@@ -72,7 +72,7 @@ option FileKindOption(const std::string& strName, StoreFileType& eKind) {
             .strDescription = "What may be deleted",
             .strValue = "recordings|pictures",
             .strDefault = "recordings",
-            .vecChoices = {"recordings", "pictures"}};
+            .vChoices = {"recordings", "pictures"}};
 }
 
 option AutoDeleteOption(bool& bAutoDelete) {

@@ -15,8 +15,8 @@ std::string DefaultLogDir();
 /// An option without which the command does nothing; it has no default.
 option Required(option stOption);
 
-option DirsOption(std::vector<std::string>& vecDirs);
-option CamerasOption(std::vector<std::string>& vecCameras);
+option DirsOption(std::vector<std::string>& vDirs);
+option CamerasOption(std::vector<std::string>& vCameras);
 option CameraOption(std::string& strCamera, const std::string& strDescription);
 option JsonOption(bool& bJson);
 /// `--delete-kind` or `--kind`.
@@ -34,14 +34,14 @@ option SpanOption(const std::string& strName, std::string& strSpan,
 
 /// Which recordings: --dir, --camera, --from, --to, --type.
 struct selection {
-    std::vector<std::string> vecDirs;
-    std::vector<std::string> vecCameras;
+    std::vector<std::string> vDirs;
+    std::vector<std::string> vCameras;
     std::string strFrom = "today", strTo = "now";
     unsigned nType = 0;
 
     /// The range as times; throws CUsageError when it is empty.
     timeSpan Range() const;
-    recordingFilter Filter() const { return {vecCameras, Range(), nType}; }
+    recordingFilter Filter() const { return {vCameras, Range(), nType}; }
 };
 
 /// `--from` (today unless given) and `--to` (now).

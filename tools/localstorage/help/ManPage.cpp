@@ -40,7 +40,7 @@ std::string OptionText(const option& st) {
 /// What it must be given, as it stands in a synopsis.
 std::string Usage(const command& stCommand) {
     std::string strOptions, strPositionals;
-    for (const option& st : stCommand.vecOptions) {
+    for (const option& st : stCommand.vOptions) {
         if (!st.bRequired) continue;
         const std::string strOne = " \\fB" + Roff(st.Names().front()) + "\\fR";
         if (st.IsPositional()) {
@@ -95,6 +95,6 @@ std::string MakeManPage(const program& stProgram) {
         "\\fBnow\\fR, \\fBtoday\\fR, \\fByesterday\\fR, \\fB\"yesterday 08:00\"\\fR, or an "
         "age such as \\fB\\-90s\\fR, \\fB\\-2h\\fR, \\fB\\-1d12h\\fR. Spans are written "
         "\\fB90\\fR, \\fB90s\\fR, \\fB15m\\fR, \\fB1h30m\\fR.\n.SH COMMANDS\n";
-    for (const command& st : stProgram.vecCommands) strPage += CommandText(st);
+    for (const command& st : stProgram.vCommands) strPage += CommandText(st);
     return strPage + END;
 }

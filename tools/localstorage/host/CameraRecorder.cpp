@@ -48,9 +48,9 @@ void CCameraRecorder::Write(CHostChannel& stChannel, const accessUnit& stUnit) {
 void CCameraRecorder::TakeSnapshot(const accessUnit& stUnit,
                                    const AVCodecParameters& stParameters) {
     if (m_stPlan.nSnapshotEvery == Seconds(0)) return;
-    if (stUnit.bKeyFrame) m_vecKeyFrame.assign(stUnit.stBytes.begin(), stUnit.stBytes.end());
+    if (stUnit.bKeyFrame) m_vKeyFrame.assign(stUnit.stBytes.begin(), stUnit.stBytes.end());
     const bool bDue = !m_optSnapshot || Clock::now() >= *m_optSnapshot;
-    if (m_vecKeyFrame.empty() || !bDue) return;
+    if (m_vKeyFrame.empty() || !bDue) return;
     m_optSnapshot = Clock::now() + m_stPlan.nSnapshotEvery;
     try {
         StoreSnapshot(stParameters);
@@ -61,14 +61,14 @@ void CCameraRecorder::TakeSnapshot(const accessUnit& stUnit,
 }
 
 void CCameraRecorder::StoreSnapshot(const AVCodecParameters& stParameters) {
-    const std::vector<std::uint8_t> vecJpeg = MakeJpeg(m_vecKeyFrame, stParameters);
+    const std::vector<std::uint8_t> vJpeg = MakeJpeg(m_vKeyFrame, stParameters);
     char szPath[LOCALSTORAGE_PATH_SIZE] = {};
     if (!m_stHost.Engine().WriteImage(m_stPlan.strCamera.c_str(),
-                                      reinterpret_cast<const char*>(vecJpeg.data()),
-                                      static_cast<unsigned>(vecJpeg.size()), szPath)) {
+                                      reinterpret_cast<const char*>(vJpeg.data()),
+                                      static_cast<unsigned>(vJpeg.size()), szPath)) {
         throw CFailure("it could not be stored, the disk is full or fails");
     }
-    m_stListener.OnSnapshot(m_stPlan.strCamera, szPath, vecJpeg.size());
+    m_stListener.OnSnapshot(m_stPlan.strCamera, szPath, vJpeg.size());
 }
 
 void CCameraRecorder::TellEnd() {

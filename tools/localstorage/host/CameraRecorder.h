@@ -77,7 +77,7 @@ private:
     std::mutex m_mtxFile;
     std::string m_strFile;  ///< guarded by m_mtxFile
 
-    std::vector<std::uint8_t> m_vecKeyFrame;         ///< the latest one
+    std::vector<std::uint8_t> m_vKeyFrame;           ///< the latest one
     std::optional<Clock::time_point> m_optSnapshot;  ///< when the next one is due
 
     std::uint64_t m_nShownBytes = 0;  ///< for the rate on the terminal

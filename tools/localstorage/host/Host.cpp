@@ -41,24 +41,24 @@ hostEvent ToEvent(int nMessage, const void* pData, unsigned nDataLen, void* pUse
 }
 
 /// Each record directory with its free space.
-std::string SpaceOf(const std::vector<std::string>& vecDirs) {
-    std::vector<std::string> vecSpaces;
-    for (const std::string& strDir : vecDirs) {
-        vecSpaces.push_back(strDir + " has " + std::to_string(DiskRoomOf(strDir).nFreeBytes >> 20) +
-                            " MiB");
+std::string SpaceOf(const std::vector<std::string>& vDirs) {
+    std::vector<std::string> vSpaces;
+    for (const std::string& strDir : vDirs) {
+        vSpaces.push_back(strDir + " has " + std::to_string(DiskRoomOf(strDir).nFreeBytes >> 20) +
+                          " MiB");
     }
-    return Joined(vecSpaces, ", ");
+    return Joined(vSpaces, ", ");
 }
 
 /// The first record directory that another host has; empty when none is.
-std::string DirInUse(const std::vector<std::string>& vecDirs) {
-    const auto it = std::find_if(vecDirs.begin(), vecDirs.end(), IsInUse);
-    return it == vecDirs.end() ? "" : *it;
+std::string DirInUse(const std::vector<std::string>& vDirs) {
+    const auto it = std::find_if(vDirs.begin(), vDirs.end(), IsInUse);
+    return it == vDirs.end() ? "" : *it;
 }
 
 std::string StartFault(int nError, const hostSettings& stSettings) {
-    const std::string strDirs = Joined(stSettings.vecDirs, ", ");
-    const std::string strInUse = DirInUse(stSettings.vecDirs);
+    const std::string strDirs = Joined(stSettings.vDirs, ", ");
+    const std::string strInUse = DirInUse(stSettings.vDirs);
     if (!strInUse.empty()) return strInUse + " is in use: another program records into it";
     switch (nError) {
         case STORAGE_ERROR_INDEX:
@@ -79,11 +79,11 @@ std::string OpenFault(int nError, const hostSettings& stSettings) {
         case STORAGE_ERROR_DISK_FULL:
             return "no record directory has room, each needs more than " +
                    std::to_string(LOCALSTORAGE_DISK_FULL_SPACE) +
-                   " MiB free: " + SpaceOf(stSettings.vecDirs);
+                   " MiB free: " + SpaceOf(stSettings.vDirs);
         case STORAGE_ERROR_CHANNEL_OPEN:
             return "this recording is open already";
         case STORAGE_ERROR_OPEN_FILE:
-            return "the file could not be made below " + Joined(stSettings.vecDirs, ", ") +
+            return "the file could not be made below " + Joined(stSettings.vDirs, ", ") +
                    "; the log tells which";
         case STORAGE_ERROR_PARAM:
             return "the camera's name or the path of its file is not allowed here (too long, or "
@@ -123,7 +123,7 @@ void CHost::Start() {
     st.nFileSize = m_stSettings.nFileSize;
     st.bAutoDelete = m_stSettings.bAutoDelete;
     st.enumStoreFileType = m_stSettings.eDeleteKind;
-    for (const std::string& strDir : m_stSettings.vecDirs) {
+    for (const std::string& strDir : m_stSettings.vDirs) {
         pathNode stNode;
         if (strDir.size() + 1 >= sizeof(stNode.szPath)) {
             throw CFailure("record directory " + strDir + ": the path is too long");
@@ -171,15 +171,15 @@ bool CHostChannel::Write(Bytes stBytes) {
 
 void RunIndexRepair(const std::string& strDir) {
     hostSettings st;
-    st.vecDirs = {strDir};
+    st.vDirs = {strDir};
     st.nChannels = 1;
     CHost stHost(std::move(st), [](const hostEvent&) {});
 }
 
-void RefuseOtherLayout(const std::vector<std::string>& vecDirs, LocalStorageType eLayout) {
+void RefuseOtherLayout(const std::vector<std::string>& vDirs, LocalStorageType eLayout) {
     const bool bClient = eLayout == LOCAL_STORAGE_CLIENT;
     const LocalStorageType eOther = bClient ? LOCAL_STORAGE_REMOTE_BACKUP : LOCAL_STORAGE_CLIENT;
-    for (const std::string& strDir : vecDirs) {
+    for (const std::string& strDir : vDirs) {
         const auto strFound = FindLayout(strDir, eOther);
         if (!strFound) continue;
         throw CFailure(strDir + " holds recordings of the " +
@@ -191,8 +191,8 @@ void RefuseOtherLayout(const std::vector<std::string>& vecDirs, LocalStorageType
     }
 }
 
-void MakeRecordDirs(const std::vector<std::string>& vecDirs) {
-    for (const std::string& strDir : vecDirs) {
+void MakeRecordDirs(const std::vector<std::string>& vDirs) {
+    for (const std::string& strDir : vDirs) {
         if (const int nError = MakeRecordDirectory(strDir)) {
             throw CFailure("cannot make record directory " + strDir + ": " + ErrorText(nError));
         }

@@ -26,7 +26,7 @@ struct hostEvent {
 using EventHandler = std::function<void(const hostEvent&)>;
 
 struct hostSettings {
-    std::vector<std::string> vecDirs;
+    std::vector<std::string> vDirs;
     LocalStorageType eLayout = LOCAL_STORAGE_REMOTE_BACKUP;
     bool bAnalyze = false;
     bool bCyclic = false;
@@ -84,9 +84,9 @@ void RunIndexRepair(const std::string& strDir);
 
 /// Refuses record directories that hold recordings of the other layout: each layout takes the
 /// other's files for foreign ones and deletes them. Throws CFailure.
-void RefuseOtherLayout(const std::vector<std::string>& vecDirs, LocalStorageType eLayout);
+void RefuseOtherLayout(const std::vector<std::string>& vDirs, LocalStorageType eLayout);
 
 /// Makes record directories that do not exist; throws CFailure.
-void MakeRecordDirs(const std::vector<std::string>& vecDirs);
+void MakeRecordDirs(const std::vector<std::string>& vDirs);
 
 #endif  // LOCALSTORAGE_TOOL_HOST_HOST_H

@@ -49,9 +49,8 @@ clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
     const avPointer<AVPacket> pPacket(av_packet_alloc());
     while (NextPacket(stMedia, *pPacket)) {
         fnBytes(static_cast<std::size_t>(pPacket->size));
-        st.vecFrames.push_back(
-            {(pPacket->flags & AV_PKT_FLAG_KEY) != 0, stParser.OrderOf(*pPacket)});
+        st.vFrames.push_back({(pPacket->flags & AV_PKT_FLAG_KEY) != 0, stParser.OrderOf(*pPacket)});
     }
-    st.vecPlaces = DisplayPlaces(st.vecFrames);
+    st.vPlaces = DisplayPlaces(st.vFrames);
     return st;
 }

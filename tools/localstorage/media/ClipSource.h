@@ -17,8 +17,8 @@ struct clipFrames {
     ECodec eCodec = ECodec::H264;
     int nWidth = 0, nHeight = 0;
     double fRate = 0;  ///< frames per second that the stream names; 0: none
-    std::vector<codedFrame> vecFrames;
-    std::vector<std::size_t> vecPlaces;
+    std::vector<codedFrame> vFrames;
+    std::vector<std::size_t> vPlaces;
 };
 
 /// Told of the size of each frame that was read.

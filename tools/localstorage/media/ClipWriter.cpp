@@ -9,10 +9,10 @@
 namespace {
 
 /// Frames that are decoded this many places before they are shown, at most.
-std::size_t Reordering(const std::vector<std::size_t>& vecPlaces) {
+std::size_t Reordering(const std::vector<std::size_t>& vPlaces) {
     std::size_t nMost = 0;
-    for (std::size_t n = 0; n < vecPlaces.size(); ++n) {
-        if (n > vecPlaces[n]) nMost = std::max(nMost, n - vecPlaces[n]);
+    for (std::size_t n = 0; n < vPlaces.size(); ++n) {
+        if (n > vPlaces[n]) nMost = std::max(nMost, n - vPlaces[n]);
     }
     return nMost;
 }
@@ -68,8 +68,8 @@ void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
                          const BytesFunction& fnBytes, const std::atomic<bool>& bStop) {
     const openMedia stMedia = OpenMedia(strPath, &bStop);
     if (!m_pFormat) Begin(*stMedia.pStream->codecpar);
-    const std::size_t nFirstPlace = stFrames.vecPlaces[stRange.nFirst];
-    const std::size_t nDelay = Reordering(stFrames.vecPlaces);
+    const std::size_t nFirstPlace = stFrames.vPlaces[stRange.nFirst];
+    const std::size_t nDelay = Reordering(stFrames.vPlaces);
     const std::int64_t nBegin = m_nEnd;
     const auto TimeAt =
         [&](std::size_t nPlace) -> std::int64_t {  // places before the first one give times before
@@ -81,7 +81,7 @@ void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
         if (n >= stRange.nEnd) break;
         fnBytes(static_cast<std::size_t>(pPacket->size));
         if (n < stRange.nFirst) continue;
-        const std::size_t nPlace = stFrames.vecPlaces[n];
+        const std::size_t nPlace = stFrames.vPlaces[n];
         if (nPlace < nFirstPlace && !bContinues) continue;
         const std::int64_t nShow = TimeAt(nPlace), nNext = TimeAt(nPlace + 1);
         Write(*pPacket, TimeAt(n) - (TimeAt(nDelay) - TimeAt(0)), nShow, nNext - nShow);

@@ -10,32 +10,32 @@ constexpr double USUAL_RATE = 25;
 constexpr double HIGHEST_RATE = 121;
 
 /// Places one sequence, frames nBegin to nEnd, by their order counts.
-void PlaceSequence(const std::vector<codedFrame>& vecFrames, std::size_t nBegin, std::size_t nEnd,
-                   std::vector<std::size_t>& vecPlaces) {
-    std::vector<std::size_t> vecByOrder(nEnd - nBegin);
-    std::iota(vecByOrder.begin(), vecByOrder.end(), nBegin);
-    std::stable_sort(vecByOrder.begin(), vecByOrder.end(), [&](std::size_t a, std::size_t b) {
-        return vecFrames[a].nOrder < vecFrames[b].nOrder;
+void PlaceSequence(const std::vector<codedFrame>& vFrames, std::size_t nBegin, std::size_t nEnd,
+                   std::vector<std::size_t>& vPlaces) {
+    std::vector<std::size_t> vByOrder(nEnd - nBegin);
+    std::iota(vByOrder.begin(), vByOrder.end(), nBegin);
+    std::stable_sort(vByOrder.begin(), vByOrder.end(), [&](std::size_t a, std::size_t b) {
+        return vFrames[a].nOrder < vFrames[b].nOrder;
     });
-    for (std::size_t n = 0; n < vecByOrder.size(); ++n) vecPlaces[vecByOrder[n]] = nBegin + n;
+    for (std::size_t n = 0; n < vByOrder.size(); ++n) vPlaces[vByOrder[n]] = nBegin + n;
 }
 
 }  // namespace
 
-std::vector<std::size_t> DisplayPlaces(const std::vector<codedFrame>& vecFrames) {
-    std::vector<std::size_t> vecPlaces(vecFrames.size());
+std::vector<std::size_t> DisplayPlaces(const std::vector<codedFrame>& vFrames) {
+    std::vector<std::size_t> vPlaces(vFrames.size());
     std::size_t nBegin = 0;
     int nHighest = 0;
-    for (std::size_t n = 0; n < vecFrames.size(); ++n) {
+    for (std::size_t n = 0; n < vFrames.size(); ++n) {
         // A key frame that does not count on begins a sequence of its own.
-        if (n > nBegin && vecFrames[n].bKey && vecFrames[n].nOrder <= nHighest) {
-            PlaceSequence(vecFrames, nBegin, n, vecPlaces);
+        if (n > nBegin && vFrames[n].bKey && vFrames[n].nOrder <= nHighest) {
+            PlaceSequence(vFrames, nBegin, n, vPlaces);
             nBegin = n;
         }
-        nHighest = n == nBegin ? vecFrames[n].nOrder : std::max(nHighest, vecFrames[n].nOrder);
+        nHighest = n == nBegin ? vFrames[n].nOrder : std::max(nHighest, vFrames[n].nOrder);
     }
-    PlaceSequence(vecFrames, nBegin, vecFrames.size(), vecPlaces);
-    return vecPlaces;
+    PlaceSequence(vFrames, nBegin, vFrames.size(), vPlaces);
+    return vPlaces;
 }
 
 double FrameStep(std::size_t nFrames, Seconds nLength, double fRate) {
@@ -49,25 +49,25 @@ double FrameStep(std::size_t nFrames, Seconds nLength, double fRate) {
     return fSpread < 1 / HIGHEST_RATE ? fOwnStep : fSpread;
 }
 
-frameRange SelectFrames(const std::vector<codedFrame>& vecFrames,
-                        const std::vector<std::size_t>& vecPlaces, double fStep, double fFrom,
+frameRange SelectFrames(const std::vector<codedFrame>& vFrames,
+                        const std::vector<std::size_t>& vPlaces, double fStep, double fFrom,
                         double fTo) {
-    frameRange st{vecFrames.size(), vecFrames.size()};
-    for (std::size_t n = 0; n < vecFrames.size(); ++n) {
-        if (!vecFrames[n].bKey) continue;
-        const bool bLater = static_cast<double>(vecPlaces[n]) * fStep > fFrom;
-        if (bLater && st.nFirst < vecFrames.size()) break;
+    frameRange st{vFrames.size(), vFrames.size()};
+    for (std::size_t n = 0; n < vFrames.size(); ++n) {
+        if (!vFrames[n].bKey) continue;
+        const bool bLater = static_cast<double>(vPlaces[n]) * fStep > fFrom;
+        if (bLater && st.nFirst < vFrames.size()) break;
         st.nFirst = n;
         if (bLater) break;
     }
     std::size_t nHighest = 0;
-    for (std::size_t n = st.nFirst; n < vecFrames.size(); ++n) {
+    for (std::size_t n = st.nFirst; n < vFrames.size(); ++n) {
         const bool bNoneMissing = n > 0 && nHighest < n;
         if (static_cast<double>(n) * fStep >= fTo && bNoneMissing) {
             st.nEnd = n;
             break;
         }
-        nHighest = std::max(nHighest, vecPlaces[n]);
+        nHighest = std::max(nHighest, vPlaces[n]);
     }
     return st;
 }

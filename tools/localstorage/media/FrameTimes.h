@@ -18,7 +18,7 @@ struct codedFrame {
 };
 
 /// For each frame, in decoding order, its place in the order of display.
-std::vector<std::size_t> DisplayPlaces(const std::vector<codedFrame>& vecFrames);
+std::vector<std::size_t> DisplayPlaces(const std::vector<codedFrame>& vFrames);
 
 /// Seconds from one frame to the next. The stream's own rate (0: unknown, taken as 25) where the
 /// file's length in time agrees with it, or cannot be true (a file recorded faster than real time);
@@ -34,8 +34,8 @@ struct frameRange {
 
 /// From the last key frame shown at or before `fFrom` seconds into the file (else the first one) up
 /// to `fTo`, and on until no frame shown in between is missing. Empty without a key frame.
-frameRange SelectFrames(const std::vector<codedFrame>& vecFrames,
-                        const std::vector<std::size_t>& vecPlaces, double fStep, double fFrom,
+frameRange SelectFrames(const std::vector<codedFrame>& vFrames,
+                        const std::vector<std::size_t>& vPlaces, double fStep, double fFrom,
                         double fTo);
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_FRAMETIMES_H

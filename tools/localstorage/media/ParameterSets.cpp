@@ -32,8 +32,8 @@ void ForEachUnit(Bytes stBytes, const Function& fnUnit) {
 }
 
 struct parameterSets {
-    std::vector<std::uint8_t> vecBytes;  ///< the sets themselves, start codes included
-    bool bComplete = false;              ///< one of every kind that decoding needs
+    std::vector<std::uint8_t> vBytes;  ///< the sets themselves, start codes included
+    bool bComplete = false;            ///< one of every kind that decoding needs
 };
 
 /// Those in front of the first slice.
@@ -43,7 +43,7 @@ parameterSets CollectParameterSets(Bytes stBytes, ECodec eCodec) {
     ForEachUnit(stBytes, [&](const nalUnit& st) {
         if (const unsigned nKind = ParameterSetOf(eCodec, st.aHead)) {
             nKinds |= nKind;
-            stSets.vecBytes.insert(stSets.vecBytes.end(), st.stBytes.begin(), st.stBytes.end());
+            stSets.vBytes.insert(stSets.vBytes.end(), st.stBytes.begin(), st.stBytes.end());
         }
         return GetNalRole(eCodec, st.aHead) < ENalRole::Slice;
     });
@@ -67,16 +67,16 @@ std::size_t ParameterSetPlace(Bytes stUnit, ECodec eCodec) {
 }  // namespace
 
 CParameterSetKeeper::CParameterSetKeeper(ECodec eCodec, Bytes stExtra)
-    : m_eCodec(eCodec), m_vecSets(CollectParameterSets(stExtra, eCodec).vecBytes) {}
+    : m_eCodec(eCodec), m_vSets(CollectParameterSets(stExtra, eCodec).vBytes) {}
 
 Bytes CParameterSetKeeper::Complete(Bytes stUnit, bool bKeyFrame) {
     parameterSets stOwn = CollectParameterSets(stUnit, m_eCodec);
-    if (stOwn.bComplete) m_vecSets = std::move(stOwn.vecBytes);
-    if (stOwn.bComplete || !bKeyFrame || m_vecSets.empty()) return stUnit;
+    if (stOwn.bComplete) m_vSets = std::move(stOwn.vBytes);
+    if (stOwn.bComplete || !bKeyFrame || m_vSets.empty()) return stUnit;
     const std::size_t nPlace = ParameterSetPlace(stUnit, m_eCodec);
     const Bytes stHead = stUnit.first(nPlace), stRest = stUnit.subspan(nPlace);
-    m_vecUnit.assign(stHead.begin(), stHead.end());
-    m_vecUnit.insert(m_vecUnit.end(), m_vecSets.begin(), m_vecSets.end());
-    m_vecUnit.insert(m_vecUnit.end(), stRest.begin(), stRest.end());
-    return m_vecUnit;
+    m_vUnit.assign(stHead.begin(), stHead.end());
+    m_vUnit.insert(m_vUnit.end(), m_vSets.begin(), m_vSets.end());
+    m_vUnit.insert(m_vUnit.end(), stRest.begin(), stRest.end());
+    return m_vUnit;
 }

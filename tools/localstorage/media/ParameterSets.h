@@ -23,8 +23,8 @@ public:
 
 private:
     ECodec m_eCodec;
-    std::vector<std::uint8_t> m_vecSets;
-    std::vector<std::uint8_t> m_vecUnit;
+    std::vector<std::uint8_t> m_vSets;
+    std::vector<std::uint8_t> m_vUnit;
 };
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_PARAMETERSETS_H

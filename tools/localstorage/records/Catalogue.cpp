@@ -19,12 +19,12 @@ bool Wanted(const recordingFilter& stFilter, const recordingName& stName) {
 }
 
 void ReadTree(const std::string& strDir, const std::string& strFolder,
-              const recordingFilter& stFilter, std::vector<recording>& vecFound) {
-    WalkTree(strDir + "/" + strFolder, stFilter.vecCameras, [&](const treeFile& stFile) {
+              const recordingFilter& stFilter, std::vector<recording>& vFound) {
+    WalkTree(strDir + "/" + strFolder, stFilter.vCameras, [&](const treeFile& stFile) {
         const auto stName = ParseRecordingName(stFile.strName);
         if (stName && Wanted(stFilter, *stName)) {
-            vecFound.push_back({strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName,
-                                *stName, stName->tEnd, 0});
+            vFound.push_back({strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName,
+                              *stName, stName->tEnd, 0});
         }
         return true;
     });
@@ -35,13 +35,13 @@ bool IsGuessed(const recording& stRecording) {
 }
 
 /// In the client layout, lets every recording end where the next one of its camera begins.
-void EndWithNext(std::vector<recording>& vecRecordings) {
-    std::map<std::string, LocalTime> mapNext;
-    for (auto it = vecRecordings.rbegin(); it != vecRecordings.rend(); ++it) {
+void EndWithNext(std::vector<recording>& vRecordings) {
+    std::map<std::string, LocalTime> mNext;
+    for (auto it = vRecordings.rbegin(); it != vRecordings.rend(); ++it) {
         if (!IsGuessed(*it)) continue;
-        const auto itNext = mapNext.find(it->strCamera);
-        it->tEnd = itNext == mapNext.end() ? LocalTime::max() : itNext->second;
-        mapNext[it->strCamera] = it->stName.tStart;
+        const auto itNext = mNext.find(it->strCamera);
+        it->tEnd = itNext == mNext.end() ? LocalTime::max() : itNext->second;
+        mNext[it->strCamera] = it->stName.tStart;
     }
 }
 
@@ -82,49 +82,49 @@ std::string picture::Path() const {
     return strDisk + "/" + IMAGE_FOLDER + "/" + strDay + "/" + strCamera + "/" + strName;
 }
 
-std::vector<recording> FindRecordings(const std::vector<std::string>& vecDirs,
+std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter) {
-    std::vector<recording> vecFound;
-    for (const std::string& strDir : vecDirs) {
+    std::vector<recording> vFound;
+    for (const std::string& strDir : vDirs) {
         for (const std::string& strFolder : RecordFolders(strDir)) {
-            ReadTree(strDir, strFolder, stFilter, vecFound);
+            ReadTree(strDir, strFolder, stFilter, vFound);
         }
     }
-    std::sort(vecFound.begin(), vecFound.end(), [](const recording& a, const recording& b) {
+    std::sort(vFound.begin(), vFound.end(), [](const recording& a, const recording& b) {
         return std::tie(a.stName.tStart, a.strCamera, a.strDisk, a.strName) <
                std::tie(b.stName.tStart, b.strCamera, b.strDisk, b.strName);
     });
-    EndWithNext(vecFound);
-    std::erase_if(vecFound, [&](recording& stRecording) {
+    EndWithNext(vFound);
+    std::erase_if(vFound, [&](recording& stRecording) {
         if (!Overlaps(stRecording.Span(), stFilter.stRange)) return true;
         return !LookAt(stRecording) || !Overlaps(stRecording.Span(), stFilter.stRange);
     });
-    return vecFound;
+    return vFound;
 }
 
-std::vector<picture> FindPictures(const std::vector<std::string>& vecDirs) {
-    std::vector<picture> vecFound;
-    for (const std::string& strDir : vecDirs) {
+std::vector<picture> FindPictures(const std::vector<std::string>& vDirs) {
+    std::vector<picture> vFound;
+    for (const std::string& strDir : vDirs) {
         WalkTree(strDir + "/" + IMAGE_FOLDER, {}, [&](const treeFile& stFile) {
             const auto tTime = ParsePictureName(stFile.strName);
             if (!tTime) return true;
             picture st{strDir, stFile.strDay, stFile.strCamera, stFile.strName, *tTime, 0};
             std::error_code stError;
             st.nBytes = fs::file_size(st.Path(), stError);
-            if (!stError) vecFound.push_back(std::move(st));
+            if (!stError) vFound.push_back(std::move(st));
             return true;
         });
     }
-    return vecFound;
+    return vFound;
 }
 
 std::vector<std::string> RecordFolders(const std::string& strDir) {
-    std::vector<std::string> vecFolders;
+    std::vector<std::string> vFolders;
     for (const char* pFolder : {RECORD_FOLDER, BACKUP_FOLDER}) {
         std::error_code stError;
-        if (fs::is_directory(strDir + "/" + pFolder, stError)) vecFolders.push_back(pFolder);
+        if (fs::is_directory(strDir + "/" + pFolder, stError)) vFolders.push_back(pFolder);
     }
-    return vecFolders;
+    return vFolders;
 }
 
 std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageType eLayout) {
@@ -143,13 +143,13 @@ std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageTyp
     return strFound;
 }
 
-bool AnyEndGuessed(const std::vector<recording>& vecRecordings) {
-    return std::any_of(vecRecordings.begin(), vecRecordings.end(), IsGuessed);
+bool AnyEndGuessed(const std::vector<recording>& vRecordings) {
+    return std::any_of(vRecordings.begin(), vRecordings.end(), IsGuessed);
 }
 
-std::vector<std::string> ExistingDirs(const std::vector<std::string>& vecDirs) {
-    std::vector<std::string> vecExisting;
-    for (const std::string& strGiven : vecDirs) {
+std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs) {
+    std::vector<std::string> vExisting;
+    for (const std::string& strGiven : vDirs) {
         const std::string strDir = strGiven.substr(0, strGiven.find_last_not_of('/') + 1);
         std::error_code stError;
         const bool bDirectory = fs::is_directory(strDir, stError);
@@ -157,9 +157,9 @@ std::vector<std::string> ExistingDirs(const std::vector<std::string>& vecDirs) {
             throw CFailure("cannot open record directory " + strDir + ": " + stError.message());
         }
         if (!bDirectory) throw CFailure("record directory " + strDir + " is not a directory");
-        if (std::find(vecExisting.begin(), vecExisting.end(), strDir) == vecExisting.end()) {
-            vecExisting.push_back(strDir);
+        if (std::find(vExisting.begin(), vExisting.end(), strDir) == vExisting.end()) {
+            vExisting.push_back(strDir);
         }
     }
-    return vecExisting;
+    return vExisting;
 }

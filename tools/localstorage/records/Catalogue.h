@@ -34,16 +34,16 @@ struct recording {
 
 /// Which recordings are wanted.
 struct recordingFilter {
-    std::vector<std::string> vecCameras;  ///< none: every camera
-    std::optional<timeSpan> stRange;      ///< none: all of them
-    unsigned nType = 0;                   ///< 0: every type; the client layout knows none
+    std::vector<std::string> vCameras;  ///< none: every camera
+    std::optional<timeSpan> stRange;    ///< none: all of them
+    unsigned nType = 0;                 ///< 0: every type; the client layout knows none
 };
 
 /// The recordings that pass the filter, sorted by start time, then camera and path.
 ///
 /// The client layout names no end: there a recording ends where the next one of its camera begins
 /// or with its last change, whichever comes first. Throws CFailure when a directory cannot be read.
-std::vector<recording> FindRecordings(const std::vector<std::string>& vecDirs,
+std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter);
 
 /// One picture on disk.
@@ -55,7 +55,7 @@ struct picture {
     std::string Path() const;
 };
 
-std::vector<picture> FindPictures(const std::vector<std::string>& vecDirs);
+std::vector<picture> FindPictures(const std::vector<std::string>& vDirs);
 
 /// The record folders that exist below a record directory.
 std::vector<std::string> RecordFolders(const std::string& strDir);
@@ -65,10 +65,10 @@ std::vector<std::string> RecordFolders(const std::string& strDir);
 std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageType eLayout);
 
 /// Whether the end of any of them is not its name's (client layout).
-bool AnyEndGuessed(const std::vector<recording>& vecRecordings);
+bool AnyEndGuessed(const std::vector<recording>& vRecordings);
 
 /// Record directories in the form that the catalogue uses: no trailing "/", each once. Throws
 /// CFailure for one that does not exist or is no directory.
-std::vector<std::string> ExistingDirs(const std::vector<std::string>& vecDirs);
+std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs);
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_CATALOGUE_H

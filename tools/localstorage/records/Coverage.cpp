@@ -7,31 +7,31 @@ timeSpan Clip(const timeSpan& stSpan, const timeSpan& stRange) {
     return {std::max(stSpan.tStart, stRange.tStart), std::min(stSpan.tEnd, stRange.tEnd)};
 }
 
-std::vector<timeSpan> Merge(std::vector<timeSpan> vecSpans) {
-    std::sort(vecSpans.begin(), vecSpans.end(),
+std::vector<timeSpan> Merge(std::vector<timeSpan> vSpans) {
+    std::sort(vSpans.begin(), vSpans.end(),
               [](const timeSpan& a, const timeSpan& b) { return a.tStart < b.tStart; });
-    std::vector<timeSpan> vecMerged;
-    for (const timeSpan& stSpan : vecSpans) {
+    std::vector<timeSpan> vMerged;
+    for (const timeSpan& stSpan : vSpans) {
         if (stSpan.tEnd <= stSpan.tStart) continue;
-        if (vecMerged.empty() || stSpan.tStart > vecMerged.back().tEnd + GAP_TOLERANCE) {
-            vecMerged.push_back(stSpan);
+        if (vMerged.empty() || stSpan.tStart > vMerged.back().tEnd + GAP_TOLERANCE) {
+            vMerged.push_back(stSpan);
         } else {
-            vecMerged.back().tEnd = std::max(vecMerged.back().tEnd, stSpan.tEnd);
+            vMerged.back().tEnd = std::max(vMerged.back().tEnd, stSpan.tEnd);
         }
     }
-    return vecMerged;
+    return vMerged;
 }
 
-std::vector<timeSpan> GapsBetween(const std::vector<timeSpan>& vecMerged) {
-    std::vector<timeSpan> vecGaps;
-    for (std::size_t n = 1; n < vecMerged.size(); ++n) {
-        vecGaps.push_back({vecMerged[n - 1].tEnd, vecMerged[n].tStart});
+std::vector<timeSpan> GapsBetween(const std::vector<timeSpan>& vMerged) {
+    std::vector<timeSpan> vGaps;
+    for (std::size_t n = 1; n < vMerged.size(); ++n) {
+        vGaps.push_back({vMerged[n - 1].tEnd, vMerged[n].tStart});
     }
-    return vecGaps;
+    return vGaps;
 }
 
-Seconds TotalLength(const std::vector<timeSpan>& vecSpans) {
+Seconds TotalLength(const std::vector<timeSpan>& vSpans) {
     return std::accumulate(
-        vecSpans.begin(), vecSpans.end(), Seconds(0),
+        vSpans.begin(), vSpans.end(), Seconds(0),
         [](Seconds nSum, const timeSpan& stSpan) { return nSum + stSpan.Length(); });
 }

@@ -23,12 +23,12 @@ constexpr Seconds GAP_TOLERANCE{2};
 timeSpan Clip(const timeSpan& stSpan, const timeSpan& stRange);
 
 /// Spans in order, overlapping and touching ones made one.
-std::vector<timeSpan> Merge(std::vector<timeSpan> vecSpans);
+std::vector<timeSpan> Merge(std::vector<timeSpan> vSpans);
 
 /// What lies between merged spans.
-std::vector<timeSpan> GapsBetween(const std::vector<timeSpan>& vecMerged);
+std::vector<timeSpan> GapsBetween(const std::vector<timeSpan>& vMerged);
 
 /// Sum of the lengths.
-Seconds TotalLength(const std::vector<timeSpan>& vecSpans);
+Seconds TotalLength(const std::vector<timeSpan>& vSpans);
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_COVERAGE_H

@@ -9,8 +9,8 @@
 namespace {
 
 bool HasIndex(const std::string& strDir) {
-    const auto vecFolders = RecordFolders(strDir);
-    return std::any_of(vecFolders.begin(), vecFolders.end(), [&](const std::string& strFolder) {
+    const auto vFolders = RecordFolders(strDir);
+    return std::any_of(vFolders.begin(), vFolders.end(), [&](const std::string& strFolder) {
         return Exists(strDir + "/" + strFolder + "/" + INDEX_FILE_LEVEL1);
     });
 }
@@ -22,25 +22,25 @@ bool IsClientLayout(const std::string& strDir) {
            !FindLayout(strDir, LOCAL_STORAGE_REMOTE_BACKUP);
 }
 
-std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vecDirs) {
-    const bool bBackup = std::any_of(vecDirs.begin(), vecDirs.end(), [](const std::string& strOne) {
+std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vDirs) {
+    const bool bBackup = std::any_of(vDirs.begin(), vDirs.end(), [](const std::string& strOne) {
         return Exists(strOne + "/" + BACKUP_FOLDER);
     });
     return bBackup && !IsClientLayout(strDir) ? BACKUP_FOLDER : RECORD_FOLDER;
 }
 
-std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vecDirs,
-                                         const std::vector<recording>& vecFound) {
-    std::vector<hiddenRecordings> vecHidden;
-    for (const std::string& strDir : vecDirs) {
+std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vDirs,
+                                         const std::vector<recording>& vFound) {
+    std::vector<hiddenRecordings> vHidden;
+    for (const std::string& strDir : vDirs) {
         hiddenRecordings st;
         st.strDir = strDir;
-        st.strInUse = FolderInUse(strDir, vecDirs);
+        st.strInUse = FolderInUse(strDir, vDirs);
         st.strFolder = st.strInUse == RECORD_FOLDER ? BACKUP_FOLDER : RECORD_FOLDER;
-        for (const recording& stFound : vecFound) {
+        for (const recording& stFound : vFound) {
             st.nCount += stFound.strDisk == strDir && stFound.strFolder == st.strFolder;
         }
-        if (st.nCount > 0) vecHidden.push_back(std::move(st));
+        if (st.nCount > 0) vHidden.push_back(std::move(st));
     }
-    return vecHidden;
+    return vHidden;
 }

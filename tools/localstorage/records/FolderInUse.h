@@ -13,9 +13,9 @@
 /// Whether all recordings below the record directory are of the client layout, which has no index.
 bool IsClientLayout(const std::string& strDir);
 
-/// The record folder that a host on `vecDirs` uses in `strDir`: "BackupFile" once any of them has
+/// The record folder that a host on `vDirs` uses in `strDir`: "BackupFile" once any of them has
 /// it, since a host goes over on all its disks. In the client layout always "RecordFile".
-std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vecDirs);
+std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vDirs);
 
 /// Recordings of a record directory that no host finds.
 struct hiddenRecordings {
@@ -25,8 +25,8 @@ struct hiddenRecordings {
     std::uint64_t nCount = 0;
 };
 
-/// Which of the recordings that were found no host on `vecDirs` would find.
-std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vecDirs,
-                                         const std::vector<recording>& vecFound);
+/// Which of the recordings that were found no host on `vDirs` would find.
+std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vDirs,
+                                         const std::vector<recording>& vFound);
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_FOLDERINUSE_H

@@ -33,17 +33,17 @@ void AddForeign(const repairPlan& stPlan, inspection& st) {
         const findingSize stSize = MeasureFinding(stForeign);
         const std::string strName = stForeign.strPath.substr(stForeign.strPath.rfind('/') + 1);
         const bool bRecording = !stForeign.bDirectory && ParseRecordingName(strName).has_value();
-        st.vecFindings.push_back(
+        st.vFindings.push_back(
             {findingKind::FOREIGN, stForeign.strPath,
              bRecording ? "recording of the client layout" : VerdictText(stForeign.eVerdict),
              stForeign.bDirectory, stSize.nFiles, stSize.nBytes, stSize.nLargest, bRecording});
     }
 }
 
-void AddPaths(const std::vector<std::string>& vecNames, findingKind eKind, const char* pWhy,
+void AddPaths(const std::vector<std::string>& vNames, findingKind eKind, const char* pWhy,
               inspection& st) {
-    for (const std::string& strName : vecNames) {
-        st.vecFindings.push_back({eKind, st.FolderPath() + "/" + strName, pWhy});
+    for (const std::string& strName : vNames) {
+        st.vFindings.push_back({eKind, st.FolderPath() + "/" + strName, pWhy});
     }
 }
 
@@ -52,7 +52,7 @@ void CompareIndex(const repairPlan& stPlan, inspection& st) {
     indexFileFault stFault;
     if (!Exists(st.FolderPath() + "/" + INDEX_FILE_LEVEL1) && stPlan.objTree.IsEmpty()) return;
     if (!LoadIndex(st.FolderPath(), IndexLength::Exact, stIndex, stFault)) {
-        st.vecFindings.push_back({findingKind::DAMAGED, stFault.strPath, IndexFaultText(stFault)});
+        st.vFindings.push_back({findingKind::DAMAGED, stFault.strPath, IndexFaultText(stFault)});
         return;
     }
     st.nEntries = stIndex.CountFiles();
@@ -63,7 +63,7 @@ void CompareIndex(const repairPlan& stPlan, inspection& st) {
 
 void AddMarker(inspection& st) {
     st.bInUse = IsInUse(st.strDir);
-    st.vecFindings.push_back(
+    st.vFindings.push_back(
         {findingKind::NOT_UP_TO_DATE, st.FolderPath() + "/" + INDEX_DIRTY_MARKER,
          st.bInUse ? "a running host has not written its latest changes yet"
                    : "a host ended without writing its latest changes; the next start repairs"});
@@ -102,7 +102,7 @@ void CountRecordings(inspection& st) {
     if (st.nHidden == 0) return;
     stHidden.strWhy =
         Count(st.nHidden, "recording") + " that no host finds, since hosts use " + st.strFolder;
-    st.vecFindings.push_back(stHidden);
+    st.vFindings.push_back(stHidden);
 }
 
 /// What a host at work explains.
@@ -115,12 +115,12 @@ bool IsPassing(const inspection& st, const finding& stFinding) {
 }  // namespace
 
 bool inspection::IsClean() const {
-    return std::all_of(vecFindings.begin(), vecFindings.end(),
+    return std::all_of(vFindings.begin(), vFindings.end(),
                        [&](const finding& st) { return IsPassing(*this, st); });
 }
 
 bool inspection::NeedsRepair() const {
-    return std::any_of(vecFindings.begin(), vecFindings.end(), [&](const finding& st) {
+    return std::any_of(vFindings.begin(), vFindings.end(), [&](const finding& st) {
         return st.eKind != findingKind::HIDDEN && st.eKind != findingKind::CROWDED &&
                !IsPassing(*this, st);
     });
@@ -128,7 +128,7 @@ bool inspection::NeedsRepair() const {
 
 std::uint64_t inspection::RemovedFiles() const {
     std::uint64_t nFiles = 0;
-    for (const finding& st : vecFindings) {
+    for (const finding& st : vFindings) {
         if (st.eKind == findingKind::FOREIGN) nFiles += st.nFiles;
     }
     return nFiles;
@@ -136,7 +136,7 @@ std::uint64_t inspection::RemovedFiles() const {
 
 std::string inspection::Alarm() const {
     const std::uint64_t nRemoved = RemovedFiles();
-    for (const finding& st : vecFindings) {
+    for (const finding& st : vFindings) {
         if (st.bRecording) return "it would remove recordings of the client layout";
         if (st.nLargest > LARGE_FILE) {
             return "it would remove a file larger than 1 MiB: " + st.strPath;
@@ -156,18 +156,18 @@ inspection Inspect(const std::string& strDir, const std::string& strFolder) {
     st.bEmpty = !Exists(st.FolderPath());
     st.bClientLayout = IsClientLayout(strDir);
     if (!st.bEmpty && !st.bClientLayout) InspectIndex(st);
-    const auto vecFolders = RecordFolders(strDir);
-    const bool bOther = vecFolders.size() > (st.bEmpty ? 0u : 1u);
+    const auto vFolders = RecordFolders(strDir);
+    const bool bOther = vFolders.size() > (st.bEmpty ? 0u : 1u);
     if (st.bClientLayout || bOther) CountRecordings(st);
     return st;
 }
 
-std::vector<inspection> InspectAll(const std::vector<std::string>& vecDirs) {
-    std::vector<inspection> vecInspections;
-    for (const std::string& strDir : vecDirs) {
-        vecInspections.push_back(Inspect(strDir, FolderInUse(strDir, vecDirs)));
+std::vector<inspection> InspectAll(const std::vector<std::string>& vDirs) {
+    std::vector<inspection> vInspections;
+    for (const std::string& strDir : vDirs) {
+        vInspections.push_back(Inspect(strDir, FolderInUse(strDir, vDirs)));
     }
-    return vecInspections;
+    return vInspections;
 }
 
 const char* KindName(findingKind eKind) {

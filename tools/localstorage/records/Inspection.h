@@ -38,7 +38,7 @@ struct inspection {
     std::uint64_t nRecordings = 0;  ///< in the tree
     std::uint64_t nEntries = 0;     ///< in the index
     std::uint64_t nHidden = 0;      ///< recordings that no host finds
-    std::vector<finding> vecFindings;
+    std::vector<finding> vFindings;
 
     std::string FolderPath() const { return strDir + "/" + strFolder; }
     bool IsClean() const;
@@ -54,7 +54,7 @@ struct inspection {
 /// cannot be read.
 inspection Inspect(const std::string& strDir, const std::string& strFolder);
 /// Looks at record directories that one host uses.
-std::vector<inspection> InspectAll(const std::vector<std::string>& vecDirs);
+std::vector<inspection> InspectAll(const std::vector<std::string>& vDirs);
 
 /// The word for a kind in tables and JSON.
 const char* KindName(findingKind eKind);

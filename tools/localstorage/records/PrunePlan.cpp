@@ -5,41 +5,41 @@
 
 #include "records/RecordingName.h"
 
-std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vecFiles, LocalTime tNow) {
+std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vFiles, LocalTime tNow) {
     const LocalTime tToday = StartOfDay(tNow);
     const std::string strToday = DayName(tToday);
-    std::erase_if(vecFiles,
+    std::erase_if(vFiles,
                   [&](const oldFile& st) { return st.strDay >= strToday || st.tEnd > tToday; });
-    std::sort(vecFiles.begin(), vecFiles.end(), [](const oldFile& a, const oldFile& b) {
+    std::sort(vFiles.begin(), vFiles.end(), [](const oldFile& a, const oldFile& b) {
         return std::tie(a.strDay, a.strDisk, a.strCamera, a.strName) <
                std::tie(b.strDay, b.strDisk, b.strCamera, b.strName);
     });
-    return vecFiles;
+    return vFiles;
 }
 
-std::vector<oldFile> BeforeDay(const std::vector<oldFile>& vecFiles, LocalTime tDay) {
+std::vector<oldFile> BeforeDay(const std::vector<oldFile>& vFiles, LocalTime tDay) {
     const std::string strDay = DayName(StartOfDay(tDay));
-    std::vector<oldFile> vecChosen;
-    std::copy_if(vecFiles.begin(), vecFiles.end(), std::back_inserter(vecChosen),
+    std::vector<oldFile> vChosen;
+    std::copy_if(vFiles.begin(), vFiles.end(), std::back_inserter(vChosen),
                  [&](const oldFile& st) { return st.strDay < strDay; });
-    return vecChosen;
+    return vChosen;
 }
 
-std::vector<oldFile> UntilFree(const std::vector<oldFile>& vecFiles,
-                               const std::map<std::string, diskRoom>& mapRooms,
+std::vector<oldFile> UntilFree(const std::vector<oldFile>& vFiles,
+                               const std::map<std::string, diskRoom>& mRooms,
                                std::uint64_t nKeepFree) {
-    std::map<std::uint64_t, std::uint64_t> mapFree;
-    for (const auto& [strDisk, stRoom] : mapRooms) mapFree[stRoom.nDevice] = stRoom.nFreeBytes;
-    std::vector<oldFile> vecChosen;
+    std::map<std::uint64_t, std::uint64_t> mFree;
+    for (const auto& [strDisk, stRoom] : mRooms) mFree[stRoom.nDevice] = stRoom.nFreeBytes;
+    std::vector<oldFile> vChosen;
     std::string strDay, strDisk;
-    for (const oldFile& st : vecFiles) {
-        std::uint64_t& nFree = mapFree[mapRooms.at(st.strDisk).nDevice];
+    for (const oldFile& st : vFiles) {
+        std::uint64_t& nFree = mFree[mRooms.at(st.strDisk).nDevice];
         const bool bDayBegun = st.strDay == strDay && st.strDisk == strDisk;
         if (nFree >= nKeepFree && !bDayBegun) continue;
         strDay = st.strDay;
         strDisk = st.strDisk;
         nFree += st.nBytes;
-        vecChosen.push_back(st);
+        vChosen.push_back(st);
     }
-    return vecChosen;
+    return vChosen;
 }

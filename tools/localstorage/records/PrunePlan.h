@@ -26,14 +26,14 @@ struct oldFile {
 
 /// The files that may go at all: those of earlier days that do not run into today, oldest day
 /// first.
-std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vecFiles, LocalTime tNow);
+std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vFiles, LocalTime tNow);
 
 /// Those of days before `tDay`.
-std::vector<oldFile> BeforeDay(const std::vector<oldFile>& vecFiles, LocalTime tDay);
+std::vector<oldFile> BeforeDay(const std::vector<oldFile>& vFiles, LocalTime tDay);
 
 /// Whole days, the oldest first, until every file system has so many bytes free.
-std::vector<oldFile> UntilFree(const std::vector<oldFile>& vecFiles,
-                               const std::map<std::string, diskRoom>& mapRooms,
+std::vector<oldFile> UntilFree(const std::vector<oldFile>& vFiles,
+                               const std::map<std::string, diskRoom>& mRooms,
                                std::uint64_t nKeepFree);
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_PRUNEPLAN_H

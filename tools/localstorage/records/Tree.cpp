@@ -16,31 +16,31 @@ void RefuseUnread(const std::string& strPath, const std::error_code& stError) {
 
 /// The names of the folders in a directory, or of the files, sorted.
 std::vector<std::string> NamesOf(const std::string& strPath, bool bFolders) {
-    std::vector<std::string> vecNames;
+    std::vector<std::string> vNames;
     std::error_code stError;
     fs::directory_iterator it(strPath, stError);
     for (; !stError && it != fs::directory_iterator(); it.increment(stError)) {
         if (it->is_symlink(stError)) continue;
         const bool bWanted = bFolders ? it->is_directory(stError) : it->is_regular_file(stError);
-        if (bWanted) vecNames.push_back(it->path().filename());
+        if (bWanted) vNames.push_back(it->path().filename());
     }
     RefuseUnread(strPath, stError);
-    std::sort(vecNames.begin(), vecNames.end());
-    return vecNames;
+    std::sort(vNames.begin(), vNames.end());
+    return vNames;
 }
 
 /// Those of the cameras that have a folder here.
 std::vector<std::string> FoldersOf(const std::string& strPath,
-                                   const std::vector<std::string>& vecCameras) {
-    if (vecCameras.empty()) return NamesOf(strPath, true);
-    std::vector<std::string> vecHere;
-    for (const std::string& strCamera : vecCameras) {
+                                   const std::vector<std::string>& vCameras) {
+    if (vCameras.empty()) return NamesOf(strPath, true);
+    std::vector<std::string> vHere;
+    for (const std::string& strCamera : vCameras) {
         std::error_code stError;
         const fs::file_status stStatus = fs::symlink_status(strPath + "/" + strCamera, stError);
         RefuseUnread(strPath, stError);
-        if (fs::is_directory(stStatus)) vecHere.push_back(strCamera);
+        if (fs::is_directory(stStatus)) vHere.push_back(strCamera);
     }
-    return vecHere;
+    return vHere;
 }
 
 }  // namespace
@@ -56,11 +56,11 @@ std::uint64_t FileSize(const std::string& strPath) {
     return stError ? 0 : nSize;
 }
 
-void WalkTree(const std::string& strRoot, const std::vector<std::string>& vecCameras,
+void WalkTree(const std::string& strRoot, const std::vector<std::string>& vCameras,
               const std::function<bool(const treeFile&)>& fnFile) {
     for (const std::string& strDay : NamesOf(strRoot, true)) {
         const std::string strDayPath = strRoot + "/" + strDay;
-        for (const std::string& strCamera : FoldersOf(strDayPath, vecCameras)) {
+        for (const std::string& strCamera : FoldersOf(strDayPath, vCameras)) {
             for (const std::string& strName : NamesOf(strDayPath + "/" + strCamera, false)) {
                 if (!fnFile({strDay, strCamera, strName})) return;
             }

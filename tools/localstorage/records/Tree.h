@@ -26,7 +26,7 @@ struct treeFile {
 /// Calls `fnFile` for every file two levels below `strRoot`, day by day, camera by camera, until it
 /// returns false. With cameras given, only their folders are looked at. What is not there, or has
 /// just been removed, holds nothing; throws CFailure for a folder that cannot be read to its end.
-void WalkTree(const std::string& strRoot, const std::vector<std::string>& vecCameras,
+void WalkTree(const std::string& strRoot, const std::vector<std::string>& vCameras,
               const std::function<bool(const treeFile&)>& fnFile);
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_TREE_H

@@ -12,7 +12,7 @@ constexpr auto QUIET = std::chrono::seconds(10);
 }  // namespace
 
 bool CEventPrinter::IsToldAlready(const std::string& strCamera) {
-    Clock::time_point& tQuietUntil = m_mapQuietUntil[strCamera];
+    Clock::time_point& tQuietUntil = m_mQuietUntil[strCamera];
     if (Clock::now() < tQuietUntil) return true;
     tQuietUntil = Clock::now() + QUIET;
     return false;
@@ -61,15 +61,15 @@ void CEventPrinter::OnEnded(const std::string& strCamera, const cameraResult& st
 }
 
 void CEventPrinter::Print(const std::string& strName, const std::string& strCamera,
-                          const std::string& strText, const JsonObject& vecData) const {
+                          const std::string& strText, const JsonObject& vData) const {
     const LocalTime tNow = Now();
     if (!m_bJson) {
         PrintLine(FormatClock(tNow) + "  " + PadToWidth(strName, 12) + "  " +
                   PadToWidth(strCamera, 8) + "  " + strText);
         return;
     }
-    JsonObject vecAll = {{"event", strName}, {"time", FormatIso(tNow)}};
-    if (!strCamera.empty()) vecAll.emplace_back("camera", strCamera);
-    vecAll.insert(vecAll.end(), vecData.begin(), vecData.end());
-    PrintJson(vecAll);
+    JsonObject vAll = {{"event", strName}, {"time", FormatIso(tNow)}};
+    if (!strCamera.empty()) vAll.emplace_back("camera", strCamera);
+    vAll.insert(vAll.end(), vData.begin(), vData.end());
+    PrintJson(vAll);
 }

@@ -30,11 +30,11 @@ private:
 
     /// Prints an event: its name, its camera, and its data in words and as JSON.
     void Print(const std::string& strName, const std::string& strCamera, const std::string& strText,
-               const JsonObject& vecData) const;
+               const JsonObject& vData) const;
     bool IsToldAlready(const std::string& strCamera);
 
     bool m_bJson;
-    std::map<std::string, Clock::time_point> m_mapQuietUntil;
+    std::map<std::string, Clock::time_point> m_mQuietUntil;
 };
 
 #endif  // LOCALSTORAGE_TOOL_SCREEN_EVENTPRINTER_H

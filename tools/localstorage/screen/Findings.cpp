@@ -27,7 +27,7 @@ JsonObject ToJson(const inspection& st) {
             {"recordings", st.nRecordings},
             {"entries", st.nEntries},
             {"hidden", st.nHidden},
-            {"findings", st.vecFindings.size()},
+            {"findings", st.vFindings.size()},
             {"would_remove_files", st.RemovedFiles()},
             {"clean", st.IsClean()}};
 }
@@ -52,10 +52,10 @@ std::string Summary(const inspection& st) {
 
 }  // namespace
 
-void PrintInspections(const std::vector<inspection>& vecInspections, bool bJson) {
+void PrintInspections(const std::vector<inspection>& vInspections, bool bJson) {
     CTable stTable({{"FINDING"}, {"SIZE", CTable::RIGHT}, {"WHY"}, {"PATH"}});
-    for (const inspection& st : vecInspections) {
-        for (const finding& stFinding : st.vecFindings) {
+    for (const inspection& st : vInspections) {
+        for (const finding& stFinding : st.vFindings) {
             if (bJson) {
                 PrintJson(ToJson(st, stFinding));
                 continue;
@@ -71,7 +71,7 @@ void PrintInspections(const std::vector<inspection>& vecInspections, bool bJson)
         stTable.Print();
         PrintLine("");
     }
-    for (const inspection& st : vecInspections) {
+    for (const inspection& st : vInspections) {
         if (bJson) {
             PrintJson(ToJson(st));
         } else {
@@ -80,8 +80,8 @@ void PrintInspections(const std::vector<inspection>& vecInspections, bool bJson)
     }
 }
 
-void TellHidden(const std::vector<std::string>& vecDirs, const std::vector<recording>& vecFound) {
-    for (const hiddenRecordings& st : FindHidden(vecDirs, vecFound)) {
+void TellHidden(const std::vector<std::string>& vDirs, const std::vector<recording>& vFound) {
+    for (const hiddenRecordings& st : FindHidden(vDirs, vFound)) {
         PrintMessage(st.strDir + ": hosts use " + st.strInUse + " and do not find " +
                      Count(st.nCount, "recording") + " in " + st.strFolder +
                      "; see \"localstorage check\"");

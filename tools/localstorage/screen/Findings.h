@@ -10,9 +10,9 @@
 #include "records/Inspection.h"
 
 /// Prints the findings of record directories, and one summary for each.
-void PrintInspections(const std::vector<inspection>& vecInspections, bool bJson);
+void PrintInspections(const std::vector<inspection>& vInspections, bool bJson);
 
-/// Says on standard error which of the recordings that were found no host on `vecDirs` would find.
-void TellHidden(const std::vector<std::string>& vecDirs, const std::vector<recording>& vecFound);
+/// Says on standard error which of the recordings that were found no host on `vDirs` would find.
+void TellHidden(const std::vector<std::string>& vDirs, const std::vector<recording>& vFound);
 
 #endif  // LOCALSTORAGE_TOOL_SCREEN_FINDINGS_H

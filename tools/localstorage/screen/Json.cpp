@@ -17,18 +17,18 @@ CJson::CJson(double fValue) : m_strText(Dump(fValue)) {}
 
 CJson::CJson(const std::string& strValue) : m_strText(Dump(strValue)) {}
 
-CJson::CJson(const JsonObject& vecMembers) {
-    std::vector<std::string> vecTexts;
-    for (const auto& [strKey, js] : vecMembers) vecTexts.push_back(Dump(strKey) + ":" + js.Text());
-    m_strText = "{" + Joined(vecTexts, ",") + "}";
+CJson::CJson(const JsonObject& vMembers) {
+    std::vector<std::string> vTexts;
+    for (const auto& [strKey, js] : vMembers) vTexts.push_back(Dump(strKey) + ":" + js.Text());
+    m_strText = "{" + Joined(vTexts, ",") + "}";
 }
 
-CJson::CJson(const std::vector<JsonObject>& vecElements) {
-    std::vector<std::string> vecTexts;
-    for (const JsonObject& vecMembers : vecElements) vecTexts.push_back(CJson(vecMembers).Text());
-    m_strText = "[" + Joined(vecTexts, ",") + "]";
+CJson::CJson(const std::vector<JsonObject>& vElements) {
+    std::vector<std::string> vTexts;
+    for (const JsonObject& vMembers : vElements) vTexts.push_back(CJson(vMembers).Text());
+    m_strText = "[" + Joined(vTexts, ",") + "]";
 }
 
-void PrintJson(const JsonObject& vecMembers) {
-    PrintLine(CJson(vecMembers).Text());
+void PrintJson(const JsonObject& vMembers) {
+    PrintLine(CJson(vMembers).Text());
 }

@@ -21,8 +21,8 @@ public:
     CJson(double fValue);
     CJson(const std::string& strValue);
     CJson(const char* pValue) : CJson(std::string(pValue)) {}
-    CJson(const JsonObject& vecMembers);
-    CJson(const std::vector<JsonObject>& vecElements);
+    CJson(const JsonObject& vMembers);
+    CJson(const std::vector<JsonObject>& vElements);
 
     const std::string& Text() const { return m_strText; }
 
@@ -31,6 +31,6 @@ private:
 };
 
 /// Prints one line to standard output. Any thread.
-void PrintJson(const JsonObject& vecMembers);
+void PrintJson(const JsonObject& vMembers);
 
 #endif  // LOCALSTORAGE_TOOL_SCREEN_JSON_H

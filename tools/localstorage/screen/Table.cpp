@@ -6,31 +6,30 @@
 #include "screen/Terminal.h"
 
 std::vector<std::size_t> CTable::Widths() const {
-    std::vector<std::size_t> vecWidths;
-    for (const column& stColumn : m_vecColumns) vecWidths.push_back(TextWidth(stColumn.strTitle));
-    for (const auto& vecCells : m_vecRows) {
-        for (std::size_t n = 0; n < vecCells.size(); ++n) {
-            vecWidths[n] = std::max(vecWidths[n], TextWidth(vecCells[n]));
+    std::vector<std::size_t> vWidths;
+    for (const column& stColumn : m_vColumns) vWidths.push_back(TextWidth(stColumn.strTitle));
+    for (const auto& vCells : m_vRows) {
+        for (std::size_t n = 0; n < vCells.size(); ++n) {
+            vWidths[n] = std::max(vWidths[n], TextWidth(vCells[n]));
         }
     }
-    return vecWidths;
+    return vWidths;
 }
 
 void CTable::Print() const {
-    const std::vector<std::size_t> vecWidths = Widths();
-    const auto PrintRow = [&](const std::vector<std::string>& vecCells) {
+    const std::vector<std::size_t> vWidths = Widths();
+    const auto PrintRow = [&](const std::vector<std::string>& vCells) {
         std::string strLine;
-        for (std::size_t n = 0; n < vecCells.size(); ++n) {
-            const std::string strPad(vecWidths[n] - TextWidth(vecCells[n]), ' ');
+        for (std::size_t n = 0; n < vCells.size(); ++n) {
+            const std::string strPad(vWidths[n] - TextWidth(vCells[n]), ' ');
             if (n > 0) strLine += "  ";
-            strLine +=
-                m_vecColumns[n].eAlign == RIGHT ? strPad + vecCells[n] : vecCells[n] + strPad;
+            strLine += m_vColumns[n].eAlign == RIGHT ? strPad + vCells[n] : vCells[n] + strPad;
         }
         strLine.erase(strLine.find_last_not_of(' ') + 1);
         PrintLine(strLine);
     };
-    std::vector<std::string> vecTitles;
-    for (const column& stColumn : m_vecColumns) vecTitles.push_back(stColumn.strTitle);
-    PrintRow(vecTitles);
-    for (const auto& vecCells : m_vecRows) PrintRow(vecCells);
+    std::vector<std::string> vTitles;
+    for (const column& stColumn : m_vColumns) vTitles.push_back(stColumn.strTitle);
+    PrintRow(vTitles);
+    for (const auto& vCells : m_vRows) PrintRow(vCells);
 }

@@ -16,18 +16,18 @@ public:
         align eAlign = LEFT;
     };
 
-    explicit CTable(std::vector<column> vecColumns) : m_vecColumns(std::move(vecColumns)) {}
+    explicit CTable(std::vector<column> vColumns) : m_vColumns(std::move(vColumns)) {}
 
-    void AddRow(std::vector<std::string> vecCells) { m_vecRows.push_back(std::move(vecCells)); }
-    bool Empty() const { return m_vecRows.empty(); }
+    void AddRow(std::vector<std::string> vCells) { m_vRows.push_back(std::move(vCells)); }
+    bool Empty() const { return m_vRows.empty(); }
     /// Prints title line and rows to standard output.
     void Print() const;
 
 private:
     std::vector<std::size_t> Widths() const;
 
-    std::vector<column> m_vecColumns;
-    std::vector<std::vector<std::string>> m_vecRows;
+    std::vector<column> m_vColumns;
+    std::vector<std::vector<std::string>> m_vRows;
 };
 
 #endif  // LOCALSTORAGE_TOOL_SCREEN_TABLE_H

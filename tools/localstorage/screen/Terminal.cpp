@@ -50,31 +50,31 @@ CLiveLines::~CLiveLines() {
     g_pLive = nullptr;
 }
 
-void CLiveLines::Show(std::vector<std::string> vecLines) {
+void CLiveLines::Show(std::vector<std::string> vLines) {
     if (!m_bEnabled) return;
     const std::lock_guard stLock(g_mtxScreen);
     Erase();
-    m_vecLines = std::move(vecLines);
+    m_vLines = std::move(vLines);
     const std::size_t nRoom = std::max(3u, TerminalSize(outputStream::ERR).nLines) - 1;
-    if (m_vecLines.size() > nRoom) {
-        const std::size_t nMore = m_vecLines.size() - (nRoom - 1);
-        m_vecLines.resize(nRoom - 1);
-        m_vecLines.push_back("  ... and " + std::to_string(nMore) + " more");
+    if (m_vLines.size() > nRoom) {
+        const std::size_t nMore = m_vLines.size() - (nRoom - 1);
+        m_vLines.resize(nRoom - 1);
+        m_vLines.push_back("  ... and " + std::to_string(nMore) + " more");
     }
     Draw();
 }
 
 void CLiveLines::Draw() const {
     const unsigned nColumns = TerminalSize(outputStream::ERR).nColumns;
-    for (const std::string& strLine : m_vecLines) {
+    for (const std::string& strLine : m_vLines) {
         std::cerr << CutToWidth(strLine, nColumns - 1) << "\x1b[K\n";
     }
     std::cerr.flush();
 }
 
 void CLiveLines::Erase() const {
-    if (m_vecLines.empty()) return;
-    std::cerr << "\r\x1b[" << m_vecLines.size() << "A\x1b[J";
+    if (m_vLines.empty()) return;
+    std::cerr << "\r\x1b[" << m_vLines.size() << "A\x1b[J";
     std::cerr.flush();
 }
 
@@ -84,7 +84,7 @@ CLiveLines::Pause::Pause() {
 }
 
 CLiveLines::Pause::~Pause() {
-    if (g_pLive && !g_pLive->m_vecLines.empty()) {
+    if (g_pLive && !g_pLive->m_vLines.empty()) {
         std::cout.flush();
         g_pLive->Draw();
     }

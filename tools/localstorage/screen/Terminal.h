@@ -30,7 +30,7 @@ public:
     bool Enabled() const { return m_bEnabled; }
     /// Draws these lines in place of the last ones, as many as the terminal has room for, each cut
     /// to its width.
-    void Show(std::vector<std::string> vecLines);
+    void Show(std::vector<std::string> vLines);
 
     /// While it lives nobody else prints, and the live lines are off the screen.
     class Pause {
@@ -46,7 +46,7 @@ private:
     void Erase() const;
 
     bool m_bEnabled;
-    std::vector<std::string> m_vecLines;
+    std::vector<std::string> m_vLines;
 };
 
 /// A bar such as "[#####.....]" for a part of a whole.

@@ -33,7 +33,7 @@ std::string Coloured(const std::string& strText, unsigned nType, const barStyle&
 
 std::size_t NameWidth(const timelineDay& stTimeline) {
     std::size_t nWidth = 10;  // the date stands above the names
-    for (const timelineRow& st : stTimeline.vecRows) {
+    for (const timelineRow& st : stTimeline.vRows) {
         nWidth = std::max(nWidth, TextWidth(st.strCamera));
     }
     return std::min(nWidth, WIDEST_NAME);
@@ -73,19 +73,19 @@ std::string Legend(bool bAscii) {
 /// The types in their colours, as many to a line as have room.
 std::vector<std::string> ColourLegend(const timelineDay& stTimeline, const std::string& strIndent,
                                       const barStyle& stStyle) {
-    std::vector<std::string> vecLines;
+    std::vector<std::string> vLines;
     std::size_t nTaken = stStyle.nWidth;
     for (const unsigned nType : stTimeline.Types()) {
         const std::size_t nWidth = 2 + TypeName(nType).size() + 3;
         if (nTaken + nWidth > stStyle.nWidth) {
-            vecLines.push_back(strIndent);
+            vLines.push_back(strIndent);
             nTaken = strIndent.size();
         }
-        vecLines.back() +=
+        vLines.back() +=
             Coloured(Glyph(1, stStyle.bAscii), nType, stStyle) + " " + TypeName(nType) + "   ";
         nTaken += nWidth;
     }
-    return vecLines;
+    return vLines;
 }
 
 }  // namespace
@@ -95,19 +95,19 @@ std::vector<std::string> DrawBars(const timelineDay& stTimeline, const barStyle&
     const std::size_t nTaken = nName + 2 + 4 + SUM_WIDTH;
     const std::size_t nColumns = std::max<std::size_t>(
         LEAST_BAR, stStyle.nWidth > nTaken + 1 ? stStyle.nWidth - nTaken - 1 : 0);
-    std::vector<std::string> vecLines;
-    vecLines.push_back(PadToWidth(FormatDay(stTimeline.stDay.tStart), nName) + "  " +
-                       HourLine(nColumns) + "RECORDED");
-    for (const timelineRow& st : stTimeline.vecRows) {
-        vecLines.push_back(PadToWidth(CutToWidth(st.strCamera, nName), nName) + "  " +
-                           Bar(st, stTimeline.stDay, nColumns, stStyle) + "    " +
-                           FormatSpan(TotalLength(st.vecCovered)));
+    std::vector<std::string> vLines;
+    vLines.push_back(PadToWidth(FormatDay(stTimeline.stDay.tStart), nName) + "  " +
+                     HourLine(nColumns) + "RECORDED");
+    for (const timelineRow& st : stTimeline.vRows) {
+        vLines.push_back(PadToWidth(CutToWidth(st.strCamera, nName), nName) + "  " +
+                         Bar(st, stTimeline.stDay, nColumns, stStyle) + "    " +
+                         FormatSpan(TotalLength(st.vCovered)));
     }
     const std::string strIndent(nName + 2, ' ');
-    vecLines.push_back(strIndent + Legend(stStyle.bAscii));
-    if (!stStyle.bColour) return vecLines;
+    vLines.push_back(strIndent + Legend(stStyle.bAscii));
+    if (!stStyle.bColour) return vLines;
     for (std::string& strLine : ColourLegend(stTimeline, strIndent, stStyle)) {
-        vecLines.push_back(std::move(strLine));
+        vLines.push_back(std::move(strLine));
     }
-    return vecLines;
+    return vLines;
 }

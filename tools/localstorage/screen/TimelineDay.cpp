@@ -7,48 +7,48 @@ namespace {
 
 /// The longest type of a cell.
 unsigned MainType(const timelineRow& stRow, const timeSpan& stCell) {
-    std::map<unsigned, Seconds> mapLengths;
-    for (const typedSpan& st : stRow.vecSpans) {
+    std::map<unsigned, Seconds> mLengths;
+    for (const typedSpan& st : stRow.vSpans) {
         const timeSpan stPart = Clip(st.stSpan, stCell);
-        if (stPart.Length() > Seconds(0)) mapLengths[st.nType] += stPart.Length();
+        if (stPart.Length() > Seconds(0)) mLengths[st.nType] += stPart.Length();
     }
     const auto it =
-        std::max_element(mapLengths.begin(), mapLengths.end(),
+        std::max_element(mLengths.begin(), mLengths.end(),
                          [](const auto& a, const auto& b) { return a.second < b.second; });
-    return it == mapLengths.end() ? 0 : it->first;
+    return it == mLengths.end() ? 0 : it->first;
 }
 
 }  // namespace
 
 std::set<unsigned> timelineDay::Types() const {
     std::set<unsigned> setTypes;
-    for (const timelineRow& stRow : vecRows) {
-        for (const typedSpan& st : stRow.vecSpans) setTypes.insert(st.nType);
+    for (const timelineRow& stRow : vRows) {
+        for (const typedSpan& st : stRow.vSpans) setTypes.insert(st.nType);
     }
     return setTypes;
 }
 
-timelineDay MakeTimeline(const std::vector<recording>& vecRecordings, timeSpan stDay) {
-    std::map<std::string, timelineRow> mapRows;
-    for (const recording& st : vecRecordings) {
+timelineDay MakeTimeline(const std::vector<recording>& vRecordings, timeSpan stDay) {
+    std::map<std::string, timelineRow> mRows;
+    for (const recording& st : vRecordings) {
         const timeSpan stPart = Clip(st.Span(), stDay);
         if (stPart.Length() <= Seconds(0)) continue;
-        timelineRow& stRow = mapRows[st.strCamera];
-        stRow.vecSpans.push_back({stPart, st.stName.nType});
-        stRow.vecCovered.push_back(stPart);
+        timelineRow& stRow = mRows[st.strCamera];
+        stRow.vSpans.push_back({stPart, st.stName.nType});
+        stRow.vCovered.push_back(stPart);
     }
     timelineDay stTimeline{stDay, {}};
-    for (auto& [strCamera, stRow] : mapRows) {
+    for (auto& [strCamera, stRow] : mRows) {
         stRow.strCamera = strCamera;
-        stRow.vecCovered = Merge(std::move(stRow.vecCovered));
-        stTimeline.vecRows.push_back(std::move(stRow));
+        stRow.vCovered = Merge(std::move(stRow.vCovered));
+        stTimeline.vRows.push_back(std::move(stRow));
     }
     return stTimeline;
 }
 
 std::vector<timelineCell> MakeCells(const timelineRow& stRow, const timeSpan& stDay,
                                     std::size_t nColumns) {
-    std::vector<timelineCell> vecCells(nColumns);
+    std::vector<timelineCell> vCells(nColumns);
     const auto Edge = [&](std::size_t n) {
         return stDay.tStart +
                stDay.Length() * static_cast<std::int64_t>(n) / static_cast<std::int64_t>(nColumns);
@@ -56,15 +56,15 @@ std::vector<timelineCell> MakeCells(const timelineRow& stRow, const timeSpan& st
     for (std::size_t n = 0; n < nColumns; ++n) {
         const timeSpan stCell{Edge(n), Edge(n + 1)};
         Seconds nCovered(0);
-        for (const timeSpan& st : stRow.vecCovered) {
+        for (const timeSpan& st : stRow.vCovered) {
             nCovered += std::max(Seconds(0), Clip(st, stCell).Length());
         }
         if (nCovered == Seconds(0)) continue;
-        vecCells[n] = {
+        vCells[n] = {
             static_cast<double>(nCovered.count()) / static_cast<double>(stCell.Length().count()),
             MainType(stRow, stCell)};
     }
-    return vecCells;
+    return vCells;
 }
 
 std::string TypeName(unsigned nType) {

@@ -18,20 +18,20 @@ struct typedSpan {
 /// A camera's day.
 struct timelineRow {
     std::string strCamera;
-    std::vector<typedSpan> vecSpans;   ///< clipped to the day
-    std::vector<timeSpan> vecCovered;  ///< merged
+    std::vector<typedSpan> vSpans;   ///< clipped to the day
+    std::vector<timeSpan> vCovered;  ///< merged
 
-    std::vector<timeSpan> Gaps() const { return GapsBetween(vecCovered); }
+    std::vector<timeSpan> Gaps() const { return GapsBetween(vCovered); }
 };
 
 struct timelineDay {
     timeSpan stDay;
-    std::vector<timelineRow> vecRows;  ///< by camera
+    std::vector<timelineRow> vRows;  ///< by camera
 
     std::set<unsigned> Types() const;
 };
 
-timelineDay MakeTimeline(const std::vector<recording>& vecRecordings, timeSpan stDay);
+timelineDay MakeTimeline(const std::vector<recording>& vRecordings, timeSpan stDay);
 
 /// One column of a bar: how much of it is recorded, 0 to 1, and as which type for the longest time.
 struct timelineCell {

@@ -76,12 +76,12 @@ struct frame {
 
 frame Measure(const timelineDay& stTimeline) {
     std::size_t nName = 6;
-    for (const timelineRow& st : stTimeline.vecRows) {
+    for (const timelineRow& st : stTimeline.vRows) {
         nName = std::max(nName, TextWidth(st.strCamera));
     }
     frame st;
     st.fLeft = MARGIN + 7.6 * static_cast<double>(nName) + 14;
-    st.fBottom = TOP + ROW_HEIGHT * static_cast<double>(stTimeline.vecRows.size());
+    st.fBottom = TOP + ROW_HEIGHT * static_cast<double>(stTimeline.vRows.size());
     st.fWidth = st.fLeft + BAR_WIDTH + SUM_WIDTH + MARGIN;
     st.fHeight = st.fBottom + LEGEND_HEIGHT;
     return st;
@@ -118,7 +118,7 @@ std::string RowFrame(const timelineRow& stRow, const frame& stFrame, double fTop
     return Text(MARGIN, fBase, "name", stRow.strCamera) +
            Rect(stFrame.fLeft, fTop + BAR_TOP, BAR_WIDTH, BAR_HEIGHT, "#f0f2f5") +
            Text(stFrame.fLeft + BAR_WIDTH + SUM_WIDTH, fBase, "sum",
-                FormatSpan(TotalLength(stRow.vecCovered)));
+                FormatSpan(TotalLength(stRow.vCovered)));
 }
 
 /// What is recorded of a camera.
@@ -128,7 +128,7 @@ std::string RowSpans(const timelineRow& stRow, const timeSpan& stDay, const fram
         return static_cast<double>((t - stDay.tStart).count()) / 3600 * HOUR_WIDTH;
     };
     std::string strOut;
-    for (const typedSpan& st : stRow.vecSpans) {
+    for (const typedSpan& st : stRow.vSpans) {
         const double fX = Place(st.stSpan.tStart);
         const double fWidth = std::max(0.5, Place(st.stSpan.tEnd) - fX);
         strOut += Rect(stFrame.fLeft + fX, fTop + BAR_TOP, fWidth, BAR_HEIGHT, Fill(st.nType),
@@ -161,7 +161,7 @@ std::string DrawSvg(const timelineDay& stTimeline) {
         Text(stFrame.fLeft + BAR_WIDTH + SUM_WIDTH, TOP - 12, "sum", "recorded");
     std::string strSpans;
     double fTop = TOP;
-    for (const timelineRow& st : stTimeline.vecRows) {
+    for (const timelineRow& st : stTimeline.vRows) {
         strSvg += RowFrame(st, stFrame, fTop);
         strSpans += RowSpans(st, stTimeline.stDay, stFrame, fTop);
         fTop += ROW_HEIGHT;
