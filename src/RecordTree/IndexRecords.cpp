@@ -32,6 +32,14 @@ char* PutYear(char* pText, std::uint16_t wYear) {
     return PutTwo(PutTwo(pText, wYear / 100u), wYear % 100u);
 }
 
+template <typename Put>
+char* PutFields(char* pText, const fileTimeInfo& st, Put put) {
+    for (const std::uint8_t byValue : {st.byMonth, st.byDay, st.byHour, st.byMinute, st.bySecond}) {
+        pText = put(pText, byValue);
+    }
+    return pText;
+}
+
 template <typename Record>
 int Compare(const Record& a, const Record& b) {
     char szA[TIME_DIGITS_BUFFER], szB[TIME_DIGITS_BUFFER];
@@ -47,8 +55,9 @@ char* dateInfo::PutDigits(char* pText) const {
 }
 
 char* fileTimeInfo::PutDigits(char* pText) const {
-    pText = GetDate().PutDigits(pText);
-    return PutField(PutField(PutField(pText, byHour), byMinute), bySecond);
+    pText = PutYear(pText, wYear);
+    // One look at all fields instead of one at each: a query makes thousands of names.
+    return IsPlain() ? PutFields(pText, *this, PutTwo) : PutFields(pText, *this, PutField);
 }
 
 int dateInfo::CompareDigits(const dateInfo& other) const {

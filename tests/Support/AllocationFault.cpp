@@ -30,3 +30,7 @@ void operator delete(void* pMemory) noexcept {
 void operator delete(void* pMemory, std::size_t) noexcept {
     std::free(pMemory);
 }
+
+void operator delete(void* pMemory, const std::nothrow_t&) noexcept {
+    std::free(pMemory);
+}
