@@ -21,7 +21,7 @@ oldFile File(const char* pDisk, const char* pDay, std::uint64_t nBytes, int nEnd
 
 std::string Days(const std::vector<oldFile>& vFiles) {
     std::string strDays;
-    for (const oldFile& st : vFiles) strDays += st.strDisk + st.strDay.substr(6) + " ";
+    for (const oldFile& st : vFiles) strDays += st.strDir + st.strDay.substr(6) + " ";
     return strDays;
 }
 

@@ -46,7 +46,7 @@ std::vector<oldFile> FindFiles(const std::vector<std::string>& vDirs, StoreFileT
     std::vector<oldFile> vFiles;
     if (eKind == STORE_FILE_IMAGE) {
         for (const picture& st : FindPictures(vDirs)) {
-            vFiles.push_back({st.strDisk, st.strDisk + "/" + IMAGE_FOLDER, st.strDay, st.strCamera,
+            vFiles.push_back({st.strDir, st.strDir + "/" + IMAGE_FOLDER, st.strDay, st.strCamera,
                               st.strName, st.nBytes, st.tTime});
         }
         return vFiles;
@@ -54,8 +54,8 @@ std::vector<oldFile> FindFiles(const std::vector<std::string>& vDirs, StoreFileT
     std::map<std::string, std::string> mFolders;
     for (const std::string& strDir : vDirs) mFolders[strDir] = FolderInUse(strDir, vDirs);
     for (const recording& st : FindRecordings(vDirs, {})) {
-        if (st.strFolder != mFolders[st.strDisk]) continue;
-        vFiles.push_back({st.strDisk, st.strDisk + "/" + st.strFolder, st.strDay, st.strCamera,
+        if (st.strFolder != mFolders[st.strDir]) continue;
+        vFiles.push_back({st.strDir, st.strDir + "/" + st.strFolder, st.strDay, st.strCamera,
                           st.strName, st.nBytes, st.tEnd});
     }
     return vFiles;
@@ -76,7 +76,7 @@ std::vector<oldFile> Choose(const std::vector<std::string>& vDirs, const pruneOp
     for (const auto& [strDir, stRoom] : mRooms) {
         std::uint64_t nFree = stRoom.nFreeBytes;
         for (const oldFile& st : vChosen) {
-            if (mRooms.at(st.strDisk).nDevice == stRoom.nDevice) nFree += st.nBytes;
+            if (mRooms.at(st.strDir).nDevice == stRoom.nDevice) nFree += st.nBytes;
         }
         if (nFree >= nKeepFree) continue;
         PrintMessage(strDir + ": only " + FormatBytes(nFree) +
@@ -92,7 +92,7 @@ void TellPlan(const std::vector<oldFile>& vFiles, bool bJson) {
             PrintJson({{"path", st.Path()},
                        {"camera", st.strCamera},
                        {"day", st.strDay},
-                       {"dir", st.strDisk},
+                       {"dir", st.strDir},
                        {"bytes", st.nBytes}});
         }
         return;
@@ -177,7 +177,7 @@ int Run(const pruneOptions& stOptions) {
     for (const std::string& strDir : vDirs) {
         std::vector<oldFile> vHere;
         std::copy_if(vFiles.begin(), vFiles.end(), std::back_inserter(vHere),
-                     [&](const oldFile& st) { return st.strDisk == strDir; });
+                     [&](const oldFile& st) { return st.strDir == strDir; });
         if (vHere.empty()) continue;
         nFailed += DeleteFromDir(strDir, FolderInUse(strDir, vDirs), vHere, stOptions.eKind);
     }

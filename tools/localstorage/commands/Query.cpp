@@ -40,7 +40,7 @@ void PrintAsJson(const recording& st) {
                {"type", IsClient(st) ? CJson(nullptr) : CJson(st.stName.nType)},
                {"layout", LayoutName(st.stName.eLayout)},
                {"bytes", st.nBytes},
-               {"dir", st.strDisk},
+               {"dir", st.strDir},
                {"path", st.Path()}});
 }
 

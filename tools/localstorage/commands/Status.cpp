@@ -52,7 +52,7 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
         const std::string strInUse = FolderInUse(strDir, vDirs);
         if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
         for (const recording& stRecording : vRecordings) {
-            if (stRecording.strDisk != strDir) continue;
+            if (stRecording.strDir != strDir) continue;
             st.setDays.insert(stRecording.strDay);
             ++st.nRecordings;
             st.nBytes += stRecording.nBytes;

@@ -71,7 +71,7 @@ bool Overlaps(const timeSpan& stSpan, const std::optional<timeSpan>& stRange) {
 }  // namespace
 
 std::string recording::Path() const {
-    return strDisk + "/" + strFolder + "/" + strDay + "/" + strCamera + "/" + strName;
+    return strDir + "/" + strFolder + "/" + strDay + "/" + strCamera + "/" + strName;
 }
 
 timeSpan recording::Span() const {
@@ -79,7 +79,7 @@ timeSpan recording::Span() const {
 }
 
 std::string picture::Path() const {
-    return strDisk + "/" + IMAGE_FOLDER + "/" + strDay + "/" + strCamera + "/" + strName;
+    return strDir + "/" + IMAGE_FOLDER + "/" + strDay + "/" + strCamera + "/" + strName;
 }
 
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
@@ -91,8 +91,8 @@ std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
         }
     }
     std::sort(vFound.begin(), vFound.end(), [](const recording& a, const recording& b) {
-        return std::tie(a.stName.tStart, a.strCamera, a.strDisk, a.strName) <
-               std::tie(b.stName.tStart, b.strCamera, b.strDisk, b.strName);
+        return std::tie(a.stName.tStart, a.strCamera, a.strDir, a.strName) <
+               std::tie(b.stName.tStart, b.strCamera, b.strDir, b.strName);
     });
     EndWithNext(vFound);
     std::erase_if(vFound, [&](recording& stRecording) {

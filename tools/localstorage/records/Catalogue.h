@@ -18,7 +18,7 @@
 
 /// One recording on disk.
 struct recording {
-    std::string strDisk;    ///< record directory, without a trailing "/"
+    std::string strDir;     ///< record directory, without a trailing "/"
     std::string strFolder;  ///< record folder: RecordFile or BackupFile
     std::string strDay;     ///< day folder
     std::string strCamera;  ///< channel folder
@@ -48,7 +48,7 @@ std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
 
 /// One picture on disk.
 struct picture {
-    std::string strDisk, strDay, strCamera, strName;
+    std::string strDir, strDay, strCamera, strName;
     LocalTime tTime;
     std::uint64_t nBytes = 0;
 

@@ -38,7 +38,7 @@ std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vDirs,
         st.strInUse = FolderInUse(strDir, vDirs);
         st.strFolder = st.strInUse == RECORD_FOLDER ? BACKUP_FOLDER : RECORD_FOLDER;
         for (const recording& stFound : vFound) {
-            st.nCount += stFound.strDisk == strDir && stFound.strFolder == st.strFolder;
+            st.nCount += stFound.strDir == strDir && stFound.strFolder == st.strFolder;
         }
         if (st.nCount > 0) vHidden.push_back(std::move(st));
     }

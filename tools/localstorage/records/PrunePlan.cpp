@@ -11,8 +11,8 @@ std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vFiles, LocalTime tNo
     std::erase_if(vFiles,
                   [&](const oldFile& st) { return st.strDay >= strToday || st.tEnd > tToday; });
     std::sort(vFiles.begin(), vFiles.end(), [](const oldFile& a, const oldFile& b) {
-        return std::tie(a.strDay, a.strDisk, a.strCamera, a.strName) <
-               std::tie(b.strDay, b.strDisk, b.strCamera, b.strName);
+        return std::tie(a.strDay, a.strDir, a.strCamera, a.strName) <
+               std::tie(b.strDay, b.strDir, b.strCamera, b.strName);
     });
     return vFiles;
 }
@@ -29,15 +29,15 @@ std::vector<oldFile> UntilFree(const std::vector<oldFile>& vFiles,
                                const std::map<std::string, diskRoom>& mRooms,
                                std::uint64_t nKeepFree) {
     std::map<std::uint64_t, std::uint64_t> mFree;
-    for (const auto& [strDisk, stRoom] : mRooms) mFree[stRoom.nDevice] = stRoom.nFreeBytes;
+    for (const auto& [strDir, stRoom] : mRooms) mFree[stRoom.nDevice] = stRoom.nFreeBytes;
     std::vector<oldFile> vChosen;
-    std::string strDay, strDisk;
+    std::string strDay, strDir;
     for (const oldFile& st : vFiles) {
-        std::uint64_t& nFree = mFree[mRooms.at(st.strDisk).nDevice];
-        const bool bDayBegun = st.strDay == strDay && st.strDisk == strDisk;
+        std::uint64_t& nFree = mFree[mRooms.at(st.strDir).nDevice];
+        const bool bDayBegun = st.strDay == strDay && st.strDir == strDir;
         if (nFree >= nKeepFree && !bDayBegun) continue;
         strDay = st.strDay;
-        strDisk = st.strDisk;
+        strDir = st.strDir;
         nFree += st.nBytes;
         vChosen.push_back(st);
     }

@@ -13,7 +13,7 @@
 
 /// A file that might go.
 struct oldFile {
-    std::string strDisk;
+    std::string strDir;
     std::string strRoot;  ///< folder of the day folders
     std::string strDay, strCamera, strName;
     std::uint64_t nBytes = 0;
