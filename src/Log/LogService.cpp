@@ -113,7 +113,7 @@ void LogService::FinishOutput() {
 bool LogService::OpenQueue() {
     const OSL_Guard guard(m_mtxQueue);
     m_nOutput = m_nDue = 0;
-    m_hWake = OSL_CreateEvent(0);
+    m_hWake = OSL_CreateEvent();
     return m_hWake && m_ring.Create();
 }
 
@@ -130,7 +130,7 @@ bool LogService::StartWriter() {
         m_nWakeAt = NEVER;
         m_nStopAt = NEVER;
     }
-    m_hThread = OSL_Thread_Create(WriteLogProc, this, WRITER_STACK, 0, 0, nullptr);
+    m_hThread = OSL_Thread_Create(WriteLogProc, this, WRITER_STACK);
     return m_hThread != nullptr;
 }
 

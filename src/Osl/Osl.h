@@ -176,10 +176,9 @@ void OSL_UnlockDir(OSL_FileHandle hLock);
 using OSL_ThreadHandle = struct OSL_Thread*;
 using OSL_ThreadProc = std::uint32_t (*)(void*);
 
-/// Starts a thread, on which no signal handler of the host runs. `nStackSize` 0: the default;
-/// priority and flags are 0; `pThreadId` may be null. Null on failure.
-OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t nStackSize,
-                                   int nPriority, unsigned nFlags, std::uint64_t* pThreadId);
+/// Starts a thread, on which no signal handler of the host runs. `nStackSize` 0: the default. Null
+/// on failure.
+OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t nStackSize = 0);
 /// Waits until the thread has ended and frees the handle; every handle must be waited for. In a
 /// process forked from the creator, where the thread never ran, it fails at once.
 int OSL_Thread_Wait(OSL_ThreadHandle hThread);
@@ -198,7 +197,7 @@ constexpr std::uint32_t OSL_WAIT_FAILED = 0xFFFFFFFF;
 constexpr std::uint32_t OSL_INFINITE = 0xFFFFFFFF;
 
 /// Makes an event that is not set and stays set until it is reset; null on failure.
-OSL_EventHandle OSL_CreateEvent(std::uint32_t nReserved);
+OSL_EventHandle OSL_CreateEvent();
 int OSL_SetEvent(OSL_EventHandle hEvent);
 int OSL_ResetEvent(OSL_EventHandle hEvent);
 int OSL_CloseEvent(OSL_EventHandle hEvent);

@@ -13,7 +13,7 @@ struct OSL_Event {
     const pid_t m_nProcess = getpid();
 };
 
-OSL_EventHandle OSL_CreateEvent(std::uint32_t /*nReserved*/) {
+OSL_EventHandle OSL_CreateEvent() {
     return new (std::nothrow) OSL_Event;
 }
 

@@ -18,7 +18,7 @@ struct OSL_Thread {
 
 namespace {
 
-constinit std::atomic<bool> g_bForked{false};
+constinit std::atomic<bool> s_bForked{false};
 
 void* Run(void* pArg) {
     const auto* pThread = static_cast<const OSL_Thread*>(pArg);
@@ -57,9 +57,7 @@ int Start(OSL_Thread& stThread, std::size_t nStackSize) {
 
 }  // namespace
 
-OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t nStackSize,
-                                   int /*nPriority*/, unsigned /*nFlags*/,
-                                   std::uint64_t* pThreadId) {
+OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t nStackSize) {
     OSL_ThreadHandle hThread = new (std::nothrow) OSL_Thread{pProc, pArg, {}, getpid()};
     const int nError = hThread ? Start(*hThread, nStackSize) : ENOMEM;
     if (nError != 0) {
@@ -67,7 +65,6 @@ OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t
         errno = nError;
         return nullptr;
     }
-    if (pThreadId) *pThreadId = (std::uint64_t)(hThread->m_stThread);
     return hThread;
 }
 
@@ -84,8 +81,8 @@ bool OSL_IsForked() {
     // Asked with every line of the log, so a handler sets a flag: getpid() would cost a system
     // call.
     [[maybe_unused]] static const int s_nWatching =
-        pthread_atfork(nullptr, nullptr, [] { g_bForked = true; });
-    return g_bForked.load(std::memory_order_relaxed);
+        pthread_atfork(nullptr, nullptr, [] { s_bForked = true; });
+    return s_bForked.load(std::memory_order_relaxed);
 }
 
 void OSL_Sleep(std::uint32_t nMilliseconds) {

@@ -26,15 +26,15 @@ std::uint32_t TellBlockedSignal(void* pBlocked) {
 
 TEST(ThreadTest, TheHostsSignalsStayOffTheLibrarysThreads) {
     bool bBlocked = false;
-    OSL_Thread_Wait(OSL_Thread_Create(TellBlockedSignal, &bBlocked, 0, 0, 0, nullptr));
+    OSL_Thread_Wait(OSL_Thread_Create(TellBlockedSignal, &bBlocked));
     EXPECT_TRUE(bBlocked);
     TellBlockedSignal(&bBlocked);
     EXPECT_FALSE(bBlocked);
 }
 
 TEST(ThreadTest, AForkedProcessWaitsNeitherForAThreadItDoesNotHaveNorForItsSleep) {
-    const OSL_EventHandle hEvent = OSL_CreateEvent(0);
-    const OSL_ThreadHandle hThread = OSL_Thread_Create(WaitForEvent, hEvent, 0, 0, 0, nullptr);
+    const OSL_EventHandle hEvent = OSL_CreateEvent();
+    const OSL_ThreadHandle hThread = OSL_Thread_Create(WaitForEvent, hEvent);
     const pid_t nChild = ::fork();
     if (nChild == 0) ::_exit(OSL_Thread_Wait(hThread) == -1 && OSL_CloseEvent(hEvent) == 0 ? 0 : 1);
     int nStatus = -1;

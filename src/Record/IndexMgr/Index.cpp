@@ -14,7 +14,7 @@ constexpr std::uint32_t FLUSH_INTERVAL = 180000;  // ms
 }  // namespace
 
 CIndex::CIndex(CRecordDir* pRecordDir)
-    : m_hWriteEvent(OSL_CreateEvent(0)),
+    : m_hWriteEvent(OSL_CreateEvent()),
       m_pRecordDir(pRecordDir),
       m_mutexIndex(OSL_LockRank::Index, "m_mutexIndex") {}
 
@@ -38,7 +38,7 @@ int CIndex::Initialize(const std::string& strRecDir, const char* pFolder, Beyond
                 m_strPrevRecPath.c_str());
         return 1;
     }
-    m_hWriteThread = OSL_Thread_Create(WriteIndexProc, this, 0, 0, 0, nullptr);
+    m_hWriteThread = OSL_Thread_Create(WriteIndexProc, this);
     if (!m_hWriteThread) {
         Release();
         LogText("[wtb][CIndex::Initialize] OSL_Thread_Create fail, strPrevPath [%s]",

@@ -31,7 +31,7 @@ CLocalStorage::CLocalStorage()
     : m_objDisks([this](const std::string& strRecDir, int nFailure) {
           return LookAtDisk(*m_pIndexMgr, strRecDir, nFailure);
       }),
-      m_hDiskCheckEvent(OSL_CreateEvent(0)) {
+      m_hDiskCheckEvent(OSL_CreateEvent()) {
     if (m_hDiskCheckEvent && HasSentinel(m_lsRecFile) && HasSentinel(m_stStoreInfo.lsRecDir))
         return;
     OSL_CloseEvent(m_hDiskCheckEvent);
@@ -121,7 +121,7 @@ bool CLocalStorage::StartDiskCheck() {
     }
     m_bStopDiskCheck = false;
     OSL_ResetEvent(m_hDiskCheckEvent);
-    m_hDiskCheckThread = OSL_Thread_Create(DiskCheckProc, this, 0, 0, 0, nullptr);
+    m_hDiskCheckThread = OSL_Thread_Create(DiskCheckProc, this);
     if (m_hDiskCheckThread) return true;
     StopIndex();
     return Fail(STORAGE_ERROR_THREAD,
