@@ -5,6 +5,7 @@
 
 #include "Osl/Osl.h"
 #include "RecordTree/IndexFiles.h"
+#include "RecordTree/IndexMarker.h"
 
 namespace {
 
@@ -20,9 +21,8 @@ public:
 private:
     // F1.
     bool SyncMarker() {
-        const std::string strMarker = m_strFolder + "/" + INDEX_DIRTY_MARKER;
-        return (OSL_SyncFile(strMarker.c_str()) == 0 && OSL_SyncFile(m_strFolder.c_str()) == 0) ||
-               Fail(IndexFileError::Sync, 1, strMarker);
+        return SyncIndexMarker(m_strFolder) ||
+               Fail(IndexFileError::Sync, 1, m_strFolder + "/" + INDEX_DIRTY_MARKER);
     }
 
     // F2. Days and channels ascending as the snapshot has them.

@@ -32,6 +32,10 @@ bool MakeIndexMarker(const std::string& strFolder) {
     return true;
 }
 
+bool SyncIndexMarker(const std::string& strFolder) {
+    return OSL_SyncFile(MarkerPath(strFolder).c_str()) == 0 && OSL_SyncFile(strFolder.c_str()) == 0;
+}
+
 bool RemoveIndexMarker(const std::string& strFolder) {
     const std::string strMarker = MarkerPath(strFolder);
     if (OSL_DeleteFile(strMarker.c_str()) == 0 || OSL_GetSystemLastError() == ENOENT) return true;

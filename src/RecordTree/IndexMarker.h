@@ -17,6 +17,9 @@ IndexMarker AskIndexMarker(const std::string& strFolder);
 /// why.
 bool MakeIndexMarker(const std::string& strFolder);
 
+/// Makes its standing durable. False on failure: errno tells why.
+bool SyncIndexMarker(const std::string& strFolder);
+
 /// Removes whatever has its name. True when nothing has it any more.
 bool RemoveIndexMarker(const std::string& strFolder);
 

@@ -39,7 +39,7 @@ inline constexpr char IMAGE_FOLDER[] = "ImageFile";
 inline constexpr char RECORDING_EXTENSION[] = ".mp4";
 inline constexpr char PICTURE_EXTENSION[] = ".jpg";
 
-/// The files of the index, and what stands behind their names while they are written.
+/// The files of the index, and what stood behind their names while an earlier version wrote them.
 inline constexpr char INDEX_FILE_LEVEL1[] = "index01.bin";
 inline constexpr char INDEX_FILE_LEVEL2[] = "index02.bin";
 inline constexpr char INDEX_FILE_LEVEL3[] = "index03.bin";
