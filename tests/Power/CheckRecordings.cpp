@@ -10,11 +10,12 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iomanip>
 #include <iostream>
 #include <map>
 #include <set>
-#include <sys/stat.h>
+#include <string_view>
 #include <vector>
 
 #include "Power/Cameras.h"
@@ -48,7 +49,7 @@ std::set<std::string> Files(const std::string& strDir) {
 class CRecordings {
 public:
     explicit CRecordings(const std::set<std::string>& setFiles) {
-        for (const std::string& strPath : setFiles) Map(strPath);
+        for (const std::string& strPath : setFiles) Read(strPath);
     }
     bool HasPiece(const CNotes& notes, unsigned nCamera, unsigned nPiece) const {
         const std::uint64_t nWords = notes.nPieceSize / sizeof(std::uint64_t);
@@ -59,63 +60,45 @@ public:
     }
 
 private:
-    void Map(const std::string& strPath) {
-        const int nFile = ::open(strPath.c_str(), O_RDONLY);
-        struct stat stFile;
-        if (nFile < 0 || ::fstat(nFile, &stFile) != 0) return Complain("cannot read " + strPath);
-        const auto nSize = static_cast<std::size_t>(stFile.st_size);
-        if (nSize > 0) {
-            void* const pFile = ::mmap(nullptr, nSize, PROT_READ, MAP_PRIVATE, nFile, 0);
-            if (pFile == MAP_FAILED) return Complain("cannot read " + strPath);
-            Read(strPath, static_cast<const char*>(pFile), nSize);
-            ::munmap(pFile, nSize);
-        }
-        ::close(nFile);
-    }
-
     /// Every byte is the camera's, in its order; but the last 4 KiB may be zeros.
-    void Read(const std::string& strPath, const char* pFile, std::size_t nSize) {
+    void Read(const std::string& strPath) {
         constexpr std::size_t TAIL = 4096;
-        const auto IsZero = [](char c) { return c == 0; };
         const std::string strCamera = std::filesystem::path(strPath).parent_path().filename();
+        std::string strFile(std::filesystem::file_size(strPath), '\0');
+        const auto nSize = strFile.size();
+        if (!std::ifstream(strPath).read(strFile.data(), static_cast<std::streamsize>(nSize)))
+            return Complain("cannot read " + strPath);
         std::size_t nStrange = 0;
         for (std::size_t nPos = 0; nPos < nSize;) {
-            const std::size_t nLeft = nSize - nPos;
-            if (const std::size_t nRun = ReadRun(strCamera, pFile + nPos, nLeft)) {
-                nPos += nRun;
-            } else if (nLeft <= TAIL && std::all_of(pFile + nPos, pFile + nSize, IsZero)) {
-                nPos = nSize;
-            } else {
-                if (nStrange++ == 0)
-                    std::cerr << strPath << ": not the camera's from " << nPos << " on\n";
-                ++nPos;
-            }
+            const std::string_view left = std::string_view(strFile).substr(nPos);
+            const std::size_t nRun = ReadRun(strCamera, left);
+            const bool bTail = left.size() <= TAIL && left.find_first_not_of('\0') == left.npos;
+            if (nRun == 0 && bTail) break;
+            if (nRun == 0 && nStrange++ == 0)
+                Complain(strPath + ": not the camera's from " + std::to_string(nPos) + " on");
+            nPos += std::max<std::size_t>(nRun, 1);
         }
-        if (nStrange > 0)
-            Complain(strPath + ": " + std::to_string(nStrange) + " bytes of " +
-                     std::to_string(nSize) + " are not the camera's");
+        if (nStrange > 0) Complain(std::to_string(nStrange) + " bytes of " + std::to_string(nSize));
     }
 
     /// The bytes that begin with a word of the camera and go on as its stream does; 0: none.
-    std::size_t ReadRun(const std::string& strCamera, const char* pData, std::size_t nSize) {
+    std::size_t ReadRun(const std::string& strCamera, std::string_view data) {
         std::uint64_t nEncoded;
-        if (nSize < sizeof(nEncoded)) return 0;
-        std::memcpy(&nEncoded, pData, sizeof(nEncoded));
+        if (data.size() < sizeof(nEncoded)) return 0;
+        std::memcpy(&nEncoded, data.data(), sizeof(nEncoded));
         CWord word = CWord::Decoded(nEncoded);
         if (word.nStream >= MAX_RUNS * MAX_CAMERAS ||
             CameraName(static_cast<unsigned>(word.nStream % MAX_CAMERAS)) != strCamera)
             return 0;
         const std::uint64_t nBegin = word.Number();
-        std::size_t nRun = 0;
-        while (nRun < nSize) {
+        std::size_t nRun = 0, nSame = sizeof(nEncoded);
+        for (; nSame == sizeof(nEncoded) && nRun < data.size(); nRun += nSame) {
             nEncoded = word.Encoded();
             const auto* const pWord = reinterpret_cast<const char*>(&nEncoded);
-            const char* const pEnd = pWord + std::min(sizeof(nEncoded), nSize - nRun);
-            const auto nSame =
-                static_cast<std::size_t>(std::mismatch(pWord, pEnd, pData + nRun).first - pWord);
-            nRun += nSame;
-            if (nSame < sizeof(nEncoded)) break;
-            ++word.nOffset;
+            const char* const pEnd = pWord + std::min(sizeof(nEncoded), data.size() - nRun);
+            nSame = static_cast<std::size_t>(std::mismatch(pWord, pEnd, data.data() + nRun).first -
+                                             pWord);
+            word.nOffset += nSame / sizeof(nEncoded);
         }
         Add(strCamera, nBegin, word.Number());
         return nRun;
