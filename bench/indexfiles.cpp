@@ -12,6 +12,7 @@
 #include "IndexData.h"
 #include "IndexMgr/Index.h"
 #include "Ratio.h"
+#include "RecordTree/Names.h"
 
 namespace {
 
@@ -226,7 +227,7 @@ double FindAndMakeIndexFiles() {
     return Find() + SecondsOf([] {
                WriteBare(Tree().Path(), TREE, TREE.nFiles);
                for (int nDay = 0; nDay < TREE.nDays; ++nDay) {
-                   WriteFile(RecordFolder() + "/" + TimeOfDay(nDay, 0).GetDate().GetDirName() +
+                   WriteFile(RecordFolder() + "/" + GetDirName(TimeOfDay(nDay, 0).GetDate()) +
                                  "/index02.bin",
                              8 + 92 * CAMERAS);
                }

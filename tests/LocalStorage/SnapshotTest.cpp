@@ -80,7 +80,9 @@ TEST_F(Snapshot, WithoutACurrentDirectoryNothingIsDeleted) {
     EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));
     std::filesystem::current_path(previous);
     Start();
-    std::filesystem::create_directory_symlink(m_dir / "ImageFile", Disk() + "ImageFile");
-    EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));  // nor behind a link
+    std::filesystem::create_directory(Disk() + "ImageFile");
+    std::filesystem::create_directory_symlink(m_dir / "ImageFile/20240101",
+                                              Disk() + "ImageFile/20240101");
+    EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));  // nor behind a day that is a link
     EXPECT_TRUE(Exists(m_dir / "ImageFile/20240101/cam01/a.jpg"));
 }

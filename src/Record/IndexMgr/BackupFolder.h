@@ -42,7 +42,7 @@ private:
     CIndexMgr& m_mgr;
     const std::string m_strRecDir;
     const bool m_bClientLayout;
-    std::vector<std::pair<std::string, recordPath>> m_vMoves;  // from where, to where
+    std::vector<std::pair<std::string, recordPath>> m_vMoves;   // from where, to where
     std::vector<std::pair<std::string, TreeLevel>> m_vFolders;  // inner ones first
     std::size_t m_nMoved = 0;
     bool m_bShortage = false;
