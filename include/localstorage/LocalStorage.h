@@ -394,8 +394,9 @@ LOCALSTORAGE_API std::int32_t NewLocalStorageClass(CLocalStorageInterface** ppLo
 /// must not be used again.
 LOCALSTORAGE_API std::int32_t DelLocalStorageClass(CLocalStorageInterface** ppLocalStorage);
 
-/// Name of the record folder below every record directory: "RecordFile", or "BackupFile" once a
-/// record folder turned out to be beyond repair. Read it; do not change it while engines run.
+/// Name of the record folder below every record directory: "RecordFile", or "BackupFile" while a
+/// record folder cannot be used. It is that of the engine that started last; an engine keeps its own
+/// from Initialize to Release. Read it; do not change it while engines run.
 LOCALSTORAGE_API extern const char* g_pRecDirName;
 }
 

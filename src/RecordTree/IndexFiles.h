@@ -25,10 +25,10 @@
 //           F2  write every changed file in its place       a torn set, marker: repaired
 //           F3  make them durable, all at once              the new set, marker: repaired
 //           F4  remove the marker, if no change came or is under way: the new set, complete
-//   Repair  R1  read the whole tree; a walk that breaks off ends the repair here
+//   Repair  R1  read the whole tree
 //           R2  remove index01.bin                          [2] by its absence: repaired again
-//               (where it cannot be removed, [2] by the marker; without one the repair ends here)
-//           R3  remove what does not belong
+//               (where it cannot be removed, or R1 broke off somewhere, [2] by the marker)
+//           R3  remove what does not belong, unless R1 broke off or R2 failed
 //           R4  flush everything (F1 to F4)
 //
 // A power cut may also lose what was not yet durable. F1 comes before F2, so the marker is there

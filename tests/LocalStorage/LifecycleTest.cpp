@@ -124,3 +124,29 @@ TEST_F(Lifecycle, NothingWorksBeforeTheStart) {
     EXPECT_FALSE(m_pEngine->WriteImage("cam01", "jpg", 3, szPath));
     EXPECT_THAT(LinesWith("not initialized"), testing::SizeIs(6));
 }
+
+TEST_F(Lifecycle, AStartTellsWhichRecordFolderItUsesWhenThatIsNotPlain) {
+    using testing::Contains;
+    using testing::HasSubstr;
+    AddDisk();
+    m_faults.SkipSleeps();
+    PutFile(Disk() + "RecordFile", "no folder");
+    for (const bool bFirst : {true, false}) {
+        EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+        const Trace lsSaid = Said();
+        EXPECT_THAT(lsSaid, Contains(HasSubstr("RecordFile cannot be read: Not a directory")));
+        EXPECT_THAT(lsSaid, Contains(HasSubstr("BackupFile is used on all disks")));
+        if (bFirst) Record("cam_1_0", Hour(5, 8));
+        m_pEngine->Release();
+    }
+    std::filesystem::remove(Disk() + "RecordFile");
+    std::filesystem::create_directory(m_dir / "larger");
+    std::filesystem::create_directory_symlink(m_dir / "larger", Disk() + "RecordFile");
+    Said();
+    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+    const Trace lsSaid = Said();
+    EXPECT_THAT(lsSaid, Contains(HasSubstr("the record folder is a link")));
+    EXPECT_THAT(lsSaid, Contains(HasSubstr("to RecordFile [1], BackupFile is gone")));
+    EXPECT_STREQ(g_pRecDirName, "RecordFile");
+    EXPECT_EQ(Find("cam_1_0", Time(5, 0), Time(6, 0)).size(), 1u);
+}

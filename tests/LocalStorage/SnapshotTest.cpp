@@ -80,9 +80,14 @@ TEST_F(Snapshot, WithoutACurrentDirectoryNothingIsDeleted) {
     EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));
     std::filesystem::current_path(previous);
     Start();
-    std::filesystem::create_directory(Disk() + "ImageFile");
-    std::filesystem::create_directory_symlink(m_dir / "ImageFile/20240101",
-                                              Disk() + "ImageFile/20240101");
-    EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));  // nor behind a day that is a link
     EXPECT_TRUE(Exists(m_dir / "ImageFile/20240101/cam01/a.jpg"));
+
+    // The pictures may have been moved to a larger disk; what a link among them leads to is none.
+    PutFile(m_dir / "outside/cam01/a.jpg");
+    const std::string strLarger = m_dir / "ImageFile";
+    std::filesystem::create_directory_symlink(m_dir / "outside", strLarger + "/20240102");
+    std::filesystem::create_directory_symlink(strLarger, Disk() + "ImageFile");
+    EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));
+    EXPECT_FALSE(Exists(strLarger + "/20240101"));
+    EXPECT_TRUE(Exists(m_dir / "outside/cam01/a.jpg"));
 }

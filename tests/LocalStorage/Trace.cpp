@@ -64,6 +64,7 @@ std::string Content(int nMsgType, const void* pData, unsigned nDataLen, std::str
 
 bool IsOfEngine(const std::string& strLine) {
     return strLine.starts_with("->") || strLine.find("[CLocalStorage::") != std::string::npos ||
+           strLine.find("[CIndexMgr::Initialize]") != std::string::npos ||
            strLine.find("LocalStorageClass]") != std::string::npos;
 }
 

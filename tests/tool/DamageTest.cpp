@@ -68,29 +68,30 @@ TEST_F(ToolDamage, CheckNamesEveryKindOfDamageAndChangesNothing) {
     EXPECT_EQ(On("query", {"--from", "2024-03-04", "--camera", "cam01"}).nCode, 0);
 }
 
-// Hosts look into BackupFile alone once it is there, on any of their disks. Nobody must believe
-// that the recordings in RecordFile are gone, nor that they are as safe as the others.
+// Hosts look into one of the two folders alone. Nobody must believe that the recordings in the
+// other are gone, nor that they are as safe as those.
 TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
-    fs::create_directories(Dir("disk2") + "/BackupFile");
-    const auto vFound = On("check", {"--dir", Dir("disk2"), "--json"}).Json();
-    ASSERT_EQ(vFound.size(), 3u);
+    Import(Dir("disk2"), "2024-03-04 10:00:00");
+    fs::rename(Dir("disk2") + "/RecordFile", Dir() + "/BackupFile");
+    const auto vFound = On("check", {"--json"}).Json();
+    ASSERT_EQ(vFound.size(), 2u);
     EXPECT_EQ(vFound[0]["finding"], "hidden");
-    EXPECT_EQ(vFound[0]["path"], Folder());
-    EXPECT_EQ(vFound[0]["files"], 3);
-
-    fs::rename(Folder(), Dir() + "/BackupFile");
-    Import(Dir("new"), "2024-03-04 10:00:00");
-    fs::rename(Dir("new") + "/RecordFile", Folder());
-    EXPECT_EQ(Findings(), Names{"hidden"});
+    EXPECT_EQ(vFound[0]["path"], Dir() + "/BackupFile");
+    EXPECT_EQ(vFound[0]["files"], 1);
     EXPECT_EQ(CountFound(), 4u);
     for (const Arguments& vCommand : {Arguments{"status"}, {"query", "--from", "2024-03-04"}}) {
         const toolResult st = Run(vCommand + Arguments{"--dir", Dir()});
-        EXPECT_NE(st.strErr.find("do not find 1 recording in RecordFile"), std::string::npos);
+        EXPECT_NE(st.strErr.find("do not find 1 recording in BackupFile"), std::string::npos);
     }
+    PutFile(Dir("disk2") + "/RecordFile", "no folder: its hosts use BackupFile on all disks");
+    EXPECT_EQ(On("check", {"--dir", Dir("disk2"), "--json"}).Json()[0]["path"], Folder());
+
     EXPECT_EQ(On("repair", {"--apply"}).nCode, 0);
+    EXPECT_EQ(CountFound(), 4u) << "nothing to repair, nothing moved";
     EXPECT_EQ(On("prune", {"--before", "2024-03-05", "--apply"}).nCode, 0);
-    EXPECT_FALSE(fs::exists(Dir() + "/BackupFile/20240304"));
+    EXPECT_FALSE(fs::exists(Dir() + "/BackupFile")) << "the start behind it moved it";
     EXPECT_TRUE(fs::exists(Folder() + "/20240304/cam01/20240304100000_20240304100006_1.mp4"));
+    EXPECT_EQ(Findings(), Names{});
 }
 
 TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {

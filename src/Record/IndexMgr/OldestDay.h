@@ -4,7 +4,6 @@
 #define LOCALSTORAGE_INDEXMGR_OLDESTDAY_H
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <set>
 #include <string>
@@ -27,8 +26,7 @@ struct passedOver {
 /// handle or memory to spare. What it cannot see for that must not let a newer day go first.
 inline void EndPassOnShortage() {
     const int nError = OSL_GetSystemLastError();
-    if (nError == EMFILE || nError == ENFILE || nError == ENOMEM)
-        throw std::system_error(nError, std::generic_category());
+    if (OSL_IsShortage(nError)) throw std::system_error(nError, std::generic_category());
 }
 
 /// The oldest day of one record directory.

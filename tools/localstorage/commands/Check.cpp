@@ -19,11 +19,11 @@ constexpr const char* EXAMPLES =
     "entry), gone (an entry without its file), damaged (an index file), not-up-to-date (a host\n"
     "records, or was killed), twin (a recording with the times of another), crowded (one\n"
     "too many that begin in one second, which no host finds), hidden (recordings in\n"
-    "RecordFile, which no host uses once a disk has BackupFile; query and export still find "
-    "them).\n"
-    "To have hosts find them again, stop the host, move the days below BackupFile to RecordFile,\n"
-    "and remove the empty BackupFile and each index01.bin. The client layout has no index to\n"
-    "check. Exit code 0: clean, 4: something is wrong, 1: it could not be read.";
+    "BackupFile, or in RecordFile where it cannot be used on a disk; query and export find them\n"
+    "all the same). The next start of a host moves what lies in BackupFile to RecordFile, once\n"
+    "that can be used on all its disks; a recording whose path is taken there stays, until it is\n"
+    "renamed or moved by hand. The client layout has no index to check. Exit code 0: clean, 4: "
+    "something is wrong, 1: it could not be read.";
 
 int Run(const std::vector<std::string>& vGiven, bool bJson) {
     const std::vector<inspection> vInspections = InspectAll(ExistingDirs(vGiven));

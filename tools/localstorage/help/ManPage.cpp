@@ -75,7 +75,7 @@ constexpr const char* END =
     ".SH FILES\n"
     ".TP\n.I DIR/RecordFile\nThe recordings of a record directory, and their index. The folder "
     "belongs to the engine: whatever does not follow its naming rules there is deleted when the "
-    "index is repaired. \\fIDIR/BackupFile\\fR takes its place once it is beyond repair.\n"
+    "index is repaired. \\fIDIR/BackupFile\\fR takes its place while it cannot be used.\n"
     ".TP\n.I DIR/ImageFile\nThe snapshots.\n";
 
 }  // namespace

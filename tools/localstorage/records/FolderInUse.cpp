@@ -1,6 +1,7 @@
 #include "records/FolderInUse.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/Names.h"
@@ -15,6 +16,18 @@ bool HasIndex(const std::string& strDir) {
     });
 }
 
+enum class RecordFolder { None, Readable, Unreadable };
+
+RecordFolder LookAtRecordFolder(const std::string& strDir) {
+    std::error_code stError;
+    const std::filesystem::path path = strDir + "/" + RECORD_FOLDER;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(path, stError))) {
+        return RecordFolder::None;
+    }
+    std::filesystem::directory_iterator it(path, stError);
+    return stError ? RecordFolder::Unreadable : RecordFolder::Readable;
+}
+
 }  // namespace
 
 bool IsClientLayout(const std::string& strDir) {
@@ -23,10 +36,15 @@ bool IsClientLayout(const std::string& strDir) {
 }
 
 std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vDirs) {
-    const bool bBackup = std::any_of(vDirs.begin(), vDirs.end(), [](const std::string& strOne) {
-        return Exists(strOne + "/" + BACKUP_FOLDER);
-    });
-    return bBackup && !IsClientLayout(strDir) ? BACKUP_FOLDER : RECORD_FOLDER;
+    bool bBackup = false, bReadable = false, bUnreadable = false;
+    for (const std::string& strOne : vDirs) {
+        bBackup = bBackup || Exists(strOne + "/" + BACKUP_FOLDER);
+        const RecordFolder eFolder = LookAtRecordFolder(strOne);
+        bReadable = bReadable || eFolder == RecordFolder::Readable;
+        bUnreadable = bUnreadable || eFolder == RecordFolder::Unreadable;
+    }
+    const bool bUsesBackup = bBackup && (bUnreadable || !bReadable);
+    return bUsesBackup && !IsClientLayout(strDir) ? BACKUP_FOLDER : RECORD_FOLDER;
 }
 
 std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vDirs,

@@ -13,8 +13,9 @@
 /// Whether all recordings below the record directory are of the client layout, which has no index.
 bool IsClientLayout(const std::string& strDir);
 
-/// The record folder that a host on `vDirs` uses in `strDir`: "BackupFile" once any of them has
-/// it, since a host goes over on all its disks. In the client layout always "RecordFile".
+/// The record folder that the next host on `vDirs` uses in `strDir`: "BackupFile" where any of them
+/// has it and "RecordFile" cannot be read on one, or is on none, since a host uses one of the two on
+/// all its disks. In the client layout always "RecordFile".
 std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vDirs);
 
 /// Recordings of a record directory that no host finds.

@@ -4,6 +4,7 @@
 
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/IndexMarker.h"
+#include "RecordTree/Names.h"
 #include "RecordTree/RepairPlan.h"
 #include "base/Failure.h"
 #include "base/Text.h"
@@ -101,7 +102,8 @@ void CountRecordings(inspection& st) {
     st.nHidden = stHidden.nFiles;
     if (st.nHidden == 0) return;
     stHidden.strWhy =
-        Count(st.nHidden, "recording") + " that no host finds, since hosts use " + st.strFolder;
+        Count(st.nHidden, "recording") + " that no host finds, since hosts use " + st.strFolder +
+        (st.strFolder == RECORD_FOLDER ? "; the next start moves what it can there" : "");
     st.vFindings.push_back(stHidden);
 }
 
