@@ -143,12 +143,19 @@ TEST_F(DiskCheck, MovesToTheNextAndComesBack) {
     EXPECT_EQ(DiskOfNext(), "1");
 }
 
-TEST_F(DiskCheck, AMissingDirectoryIsMadeAgainBeforeADayIsDeletedForIt) {
+TEST_F(DiskCheck, AnotherDiskThatLacksItsDirectoryOrAnAnswerCostsNoDay) {
     StartOnTwo();
     Record("cam01", Hour(1, 8));
     std::filesystem::remove_all(Disk("2"));
     SetRoom(FULL, "1");
-    EXPECT_EQ(DiskOfNext(), "2");
+    EXPECT_EQ(DiskOfNext(), "2");  // made again
+    SetRoom(FULL, "2");
+    SetRoom(ROOM, "1");
+    EXPECT_EQ(DiskOfNext(), "1");
+    SetRoom(FULL, "1");
+    SetRoom(ROOM, "2");
+    m_faults.Fail(Op::StatVfs, Below(m_dir / "2"), EIO).Times(1);
+    EXPECT_EQ(DiskOfNext(), "2");  // asked twice
     EXPECT_THAT(PathsOf(MESSAGEVALUE_DELETEFILE), SizeIs(0));
 }
 

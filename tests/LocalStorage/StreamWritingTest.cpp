@@ -125,6 +125,11 @@ TEST_F(StreamWriting, SwitchesAtTheLimitAndTellsTheHostInOrder) {
 
 TEST_F(StreamWriting, ManySwitchesInOneSecondKeepTheFileOnceNamesRunAhead) {
     StartBeforeSwitch();
+    m_faults.Fail(Op::Access, Ends(".mp4"), EIO);
+    EXPECT_TRUE(WritePiece("a"));
+    EXPECT_THAT(RecordFiles(), SizeIs(1)) << "no name is known to be free";
+    m_faults.ClearRules();
+    m_faults.AdvanceTime(SECOND);
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
     const auto looks = m_faults.Watch(Op::Access, Ends(".mp4"));
     EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
