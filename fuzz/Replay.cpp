@@ -21,7 +21,8 @@ int main(int, char** argv) {
             std::fflush(stdout);
             LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(strInput.data()),
                                    strInput.size());
-            strInput[objRandom() % strInput.size()] ^= static_cast<char>(1 << objRandom() % 8);
+            char& chFault = strInput[objRandom() % strInput.size()];
+            chFault = static_cast<char>(chFault ^ 1 << objRandom() % 8);
             strInput.erase(objRandom() % strInput.size(), nFaults % 8 == 7 ? 1 : 0);
         }
     }
