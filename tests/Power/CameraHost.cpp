@@ -9,6 +9,9 @@
 //     run=N        tells the hosts apart that record into one directory, one after the other
 //     sync=MS      reserve=MIB  options of the library; left to it when absent
 //     outside=MS   syncs the file systems from outside as often, for comparison
+//     stamp=FILE   keeps the time in the last eight bytes of this file, the image of the disk: a
+//     copy
+//                  then tells of when it is
 
 #include <chrono>
 #include <csignal>
@@ -38,6 +41,7 @@ int OnMessage(int nType, void*, unsigned int, void*) {
 struct CSettings {
     tagStoreInfo stInfo;
     std::vector<std::string> vDirs;
+    std::string strImage;
     std::map<std::string, int> mNumbers{{"cameras", MAX_CAMERAS}, {"bitrate", 2000}};
 
     CSettings(char** ppArguments) {
@@ -53,6 +57,8 @@ struct CSettings {
             } else if (strKey == "layout") {
                 stInfo.enumStorageType =
                     strValue == "client" ? LOCAL_STORAGE_CLIENT : LOCAL_STORAGE_REMOTE_BACKUP;
+            } else if (strKey == "stamp") {
+                strImage = strValue;
             } else {
                 mNumbers[strKey] = std::stoi(strValue);
             }
@@ -156,6 +162,15 @@ void SyncFromOutside(const std::vector<std::string>& vDirs, std::chrono::millise
     }
 }
 
+void Stamp(const std::string& strImage) {
+    const int nImage = ::open(strImage.c_str(), O_WRONLY);
+    const off_t nPlace = ::lseek(nImage, -static_cast<off_t>(sizeof(std::int64_t)), SEEK_END);
+    for (; !g_bStop; std::this_thread::sleep_for(std::chrono::nanoseconds(STAMP_INTERVAL))) {
+        const std::int64_t nNow = Now();
+        if (::pwrite(nImage, &nNow, sizeof(nNow), nPlace) != sizeof(nNow)) return;
+    }
+}
+
 std::int64_t ProcessorTime() {
     timespec stTime;
     ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &stTime);
@@ -181,12 +196,14 @@ int main(int, char** argv) try {
     {
         CHost host(settings.stInfo, argv[2]);
         g_pNotes->nBegun = Now();
-        std::thread outside;
+        std::thread stamp, outside;
+        if (!settings.strImage.empty()) stamp = std::thread(Stamp, settings.strImage);
         if (const int nOutside = settings.Number("outside", 0))
             outside =
                 std::thread(SyncFromOutside, settings.vDirs, std::chrono::milliseconds(nOutside));
         RecordUntilStopped(host, settings.Number("restarts", 0), stSignals);
-        if (outside.joinable()) outside.join();
+        for (std::thread* pThread : {&stamp, &outside})
+            if (pThread->joinable()) pThread->join();
     }
     g_pNotes->nProcessor = ProcessorTime();
     g_pNotes->nEnded = Now();

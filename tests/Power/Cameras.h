@@ -24,6 +24,7 @@ constexpr unsigned MAX_RUNS = 100;
 constexpr unsigned MAX_PIECES = 1 << 15;
 constexpr unsigned PIECES_PER_SECOND = 25;
 constexpr std::int64_t SECOND = 1000000000;
+constexpr std::int64_t STAMP_INTERVAL = SECOND / 50;
 
 /// Seconds since the machine's start in nanoseconds; /proc/uptime has the same clock.
 inline std::int64_t Now() {

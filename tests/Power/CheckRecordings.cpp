@@ -1,5 +1,5 @@
 // Compares what lies in a record directory with what its hosts noted (Cameras.h):
-//     check_recordings cut LAYOUT DIR NOTES TIME     after a power cut at that time
+//     check_recordings cut LAYOUT DIR NOTES IMAGE    after a power cut; IMAGE ends with its time
 //     check_recordings all LAYOUT DIR NOTES...       all that these hosts recorded there
 //     check_recordings writes NOTES [BEGIN END]...   how long writes took, but those in these spans
 // Prints one line of figures; what is wrong goes to standard error, and the result is 1.
@@ -142,8 +142,14 @@ void StartAnew(LocalStorageType eLayout, const std::string& strDir) {
 }
 
 void CheckCut(LocalStorageType eLayout, const std::string& strDir, const char* pNotes,
-              std::int64_t nCut) {
+              const char* pImage) {
+    std::ifstream image(pImage);
+    std::int64_t nStamp = 0;
+    image.seekg(-static_cast<std::streamoff>(sizeof(nStamp)), std::ios::end);
+    if (!image.read(reinterpret_cast<char*>(&nStamp), sizeof(nStamp)))
+        return Complain(std::string("cannot read ") + pImage);
     const CNotes& notes = MapNotes(pNotes);
+    const std::int64_t nCut = std::max(notes.nBegun, nStamp + STAMP_INTERVAL);
     const CRecordings recordings(Files(strDir));
     std::int64_t nWorst = 0, nSum = 0;
     for (unsigned nCamera = 0; nCamera < notes.nCameras; ++nCamera) {
@@ -230,11 +236,11 @@ int main(int nArguments, char** argv) try {
         TellWrites(argv[2], argv + 3);
         return g_bWrong;
     }
-    if (nArguments < 5) return 2;
+    if (nArguments < 5 || (strCommand == "cut" && nArguments < 6)) return 2;
     const LocalStorageType eLayout =
         argv[2] == std::string("client") ? LOCAL_STORAGE_CLIENT : LOCAL_STORAGE_REMOTE_BACKUP;
     if (strCommand == "cut")
-        CheckCut(eLayout, argv[3], argv[4], Nanoseconds(argv[5]));
+        CheckCut(eLayout, argv[3], argv[4], argv[5]);
     else
         CheckAll(eLayout, argv[3], argv + 4);
     return g_bWrong;
