@@ -395,8 +395,8 @@ LOCALSTORAGE_API std::int32_t NewLocalStorageClass(CLocalStorageInterface** ppLo
 LOCALSTORAGE_API std::int32_t DelLocalStorageClass(CLocalStorageInterface** ppLocalStorage);
 
 /// Name of the record folder below every record directory: "RecordFile", or "BackupFile" while a
-/// record folder cannot be used. It is that of the engine that started last; an engine keeps its own
-/// from Initialize to Release. Read it; do not change it while engines run.
+/// record folder cannot be used. It is that of the engine that started last; an engine keeps its
+/// own from Initialize to Release. Read it; do not change it while engines run.
 LOCALSTORAGE_API extern const char* g_pRecDirName;
 }
 
