@@ -14,8 +14,8 @@
 bool IsClientLayout(const std::string& strDir);
 
 /// The record folder that the next host on `vDirs` uses in `strDir`: "BackupFile" where any of them
-/// has it and "RecordFile" cannot be read on one, or is on none, since a host uses one of the two on
-/// all its disks. In the client layout always "RecordFile".
+/// has it and "RecordFile" cannot be read on one, or is on none, since a host uses one of the two
+/// on all its disks. In the client layout always "RecordFile".
 std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vDirs);
 
 /// Recordings of a record directory that no host finds.
