@@ -221,6 +221,19 @@ enum StorageError {
     STORAGE_ERROR_PARAM = -20          ///< either: a parameter is out of bounds
 };
 
+/// Options of SetStorageOption, for every engine of the process.
+enum StorageOption {
+    /// Milliseconds between two syncs of what is recorded, 0 to 3,600,000; 0: never, the operating
+    /// system writes when it likes. Default 1000: a power cut costs at most the last 2 seconds.
+    STORAGE_OPTION_SYNC_INTERVAL = 1,
+    /// MiB of disk that an open recording reserves ahead, 0 to 1024, so that it stays in few pieces
+    /// although it is synced often; 0: none. Given back when the file is closed. Default 16.
+    STORAGE_OPTION_RESERVE_STEP = 2,
+    /// A record directory with so many MiB of free space or less is full: 64 to 1,073,741,824.
+    /// Default LOCALSTORAGE_DISK_FULL_SPACE.
+    STORAGE_OPTION_FULL_SPACE = 3
+};
+
 /// Data of MESSAGEVALUE_CREATEFILE and MESSAGEVALUE_CLOSEFILE, 396 bytes.
 struct recFileEvent {
     char szCameraID[LOCALSTORAGE_CAMERA_ID_SIZE];
@@ -244,7 +257,9 @@ struct writeFailEvent {
 /// Host callback. `pData` is valid during the call only; the result is ignored. Calls never
 /// overlap: the engine holds its callback lock around each. They come from the host's own thread
 /// (inside OpenChannelRecord, CloseChannelRecord, WriteData, WriteImage) and from the engine's
-/// disk-check thread. The callback must not call back into the engine and must not throw.
+/// disk-check and sync threads. A failed sync comes as MESSAGEVALUE_WRITEFAIL of each channel that
+/// it hits; its pUser is null when the channel was closed meanwhile. The callback must not call
+/// back into the engine and must not throw.
 typedef int (*StorageMsgCallback)(int nMsgType, void* pData, unsigned int nDataLen, void* pUser);
 
 /// Settings of an engine; Initialize copies them whole.
@@ -393,6 +408,10 @@ LOCALSTORAGE_API std::int32_t NewLocalStorageClass(CLocalStorageInterface** ppLo
 /// engine (a null engine stops the log all the same). `*ppLocalStorage` keeps its old value, which
 /// must not be used again.
 LOCALSTORAGE_API std::int32_t DelLocalStorageClass(CLocalStorageInterface** ppLocalStorage);
+
+/// Sets an option (StorageOption) for the engines that are initialised afterwards. 1: set; 0, and a
+/// line in the log: there is no such option, or the value is out of its range. Any thread.
+LOCALSTORAGE_API std::int32_t SetStorageOption(int nOption, int nValue);
 
 /// Name of the record folder below every record directory: "RecordFile", or "BackupFile" while a
 /// record folder cannot be used. It is that of the engine that started last; an engine keeps its

@@ -88,6 +88,18 @@ int OSL_TruncateFile(OSL_FileHandle hFile, std::int64_t nSize);
 /// fails. 0 also on a file system that has no such call for it.
 int OSL_SyncFile(const char* pPath);
 
+/// Another handle on the same open file; OSL_INVALID_FILE on failure.
+OSL_FileHandle OSL_DuplicateFile(OSL_FileHandle hFile);
+
+/// Makes the content of an open file durable.
+int OSL_SyncData(OSL_FileHandle hFile);
+
+/// Reserves so many bytes of disk behind the end of a file, which nobody sees but the disk: size
+/// and content stay.
+int OSL_ReserveSpace(OSL_FileHandle hFile, std::uint64_t nBytes);
+/// Gives back what is reserved behind the end. Nobody may write to the file meanwhile.
+int OSL_GiveBackSpace(OSL_FileHandle hFile);
+
 int OSL_DeleteFile(const char* pPath);
 /// 0 when the path exists (mode 0) or may be used so (1 execute, 2 write, 4 read, or'ed).
 int OSL_AccessFile(const char* pPath, int nMode);
@@ -165,6 +177,12 @@ int OSL_GetDiskSpace(const char* pPath, OSL_DISK_SPACE& stSpace);
 
 /// Makes everything written so far to the file system of directory `pPath` durable.
 int OSL_SyncFileSystem(const char* pPath);
+/// The same for the file system of an open file or directory. Fails too when something that was
+/// written since the handle was opened could not be made durable.
+int OSL_SyncFileSystemOf(OSL_FileHandle hFile);
+/// Whether that does what it says there. Elsewhere, as on network and user-space file systems, each
+/// file and each folder is to be synced by itself.
+bool OSL_CanSyncFileSystem(const char* pPath);
 
 /// Takes an advisory lock on a directory itself, shared with nobody (other opens of this process
 /// included), without waiting. OSL_INVALID_FILE: somebody holds it (EWOULDBLOCK), or a failure.

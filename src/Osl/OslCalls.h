@@ -39,7 +39,10 @@ struct OSL_Calls {
     int (*pfnStatVfs)(const char* pPath, struct statvfs* pStat);
     uid_t (*pfnUser)();  ///< geteuid
     int (*pfnSyncFileSystem)(int nFile);
-    int (*pfnLock)(int nFile, int nOperation);  ///< flock
+    int (*pfnCanSync)(const char* pPath);         ///< OSL_PlatformCanSync
+    int (*pfnSyncData)(int nFile);                ///< fdatasync
+    int (*pfnReserve)(int nFile, off_t nLength);  ///< OSL_PlatformReserve
+    int (*pfnLock)(int nFile, int nOperation);    ///< flock
     int (*pfnThreadCreate)(pthread_t* pThread, const pthread_attr_t* pAttr, void* (*pProc)(void*),
                            void* pArg);  ///< the error number is the result
     int (*pfnClock)(clockid_t nClock, struct timespec* pTime);

@@ -26,6 +26,14 @@ int OSL_SyncFileSystem(const char* pPath) {
     return nResult;
 }
 
+int OSL_SyncFileSystemOf(OSL_FileHandle hFile) {
+    return OSL_Call().pfnSyncFileSystem(static_cast<int>(hFile));
+}
+
+bool OSL_CanSyncFileSystem(const char* pPath) {
+    return OSL_Call().pfnCanSync(pPath) == 0;
+}
+
 OSL_FileHandle OSL_LockDir(const char* pPath) {
     const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_DIRECTORY);
     if (nFile < 0) return OSL_INVALID_FILE;

@@ -108,6 +108,23 @@ int OSL_SyncFile(const char* pPath) {
     return nResult != 0 && errno == EINVAL ? 0 : nResult;
 }
 
+OSL_FileHandle OSL_DuplicateFile(OSL_FileHandle hFile) {
+    return ::fcntl(static_cast<int>(hFile), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
+int OSL_SyncData(OSL_FileHandle hFile) {
+    return OSL_Call().pfnSyncData(static_cast<int>(hFile));
+}
+
+int OSL_ReserveSpace(OSL_FileHandle hFile, std::uint64_t nBytes) {
+    return OSL_Call().pfnReserve(static_cast<int>(hFile), static_cast<off_t>(nBytes));
+}
+
+int OSL_GiveBackSpace(OSL_FileHandle hFile) {
+    const off_t nSize = OSL_Call().pfnSeek(static_cast<int>(hFile), 0, SEEK_END);
+    return nSize < 0 ? -1 : OSL_TruncateFile(hFile, nSize);
+}
+
 int OSL_DeleteFile(const char* pPath) {
     return OSL_Call().pfnUnlinkAt(AT_FDCWD, pPath, 0);
 }

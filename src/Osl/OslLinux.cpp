@@ -1,10 +1,45 @@
+#include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include "Osl/OslPlatform.h"
 
 int OSL_PlatformSync(int nFile) {
     return ::syncfs(nFile);
+}
+
+// Those of whose answer to syncfs we are sure; any other is synced file by file.
+int OSL_PlatformCanSync(const char* pPath) {
+    struct statfs stStat;
+    if (::statfs(pPath, &stStat) != 0) return -1;
+    switch (static_cast<unsigned long>(stStat.f_type)) {
+        case EXT4_SUPER_MAGIC:
+        case XFS_SUPER_MAGIC:
+        case BTRFS_SUPER_MAGIC:
+        case F2FS_SUPER_MAGIC:
+        case TMPFS_MAGIC:
+            return 0;
+        default:
+            errno = EOPNOTSUPP;
+            return -1;
+    }
+}
+
+int OSL_PlatformSyncData(int nFile) {
+    return ::fdatasync(nFile);
+}
+
+int OSL_PlatformReserve(int nFile, off_t nLength) {
+    struct stat stStat;
+    if (::fstat(nFile, &stStat) != 0) return -1;
+    int nResult = 0;
+    do {
+        nResult = ::fallocate(nFile, FALLOC_FL_KEEP_SIZE, stStat.st_size, nLength);
+    } while (nResult != 0 && errno == EINTR);
+    return nResult;
 }
 
 std::int64_t OSL_PlatformModifyNano(const struct stat& stStat) {

@@ -16,6 +16,7 @@ enum class OSL_LockRank : int {
     DiskCheck,
     ChannelMap,
     RecordFiles,
+    DiskSync,
     Callback,
     CurrentDirectory,
     LastError,

@@ -38,6 +38,8 @@ enum class Op {
     RemoveDir,
     StatVfs,
     Sync,
+    CanSync,  ///< whether a file system can be synced as a whole
+    Reserve,
     Lock,
     ThreadCreate  ///< its path is empty
 };

@@ -8,6 +8,7 @@
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
+#include "LocalStorage/StorageOptions.h"
 #include "RecordTree/Names.h"
 
 namespace {
@@ -96,9 +97,9 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
     const recordPath stPath = ChooseOpenPath(strCameraID, stRecFileInfo);
     const CIndexMgr::CChange change(*m_pIndexMgr, stPath.RecDir());
     const unsigned nNewFile = IsClientLayout() ? OSL_OPEN_UNIQUE : OSL_OPEN_NEW;
-    const OSL_FileHandle hRecFile =
-        OpenInFolder(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : nNewFile);
-    if (hRecFile == OSL_INVALID_FILE)
+    CRecordFile objRecFile = OpenRecFile(
+        stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : nNewFile, strCameraID, pUser);
+    if (!objRecFile.IsOpen())
         return Fail(STORAGE_ERROR_OPEN_FILE,
                     "[wtb][CLocalStorage::OpenChannelRecord] OSL_OpenFile fail, strRecFilePath[%s]",
                     stPath.strPath.c_str());
@@ -108,16 +109,13 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
                 "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback MESSAGEVALUE_CREATEFILE, "
                 "strRecFilePath[%s]",
                 stPath.strPath.c_str());
-        m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser, hRecFile,
-                                  stPath.strPath, OSL_Time());
+        m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser,
+                                  std::move(objRecFile), stPath.strPath, OSL_Time());
         m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
     } catch (const std::exception&) {
         // The file stays, perhaps without an entry: the change does not end, so the marker stays.
         CChannelClaim claim = m_mapRecordChannel.Claim(key);
-        if (claim)
-            claim.Remove();
-        else
-            OSL_CloseFile(hRecFile);
+        if (claim) claim.Remove();
         throw;
     }
     return true;
@@ -152,6 +150,15 @@ OSL_FileHandle CLocalStorage::OpenInFolder(const recordPath& stPath, unsigned nF
     }
     m_objDisks.NoteFailure(stPath.strPath, nError);
     return OSL_INVALID_FILE;
+}
+
+CRecordFile CLocalStorage::OpenRecFile(const recordPath& stPath, unsigned nFlags,
+                                       const std::string& strCameraID, void* pUser) {
+    const OSL_FileHandle hFile = OpenInFolder(stPath, nFlags);
+    if (hFile == OSL_INVALID_FILE) return {};
+    const auto nReserveStep =
+        static_cast<std::uint64_t>(GetStorageOption(STORAGE_OPTION_RESERVE_STEP)) << 20;
+    return {hFile, m_objSyncs.Add(stPath, strCameraID, pUser, hFile), nReserveStep};
 }
 
 bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileInfo) try {
@@ -193,7 +200,7 @@ void CLocalStorage::CloseChannelRecord(CChannelClaim& claim) noexcept {
 
 // Some disks say only now that they did not take what was written.
 void CLocalStorage::CloseRecFile(recordChannel& channel) {
-    const int nError = channel.CloseFile();
+    const int nError = channel.objRecFile.Close();
     if (nError == 0) return;
     ReportLoss(channel, nError);
     LogText("[wtb][CLocalStorage::CloseRecFile] OSL_CloseFile fail, strRecFilePath[%s], iErr [%d]",

@@ -22,13 +22,6 @@ std::uint32_t MeanRate(const recordChannel& channel, std::time_t tNow) {
 
 recordChannel::~recordChannel() {
     if (hStream) VEXANA_Destroy(hStream);
-    CloseFile();
-}
-
-int recordChannel::CloseFile() {
-    if (hRecFile == OSL_INVALID_FILE) return 0;
-    const int nResult = OSL_CloseFile(std::exchange(hRecFile, OSL_INVALID_FILE));
-    return nResult == 0 ? 0 : OSL_GetSystemLastError();
 }
 
 // Looks the channel up anew after every wait: meanwhile it may be gone, and another in its place.
@@ -59,11 +52,11 @@ bool CChannelTable::Contains(const channelKeyView& key) const {
     return m_mChannel.find(key) != m_mChannel.end();
 }
 
-void CChannelTable::Insert(const channelKey& key, void* pUser, OSL_FileHandle hRecFile,
+void CChannelTable::Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
                            const std::string& strRecFilePath, std::time_t tNow) {
     OSL_Guard guard(m_mtxChannel);
     recordChannel& channel = m_mChannel.try_emplace(key, key.strCameraID, pUser).first->second;
-    channel.hRecFile = hRecFile;
+    channel.objRecFile = std::move(objRecFile);
     channel.strRecFilePath = strRecFilePath;
     channel.tCreateTime = tNow;
     OSL_Guard guardFiles(m_mtxFiles);
@@ -90,7 +83,7 @@ void CChannelTable::EndSwitch(recordChannel& channel) {
     ForgetFile(channel.strRecFilePath);
     channel.strRecFilePath = std::move(channel.strNewFilePath);
     channel.strNewFilePath.clear();
-    if (channel.hRecFile != OSL_INVALID_FILE) return;
+    if (channel.objRecFile.IsOpen()) return;
     ForgetFile(channel.strRecFilePath);
     channel.strRecFilePath.clear();
 }

@@ -23,6 +23,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "LocalStorage/RecordFile.h"
 #include "Osl/Osl.h"
 #include "Osl/OslMutex.h"
 #include "StreamProbe/StreamProbe.h"
@@ -95,11 +96,7 @@ struct recordChannel {
     recordChannel(const recordChannel&) = delete;
     recordChannel& operator=(const recordChannel&) = delete;
 
-    /// Closes the file, if one is open, and leaves no handle behind: its number may soon be
-    /// another file's. 0, or the system's error number.
-    int CloseFile();
-
-    OSL_FileHandle hRecFile = OSL_INVALID_FILE;
+    CRecordFile objRecFile;
     VEXANA_Handle hStream = nullptr;  ///< made by the first header, when streams are analysed
     bool bGotIFrame = false;          ///< the first key frame has come
     bool bWriteFailed = false;        ///< the last write to the current file failed
@@ -138,7 +135,7 @@ public:
     bool Contains(const channelKeyView& key) const;
 
     /// Adds a channel that has this file open. Its key is not in the table.
-    void Insert(const channelKey& key, void* pUser, OSL_FileHandle hRecFile,
+    void Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
                 const std::string& strRecFilePath, std::time_t tNow);
 
     /// Announces the file that a switch is about to make, so that no clean-up takes it.

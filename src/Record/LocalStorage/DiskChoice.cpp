@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "localstorage/LocalStorage.h"
+#include "LocalStorage/StorageOptions.h"
 
 namespace {
 
@@ -11,7 +11,8 @@ bool IsWantOfRoom(int nError) {
 }
 
 bool LacksSpace(const diskLook& stLook) {
-    return stLook.nUsableSpace.value_or(0) <= LOCALSTORAGE_DISK_FULL_SPACE;
+    return stLook.nUsableSpace.value_or(0) <=
+           static_cast<std::uint64_t>(GetStorageOption(STORAGE_OPTION_FULL_SPACE));
 }
 
 }  // namespace

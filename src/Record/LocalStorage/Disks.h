@@ -30,6 +30,8 @@ public:
     /// current. With `bCycWrite` recording moves among them, without it stays on the first. No
     /// other call may run meanwhile.
     void Assign(const std::list<std::string>& lsRecDir, bool bCycWrite);
+    /// The directories.
+    const std::vector<std::string>& All() const { return m_vRecDirs; }
     /// The current record directory; empty before Assign.
     std::string Current() const;
     /// Whether the file of this path lies on the current disk.

@@ -24,6 +24,7 @@
 
 #include "IndexMgr/IndexMgr.h"
 #include "LocalStorage/ChannelTable.h"
+#include "LocalStorage/DiskSync.h"
 #include "LocalStorage/Disks.h"
 #include "LocalStorage/HostEvents.h"
 #include "Osl/Osl.h"
@@ -55,6 +56,7 @@ private:
     // Lifecycle
     bool StartIndex(const std::list<std::string>& lsRecDir);
     void ChooseFirstDisk(std::list<std::string> lsRecDir);
+    bool StartSync();
     bool StartDiskCheck();
     void StopIndex();
     void SetLastError(int nError);
@@ -92,6 +94,9 @@ private:
     /// Makes the folder and opens the file; makes the folder again when a clean-up took it in
     /// between. Makes nothing below a missing disk. A failure is held against the disk.
     OSL_FileHandle OpenInFolder(const recordPath& stPath, unsigned nFlags);
+    /// The same for a recording: its file is synced, and reserves ahead.
+    CRecordFile OpenRecFile(const recordPath& stPath, unsigned nFlags,
+                            const std::string& strCameraID, void* pUser);
     /// Writes what the analyser still holds and closes, without a message but for what is lost.
     void CloseChannelRecord(CChannelClaim& claim) noexcept;
     /// Closes its file; a failure counts as a failed write.
@@ -110,6 +115,8 @@ private:
     void NoteKeyFrame(recordChannel& channel);
     bool WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize);
     void ReportFailedWrite(const recordChannel& channel, const char* pBuf, std::size_t nSize);
+    /// What a sync could not make durable is lost as by a failed write.
+    void ReportUnsynced(const CSyncedFile& file, void* pUser, int nError);
     /// Tells the host, and holds it against the disk.
     void ReportLoss(const recordChannel& channel, int nError);
 
@@ -150,9 +157,9 @@ private:
     bool VerifyImageRequest(const char* pCameraID, const char* pBuf, const char* pImgPath) const;
     bool VerifyImagePath(const std::string& strPath) const;
     recordPath BuildImagePath(const std::string& strCameraID) const;
-    OSL_FileHandle OpenImageFile(const std::string& strCameraID, std::string& strPath)
+    CRecordFile OpenImageFile(const std::string& strCameraID, std::string& strPath)
         OSL_REQUIRES(m_mtxDiskCheck);
-    bool WriteImageData(OSL_FileHandle hFile, const std::string& strCameraID,
+    bool WriteImageData(CRecordFile& objFile, const std::string& strCameraID,
                         const std::string& strPath, const char* pBuf, std::uint32_t nSize);
 
     tagStoreInfo m_stStoreInfo;
@@ -160,6 +167,7 @@ private:
     CHostEvents m_objEvents;
     std::unique_ptr<CIndexMgr> m_pIndexMgr;
     CDisks m_objDisks;  ///< asks m_pIndexMgr
+    CDiskSyncs m_objSyncs;
     CChannelTable m_mapRecordChannel;
     OSL_ThreadHandle m_hDiskCheckThread = nullptr;
     OSL_EventHandle m_hDiskCheckEvent;  ///< set to wake the thread

@@ -44,7 +44,7 @@ bool CLocalStorage::IsNewPathTooLong(recordChannel& channel, const recordPath& s
 
 // Nothing to close, and to report, when the switch before this one failed.
 void CLocalStorage::CloseOldFile(recordChannel& channel) {
-    if (channel.hRecFile == OSL_INVALID_FILE) return;
+    if (!channel.objRecFile.IsOpen()) return;
     CloseRecFile(channel);
     const char* const pPath = channel.strRecFilePath.c_str();
     LogText("[wtb][CLocalStorage::SwitchRecFile] old file, strRecFilePath[%s]", pPath);
@@ -61,15 +61,15 @@ void CLocalStorage::OpenNewFile(recordChannel& channel) {
     if (IsNewPathTooLong(channel, stPath)) return;
     m_mapRecordChannel.Announce(channel, stPath.strPath);
     const char* const pPath = stPath.strPath.c_str();
-    channel.hRecFile = OpenInFolder(stPath, OSL_OPEN_UNIQUE);
-    if (channel.hRecFile == OSL_INVALID_FILE) {
+    channel.objRecFile = OpenRecFile(stPath, OSL_OPEN_UNIQUE, channel.strCameraID, channel.pUser);
+    if (!channel.objRecFile.IsOpen()) {
         LogText("[wtb][CLocalStorage::SwitchRecFile] OSL_OpenFile fail, strRecFilePath[%s]", pPath);
         return;
     }
-    if (OSL_WriteFile(channel.hRecFile, channel.byStreamHead, channel.nStreamHeadLen, nullptr) !=
-        0) {
+    std::size_t nWritten = 0;
+    if (!channel.objRecFile.Write(channel.byStreamHead, channel.nStreamHeadLen, nWritten)) {
         const int nError = OSL_GetSystemLastError();
-        channel.CloseFile();
+        channel.objRecFile.Close();
         OSL_DeleteFile(pPath);
         m_objDisks.NoteFailure(stPath.strPath, nError);
         LogText("[wtb][CLocalStorage::SwitchRecFile] OSL_WriteFile fail, strRecFilePath[%s]",

@@ -8,6 +8,7 @@
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
+#include "LocalStorage/StorageOptions.h"
 
 namespace {
 
@@ -30,6 +31,9 @@ bool HasSentinel(const CVexList<pathNode>& list) {
 CLocalStorage::CLocalStorage()
     : m_objDisks([this](const std::string& strRecDir, int nFailure) {
           return LookAtDisk(*m_pIndexMgr, strRecDir, nFailure);
+      }),
+      m_objSyncs([this](const CSyncedFile& file, void* pUser, int nError) {
+          ReportUnsynced(file, pUser, nError);
       }),
       m_hDiskCheckEvent(OSL_CreateEvent()) {
     if (m_hDiskCheckEvent && HasSentinel(m_lsRecFile) && HasSentinel(m_stStoreInfo.lsRecDir))
@@ -69,11 +73,12 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
 
     if (!StartIndex(lsRecDir)) return false;
     ChooseFirstDisk(std::move(lsRecDir));
-    if (!StartDiskCheck()) return false;
+    if (!StartSync() || !StartDiskCheck()) return false;
     m_bInit = true;
     SetLastError(STORAGE_ERROR_NONE);
     return true;
 } catch (const std::exception&) {
+    m_objSyncs.Stop();
     StopIndex();
     SetLastError(STORAGE_ERROR_NO_MEMORY);
     return OutOfMemory("Initialize");
@@ -114,6 +119,13 @@ void CLocalStorage::StopIndex() {
     m_pIndexMgr.reset();
 }
 
+bool CLocalStorage::StartSync() {
+    const int nInterval = GetStorageOption(STORAGE_OPTION_SYNC_INTERVAL);
+    if (m_objSyncs.Start(m_objDisks.All(), static_cast<std::uint32_t>(nInterval))) return true;
+    StopIndex();
+    return Fail(STORAGE_ERROR_THREAD, "[wtb][CLocalStorage::Initialize] create sync thread fail");
+}
+
 bool CLocalStorage::StartDiskCheck() {
     {
         OSL_Guard guard(m_mtxDiskCheck);
@@ -123,6 +135,7 @@ bool CLocalStorage::StartDiskCheck() {
     OSL_ResetEvent(m_hDiskCheckEvent);
     m_hDiskCheckThread = OSL_Thread_Create(DiskCheckProc, this);
     if (m_hDiskCheckThread) return true;
+    m_objSyncs.Stop();
     StopIndex();
     return Fail(STORAGE_ERROR_THREAD,
                 "[wtb][CLocalStorage::Initialize] create disk check thread fail");
@@ -137,6 +150,7 @@ bool CLocalStorage::Release() {
     OSL_Thread_Wait(m_hDiskCheckThread);
     m_hDiskCheckThread = nullptr;
     LogText("[wtb][CLocalStorage::Release] close disk check thread");
+    m_objSyncs.Stop();
     m_pIndexMgr->Release();
     m_pIndexMgr.reset();
     m_bInit = false;

@@ -13,15 +13,15 @@ bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned
                                char* pImgPath) try {
     if (!VerifyImageRequest(pCameraID, pBuf, pImgPath)) return false;
     std::string strPath;
-    OSL_FileHandle hFile = OSL_INVALID_FILE;
+    CRecordFile objFile;
     {
         OSL_Guard guard(m_mtxDiskCheck);
         CheckDisk();
-        hFile = OpenImageFile(pCameraID, strPath);
+        objFile = OpenImageFile(pCameraID, strPath);
     }
-    if (hFile == OSL_INVALID_FILE) return false;
+    if (!objFile.IsOpen()) return false;
     CopyText(pImgPath, LOCALSTORAGE_PATH_SIZE, strPath);
-    return WriteImageData(hFile, pCameraID, strPath, pBuf, nSize);
+    return WriteImageData(objFile, pCameraID, strPath, pBuf, nSize);
 } catch (const std::exception&) {
     return OutOfMemory("WriteImage");
 }
@@ -53,7 +53,7 @@ recordPath CLocalStorage::BuildImagePath(const std::string& strCameraID) const {
         .File(GetSecondName(ConvertBlockTimeToFileTime(stNow), PICTURE_EXTENSION));
 }
 
-OSL_FileHandle CLocalStorage::OpenImageFile(const std::string& strCameraID, std::string& strPath) {
+CRecordFile CLocalStorage::OpenImageFile(const std::string& strCameraID, std::string& strPath) {
     if (IsDiskFull(m_objDisks.CurrentLook())) {
         if (m_objEvents.SendDiskFull(nullptr))
             LogText(
@@ -62,24 +62,28 @@ OSL_FileHandle CLocalStorage::OpenImageFile(const std::string& strCameraID, std:
                 strCameraID.c_str());
         LogText("[wtb][CLocalStorage::WriteImage] IsDiskFull, m_strCurRecDir [%s/], pCameraID [%s]",
                 m_objDisks.Current().c_str(), strCameraID.c_str());
-        return OSL_INVALID_FILE;
+        return {};
     }
     const recordPath stPath = BuildImagePath(strCameraID);
-    if (!VerifyImagePath(stPath.strPath)) return OSL_INVALID_FILE;
+    if (!VerifyImagePath(stPath.strPath)) return {};
     strPath = stPath.strPath;
     const OSL_FileHandle hFile = OpenInFolder(stPath, OSL_OPEN_NEW);
-    if (hFile == OSL_INVALID_FILE)
+    if (hFile == OSL_INVALID_FILE) {
         LogText("[wtb][CLocalStorage::WriteImage] OpenImageFile fail, strImageFilePath[%s]",
                 strPath.c_str());
-    return hFile;
+        return {};
+    }
+    return {hFile, m_objSyncs.Add(stPath, strCameraID, nullptr, hFile), 0};
 }
 
 // Deliberate: what was written of a picture that failed stays, and the host has its path.
-bool CLocalStorage::WriteImageData(OSL_FileHandle hFile, const std::string& strCameraID,
+bool CLocalStorage::WriteImageData(CRecordFile& objFile, const std::string& strCameraID,
                                    const std::string& strPath, const char* pBuf,
                                    std::uint32_t nSize) {
-    int nError = OSL_WriteFile(hFile, pBuf, nSize, nullptr) == 0 ? 0 : OSL_GetSystemLastError();
-    if (OSL_CloseFile(hFile) != 0 && nError == 0) nError = OSL_GetSystemLastError();
+    std::size_t nWritten = 0;
+    int nError = objFile.Write(pBuf, nSize, nWritten) ? 0 : OSL_GetSystemLastError();
+    const int nCloseError = objFile.Close();
+    if (nError == 0) nError = nCloseError;
     if (nError == 0) return true;
     m_objDisks.NoteFailure(strPath, nError);
     m_objEvents.SendWriteFail(strCameraID, nError, nullptr);

@@ -117,7 +117,7 @@ void CLocalStorage::NoteKeyFrame(recordChannel& channel) {
 bool CLocalStorage::WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize) {
     if (nSize == 0) return true;
     std::size_t nWritten = 0;
-    const bool bFailed = OSL_WriteFile(channel.hRecFile, pBuf, nSize, &nWritten) != 0;
+    const bool bFailed = !channel.objRecFile.Write(pBuf, nSize, nWritten);
     channel.nWrittenSize.store(channel.nWrittenSize.load(std::memory_order_relaxed) + nWritten,
                                std::memory_order_relaxed);
     if (bFailed) ReportFailedWrite(channel, pBuf, nSize);
@@ -132,6 +132,13 @@ void CLocalStorage::ReportFailedWrite(const recordChannel& channel, const char* 
     LogFailedWrite("WriteRecord", channel.strCameraID, pBuf, nSize, nError);
     // The first of a run brings the disk check forward, so that the next may find room.
     if (!channel.bWriteFailed) OSL_SetEvent(m_hDiskCheckEvent);
+}
+
+void CLocalStorage::ReportUnsynced(const CSyncedFile& file, void* pUser, int nError) {
+    m_objDisks.NoteFailure(file.Path(), nError);
+    m_objEvents.SendWriteFail(file.CameraID(), nError, pUser);
+    LogText("[wtb][CDiskSync::Sync] sync fail, strRecFilePath[%s], iErr [%d]", file.Path().c_str(),
+            nError);
 }
 
 void CLocalStorage::ReportLoss(const recordChannel& channel, int nError) {

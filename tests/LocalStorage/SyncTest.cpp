@@ -1,0 +1,98 @@
+// What is recorded is made durable by a thread of its own; what cannot be is told as a failed
+// write.
+
+#include <cerrno>
+#include <chrono>
+#include <sys/stat.h>
+#include <thread>
+
+#include "LocalStorage/EngineTest.h"
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+
+class Sync : public CEngineTest {
+protected:
+    static constexpr int NEVER = 3600000;  // but at Release
+
+    void StartSyncing(int nInterval) {
+        ASSERT_EQ(SetStorageOption(STORAGE_OPTION_SYNC_INTERVAL, nInterval), 1);
+        Start();
+    }
+    /// What the host was told once a message of a failed write has come; it comes in time.
+    Trace AwaitFailure() {
+        for (int nTry = 0; nTry < 1000 && Messages().empty(); ++nTry)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return Said();
+    }
+};
+
+}  // namespace
+
+TEST_F(Sync, IsDoneForWhatWasWrittenAndForNothingElse) {
+    for (const bool bWrite : {false, true}) {
+        StartSyncing(NEVER);
+        if (bWrite) {
+            ASSERT_TRUE(Open("cam_1_0", Hour(4, 8)));
+            ASSERT_TRUE(Write("cam_1_0", Hour(4, 8), "video"));
+        }
+        const auto syncs = m_faults.Watch(Op::Sync, Is(m_dir / "1"));
+        const auto flushes = m_faults.Watch(Op::Sync, Below(m_dir / "1/RecordFile"));
+        m_pEngine->Release();
+        EXPECT_EQ(syncs.Seen(), bWrite ? 1u : 0u);
+        EXPECT_EQ(flushes.Seen() > 0, bWrite);
+        m_faults.ClearRules();
+    }
+}
+
+TEST_F(Sync, FailsAsAWriteFails) {
+    for (const int nWhole : {1, 0}) {  // as a whole, and file by file
+        if (!nWhole) m_faults.Fail(Op::CanSync, Any(), EOPNOTSUPP);
+        StartSyncing(10);
+        ASSERT_TRUE(Open("cam_1_0", Hour(4, 8)));
+        ASSERT_TRUE(Open("cam_2_0", Hour(4, 8)));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));  // what was made is synced
+        ClearTrace();
+        m_faults.Fail(Op::Sync, Any(), EIO).Times(1);
+        ASSERT_TRUE(Write("cam_2_0", Hour(4, 8), "video"));
+        EXPECT_THAT(AwaitFailure(), Contains(HasSubstr("-> 6 cam_2_0 5 [132] user")));
+        // The disk counts as full until it takes files again, which the next check finds out.
+        m_faults.Fail(Op::Write, Ends(".write-trial"), EIO);
+        EXPECT_FALSE(Open("cam_3_0", Hour(4, 8)));
+        EXPECT_EQ(m_pEngine->GetLastError(), STORAGE_ERROR_DISK_FULL);
+        m_faults.ClearRules();
+        EXPECT_TRUE(Open("cam_3_0", Hour(4, 8)));
+        Stop();
+    }
+}
+
+TEST_F(Sync, OptionsHaveBounds) {
+    EXPECT_EQ(SetStorageOption(0, 1), 0);
+    EXPECT_EQ(SetStorageOption(STORAGE_OPTION_SYNC_INTERVAL, -1), 0);
+    EXPECT_EQ(SetStorageOption(STORAGE_OPTION_FULL_SPACE, 63), 0);
+    ASSERT_EQ(SetStorageOption(STORAGE_OPTION_FULL_SPACE, 64), 1);
+    Start();
+    SetRoom(65);
+    EXPECT_TRUE(Open("cam_1_0", Hour(4, 8)));
+    SetRoom(64);
+    EXPECT_FALSE(Open("cam_1_0", Hour(4, 9)));
+    EXPECT_EQ(SetStorageOption(STORAGE_OPTION_FULL_SPACE, LOCALSTORAGE_DISK_FULL_SPACE), 1);
+}
+
+TEST_F(Sync, ReservedSpaceIsSeenByNobodyAndGivenBack) {
+    const recFileInfo stFile = Hour(4, 8);
+    Start();
+    const auto reservations = m_faults.Watch(Op::Reserve, Any());
+    ASSERT_TRUE(Open("cam_1_0", stFile));
+    const std::string strPath = RecordFiles().front();
+    for (int n = 0; n < 3; ++n) ASSERT_TRUE(Write("cam_1_0", stFile, std::string(8 << 20, 'v')));
+    EXPECT_EQ(reservations.Seen(), 2u);
+    EXPECT_EQ(std::filesystem::file_size(strPath), 24u << 20);
+    ASSERT_TRUE(Close("cam_1_0", stFile));
+    struct stat stStat;
+    ASSERT_EQ(::stat(strPath.c_str(), &stStat), 0);
+    EXPECT_EQ(stStat.st_size, 24 << 20);
+    EXPECT_LE(stStat.st_blocks, (24 << 20) / 512 + 1024);
+}
