@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <span>
 
 #include "Osl/Osl.h"
 #include "RecordTree/IndexFiles.h"
@@ -117,31 +118,36 @@ bool IsUsable(const indexLevel2Body& stChannel) {
            IsFolderName(GetDirName(stChannel));
 }
 
-// Fills a tree from index files.
+// Fills days of a tree from index files. Several may fill different days at the same time.
 class CIndexLoader {
 public:
     CIndexLoader(const std::string& strFolder, IndexLength eLength, CIndexTree& tree,
                  indexFileFault& fault)
-        : m_strFolder(strFolder), m_reader(eLength, fault), m_tree(tree) {}
+        : m_strFolder(strFolder), m_fault(fault), m_reader(eLength, fault), m_tree(tree) {}
 
-    bool Load() {
-        std::vector<std::pair<dateInfo, indexDay*>> vDays;  // in the order of the file
+    // Enters the days and tells them in the order of the file.
+    bool ReadDays(std::vector<indexDay*>& vDays) {
         const auto takeDays = [&](const indexLevel1Body* pDays, std::size_t nDays) {
-            for (std::size_t i = 0; i < nDays; ++i) {
-                indexDay* pDay = m_tree.NewDay(pDays[i]);
-                if (!pDay) return false;
-                vDays.emplace_back(pDays[i].stDate, pDay);
-            }
-            return true;
+            return std::all_of(pDays, pDays + nDays, [&](const indexLevel1Body& stDay) {
+                return vDays.emplace_back(m_tree.NewDay(stDay)) != nullptr;
+            });
         };
-        if (!m_reader.Read<indexLevel1Body>(1, m_strFolder + "/" + INDEX_FILE_LEVEL1, takeDays)) {
-            return false;
-        }
-        for (const auto& [stDate, pDay] : vDays) {
-            if (!LoadDay(*pDay)) return false;
-        }
-        return true;
+        return m_reader.Read<indexLevel1Body>(1, m_strFolder + "/" + INDEX_FILE_LEVEL1, takeDays);
     }
+
+    // Remembers what became of it.
+    void LoadDays(std::span<indexDay* const> days) {
+        try {
+            m_bLoaded = std::all_of(days.begin(), days.end(),
+                                    [this](indexDay* pDay) { return LoadDay(*pDay); });
+        } catch (const std::bad_alloc&) {
+            m_fault.eError = IndexFileError::Memory;
+            m_bLoaded = false;
+        }
+    }
+    bool IsLoaded() const { return m_bLoaded; }
+    // Some files were not in order: what a flush would write differs from them.
+    bool IsMended() const { return m_bMended; }
 
 private:
     bool LoadDay(indexDay& day) {
@@ -166,16 +172,21 @@ private:
     bool LoadChannel(indexChannel& channel, const std::string& strPath) {
         const auto takeFiles = [&](const indexLevel3Body* pFiles, std::size_t nFiles) {
             const auto eOrder = channel.objFiles.Change().AppendAll(pFiles, nFiles);
-            // What a flush would write differs from the file.
-            if (eOrder == CFileList::Order::Mended) channel.nVersion = m_tree.NewVersion();
+            if (eOrder == CFileList::Order::Mended) {
+                channel.nVersion = m_tree.GetVersion() + 1;
+                m_bMended = true;
+            }
             return eOrder != CFileList::Order::Doubled;
         };
         return m_reader.Read<indexLevel3Body>(3, strPath, takeFiles);
     }
 
     const std::string& m_strFolder;
+    indexFileFault& m_fault;
     CIndexFileReader m_reader;
     CIndexTree& m_tree;
+    bool m_bLoaded = true;
+    bool m_bMended = false;
 };
 
 bool EndsWith(std::string_view strText, std::string_view strEnd) {
@@ -186,9 +197,19 @@ bool EndsWith(std::string_view strText, std::string_view strEnd) {
 }  // namespace
 
 bool LoadIndex(const std::string& strFolder, IndexLength eLength, CIndexTree& tree,
-               indexFileFault& fault) {
+               indexFileFault& fault, RunBoth runBoth) {
     try {
-        return CIndexLoader(strFolder, eLength, tree, fault).Load();
+        indexFileFault secondFault;
+        CIndexLoader first(strFolder, eLength, tree, fault);
+        CIndexLoader second(strFolder, eLength, tree, secondFault);
+        std::vector<indexDay*> vDays;
+        if (!first.ReadDays(vDays)) return false;
+        const std::span<indexDay* const> days = vDays;
+        runBoth([&] { first.LoadDays(days.first(days.size() / 2)); },
+                [&] { second.LoadDays(days.subspan(days.size() / 2)); });
+        if (first.IsMended() || second.IsMended()) tree.NewVersion();
+        if (first.IsLoaded() && !second.IsLoaded()) fault = secondFault;
+        return first.IsLoaded() && second.IsLoaded();
     } catch (const std::bad_alloc&) {
         fault.eError = IndexFileError::Memory;
         return false;

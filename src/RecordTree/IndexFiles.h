@@ -77,12 +77,20 @@ enum class IndexLength {
     AtLeast
 };
 
-/// Reads all index files of record folder `strFolder` into the empty `tree`, each once, in the
-/// order index01.bin, then day by day its index02.bin and their index03.bin. False with the first
-/// fault; the tree is then incomplete. Memory grows with what the files hold, never with what they
-/// claim.
+/// Runs two pieces of work, one after the other or at the same time; neither throws.
+using Work = std::function<void()>;
+using RunBoth = void (*)(const Work& first, const Work& second);
+inline void RunInTurn(const Work& first, const Work& second) {
+    first();
+    second();
+}
+
+/// Reads all index files of record folder `strFolder` into the empty `tree`, each once:
+/// index01.bin, then, one half of the days beside the other, day by day its index02.bin and their
+/// index03.bin. False with the first fault; the tree is then incomplete. Memory grows with what the
+/// files hold, never with what they claim.
 bool LoadIndex(const std::string& strFolder, IndexLength eLength, CIndexTree& tree,
-               indexFileFault& fault);
+               indexFileFault& fault, RunBoth runBoth = RunInTurn);
 
 /// Reads one index file, of the level that its name says, and calls the function of that level for
 /// each element. False with the fault.

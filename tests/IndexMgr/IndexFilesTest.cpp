@@ -17,11 +17,11 @@ std::string Bytes(std::initializer_list<int> values) {
     return {values.begin(), values.end()};
 }
 
-// A record directory with one recording of cam_300_7 and its index files.
+// A record directory with two days of cam_300_7 and its index files.
 class IndexFiles : public CRecordDirTest {
 protected:
     void SetUp() override {
-        Put("cam_300_7", FILE_1);
+        for (const char* pFile : {FILE_1, FILE_3}) Put("cam_300_7", pFile);
         ASSERT_EQ(Start(), 0);
     }
 
@@ -34,12 +34,12 @@ protected:
 
 TEST_F(IndexFiles, EveryDamageIsFoundAndRepaired) {
     const auto twice = [](std::string& s, std::size_t nElement) {
-        s[0] = 2;
+        ++s[0];
         s += s.substr(8, nElement);
     };
     const struct {
         const char* pWhat;
-        const std::string& strPath;
+        std::string strPath;
         std::function<void(std::string&)> damage;
         std::uint64_t nSparse = 0;  // length on disk; 0: that of the bytes
     } cases[] = {
@@ -56,6 +56,8 @@ TEST_F(IndexFiles, EveryDamageIsFoundAndRepaired) {
         {"a path", m_strLevel2, [](auto& s) { s.replace(8, 3, "../"); }},
         {"a day twice", m_strLevel1, [=](auto& s) { twice(s, 4); }},
         {"a channel twice", m_strLevel2, [=](auto& s) { twice(s, 92); }},
+        {"a byte more on the last day", m_strFolder + "/20240306/cam_300_7/index03.bin",
+         [](auto& s) { s += 'x'; }},
         {"a file twice", m_strLevel3, [=](auto& s) { twice(s, 44); }},
     };
     for (const auto& c : cases) {
@@ -66,7 +68,7 @@ TEST_F(IndexFiles, EveryDamageIsFoundAndRepaired) {
         PutFile(c.strPath, strContent);
         if (c.nSparse != 0) fs::resize_file(c.strPath, c.nSparse);
         EXPECT_EQ(Start(), 0);
-        EXPECT_EQ(m_nFiles, 1u);
+        EXPECT_EQ(m_nFiles, 2u);
         ASSERT_EQ(fs::file_size(c.strPath), strGood.size());
         ASSERT_EQ(GetFile(c.strPath), strGood);
     }
@@ -119,7 +121,7 @@ TEST_F(IndexFiles, TheMarkerIsDurableBeforeTheyChangeAndTheyAreBeforeItGoes) {
     };
     const auto writes = expect(Op::Write, Ends(".bin"), 1);
     const auto removal = expect(Op::Unlink, Is(m_strMarker), 2);
-    Record("cam_1_0", FILE_3);
+    Record("cam_1_0", "20240307080000_20240307090000_1.mp4");
     m_index.WriteIndexToFile();
     EXPECT_EQ(writes.Seen(), 3u);
     EXPECT_EQ(removal.Seen(), 1u);

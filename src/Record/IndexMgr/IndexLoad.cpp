@@ -46,6 +46,21 @@ void LogLoadFault(const char* pMethod, const indexFileFault& fault, bool bCheck)
     }
 }
 
+// The second piece of work goes to a thread, or after the first where there is none to be had.
+void RunOnTwoThreads(const Work& first, const Work& second) {
+    const auto run = [](void* pWork) -> std::uint32_t {
+        (*static_cast<const Work*>(pWork))();
+        return 0;
+    };
+    const OSL_ThreadHandle hThread = OSL_Thread_Create(run, const_cast<Work*>(&second), 0);
+    first();
+    if (hThread) {
+        OSL_Thread_Wait(hThread);
+    } else {
+        second();
+    }
+}
+
 }  // namespace
 
 // Reads while it checks; what passed is kept for ReadIndex, so that no file is read twice.
@@ -62,7 +77,7 @@ CIndex::Step CIndex::CheckIndex() {
     }
     indexFileFault fault;
     CIndexTree tree;
-    if (LoadIndex(strFolder, IndexLength::Exact, tree, fault)) {
+    if (LoadIndex(strFolder, IndexLength::Exact, tree, fault, RunOnTwoThreads)) {
         TakeTree(std::move(tree), LOADED_VERSION);
         return Step::Done;
     }
