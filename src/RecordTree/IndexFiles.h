@@ -78,9 +78,9 @@ enum class IndexLength {
 };
 
 /// Runs two pieces of work, one after the other or at the same time; neither throws.
-using Work = std::function<void()>;
-using RunBoth = void (*)(const Work& first, const Work& second);
-inline void RunInTurn(const Work& first, const Work& second) {
+using LoadWork = std::function<void()>;
+using RunBoth = void (*)(const LoadWork& first, const LoadWork& second);
+inline void RunInTurn(const LoadWork& first, const LoadWork& second) {
     first();
     second();
 }
