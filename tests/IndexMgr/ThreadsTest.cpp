@@ -49,7 +49,8 @@ TEST(Threads, ChangesQueriesAndFlushesMeet) {
         std::atomic<int> nRunning{CHANNELS};
         std::vector<std::thread> vThreads;
         for (int i = 0; i < CHANNELS; ++i) {
-            std::filesystem::create_directories(dir / "RecordFile" / DayName(i) / ChannelName(i));
+            std::filesystem::create_directories(
+                dir / ("RecordFile/" + DayName(i) + "/" + ChannelName(i)));
             vThreads.emplace_back([&, i] {
                 ChangeAll(index, i);
                 --nRunning;
