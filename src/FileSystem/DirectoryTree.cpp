@@ -14,17 +14,17 @@ bool IsSeparator(char c) {
     return c == '/' || c == '\\';
 }
 
-bool IsGone(const std::string& strPath) {
-    OSL_FINFO_S stInfo;
-    return OSL_GetFileInfo(strPath.c_str(), stInfo) != 0 && OSL_GetSystemLastError() == ENOENT;
-}
-
 bool IsDirectory(const char* pPath) {
     OSL_FINFO_S stInfo;
     return OSL_GetTargetInfo(pPath, stInfo) == 0 && stInfo.wFileType == OSL_TYPE_DIR;
 }
 
 }  // namespace
+
+bool IsGone(const std::string& strPath) {
+    OSL_FINFO_S stInfo;
+    return OSL_GetFileInfo(strPath.c_str(), stInfo) != 0 && OSL_GetSystemLastError() == ENOENT;
+}
 
 bool DeleteDirectory(const std::string& strPath, OSL_LastLink eLink) {
     const std::string strDir(WithoutTrailingSlashes(strPath));

@@ -14,6 +14,9 @@
 
 #include "Osl/Osl.h"
 
+/// Whether nothing has this path, not even a link; false where that cannot be told.
+bool IsGone(const std::string& strPath);
+
 /// Removes `strPath` with everything below it. Single failures do not stop the walk. True when
 /// nothing of it is left; else OSL_GetSystemLastError tells of the first failure. `eLink` is about
 /// `strPath` itself: of a link that is followed everything goes but the link and its folder.

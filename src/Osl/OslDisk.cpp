@@ -1,4 +1,3 @@
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
 
@@ -8,11 +7,7 @@
 
 int OSL_GetDiskSpace(const char* pPath, OSL_DISK_SPACE& stSpace) {
     struct statvfs stStat;
-    int nResult = 0;
-    do {
-        nResult = OSL_Call().pfnStatVfs(pPath, &stStat);
-    } while (nResult != 0 && errno == EINTR);
-    if (nResult != 0) return -1;
+    if (OSL_Uninterrupted([&] { return OSL_Call().pfnStatVfs(pPath, &stStat); }) != 0) return -1;
     stSpace.nFreeBlocks = OSL_Call().pfnUser() == 0 ? stStat.f_bfree : stStat.f_bavail;
     stSpace.nBlockSize = stStat.f_frsize != 0 ? stStat.f_frsize : stStat.f_bsize;
     return 0;
@@ -21,7 +16,7 @@ int OSL_GetDiskSpace(const char* pPath, OSL_DISK_SPACE& stSpace) {
 int OSL_SyncFileSystem(const char* pPath) {
     const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_DIRECTORY);
     if (nFile < 0) return -1;
-    const int nResult = OSL_Call().pfnSyncFileSystem(nFile);
+    const int nResult = OSL_SyncFileSystemOf(nFile);
     OSL_CloseHandle(nFile);
     return nResult;
 }

@@ -90,20 +90,14 @@ int OSL_FileSeek(OSL_FileHandle hFile, std::int64_t nOffset, int nWhence, std::i
 }
 
 int OSL_TruncateFile(OSL_FileHandle hFile, std::int64_t nSize) {
-    int nResult = 0;
-    do {
-        nResult = OSL_Call().pfnTruncate(static_cast<int>(hFile), nSize);
-    } while (nResult != 0 && errno == EINTR);
-    return nResult;
+    return OSL_Uninterrupted(
+        [=] { return OSL_Call().pfnTruncate(static_cast<int>(hFile), nSize); });
 }
 
 int OSL_SyncFile(const char* pPath) {
     const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_NOFOLLOW);
     if (nFile < 0) return -1;
-    int nResult = 0;
-    do {
-        nResult = OSL_Call().pfnSync(nFile);
-    } while (nResult != 0 && errno == EINTR);
+    const int nResult = OSL_Uninterrupted([=] { return OSL_Call().pfnSync(nFile); });
     OSL_CloseHandle(nFile);
     return nResult != 0 && errno == EINVAL ? 0 : nResult;
 }
@@ -117,7 +111,8 @@ int OSL_SyncData(OSL_FileHandle hFile) {
 }
 
 int OSL_ReserveSpace(OSL_FileHandle hFile, std::uint64_t nBytes) {
-    return OSL_Call().pfnReserve(static_cast<int>(hFile), static_cast<off_t>(nBytes));
+    return OSL_Uninterrupted(
+        [=] { return OSL_Call().pfnReserve(static_cast<int>(hFile), static_cast<off_t>(nBytes)); });
 }
 
 int OSL_GiveBackSpace(OSL_FileHandle hFile) {

@@ -9,11 +9,7 @@
 int OSL_OpenHandle(const char* pPath, int nFlags) {
     // O_NONBLOCK: a pipe that somebody put in a file's place must not hang us; files ignore it.
     const int nAlways = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    int nFile = -1;
-    do {
-        nFile = OSL_Call().pfnOpen(pPath, nFlags | nAlways, 0666);
-    } while (nFile < 0 && errno == EINTR);
-    return nFile;
+    return OSL_Uninterrupted([=] { return OSL_Call().pfnOpen(pPath, nFlags | nAlways, 0666); });
 }
 
 void OSL_CloseHandle(int nFile) {

@@ -3,8 +3,17 @@
 #ifndef LOCALSTORAGE_OSL_OSLHANDLE_H
 #define LOCALSTORAGE_OSL_OSLHANDLE_H
 
+#include <cerrno>
 #include <cstdint>
 #include <sys/types.h>
+
+/// Calls again what a signal interrupted; the call's result.
+template <typename Call>
+auto OSL_Uninterrupted(Call call) {
+    auto nResult = call();
+    while (nResult < 0 && errno == EINTR) nResult = call();
+    return nResult;
+}
 
 /// open() with close-on-exec; -1 and errno on failure.
 int OSL_OpenHandle(const char* pPath, int nFlags);

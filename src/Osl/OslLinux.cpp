@@ -35,11 +35,7 @@ int OSL_PlatformSyncData(int nFile) {
 int OSL_PlatformReserve(int nFile, off_t nLength) {
     struct stat stStat;
     if (::fstat(nFile, &stStat) != 0) return -1;
-    int nResult = 0;
-    do {
-        nResult = ::fallocate(nFile, FALLOC_FL_KEEP_SIZE, stStat.st_size, nLength);
-    } while (nResult != 0 && errno == EINTR);
-    return nResult;
+    return ::fallocate(nFile, FALLOC_FL_KEEP_SIZE, stStat.st_size, nLength);
 }
 
 std::int64_t OSL_PlatformModifyNano(const struct stat& stStat) {

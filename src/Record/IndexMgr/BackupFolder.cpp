@@ -22,7 +22,7 @@ int JudgeTarget(const std::string& strPath) {
 
 bool CBackupFolder::MoveToRecordFolder() {
     const std::string strFolder = m_strRecDir + "/" + BACKUP_FOLDER;
-    if (JudgeTarget(strFolder) == 0) return true;
+    if (IsGone(strFolder)) return true;
     ListRecordings();
     if (m_bShortage) return false;
     if (!m_vMoves.empty() && Prepare()) {
@@ -37,7 +37,7 @@ bool CBackupFolder::MoveToRecordFolder() {
     LogText(
         "[wtb][CIndexMgr::Initialize] recordings moved from BackupFile to RecordFile [%zu], "
         "BackupFile %s, strRecDir [%s]",
-        m_nMoved, JudgeTarget(strFolder) == 0 ? "is gone" : "stays and is not looked into",
+        m_nMoved, IsGone(strFolder) ? "is gone" : "stays and is not looked into",
         m_strRecDir.c_str());
     return true;
 }

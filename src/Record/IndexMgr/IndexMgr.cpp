@@ -196,9 +196,7 @@ void CIndexMgr::WriteIndex(const recordPath& stPath, IndexType enumIndexType) {
 }
 
 bool CIndexMgr::ForgetMissingFile(const recordPath& stPath) {
-    OSL_FINFO_S stInfo;
-    const bool bMissing =
-        OSL_GetFileInfo(stPath.strPath.c_str(), stInfo) != 0 && OSL_GetSystemLastError() == ENOENT;
+    const bool bMissing = IsGone(stPath.strPath);
     Entry* const pEntry = FindEntry(stPath.RecDir());
     if (!bMissing || !pEntry || !pEntry->objDir.IsPresent()) return false;
     WriteIndex(stPath, INDEX_TYPE_DELETE);

@@ -97,8 +97,9 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
     const recordPath stPath = ChooseOpenPath(strCameraID, stRecFileInfo);
     const CIndexMgr::CChange change(*m_pIndexMgr, stPath.RecDir());
     const unsigned nNewFile = IsClientLayout() ? OSL_OPEN_UNIQUE : OSL_OPEN_NEW;
-    CRecordFile objRecFile = OpenRecFile(
-        stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : nNewFile, strCameraID, pUser);
+    CRecordFile objRecFile =
+        OpenRecFile(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : nNewFile, strCameraID,
+                    pUser, GetStorageOption(STORAGE_OPTION_RESERVE_STEP));
     if (!objRecFile.IsOpen())
         return Fail(STORAGE_ERROR_OPEN_FILE,
                     "[wtb][CLocalStorage::OpenChannelRecord] OSL_OpenFile fail, strRecFilePath[%s]",
@@ -153,12 +154,12 @@ OSL_FileHandle CLocalStorage::OpenInFolder(const recordPath& stPath, unsigned nF
 }
 
 CRecordFile CLocalStorage::OpenRecFile(const recordPath& stPath, unsigned nFlags,
-                                       const std::string& strCameraID, void* pUser) {
+                                       const std::string& strCameraID, void* pUser,
+                                       int nReserveStep) {
     const OSL_FileHandle hFile = OpenInFolder(stPath, nFlags);
     if (hFile == OSL_INVALID_FILE) return {};
-    const auto nReserveStep =
-        static_cast<std::uint64_t>(GetStorageOption(STORAGE_OPTION_RESERVE_STEP)) << 20;
-    return {hFile, m_objSyncs.Add(stPath, strCameraID, pUser, hFile), nReserveStep};
+    return {hFile, m_objSyncs.Add(stPath, strCameraID, pUser, hFile),
+            static_cast<std::uint64_t>(nReserveStep) << 20};
 }
 
 bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileInfo) try {

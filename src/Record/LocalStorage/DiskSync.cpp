@@ -39,9 +39,9 @@ void CDiskSync::Stop() {
 
 std::uint32_t CDiskSync::SyncProc(void* pSync) {
     CDiskSync& sync = *static_cast<CDiskSync*>(pSync);
-    if (sync.m_bWhole) sync.OpenDisk();
     std::uint32_t nResult = OSL_WAIT_TIMEOUT;
     while (nResult == OSL_WAIT_TIMEOUT) {
+        if (sync.m_bWhole) sync.OpenDisk();
         nResult = OSL_WaitForSingleObject(sync.m_hStop, sync.m_nInterval);
         try {
             sync.Sync();
@@ -74,11 +74,10 @@ std::shared_ptr<CSyncedFile> CDiskSync::Add(const std::string& strCameraID, void
 void CDiskSync::Sync() {
     const Files vFiles = TakeWritten();
     if (!vFiles.empty()) m_bWhole ? SyncWhole(vFiles) : SyncEach(vFiles);
-    if (m_bWhole) OpenDisk();
 }
 
-// Anew after every sync: a handle tells what went wrong since it was opened, and the directory may
-// lie on another disk by now.
+// Anew before every pause: a handle tells what went wrong since it was opened, and the directory
+// may lie on another disk by now.
 void CDiskSync::OpenDisk() {
     CloseDisk();
     m_hDisk = OSL_OpenFile((m_strRecDir + "/").c_str(), OSL_OPEN_READ, 0);
@@ -129,8 +128,8 @@ void CDiskSync::Report(const Files& vFiles, int nError) {
 }
 
 bool CDiskSyncs::Start(const std::vector<std::string>& vRecDirs, std::uint32_t nInterval) {
+    if (nInterval == 0) return true;
     for (const std::string& strRecDir : vRecDirs) {
-        if (nInterval == 0 || m_mSyncs.count(strRecDir) > 0) continue;
         auto pSync = std::make_unique<CDiskSync>(strRecDir, m_onFailure);
         const bool bStarted = pSync->Start(nInterval);
         m_mSyncs.emplace(strRecDir, std::move(pSync));

@@ -94,9 +94,9 @@ private:
     /// Makes the folder and opens the file; makes the folder again when a clean-up took it in
     /// between. Makes nothing below a missing disk. A failure is held against the disk.
     OSL_FileHandle OpenInFolder(const recordPath& stPath, unsigned nFlags);
-    /// The same for a recording: its file is synced, and reserves ahead.
+    /// The same; the file is synced, and reserves so many MiB ahead.
     CRecordFile OpenRecFile(const recordPath& stPath, unsigned nFlags,
-                            const std::string& strCameraID, void* pUser);
+                            const std::string& strCameraID, void* pUser, int nReserveStep);
     /// Writes what the analyser still holds and closes, without a message but for what is lost.
     void CloseChannelRecord(CChannelClaim& claim) noexcept;
     /// Closes its file; a failure counts as a failed write.

@@ -3,6 +3,7 @@
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
+#include "LocalStorage/StorageOptions.h"
 
 bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_t nPending) const {
     if (!IsClientLayout()) return false;
@@ -61,7 +62,8 @@ void CLocalStorage::OpenNewFile(recordChannel& channel) {
     if (IsNewPathTooLong(channel, stPath)) return;
     m_mapRecordChannel.Announce(channel, stPath.strPath);
     const char* const pPath = stPath.strPath.c_str();
-    channel.objRecFile = OpenRecFile(stPath, OSL_OPEN_UNIQUE, channel.strCameraID, channel.pUser);
+    channel.objRecFile = OpenRecFile(stPath, OSL_OPEN_UNIQUE, channel.strCameraID, channel.pUser,
+                                     GetStorageOption(STORAGE_OPTION_RESERVE_STEP));
     if (!channel.objRecFile.IsOpen()) {
         LogText("[wtb][CLocalStorage::SwitchRecFile] OSL_OpenFile fail, strRecFilePath[%s]", pPath);
         return;

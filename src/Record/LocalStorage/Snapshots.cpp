@@ -67,13 +67,11 @@ CRecordFile CLocalStorage::OpenImageFile(const std::string& strCameraID, std::st
     const recordPath stPath = BuildImagePath(strCameraID);
     if (!VerifyImagePath(stPath.strPath)) return {};
     strPath = stPath.strPath;
-    const OSL_FileHandle hFile = OpenInFolder(stPath, OSL_OPEN_NEW);
-    if (hFile == OSL_INVALID_FILE) {
+    CRecordFile objFile = OpenRecFile(stPath, OSL_OPEN_NEW, strCameraID, nullptr, 0);
+    if (!objFile.IsOpen())
         LogText("[wtb][CLocalStorage::WriteImage] OpenImageFile fail, strImageFilePath[%s]",
                 strPath.c_str());
-        return {};
-    }
-    return {hFile, m_objSyncs.Add(stPath, strCameraID, nullptr, hFile), 0};
+    return objFile;
 }
 
 // Deliberate: what was written of a picture that failed stays, and the host has its path.
