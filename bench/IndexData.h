@@ -85,25 +85,25 @@ private:
 
 /// The paths of index03.bin of all channels, below a record folder.
 inline std::vector<std::string> ChannelFolders(const std::string& strRecDir, IndexSize size) {
-    std::vector<std::string> vecFolder;
+    std::vector<std::string> vFolder;
     for (int nDay = 0; nDay < size.nDays; ++nDay) {
         for (int n = 0; n < CAMERAS; ++n) {
-            vecFolder.push_back(strRecDir + "/" + RecDirName() + "/" +
-                                GetDirName(TimeOfDay(nDay, 0).GetDate()) + "/" +
-                                GetDirName(Camera(n)));
+            vFolder.push_back(strRecDir + "/" + RecDirName() + "/" +
+                              GetDirName(TimeOfDay(nDay, 0).GetDate()) + "/" +
+                              GetDirName(Camera(n)));
         }
     }
-    return vecFolder;
+    return vFolder;
 }
 
 inline void FillTree(CIndexTree& tree, IndexSize size) {
     for (int nDay = 0; nDay < size.nDays; ++nDay) {
         indexDay& day = *tree.NewDay({TimeOfDay(nDay, 0).GetDate()});
-        std::vector<indexLevel3Body> vecFile;
-        for (int n = 0; n < size.nFiles; ++n) vecFile.push_back(size.File(nDay, n));
+        std::vector<indexLevel3Body> vFile;
+        for (int n = 0; n < size.nFiles; ++n) vFile.push_back(size.File(nDay, n));
         for (int n = 0; n < CAMERAS; ++n) {
             CFileList& files = tree.NewChannel(day, Camera(n))->objFiles.Change();
-            files.AppendAll(vecFile.data(), vecFile.size());
+            files.AppendAll(vFile.data(), vFile.size());
         }
     }
 }
@@ -132,11 +132,11 @@ inline recordPath PathOf(const std::string& strRecDir, int nCamera, const indexL
 
 /// All index files below a record directory.
 inline std::vector<std::string> IndexFilesBelow(const std::string& strRecDir) {
-    std::vector<std::string> vecPath;
+    std::vector<std::string> vPath;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(strRecDir)) {
-        if (entry.path().extension() == ".bin") vecPath.push_back(entry.path());
+        if (entry.path().extension() == ".bin") vPath.push_back(entry.path());
     }
-    return vecPath;
+    return vPath;
 }
 
 #endif  // LOCALSTORAGE_BENCH_INDEXDATA_H

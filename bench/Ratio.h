@@ -48,11 +48,11 @@ double SecondsOf(Run run) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - tStart).count();
 }
 
-inline double Median(std::vector<double> vecValue) {
-    std::sort(vecValue.begin(), vecValue.end());
-    const std::size_t nMiddle = vecValue.size() / 2;
-    if (vecValue.size() % 2 == 1) return vecValue[nMiddle];
-    return (vecValue[nMiddle - 1] + vecValue[nMiddle]) / 2;
+inline double Median(std::vector<double> vValue) {
+    std::sort(vValue.begin(), vValue.end());
+    const std::size_t nMiddle = vValue.size() / 2;
+    if (vValue.size() % 2 == 1) return vValue[nMiddle];
+    return (vValue[nMiddle - 1] + vValue[nMiddle]) / 2;
 }
 
 /// The lines of the rows that ran, in order.
@@ -66,15 +66,15 @@ inline void Ratio(const std::string& strNumber, const std::string& strWhat,
                   const std::string& strBaseline, RatioGoal stGoal, RatioRun ours,
                   RatioRun baseline, int nRepetitions = 7) {
     const auto Run = [=](benchmark::State& state) {
-        std::vector<double> vecOurs, vecBaseline;
+        std::vector<double> vOurs, vBaseline;
         for (auto _ : state) {
-            const bool bOursFirst = vecOurs.size() % 2 == 0;
-            if (bOursFirst) vecOurs.push_back(ours());
-            vecBaseline.push_back(baseline());
-            if (!bOursFirst) vecOurs.push_back(ours());
-            state.SetIterationTime(vecOurs.back());
+            const bool bOursFirst = vOurs.size() % 2 == 0;
+            if (bOursFirst) vOurs.push_back(ours());
+            vBaseline.push_back(baseline());
+            if (!bOursFirst) vOurs.push_back(ours());
+            state.SetIterationTime(vOurs.back());
         }
-        const double dOurs = Median(vecOurs), dBaseline = Median(vecBaseline);
+        const double dOurs = Median(vOurs), dBaseline = Median(vBaseline);
         const double dRatio = stGoal.bSpeed ? dBaseline / dOurs : dOurs / dBaseline;
         state.counters["ours"] = dOurs;
         state.counters["baseline"] = dBaseline;

@@ -153,8 +153,9 @@ void WaitsDuringPass(benchmark::State& state, const CScratchDir& scratch) {
         state.counters["open_ms"] = Longest([](CBenchEngine& engine) {
             recFileInfo stFile;
             char szCamera[] = "cam_9_9";
-            if (engine->OpenChannelRecord(szCamera, nullptr, stFile))
+            if (engine->OpenChannelRecord(szCamera, nullptr, stFile)) {
                 engine->CloseChannelRecord(szCamera, stFile);
+            }
         });
         state.counters["image_ms"] = Longest([](CBenchEngine& engine) {
             char szPath[LOCALSTORAGE_PATH_SIZE];
@@ -179,10 +180,11 @@ double PictureSeconds(const CScratchDir& scratch, const std::string& strPicture)
     CBenchEngine engine(scratch.Path(), stInfo);
     char szPath[LOCALSTORAGE_PATH_SIZE];
     return SecondsOf([&] {
-        for (int i = 0; i < PICTURES; ++i)
+        for (int i = 0; i < PICTURES; ++i) {
             Demand(engine->WriteImage("cam_1_0", strPicture.data(),
                                       static_cast<unsigned>(strPicture.size()), szPath),
                    "a picture cannot be written");
+        }
     });
 }
 

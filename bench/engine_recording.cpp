@@ -47,9 +47,10 @@ void RecordWithEngine(const std::string& strInput, const std::string& strDir) {
     engine.Open("cam_1_0");
     engine.Write("cam_1_0", 1, "", 0);
     const int nInput = ::open(strInput.c_str(), O_RDONLY | O_CLOEXEC);
-    std::vector<char> vecPiece(PIECE);
-    for (ssize_t nRead; (nRead = ::read(nInput, vecPiece.data(), PIECE)) > 0;)
-        engine.Write("cam_1_0", 0, vecPiece.data(), static_cast<std::size_t>(nRead));
+    std::vector<char> vPiece(PIECE);
+    for (ssize_t nRead; (nRead = ::read(nInput, vPiece.data(), PIECE)) > 0;) {
+        engine.Write("cam_1_0", 0, vPiece.data(), static_cast<std::size_t>(nRead));
+    }
     ::close(nInput);
     engine.Close("cam_1_0");
 }

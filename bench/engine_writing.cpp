@@ -24,8 +24,9 @@ const CScratchDir& Scratch() {
 /// Calls `put(pData, nSize)` for every piece of the stream.
 template <typename Put>
 void ForPieces(const std::string& strStream, std::size_t nPiece, Put put) {
-    for (std::size_t i = 0; i < strStream.size(); i += nPiece)
+    for (std::size_t i = 0; i < strStream.size(); i += nPiece) {
         put(strStream.data() + i, std::min(nPiece, strStream.size() - i));
+    }
 }
 
 /// A bare file, removed in the end.
@@ -55,22 +56,22 @@ private:
 /// A way to record; with an engine of its own for every repetition.
 class CRow {
 public:
-    CRow(LocalStorageType enumType, bool bAnalyze) {
-        m_stInfo.enumStorageType = enumType;
+    CRow(LocalStorageType eType, bool bAnalyze) {
+        m_stInfo.enumStorageType = eType;
         m_stInfo.bAnalyze = bAnalyze;
         m_stInfo.nFileSize = 2048;
     }
 
     /// Seconds of `work(engine)` with these cameras open.
     template <typename Work>
-    double Record(const std::vector<std::string>& lsCamera, Work work) {
+    double Record(const std::vector<std::string>& vCamera, Work work) {
         CBenchEngine engine(Scratch().Path(), m_stInfo);
-        for (const std::string& strCamera : lsCamera) {
+        for (const std::string& strCamera : vCamera) {
             engine.Open(strCamera);
             engine.Write(strCamera, 1, "", 0);
         }
         const double dSeconds = SecondsOf([&] { work(engine); });
-        for (const std::string& strCamera : lsCamera) engine.Close(strCamera);
+        for (const std::string& strCamera : vCamera) engine.Close(strCamera);
         std::filesystem::remove_all(Scratch() / "disk/RecordFile");
         return dSeconds;
     }
@@ -81,9 +82,9 @@ private:
 
 const std::string CAMERA = "cam_1_0";
 
-double RecordPieces(LocalStorageType enumType, bool bAnalyze, const std::string& strStream,
+double RecordPieces(LocalStorageType eType, bool bAnalyze, const std::string& strStream,
                     std::size_t nPiece) {
-    return CRow(enumType, bAnalyze).Record({CAMERA}, [&](CBenchEngine& engine) {
+    return CRow(eType, bAnalyze).Record({CAMERA}, [&](CBenchEngine& engine) {
         ForPieces(strStream, nPiece,
                   [&](const char* p, std::size_t n) { engine.Write(CAMERA, 0, p, n); });
     });
@@ -117,9 +118,9 @@ double ScanAndWritePieces(const std::string& strStream, std::size_t nPiece) {
 constexpr std::size_t MANY_PIECE = 65536;
 
 std::vector<std::string> Cameras(int nCount) {
-    std::vector<std::string> lsCamera;
-    for (int i = 0; i < nCount; ++i) lsCamera.push_back("cam_" + std::to_string(i) + "_0");
-    return lsCamera;
+    std::vector<std::string> vCamera;
+    for (int i = 0; i < nCount; ++i) vCamera.push_back("cam_" + std::to_string(i) + "_0");
+    return vCamera;
 }
 
 /// Runs `work(i)` on two threads.
@@ -131,11 +132,11 @@ void OnTwoThreads(Work work) {
 }
 
 double RecordOnTwoThreads(const std::string& strStream) {
-    const auto lsCamera = Cameras(2);
-    return CRow(LOCAL_STORAGE_REMOTE_BACKUP, false).Record(lsCamera, [&](CBenchEngine& engine) {
+    const auto vCamera = Cameras(2);
+    return CRow(LOCAL_STORAGE_REMOTE_BACKUP, false).Record(vCamera, [&](CBenchEngine& engine) {
         OnTwoThreads([&](std::size_t i) {
             ForPieces(strStream, MANY_PIECE,
-                      [&](const char* p, std::size_t n) { engine.Write(lsCamera[i], 0, p, n); });
+                      [&](const char* p, std::size_t n) { engine.Write(vCamera[i], 0, p, n); });
         });
     });
 }
@@ -151,23 +152,24 @@ double WriteOnTwoThreads(const std::string& strStream) {
 }
 
 double RecordInTurn(const std::string& strStream) {
-    const auto lsCamera = Cameras(64);
-    return CRow(LOCAL_STORAGE_REMOTE_BACKUP, false).Record(lsCamera, [&](CBenchEngine& engine) {
+    const auto vCamera = Cameras(64);
+    return CRow(LOCAL_STORAGE_REMOTE_BACKUP, false).Record(vCamera, [&](CBenchEngine& engine) {
         std::size_t i = 0;
         ForPieces(strStream, MANY_PIECE, [&](const char* p, std::size_t n) {
-            engine.Write(lsCamera[i++ % lsCamera.size()], 0, p, n);
+            engine.Write(vCamera[i++ % vCamera.size()], 0, p, n);
         });
     });
 }
 
 double WriteInTurn(const std::string& strStream) {
-    std::vector<std::unique_ptr<CBareFile>> lsFile;
-    for (int i = 0; i < 64; ++i)
-        lsFile.push_back(std::make_unique<CBareFile>("bare" + std::to_string(i)));
+    std::vector<std::unique_ptr<CBareFile>> vFile;
+    for (int i = 0; i < 64; ++i) {
+        vFile.push_back(std::make_unique<CBareFile>("bare" + std::to_string(i)));
+    }
     return SecondsOf([&] {
         std::size_t i = 0;
         ForPieces(strStream, MANY_PIECE,
-                  [&](const char* p, std::size_t n) { lsFile[i++ % lsFile.size()]->Write(p, n); });
+                  [&](const char* p, std::size_t n) { vFile[i++ % vFile.size()]->Write(p, n); });
     });
 }
 
@@ -179,21 +181,24 @@ int main(int argc, char** argv) {
         std::size_t nPiece;
         double dPlain, dAnalysed;
     } GOALS[] = {{65536, 1.05, 1.15}, {4096, 1.10, 1.20}, {1400, 1.15, 0}};
-    for (const auto enumType : {LOCAL_STORAGE_REMOTE_BACKUP, LOCAL_STORAGE_CLIENT})
-        for (const auto& stGoal : GOALS)
+    for (const auto eType : {LOCAL_STORAGE_REMOTE_BACKUP, LOCAL_STORAGE_CLIENT}) {
+        for (const auto& stGoal : GOALS) {
             Ratio(
                 "1",
                 std::string("WriteData, ") + SizeName(stGoal.nPiece) + " pieces, " +
-                    (enumType == LOCAL_STORAGE_CLIENT ? "client" : "backup") + " layout",
+                    (eType == LOCAL_STORAGE_CLIENT ? "client" : "backup") + " layout",
                 "write(2)", AtMost(stGoal.dPlain),
-                [=] { return RecordPieces(enumType, false, s_strStream, stGoal.nPiece); },
+                [=] { return RecordPieces(eType, false, s_strStream, stGoal.nPiece); },
                 [=] { return WritePieces(s_strStream, stGoal.nPiece); });
-    for (const auto& stGoal : {GOALS[0], GOALS[1]})
+        }
+    }
+    for (const auto& stGoal : {GOALS[0], GOALS[1]}) {
         Ratio(
             "2", "WriteData with analysis, H.264, " + SizeName(stGoal.nPiece) + " pieces",
             "start-code scan, write(2)", AtMost(stGoal.dAnalysed),
             [=] { return RecordPieces(LOCAL_STORAGE_CLIENT, true, s_strStream, stGoal.nPiece); },
             [=] { return ScanAndWritePieces(s_strStream, stGoal.nPiece); });
+    }
     Ratio(
         "5", "WriteData on 2 threads, 2 cameras, 64 KiB pieces", "write(2)", AtLeast(0.95),
         [] { return RecordOnTwoThreads(s_strStream); },

@@ -173,7 +173,7 @@ struct Question {
 // The same questions for both, spread over cameras and times.
 std::vector<Question> Questions(int nCount, int nHours) {
     std::mt19937 random(1);
-    std::vector<Question> vecQuestion;
+    std::vector<Question> vQuestion;
     for (int i = 0; i < nCount; ++i) {
         const int nCamera = static_cast<int>(random() % CAMERAS);
         const int nHour = nHours == 1 ? static_cast<int>(random() % 23) : 0;
@@ -181,9 +181,9 @@ std::vector<Question> Questions(int nCount, int nHours) {
         const int nLastDay = nDay + (nHours - 1) / 24;
         const fileTimeInfo stEnd =
             nHours == 1 ? TimeOfDay(nDay, (nHour + 1) * 3600) : TimeOfDay(nLastDay, 86399);
-        vecQuestion.push_back({GetDirName(Camera(nCamera)), TimeOfDay(nDay, nHour * 3600), stEnd});
+        vQuestion.push_back({GetDirName(Camera(nCamera)), TimeOfDay(nDay, nHour * 3600), stEnd});
     }
-    return vecQuestion;
+    return vQuestion;
 }
 
 std::list<std::string> AskIndex(const Question& question) {
@@ -199,17 +199,17 @@ std::list<std::string> AskDatabase(const Question& question) {
 }
 
 void QueryRow(const char* pNumber, const char* pWhat, int nCount, int nHours, double dLimit) {
-    const auto vecQuestion = Questions(nCount, nHours);
-    const auto time = [vecQuestion](auto ask) {
+    const auto vQuestion = Questions(nCount, nHours);
+    const auto time = [vQuestion](auto ask) {
         return SecondsOf([&] {
-            for (const Question& question : vecQuestion) benchmark::DoNotOptimize(ask(question));
+            for (const Question& question : vQuestion) benchmark::DoNotOptimize(ask(question));
         });
     };
     Ratio(
         pNumber, std::string("query, one camera, ") + pWhat, "SQLite, prepared statement",
         AtMost(dLimit), [=] { return time(AskIndex); },
         [=] {
-            Check(AskDatabase(vecQuestion[0]) == AskIndex(vecQuestion[0]), "the same rows");
+            Check(AskDatabase(vQuestion[0]) == AskIndex(vQuestion[0]), "the same rows");
             return time(AskDatabase);
         });
 }
@@ -230,38 +230,38 @@ constexpr int CHANGES = 4992;  // 78 of each camera
 
 // What comes while cameras record: each in turn, one recording after the other, on the newest day.
 std::vector<Change> Recorded(const CWorld& world) {
-    std::vector<Change> vecChange;
+    std::vector<Change> vChange;
     for (int i = 0; i < CHANGES; ++i) {
-        vecChange.push_back(MakeChange(
-            world, i % CAMERAS, world.m_size.FileBehind(world.m_size.nDays - 1, i / CAMERAS)));
+        vChange.push_back(MakeChange(world, i % CAMERAS,
+                                     world.m_size.FileBehind(world.m_size.nDays - 1, i / CAMERAS)));
     }
-    return vecChange;
+    return vChange;
 }
 
 // What goes when a disk is full: the oldest day, folder by folder.
 std::vector<Change> Overwritten(const CWorld& world) {
-    std::vector<Change> vecChange;
-    for (int nCamera = 0; static_cast<int>(vecChange.size()) < CHANGES; ++nCamera) {
+    std::vector<Change> vChange;
+    for (int nCamera = 0; static_cast<int>(vChange.size()) < CHANGES; ++nCamera) {
         for (int n = 0; n < world.m_size.nFiles; ++n) {
-            vecChange.push_back(MakeChange(world, nCamera, world.m_size.File(0, n)));
+            vChange.push_back(MakeChange(world, nCamera, world.m_size.File(0, n)));
         }
     }
-    return vecChange;
+    return vChange;
 }
 
 // Recordings anywhere between those of a world, in no order.
 std::vector<Change> Anywhere(const CWorld& world) {
     std::mt19937 random(2);
     std::set<std::string> setPath;
-    std::vector<Change> vecChange;
-    while (static_cast<int>(vecChange.size()) < CHANGES) {
+    std::vector<Change> vChange;
+    while (static_cast<int>(vChange.size()) < CHANGES) {
         const Change change =
             MakeChange(world, static_cast<int>(random() % CAMERAS),
                        world.m_size.FileBehind(static_cast<int>(random()) % world.m_size.nDays,
                                                static_cast<int>(random()) % world.m_size.nFiles));
-        if (setPath.insert(change.stPath.strPath).second) vecChange.push_back(change);
+        if (setPath.insert(change.stPath.strPath).second) vChange.push_back(change);
     }
-    return vecChange;
+    return vChange;
 }
 
 using Pick = std::vector<Change> (*)(const CWorld&);
@@ -269,11 +269,11 @@ using Pick = std::vector<Change> (*)(const CWorld&);
 // Does one kind of change and then the other, which leaves the world as it was; seconds per change
 // of the first.
 template <typename First, typename Second>
-double DoAndUndo(const std::vector<Change>& vecChange, First first, Second second) {
+double DoAndUndo(const std::vector<Change>& vChange, First first, Second second) {
     const double dSeconds =
-        SecondsOf([&] { std::for_each(vecChange.begin(), vecChange.end(), first); });
-    std::for_each(vecChange.begin(), vecChange.end(), second);
-    return dSeconds / static_cast<double>(vecChange.size());
+        SecondsOf([&] { std::for_each(vChange.begin(), vChange.end(), first); });
+    std::for_each(vChange.begin(), vChange.end(), second);
+    return dSeconds / static_cast<double>(vChange.size());
 }
 
 double ChangeIndex(CWorld& world, Pick pick, bool bAdd) {

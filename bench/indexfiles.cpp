@@ -105,15 +105,15 @@ double WaitDuringFlush(void (*call)(int)) {
             Large().index.WriteIndexToFile();
         }
     });
-    std::vector<double> vecWait;
+    std::vector<double> vWait;
     const auto tEnd = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
     for (int i = 0; std::chrono::steady_clock::now() < tEnd; ++i) {
-        vecWait.push_back(SecondsOf([&] { call(i); }));
+        vWait.push_back(SecondsOf([&] { call(i); }));
     }
     bStop = true;
     flusher.join();
-    const auto itWorst = vecWait.begin() + static_cast<std::ptrdiff_t>(vecWait.size() * 999 / 1000);
-    std::nth_element(vecWait.begin(), itWorst, vecWait.end());
+    const auto itWorst = vWait.begin() + static_cast<std::ptrdiff_t>(vWait.size() * 999 / 1000);
+    std::nth_element(vWait.begin(), itWorst, vWait.end());
     return *itWorst;
 }
 
@@ -130,10 +130,10 @@ void QueryOneHour(int n) {
 }
 
 double CopyAllRecords() {
-    std::vector<std::vector<indexLevel3Body>> vecFrom(
+    std::vector<std::vector<indexLevel3Body>> vFrom(
         static_cast<std::size_t>(LARGE.nDays * CAMERAS),
         std::vector<indexLevel3Body>(static_cast<std::size_t>(LARGE.nFiles)));
-    return SecondsOf([&] { benchmark::DoNotOptimize(std::vector(vecFrom)); });
+    return SecondsOf([&] { benchmark::DoNotOptimize(std::vector(vFrom)); });
 }
 
 // --- Start
@@ -149,12 +149,12 @@ double Start() {
 }
 
 double ReadBare() {
-    const std::vector<std::string> vecPath = IndexFilesBelow(Large().dir.Path());
-    std::vector<char> vecBuffer(1 << 20);
+    const std::vector<std::string> vPath = IndexFilesBelow(Large().dir.Path());
+    std::vector<char> vBuffer(1 << 20);
     return SecondsOf([&] {
-        for (const std::string& strPath : vecPath) {
+        for (const std::string& strPath : vPath) {
             const int nFile = ::open(strPath.c_str(), O_RDONLY | O_CLOEXEC);
-            while (::read(nFile, vecBuffer.data(), vecBuffer.size()) > 0) {
+            while (::read(nFile, vBuffer.data(), vBuffer.size()) > 0) {
             }
             ::close(nFile);
         }

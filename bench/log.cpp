@@ -46,13 +46,13 @@ double OnThreads(int nThreads, int nLines, Work work) {
         }
         work(nLines / nThreads);
     };
-    std::vector<std::thread> vecThread;
-    for (int i = 1; i < nThreads; ++i) vecThread.emplace_back(Run);
+    std::vector<std::thread> vThread;
+    for (int i = 1; i < nThreads; ++i) vThread.emplace_back(Run);
     while (nReady < nThreads) {
     }
     return SecondsOf([&] {
         Run();
-        for (std::thread& thread : vecThread) thread.join();
+        for (std::thread& thread : vThread) thread.join();
     });
 }
 

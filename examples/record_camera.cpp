@@ -6,8 +6,9 @@
 #include <localstorage/LocalStorageLog.h>
 
 static int OnMessage(int nMsgType, void* pData, unsigned int, void*) {
-    if (nMsgType == MESSAGEVALUE_CREATEFILE)
+    if (nMsgType == MESSAGEVALUE_CREATEFILE) {
         std::printf("%s\n", static_cast<recFileEvent*>(pData)->szFileName);
+    }
     return 0;
 }
 

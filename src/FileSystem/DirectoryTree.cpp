@@ -36,8 +36,9 @@ bool DeleteDirectory(const std::string& strPath, OSL_LastLink eLink) {
     std::list<std::string> lsSubDir, lsSubFile;
     const bool bWhole = note(GetSubTargetList(strDir, lsSubDir, lsSubFile, eLink));
     for (const std::string& strName : lsSubDir) note(DeleteDirectory(strDir + "/" + strName));
-    for (const std::string& strName : lsSubFile)
+    for (const std::string& strName : lsSubFile) {
         note(OSL_DeleteFile((strDir + "/" + strName).c_str()) == 0);
+    }
     if ((bWhole && note(OSL_RemoveDir(strDir.c_str()) == 0)) || IsGone(strDir)) return true;
     errno = nFirstError;  // why the last of them stays is only that it is not empty
     return false;

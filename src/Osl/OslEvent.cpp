@@ -7,7 +7,7 @@
 #include "Osl/Osl.h"
 
 struct OSL_Event {
-    std::mutex m_mutex;
+    std::mutex m_mtx;
     std::condition_variable m_changed;
     bool m_bSet = false;
     const pid_t m_nProcess = getpid();
@@ -19,7 +19,7 @@ OSL_EventHandle OSL_CreateEvent() {
 
 int OSL_SetEvent(OSL_EventHandle hEvent) {
     if (!hEvent) return -1;
-    const std::lock_guard<std::mutex> guard(hEvent->m_mutex);
+    const std::lock_guard<std::mutex> guard(hEvent->m_mtx);
     hEvent->m_bSet = true;
     hEvent->m_changed.notify_all();
     return 0;
@@ -27,7 +27,7 @@ int OSL_SetEvent(OSL_EventHandle hEvent) {
 
 int OSL_ResetEvent(OSL_EventHandle hEvent) {
     if (!hEvent) return -1;
-    const std::lock_guard<std::mutex> guard(hEvent->m_mutex);
+    const std::lock_guard<std::mutex> guard(hEvent->m_mtx);
     hEvent->m_bSet = false;
     return 0;
 }
@@ -42,7 +42,7 @@ int OSL_CloseEvent(OSL_EventHandle hEvent) {
 
 std::uint32_t OSL_WaitForSingleObject(OSL_EventHandle hEvent, std::uint32_t nMilliseconds) {
     if (!hEvent) return OSL_WAIT_FAILED;
-    std::unique_lock<std::mutex> lock(hEvent->m_mutex);
+    std::unique_lock<std::mutex> lock(hEvent->m_mtx);
     const auto IsSet = [hEvent] { return hEvent->m_bSet; };
     if (nMilliseconds == OSL_INFINITE) {
         hEvent->m_changed.wait(lock, IsSet);

@@ -8,9 +8,9 @@
 void OSL_Mutex::LockContended() OSL_NO_THREAD_SAFETY_ANALYSIS {
     for (int nPause = 100; nPause <= 3200; nPause *= 2) {
         for (int i = 0; i < nPause; ++i) std::atomic_signal_fence(std::memory_order_seq_cst);
-        if (m_mutex.try_lock()) return;
+        if (m_mtx.try_lock()) return;
     }
-    m_mutex.lock();
+    m_mtx.lock();
 }
 
 #ifndef NDEBUG

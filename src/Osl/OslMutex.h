@@ -42,7 +42,7 @@ private:
 
     void LockContended();
 
-    std::recursive_mutex m_mutex;
+    std::recursive_mutex m_mtx;
     [[maybe_unused]] const OSL_LockRank m_eRank;  // read in debug builds only, like the name
     [[maybe_unused]] const char* const m_pName;
 };
@@ -50,13 +50,13 @@ private:
 /// Holds a mutex while it lives.
 class OSL_SCOPED_CAPABILITY OSL_Guard {
 public:
-    explicit OSL_Guard(OSL_Mutex& mutex) OSL_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.Lock(); }
-    ~OSL_Guard() OSL_RELEASE() { m_mutex.Unlock(); }
+    explicit OSL_Guard(OSL_Mutex& mutex) OSL_ACQUIRE(mutex) : m_mtx(mutex) { m_mtx.Lock(); }
+    ~OSL_Guard() OSL_RELEASE() { m_mtx.Unlock(); }
     OSL_Guard(const OSL_Guard&) = delete;
     OSL_Guard& operator=(const OSL_Guard&) = delete;
 
 private:
-    OSL_Mutex& m_mutex;
+    OSL_Mutex& m_mtx;
 };
 
 /// What the calling thread holds; only debug builds keep count.
@@ -74,12 +74,12 @@ public:
 
 inline void OSL_Mutex::Lock() OSL_NO_THREAD_SAFETY_ANALYSIS {
     OSL_HeldLocks::Add(*this);
-    if (!m_mutex.try_lock()) LockContended();
+    if (!m_mtx.try_lock()) LockContended();
 }
 
 inline void OSL_Mutex::Unlock() OSL_NO_THREAD_SAFETY_ANALYSIS {
     OSL_HeldLocks::Remove(*this);
-    m_mutex.unlock();
+    m_mtx.unlock();
 }
 
 #endif  // LOCALSTORAGE_OSL_OSLMUTEX_H

@@ -32,8 +32,8 @@ std::int64_t OSL_TickMilliseconds() {
 
 bool OSL_LocalTime(std::time_t t, std::tm& stTime) {
     // The C library guards the zone by itself, but where no thread checker can see it.
-    static std::mutex s_mutex;
-    const std::lock_guard<std::mutex> guard(s_mutex);
+    static std::mutex s_mtx;
+    const std::lock_guard<std::mutex> guard(s_mtx);
     ::tzset();  // localtime_r alone would never learn that the machine's time zone was changed
     std::tm stLocal;
     if (!::localtime_r(&t, &stLocal)) return false;

@@ -97,10 +97,11 @@ private:
             const bool bTogether =
                 itEnd != m_vFiles.begin() && std::prev(itEnd)->stStartTime == stFile.stStartTime;
             nTogether = bTogether ? nTogether + 1 : 1;
-            if (nTogether > CFileList::MAX_TOGETHER)
+            if (nTogether > CFileList::MAX_TOGETHER) {
                 m_plan.vCrowded.push_back(strFolder + GetRecFileName(stFile));
-            else
+            } else {
                 *itEnd++ = stFile;
+            }
         }
         m_vFiles.erase(itEnd, m_vFiles.end());
     }
@@ -190,8 +191,9 @@ EntryVerdict JudgeEntry(TreeLevel eLevel, std::string_view strName, bool bDirect
     switch (eLevel) {
         case TreeLevel::RecordFolder:
             if (strName == INDEX_DIRTY_MARKER) return EntryVerdict::IndexFile;
-            if (bDirectory)
+            if (bDirectory) {
                 return VerifyDateDir(strName) ? EntryVerdict::Keep : EntryVerdict::NotADay;
+            }
             return JudgeFile(strName, INDEX_FILE_LEVEL1, EntryVerdict::OutsideChannel);
         case TreeLevel::Day:
             if (bDirectory) return JudgeChannelFolder(strName);
@@ -271,8 +273,9 @@ indexDifference CompareWithTree(const CIndexTree& index, const repairPlan& plan)
                          const bool bListed = index.Find(stDate, strChannel, stEntry) &&
                                               (stEntry.enumRecFileType == stFile.enumRecFileType ||
                                                isTwin(strFolder + GetRecFileName(stEntry)));
-                         if (!bListed)
+                         if (!bListed) {
                              difference.vUnlisted.push_back(strFolder + GetRecFileName(stFile));
+                         }
                      });
     return difference;
 }

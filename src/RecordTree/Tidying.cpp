@@ -14,7 +14,8 @@ bool RemoveIfIndexOnly(const std::string& strFolder, TreeLevel eLevel) {
         !std::all_of(lsSubFile.begin(), lsSubFile.end(), isOfIndex)) {
         return false;
     }
-    for (const std::string& strName : lsSubFile)
+    for (const std::string& strName : lsSubFile) {
         OSL_DeleteFile((strFolder + "/" + strName).c_str());
+    }
     return OSL_RemoveDir(strFolder.c_str()) == 0;
 }

@@ -37,8 +37,9 @@ public:
     explicit CDisk(const std::string& strPath) : m_strPath(strPath) {
         std::ifstream mounts("/proc/self/mounts");
         std::string strMountPoint, strRest;
-        while (strMountPoint != strPath && mounts >> m_strDevice >> strMountPoint >> m_strType)
+        while (strMountPoint != strPath && mounts >> m_strDevice >> strMountPoint >> m_strType) {
             std::getline(mounts, strRest);
+        }
         Check(strMountPoint == strPath, strPath + " is no disk");
         if (::geteuid() != 0) return;
         Check(::open(m_strDevice.c_str(), O_RDONLY | O_CLOEXEC) >= 0, m_strDevice);
@@ -49,10 +50,12 @@ public:
 
     /// Removes everything. Cuts files first: xfs gives the room of a removed one back later.
     void Clear() const {
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_strPath))
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_strPath)) {
             if (entry.is_regular_file()) std::filesystem::resize_file(entry, 0);
-        for (const auto& entry : std::filesystem::directory_iterator(m_strPath))
+        }
+        for (const auto& entry : std::filesystem::directory_iterator(m_strPath)) {
             std::filesystem::remove_all(entry);
+        }
     }
     /// Another process takes or gives back room until so many bytes are free; in ever smaller
     /// steps, since a file system needs some of its room for itself.

@@ -33,7 +33,7 @@ constexpr const char* CAMERA = "cam01_1_0";
 
 const CDisk *g_pDisk1, *g_pDisk2;
 
-std::mutex g_mutex;
+std::mutex g_mtx;
 std::vector<std::pair<int, std::string>> g_vMessages;  // of engines, since the test began
 
 int OnMessage(int nType, void* pData, unsigned int nDataLen, void*) {
@@ -47,16 +47,17 @@ int OnMessage(int nType, void* pData, unsigned int nDataLen, void*) {
     } else if (nType == MESSAGEVALUE_WRITEFAIL) {
         strText = std::to_string(static_cast<writeFailEvent*>(pData)->nError);
     }
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const std::lock_guard<std::mutex> guard(g_mtx);
     g_vMessages.emplace_back(nType, strText);
     return 0;
 }
 
 std::vector<std::string> Texts(int nWanted) {
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const std::lock_guard<std::mutex> guard(g_mtx);
     std::vector<std::string> vTexts;
-    for (const auto& [nType, strText] : g_vMessages)
+    for (const auto& [nType, strText] : g_vMessages) {
         if (nType == nWanted) vTexts.push_back(strText);
+    }
     return vTexts;
 }
 
@@ -87,7 +88,7 @@ protected:
         stInfo.bCycWrite = true;
         AddRecordDir(stInfo, m_disk1.Path());
         if (bTwoDisks) AddRecordDir(stInfo, m_disk2.Path());
-        m_pHost = std::make_unique<CHost>(stInfo, m_log.Path());
+        m_pHost = std::make_unique<CRecordingHost>(stInfo, m_log.Path());
     }
 
     /// A recording that an earlier run left, big and cheap.
@@ -135,7 +136,7 @@ protected:
 
     std::set<std::string> Expected() const {
         std::set<std::string> setPath(m_vOld.begin(), m_vOld.end());
-        const std::lock_guard<std::mutex> guard(g_mutex);
+        const std::lock_guard<std::mutex> guard(g_mtx);
         for (const auto& [nType, strText] : g_vMessages) {
             if (nType == MESSAGEVALUE_CREATEFILE) setPath.insert(strText);
             if (nType != MESSAGEVALUE_DELETEFILE) continue;
@@ -147,15 +148,18 @@ protected:
     void ExpectNothingLost() {
         std::vector<std::string> vThere;
         for (const CDisk* pDisk : {&m_disk1, &m_disk2}) {
-            for (const auto& entry : std::filesystem::recursive_directory_iterator(pDisk->Path()))
+            for (const auto& entry : std::filesystem::recursive_directory_iterator(pDisk->Path())) {
                 if (entry.path().extension() == ".mp4") vThere.push_back(entry.path());
+            }
         }
         EXPECT_THAT(vThere, testing::UnorderedElementsAreArray(Expected()));
         if (!m_pHost || !IsBackup()) return;
         std::vector<std::string> vFound;
-        for (const std::string& strCamera : m_vCameras)
-            for (const std::string& strPath : m_pHost->Recordings(strCamera))
+        for (const std::string& strCamera : m_vCameras) {
+            for (const std::string& strPath : m_pHost->Recordings(strCamera)) {
                 vFound.push_back(strPath);
+            }
+        }
         EXPECT_THAT(vFound, testing::UnorderedElementsAreArray(Expected()));
     }
 
@@ -163,7 +167,7 @@ protected:
     const CDisk& m_disk1 = *g_pDisk1;
     const CDisk& m_disk2 = *g_pDisk2;
     const CTempDir m_log;
-    std::unique_ptr<CHost> m_pHost;
+    std::unique_ptr<CRecordingHost> m_pHost;
     std::vector<std::string> m_vCameras = {CAMERA};
     std::vector<std::string> m_vOld;
     int m_nFiles = 0;
@@ -297,8 +301,9 @@ protected:
     void WritePiece(channel& stChannel) {
         const bool bWritten = m_pHost->Write(stChannel.strCamera, stChannel.stFile, m_strPiece);
         if (!bWritten && !std::exchange(stChannel.bFails, true)) stChannel.tFailed = Clock::now();
-        if (bWritten && std::exchange(stChannel.bFails, false))
+        if (bWritten && std::exchange(stChannel.bFails, false)) {
             stChannel.tLost += Clock::now() - stChannel.tFailed;
+        }
         if (bWritten) return;
         ++stChannel.nLost;
         if (!m_bTwoDisks || !IsBackup()) return;
@@ -348,8 +353,9 @@ TEST_P(AsUser, AnotherProgramTakesTheRest) {
         }
     }
     EXPECT_GT(nLost, 0) << "there was room";
-    for (channel& stChannel : m_vChannels)
+    for (channel& stChannel : m_vChannels) {
         EXPECT_TRUE(m_pHost->Close(stChannel.strCamera, stChannel.stFile));
+    }
     EXPECT_EQ(Texts(MESSAGEVALUE_DELETEFILE).size(), m_bTwoDisks ? 0u : 1u);
 }
 

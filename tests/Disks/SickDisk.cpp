@@ -53,7 +53,7 @@ struct CRule {
     int nCalls = 0;
 };
 
-std::mutex g_mutex;
+std::mutex g_mtx;
 std::condition_variable g_go;
 std::vector<CRule> g_vRules;
 unsigned g_nGeneration = 0;  // of rules: goes up with every "go"
@@ -61,7 +61,7 @@ std::uint64_t g_nFreeMiB = 0;
 
 /// What a call has to return; 0: it is carried out.
 int Meet(const std::string& strOperation, const char* pPath) {
-    std::unique_lock<std::mutex> lock(g_mutex);
+    std::unique_lock<std::mutex> lock(g_mtx);
     const auto Holds = [&](CRule& rule) {
         return (rule.strOperation == "*" || rule.strOperation == strOperation) &&
                ::fnmatch(rule.strPattern.c_str(), pPath ? pPath : "", 0) == 0 &&
@@ -73,10 +73,11 @@ int Meet(const std::string& strOperation, const char* pPath) {
     std::cout << rule.strFault << ' ' << strOperation << ' ' << (pPath ? pPath : "") << std::endl;
     if (rule.strFault == "fail") return -rule.nValue;
     const auto IsGone = [nGeneration = g_nGeneration] { return g_nGeneration != nGeneration; };
-    if (rule.strFault == "delay")
+    if (rule.strFault == "delay") {
         g_go.wait_for(lock, std::chrono::milliseconds(rule.nValue), IsGone);
-    else
+    } else {
         g_go.wait(lock, IsGone);
+    }
     return 0;
 }
 
@@ -88,7 +89,7 @@ void Obey(const std::string& strLine) {
         rule.nValue = std::atoi(rule.strFault.c_str() + nEqual + 1);
         rule.strFault.resize(nEqual);
     }
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const std::lock_guard<std::mutex> guard(g_mtx);
     if (rule.strFault == "free") {
         g_nFreeMiB = static_cast<std::uint64_t>(rule.nValue);
     } else if (rule.strFault == "go") {
@@ -144,7 +145,7 @@ int OpenFile(const char* pOperation, const char* pPath, fuse_file_info* pFile, m
 int StatFs(const char* pPath, struct statvfs* pStat) {
     return Do("statfs", pPath, [&] {
         const int nResult = ::statvfs(Below(pPath).c_str(), pStat);
-        const std::lock_guard<std::mutex> guard(g_mutex);
+        const std::lock_guard<std::mutex> guard(g_mtx);
         if (g_nFreeMiB != 0) {
             pStat->f_bfree = pStat->f_bavail = (g_nFreeMiB << 20) / pStat->f_frsize;
             pStat->f_blocks = std::max(pStat->f_blocks, pStat->f_bfree);
@@ -159,8 +160,9 @@ int ReadDir(const char*, void* pList, fuse_fill_dir_t fill, off_t, fuse_file_inf
         DIR* const pStream = ::fdopendir(::dup(nHandle));
         if (!pStream) return -1;
         ::rewinddir(pStream);
-        while (const dirent* pEntry = ::readdir(pStream))
+        while (const dirent* pEntry = ::readdir(pStream)) {
             fill(pList, pEntry->d_name, nullptr, 0, fuse_fill_dir_flags());
+        }
         return ::closedir(pStream);
     });
 }

@@ -118,10 +118,11 @@ public:
     const std::string& Path() const { return m_strPath; }
     void SetFull(bool bFull) const { Say(bFull ? "free=1000" : "free=100000"); }
     void Hang(const std::string& strFault) const {
-        if (strFault == "all")
+        if (strFault == "all") {
             ::kill(m_nProgram, SIGSTOP);
-        else
+        } else {
             Say("hang " + strFault + " *");
+        }
     }
     void GoOn() const {
         ::kill(m_nProgram, SIGCONT);
@@ -167,13 +168,13 @@ struct CCreated {
     Clock::time_point when;
 };
 
-std::mutex g_mutex;
+std::mutex g_mtx;
 std::map<std::string, CCreated> g_mCreated;  // by camera, the newest
 std::set<std::string> g_setThere;            // paths that were created
 std::vector<std::string> g_vDeleted;
 
 int OnMessage(int nType, void* pData, unsigned int nDataLen, void*) {
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const std::lock_guard<std::mutex> guard(g_mtx);
     if (nType == MESSAGEVALUE_CREATEFILE) {
         const auto& stEvent = *static_cast<recFileEvent*>(pData);
         g_mCreated[stEvent.szCameraID] = {stEvent.szFileName, Clock::now()};
@@ -185,7 +186,7 @@ int OnMessage(int nType, void* pData, unsigned int nDataLen, void*) {
 }
 
 CCreated Created(const std::string& strCamera) {
-    const std::lock_guard<std::mutex> guard(g_mutex);
+    const std::lock_guard<std::mutex> guard(g_mtx);
     return g_mCreated[strCamera];
 }
 
@@ -226,12 +227,12 @@ private:
     bool IsOnSick(const std::string& strPath) const { return strPath.starts_with(m_sick.Path()); }
 
     void Count(Value eValue) {
-        const std::lock_guard<std::mutex> guard(g_mutex);
+        const std::lock_guard<std::mutex> guard(g_mtx);
         ++m_result.dValues[eValue];
     }
     void Note(Value eValue, Clock::time_point before, Clock::time_point after) {
         const double dTime = std::chrono::duration<double, std::milli>(after - before).count();
-        const std::lock_guard<std::mutex> guard(g_mutex);
+        const std::lock_guard<std::mutex> guard(g_mtx);
         m_result.dValues[eValue] = std::max(m_result.dValues[eValue], dTime);
     }
     template <typename Call>
@@ -259,7 +260,7 @@ private:
         stInfo.nFileSize = 1;
         AddRecordDir(stInfo, m_sick.Path());
         AddRecordDir(stInfo, m_good.Path());
-        m_pHost = std::make_unique<CHost>(stInfo, m_strLog);
+        m_pHost = std::make_unique<CRecordingHost>(stInfo, m_strLog);
         return true;
     }
 
@@ -301,13 +302,15 @@ private:
         Repeat(vThreads, 20ms, [this] { WriteOnGood(STEADY_CAMERA, "steady"); });
         Repeat(vThreads, 20ms, [this] {
             const bool bAfter = Clock::now() > m_begun + HANG;
-            if (m_pHost->Write(SICK_CAMERA, File(), m_strPiece) && bAfter)
+            if (m_pHost->Write(SICK_CAMERA, File(), m_strPiece) && bAfter) {
                 m_result.dValues[STUCK] = 0;
+            }
         });
-        if (IsBackup())
+        if (IsBackup()) {
             Repeat(vThreads, 50ms, [this] {
                 Timed(QUERY, [this] { return m_pHost->Recordings(GOOD_CAMERA).size(); });
             });
+        }
         for (int n = 10; Clock::now() < m_begun + HANG; ++n, sleep_for(500ms)) {
             const std::string strCamera = "cam" + std::to_string(n) + "_1_0";
             vThreads.emplace_back([this, strCamera] { OpenAnother(strCamera); });
@@ -339,8 +342,9 @@ private:
         const bool bOpen =
             Timed(bLate ? LATE_OPEN : OPEN, [&] { return m_pHost->Open(strCamera, File()); });
         const bool bMayBeSick = m_scenario.pFault == std::string("write");
-        if (bLate && (!bOpen || (IsOnSick(Created(strCamera).strPath) && !bMayBeSick)))
+        if (bLate && (!bOpen || (IsOnSick(Created(strCamera).strPath) && !bMayBeSick))) {
             Count(REFUSED);
+        }
     }
     void TakePicture(const std::string& strCamera) {
         const bool bLate = Clock::now() >= m_begun + LATE;
@@ -351,10 +355,12 @@ private:
 
     /// From the sick disk nothing may be gone, from the good one what made room.
     void CountDeleted() {
-        for (const std::string& strPath : g_vDeleted)
+        for (const std::string& strPath : g_vDeleted) {
             if (m_scenario.bOtherFull && !IsOnSick(strPath)) g_setThere.erase(strPath);
-        for (const std::string& strPath : g_setThere)
+        }
+        for (const std::string& strPath : g_setThere) {
             if (!std::filesystem::exists(strPath)) Count(DELETED);
+        }
     }
 
     const CScenario m_scenario;
@@ -362,7 +368,7 @@ private:
     const std::string m_strLog, m_strPiece = std::string(4096, 'v');
     const CSickDisk m_sick;
     const CGoodDisk m_good;
-    std::unique_ptr<CHost> m_pHost;
+    std::unique_ptr<CRecordingHost> m_pHost;
     Clock::time_point m_begun;  // of the long hang
     std::atomic<bool> m_bStop = false;
 };
@@ -371,11 +377,15 @@ private:
 
 std::vector<CScenario> Scenarios() {
     std::vector<CScenario> vScenarios;
-    for (const auto eLayout : {LOCAL_STORAGE_REMOTE_BACKUP, LOCAL_STORAGE_CLIENT})
-        for (const char* pFault : {"all", "statfs", "create", "getattr", "write"})
-            for (const bool bCurrent : {true, false})
-                for (const bool bOtherFull : {false, true})
+    for (const auto eLayout : {LOCAL_STORAGE_REMOTE_BACKUP, LOCAL_STORAGE_CLIENT}) {
+        for (const char* pFault : {"all", "statfs", "create", "getattr", "write"}) {
+            for (const bool bCurrent : {true, false}) {
+                for (const bool bOtherFull : {false, true}) {
                     vScenarios.push_back({eLayout, pFault, bCurrent, bOtherFull});
+                }
+            }
+        }
+    }
     return vScenarios;
 }
 
@@ -441,8 +451,9 @@ int main(int nArguments, char** argv) {
     for (int n = 0; n < VALUES; ++n) std::cout << "---|";
     std::cout << '\n';
     std::size_t nFailed = 0;
-    for (std::size_t n = 0; n < vScenarios.size(); ++n)
+    for (std::size_t n = 0; n < vScenarios.size(); ++n) {
         nFailed += !Print(vScenarios[n], pResults[n]);
+    }
     std::cout << vScenarios.size() - nFailed << " passed, " << nFailed << " failed\n";
     return nFailed > 0;
 }

@@ -85,8 +85,9 @@ TEST_F(DirectoryTreeTest, NoFailingAllocationLeavesAFolderOpenOrClosesItTwice) {
             std::list<std::string> lsDir, lsFile;
             GetSubTargetList(m_strTree, lsDir, lsFile);
             CFileDeleter deleter;
-            for (const std::string& strPath : {m_strTree + "/file", strOutside})
+            for (const std::string& strPath : {m_strTree + "/file", strOutside}) {
                 deleter.Delete(strPath);
+            }
         } catch (const std::bad_alloc&) {
         }
         ASSERT_EQ(OpenFiles(), nBefore) << "allocation " << nTry;

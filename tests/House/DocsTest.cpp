@@ -24,8 +24,9 @@ std::vector<std::smatch> AllMatches(const std::string& strText, const std::regex
 /// What the first group of a pattern matches, wherever it does.
 std::vector<std::string> Found(const std::string& strText, const char* pPattern) {
     std::vector<std::string> vFound;
-    for (const std::smatch& match : AllMatches(strText, std::regex(pPattern)))
+    for (const std::smatch& match : AllMatches(strText, std::regex(pPattern))) {
         vFound.push_back(match[1]);
+    }
     return vFound;
 }
 
@@ -40,8 +41,9 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
 
     std::string strSources;
     const std::string strCommands = SOURCE_DIR "/tools/localstorage/commands";
-    for (const auto& entry : std::filesystem::directory_iterator(strCommands))
+    for (const auto& entry : std::filesystem::directory_iterator(strCommands)) {
         strSources += GetFile(entry.path());
+    }
     const auto setCommands =
         Unique(Found(strSources, R"(command \w+\(\) \{[\s\S]*?return \{\s*"([a-z]+)\")"));
     EXPECT_EQ(Unique(Found(strReadme, R"(\n\| `([a-z]+)` \|)")), setCommands);
@@ -49,12 +51,15 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
 
 TEST(Docs, WordsNamesWhatIsInTheSources) {
     std::string strSources;
-    for (const char* pFolder : {"/include", "/src", "/tools"})
+    for (const char* pFolder : {"/include", "/src", "/tools"}) {
         for (const auto& entry :
-             std::filesystem::recursive_directory_iterator(std::string(SOURCE_DIR) + pFolder))
+             std::filesystem::recursive_directory_iterator(std::string(SOURCE_DIR) + pFolder)) {
             if (entry.is_regular_file()) strSources += GetFile(entry.path());
-    for (const std::string& strName : Found(Source("docs/words.md"), R"(`([A-Za-z_.]{6,})`)"))
+        }
+    }
+    for (const std::string& strName : Found(Source("docs/words.md"), R"(`([A-Za-z_.]{6,})`)")) {
         EXPECT_NE(strSources.find(strName), std::string::npos) << strName;
+    }
 }
 
 TEST(Docs, CrashesHaveTheNumbersOfTheIndexFiles) {

@@ -37,7 +37,7 @@ void RecordUntilKilled(const CTempDir& dir, int nNumber) {
         tagStoreInfo stInfo;
         AddRecordDir(stInfo, dir.Path());
         stInfo.pFunCallback = PrintPath;
-        CHost host(stInfo, dir / "log");
+        CRecordingHost host(stInfo, dir / "log");
         for (int n = 0; n < PER_ENGINE; ++n, ++nNumber) {
             const std::string strCamera = CAMERAS[nNumber % 3];
             recFileInfo stFile;
@@ -77,9 +77,11 @@ protected:
     std::set<std::string> Found() const {
         CBackupHost host(m_dir.Path(), m_dir / "log");
         std::set<std::string> setFound;
-        for (const char* szCamera : CAMERAS)
-            for (const std::string& strPath : host.Recordings(szCamera))
+        for (const char* szCamera : CAMERAS) {
+            for (const std::string& strPath : host.Recordings(szCamera)) {
                 if (std::filesystem::exists(strPath)) setFound.insert(strPath);
+            }
+        }
         return setFound;
     }
 

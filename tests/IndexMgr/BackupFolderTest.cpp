@@ -65,8 +65,9 @@ TEST_F(BackupFolder, OnlyWhatIsWrongWithTheWholeFolderSwitches) {
         EXPECT_STREQ(RecDirName(), c.pFolder);
         EXPECT_EQ(m_nFiles, c.nFiles);
         m_faults.ClearRules();
-        for (const std::string& strPath : vBefore)
+        for (const std::string& strPath : vBefore) {
             EXPECT_TRUE(fs::exists(m_dir / strPath)) << "nothing is removed, " << strPath;
+        }
     }
     m_faults.Fail(Op::ReadDir, Any(), EIO).Times(1);
     EXPECT_EQ(Start(), 0) << "tried again";

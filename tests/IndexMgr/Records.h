@@ -102,8 +102,9 @@ protected:
         CIndexMgr mgr;
         const int nResult = mgr.Initialize({m_dir.Path()});
         m_nFiles = 0;
-        for (const char* pChannel : {"cam_1_0", "front_door", "cam_300_7"})
+        for (const char* pChannel : {"cam_1_0", "front_door", "cam_300_7"}) {
             m_nFiles += FindAll(mgr, pChannel).size();
+        }
         mgr.Release();
         return nResult;
     }

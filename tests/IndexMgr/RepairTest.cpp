@@ -81,8 +81,9 @@ TEST_F(Repair, OfTooManyRecordingsThatBeginTogetherOnlyThoseBeyondStayOut) {
 TEST_F(Repair, AnIndexFileThatDescribesNothingGoesAlsoWhereItIsALinkToNothing) {
     Put("cam_1_0", FILE_1);
     fs::create_directories(m_strFolder + "/20240307/cam_1_0");
-    for (const char* pName : {"/20240307/index02.bin", "/20240307/cam_1_0/index03.bin"})
+    for (const char* pName : {"/20240307/index02.bin", "/20240307/cam_1_0/index03.bin"}) {
         fs::create_symlink("nowhere", m_strFolder + pName);
+    }
     ASSERT_EQ(Start(), 0);
     EXPECT_EQ(Tree(m_strFolder + "/20240307"), std::vector<std::string>{"cam_1_0"});
 }

@@ -16,8 +16,9 @@ protected:
     }
     void ExpectAllFound() {
         Trace lsFound = Find("cam_1_0", Time(1, 0), Time(31, 0));
-        for (const std::string& strPath : Find("front_door", Time(1, 0), Time(31, 0)))
+        for (const std::string& strPath : Find("front_door", Time(1, 0), Time(31, 0))) {
             lsFound.push_back(strPath);
+        }
         std::sort(lsFound.begin(), lsFound.end());
         EXPECT_EQ(lsFound, RecordFiles());
     }
@@ -52,11 +53,12 @@ TEST_F(OpeningCrash, LosesNoRecordingAtAnyCall) {
             Restart();
             ExpectAllFound();
             Leave();
-            for (const std::string& strPath : RecordFiles())
+            for (const std::string& strPath : RecordFiles()) {
                 if (bKilled && strPath.find("100000_") != strPath.npos) {
                     std::filesystem::remove(strPath);
                     std::filesystem::remove(Disk() + "RecordFile/index01.bin");
                 }
+            }
         }
     }
     EXPECT_GT(nWalks, 12) << "marker, folders, file";
@@ -77,14 +79,14 @@ TEST_F(OpeningCrash, LosesNoRecordingWhenAnyCallFails) {
                 const bool bOpened = Open("cam_1_0", Hour(4 + nHour / 24, nHour % 24));
                 nSeen = rule.Seen();
                 m_faults.ClearRules();
-                const auto lsBefore = RecordFiles();
+                const auto vBefore = RecordFiles();
                 if (bOpened) {
                     EXPECT_TRUE(Close("cam_1_0", Hour(4 + nHour / 24, nHour % 24)));
                 }
                 ++nHour;
                 Leave();
                 Restart();
-                EXPECT_EQ(RecordFiles(), lsBefore);
+                EXPECT_EQ(RecordFiles(), vBefore);
                 ExpectAllFound();
                 Leave();
             }

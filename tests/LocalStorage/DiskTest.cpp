@@ -21,8 +21,9 @@ TEST(DiskChoice, DecidesByTheSettingsAndWhatIsThere) {
         {{false, false, false}, {false, true, false}},
         {{false, true, false}, {false, false, false}},
     };
-    for (const auto& stCase : CASES)
+    for (const auto& stCase : CASES) {
         EXPECT_EQ(DecideFullDisk(stCase.stState), stCase.stAction) << &stCase - CASES;
+    }
 }
 
 TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {

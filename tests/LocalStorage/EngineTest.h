@@ -41,11 +41,11 @@ inline tagBlockTime Time(unsigned nDay, unsigned nHour, unsigned nMinute = 0,
 }
 
 /// A recording of March 2024, one hour from this hour on.
-inline recFileInfo Hour(unsigned nDay, unsigned nHour, RecordType enumType = RECORD_TYPE_1) {
+inline recFileInfo Hour(unsigned nDay, unsigned nHour, RecordType eType = RECORD_TYPE_1) {
     recFileInfo stInfo;
     stInfo.stStartTime = Time(nDay, nHour);
     stInfo.stEndTime = Time(nDay, nHour + 1);
-    stInfo.enumRecordType = enumType;
+    stInfo.enumRecordType = eType;
     return stInfo;
 }
 
@@ -77,19 +77,19 @@ protected:
     }
 
     /// Starts the engine on disk "1" (unless the test has added disks) and forgets what it said.
-    void Start(LocalStorageType enumType = LOCAL_STORAGE_REMOTE_BACKUP) {
+    void Start(LocalStorageType eType = LOCAL_STORAGE_REMOTE_BACKUP) {
         if (m_stInfo.lsRecDir.size() == 0) AddDisk();
-        m_stInfo.enumStorageType = enumType;
+        m_stInfo.enumStorageType = eType;
         ASSERT_TRUE(m_pEngine->Initialize(m_stInfo)) << m_pEngine->GetLastError();
         ClearTrace();
     }
 
     /// The same on two disks, moving from one to the other.
-    void StartOnTwo(LocalStorageType enumType = LOCAL_STORAGE_REMOTE_BACKUP) {
+    void StartOnTwo(LocalStorageType eType = LOCAL_STORAGE_REMOTE_BACKUP) {
         AddDisk("1");
         AddDisk("2");
         m_stInfo.bCycWrite = true;
-        Start(enumType);
+        Start(eType);
     }
     /// Stops the engine, for a start with other settings.
     void Stop() {
@@ -145,17 +145,18 @@ protected:
     }
 
     Trace Find(const std::string& strCamera, const tagBlockTime& stFrom, const tagBlockTime& stTo,
-               RecordType enumType = RECORD_TYPE_ALL) {
+               RecordType eType = RECORD_TYPE_ALL) {
         recQueryParam stParam;
         stParam.stQueryStartTime = stFrom;
         stParam.stQueryEndTime = stTo;
-        stParam.enumRecordType = enumType;
+        stParam.enumRecordType = eType;
         std::snprintf(stParam.szCameraID, sizeof(stParam.szCameraID), "%s", strCamera.c_str());
         CVexList<pathNode>* pList = nullptr;
         const bool bFound = m_pEngine->QueryRecFile(stParam, &pList);
         Trace lsPath;
-        if (pList)
+        if (pList) {
             for (auto it = pList->begin(); it != pList->end(); ++it) lsPath.push_back((*it).szPath);
+        }
         EXPECT_EQ(bFound, !lsPath.empty());
         return lsPath;
     }
@@ -165,8 +166,9 @@ protected:
     /// Every record file below the disks, in the order of their paths.
     Trace RecordFiles() const {
         Trace lsPath;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_dir.Path()))
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_dir.Path())) {
             if (entry.path().extension() == ".mp4") lsPath.push_back(entry.path());
+        }
         std::sort(lsPath.begin(), lsPath.end());
         return lsPath;
     }

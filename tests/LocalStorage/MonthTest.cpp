@@ -24,7 +24,7 @@ protected:
     /// One disk check with a mebibyte less room for every file on a disk. All the rest of the time
     /// there is room, so that the engine's own thread finds nothing to do while a test looks.
     void CheckDisks() {
-        for (const std::string& strDisk : m_lsDisk) {
+        for (const std::string& strDisk : m_vDisk) {
             const auto nFiles = std::count_if(
                 m_setLive.begin(), m_setLive.end(),
                 [&](const auto& strPath) { return strPath.starts_with(Disk(strDisk)); });
@@ -32,12 +32,13 @@ protected:
         }
         char szPath[LOCALSTORAGE_PATH_SIZE];
         m_pEngine->WriteImage("cam_1_0", "", 0, szPath);
-        for (const std::string& strDisk : m_lsDisk) m_faults.SetFreeSpace(Disk(strDisk), ROOM);
+        for (const std::string& strDisk : m_vDisk) m_faults.SetFreeSpace(Disk(strDisk), ROOM);
         tagBlockTime stLast;
         stLast.wYear = 9999;
         m_pEngine->DeleteImagesByDay(stLast);  // waits for a check that still runs
-        for (const std::string& strDisk : m_lsDisk)
+        for (const std::string& strDisk : m_vDisk) {
             std::filesystem::remove_all(Disk(strDisk) + "ImageFile");
+        }
     }
 
     void UpdateFromMessages() {
@@ -61,15 +62,17 @@ protected:
         PathSet setPath;
         tagBlockTime stFrom = Time(1, 0), stTo = Time(1, 0);
         stTo.wYear = 2025;
-        for (int i = 0; i < CAMERAS; ++i)
-            for (const std::string& strPath : Find(Camera(i), stFrom, stTo))
+        for (int i = 0; i < CAMERAS; ++i) {
+            for (const std::string& strPath : Find(Camera(i), stFrom, stTo)) {
                 setPath.insert(strPath);
+            }
+        }
         return setPath;
     }
 
     void CheckAgreement() {
-        const std::vector<std::string> lsTree = RecordFiles();
-        EXPECT_EQ(PathSet(lsTree.begin(), lsTree.end()), m_setLive);
+        const std::vector<std::string> vTree = RecordFiles();
+        EXPECT_EQ(PathSet(vTree.begin(), vTree.end()), m_setLive);
         if (m_stInfo.enumStorageType == LOCAL_STORAGE_REMOTE_BACKUP) {
             EXPECT_EQ(Indexed(), m_setLive);
         }
@@ -77,17 +80,18 @@ protected:
             if (!entry.is_directory() || entry.path().filename().string().size() <= 2) continue;
             EXPECT_FALSE(std::filesystem::is_empty(entry.path())) << entry.path();
         }
-        for (const std::string& strPath : m_setLive)
+        for (const std::string& strPath : m_setLive) {
             EXPECT_GE(DayOf(strPath), m_strLastDeleted) << "older ones went before";
+        }
     }
 
-    void Run(LocalStorageType enumType, const std::vector<std::string>& lsDisk) {
-        m_lsDisk = lsDisk;
-        for (const std::string& strDisk : lsDisk) AddDisk(strDisk);
-        m_stInfo.bCycWrite = lsDisk.size() > 1;
+    void Run(LocalStorageType eType, const std::vector<std::string>& vDisk) {
+        m_vDisk = vDisk;
+        for (const std::string& strDisk : vDisk) AddDisk(strDisk);
+        m_stInfo.bCycWrite = vDisk.size() > 1;
         m_stInfo.nFileSize = 0;  // in the client layout a file per piece
         KeepLines(false);
-        Start(enumType);
+        Start(eType);
         int nPasses = 0;
         for (int nStep = 0; nStep < DAYS * FILES_PER_DAY; ++nStep) {
             for (int i = 0; i < CAMERAS; ++i) RecordStep(Camera(i), nStep);
@@ -101,8 +105,8 @@ protected:
             CheckAgreement();
             if (HasFatalFailure() || HasNonfatalFailure()) return;
         }
-        EXPECT_GE(nPasses, DAYS - 1 - static_cast<int>(lsDisk.size()) * 7);
-        EXPECT_GE(m_setLive.size(), lsDisk.size() * (FILES_PER_DISK - 2 * CAMERAS * FILES_PER_DAY));
+        EXPECT_GE(nPasses, DAYS - 1 - static_cast<int>(vDisk.size()) * 7);
+        EXPECT_GE(m_setLive.size(), vDisk.size() * (FILES_PER_DISK - 2 * CAMERAS * FILES_PER_DAY));
     }
 
     /// Backup layout: a recording from now on. Client layout: a piece, and with it a file.
@@ -124,7 +128,7 @@ protected:
         return Hour(static_cast<unsigned>(1 + nStep / FILES_PER_DAY),
                     static_cast<unsigned>(nStep % FILES_PER_DAY * (24 / FILES_PER_DAY)));
     }
-    std::vector<std::string> m_lsDisk;
+    std::vector<std::string> m_vDisk;
     recFileInfo m_stFile;
     PathSet m_setLive;  ///< what the messages say is there
     PathSet m_setOpen;  ///< and what of it is open

@@ -72,8 +72,8 @@ TEST_F(OpenClose, OneChannelAtATimePerKey) {
 TEST_F(OpenClose, CameraIdentifiers) {
     const std::string strLong(63, 'x');
     const struct {
-        LocalStorageType enumType;
-        std::vector<std::string> lsTaken, lsRefused;
+        LocalStorageType eType;
+        std::vector<std::string> vTaken, vRefused;
     } CASES[] = {
         {LOCAL_STORAGE_REMOTE_BACKUP,
          {"cam_1_0", "cam01", "a_b_1_0", "x_-1_2", "...", "K\xC3\xBC\x63he", strLong},
@@ -84,12 +84,14 @@ TEST_F(OpenClose, CameraIdentifiers) {
          {strLong + "x", "", "..", "a/b", "index.dirty"}},
     };
     for (const auto& stCase : CASES) {
-        Start(stCase.enumType);
-        for (const std::string& strCamera : stCase.lsTaken)
+        Start(stCase.eType);
+        for (const std::string& strCamera : stCase.vTaken) {
             EXPECT_TRUE(Open(strCamera, Hour(5, 8))) << strCamera;
-        for (const std::string& strCamera : stCase.lsRefused)
+        }
+        for (const std::string& strCamera : stCase.vRefused) {
             ExpectRefused(strCamera, Hour(5, 8), -20);
-        EXPECT_THAT(LinesWith("camera identifier refused"), SizeIs(stCase.lsRefused.size()));
+        }
+        EXPECT_THAT(LinesWith("camera identifier refused"), SizeIs(stCase.vRefused.size()));
         m_pEngine->Release();
     }
 }

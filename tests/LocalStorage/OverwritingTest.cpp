@@ -161,21 +161,21 @@ TEST_F(Overwriting, FilesWithoutAnEntryGoWithTheDay) {
 
 TEST_F(Overwriting, AFolderNamedLikeARecordingIsNone) {
     const struct {
-        LocalStorageType enumType;
+        LocalStorageType eType;
         std::string strFile, strFolder;
     } CASES[] = {{LOCAL_STORAGE_REMOTE_BACKUP, Path("cam01", 5, 8), Path("cam01", 5, 10)},
                  {LOCAL_STORAGE_CLIENT, Day(5) + "/cam01/20240305_080000.mp4",
                   Day(5) + "/cam01/20240305_100000.mp4"}};
     for (const auto& stCase : CASES) {
         m_faults.SetTime(Morning());
-        Start(stCase.enumType);
+        Start(stCase.eType);
         Record("cam01", Hour(5, 8));
         std::filesystem::create_directory(stCase.strFolder);
         auto rule = m_faults.Watch(Op::Unlink, Is(stCase.strFolder));
         CheckFullDisk();
         EXPECT_THAT(Deleted(), ElementsAre(stCase.strFile));
         EXPECT_EQ(rule.Seen(), 0u);
-        if (stCase.enumType == LOCAL_STORAGE_REMOTE_BACKUP) {
+        if (stCase.eType == LOCAL_STORAGE_REMOTE_BACKUP) {
             EXPECT_EQ(Indexed(5), 0u);
         }
         Stop();
@@ -312,12 +312,12 @@ TEST_F(Overwriting, ASwitchDuringAPassKeepsItsFile) {
 
 TEST_F(Overwriting, TheClientLayoutLosesItsOldestDayOfTheKindAskedFor) {
     const struct {
-        StoreFileType enumKind;
+        StoreFileType eKind;
         std::string strKind, strShort, strFile;
     } CASES[] = {{STORE_FILE_RECORD, "Record", "Rec", "20240305/cam01/20240305_080000.mp4"},
                  {STORE_FILE_IMAGE, "Image", "Img", "20240305/check/20240305_080000.jpg"}};
     for (const auto& stCase : CASES) {
-        m_stInfo.enumStoreFileType = stCase.enumKind;
+        m_stInfo.enumStoreFileType = stCase.eKind;
         m_faults.SetTime(Morning());
         Start(LOCAL_STORAGE_CLIENT);
         Record("cam01", Hour(1, 1));

@@ -61,8 +61,9 @@ TEST_F(Snapshot, FailuresAreReported) {
 TEST_F(Snapshot, DeletesThatDayAndAllBefore) {
     Start();
     const std::string strRoot = Disk() + "ImageFile/";
-    for (const char* pDay : {"20240301", "20240305", "20240306", "0foreign"})
+    for (const char* pDay : {"20240301", "20240305", "20240306", "0foreign"}) {
         PutFile(strRoot + pDay + "/cam01/a.jpg");
+    }
     PutFile(strRoot + "00file");
     EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));
     EXPECT_FALSE(Exists(strRoot + "20240301"));

@@ -28,13 +28,13 @@ int ThrowTwice(int nMsgType, void* pData, unsigned nDataLen, void* pUser) {
 
 /// Where the key frames of a whole stream begin.
 std::vector<std::size_t> KeyFrames(const std::string& strStream) {
-    std::vector<std::size_t> vecPos;
+    std::vector<std::size_t> vPos;
     std::size_t nPos = 0;
     VEXANA_Handle hStream = nullptr;
     VEXANA_CreateStreamEx("", 0, &hStream);
     const auto TakePackets = [&] {
         for (VEXANA_PACKET stPacket; VEXANA_GetOnePacketEx(hStream, stPacket) == VEXANA_OK;) {
-            if (stPacket.nFrameType == VEXANA_FRAME_I) vecPos.push_back(nPos);
+            if (stPacket.nFrameType == VEXANA_FRAME_I) vPos.push_back(nPos);
             nPos += stPacket.nLength;
         }
     };
@@ -43,7 +43,7 @@ std::vector<std::size_t> KeyFrames(const std::string& strStream) {
     VEXANA_Flush(hStream);
     TakePackets();
     VEXANA_Destroy(hStream);
-    return vecPos;
+    return vPos;
 }
 
 }  // namespace
@@ -52,34 +52,35 @@ class StreamProperty : public CEngineTest, public testing::WithParamInterface<st
 protected:
     /// Records the stream in pieces of these sizes, in turn, and returns the files' contents.
     std::vector<std::string> RecordCut(const std::string& strStream,
-                                       const std::vector<std::size_t>& vecSize) {
+                                       const std::vector<std::size_t>& vSize) {
         ClearTrace();
         const recFileInfo stFile = Hour(5, 8);
         EXPECT_TRUE(Open("cam01", stFile));
         EXPECT_TRUE(Write("cam01", stFile, HEAD, HEADER));
         for (std::size_t nPos = 0, nTurn = 0; nPos < strStream.size();) {
-            const std::string strPiece = strStream.substr(nPos, vecSize[nTurn++ % vecSize.size()]);
+            const std::string strPiece = strStream.substr(nPos, vSize[nTurn++ % vSize.size()]);
             EXPECT_TRUE(Write("cam01", stFile, strPiece));
             nPos += strPiece.size();
         }
         EXPECT_TRUE(Close("cam01", stFile));
-        std::vector<std::string> lsContent;
-        for (const std::string& strPath : PathsOf(MESSAGEVALUE_CREATEFILE))
-            lsContent.push_back(GetFile(strPath));
+        std::vector<std::string> vContent;
+        for (const std::string& strPath : PathsOf(MESSAGEVALUE_CREATEFILE)) {
+            vContent.push_back(GetFile(strPath));
+        }
         std::filesystem::remove_all(Disk() + "RecordFile/");
-        return lsContent;
+        return vContent;
     }
 
     /// Headers off; each file begins with one, and what follows with a key frame.
-    static std::string Join(const std::vector<std::string>& lsContent) {
+    static std::string Join(const std::vector<std::string>& vContent) {
         std::string strAll;
-        for (const std::string& strContent : lsContent) {
+        for (const std::string& strContent : vContent) {
             EXPECT_TRUE(strContent.starts_with(HEAD));
             const std::string strBody =
                 strContent.substr(std::min<std::size_t>(4, strContent.size()));
             if (!strBody.empty()) {
-                const auto vecKey = KeyFrames(strBody);
-                EXPECT_TRUE(!vecKey.empty() && vecKey[0] == 0);
+                const auto vKey = KeyFrames(strBody);
+                EXPECT_TRUE(!vKey.empty() && vKey[0] == 0);
             }
             strAll += strBody;
         }
@@ -89,29 +90,30 @@ protected:
     static std::vector<std::vector<std::size_t>> Cuts(std::size_t nStream) {
         std::mt19937 random(2024);
         std::uniform_int_distribution<std::size_t> size(1, 5000);
-        std::vector<std::size_t> vecRandom(997);
-        std::generate(vecRandom.begin(), vecRandom.end(), [&] { return size(random); });
-        std::vector<std::vector<std::size_t>> lsCuts = {{nStream}, {65536}, {4096}, {1400}};
-        lsCuts.push_back(vecRandom);
-        if (nStream < 500000) lsCuts.push_back({3, 1, 4, 1, 5, 9, 2, 6});
-        return lsCuts;
+        std::vector<std::size_t> vRandom(997);
+        std::generate(vRandom.begin(), vRandom.end(), [&] { return size(random); });
+        std::vector<std::vector<std::size_t>> vCuts = {{nStream}, {65536}, {4096}, {1400}};
+        vCuts.push_back(vRandom);
+        if (nStream < 500000) vCuts.push_back({3, 1, 4, 1, 5, 9, 2, 6});
+        return vCuts;
     }
 
-    void Check(const std::string& strStream, LocalStorageType enumType, unsigned nFileSize,
+    void Check(const std::string& strStream, LocalStorageType eType, unsigned nFileSize,
                std::size_t nMinFiles) {
         g_pFaults = &m_faults;
         m_stInfo.pFunCallback = AdvanceWithFile;
         m_stInfo.bAnalyze = true;
         m_stInfo.nFileSize = nFileSize;
-        Start(enumType);
-        const auto vecKey = KeyFrames(strStream);
-        ASSERT_FALSE(vecKey.empty());
-        const auto lsCuts = Cuts(strStream.size());
-        const auto lsWhole = RecordCut(strStream, lsCuts[0]);
-        EXPECT_GE(lsWhole.size(), nMinFiles);
-        EXPECT_TRUE(Join(lsWhole) == strStream.substr(vecKey[0]));
-        for (std::size_t i = 1; i < lsCuts.size(); ++i)
-            EXPECT_TRUE(RecordCut(strStream, lsCuts[i]) == lsWhole) << "cut " << i;
+        Start(eType);
+        const auto vKey = KeyFrames(strStream);
+        ASSERT_FALSE(vKey.empty());
+        const auto vCuts = Cuts(strStream.size());
+        const auto vWhole = RecordCut(strStream, vCuts[0]);
+        EXPECT_GE(vWhole.size(), nMinFiles);
+        EXPECT_TRUE(Join(vWhole) == strStream.substr(vKey[0]));
+        for (std::size_t i = 1; i < vCuts.size(); ++i) {
+            EXPECT_TRUE(RecordCut(strStream, vCuts[i]) == vWhole) << "cut " << i;
+        }
         m_pEngine->Release();
     }
 

@@ -23,8 +23,9 @@ protected:
     }
     /// What the host was told once a message of a failed write has come; it comes in time.
     Trace AwaitFailure() {
-        for (int nTry = 0; nTry < 1000 && Messages().empty(); ++nTry)
+        for (int nTry = 0; nTry < 1000 && Messages().empty(); ++nTry) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
         return Said();
     }
 };

@@ -14,9 +14,11 @@ protected:
         for (int nRound = 0; nRound < ROUNDS; ++nRound) {
             const recFileInfo stFile = Hour(5 + nRound, 8);
             for (int i = 0; i < CAMERAS; ++i) EXPECT_TRUE(Open(Name(nThread, i), stFile));
-            for (int nPiece = 0; nPiece < PIECES; ++nPiece)
-                for (int i = 0; i < CAMERAS; ++i)
+            for (int nPiece = 0; nPiece < PIECES; ++nPiece) {
+                for (int i = 0; i < CAMERAS; ++i) {
                     EXPECT_TRUE(Write(Name(nThread, i), stFile, Name(nThread, i)));
+                }
+            }
             for (int i = 0; i < CAMERAS; ++i) EXPECT_TRUE(Close(Name(nThread, i), stFile));
         }
     }
@@ -43,9 +45,9 @@ protected:
             char szPath[LOCALSTORAGE_PATH_SIZE];
             while (!bStop) m_pEngine->WriteImage("cam_1_1", "jpg", 3, szPath);
         });
-        std::vector<std::thread> vecThread;
-        for (int i = 0; i < THREADS; ++i) vecThread.emplace_back(work, i);
-        for (std::thread& thread : vecThread) thread.join();
+        std::vector<std::thread> vThread;
+        for (int i = 0; i < THREADS; ++i) vThread.emplace_back(work, i);
+        for (std::thread& thread : vThread) thread.join();
         bStop = true;
         observer.join();
         pictures.join();
@@ -57,9 +59,10 @@ TEST_F(Threads, SixtyFourChannelsOnEightThreads) {
     Start();
     RunAll([this](int nThread) { RecordCameras(nThread); });
     EXPECT_EQ(RecordFiles().size(), 1u * THREADS * CAMERAS * ROUNDS);
-    for (const std::string& strPath : RecordFiles())
+    for (const std::string& strPath : RecordFiles()) {
         EXPECT_EQ(GetFile(strPath),
                   Content(std::filesystem::path(strPath).parent_path().filename()));
+    }
     EXPECT_EQ(PathsOf(MESSAGEVALUE_CREATEFILE).size(), RecordFiles().size());
     EXPECT_EQ(PathsOf(MESSAGEVALUE_CLOSEFILE).size(), RecordFiles().size());
 }
@@ -85,10 +88,11 @@ TEST_F(Threads, SwitchesWhileTheOldestDayIsDeleted) {
     EXPECT_EQ(nLost, 0);
     // What is there was made and not deleted; what was deleted is gone.
     Trace lsMade = PathsOf(MESSAGEVALUE_CREATEFILE), lsDeleted = PathsOf(MESSAGEVALUE_DELETEFILE);
-    for (const std::string& strPath : RecordFiles())
+    for (const std::string& strPath : RecordFiles()) {
         EXPECT_EQ(std::count(lsMade.begin(), lsMade.end(), strPath) -
                       std::count(lsDeleted.begin(), lsDeleted.end(), strPath),
                   1);
+    }
     EXPECT_EQ(lsMade.size() - lsDeleted.size(), RecordFiles().size());
     EXPECT_FALSE(lsDeleted.empty());
 }
@@ -98,11 +102,12 @@ TEST_F(Threads, AChannelClosedUnderAWriterIsNeverTorn) {
     Start();
     const recFileInfo stFile = Hour(5, 8);
     std::atomic<bool> bStop = false;
-    std::vector<std::thread> vecWriter;
-    for (int i = 0; i < 4; ++i)
-        vecWriter.emplace_back([&] {
+    std::vector<std::thread> vWriter;
+    for (int i = 0; i < 4; ++i) {
+        vWriter.emplace_back([&] {
             while (!bStop) Write("cam_1_1", stFile, "0123456789");
         });
+    }
     for (int i = 0; i < 300; ++i) {
         ASSERT_TRUE(Open("cam_1_1", stFile));
         ASSERT_TRUE(Close("cam_1_1", stFile));
@@ -110,7 +115,7 @@ TEST_F(Threads, AChannelClosedUnderAWriterIsNeverTorn) {
         EXPECT_EQ(strContent.size() % 10, 0u);
     }
     bStop = true;
-    for (std::thread& thread : vecWriter) thread.join();
+    for (std::thread& thread : vWriter) thread.join();
     EXPECT_FALSE(Write("cam_1_1", stFile, "late"));
 }
 
@@ -119,10 +124,11 @@ TEST_F(Threads, OfTwoThatOpenOneChannelOneIsRefused) {
     Start();
     for (int i = 0; i < 50; ++i) {
         std::atomic<int> nOpened = 0;
-        std::vector<std::thread> vecThread;
-        for (int j = 0; j < 3; ++j)
-            vecThread.emplace_back([&] { nOpened += Open("cam_1_1", Hour(5, 8)); });
-        for (std::thread& thread : vecThread) thread.join();
+        std::vector<std::thread> vThread;
+        for (int j = 0; j < 3; ++j) {
+            vThread.emplace_back([&] { nOpened += Open("cam_1_1", Hour(5, 8)); });
+        }
+        for (std::thread& thread : vThread) thread.join();
         EXPECT_EQ(nOpened, 1);
         EXPECT_TRUE(Close("cam_1_1", Hour(5, 8)));
     }

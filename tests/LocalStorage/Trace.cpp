@@ -10,9 +10,9 @@
 namespace {
 
 struct Recorder {
-    std::mutex m_mutex;
+    std::mutex m_mtx;
     Trace m_lsLine;
-    std::vector<HostMessage> m_lsMessage;
+    std::vector<HostMessage> m_vMessage;
     std::function<void(const HostMessage&)> m_run;
     bool m_bKeepLines = true;
 };
@@ -69,8 +69,9 @@ bool IsOfEngine(const std::string& strLine) {
 }
 
 std::string WithoutDir(std::string strLine, const std::string& strDir) {
-    for (std::size_t nAt = 0; (nAt = strLine.find(strDir, nAt)) != std::string::npos; ++nAt)
+    for (std::size_t nAt = 0; (nAt = strLine.find(strDir, nAt)) != std::string::npos; ++nAt) {
         strLine.replace(nAt, strDir.size(), "$");
+    }
     return strLine;
 }
 
@@ -84,8 +85,8 @@ int RecordMessage(int nMsgType, void* pData, unsigned int nDataLen, void* pUser)
     Recorder& recorder = TheRecorder();
     std::function<void(const HostMessage&)> run;
     {
-        const std::lock_guard<std::mutex> guard(recorder.m_mutex);
-        recorder.m_lsMessage.push_back(stMessage);
+        const std::lock_guard<std::mutex> guard(recorder.m_mtx);
+        recorder.m_vMessage.push_back(stMessage);
         if (recorder.m_bKeepLines) recorder.m_lsLine.push_back(strLine);
         run = recorder.m_run;
     }
@@ -95,53 +96,57 @@ int RecordMessage(int nMsgType, void* pData, unsigned int nDataLen, void* pUser)
 
 void OnMessage(std::function<void(const HostMessage&)> run) {
     Recorder& recorder = TheRecorder();
-    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    const std::lock_guard<std::mutex> guard(recorder.m_mtx);
     recorder.m_run = std::move(run);
 }
 
 Trace TakeTrace(const std::string& strDir) {
     Recorder& recorder = TheRecorder();
-    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    const std::lock_guard<std::mutex> guard(recorder.m_mtx);
     Trace lsTrace;
-    for (const std::string& strLine : recorder.m_lsLine)
+    for (const std::string& strLine : recorder.m_lsLine) {
         if (IsOfEngine(strLine)) lsTrace.push_back(WithoutDir(strLine, strDir));
+    }
     recorder.m_lsLine.clear();
     return lsTrace;
 }
 
 Trace LinesWith(const std::string& strPart) {
     Recorder& recorder = TheRecorder();
-    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    const std::lock_guard<std::mutex> guard(recorder.m_mtx);
     Trace lsFound;
-    for (const std::string& strLine : recorder.m_lsLine)
-        if (!strLine.starts_with("->") && strLine.find(strPart) != std::string::npos)
+    for (const std::string& strLine : recorder.m_lsLine) {
+        if (!strLine.starts_with("->") && strLine.find(strPart) != std::string::npos) {
             lsFound.push_back(strLine);
+        }
+    }
     return lsFound;
 }
 
 std::vector<HostMessage> Messages() {
     Recorder& recorder = TheRecorder();
-    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
-    return recorder.m_lsMessage;
+    const std::lock_guard<std::mutex> guard(recorder.m_mtx);
+    return recorder.m_vMessage;
 }
 
 Trace PathsOf(int nMsgType) {
     Trace lsPath;
-    for (const HostMessage& stMessage : Messages())
+    for (const HostMessage& stMessage : Messages()) {
         if (stMessage.nType == nMsgType) lsPath.push_back(stMessage.strPath);
+    }
     return lsPath;
 }
 
 void ClearTrace() {
     Recorder& recorder = TheRecorder();
-    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    const std::lock_guard<std::mutex> guard(recorder.m_mtx);
     recorder.m_lsLine.clear();
-    recorder.m_lsMessage.clear();
+    recorder.m_vMessage.clear();
 }
 
 void KeepLines(bool bKeep) {
     Recorder& recorder = TheRecorder();
-    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    const std::lock_guard<std::mutex> guard(recorder.m_mtx);
     recorder.m_bKeepLines = bKeep;
 }
 
@@ -151,7 +156,7 @@ void LogTextV(const char* pFormat, std::va_list args) {
     char szLine[4096];
     std::vsnprintf(szLine, sizeof(szLine), pFormat, args);
     Recorder& recorder = TheRecorder();
-    const std::lock_guard<std::mutex> guard(recorder.m_mutex);
+    const std::lock_guard<std::mutex> guard(recorder.m_mtx);
     if (recorder.m_bKeepLines) recorder.m_lsLine.emplace_back(szLine);
 }
 

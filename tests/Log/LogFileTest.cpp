@@ -25,14 +25,14 @@ protected:
     }
 
     /// Outputs all lines at once.
-    int Write(const std::vector<std::string>& vecLine) {
+    int Write(const std::vector<std::string>& vLine) {
         std::string strText;
-        std::vector<std::uint16_t> vecLen;
-        for (const std::string& strLine : vecLine) {
+        std::vector<std::uint16_t> vLen;
+        for (const std::string& strLine : vLine) {
             strText += strLine;
-            vecLen.push_back(static_cast<std::uint16_t>(strLine.size()));
+            vLen.push_back(static_cast<std::uint16_t>(strLine.size()));
         }
-        return m_logFile.InputDataToFile({strText.data(), vecLen});
+        return m_logFile.InputDataToFile({strText.data(), vLen});
     }
 
     /// All log files with their content.

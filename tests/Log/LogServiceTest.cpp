@@ -29,15 +29,15 @@ int Log(const std::string& strText, log_level eLevel = LOG_LEVEL_DBG) {
 /// The messages of a log text, without prefix and line end; fails on a garbled line.
 Strings Messages(const std::string& strLog) {
     constexpr std::size_t PREFIX = 31;
-    Strings vecMessage;
+    Strings vMessage;
     std::istringstream is(strLog);
     for (std::string strLine; std::getline(is, strLine);) {
         const bool bWhole = strLine.size() > PREFIX && strLine.starts_with("[2") &&
                             strLine.compare(PREFIX - 2, 2, "] ") == 0 && strLine.back() == '\r';
         EXPECT_TRUE(bWhole) << "garbled: " << strLine.substr(0, 80);
-        if (bWhole) vecMessage.push_back(strLine.substr(PREFIX, strLine.size() - PREFIX - 1));
+        if (bWhole) vMessage.push_back(strLine.substr(PREFIX, strLine.size() - PREFIX - 1));
     }
-    return vecMessage;
+    return vMessage;
 }
 
 class LogServiceTest : public testing::Test {
@@ -130,25 +130,25 @@ TEST_F(LogServiceTest, NoThreadIsToldAndTriedAgainAndChangesNoErrorNumber) {
 TEST_F(LogServiceTest, AFullQueueRefusesLinesAndLosesNoneThatItTook) {
     std::promise<void> gate;
     m_faults.Before(Op::Write, Below(m_dir.Path()), [&] { gate.get_future().wait(); }).Times(1);
-    Strings vecAccepted;
+    Strings vAccepted;
     const std::string strFill(1000, 'x');
-    while (Log(std::to_string(vecAccepted.size()) + strFill) == LOG_OK) {
-        vecAccepted.push_back(std::to_string(vecAccepted.size()) + strFill);
+    while (Log(std::to_string(vAccepted.size()) + strFill) == LOG_OK) {
+        vAccepted.push_back(std::to_string(vAccepted.size()) + strFill);
     }
     EXPECT_EQ(Log(strFill), LOG_ERR_FULL);
-    EXPECT_GT(vecAccepted.size(), 0x200000u / 1050);
+    EXPECT_GT(vAccepted.size(), 0x200000u / 1050);
     gate.set_value();
     StopLogService(false);
-    EXPECT_EQ(Messages(Text()), vecAccepted);
+    EXPECT_EQ(Messages(Text()), vAccepted);
 }
 
 TEST_F(LogServiceTest, ManyThreadsOnASlowDiskLoseAndGarbleNothing) {
     constexpr int THREADS = 4, LINES = 17000;  // more than the queue has places
     m_faults.ShortWrite(Below(m_dir.Path()), 5000);
     m_faults.Before(Op::Write, Below(m_dir.Path()), [] { std::this_thread::yield(); });
-    std::vector<std::thread> vecThread;
+    std::vector<std::thread> vThread;
     for (int nThread = 0; nThread < THREADS; ++nThread) {
-        vecThread.emplace_back([nThread] {
+        vThread.emplace_back([nThread] {
             for (int i = 0; i < LINES; ++i) {
                 const std::string strText = std::to_string(nThread) + ":" + std::to_string(i) +
                                             ":" + std::string(i % 500 ? i % 97 : 9000, 'x');
@@ -157,7 +157,7 @@ TEST_F(LogServiceTest, ManyThreadsOnASlowDiskLoseAndGarbleNothing) {
         });
     }
     for (int i = 0; i < 20; ++i) DisableTarget(LOG_TARGET_DEBUG);  // each ends one writer thread
-    for (std::thread& thread : vecThread) thread.join();
+    for (std::thread& thread : vThread) thread.join();
     StopLogService(false);
     std::map<int, int> mNext;
     for (const std::string& strText : Messages(Text())) {

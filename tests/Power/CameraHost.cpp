@@ -80,7 +80,7 @@ bool SetOption(int nOption, int nValue) {
 
 class CCamera {
 public:
-    CCamera(CHost& host, unsigned nCamera, bool bRestarts)
+    CCamera(CRecordingHost& host, unsigned nCamera, bool bRestarts)
         : m_host(host), m_nCamera(nCamera), m_bRestarts(bRestarts) {}
 
     void Record() {
@@ -125,12 +125,12 @@ private:
         const std::int64_t nBegin = Now();
         const bool bAccepted = m_bOpen && m_host.Write(CameraName(m_nCamera), m_stFile, m_strPiece);
         const std::int64_t nEnd = Now();
-        g_pNotes->stPieces[m_nCamera][n] = {
+        g_pNotes->objPieces[m_nCamera][n] = {
             nEnd, static_cast<std::uint32_t>((nEnd - nBegin) / 1000), bAccepted};
         g_pNotes->nPieces[m_nCamera] = n + 1;
     }
 
-    CHost& m_host;
+    CRecordingHost& m_host;
     const unsigned m_nCamera;
     const bool m_bRestarts;
     bool m_bOpen = false;
@@ -140,12 +140,13 @@ private:
     std::string m_strPiece;
 };
 
-void RecordUntilStopped(CHost& host, int nRestarts, const sigset_t& stSignals) {
+void RecordUntilStopped(CRecordingHost& host, int nRestarts, const sigset_t& stSignals) {
     std::vector<std::thread> vThreads;
-    for (unsigned n = 0; n < g_pNotes->nCameras; ++n)
+    for (unsigned n = 0; n < g_pNotes->nCameras; ++n) {
         vThreads.emplace_back([&host, n, bRestarts = static_cast<int>(n) < nRestarts] {
             CCamera(host, n, bRestarts).Record();
         });
+    }
     int nSignal = 0;
     ::sigwait(&stSignals, &nSignal);
     g_bStop = true;
@@ -191,19 +192,23 @@ int main(int, char** argv) try {
     g_pNotes->nCameras = static_cast<std::uint32_t>(settings.mNumbers["cameras"]);
     g_pNotes->nPieceSize = static_cast<std::uint32_t>(settings.mNumbers["bitrate"] * 125 /
                                                       static_cast<int>(PIECES_PER_SECOND) / 8 * 8);
-    if (!SetOption(1, settings.Number("sync", -1)) || !SetOption(2, settings.Number("reserve", -1)))
+    if (!SetOption(1, settings.Number("sync", -1)) ||
+        !SetOption(2, settings.Number("reserve", -1))) {
         throw std::runtime_error("the library does not take these options");
+    }
     {
-        CHost host(settings.stInfo, argv[2]);
+        CRecordingHost host(settings.stInfo, argv[2]);
         g_pNotes->nBegun = Now();
         std::thread stamp, outside;
         if (!settings.strImage.empty()) stamp = std::thread(Stamp, settings.strImage);
-        if (const int nOutside = settings.Number("outside", 0))
+        if (const int nOutside = settings.Number("outside", 0)) {
             outside =
                 std::thread(SyncFromOutside, settings.vDirs, std::chrono::milliseconds(nOutside));
+        }
         RecordUntilStopped(host, settings.Number("restarts", 0), stSignals);
-        for (std::thread* pThread : {&stamp, &outside})
+        for (std::thread* pThread : {&stamp, &outside}) {
             if (pThread->joinable()) pThread->join();
+        }
     }
     g_pNotes->nProcessor = ProcessorTime();
     g_pNotes->nEnded = Now();

@@ -73,15 +73,16 @@ struct CNotes {
     std::int64_t nProcessor;                                     ///< nanoseconds, until the end
     std::atomic<unsigned> nRefusedOpens, nWriteFails, nDeleted;  ///< results, and messages
     std::atomic<unsigned> nPieces[MAX_CAMERAS];
-    CPiece stPieces[MAX_CAMERAS][MAX_PIECES];
+    CPiece objPieces[MAX_CAMERAS][MAX_PIECES];
 };
 
 /// The notes in a file, which is made when it is not there.
 inline CNotes& MapNotes(const std::string& strPath) {
     const int nFile = ::open(strPath.c_str(), O_RDWR | O_CREAT, 0644);
     void* pNotes = MAP_FAILED;
-    if (nFile >= 0 && ::ftruncate(nFile, sizeof(CNotes)) == 0)
+    if (nFile >= 0 && ::ftruncate(nFile, sizeof(CNotes)) == 0) {
         pNotes = ::mmap(nullptr, sizeof(CNotes), PROT_READ | PROT_WRITE, MAP_SHARED, nFile, 0);
+    }
     if (pNotes == MAP_FAILED) throw std::system_error(errno, std::generic_category(), strPath);
     ::close(nFile);
     return *static_cast<CNotes*>(pNotes);

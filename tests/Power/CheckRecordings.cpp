@@ -40,8 +40,9 @@ std::int64_t Nanoseconds(const char* pSeconds) {
 
 std::set<std::string> Files(const std::string& strDir) {
     std::set<std::string> setFiles;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(strDir))
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(strDir)) {
         if (entry.path().extension() == ".mp4") setFiles.insert(entry.path());
+    }
     return setFiles;
 }
 
@@ -66,16 +67,18 @@ private:
         const std::string strCamera = std::filesystem::path(strPath).parent_path().filename();
         std::string strFile(std::filesystem::file_size(strPath), '\0');
         const auto nSize = strFile.size();
-        if (!std::ifstream(strPath).read(strFile.data(), static_cast<std::streamsize>(nSize)))
+        if (!std::ifstream(strPath).read(strFile.data(), static_cast<std::streamsize>(nSize))) {
             return Complain("cannot read " + strPath);
+        }
         std::size_t nStrange = 0;
         for (std::size_t nPos = 0; nPos < nSize;) {
             const std::string_view left = std::string_view(strFile).substr(nPos);
             const std::size_t nRun = ReadRun(strCamera, left);
             const bool bTail = left.size() <= TAIL && left.find_first_not_of('\0') == left.npos;
             if (nRun == 0 && bTail) break;
-            if (nRun == 0 && nStrange++ == 0)
+            if (nRun == 0 && nStrange++ == 0) {
                 Complain(strPath + ": not the camera's from " + std::to_string(nPos) + " on");
+            }
             nPos += std::max<std::size_t>(nRun, 1);
         }
         if (nStrange > 0) Complain(std::to_string(nStrange) + " bytes of " + std::to_string(nSize));
@@ -88,8 +91,9 @@ private:
         std::memcpy(&nEncoded, data.data(), sizeof(nEncoded));
         CWord word = CWord::Decoded(nEncoded);
         if (word.nStream >= MAX_RUNS * MAX_CAMERAS ||
-            CameraName(static_cast<unsigned>(word.nStream % MAX_CAMERAS)) != strCamera)
+            CameraName(static_cast<unsigned>(word.nStream % MAX_CAMERAS)) != strCamera) {
             return 0;
+        }
         const std::uint64_t nBegin = word.Number();
         std::size_t nRun = 0, nSame = sizeof(nEncoded);
         for (; nSame == sizeof(nEncoded) && nRun < data.size(); nRun += nSame) {
@@ -122,23 +126,27 @@ void StartAnew(LocalStorageType eLayout, const std::string& strDir) {
     stInfo.enumStorageType = eLayout;
     AddRecordDir(stInfo, strDir);
     {
-        CHost host(stInfo, log.Path());
+        CRecordingHost host(stInfo, log.Path());
         std::set<std::string> setFound;
         if (eLayout == LOCAL_STORAGE_REMOTE_BACKUP) {
-            for (unsigned n = 0; n < MAX_CAMERAS; ++n)
-                for (const std::string& strPath : host.Recordings(CameraName(n)))
+            for (unsigned n = 0; n < MAX_CAMERAS; ++n) {
+                for (const std::string& strPath : host.Recordings(CameraName(n))) {
                     setFound.insert(strPath);
-            if (setFound != setBefore)
+                }
+            }
+            if (setFound != setBefore) {
                 Complain("the next start finds " + std::to_string(setFound.size()) + " of " +
                          std::to_string(setBefore.size()) + " recordings");
+            }
         }
     }
     if (Files(strDir) != setBefore) Complain("the next start deleted recordings");
     const std::string strIndex = strDir + "/RecordFile/index";
     if (eLayout == LOCAL_STORAGE_REMOTE_BACKUP && !setBefore.empty() &&
         (!std::filesystem::exists(strIndex + "01.bin") ||
-         std::filesystem::exists(strIndex + ".dirty")))
+         std::filesystem::exists(strIndex + ".dirty"))) {
         Complain("the next start left no index");
+    }
 }
 
 void CheckCut(LocalStorageType eLayout, const std::string& strDir, const char* pNotes,
@@ -146,8 +154,9 @@ void CheckCut(LocalStorageType eLayout, const std::string& strDir, const char* p
     std::ifstream image(pImage);
     std::int64_t nStamp = 0;
     image.seekg(-static_cast<std::streamoff>(sizeof(nStamp)), std::ios::end);
-    if (!image.read(reinterpret_cast<char*>(&nStamp), sizeof(nStamp)))
+    if (!image.read(reinterpret_cast<char*>(&nStamp), sizeof(nStamp))) {
         return Complain(std::string("cannot read ") + pImage);
+    }
     const CNotes& notes = MapNotes(pNotes);
     const std::int64_t nCut = std::max(notes.nBegun, nStamp + STAMP_INTERVAL);
     const CRecordings recordings(Files(strDir));
@@ -155,7 +164,7 @@ void CheckCut(LocalStorageType eLayout, const std::string& strDir, const char* p
     for (unsigned nCamera = 0; nCamera < notes.nCameras; ++nCamera) {
         std::int64_t nLast = notes.nBegun;
         for (unsigned n = 0; n < notes.nPieces[nCamera]; ++n) {
-            const CPiece& piece = notes.stPieces[nCamera][n];
+            const CPiece& piece = notes.objPieces[nCamera][n];
             if (piece.nReturned > nCut) break;
             if (!piece.nAccepted) continue;
             if (!recordings.HasPiece(notes, nCamera, n)) break;
@@ -181,7 +190,7 @@ void CheckAll(LocalStorageType eLayout, const std::string& strDir, char** ppNote
             const unsigned nPieces = notes.nPieces[nCamera];
             unsigned nRefusedHere = 0, nLost = 0;
             for (unsigned n = 0; n < nPieces; ++n) {
-                const CPiece& piece = notes.stPieces[nCamera][n];
+                const CPiece& piece = notes.objPieces[nCamera][n];
                 nLongest = std::max(nLongest, piece.nMicroseconds);
                 nRefusedHere += !piece.nAccepted;
                 nRefusedLast += !piece.nAccepted && n + 2 * PIECES_PER_SECOND >= nPieces;
@@ -204,18 +213,20 @@ void CheckAll(LocalStorageType eLayout, const std::string& strDir, char** ppNote
 void TellWrites(const char* pNotes, char** ppSpans) {
     const CNotes& notes = MapNotes(pNotes);
     std::vector<std::pair<std::int64_t, std::int64_t>> vSpans;
-    for (; *ppSpans; ppSpans += 2)
+    for (; *ppSpans; ppSpans += 2) {
         vSpans.emplace_back(Nanoseconds(ppSpans[0]), Nanoseconds(ppSpans[1]));
+    }
     std::vector<double> vMilliseconds;
     for (unsigned nCamera = 0; nCamera < notes.nCameras; ++nCamera) {
         for (unsigned n = 0; n < notes.nPieces[nCamera]; ++n) {
-            const CPiece& piece = notes.stPieces[nCamera][n];
+            const CPiece& piece = notes.objPieces[nCamera][n];
             const std::int64_t nCalled = piece.nReturned - piece.nMicroseconds * SECOND / 1000000;
             const auto IsDisturbed = [&](const auto& span) {
                 return nCalled < span.second && span.first < piece.nReturned;
             };
-            if (!std::any_of(vSpans.begin(), vSpans.end(), IsDisturbed))
+            if (!std::any_of(vSpans.begin(), vSpans.end(), IsDisturbed)) {
                 vMilliseconds.push_back(piece.nMicroseconds / 1e3);
+            }
         }
     }
     if (vMilliseconds.empty()) return Complain("nothing was written");
@@ -239,10 +250,11 @@ int main(int nArguments, char** argv) try {
     if (nArguments < 5 || (strCommand == "cut" && nArguments < 6)) return 2;
     const LocalStorageType eLayout =
         argv[2] == std::string("client") ? LOCAL_STORAGE_CLIENT : LOCAL_STORAGE_REMOTE_BACKUP;
-    if (strCommand == "cut")
+    if (strCommand == "cut") {
         CheckCut(eLayout, argv[3], argv[4], argv[5]);
-    else
+    } else {
         CheckAll(eLayout, argv[3], argv + 4);
+    }
     return g_bWrong;
 } catch (const std::exception& error) {
     std::cerr << "check_recordings: " << error.what() << '\n';

@@ -100,8 +100,10 @@ TEST(Names, OfTheClientLayoutAreScannedLoosely) {
     EXPECT_FALSE(IsScannedDateDir("2024030") || IsScannedDateDir("202403055"));
     EXPECT_TRUE(IsScannedFile("xxxxxxxx_.mp4", ".mp4") &&
                 IsScannedFile("12345678_a b.mp4", ".mp4"));
-    for (const char* pName : {"", "xxxxxxxx.mp4", "xxxxxxx_.mp4", "xxxxxxxx_.jpg", "xxxxxxxx_mp4"})
+    for (const char* pName :
+         {"", "xxxxxxxx.mp4", "xxxxxxx_.mp4", "xxxxxxxx_.jpg", "xxxxxxxx_mp4"}) {
         EXPECT_FALSE(IsScannedFile(pName, ".mp4")) << pName;
+    }
 }
 
 TEST(Names, OfTheIndexNameNoCamera) {
@@ -111,8 +113,9 @@ TEST(Names, OfTheIndexNameNoCamera) {
         EXPECT_EQ(ClassifyChannel(pName), ChannelForm::Bare) << "what lies there is kept";
     }
     for (const char* pName :
-         {"index04.bin", "index01.bin.new.new", "Index01.bin", "index.dirty.new"})
+         {"index04.bin", "index01.bin.new.new", "Index01.bin", "index.dirty.new"}) {
         EXPECT_TRUE(IsCameraID(pName)) << pName;
+    }
 }
 
 TEST(Names, OfAPathTravelBesideIt) {

@@ -24,19 +24,19 @@ std::vector<OracleFrame> OracleFrames(const std::string& strPath) {
     if (avformat_open_input(&pFormat, strPath.c_str(), nullptr, nullptr) != 0) return {};
     avformat_find_stream_info(pFormat, nullptr);
     const int nVideo = av_find_best_stream(pFormat, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    std::vector<OracleFrame> vecFrame;
+    std::vector<OracleFrame> vFrame;
     AVPacket* p = av_packet_alloc();
     for (; av_read_frame(pFormat, p) == 0; av_packet_unref(p)) {
         if (p->stream_index != nVideo) continue;
         // No position: in the packet of the frame before.
-        const auto nPos = p->pos < 0 ? vecFrame.back().nPos : static_cast<std::size_t>(p->pos);
-        vecFrame.push_back({nPos,
-                            (p->flags & AV_PKT_FLAG_KEY) != 0,
-                            {p->data, p->data + static_cast<std::size_t>(p->size)}});
+        const auto nPos = p->pos < 0 ? vFrame.back().nPos : static_cast<std::size_t>(p->pos);
+        vFrame.push_back({nPos,
+                          (p->flags & AV_PKT_FLAG_KEY) != 0,
+                          {p->data, p->data + static_cast<std::size_t>(p->size)}});
     }
     av_packet_free(&p);
     avformat_close_input(&pFormat);
-    return vecFrame;
+    return vFrame;
 }
 
 // The oracle's frames as we count them: with the zero byte of their start code, which it leaves to
@@ -45,25 +45,25 @@ StreamMarks OracleMarks(const std::string& strPath) {
     const std::string strStream = GetFile(strPath);
     const std::string strPack = Bytes({0, 0, 1, 0xBA});
     const bool bPacks = strStream.starts_with(strPack);
-    StreamMarks vecMark;
+    StreamMarks vMark;
     for (const OracleFrame& stFrame : OracleFrames(strPath)) {
         std::size_t nPos = stFrame.nPos;
         if (nPos > 0 && strStream[nPos - 1] == 0) --nPos;
         if (bPacks) nPos = strStream.rfind(strPack, nPos);
-        const bool bNew = vecMark.empty() || vecMark.back().first != nPos;
-        if (bNew) vecMark.emplace_back(nPos, OTHER);
-        if (stFrame.bKeyFrame) vecMark.back().second = KEY;
+        const bool bNew = vMark.empty() || vMark.back().first != nPos;
+        if (bNew) vMark.emplace_back(nPos, OTHER);
+        if (stFrame.bKeyFrame) vMark.back().second = KEY;
     }
-    return vecMark;
+    return vMark;
 }
 
 // A stream has the key frames that the oracle sees in it, however it is cut.
 void ExpectKeyFrames(const std::string& strStream) {
     const CTempDir dir;
     PutFile(dir / "stream", strStream);
-    const auto vecExpected = KeyFrames(OracleMarks(dir / "stream"));
-    EXPECT_GT(vecExpected.size(), 2u);
-    EXPECT_EQ(KeyFrames(strStream), vecExpected);
+    const auto vExpected = KeyFrames(OracleMarks(dir / "stream"));
+    EXPECT_GT(vExpected.size(), 2u);
+    EXPECT_EQ(KeyFrames(strStream), vExpected);
     EXPECT_EQ(DifferenceWhenCut(strStream, {1, 13, 1400, 4096, 65536}, 20), "");
 }
 
@@ -76,21 +76,21 @@ protected:
 using PackedCorpus = BareCorpus;
 
 TEST_P(BareCorpus, FramesAreTheOracles) {
-    const StreamMarks vecMark = OracleMarks(m_strPath);
-    EXPECT_EQ(Analyse(m_strStream).vecMark, vecMark);
+    const StreamMarks vMark = OracleMarks(m_strPath);
+    EXPECT_EQ(Analyse(m_strStream).vMark, vMark);
     ExpectKeyFrames(m_strStream);
-    ExpectKeyFrames(m_strStream.substr(vecMark[1].first + 9));
+    ExpectKeyFrames(m_strStream.substr(vMark[1].first + 9));
 }
 
 // The frames of a bare stream as a camera packs them.
 TEST_P(BareCorpus, SameKeyFramesInACamerasProgramStream) {
-    std::vector<Part> vecFrame;
+    std::vector<Part> vFrame;
     for (const OracleFrame& stFrame : OracleFrames(m_strPath)) {
-        vecFrame.push_back({stFrame.bKeyFrame ? KEY : OTHER, stFrame.strBytes});
+        vFrame.push_back({stFrame.bKeyFrame ? KEY : OTHER, stFrame.strBytes});
     }
     const int nType = m_strName.ends_with("h265") ? 0x24 : 0x1B;
     for (std::size_t nPesSize : {97u, 2000u, 60000u}) {
-        ExpectKeyFrames(Camera(vecFrame, nType, nPesSize));
+        ExpectKeyFrames(Camera(vFrame, nType, nPesSize));
     }
 }
 

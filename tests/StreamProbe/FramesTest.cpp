@@ -11,15 +11,15 @@
 namespace {
 
 // The parts, strung together, are divided so however the stream is cut.
-void ExpectFrames(const std::string& strName, const std::vector<Part>& vecPart) {
+void ExpectFrames(const std::string& strName, const std::vector<Part>& vPart) {
     SCOPED_TRACE(strName);
     std::string strStream;
-    StreamMarks vecMark;
-    for (const Part& stPart : vecPart) {
-        if (stPart.nType != MORE) vecMark.emplace_back(strStream.size(), stPart.nType);
+    StreamMarks vMark;
+    for (const Part& stPart : vPart) {
+        if (stPart.nType != MORE) vMark.emplace_back(strStream.size(), stPart.nType);
         strStream += stPart.strBytes;
     }
-    EXPECT_EQ(Analyse(strStream).vecMark, vecMark);
+    EXPECT_EQ(Analyse(strStream).vMark, vMark);
     EXPECT_EQ(DifferenceWhenCut(strStream), "");
 }
 
@@ -60,12 +60,12 @@ TEST(Frames, ShortFrameAtTheEndOfAPacketHidesNoKeyFrame) {
         for (std::size_t n = 0; n < 8; ++n) {  // start codes of 3 and 4 bytes, zeros behind
             const std::string strP =
                 (Nal({0x61}) + pSlice).substr(n % 2) + std::string(n / 2, '\0');
-            const std::vector<Part> vecGroup = {{KEY, PACK + Video(WHOLE_IDR.substr(n % 2))},
-                                                {OTHER, PACK + Video(strP)},
-                                                {OTHER, PACK + Video(strP)}};
-            std::vector<Part> vecPart = vecGroup;
-            vecPart.insert(vecPart.end(), vecGroup.begin(), vecGroup.end());
-            ExpectFrames(strP, vecPart);
+            const std::vector<Part> vGroup = {{KEY, PACK + Video(WHOLE_IDR.substr(n % 2))},
+                                              {OTHER, PACK + Video(strP)},
+                                              {OTHER, PACK + Video(strP)}};
+            std::vector<Part> vPart = vGroup;
+            vPart.insert(vPart.end(), vGroup.begin(), vGroup.end());
+            ExpectFrames(strP, vPart);
         }
     }
 }
@@ -84,11 +84,11 @@ TEST(Frames, PackedFramesBeginWithThePackAroundThem) {
 
 TEST(Frames, PayloadOfACameraIsNotCopied) {
     const std::string strSlice(150000, '\x37');
-    const std::vector<Part> vecFrame = {
+    const std::vector<Part> vFrame = {
         {KEY, WHOLE_IDR + strSlice}, {OTHER, P + strSlice}, {KEY, WHOLE_IDR + strSlice}};
-    const std::string strStream = Camera(vecFrame, 0x1B, 65000);
+    const std::string strStream = Camera(vFrame, 0x1B, 65000);
     const StreamResult stResult = Analyse(strStream, 4096, 4096);
-    EXPECT_EQ(stResult.vecMark.size(), vecFrame.size());
+    EXPECT_EQ(stResult.vMark.size(), vFrame.size());
     EXPECT_LT(stResult.nCopied, strStream.size() / 100);
 }
 

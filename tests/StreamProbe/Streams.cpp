@@ -10,15 +10,16 @@ void Require(bool bGood, const char* szWhat) {
 }
 
 /// Takes every packet there is of the piece just given.
-void TakeAll(VEXANA_Handle hStream, const std::vector<char>& vecPiece, StreamResult& stResult) {
-    const char* const pBegin = vecPiece.data();
+void TakeAll(VEXANA_Handle hStream, const std::vector<char>& vPiece, StreamResult& stResult) {
+    const char* const pBegin = vPiece.data();
     VEXANA_PACKET stPacket;
     while (VEXANA_GetOnePacketEx(hStream, stPacket) == VEXANA_OK) {
         Require(stPacket.nLength > 0, "an empty packet");
-        const bool bCopied = stPacket.pData < pBegin || stPacket.pData >= pBegin + vecPiece.size();
+        const bool bCopied = stPacket.pData < pBegin || stPacket.pData >= pBegin + vPiece.size();
         if (bCopied) stResult.nCopied += stPacket.nLength;
-        if (stPacket.nFrameType != MORE)
-            stResult.vecMark.emplace_back(stResult.strBytes.size(), stPacket.nFrameType);
+        if (stPacket.nFrameType != MORE) {
+            stResult.vMark.emplace_back(stResult.strBytes.size(), stPacket.nFrameType);
+        }
         stResult.strBytes.append(stPacket.pData, stPacket.nLength);
     }
 }
@@ -31,13 +32,13 @@ StreamResult Analyse(const std::string& strStream, std::size_t nFirst, std::size
     const bool bThere = hStream || VEXANA_CreateStreamEx(nullptr, 0, &hStream) == VEXANA_OK;
     Require(bThere, "no analyser");
     StreamResult stResult;
-    std::vector<char> vecPiece;
-    for (std::size_t i = 0, n = nFirst; i < strStream.size(); i += vecPiece.size(), n = nRest) {
+    std::vector<char> vPiece;
+    for (std::size_t i = 0, n = nFirst; i < strStream.size(); i += vPiece.size(), n = nRest) {
         n = std::min(n, strStream.size() - i);
         // Of its own size, so that AddressSanitizer sees who reads beyond it.
-        vecPiece = std::vector<char>(&strStream[i], &strStream[i] + n);
-        Require(VEXANA_InputData(hStream, vecPiece.data(), n) == VEXANA_OK, "input refused");
-        TakeAll(hStream, vecPiece, stResult);
+        vPiece = std::vector<char>(&strStream[i], &strStream[i] + n);
+        Require(VEXANA_InputData(hStream, vPiece.data(), n) == VEXANA_OK, "input refused");
+        TakeAll(hStream, vPiece, stResult);
         Require(i + n - stResult.strBytes.size() <= MOST_HELD, "too much is held");
     }
     Require(VEXANA_Flush(hStream) == VEXANA_OK, "flush refused");
@@ -45,38 +46,41 @@ StreamResult Analyse(const std::string& strStream, std::size_t nFirst, std::size
     return stResult;
 }
 
-std::vector<std::size_t> KeyFrames(const StreamMarks& vecMark) {
-    std::vector<std::size_t> vecPos;
-    for (const auto& [nPos, nType] : vecMark)
-        if (nType == KEY) vecPos.push_back(nPos);
-    return vecPos;
+std::vector<std::size_t> KeyFrames(const StreamMarks& vMark) {
+    std::vector<std::size_t> vPos;
+    for (const auto& [nPos, nType] : vMark) {
+        if (nType == KEY) vPos.push_back(nPos);
+    }
+    return vPos;
 }
 
 std::vector<std::size_t> KeyFrames(const std::string& strStream) {
-    return KeyFrames(Analyse(strStream).vecMark);
+    return KeyFrames(Analyse(strStream).vMark);
 }
 
-std::string DifferenceWhenCut(const std::string& strStream,
-                              const std::vector<std::size_t>& vecPiece, std::size_t nCuts) {
-    const StreamMarks vecWhole = Analyse(strStream).vecMark;
+std::string DifferenceWhenCut(const std::string& strStream, const std::vector<std::size_t>& vPiece,
+                              std::size_t nCuts) {
+    const StreamMarks vWhole = Analyse(strStream).vMark;
     const auto Differs = [&](std::size_t nFirst, std::size_t nRest) {
         const StreamResult stCut = Analyse(strStream, nFirst, nRest);
-        return stCut.strBytes != strStream || stCut.vecMark != vecWhole;
+        return stCut.strBytes != strStream || stCut.vMark != vWhole;
     };
     if (Differs(WHOLE, WHOLE)) return "bytes lost or changed";
-    for (const std::size_t nPiece : vecPiece)
+    for (const std::size_t nPiece : vPiece) {
         if (Differs(nPiece, nPiece)) return "pieces of " + std::to_string(nPiece);
-    for (std::size_t n = 1; n < strStream.size(); n += 1 + strStream.size() / nCuts)
+    }
+    for (std::size_t n = 1; n < strStream.size(); n += 1 + strStream.size() / nCuts) {
         if (Differs(n, WHOLE)) return "cut at " + std::to_string(n);
+    }
     return {};
 }
 
-std::string Bytes(const std::vector<int>& vecByte) {
-    return {vecByte.begin(), vecByte.end()};
+std::string Bytes(const std::vector<int>& vByte) {
+    return {vByte.begin(), vByte.end()};
 }
 
-std::string Nal(const std::vector<int>& vecByte) {
-    return Bytes({0, 0, 0, 1}) + Bytes(vecByte);
+std::string Nal(const std::vector<int>& vByte) {
+    return Bytes({0, 0, 0, 1}) + Bytes(vByte);
 }
 
 std::string Unit(int nCode, const std::string& strRest) {
@@ -97,15 +101,16 @@ std::string Map(int nStreamType) {
                              2, 3, 4}));
 }
 
-std::string Camera(const std::vector<Part>& vecFrame, int nStreamType, std::size_t nPesSize) {
+std::string Camera(const std::vector<Part>& vFrame, int nStreamType, std::size_t nPesSize) {
     const std::string strSystemHeader =
         Unit(0xBB, Bytes({0x80, 0x1B, 0x91, 0x04, 0xE1, 0x7F, 0xE0, 0xE0, 0x80}));
     std::string strStream;
-    for (const Part& stFrame : vecFrame) {
+    for (const Part& stFrame : vFrame) {
         strStream += PACK;
         if (stFrame.nType == KEY) strStream += strSystemHeader + Map(nStreamType);
-        for (std::size_t n = 0; n < stFrame.strBytes.size(); n += nPesSize)
+        for (std::size_t n = 0; n < stFrame.strBytes.size(); n += nPesSize) {
             strStream += Video(stFrame.strBytes.substr(n, nPesSize));
+        }
         strStream += AUDIO;
     }
     return strStream;

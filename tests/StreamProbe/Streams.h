@@ -20,7 +20,7 @@ using StreamMarks = std::vector<std::pair<std::size_t, std::uint32_t>>;
 
 struct StreamResult {
     std::string strBytes;     ///< all packets, one behind the other
-    StreamMarks vecMark;      ///< where they begin something
+    StreamMarks vMark;        ///< where they begin something
     std::size_t nCopied = 0;  ///< bytes that came out of the analyser's own memory
 };
 
@@ -31,13 +31,13 @@ StreamResult Analyse(const std::string& strStream, std::size_t nFirst = WHOLE,
                      std::size_t nRest = WHOLE);
 
 /// Where the key frames begin.
-std::vector<std::size_t> KeyFrames(const StreamMarks& vecMark);
+std::vector<std::size_t> KeyFrames(const StreamMarks& vMark);
 std::vector<std::size_t> KeyFrames(const std::string& strStream);
 
 /// What comes out differently, bytes or marks, when the stream is cut into pieces of these sizes,
 /// or in two at some 300 places, or everywhere in a short stream; empty when nothing does.
 std::string DifferenceWhenCut(const std::string& strStream,
-                              const std::vector<std::size_t>& vecPiece = {1, 2, 3, 5, 64},
+                              const std::vector<std::size_t>& vPiece = {1, 2, 3, 5, 64},
                               std::size_t nCuts = 300);
 
 /// Part of a stream, and what begins with it (MORE for nothing).
@@ -47,10 +47,10 @@ struct Part {
 };
 
 /// Bytes from numbers: Bytes({0, 0, 1, 0x67}).
-std::string Bytes(const std::vector<int>& vecByte);
+std::string Bytes(const std::vector<int>& vByte);
 
 // NAL units with a start code of 4 bytes, as short as they can be and still be what they are.
-std::string Nal(const std::vector<int>& vecByte);
+std::string Nal(const std::vector<int>& vByte);
 inline const std::string SPS = Nal({0x67, 0x64, 0x00, 0x1F, 0xAC, 0xD9});
 inline const std::string PPS = Nal({0x68, 0xEB, 0xE3, 0xCB});
 inline const std::string IDR = Nal({0x65, 0x88, 0x84, 0x21, 0xA0, 0x13, 0x77});
@@ -76,6 +76,6 @@ inline const std::string PACK =
 
 /// As a camera sends it: each frame in a pack of its own (system header and map in front of key
 /// frames), in PES packets of at most `nPesSize` payload bytes, then some sound.
-std::string Camera(const std::vector<Part>& vecFrame, int nStreamType, std::size_t nPesSize);
+std::string Camera(const std::vector<Part>& vFrame, int nStreamType, std::size_t nPesSize);
 
 #endif  // LOCALSTORAGE_TESTS_STREAMPROBE_STREAMS_H

@@ -32,8 +32,8 @@ struct Rule {
     std::uint64_t m_nSeen = 0;
 
     /// Counts the call when it matches; true when it is one that is meant.
-    bool Applies(Op eOp, const Paths& vecPath) {
-        if (eOp != m_eOp || std::none_of(vecPath.begin(), vecPath.end(), m_match)) return false;
+    bool Applies(Op eOp, const Paths& vPath) {
+        if (eOp != m_eOp || std::none_of(vPath.begin(), vPath.end(), m_match)) return false;
         ++m_nSeen;
         return m_nSeen >= m_nFrom && m_nSeen - m_nFrom < m_nTimes;
     }
@@ -109,15 +109,15 @@ Paths PathsOf(int nDir, const char* pPath, auto...) {
 
 /// Runs what stands in front of the call, then obeys the first rule with a verdict. False, and
 /// errno, when the call fails; `pMostBytes` receives how many bytes it may move.
-bool Allow(Op eOp, const Paths& vecPath, std::size_t* pMostBytes = nullptr) {
-    std::vector<std::function<void()>> vecRun;
+bool Allow(Op eOp, const Paths& vPath, std::size_t* pMostBytes = nullptr) {
+    std::vector<std::function<void()>> vRun;
     int nError = errno;
     bool bDecided = false, bAllowed = true;
     Locked([&](State& state) {
         for (Rule& rule : state.m_vecRule) {
-            if (!rule.Applies(eOp, vecPath)) continue;
+            if (!rule.Applies(eOp, vPath)) continue;
             if (rule.m_run) {
-                vecRun.push_back(rule.m_run);
+                vRun.push_back(rule.m_run);
             } else if (!std::exchange(bDecided, true)) {
                 bAllowed = rule.m_nError == 0;
                 nError = bAllowed ? nError : rule.m_nError;
@@ -125,7 +125,7 @@ bool Allow(Op eOp, const Paths& vecPath, std::size_t* pMostBytes = nullptr) {
             }
         }
     });
-    for (const auto& run : vecRun) run();
+    for (const auto& run : vRun) run();
     errno = nError;
     return bAllowed;
 }
@@ -204,8 +204,9 @@ int Clock(clockid_t nClock, struct timespec* pTime) {
 }
 
 void Sleep(std::uint32_t nMilliseconds) {
-    if (Locked([](State& state) { return state.m_bSleeps; }))
+    if (Locked([](State& state) { return state.m_bSleeps; })) {
         OSL_SYSTEM_CALLS.pfnSleep(nMilliseconds);
+    }
 }
 
 constinit const OSL_Calls FAULTY_CALLS = {

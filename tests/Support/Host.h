@@ -31,16 +31,17 @@ inline void AddRecordDir(tagStoreInfo& stInfo, const std::string& strRecDir) {
 }
 
 /// A running engine; throws when it cannot start.
-class CHost {
+class CRecordingHost {
 public:
-    CHost(tagStoreInfo& stInfo, const std::string& strLogDir) {
+    CRecordingHost(tagStoreInfo& stInfo, const std::string& strLogDir) {
         EnableTarget(LOG_TARGET_FILE, strLogDir.c_str(), 0, 1);
-        if (!NewLocalStorageClass(&m_pEngine) || !m_pEngine->Initialize(stInfo))
+        if (!NewLocalStorageClass(&m_pEngine) || !m_pEngine->Initialize(stInfo)) {
             throw std::runtime_error("the engine does not start");
+        }
     }
-    ~CHost() { DelLocalStorageClass(&m_pEngine); }
-    CHost(const CHost&) = delete;
-    CHost& operator=(const CHost&) = delete;
+    ~CRecordingHost() { DelLocalStorageClass(&m_pEngine); }
+    CRecordingHost(const CRecordingHost&) = delete;
+    CRecordingHost& operator=(const CRecordingHost&) = delete;
 
     bool Open(std::string strCamera, recFileInfo stFile) {
         return m_pEngine->OpenChannelRecord(strCamera.data(), nullptr, stFile);
@@ -77,14 +78,14 @@ private:
 };
 
 /// An engine of the remote-backup layout on one directory.
-class CBackupHost : public CHost {
+class CBackupHost : public CRecordingHost {
 public:
     CBackupHost(const std::string& strRecDir, const std::string& strLogDir)
         : CBackupHost(tagStoreInfo(), strRecDir, strLogDir) {}
 
 private:
     CBackupHost(tagStoreInfo&& stInfo, const std::string& strRecDir, const std::string& strLogDir)
-        : CHost((AddRecordDir(stInfo, strRecDir), stInfo), strLogDir) {}
+        : CRecordingHost((AddRecordDir(stInfo, strRecDir), stInfo), strLogDir) {}
 };
 
 #endif  // LOCALSTORAGE_TESTS_SUPPORT_HOST_H

@@ -130,15 +130,15 @@ TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
 }
 
 TEST_F(ToolUse, ARunningHostIsLeftAloneAndCtrlCClosesIt) {
-    CRunningTool stHost({"--log-dir", m_tmp / "log2", "record", "--dir", Dir(), "--camera",
-                         "a=" + Stream("h264.mp4"), "--snapshot-every", "60", "--json"},
-                        m_tmp / "events");
-    ASSERT_TRUE(stHost.WaitFor("\"snapshot\"")) << GetFile(m_tmp / "events.err");
+    CRunningTool objHost({"--log-dir", m_tmp / "log2", "record", "--dir", Dir(), "--camera",
+                          "a=" + Stream("h264.mp4"), "--snapshot-every", "60", "--json"},
+                         m_tmp / "events");
+    ASSERT_TRUE(objHost.WaitFor("\"snapshot\"")) << GetFile(m_tmp / "events.err");
     EXPECT_EQ(Run(Arguments{"query", "--dir", Dir()} + EVER).nCode, 0);
     EXPECT_EQ(Run({"status", "--dir", Dir()}).nCode, 0);
     ExpectFailure(Record({"h264.mp4"}), "is in use");
-    stHost.Interrupt();
-    const toolResult st = stHost.Result();
+    objHost.Interrupt();
+    const toolResult st = objHost.Result();
     EXPECT_EQ(st.nCode, 0) << st.strErr;
     EXPECT_EQ(Events(st, "closed").size(), 1u);
 }

@@ -19,11 +19,11 @@ int Run(const std::string& strLogDir, const command& stCommand) {
             throw CUsageError("--log-dir " + strLogDir + ": the path is too long");
         }
         return stCommand.fnRun();
-    } catch (const CUsageError& stError) {
-        PrintMessage(stError.what());
+    } catch (const CUsageError& error) {
+        PrintMessage(error.what());
         return EXIT_USAGE;
-    } catch (const std::exception& stError) {
-        PrintMessage(stError.what());
+    } catch (const std::exception& error) {
+        PrintMessage(error.what());
         return EXIT_FAILED;
     }
 }

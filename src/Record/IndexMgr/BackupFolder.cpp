@@ -46,8 +46,9 @@ bool CBackupFolder::MoveToRecordFolder() {
 bool CBackupFolder::List(const std::string& strPath, Names& lsFolder, Names& lsFile) {
     const bool bTop = strPath == m_strRecDir + "/" + BACKUP_FOLDER;
     if (GetSubTargetList(strPath, lsFolder, lsFile,
-                         bTop ? OSL_LastLink::IsFollowed : OSL_LastLink::Fails))
+                         bTop ? OSL_LastLink::IsFollowed : OSL_LastLink::Fails)) {
         return true;
+    }
     const int nError = OSL_GetSystemLastError();
     m_bShortage = m_bShortage || OSL_IsShortage(nError);
     LogStays(strPath, nError);
@@ -102,8 +103,9 @@ bool CBackupFolder::Prepare() const {
 
 void CBackupFolder::Move(const std::string& strFrom, const recordPath& stTo) {
     if (!MakeFullPath(stTo.strPath.c_str()) ||
-        OSL_RenameFile(strFrom.c_str(), stTo.strPath.c_str()) != 0)
+        OSL_RenameFile(strFrom.c_str(), stTo.strPath.c_str()) != 0) {
         return LogStays(strFrom, OSL_GetSystemLastError());
+    }
     m_mgr.WriteIndex(stTo, CIndexMgr::INDEX_TYPE_ADD);
     ++m_nMoved;
 }

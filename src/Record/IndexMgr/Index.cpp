@@ -108,16 +108,16 @@ void CIndex::EndChange() {
 }
 
 void CIndex::WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
-                        const indexLevel3Body& stLevel3, IndexType enumIndexType) {
+                        const indexLevel3Body& stLevel3, IndexType eIndexType) {
     if (!m_bInit) {
         LogText("[wtb][CIndex::WriteIndex] not initialized, m_strPrevRecPath [%s]",
                 m_strPrevRecPath.c_str());
         return;
     }
-    if (enumIndexType != INDEX_TYPE_ADD && enumIndexType != INDEX_TYPE_DELETE) return;
+    if (eIndexType != INDEX_TYPE_ADD && eIndexType != INDEX_TYPE_DELETE) return;
     OSL_Guard guard(m_mutexIndex);
     MakeMarker();
-    if (enumIndexType == INDEX_TYPE_ADD) {
+    if (eIndexType == INDEX_TYPE_ADD) {
         AddEntry(stLevel1, stLevel2, stLevel3);
     } else {
         m_objTree.Remove(stLevel1, stLevel2, stLevel3);

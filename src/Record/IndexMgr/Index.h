@@ -67,7 +67,7 @@ public:
     /// Enters or removes one record file; anything but add and delete changes nothing. One with
     /// which too many others begin together (CFileList::MAX_TOGETHER) is logged and stays out.
     void WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
-                    const indexLevel3Body& stLevel3, IndexType enumIndexType);
+                    const indexLevel3Body& stLevel3, IndexType eIndexType);
 
     /// Appends the paths of the recordings that the query finds, in the order of the index: days,
     /// then channels, then files. Returns how many.

@@ -95,8 +95,9 @@ bool CIndex::ReadIndex() {
     indexFileFault fault;
     CIndexTree tree;
     if (!LoadIndex(GetRecordFolder(), IndexLength::AtLeast, tree, fault)) {
-        if (fault.eError == IndexFileError::NotExist && fault.nLevel == 1)
+        if (fault.eError == IndexFileError::NotExist && fault.nLevel == 1) {
             return true;  // a new disk
+        }
         LogLoadFault("ReadIndex", fault, false);
         return false;
     }

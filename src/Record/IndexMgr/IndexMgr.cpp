@@ -79,10 +79,11 @@ int CIndexMgr::OpenIndexes() {
     }
     if (nResult != 0 || bClient) return nResult;
     SetRecDirName(m_pFolder);
-    if (m_pFolder == BACKUP_FOLDER)
+    if (m_pFolder == BACKUP_FOLDER) {
         LogText(
             "[wtb][CIndexMgr::Initialize] BackupFile is used on all disks, what lies in RecordFile "
             "is neither found nor deleted");
+    }
     return 0;
 }
 
@@ -99,9 +100,10 @@ int CIndexMgr::OpenBelow(const char* pFolder, bool bAllTheSame) {
     m_pFolder = pFolder;
     for (const auto& [strPath, pEntry] : m_mIndex) {
         OSL_FINFO_S stInfo;
-        if (GetFolderAttribute(strPath, pFolder, stInfo) && stInfo.wFileType == OSL_TYPE_LINK)
+        if (GetFolderAttribute(strPath, pFolder, stInfo) && stInfo.wFileType == OSL_TYPE_LINK) {
             LogText("[wtb][CIndexMgr::Initialize] the record folder is a link, strPath [%s/%s]",
                     strPath.c_str(), pFolder);
+        }
         const int nResult = OpenIndex(*pEntry, bAllTheSame);
         if (nResult != 0) return nResult;
     }
@@ -142,9 +144,10 @@ int CIndexMgr::OpenIndex(Entry& entry, bool bAllTheSame) {
         entry.objDir.GetPath(), m_pFolder,
         bAllTheSame ? CIndex::BeyondRepair::IsReadAllTheSame : CIndex::BeyondRepair::IsRefused);
     m_strFault = entry.pIndex->Fault();
-    if (nResult != 0)
+    if (nResult != 0) {
         LogText("[wtb][CIndexMgr::Initialize] index fail, strPath [%s], reason [%s]",
                 entry.objDir.GetPath().c_str(), m_strFault.c_str());
+    }
     return nResult;
 }
 
@@ -174,9 +177,9 @@ CIndexMgr::CChange::~CChange() {
     if (m_pIndex && std::uncaught_exceptions() == m_nExceptions) m_pIndex->EndChange();
 }
 
-void CIndexMgr::WriteIndex(const recordPath& stPath, IndexType enumIndexType) {
+void CIndexMgr::WriteIndex(const recordPath& stPath, IndexType eIndexType) {
     if (m_enumStorageType != STORAGE_TYPE_RECORD) return;
-    if (enumIndexType != INDEX_TYPE_ADD && enumIndexType != INDEX_TYPE_DELETE) return;
+    if (eIndexType != INDEX_TYPE_ADD && eIndexType != INDEX_TYPE_DELETE) return;
     if (!stPath.stEntry) {
         LogText("[wtb][CIndexMgr::WriteIndex] no index holds it, strRecFilePath [%s]",
                 stPath.strPath.c_str());
@@ -191,8 +194,7 @@ void CIndexMgr::WriteIndex(const recordPath& stPath, IndexType enumIndexType) {
         return;
     }
     pEntry->pIndex->WriteIndex(stPath.stEntry->stDay, stPath.stEntry->stChannel,
-                               stPath.stEntry->stFile,
-                               static_cast<CIndex::IndexType>(enumIndexType));
+                               stPath.stEntry->stFile, static_cast<CIndex::IndexType>(eIndexType));
 }
 
 bool CIndexMgr::ForgetMissingFile(const recordPath& stPath) {
@@ -238,15 +240,16 @@ bool CIndexMgr::QueryOldestImgFile(oldestDay& day, const passedOver& stPassedOve
 // its files.
 bool CIndexMgr::QueryOldestDay(StoreFileType eKind, const char* pMethod,
                                const passedOver& stPassedOver, oldestDay& day) {
-    std::set<const Entry*> setPassedOver;
-    for (const std::string& strRecDir : stPassedOver.vRecDirs)
-        setPassedOver.insert(FindEntry(strRecDir));
+    std::set<const Entry*> setLeft;
+    for (const std::string& strRecDir : stPassedOver.vRecDirs) {
+        setLeft.insert(FindEntry(strRecDir));
+    }
     std::vector<dayOffer> vOffers;
     std::vector<COldestDays*> vDays;
     for (const auto& [strPath, pEntry] : m_mIndex) {
         COldestDays& days = pEntry->GetDays(eKind);
         dayOffer offer;
-        if (setPassedOver.count(pEntry.get()) > 0) continue;
+        if (setLeft.count(pEntry.get()) > 0) continue;
         if (!days.GetOldestDate(stPassedOver.setDays, offer)) continue;
         vOffers.push_back(std::move(offer));
         vDays.push_back(&days);

@@ -85,7 +85,7 @@ public:
     /// Enters or removes a record file; removing one that has no entry changes nothing. One that no
     /// index holds, or that lies in no directory of this manager, is logged and changes nothing.
     /// Remote-backup layout only. The file itself is not touched.
-    void WriteIndex(const recordPath& stPath, IndexType enumIndexType);
+    void WriteIndex(const recordPath& stPath, IndexType eIndexType);
 
     /// Removes the entry of a file that turned out to be gone already. True: it is out of the index
     /// (client layout: there is none); false: its disk is not there or the file still is, and

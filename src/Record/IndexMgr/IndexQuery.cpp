@@ -49,8 +49,9 @@ void AddUnlisted(const dayFolder& stDay, std::vector<recordPath>& vFiles) {
         const bool bWhole = ForEachEntry(folder.Path(), [&](const OSL_FIND_DATA& stData) {
             indexLevel3Body stFile;
             if (stData.wFileType == OSL_TYPE_DIR ||
-                !ConvertStrRecFileToIndexLevel3Body(stData.szName, stFile))
+                !ConvertStrRecFileToIndexLevel3Body(stData.szName, stFile)) {
                 return;
+            }
             recordPath stPath = folder.Recording(stFile);
             if (setListed.count(stPath.strPath) == 0) vUnlisted.push_back(std::move(stPath));
         });

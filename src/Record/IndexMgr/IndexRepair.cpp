@@ -24,8 +24,9 @@ CIndex::Step CIndex::RepairIndex(Attempt eAttempt) {
     m_bDoubtful = !bWhole || !bDisowned;
     if (bWhole && plan.objTree.IsEmpty()) return BeginAnew(strFolder, plan);
     if (!m_bDoubtful) RemoveFindings(plan);  // R3
-    for (const std::string& strPath : plan.vCrowded)
+    for (const std::string& strPath : plan.vCrowded) {
         LogCrowded("RepairIndex", strFolder + "/" + strPath);
+    }
     TakeTree(std::move(plan.objTree), 0);
     WriteIndexToFile();  // R4; what cannot be written stays in memory and is used
     LogRepair("leave");
@@ -51,11 +52,12 @@ CIndex::Step CIndex::JudgeUnreadable(const repairPlan& plan, Attempt eAttempt) {
 bool CIndex::DisownIndex(const std::string& strFolder) const {
     const int nError = DisownIndexFiles(strFolder);
     char szError[128];
-    if (nError != 0)
+    if (nError != 0) {
         LogText(
             "[wtb][CIndex::RepairIndex] index01.bin delete fail, strIndexLevel1Path [%s/%s], "
             "error [%s]",
             strFolder.c_str(), INDEX_FILE_LEVEL1, OSL_ErrorText(nError, szError, sizeof(szError)));
+    }
     return nError == 0;
 }
 
@@ -64,8 +66,9 @@ bool CIndex::DisownIndex(const std::string& strFolder) const {
 // another record folder.
 CIndex::Step CIndex::BeginAnew(const std::string& strFolder, const repairPlan& plan) {
     LogNothingFound(plan);
-    if (const auto fault = RemoveFindings(plan))  // R3
+    if (const auto fault = RemoveFindings(plan)) {  // R3
         return Fail("cannot be removed", fault->strPath, fault->nError);
+    }
     DeleteDirectory(strFolder, OSL_LastLink::IsFollowed);
     m_bRead = true;
     LogRepair("leave");

@@ -54,7 +54,8 @@ void CKestrelIndex::ListDay(const dayFolder& stDay, std::vector<recordPath>& vFi
     };
     for (const std::string& strChannel : ListAndClean(stDay.Path(), Keep::Directories, isChannel)) {
         const CChannelFolder folder(stDay, strChannel);
-        for (const std::string& strName : ListAndClean(folder.Path(), Keep::Files, isFile))
+        for (const std::string& strName : ListAndClean(folder.Path(), Keep::Files, isFile)) {
             vFiles.push_back(folder.File(strName));
+        }
     }
 }

@@ -29,7 +29,7 @@ bool GetNearestInfo(std::string strPath, OSL_FINFO_S& stInfo) {
 }  // namespace
 
 CRecordDir::CRecordDir(std::string strPath)
-    : m_strPath(std::move(strPath)), m_mutex(OSL_LockRank::RecordDir, "m_mutexRecordDir") {}
+    : m_strPath(std::move(strPath)), m_mtx(OSL_LockRank::RecordDir, "record directory") {}
 
 CRecordDir::~CRecordDir() {
     OSL_UnlockDir(m_hLock);
@@ -40,7 +40,7 @@ void CRecordDir::Make() {
     if (OSL_AccessFile(strDir.c_str(), 0) != 0 && !MakeFullPath(strDir.c_str())) {
         LogFailure("cannot make the directory", m_strPath);
     }
-    OSL_Guard guard(m_mutex);
+    OSL_Guard guard(m_mtx);
     m_identity = GetIdentity();
 }
 
@@ -55,7 +55,7 @@ bool CRecordDir::IsPresent() {
     const std::optional<Identity> identity = GetIdentity();
     OSL_FINFO_S stNearest;
     const bool bReached = identity || GetNearestInfo(m_strPath, stNearest);
-    OSL_Guard guard(m_mutex);
+    OSL_Guard guard(m_mtx);
     if (!m_identity) {
         if (!identity) return true;
         if (!IsMadeByUs()) return false;

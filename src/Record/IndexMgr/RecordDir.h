@@ -53,14 +53,14 @@ private:
 
     std::optional<Identity> GetIdentity() const;
     bool IsMadeByUs() const;
-    bool Lock() OSL_REQUIRES(m_mutex);
-    void Unlock() OSL_REQUIRES(m_mutex);
+    bool Lock() OSL_REQUIRES(m_mtx);
+    void Unlock() OSL_REQUIRES(m_mtx);
 
     const std::string m_strPath;
-    OSL_Mutex m_mutex;
-    std::optional<Identity> m_identity OSL_GUARDED_BY(m_mutex);  // none: has never been there
-    OSL_FileHandle m_hLock OSL_GUARDED_BY(m_mutex) = OSL_INVALID_FILE;
-    int m_nLockError OSL_GUARDED_BY(m_mutex) = 0;  // why it is not locked; was logged
+    OSL_Mutex m_mtx;
+    std::optional<Identity> m_identity OSL_GUARDED_BY(m_mtx);  // none: has never been there
+    OSL_FileHandle m_hLock OSL_GUARDED_BY(m_mtx) = OSL_INVALID_FILE;
+    int m_nLockError OSL_GUARDED_BY(m_mtx) = 0;  // why it is not locked; was logged
     std::atomic<bool> m_bWasAway{false};
 };
 

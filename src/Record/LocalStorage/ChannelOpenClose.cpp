@@ -36,28 +36,33 @@ bool CLocalStorage::OpenChannelRecord(char* pCameraID, void* pUser,
 }
 
 bool CLocalStorage::VerifyOpenRequest(const char* pCameraID, const recFileInfo& stRecFileInfo) {
-    if (!pCameraID)
+    if (!pCameraID) {
         return Fail(STORAGE_ERROR_PARAM,
                     "[wtb][CLocalStorage::OpenChannelRecord] NULL == pCameraID");
+    }
     const std::string strCameraID = pCameraID;
-    if (!IsCameraID(strCameraID))
+    if (!IsCameraID(strCameraID)) {
         return Fail(STORAGE_ERROR_PARAM, "[wtb][CLocalStorage::OpenChannelRecord] %s",
                     CAMERA_ID_REFUSED);
-    if (!m_bInit)
+    }
+    if (!m_bInit) {
         return Fail(STORAGE_ERROR_NOT_INIT,
                     "[wtb][CLocalStorage::OpenChannelRecord] not initialized, pCameraID [%s]",
                     pCameraID);
+    }
     const fileTimeInfo stStart = ConvertBlockTimeToFileTime(stRecFileInfo.stStartTime);
     const fileTimeInfo stEnd = ConvertBlockTimeToFileTime(stRecFileInfo.stEndTime);
-    if (stStart > stEnd || !stStart.IsPlain() || !stEnd.IsPlain())
+    if (stStart > stEnd || !stStart.IsPlain() || !stEnd.IsPlain()) {
         return Fail(STORAGE_ERROR_PARAM,
                     "[wtb][CLocalStorage::OpenChannelRecord] rec file time error, strMapID [%s]",
                     GetUniqMAPID(strCameraID, stRecFileInfo).c_str());
-    if (!IsClientLayout() && ClassifyChannel(strCameraID) == ChannelForm::NotStorable)
+    }
+    if (!IsClientLayout() && ClassifyChannel(strCameraID) == ChannelForm::NotStorable) {
         return Fail(STORAGE_ERROR_PARAM,
                     "[wtb][CLocalStorage::OpenChannelRecord] camera identifier refused, the index "
                     "cannot keep its numbers, pCameraID [%s]",
                     pCameraID);
+    }
     return VerifyRecordPath(strCameraID, stRecFileInfo);
 }
 
@@ -78,21 +83,23 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
     const std::string strMapID = GetUniqMAPID(strCameraID, stRecFileInfo);
     if (!VerifyRecordPath(strCameraID, stRecFileInfo)) return false;
     if (IsDiskFull(m_objDisks.CurrentLook())) {
-        if (m_objEvents.SendDiskFull(pUser))
+        if (m_objEvents.SendDiskFull(pUser)) {
             LogText(
                 "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback MESSAGEVALUE_DISKFULL, "
                 "strMapID [%s]",
                 strMapID.c_str());
+        }
         return Fail(STORAGE_ERROR_DISK_FULL,
                     "[wtb][CLocalStorage::OpenChannelRecord] IsDiskFull, m_strCurRecDir [%s/], "
                     "strMapID [%s]",
                     m_objDisks.Current().c_str(), strMapID.c_str());
     }
     const channelKeyView key = GetChannelKey(strCameraID.c_str(), stRecFileInfo);
-    if (m_mapRecordChannel.Contains(key))
+    if (m_mapRecordChannel.Contains(key)) {
         return Fail(STORAGE_ERROR_CHANNEL_OPEN,
                     "[wtb][CLocalStorage::OpenChannelRecord] IsRecordChannelExist, strMapID [%s]",
                     strMapID.c_str());
+    }
 
     const recordPath stPath = ChooseOpenPath(strCameraID, stRecFileInfo);
     const CIndexMgr::CChange change(*m_pIndexMgr, stPath.RecDir());
@@ -100,16 +107,18 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
     CRecordFile objRecFile =
         OpenRecFile(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : nNewFile, strCameraID,
                     pUser, GetStorageOption(STORAGE_OPTION_RESERVE_STEP));
-    if (!objRecFile.IsOpen())
+    if (!objRecFile.IsOpen()) {
         return Fail(STORAGE_ERROR_OPEN_FILE,
                     "[wtb][CLocalStorage::OpenChannelRecord] OSL_OpenFile fail, strRecFilePath[%s]",
                     stPath.strPath.c_str());
+    }
     try {
-        if (m_objEvents.SendCreateFile(strCameraID, stPath.strPath, pUser))
+        if (m_objEvents.SendCreateFile(strCameraID, stPath.strPath, pUser)) {
             LogText(
                 "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback MESSAGEVALUE_CREATEFILE, "
                 "strRecFilePath[%s]",
                 stPath.strPath.c_str());
+        }
         m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser,
                                   std::move(objRecFile), stPath.strPath, OSL_Time());
         m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
@@ -164,24 +173,27 @@ CRecordFile CLocalStorage::OpenRecFile(const recordPath& stPath, unsigned nFlags
 
 bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileInfo) try {
     if (!pCameraID) return Refuse("[wtb][CLocalStorage::CloseChannelRecord] NULL == pCameraID");
-    if (!m_bInit)
+    if (!m_bInit) {
         return Refuse("[wtb][CLocalStorage::CloseChannelRecord] not initialized, pCameraID [%s]",
                       pCameraID);
+    }
     CChannelClaim claim = m_mapRecordChannel.Claim(GetChannelKey(pCameraID, stRecFileInfo));
-    if (!claim)
+    if (!claim) {
         return Refuse(
             "[wtb][CLocalStorage::CloseChannelRecord] IsRecordChannelExist fail, strMapID [%s]",
             GetUniqMAPID(pCameraID, stRecFileInfo).c_str());
+    }
     void* const pUser = claim.Channel().pUser;
     const std::string strPath = claim.Channel().strRecFilePath;
     // Until the host has been told that the file is closed, it is not told that it is deleted.
     const CProtectedFile objFile(m_mapRecordChannel, strPath);
     CloseChannelRecord(claim);
-    if (!strPath.empty() && m_objEvents.SendCloseFile(pCameraID, strPath, pUser))
+    if (!strPath.empty() && m_objEvents.SendCloseFile(pCameraID, strPath, pUser)) {
         LogText(
             "[wtb][CLocalStorage::CloseChannelRecord] pFunCallback MESSAGEVALUE_CLOSEFILE, "
             "strCameraID [%s]",
             pCameraID);
+    }
     return true;
 } catch (const std::exception&) {
     return OutOfMemory("CloseChannelRecord");

@@ -6,9 +6,9 @@ namespace {
 
 // What a condition variable needs of a mutex.
 struct WaitLock {
-    OSL_Mutex& m_mutex;
-    void lock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mutex.Lock(); }
-    void unlock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mutex.Unlock(); }
+    OSL_Mutex& m_mtx;
+    void lock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mtx.Lock(); }
+    void unlock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mtx.Unlock(); }
 };
 
 // A channel that began in this second counts as one second old.
@@ -31,8 +31,9 @@ ChannelMap::value_type* CChannelTable::WaitForClaim(const channelKeyView* pKey) 
     for (;;) {
         const auto it = pKey ? m_mChannel.find(*pKey) : m_mChannel.begin();
         if (it == m_mChannel.end()) return nullptr;
-        if (it->second.nClaim.exchange(CLAIM_AWAITED, std::memory_order_acquire) == CLAIM_FREE)
+        if (it->second.nClaim.exchange(CLAIM_AWAITED, std::memory_order_acquire) == CLAIM_FREE) {
             return &*it;
+        }
         m_cvUnclaimed.wait(lock);
     }
 }

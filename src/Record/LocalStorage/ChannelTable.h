@@ -70,11 +70,13 @@ private:
             for (const char c : strText) nHash = nHash << 8 | static_cast<unsigned char>(c);
             return nHash;
         }
-        if (nSize < 8)
+        if (nSize < 8) {
             return nHash ^ Load<std::uint32_t>(pText) << 32 ^
                    Load<std::uint32_t>(pText + nSize - 4);
-        for (std::size_t i = 0; i + 8 < nSize; i += 8)
+        }
+        for (std::size_t i = 0; i + 8 < nSize; i += 8) {
             nHash = Mix(nHash, Load<std::uint64_t>(pText + i));
+        }
         return nHash ^ Load<std::uint64_t>(pText + nSize - 8);
     }
 };
@@ -225,8 +227,9 @@ inline CChannelClaim CChannelTable::Claim(const channelKeyView& key) {
 }
 
 inline void CChannelTable::Unclaim(recordChannel& channel) {
-    if (channel.nClaim.exchange(CLAIM_FREE, std::memory_order_release) == CLAIM_AWAITED)
+    if (channel.nClaim.exchange(CLAIM_FREE, std::memory_order_release) == CLAIM_AWAITED) {
         WakeWaiters();
+    }
 }
 
 #endif  // LOCALSTORAGE_RECORD_CHANNELTABLE_H

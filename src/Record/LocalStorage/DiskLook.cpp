@@ -35,8 +35,9 @@ diskLook LookAtDisk(const CIndexMgr& objIndexMgr, const std::string& strRecDir, 
     stLook.nFailure = nFailure;
     stLook.bPresent = MakeRecDir(objIndexMgr, strRecDir);
     std::uint64_t nUsableSpace = 0;
-    if (!stLook.bPresent || !GetDiskUsableSpace((strRecDir + "/").c_str(), nUsableSpace))
+    if (!stLook.bPresent || !GetDiskUsableSpace((strRecDir + "/").c_str(), nUsableSpace)) {
         return stLook;
+    }
     stLook.nUsableSpace = nUsableSpace;
     if (!IsTrialDue(stLook)) return stLook;
     const int nError = TryDisk(strRecDir);
@@ -48,7 +49,8 @@ diskLook LookAtDisk(const CIndexMgr& objIndexMgr, const std::string& strRecDir, 
 bool MakeRecDir(const CIndexMgr& objIndexMgr, const std::string& strRecDir) {
     const std::string strInside = strRecDir + "/";
     const bool bThere = OSL_AccessFile(strInside.c_str(), 0) == 0;
-    if (!bThere && !(objIndexMgr.IsDirPresent(strRecDir) && MakeFullPath(strInside.c_str())))
+    if (!bThere && !(objIndexMgr.IsDirPresent(strRecDir) && MakeFullPath(strInside.c_str()))) {
         return false;
+    }
     return objIndexMgr.IsDirPresent(strRecDir);
 }

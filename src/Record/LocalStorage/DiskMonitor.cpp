@@ -46,13 +46,14 @@ void CLocalStorage::CheckDisk() {
 void CLocalStorage::ReportSwitch() {
     const std::string strRecDir = m_objDisks.Current();
     const std::uint64_t nUsableSpace = m_objDisks.CurrentLook().nUsableSpace.value_or(0);
-    if (m_objEvents.SendSwitchDisk(strRecDir, nUsableSpace))
+    if (m_objEvents.SendSwitchDisk(strRecDir, nUsableSpace)) {
         LogText(
             "[wtb][CLocalStorage::CheckDisk] pFunCallback MESSAGEVALUE_SWITCHDISK, szDisk [%s/]",
             strRecDir.c_str());
-    else
+    } else {
         LogText("[wtb][CLocalStorage::CheckDisk] GetFreeDisk success, new Disk [%s/]",
                 strRecDir.c_str());
+    }
 }
 
 void CLocalStorage::ReportFullDisk() {

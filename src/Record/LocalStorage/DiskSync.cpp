@@ -11,7 +11,7 @@ CSyncedFile::~CSyncedFile() {
 }
 
 void CSyncedFile::Close() {
-    OSL_Guard guard(m_sync.m_mutex);
+    OSL_Guard guard(m_sync.m_mtx);
     m_bOpen = false;
     m_pUser = nullptr;
 }
@@ -59,12 +59,13 @@ std::shared_ptr<CSyncedFile> CDiskSync::Add(const std::string& strCameraID, void
     auto pFile = std::make_shared<CSyncedFile>(
         *this, strCameraID, pUser, strPath, m_bWhole ? OSL_INVALID_FILE : OSL_DuplicateFile(hFile));
     pFile->NoteWritten();  // its name, at least
-    OSL_Guard guard(m_mutex);
+    OSL_Guard guard(m_mtx);
     m_vFiles.push_back(pFile);
     // The folders above it may have been made for it.
     for (std::size_t nSlash = strPath.rfind('/'); !m_bWhole && nSlash > m_strRecDir.size();
-         nSlash = strPath.rfind('/', nSlash - 1))
+         nSlash = strPath.rfind('/', nSlash - 1)) {
         m_setFolders.insert(strPath.substr(0, nSlash));
+    }
     if (!m_bWhole) m_setFolders.insert(m_strRecDir);
     return pFile;
 } catch (const std::exception&) {
@@ -90,17 +91,18 @@ void CDiskSync::CloseDisk() {
 // A file that was closed is taken a last time. What is written from here on counts for the next
 // time, even where this one makes it durable.
 CDiskSync::Files CDiskSync::TakeWritten() {
-    OSL_Guard guard(m_mutex);
+    OSL_Guard guard(m_mtx);
     Files vWritten;
     vWritten.reserve(m_vFiles.size());
-    for (const auto& pFile : m_vFiles)
+    for (const auto& pFile : m_vFiles) {
         if (pFile->m_bWritten.exchange(false, std::memory_order_acquire)) vWritten.push_back(pFile);
+    }
     std::erase_if(m_vFiles, [](const auto& pFile) { return !pFile->m_bOpen; });
     return vWritten;
 }
 
 std::set<std::string> CDiskSync::TakeFolders() {
-    OSL_Guard guard(m_mutex);
+    OSL_Guard guard(m_mtx);
     return std::exchange(m_setFolders, {});
 }
 
@@ -112,17 +114,20 @@ void CDiskSync::SyncWhole(const Files& vFiles) {
 // Folders last: a name that is durable leads to content that is. One that a deletion pass took
 // meanwhile needs no sync.
 void CDiskSync::SyncEach(const Files& vFiles) {
-    for (const auto& pFile : vFiles)
+    for (const auto& pFile : vFiles) {
         if (OSL_SyncData(pFile->m_hFile) != 0) Report({pFile}, OSL_GetSystemLastError());
-    for (const std::string& strFolder : TakeFolders())
-        if (OSL_SyncFile(strFolder.c_str()) != 0 && OSL_GetSystemLastError() != ENOENT)
+    }
+    for (const std::string& strFolder : TakeFolders()) {
+        if (OSL_SyncFile(strFolder.c_str()) != 0 && OSL_GetSystemLastError() != ENOENT) {
             Report(vFiles, OSL_GetSystemLastError());
+        }
+    }
 }
 
 // The lock keeps a channel from being closed while its host is told.
 void CDiskSync::Report(const Files& vFiles, int nError) {
     for (const auto& pFile : vFiles) {
-        OSL_Guard guard(m_mutex);
+        OSL_Guard guard(m_mtx);
         m_onFailure(*pFile, pFile->m_pUser, nError);
     }
 }

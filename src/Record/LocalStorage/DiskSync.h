@@ -105,9 +105,9 @@ private:
     OSL_EventHandle m_hStop;
     OSL_FileHandle m_hDisk = OSL_INVALID_FILE;  // the sync thread's
 
-    OSL_Mutex m_mutex{OSL_LockRank::DiskSync, "disk sync"};
-    Files m_vFiles OSL_GUARDED_BY(m_mutex);
-    std::set<std::string> m_setFolders OSL_GUARDED_BY(m_mutex);  // with names not yet durable
+    OSL_Mutex m_mtx{OSL_LockRank::DiskSync, "disk sync"};
+    Files m_vFiles OSL_GUARDED_BY(m_mtx);
+    std::set<std::string> m_setFolders OSL_GUARDED_BY(m_mtx);  // with names not yet durable
 };
 
 /// The syncs of all record directories.

@@ -61,9 +61,10 @@ diskLook CDisks::Look(std::size_t nDisk) {
     };
     const int nFailure = getFailure();
     diskLook stLook = m_ask(m_vRecDirs[nDisk], nFailure);
-    if (nFailure != 0 && stLook.nFailure == 0)
+    if (nFailure != 0 && stLook.nFailure == 0) {
         LogText("[wtb][CLocalStorage::RetryFailedDisks] disk can be written again, strRecDir [%s/]",
                 m_vRecDirs[nDisk].c_str());
+    }
     OSL_Guard guard(m_mtxDisks);
     if (m_vLooks[nDisk].nFailure != nFailure) stLook.nFailure = m_vLooks[nDisk].nFailure;
     return m_vLooks[nDisk] = stLook;

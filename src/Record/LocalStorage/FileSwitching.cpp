@@ -9,8 +9,9 @@ bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_
     if (!IsClientLayout()) return false;
     const std::uint32_t nLimit = m_stStoreInfo.nFileSize * 1048576u;
     if (channel.nWrittenSize.load(std::memory_order_relaxed) + nPending >= nLimit &&
-        OSL_Time() != channel.tNoneFree)
+        OSL_Time() != channel.tNoneFree) {
         return true;
+    }
     // A file on a disk that failed is given up once the engine records on another disk.
     return channel.bWriteFailed && !m_objDisks.IsOnCurrent(channel.strRecFilePath);
 }
@@ -36,9 +37,10 @@ void CLocalStorage::SwitchRecFile(recordChannel& channel) {
 // Told once, not with every piece.
 bool CLocalStorage::IsNewPathTooLong(recordChannel& channel, const recordPath& stPath) {
     const bool bTooLong = IsPathTooLong(stPath.strPath);
-    if (bTooLong && !channel.bTooLongTold)
+    if (bTooLong && !channel.bTooLongTold) {
         LogText("[wtb][CLocalStorage::SwitchRecFile] path too long, strRecFilePath[%s]",
                 stPath.strPath.c_str());
+    }
     channel.bTooLongTold = bTooLong;
     return bTooLong;
 }
@@ -49,11 +51,12 @@ void CLocalStorage::CloseOldFile(recordChannel& channel) {
     CloseRecFile(channel);
     const char* const pPath = channel.strRecFilePath.c_str();
     LogText("[wtb][CLocalStorage::SwitchRecFile] old file, strRecFilePath[%s]", pPath);
-    if (m_objEvents.SendCloseFile(channel.strCameraID, channel.strRecFilePath, channel.pUser))
+    if (m_objEvents.SendCloseFile(channel.strCameraID, channel.strRecFilePath, channel.pUser)) {
         LogText(
             "[wtb][CLocalStorage::SwitchRecFile] pFunCallback MESSAGEVALUE_CLOSEFILE, "
             "szFileName [%s]",
             pPath);
+    }
 }
 
 // The new file is announced before it is made, so that no clean-up takes it.
@@ -82,9 +85,10 @@ void CLocalStorage::OpenNewFile(recordChannel& channel) {
     channel.nWrittenSize = channel.nStreamHeadLen;
     channel.bWriteFailed = false;
     LogText("[wtb][CLocalStorage::SwitchRecFile] new file, strRecFilePath[%s]", pPath);
-    if (m_objEvents.SendCreateFile(channel.strCameraID, stPath.strPath, channel.pUser))
+    if (m_objEvents.SendCreateFile(channel.strCameraID, stPath.strPath, channel.pUser)) {
         LogText(
             "[wtb][CLocalStorage::SwitchRecFile] pFunCallback MESSAGEVALUE_CREATEFILE, "
             "szFileName [%s]",
             pPath);
+    }
 }

@@ -36,8 +36,9 @@ CLocalStorage::CLocalStorage()
           ReportUnsynced(file, pUser, nError);
       }),
       m_hDiskCheckEvent(OSL_CreateEvent()) {
-    if (m_hDiskCheckEvent && HasSentinel(m_lsRecFile) && HasSentinel(m_stStoreInfo.lsRecDir))
+    if (m_hDiskCheckEvent && HasSentinel(m_lsRecFile) && HasSentinel(m_stStoreInfo.lsRecDir)) {
         return;
+    }
     OSL_CloseEvent(m_hDiskCheckEvent);
     throw std::bad_alloc();
 }
@@ -53,7 +54,7 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
     }
     m_stStoreInfo = stStoreInfo;  // Deliberate: refused settings are kept, too
     m_objEvents.SetCallback(m_stStoreInfo.pFunCallback);
-    if (!AreBoundsKept(m_stStoreInfo))
+    if (!AreBoundsKept(m_stStoreInfo)) {
         return Fail(STORAGE_ERROR_PARAM,
                     "[wtb][CLocalStorage::Initialize] param error,             nMaxChannels [%d], "
                     "nFileSize [%d], lsRecDir.size() [%d], enumStreamType [%d], bAnalyze [%d]",
@@ -61,15 +62,18 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
                     static_cast<int>(m_stStoreInfo.nFileSize),
                     static_cast<int>(m_stStoreInfo.lsRecDir.size()),
                     static_cast<int>(m_stStoreInfo.enumStreamType), m_stStoreInfo.bAnalyze);
+    }
     std::list<std::string> lsRecDir;
     ConvertVexListToStdList(m_stStoreInfo.lsRecDir, lsRecDir);
-    if (std::count(lsRecDir.begin(), lsRecDir.end(), "") > 0)
+    if (std::count(lsRecDir.begin(), lsRecDir.end(), "") > 0) {
         return Fail(STORAGE_ERROR_PARAM, "[wtb][CLocalStorage::Initialize] empty path in lsRecDir");
+    }
     for (std::string& strRecDir : lsRecDir) strRecDir = WithoutTrailingSlashes(strRecDir);
     LogText("[wtb][CLocalStorage::Initialize] first disk path [%s/]", lsRecDir.front().c_str());
-    if (VerifyDuplicateDisk(lsRecDir))
+    if (VerifyDuplicateDisk(lsRecDir)) {
         return Fail(STORAGE_ERROR_PARAM,
                     "[wtb][CLocalStorage::Initialize] VerifyDuplicateDisk fail");
+    }
 
     if (!StartIndex(lsRecDir)) return false;
     ChooseFirstDisk(std::move(lsRecDir));
@@ -87,9 +91,10 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
 bool CLocalStorage::StartIndex(const std::list<std::string>& lsRecDir) {
     m_pIndexMgr.reset(new (std::nothrow) CIndexMgr(
         ConvertLocalStorageTypeToStorageType(m_stStoreInfo.enumStorageType)));
-    if (!m_pIndexMgr)
+    if (!m_pIndexMgr) {
         return Fail(STORAGE_ERROR_NO_MEMORY,
                     "[wtb][CLocalStorage::Initialize] new m_pIndexMgr fail");
+    }
     const int nResult = m_pIndexMgr->Initialize(lsRecDir);
     if (nResult != 1 && nResult != 2) return true;
     StopIndex();
@@ -107,11 +112,12 @@ void CLocalStorage::ChooseFirstDisk(std::list<std::string> lsRecDir) {
         [this](const std::string& strRecDir) { return m_pIndexMgr->IsOtherName(strRecDir); });
     m_objDisks.Assign(lsRecDir, m_stStoreInfo.bCycWrite);
     if (m_objDisks.FindRoom() != CDisks::Room::None) return;
-    if (m_stStoreInfo.bCycWrite)
+    if (m_stStoreInfo.bCycWrite) {
         LogText("[wtb][CLocalStorage::Initialize] disk full, bCycWrite [%d]", 1);
-    else
+    } else {
         LogText("[wtb][CLocalStorage::Initialize] disk full, m_strCurRecDir [%s/], bCycWrite [%d]",
                 m_objDisks.Current().c_str(), 0);
+    }
 }
 
 void CLocalStorage::StopIndex() {

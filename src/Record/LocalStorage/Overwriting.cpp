@@ -66,8 +66,9 @@ void RemoveWhileEmpty(const std::string& strDir, IsEmptyFunction IsEmpty) {
 void CleanUpDateDir(const std::string& strDateDir, IsEmptyFunction IsChannelDirEmpty) {
     NameList lsSubDir, lsSubFile;
     GetSubTargetList(strDateDir, lsSubDir, lsSubFile);
-    for (const std::string& strName : lsSubDir)
+    for (const std::string& strName : lsSubDir) {
         RemoveWhileEmpty(strDateDir + "/" + strName, IsChannelDirEmpty);
+    }
     RemoveWhileEmpty(strDateDir, HasNoFolder);
 }
 
@@ -131,12 +132,15 @@ bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
     const CIndexMgr::CChange change(*m_pIndexMgr, day.stDay.strRecDir);
     CFileDeleter deleter;
     std::vector<const recordPath*> vKept;
-    for (const recordPath& stPath : day.vFiles)
-        if (IsRecFileWritting(stPath.strPath) || !DeleteRecordFile(deleter, stPath))
+    for (const recordPath& stPath : day.vFiles) {
+        if (IsRecFileWritting(stPath.strPath) || !DeleteRecordFile(deleter, stPath)) {
             vKept.push_back(&stPath);
+        }
+    }
     // Recordings with the same times share one entry: what stays of them takes it over.
-    for (const recordPath* pPath : vKept)
+    for (const recordPath* pPath : vKept) {
         m_pIndexMgr->WriteIndex(*pPath, CIndexMgr::INDEX_TYPE_ADD);
+    }
     TidyDay("DeleteRecordFile", day.stDay, HasNoRecording);
     return vKept.size() < day.vFiles.size();
 }
@@ -148,11 +152,12 @@ bool CLocalStorage::DeleteRecordFile(CFileDeleter& deleter, const recordPath& st
         if (OSL_GetSystemLastError() == EROFS) m_objDisks.NoteFailure(strPath, EROFS);
         return m_pIndexMgr->ForgetMissingFile(stPath);
     }
-    if (m_objEvents.SendDeleteFile(strPath))
+    if (m_objEvents.SendDeleteFile(strPath)) {
         LogText(
             "[wtb][CLocalStorage::DeleteRecordFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
             "strRecFilePath [%s]",
             strPath.c_str());
+    }
     m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_DELETE);
     LogText("[wtb][CLocalStorage::DeleteRecordFile] Delete Record File Path [%s]", strPath.c_str());
     return true;
@@ -166,11 +171,12 @@ bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
         const std::string& strPath = stPath.strPath;
         if (!deleter.Delete(strPath)) continue;
         bDeleted = true;
-        if (m_objEvents.SendDeleteFile(strPath))
+        if (m_objEvents.SendDeleteFile(strPath)) {
             LogText(
                 "[wtb][CLocalStorage::DeleteImageFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
                 "strImgFilePath [%s]",
                 strPath.c_str());
+        }
         LogText("[wtb][CLocalStorage::DeleteImageFile] Delete Image File Path [%s]",
                 strPath.c_str());
     }

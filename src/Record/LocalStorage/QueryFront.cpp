@@ -10,8 +10,9 @@ bool CLocalStorage::QueryRecFile(recQueryParam& stQueryParam,
     if (!m_bInit) return Refuse("[wtb][CLocalStorage::QueryRecFile] not initialized");
     const fileTimeInfo stStart = ConvertBlockTimeToFileTime(stQueryParam.stQueryStartTime);
     const fileTimeInfo stEnd = ConvertBlockTimeToFileTime(stQueryParam.stQueryEndTime);
-    if (stStart > stEnd)
+    if (stStart > stEnd) {
         return Refuse("[wtb][CLocalStorage::QueryRecFile] stQueryStartTime > stQueryEndTime");
+    }
     const std::string strCameraID(stQueryParam.szCameraID,
                                   strnlen(stQueryParam.szCameraID, LOCALSTORAGE_CAMERA_ID_SIZE));
     std::list<std::string> lsRecFile;

@@ -31,10 +31,11 @@ public:
     bool Write(const char* pBuf, std::size_t nSize, std::size_t& nWritten) {
         const bool bDone = OSL_WriteFile(m_hFile, pBuf, nSize, &nWritten) == 0;
         if (m_pSynced) m_pSynced->NoteWritten();
-        if (nWritten <= m_nReserved)
+        if (nWritten <= m_nReserved) {
             m_nReserved -= nWritten;
-        else if (bDone)
+        } else if (bDone) {
             ReserveAhead();
+        }
         return bDone;
     }
 

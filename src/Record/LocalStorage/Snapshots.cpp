@@ -28,15 +28,18 @@ bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned
 
 bool CLocalStorage::VerifyImageRequest(const char* pCameraID, const char* pBuf,
                                        const char* pImgPath) const {
-    if (!pCameraID || !pBuf || !pImgPath)
+    if (!pCameraID || !pBuf || !pImgPath) {
         return Refuse(
             "[wtb][CLocalStorage::WriteImage] NULL == pCameraID || NULL == pBuf || "
             "NULL == pImgPath");
-    if (!IsCameraID(pCameraID))
+    }
+    if (!IsCameraID(pCameraID)) {
         return Refuse("[wtb][CLocalStorage::WriteImage] %s", CAMERA_ID_REFUSED);
-    if (!m_bInit)
+    }
+    if (!m_bInit) {
         return Refuse("[wtb][CLocalStorage::WriteImage] not initialized, pCameraID [%s]",
                       pCameraID);
+    }
     return VerifyImagePath(BuildImagePath(pCameraID).strPath);
 }
 
@@ -55,11 +58,12 @@ recordPath CLocalStorage::BuildImagePath(const std::string& strCameraID) const {
 
 CRecordFile CLocalStorage::OpenImageFile(const std::string& strCameraID, std::string& strPath) {
     if (IsDiskFull(m_objDisks.CurrentLook())) {
-        if (m_objEvents.SendDiskFull(nullptr))
+        if (m_objEvents.SendDiskFull(nullptr)) {
             LogText(
                 "[wtb][CLocalStorage::WriteImage] pFunCallback MESSAGEVALUE_DISKFULL, "
                 "pCameraID [%s]",
                 strCameraID.c_str());
+        }
         LogText("[wtb][CLocalStorage::WriteImage] IsDiskFull, m_strCurRecDir [%s/], pCameraID [%s]",
                 m_objDisks.Current().c_str(), strCameraID.c_str());
         return {};
@@ -68,9 +72,10 @@ CRecordFile CLocalStorage::OpenImageFile(const std::string& strCameraID, std::st
     if (!VerifyImagePath(stPath.strPath)) return {};
     strPath = stPath.strPath;
     CRecordFile objFile = OpenRecFile(stPath, OSL_OPEN_NEW, strCameraID, nullptr, 0);
-    if (!objFile.IsOpen())
+    if (!objFile.IsOpen()) {
         LogText("[wtb][CLocalStorage::WriteImage] OpenImageFile fail, strImageFilePath[%s]",
                 strPath.c_str());
+    }
     return objFile;
 }
 
@@ -97,8 +102,9 @@ bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
     const std::string strRoot = m_objDisks.Current() + "/" + IMAGE_FOLDER;
     std::list<std::string> lsSubDir, lsSubFile;
     GetSubTargetList(strRoot, lsSubDir, lsSubFile, OSL_LastLink::IsFollowed);
-    for (const std::string& strName : lsSubDir)
+    for (const std::string& strName : lsSubDir) {
         if (strDay >= strName) DeleteDirectory(strRoot + "/" + strName);
+    }
     return true;
 } catch (const std::exception&) {
     OutOfMemory("DeleteImagesByDay");

@@ -11,14 +11,18 @@
 bool CLocalStorage::WriteData(char* pCameraID, unsigned int nDataType, char* pBuf,
                               unsigned int nSize, recFileInfo& stRecFileInfo) try {
     constexpr unsigned int STREAM_HEADER = 1;
-    if (!pBuf || !pCameraID)  // the method's name is misspelt in three texts that people search for
+    if (!pBuf || !pCameraID) {
+        // The method's name is misspelt in three texts that people search for.
         return Refuse("[wtb][CLocalStorage::WriteDate] NULL == pBuf || NULL == pCameraID");
-    if (!m_bInit)
+    }
+    if (!m_bInit) {
         return Refuse("[wtb][CLocalStorage::WriteDate] not initialized, pCameraID [%s]", pCameraID);
+    }
     const CChannelClaim claim = m_mapRecordChannel.Claim(GetChannelKey(pCameraID, stRecFileInfo));
-    if (!claim)
+    if (!claim) {
         return Refuse("[wtb][CLocalStorage::WriteDate] IsRecordChannelExist fail, strCameraID [%s]",
                       pCameraID);
+    }
     return nDataType == STREAM_HEADER ? WriteHeader(claim.Channel(), pBuf, nSize)
                                       : WriteStream(claim.Channel(), pBuf, nSize);
 } catch (const std::exception&) {
@@ -30,18 +34,20 @@ bool CLocalStorage::WriteData(char* pCameraID, unsigned int nDataType, char* pBu
 // is written when it is repeated, unless the stream has begun without it.
 bool CLocalStorage::WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize) {
     const char* const pCameraID = channel.strCameraID.c_str();
-    if (nSize > STREAM_HEAD_SIZE)
+    if (nSize > STREAM_HEAD_SIZE) {
         return Refuse("[wtb][CLocalStorage::WriteData] head too long, nSize [%u], strCameraID [%s]",
                       nSize, pCameraID);
+    }
     std::memcpy(channel.byStreamHead, pBuf, nSize);
     channel.nStreamHeadLen = nSize;
     const bool bFileBegun = !channel.bWriteFailed || channel.nWrittenSize > 0;
     if (channel.bHeadSaved && bFileBegun) return true;
     if (m_stStoreInfo.bAnalyze && !channel.hStream &&
-        VEXANA_CreateStreamEx(pBuf, nSize, &channel.hStream) != VEXANA_OK)
+        VEXANA_CreateStreamEx(pBuf, nSize, &channel.hStream) != VEXANA_OK) {
         return Refuse(
             "[wtb][CLocalStorage::WriteData] VEXANA_CreateStreamEx fail, strCameraID [%s]",
             pCameraID);
+    }
     channel.bHeadSaved = true;
     if (!WriteRecord(channel, pBuf, nSize)) return false;
     LogText("[wtb][CLocalStorage::WriteData] write head, nWritten [%u], strCameraID [%s]", nSize,
@@ -57,15 +63,17 @@ bool CLocalStorage::WriteStream(recordChannel& channel, const char* pBuf, std::s
 }
 
 bool CLocalStorage::WriteAnalysed(recordChannel& channel, const char* pBuf, std::size_t nSize) {
-    if (VEXANA_InputData(channel.hStream, pBuf, nSize) != VEXANA_OK)  // no header yet, say
+    if (VEXANA_InputData(channel.hStream, pBuf, nSize) != VEXANA_OK) {  // no header yet, say
         return Refuse("[wtb][CLocalStorage::WriteData] StreamProbeInputData fail, strCameraID [%s]",
                       channel.strCameraID.c_str());
+    }
     return WritePackets(channel, Switching::AtKeyFrames);
 }
 
 void CLocalStorage::WriteRest(recordChannel& channel) {
-    if (channel.hStream && VEXANA_Flush(channel.hStream) == VEXANA_OK)
+    if (channel.hStream && VEXANA_Flush(channel.hStream) == VEXANA_OK) {
         WritePackets(channel, Switching::Never);
+    }
 }
 
 // Without memory to go on, what was not taken is lost; but the analyser must take the next piece.

@@ -84,10 +84,10 @@ int Run(const std::string& strFile, bool bJson) {
         strName != INDEX_FILE_LEVEL3) {
         throw CUsageError(strFile + " is no index file: index01.bin, index02.bin or index03.bin");
     }
-    CDump stDump(bJson);
+    CDump objDump(bJson);
     indexFileFault stFault;
-    const bool bWhole = ReadIndexFile(strFile, stDump.Visitor(), stFault);
-    stDump.Finish();
+    const bool bWhole = ReadIndexFile(strFile, objDump.Visitor(), stFault);
+    objDump.Finish();
     if (bWhole) return EXIT_OK;
     throw CFailure(
         strFile + ": " + IndexFaultText(stFault) +

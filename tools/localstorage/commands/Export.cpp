@@ -38,7 +38,7 @@ public:
         : m_stOptions(stOptions),
           m_stRange(stRange),
           m_bStop(bStop),
-          m_stWriter(stOptions.strFile) {}
+          m_objWriter(stOptions.strFile) {}
 
     int Run(const std::vector<recording>& vRecordings);
 
@@ -54,7 +54,7 @@ private:
     const exportOptions& m_stOptions;
     const timeSpan m_stRange;
     const std::atomic<bool>& m_bStop;
-    CClipWriter m_stWriter;
+    CClipWriter m_objWriter;
     std::optional<CProgress> m_optProgress;
     std::uint64_t m_nDone = 0, m_nWhole = 0;
     clipFrames m_stFirst;  ///< of the first recording, without its frames
@@ -116,8 +116,8 @@ void CExport::Join(const recording& stRecording, const clipFrames& stFrames) {
         const double fBegin = static_cast<double>(stFrames.vPlaces[stRange.nFirst]) * fStep;
         m_tBegin = stSpan.tStart + Seconds(static_cast<std::int64_t>(fBegin));
     }
-    m_stWriter.Append(stRecording.Path(), stFrames, stRange, fStep, bContinues,
-                      ProgressOf(stRecording), m_bStop);
+    m_objWriter.Append(stRecording.Path(), stFrames, stRange, fStep, bContinues,
+                       ProgressOf(stRecording), m_bStop);
     m_bAnything = true;
     ++m_nRecordings;
 }
@@ -126,9 +126,9 @@ void CExport::Join(const recording& stRecording, const clipFrames& stFrames) {
 std::optional<clipFrames> CExport::Scan(const recording& stRecording) {
     try {
         return ScanFrames(stRecording.Path(), ProgressOf(stRecording), m_bStop);
-    } catch (const CFailure& stError) {
+    } catch (const CFailure& error) {
         m_bFailed = true;
-        PrintMessage(std::string(stError.what()) + "; this recording is left out");
+        PrintMessage(std::string(error.what()) + "; this recording is left out");
         return std::nullopt;
     }
 }
@@ -154,7 +154,7 @@ int CExport::Run(const std::vector<recording>& vRecordings) {
     m_optProgress.reset();
     if (!m_bAnything) throw CFailure("the recordings hold no key frame; nothing was written");
     TellGap(m_stRange.tEnd);
-    m_stWriter.Finish();
+    m_objWriter.Finish();
     TellResult();
     return m_bFailed ? EXIT_FAILED : EXIT_OK;
 }
@@ -165,17 +165,17 @@ void CExport::TellResult() const {
         PrintJson({{"path", m_stOptions.strFile},
                    {"camera", m_stOptions.strCamera},
                    {"start", FormatIso(m_tBegin)},
-                   {"seconds", m_stWriter.Length()},
-                   {"frames", m_stWriter.Frames()},
+                   {"seconds", m_objWriter.Length()},
+                   {"frames", m_objWriter.Frames()},
                    {"recordings", m_nRecordings},
                    {"gaps", m_nGaps},
                    {"bytes", nBytes}});
         return;
     }
     PrintLine(m_stOptions.strFile + ": " +
-              FormatSpan(Seconds(static_cast<std::int64_t>(m_stWriter.Length() + 0.5))) + " from " +
-              FormatTime(m_tBegin) + ", " + Count(m_stWriter.Frames(), "frame") + " of " +
-              Count(m_nRecordings, "recording") + ", " + Count(m_nGaps, "gap") + ", " +
+              FormatSpan(Seconds(static_cast<std::int64_t>(m_objWriter.Length() + 0.5))) +
+              " from " + FormatTime(m_tBegin) + ", " + Count(m_objWriter.Frames(), "frame") +
+              " of " + Count(m_nRecordings, "recording") + ", " + Count(m_nGaps, "gap") + ", " +
               FormatBytes(nBytes));
 }
 

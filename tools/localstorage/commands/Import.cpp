@@ -31,21 +31,21 @@ struct importOptions {
     bool bJson = false;
 };
 
-Seconds DurationOf(const CMediaInput& stInput, const std::string& strInput,
+Seconds DurationOf(const CMediaInput& objInput, const std::string& strInput,
                    const std::atomic<bool>& bStop) {
-    const auto fKnown = stInput.Duration();
-    if (!fKnown && stInput.Size() == 0) {
+    const auto fKnown = objInput.Duration();
+    if (!fKnown && objInput.Size() == 0) {
         throw CUsageError(WithoutPassword(strInput) + " does not tell how long it is; give --end");
     }
     const double fSeconds = fKnown ? *fKnown : MeasureDuration(strInput, &bStop);
     return Seconds(std::max<std::int64_t>(1, std::llround(fSeconds)));
 }
 
-recordingName NameOf(const importOptions& stOptions, const CMediaInput& stInput,
+recordingName NameOf(const importOptions& stOptions, const CMediaInput& objInput,
                      const std::atomic<bool>& bStop) {
     const LocalTime tStart = TimeOf(stOptions.strStart);
     const LocalTime tEnd = stOptions.strEnd.empty()
-                               ? tStart + DurationOf(stInput, stOptions.strInput, bStop)
+                               ? tStart + DurationOf(objInput, stOptions.strInput, bStop)
                                : TimeOf(stOptions.strEnd);
     if (tEnd < tStart) {
         throw CUsageError("the recording would end at " + FormatTime(tEnd) +
@@ -83,27 +83,27 @@ recFileInfo FileInfoOf(const recordingName& stName) {
 
 /// Copies the stream, a live one until the recording's time is over; false when it was stopped
 /// halfway.
-bool Copy(CMediaInput& stInput, CHostChannel& stChannel, const std::string& strInput,
+bool Copy(CMediaInput& objInput, CHostChannel& objChannel, const std::string& strInput,
           Seconds nLength, const std::atomic<bool>& bStop) {
-    const bool bLive = stInput.Size() == 0;
-    CProgress stProgress(strInput.substr(strInput.rfind('/') + 1));
+    const bool bLive = objInput.Size() == 0;
+    CProgress objProgress(strInput.substr(strInput.rfind('/') + 1));
     std::uint64_t nBytes = 0;
-    while (const accessUnit* pUnit = stInput.Next()) {
+    while (const accessUnit* pUnit = objInput.Next()) {
         if (bLive && pUnit->fTime >= static_cast<double>(nLength.count())) break;
-        if (!stChannel.Write(pUnit->stBytes)) {
+        if (!objChannel.Write(pUnit->stBytes)) {
             throw CFailure("writing failed, the recording holds only its first " +
                            FormatBytes(nBytes));
         }
         nBytes += pUnit->stBytes.size();
-        stProgress.Show(stInput.Position(), stInput.Size(), FormatBytes(nBytes));
+        objProgress.Show(objInput.Position(), objInput.Size(), FormatBytes(nBytes));
     }
     return !bStop;
 }
 
 int Run(importOptions& stOptions) {
     const std::atomic<bool>& bStop = CatchStopSignals();
-    CMediaInput stInput(stOptions.strInput, &bStop);
-    const recordingName stName = NameOf(stOptions, stInput, bStop);
+    CMediaInput objInput(stOptions.strInput, &bStop);
+    const recordingName stName = NameOf(stOptions, objInput, bStop);
     MakeRecordDirs(stOptions.vDirs);
     hostSettings& stSettings = stOptions.stHost;
     stSettings.vDirs = ExistingDirs(stOptions.vDirs);
@@ -112,11 +112,11 @@ int Run(importOptions& stOptions) {
     RefuseOtherLayout(stSettings.vDirs, LOCAL_STORAGE_REMOTE_BACKUP);
     RefuseExisting(stOptions, stName);
 
-    CEventPrinter stPrinter(stOptions.bJson);
-    CHost stHost(stSettings, [&](const hostEvent& st) { stPrinter.Print(st); });
-    CHostChannel stChannel(stHost, stOptions.strCamera, nullptr, FileInfoOf(stName));
+    CEventPrinter objPrinter(stOptions.bJson);
+    CHost objHost(stSettings, [&](const hostEvent& st) { objPrinter.Print(st); });
+    CHostChannel objChannel(objHost, stOptions.strCamera, nullptr, FileInfoOf(stName));
     const Seconds nLength = stName.tEnd - stName.tStart;
-    if (Copy(stInput, stChannel, stOptions.strInput, nLength, bStop)) return EXIT_OK;
+    if (Copy(objInput, objChannel, stOptions.strInput, nLength, bStop)) return EXIT_OK;
     PrintMessage("stopped: the recording holds only the beginning of " +
                  WithoutPassword(stOptions.strInput));
     return EXIT_FAILED;

@@ -103,12 +103,12 @@ void TellPlan(const std::vector<oldFile>& vFiles, bool bJson) {
         ++nFiles;
         nBytes += st.nBytes;
     }
-    CTable stTable({{"DAY"}, {"FILES", CTable::RIGHT}, {"SIZE", CTable::RIGHT}, {"FOLDER"}});
+    CTable objTable({{"DAY"}, {"FILES", CTable::RIGHT}, {"SIZE", CTable::RIGHT}, {"FOLDER"}});
     for (const auto& [stDay, stSum] : mDays) {
-        stTable.AddRow({stDay.first, std::to_string(stSum.first), FormatBytes(stSum.second),
-                        stDay.second + "/" + stDay.first});
+        objTable.AddRow({stDay.first, std::to_string(stSum.first), FormatBytes(stSum.second),
+                         stDay.second + "/" + stDay.first});
     }
-    stTable.Print();
+    objTable.Print();
 }
 
 /// Deletes the files and the folders that they leave empty; the number of files that stayed.
@@ -145,7 +145,7 @@ std::size_t DeleteFromDir(const std::string& strDir, const std::string& strFolde
     bool bHasIndex = false;
     std::size_t nFailed = 0;
     {
-        const CDirLock stLock(strDir);
+        const CDirLock objLock(strDir);
         if (eKind == STORE_FILE_RECORD) {
             const inspection st = Inspect(strDir, strFolder);
             RefuseUnlessClean(st);

@@ -45,18 +45,18 @@ void PrintAsJson(const recording& st) {
 }
 
 void PrintAsTable(const std::vector<recording>& vFound) {
-    CTable stTable({{"START"},
-                    {"END"},
-                    {"TYPE", CTable::RIGHT},
-                    {"SIZE", CTable::RIGHT},
-                    {"CAMERA"},
-                    {"PATH"}});
+    CTable objTable({{"START"},
+                     {"END"},
+                     {"TYPE", CTable::RIGHT},
+                     {"SIZE", CTable::RIGHT},
+                     {"CAMERA"},
+                     {"PATH"}});
     for (const recording& st : vFound) {
-        stTable.AddRow({FormatTime(st.stName.tStart), FormatTime(st.tEnd),
-                        IsClient(st) ? "-" : std::to_string(st.stName.nType),
-                        FormatBytes(st.nBytes), st.strCamera, st.Path()});
+        objTable.AddRow({FormatTime(st.stName.tStart), FormatTime(st.tEnd),
+                         IsClient(st) ? "-" : std::to_string(st.stName.nType),
+                         FormatBytes(st.nBytes), st.strCamera, st.Path()});
     }
-    stTable.Print();
+    objTable.Print();
 }
 
 int Run(const selection& stSelection, bool bJson) {

@@ -63,10 +63,10 @@ std::vector<cameraPlan> PlanCameras(const recordOptions& stOptions) {
 /// The cameras, each on its thread.
 class CRecording {
 public:
-    CRecording(const recordOptions& stOptions, CHost& stHost, CCameraListener& stListener,
+    CRecording(const recordOptions& stOptions, CHost& objHost, CCameraListener& objListener,
                const std::atomic<bool>& bStop) {
         for (cameraPlan& stPlan : PlanCameras(stOptions)) {
-            m_lsCameras.emplace_back(std::move(stPlan), stHost, stListener, bStop);
+            m_lsCameras.emplace_back(std::move(stPlan), objHost, objListener, bStop);
         }
     }
 
@@ -80,22 +80,22 @@ public:
         return std::any_of(m_lsCameras.begin(), m_lsCameras.end(),
                            [](const CCameraRecorder& st) { return st.HasFailed(); });
     }
-    void Show(CLiveLines& stLines) {
-        if (!stLines.Enabled()) return;
+    void Show(CLiveLines& objLines) {
+        if (!objLines.Enabled()) return;
         std::vector<std::string> vLines;
         for (CCameraRecorder& stCamera : m_lsCameras) vLines.push_back(stCamera.LiveLine());
-        stLines.Show(std::move(vLines));
+        objLines.Show(std::move(vLines));
     }
 
 private:
     std::list<CCameraRecorder> m_lsCameras;
 };
 
-void OnEvent(CEventPrinter& stPrinter, const hostEvent& stEvent) {
+void OnEvent(CEventPrinter& objPrinter, const hostEvent& stEvent) {
     if (stEvent.nMessage == MESSAGEVALUE_CREATEFILE) {
         static_cast<CCameraRecorder*>(stEvent.pUser)->OnFileCreated(stEvent.strPath);
     }
-    stPrinter.Print(stEvent);
+    objPrinter.Print(stEvent);
 }
 
 int Run(recordOptions& stOptions) {
@@ -111,18 +111,18 @@ int Run(recordOptions& stOptions) {
         PrintMessage("without --cyclic only " + stOptions.stHost.vDirs[0] + " is recorded on");
     }
 
-    CLiveLines stLines;
-    CEventPrinter stPrinter(stOptions.bJson);
-    CHost stHost(stOptions.stHost, [&](const hostEvent& st) { OnEvent(stPrinter, st); });
-    CRecording stRecording(stOptions, stHost, stPrinter, bStop);
+    CLiveLines objLines;
+    CEventPrinter objPrinter(stOptions.bJson);
+    CHost objHost(stOptions.stHost, [&](const hostEvent& st) { OnEvent(objPrinter, st); });
+    CRecording objRecording(stOptions, objHost, objPrinter, bStop);
     const auto tEnd = stOptions.strDuration.empty() ? Clock::time_point::max()
                                                     : Clock::now() + SpanOf(stOptions.strDuration);
-    while (!stRecording.IsDone()) {
-        stRecording.Show(stLines);
+    while (!objRecording.IsDone()) {
+        objRecording.Show(objLines);
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         if (Clock::now() >= tEnd) RequestStop();
     }
-    return stRecording.HasFailed() ? EXIT_FAILED : EXIT_OK;
+    return objRecording.HasFailed() ? EXIT_FAILED : EXIT_OK;
 }
 
 }  // namespace

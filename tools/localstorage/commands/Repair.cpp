@@ -77,7 +77,7 @@ void RefuseKeepInside(const std::string& strFolder, const std::string& strKeep) 
 /// Everything that must not happen beside a running host.
 void Prepare(const std::string& strDir, const std::string& strFolder,
              const repairOptions& stOptions) {
-    const CDirLock stLock(strDir);
+    const CDirLock objLock(strDir);
     const inspection st = Inspect(strDir, strFolder);
     if (const std::string strAlarm = st.Alarm(); !strAlarm.empty() && !stOptions.bYes) {
         throw CFailure(strDir + ": refused, " + strAlarm + "; --yes does it all the same");

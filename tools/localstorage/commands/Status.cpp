@@ -88,45 +88,45 @@ std::string DayText(const std::string& strDay) {
 }
 
 void PrintDisksAsTable(const DiskStatuses& vDisks) {
-    CTable stTable({{"DIRECTORY"},
-                    {"FREE", CTable::RIGHT},
-                    {"STATE"},
-                    {"FOLDER"},
-                    {"OLDEST DAY"},
-                    {"NEWEST DAY"},
-                    {"RECORDINGS", CTable::RIGHT},
-                    {"SIZE", CTable::RIGHT},
-                    {"PICTURES", CTable::RIGHT},
-                    {"SIZE", CTable::RIGHT}});
+    CTable objTable({{"DIRECTORY"},
+                     {"FREE", CTable::RIGHT},
+                     {"STATE"},
+                     {"FOLDER"},
+                     {"OLDEST DAY"},
+                     {"NEWEST DAY"},
+                     {"RECORDINGS", CTable::RIGHT},
+                     {"SIZE", CTable::RIGHT},
+                     {"PICTURES", CTable::RIGHT},
+                     {"SIZE", CTable::RIGHT}});
     for (const auto& [strDir, st] : vDisks) {
         const bool bEmpty = st.setDays.empty();
-        stTable.AddRow(
+        objTable.AddRow(
             {strDir, FormatBytes(st.nFreeBytes), st.IsFull() ? "full" : "has room",
              st.strFolder.empty() ? "-" : st.strFolder, bEmpty ? "-" : DayText(*st.setDays.begin()),
              bEmpty ? "-" : DayText(*st.setDays.rbegin()), std::to_string(st.nRecordings),
              FormatBytes(st.nBytes), std::to_string(st.nPictures), FormatBytes(st.nPictureBytes)});
     }
-    stTable.Print();
+    objTable.Print();
 }
 
 void PrintCamerasAsTable(const CameraStatuses& mCameras) {
-    CTable stTable({{"CAMERA"},
-                    {"FIRST"},
-                    {"LAST"},
-                    {"RECORDINGS", CTable::RIGHT},
-                    {"SIZE", CTable::RIGHT},
-                    {"TODAY", CTable::RIGHT},
-                    {"GAPS TODAY"}});
+    CTable objTable({{"CAMERA"},
+                     {"FIRST"},
+                     {"LAST"},
+                     {"RECORDINGS", CTable::RIGHT},
+                     {"SIZE", CTable::RIGHT},
+                     {"TODAY", CTable::RIGHT},
+                     {"GAPS TODAY"}});
     for (const auto& [strCamera, st] : mCameras) {
         const auto vGaps = GapsBetween(st.vToday);
-        stTable.AddRow(
+        objTable.AddRow(
             {strCamera, FormatTime(st.stWhole.tStart), FormatTime(st.stWhole.tEnd),
              std::to_string(st.nRecordings), FormatBytes(st.nBytes),
              FormatSpan(TotalLength(st.vToday)),
              vGaps.empty() ? "none"
                            : std::to_string(vGaps.size()) + ", " + FormatSpan(TotalLength(vGaps))});
     }
-    stTable.Print();
+    objTable.Print();
 }
 
 void PrintDisksAsJson(const DiskStatuses& vDisks) {

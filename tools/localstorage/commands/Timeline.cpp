@@ -61,16 +61,16 @@ barStyle StyleFor(const timelineOptions& stOptions) {
 }
 
 void PrintGaps(const timelineDay& stTimeline) {
-    CTable stTable({{"GAPS OF"}, {"FROM"}, {"TO"}, {"LENGTH", CTable::RIGHT}});
+    CTable objTable({{"GAPS OF"}, {"FROM"}, {"TO"}, {"LENGTH", CTable::RIGHT}});
     for (const timelineRow& stRow : stTimeline.vRows) {
         for (const timeSpan& st : stRow.Gaps()) {
-            stTable.AddRow({stRow.strCamera, FormatClock(st.tStart), FormatClock(st.tEnd),
-                            FormatSpan(st.Length())});
+            objTable.AddRow({stRow.strCamera, FormatClock(st.tStart), FormatClock(st.tEnd),
+                             FormatSpan(st.Length())});
         }
     }
-    if (stTable.Empty()) return;
+    if (objTable.Empty()) return;
     PrintLine("");
-    stTable.Print();
+    objTable.Print();
 }
 
 void WriteSvg(const timelineDay& stTimeline, const std::string& strFile) {

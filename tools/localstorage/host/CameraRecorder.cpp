@@ -7,40 +7,40 @@
 #include "host/Pacer.h"
 #include "media/Snapshot.h"
 
-CCameraRecorder::CCameraRecorder(cameraPlan stPlan, CHost& stHost, CCameraListener& stListener,
+CCameraRecorder::CCameraRecorder(cameraPlan stPlan, CHost& objHost, CCameraListener& objListener,
                                  const std::atomic<bool>& bStop)
     : m_stPlan(std::move(stPlan)),
-      m_stHost(stHost),
-      m_stListener(stListener),
+      m_objHost(objHost),
+      m_objListener(objListener),
       m_bStop(bStop),
       m_thread([this] { Run(); }) {}
 
 void CCameraRecorder::Run() {
     try {
         Record();
-    } catch (const std::exception& stError) {
+    } catch (const std::exception& error) {
         m_bFailed = true;
-        m_stListener.OnTrouble(m_stPlan.strCamera, stError.what());
+        m_objListener.OnTrouble(m_stPlan.strCamera, error.what());
     }
     TellEnd();
     m_bDone = true;
 }
 
 void CCameraRecorder::Record() {
-    CMediaInput stInput(m_stPlan.strInput, &m_bStop);
-    CHostChannel stChannel(m_stHost, m_stPlan.strCamera, this, recFileInfo());
-    CPacer stPacer(m_stPlan.bRealTime, m_bStop);
-    while (const accessUnit* pUnit = stInput.Next()) {
-        stPacer.WaitFor(pUnit->fTime);
+    CMediaInput objInput(m_stPlan.strInput, &m_bStop);
+    CHostChannel objChannel(m_objHost, m_stPlan.strCamera, this, recFileInfo());
+    CPacer objPacer(m_stPlan.bRealTime, m_bStop);
+    while (const accessUnit* pUnit = objInput.Next()) {
+        objPacer.WaitFor(pUnit->fTime);
         if (m_bStop) return;
-        Write(stChannel, *pUnit);
-        TakeSnapshot(*pUnit, stInput.Parameters());
+        Write(objChannel, *pUnit);
+        TakeSnapshot(*pUnit, objInput.Parameters());
     }
 }
 
-void CCameraRecorder::Write(CHostChannel& stChannel, const accessUnit& stUnit) {
+void CCameraRecorder::Write(CHostChannel& objChannel, const accessUnit& stUnit) {
     // A failed write has been told by the engine's message; the next picture tries again.
-    if (!stChannel.Write(stUnit.stBytes)) return;
+    if (!objChannel.Write(stUnit.stBytes)) return;
     m_nBytes += stUnit.stBytes.size();
     m_nFileBytes += stUnit.stBytes.size();
 }
@@ -54,26 +54,26 @@ void CCameraRecorder::TakeSnapshot(const accessUnit& stUnit,
     m_optSnapshot = Clock::now() + m_stPlan.nSnapshotEvery;
     try {
         StoreSnapshot(stParameters);
-    } catch (const CFailure& stError) {
-        m_stListener.OnTrouble(m_stPlan.strCamera, std::string("no snapshot: ") + stError.what() +
-                                                       "; recording goes on");
+    } catch (const CFailure& error) {
+        m_objListener.OnTrouble(m_stPlan.strCamera, std::string("no snapshot: ") + error.what() +
+                                                        "; recording goes on");
     }
 }
 
 void CCameraRecorder::StoreSnapshot(const AVCodecParameters& stParameters) {
     const std::vector<std::uint8_t> vJpeg = MakeJpeg(m_vKeyFrame, stParameters);
     char szPath[LOCALSTORAGE_PATH_SIZE] = {};
-    if (!m_stHost.Engine().WriteImage(m_stPlan.strCamera.c_str(),
-                                      reinterpret_cast<const char*>(vJpeg.data()),
-                                      static_cast<unsigned>(vJpeg.size()), szPath)) {
+    if (!m_objHost.Engine().WriteImage(m_stPlan.strCamera.c_str(),
+                                       reinterpret_cast<const char*>(vJpeg.data()),
+                                       static_cast<unsigned>(vJpeg.size()), szPath)) {
         throw CFailure("it could not be stored, the disk is full or fails");
     }
-    m_stListener.OnSnapshot(m_stPlan.strCamera, szPath, vJpeg.size());
+    m_objListener.OnSnapshot(m_stPlan.strCamera, szPath, vJpeg.size());
 }
 
 void CCameraRecorder::TellEnd() {
     const std::string strWhy = m_bFailed ? "failed" : m_bStop ? "stopped" : "end of input";
-    m_stListener.OnEnded(m_stPlan.strCamera, {strWhy, m_nBytes, m_nFiles});
+    m_objListener.OnEnded(m_stPlan.strCamera, {strWhy, m_nBytes, m_nFiles});
 }
 
 void CCameraRecorder::OnFileCreated(const std::string& strPath) {

@@ -41,7 +41,7 @@ public:
 class CCameraRecorder {
 public:
     /// Starts the thread. The references must outlive the object.
-    CCameraRecorder(cameraPlan stPlan, CHost& stHost, CCameraListener& stListener,
+    CCameraRecorder(cameraPlan stPlan, CHost& objHost, CCameraListener& objListener,
                     const std::atomic<bool>& bStop);
     /// Waits for the thread.
     ~CCameraRecorder() { m_thread.join(); }
@@ -59,7 +59,7 @@ public:
 private:
     void Run();
     void Record();
-    void Write(CHostChannel& stChannel, const accessUnit& stUnit);
+    void Write(CHostChannel& objChannel, const accessUnit& stUnit);
     void TakeSnapshot(const accessUnit& stUnit, const AVCodecParameters& stParameters);
     void StoreSnapshot(const AVCodecParameters& stParameters);
     void TellEnd();
@@ -68,8 +68,8 @@ private:
     using Clock = std::chrono::steady_clock;
 
     const cameraPlan m_stPlan;
-    CHost& m_stHost;
-    CCameraListener& m_stListener;
+    CHost& m_objHost;
+    CCameraListener& m_objListener;
     const std::atomic<bool>& m_bStop;
 
     std::atomic<bool> m_bDone = false, m_bFailed = false;

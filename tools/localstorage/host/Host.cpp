@@ -151,29 +151,29 @@ void CHost::Open(std::string& strCamera, void* pUser, recFileInfo& stFile) {
     throw CFailure("cannot record: " + OpenFault(m_pEngine->GetLastError(), m_stSettings));
 }
 
-CHostChannel::CHostChannel(CHost& stHost, std::string strCamera, void* pUser, recFileInfo stFile)
-    : m_stHost(stHost), m_strCamera(std::move(strCamera)), m_stFile(stFile) {
-    m_stHost.Open(m_strCamera, pUser, m_stFile);
+CHostChannel::CHostChannel(CHost& objHost, std::string strCamera, void* pUser, recFileInfo stFile)
+    : m_objHost(objHost), m_strCamera(std::move(strCamera)), m_stFile(stFile) {
+    m_objHost.Open(m_strCamera, pUser, m_stFile);
     char szNoHeader[1] = {};
-    m_stHost.Engine().WriteData(m_strCamera.data(), 1, szNoHeader, 0, m_stFile);
+    m_objHost.Engine().WriteData(m_strCamera.data(), 1, szNoHeader, 0, m_stFile);
 }
 
 CHostChannel::~CHostChannel() {
-    m_stHost.Engine().CloseChannelRecord(m_strCamera.data(), m_stFile);
+    m_objHost.Engine().CloseChannelRecord(m_strCamera.data(), m_stFile);
 }
 
 bool CHostChannel::Write(Bytes stBytes) {
     // The interface takes no constant pieces, but only reads them.
     char* pBytes = reinterpret_cast<char*>(const_cast<std::uint8_t*>(stBytes.data()));
-    return m_stHost.Engine().WriteData(m_strCamera.data(), 0, pBytes,
-                                       static_cast<unsigned>(stBytes.size()), m_stFile);
+    return m_objHost.Engine().WriteData(m_strCamera.data(), 0, pBytes,
+                                        static_cast<unsigned>(stBytes.size()), m_stFile);
 }
 
 void RunIndexRepair(const std::string& strDir) {
     hostSettings st;
     st.vDirs = {strDir};
     st.nChannels = 1;
-    CHost stHost(std::move(st), [](const hostEvent&) {});
+    CHost objHost(std::move(st), [](const hostEvent&) {});
 }
 
 void RefuseOtherLayout(const std::vector<std::string>& vDirs, LocalStorageType eLayout) {

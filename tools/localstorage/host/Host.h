@@ -65,7 +65,7 @@ private:
 class CHostChannel {
 public:
     /// Opens it, with an empty stream header; throws CFailure.
-    CHostChannel(CHost& stHost, std::string strCamera, void* pUser, recFileInfo stFile);
+    CHostChannel(CHost& objHost, std::string strCamera, void* pUser, recFileInfo stFile);
     ~CHostChannel();
     CHostChannel(const CHostChannel&) = delete;
     CHostChannel& operator=(const CHostChannel&) = delete;
@@ -73,7 +73,7 @@ public:
     bool Write(Bytes stBytes);
 
 private:
-    CHost& m_stHost;
+    CHost& m_objHost;
     std::string m_strCamera;
     recFileInfo m_stFile;
 };

@@ -45,11 +45,12 @@ clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
     st.nWidth = stParameters.width;
     st.nHeight = stParameters.height;
     st.fRate = RateOf(*stMedia.pStream);
-    CFrameParser stParser(stParameters);
+    CFrameParser objParser(stParameters);
     const avPointer<AVPacket> pPacket(av_packet_alloc());
     while (NextPacket(stMedia, *pPacket)) {
         fnBytes(static_cast<std::size_t>(pPacket->size));
-        st.vFrames.push_back({(pPacket->flags & AV_PKT_FLAG_KEY) != 0, stParser.OrderOf(*pPacket)});
+        st.vFrames.push_back(
+            {(pPacket->flags & AV_PKT_FLAG_KEY) != 0, objParser.OrderOf(*pPacket)});
     }
     st.vPlaces = DisplayPlaces(st.vFrames);
     return st;

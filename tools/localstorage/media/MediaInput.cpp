@@ -207,10 +207,10 @@ std::optional<double> CMediaInput::Duration() const {
 }
 
 double MeasureDuration(const std::string& strInput, const std::atomic<bool>* pStop) {
-    CMediaInput stInput(strInput, pStop);
+    CMediaInput objInput(strInput, pStop);
     double fFirst = 0, fLast = 0;
     std::uint64_t nUnits = 0;
-    while (const accessUnit* pUnit = stInput.Next()) {
+    while (const accessUnit* pUnit = objInput.Next()) {
         if (nUnits++ == 0) fFirst = pUnit->fTime;
         fLast = std::max(fLast, pUnit->fTime);
     }

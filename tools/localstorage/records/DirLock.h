@@ -14,7 +14,7 @@ public:
     explicit CDirLock(const std::string& strDir);
 
 private:
-    CDirectoryLock m_stLock;
+    CDirectoryLock m_objLock;
 };
 
 /// Whether a host has the directory now. Asking takes the lock for a moment.

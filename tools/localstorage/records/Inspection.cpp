@@ -49,15 +49,15 @@ void AddPaths(const std::vector<std::string>& vNames, findingKind eKind, const c
 }
 
 void CompareIndex(const repairPlan& stPlan, inspection& st) {
-    CIndexTree stIndex;
+    CIndexTree objIndex;
     indexFileFault stFault;
     if (!Exists(st.FolderPath() + "/" + INDEX_FILE_LEVEL1) && stPlan.objTree.IsEmpty()) return;
-    if (!LoadIndex(st.FolderPath(), IndexLength::Exact, stIndex, stFault)) {
+    if (!LoadIndex(st.FolderPath(), IndexLength::Exact, objIndex, stFault)) {
         st.vFindings.push_back({findingKind::DAMAGED, stFault.strPath, IndexFaultText(stFault)});
         return;
     }
-    st.nEntries = stIndex.CountFiles();
-    const indexDifference stDifference = CompareWithTree(stIndex, stPlan);
+    st.nEntries = objIndex.CountFiles();
+    const indexDifference stDifference = CompareWithTree(objIndex, stPlan);
     AddPaths(stDifference.vGone, findingKind::GONE, "entry without a file", st);
     AddPaths(stDifference.vUnlisted, findingKind::UNLISTED, "recording without an entry", st);
 }

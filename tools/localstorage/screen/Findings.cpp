@@ -53,7 +53,7 @@ std::string Summary(const inspection& st) {
 }  // namespace
 
 void PrintInspections(const std::vector<inspection>& vInspections, bool bJson) {
-    CTable stTable({{"FINDING"}, {"SIZE", CTable::RIGHT}, {"WHY"}, {"PATH"}});
+    CTable objTable({{"FINDING"}, {"SIZE", CTable::RIGHT}, {"WHY"}, {"PATH"}});
     for (const inspection& st : vInspections) {
         for (const finding& stFinding : st.vFindings) {
             if (bJson) {
@@ -62,13 +62,13 @@ void PrintInspections(const std::vector<inspection>& vInspections, bool bJson) {
             }
             const bool bSized =
                 stFinding.eKind == findingKind::FOREIGN || stFinding.eKind == findingKind::HIDDEN;
-            stTable.AddRow({KindName(stFinding.eKind), bSized ? FormatBytes(stFinding.nBytes) : "-",
-                            stFinding.strWhy,
-                            stFinding.strPath + (stFinding.bDirectory ? "/" : "")});
+            objTable.AddRow({KindName(stFinding.eKind),
+                             bSized ? FormatBytes(stFinding.nBytes) : "-", stFinding.strWhy,
+                             stFinding.strPath + (stFinding.bDirectory ? "/" : "")});
         }
     }
-    if (!stTable.Empty()) {
-        stTable.Print();
+    if (!objTable.Empty()) {
+        objTable.Print();
         PrintLine("");
     }
     for (const inspection& st : vInspections) {

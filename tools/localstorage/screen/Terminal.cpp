@@ -99,11 +99,11 @@ std::string ProgressBar(double fPart, unsigned nColumns) {
 
 void CProgress::Show(std::uint64_t nDone, std::uint64_t nWhole, const std::string& strDetail) {
     const auto tNow = std::chrono::steady_clock::now();
-    if (!m_stLines.Enabled() || tNow < m_tNext) return;
+    if (!m_objLines.Enabled() || tNow < m_tNext) return;
     m_tNext = tNow + std::chrono::milliseconds(100);
     const double fPart = nWhole ? static_cast<double>(nDone) / static_cast<double>(nWhole) : 0;
     char szPercent[16];
     std::snprintf(szPercent, sizeof(szPercent), "%3.0f %%", std::min(fPart, 1.0) * 100);
-    m_stLines.Show(
+    m_objLines.Show(
         {m_strTitle + "  " + ProgressBar(fPart, 30) + " " + szPercent + "  " + strDetail});
 }

@@ -61,7 +61,7 @@ public:
 
 private:
     std::string m_strTitle;
-    CLiveLines m_stLines;
+    CLiveLines m_objLines;
     std::chrono::steady_clock::time_point m_tNext;
 };
 
