@@ -30,8 +30,9 @@ bool GetSubTargetList(const std::string& strDir, std::list<std::string>& lsSubDi
 
 /// Makes every directory that a prefix of `pPath` names which ends before a separator ("/" or "\"),
 /// so the last component only when the path ends with one. Directories that this call made get the
-/// mode 0777; those that were there keep theirs. Prefixes must stay below 260 bytes. True when all
-/// of them exist in the end; else OSL_GetSystemLastError tells why the first could not be made.
+/// mode of OSL_SetPrivateModes; those that were there keep theirs. Prefixes must stay below 260
+/// bytes. True when all of them exist in the end; else OSL_GetSystemLastError tells why the first
+/// could not be made.
 bool MakeFullPath(const char* pPath);
 
 /// Turns every "\" into "/" in place and appends a "/" where the last character is none: the buffer
@@ -41,7 +42,7 @@ void ReplaceBlackSlash(char* pPath);
 /// `strPath` without its trailing slashes: how directories are compared. Nothing is left of "/".
 std::string_view WithoutTrailingSlashes(std::string_view strPath);
 
-/// Gives a path the mode 0777.
+/// Gives a directory the mode of OSL_SetPrivateModes.
 void SetMacAccessAttr(const char* pPath);
 
 /// True (the list is rejected) exactly when the list is empty. Deliberate: a directory named twice

@@ -61,8 +61,12 @@ constexpr unsigned OSL_OPEN_NEW = OSL_OPEN_WRITE | OSL_OPEN_CREATE | OSL_OPEN_TR
 constexpr unsigned OSL_OPEN_UNIQUE = OSL_OPEN_WRITE | OSL_OPEN_CREATE | OSL_OPEN_EXCLUSIVE;  // 38
 constexpr unsigned OSL_OPEN_LOG =
     OSL_OPEN_READ | OSL_OPEN_WRITE | OSL_OPEN_CREATE | OSL_OPEN_APPEND;  // 15
-/// Attribute of OSL_OpenFile: the file is given the mode 0777 through its handle.
+/// Attribute of OSL_OpenFile: the file is given the mode of OSL_SetPrivateModes through its handle.
 constexpr unsigned OSL_FILE_SHARED = 0x2000;
+
+/// Whether what the process makes from now on is for its user and group alone: files and
+/// directories are given the modes 0640 and 0750, else 0777.
+void OSL_SetPrivateModes(bool bPrivate);
 
 /// Opens a file; a link in the last component is not followed but fails. OSL_INVALID_FILE on
 /// failure.
@@ -162,7 +166,8 @@ using OSL_OwnDir = std::unique_ptr<struct OSL_Dir, OSL_DirCloser>;
 int OSL_MakeDir(const char* pPath);
 /// Removes an empty directory.
 int OSL_RemoveDir(const char* pPath);
-/// Gives what a path names the mode 0777, through a handle; a link in the last component fails.
+/// Gives a directory the mode of OSL_SetPrivateModes, through a handle; a link in the last
+/// component fails.
 int OSL_OpenAccess(const char* pPath);
 
 // --- Disks (OslDisk.cpp, and a file per platform) ----------------------------------------------

@@ -13,8 +13,6 @@ struct OSL_Dir {
 
 namespace {
 
-constexpr mode_t EVERYTHING_ALLOWED = 0777;
-
 /// The type of an entry, asked of the file itself; 0 when the entry is gone, -1 on failure.
 int AskType(int nDir, const char* pName) {
     struct stat stStat;
@@ -84,7 +82,7 @@ int OSL_CloseDir(OSL_DirHandle hDir) {
 }
 
 int OSL_MakeDir(const char* pPath) {
-    if (OSL_Call().pfnMakeDir(pPath, EVERYTHING_ALLOWED) == 0) return 0;
+    if (OSL_Call().pfnMakeDir(pPath, OSL_DirMode()) == 0) return 0;
     return errno == EEXIST ? 1 : -1;
 }
 
@@ -95,7 +93,7 @@ int OSL_RemoveDir(const char* pPath) {
 int OSL_OpenAccess(const char* pPath) {
     const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_NOFOLLOW);
     if (nFile < 0) return -1;
-    const int nResult = OSL_Call().pfnFileMode(nFile, EVERYTHING_ALLOWED);
+    const int nResult = OSL_Call().pfnFileMode(nFile, OSL_DirMode());
     OSL_CloseHandle(nFile);
     return nResult;
 }

@@ -44,7 +44,7 @@ int GetInfo(const char* pPath, OSL_FINFO_S& stInfo, int nFlags) {
 OSL_FileHandle OSL_OpenFile(const char* pPath, unsigned nFlags, unsigned nAttribute) {
     const int nFile = OSL_OpenHandle(pPath, SystemFlags(nFlags));
     // A file system without modes is no reason to refuse the file.
-    if (nFile >= 0 && (nAttribute & OSL_FILE_SHARED)) OSL_Call().pfnFileMode(nFile, 0777);
+    if (nFile >= 0 && (nAttribute & OSL_FILE_SHARED)) OSL_Call().pfnFileMode(nFile, OSL_FileMode());
     return nFile;
 }
 

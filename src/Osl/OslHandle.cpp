@@ -1,15 +1,35 @@
 #include "Osl/OslHandle.h"
 
+#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
 
 #include "Osl/Osl.h"
 #include "Osl/OslCalls.h"
 
+namespace {
+
+constinit std::atomic<bool> s_bPrivate{false};
+
+}  // namespace
+
+void OSL_SetPrivateModes(bool bPrivate) {
+    s_bPrivate.store(bPrivate, std::memory_order_relaxed);
+}
+
+mode_t OSL_FileMode() {
+    return s_bPrivate.load(std::memory_order_relaxed) ? 0640 : 0777;
+}
+
+mode_t OSL_DirMode() {
+    return s_bPrivate.load(std::memory_order_relaxed) ? 0750 : 0777;
+}
+
 int OSL_OpenHandle(const char* pPath, int nFlags) {
     // O_NONBLOCK: a pipe that somebody put in a file's place must not hang us; files ignore it.
     const int nAlways = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    return OSL_Uninterrupted([=] { return OSL_Call().pfnOpen(pPath, nFlags | nAlways, 0666); });
+    const mode_t nMode = OSL_FileMode() & 0666;
+    return OSL_Uninterrupted([=] { return OSL_Call().pfnOpen(pPath, nFlags | nAlways, nMode); });
 }
 
 void OSL_CloseHandle(int nFile) {

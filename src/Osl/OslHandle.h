@@ -21,6 +21,10 @@ int OSL_OpenHandle(const char* pPath, int nFlags);
 /// Closes and leaves errno as it is, for the way out of a failure.
 void OSL_CloseHandle(int nFile);
 
+/// The modes of files and of directories that other users may share (OSL_SetPrivateModes).
+mode_t OSL_FileMode();
+mode_t OSL_DirMode();
+
 /// OSL_TYPE_... of a file mode.
 std::uint16_t OSL_TypeOfMode(mode_t nMode);
 

@@ -100,6 +100,31 @@ bool Copy(CMediaInput& objInput, CHostChannel& objChannel, const std::string& st
     return !bStop;
 }
 
+/// Prints what the engine tells; that the file is closed only when it is durable as well.
+class CImportEvents {
+public:
+    explicit CImportEvents(bool bJson) : m_objPrinter(bJson) {}
+
+    void Take(const hostEvent& stEvent) {
+        m_bLost |= stEvent.nMessage == MESSAGEVALUE_WRITEFAIL;
+        if (stEvent.nMessage == MESSAGEVALUE_CLOSEFILE) {
+            m_vClosed.push_back(stEvent);
+        } else {
+            m_objPrinter.Print(stEvent);
+        }
+    }
+    /// Call when the host has ended.
+    void Finish() {
+        for (const hostEvent& stEvent : m_vClosed) m_objPrinter.Print(stEvent);
+        if (m_bLost) throw CFailure("the disk did not take all of the recording");
+    }
+
+private:
+    CEventPrinter m_objPrinter;
+    std::vector<hostEvent> m_vClosed;
+    bool m_bLost = false;
+};
+
 int Run(importOptions& stOptions) {
     const std::atomic<bool>& bStop = CatchStopSignals();
     CMediaInput objInput(stOptions.strInput, &bStop);
@@ -112,11 +137,16 @@ int Run(importOptions& stOptions) {
     RefuseOtherLayout(stSettings.vDirs, LOCAL_STORAGE_REMOTE_BACKUP);
     RefuseExisting(stOptions, stName);
 
-    CEventPrinter objPrinter(stOptions.bJson);
-    CHost objHost(stSettings, [&](const hostEvent& st) { objPrinter.Print(st); });
-    CHostChannel objChannel(objHost, stOptions.strCamera, nullptr, FileInfoOf(stName));
-    const Seconds nLength = stName.tEnd - stName.tStart;
-    if (Copy(objInput, objChannel, stOptions.strInput, nLength, bStop)) return EXIT_OK;
+    CImportEvents objEvents(stOptions.bJson);
+    bool bWhole = false;
+    {
+        CHost objHost(stSettings, [&](const hostEvent& st) { objEvents.Take(st); });
+        CHostChannel objChannel(objHost, stOptions.strCamera, nullptr, FileInfoOf(stName));
+        const Seconds nLength = stName.tEnd - stName.tStart;
+        bWhole = Copy(objInput, objChannel, stOptions.strInput, nLength, bStop);
+    }  // closed, and durable
+    objEvents.Finish();
+    if (bWhole) return EXIT_OK;
     PrintMessage("stopped: the recording holds only the beginning of " +
                  WithoutPassword(stOptions.strInput));
     return EXIT_FAILED;

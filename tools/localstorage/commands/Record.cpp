@@ -149,6 +149,14 @@ command RecordCommand() {
               .strValue = "MiB",
               .strDefault = std::to_string(st.stHost.nFileSize),
               .stRange = {1, 2048}},
+             {.strNames = "--sync-every",
+              .target = &st.stHost.nSyncEvery,
+              .strDescription =
+                  "Make what is recorded durable again and again after this time, so that a power "
+                  "cut costs no more; 0: when the system likes",
+              .strValue = "ms",
+              .strDefault = std::to_string(st.stHost.nSyncEvery),
+              .stRange = {0, 3600000}},
              SpanOption("--duration", st.strDuration, "Stop after this time"),
              {"--cyclic", &st.stHost.bCyclic,
               "When a disk is full, go on with the next record directory that has room"},

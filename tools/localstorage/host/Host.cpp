@@ -114,6 +114,7 @@ CHost::~CHost() {
 }
 
 void CHost::Start() {
+    SetStorageOption(STORAGE_OPTION_SYNC_INTERVAL, static_cast<int>(m_stSettings.nSyncEvery));
     tagStoreInfo st;
     st.nMaxChannels = m_stSettings.nChannels;
     st.bAnalyze = m_stSettings.bAnalyze;

@@ -33,7 +33,8 @@ struct hostSettings {
     bool bAutoDelete = false;
     StoreFileType eDeleteKind = STORE_FILE_RECORD;
     unsigned nChannels = 0;
-    unsigned nFileSize = 256;  ///< MiB
+    unsigned nFileSize = 256;    ///< MiB
+    unsigned nSyncEvery = 1000;  ///< ms; 0: never
 };
 
 /// A running engine. One at a time, since the engine's callback carries no context of its own.
