@@ -113,6 +113,7 @@ int OSL_RenameFile(const char* pFrom, const char* pTo);
 /// Attributes of a directory entry.
 struct OSL_FINFO_S {
     std::uint64_t nSize = 0;       ///< bytes
+    std::uint64_t nAllocated = 0;  ///< bytes of disk, what is reserved behind the end included
     std::int64_t tModify = 0;      ///< last change of the content, seconds since 1970
     std::int64_t nModifyNano = 0;  ///< and its nanoseconds
     std::uint64_t nDevice = 0;     ///< the file system it lies on
@@ -189,10 +190,12 @@ int OSL_SyncFileSystemOf(OSL_FileHandle hFile);
 /// file and each folder is to be synced by itself.
 bool OSL_CanSyncFileSystem(const char* pPath);
 
-/// Takes an advisory lock on a directory itself, shared with nobody (other opens of this process
-/// included), without waiting. OSL_INVALID_FILE: somebody holds it (EWOULDBLOCK), or a failure.
-OSL_FileHandle OSL_LockDir(const char* pPath);
-void OSL_UnlockDir(OSL_FileHandle hLock);
+/// Takes an advisory lock on an open file or directory, shared with nobody (other opens of this
+/// process included), without waiting; one that this handle has is taken once more. Fails with
+/// EWOULDBLOCK where somebody holds it.
+int OSL_LockFile(OSL_FileHandle hFile);
+/// Gives the lock back and closes the file.
+void OSL_UnlockFile(OSL_FileHandle hFile);
 
 // --- Threads (OslThread.cpp) -------------------------------------------------------------------
 

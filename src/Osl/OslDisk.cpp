@@ -29,17 +29,12 @@ bool OSL_CanSyncFileSystem(const char* pPath) {
     return OSL_Call().pfnCanSync(pPath) == 0;
 }
 
-OSL_FileHandle OSL_LockDir(const char* pPath) {
-    const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_DIRECTORY);
-    if (nFile < 0) return OSL_INVALID_FILE;
-    if (OSL_Call().pfnLock(nFile, LOCK_EX | LOCK_NB) == 0) return nFile;
-    OSL_CloseHandle(nFile);
-    return OSL_INVALID_FILE;
+int OSL_LockFile(OSL_FileHandle hFile) {
+    return OSL_Call().pfnLock(static_cast<int>(hFile), LOCK_EX | LOCK_NB);
 }
 
-void OSL_UnlockDir(OSL_FileHandle hLock) {
-    if (hLock == OSL_INVALID_FILE) return;
+void OSL_UnlockFile(OSL_FileHandle hFile) {
     // Closing alone would leave it to the children that were forked meanwhile.
-    OSL_Call().pfnLock(static_cast<int>(hLock), LOCK_UN);
-    OSL_CloseHandle(static_cast<int>(hLock));
+    OSL_Call().pfnLock(static_cast<int>(hFile), LOCK_UN);
+    OSL_CloseHandle(static_cast<int>(hFile));
 }

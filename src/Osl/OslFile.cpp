@@ -31,6 +31,7 @@ int GetInfo(const char* pPath, OSL_FINFO_S& stInfo, int nFlags) {
     struct stat stStat;
     if (OSL_Call().pfnStatAt(AT_FDCWD, pPath, &stStat, nFlags) != 0) return -1;
     stInfo.nSize = static_cast<std::uint64_t>(stStat.st_size);
+    stInfo.nAllocated = static_cast<std::uint64_t>(stStat.st_blocks) * 512;
     stInfo.tModify = stStat.st_mtime;
     stInfo.nModifyNano = OSL_PlatformModifyNano(stStat);
     stInfo.nDevice = static_cast<std::uint64_t>(stStat.st_dev);

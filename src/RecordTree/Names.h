@@ -35,6 +35,9 @@ inline constexpr char RECORD_FOLDER[] = "RecordFile";
 inline constexpr char BACKUP_FOLDER[] = "BackupFile";
 inline constexpr char IMAGE_FOLDER[] = "ImageFile";
 
+/// The file beside the trees that bears the directory's lock and identity.
+inline constexpr char DIRECTORY_FILE[] = ".localstorage";
+
 /// What the names of recordings and pictures end in.
 inline constexpr char RECORDING_EXTENSION[] = ".mp4";
 inline constexpr char PICTURE_EXTENSION[] = ".jpg";

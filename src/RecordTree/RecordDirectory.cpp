@@ -7,14 +7,6 @@ int MakeRecordDirectory(const std::string& strDir) {
     return MakeFullPath((strDir + "/").c_str()) ? 0 : OSL_GetSystemLastError();
 }
 
-CDirectoryLock::CDirectoryLock(const std::string& strDir)
-    : m_hLock(OSL_LockDir(strDir.c_str())),
-      m_nError(m_hLock == OSL_INVALID_FILE ? OSL_GetSystemLastError() : 0) {}
-
-CDirectoryLock::~CDirectoryLock() {
-    OSL_UnlockDir(m_hLock);
-}
-
 diskRoom DiskRoomOf(const std::string& strDir) {
     diskRoom st;
     OSL_FINFO_S stInfo;

@@ -66,7 +66,7 @@ public:
                                  Path(pChannel, FILE_3)}));
             }
             index.Release();
-            EXPECT_EQ(Tree(m_dir.Path()).size(), 20u) << "no left-overs, no marker";
+            EXPECT_EQ(Tree(m_dir.Path()).size(), 21u) << "no left-overs, no marker";
         }
     }
 

@@ -25,6 +25,12 @@ protected:
         return stPath;
     }
 
+    // In the place of the first.
+    void PutOtherDisk(CFaultInjection& faults) {
+        faults.SetDevice(m_strA, 4711);
+        faults.Fail(Op::Open, Ends(DIRECTORY_FILE), ENOENT);
+    }
+
     CTempDir m_dir;
     const std::string m_strA = m_dir / "a";
     const std::string m_strB = m_dir / "b";
@@ -56,7 +62,7 @@ TEST_F(IndexMgr, APulledDiskKeepsItsIndexAndComesBackByItself) {
     ASSERT_EQ(m_mgr.Initialize({strRec}), 0);
     {
         CFaultInjection faults;
-        faults.SetDevice(m_strA, 4711);
+        PutOtherDisk(faults);
         fs::rename(m_strA, strAway);  // what the mount point hides is another file system
         fs::create_directories(m_strA);
         EXPECT_FALSE(m_mgr.IsDirPresent(strRec)) << "the nearest parent lies elsewhere";
@@ -75,7 +81,7 @@ TEST_F(IndexMgr, APulledDiskKeepsItsIndexAndComesBackByItself) {
     Record(strRec, "cam_1_0", FILE_2);
 
     CFaultInjection faults;
-    faults.SetDevice(m_strA, 4711);
+    PutOtherDisk(faults);
     const auto writes = faults.Watch(Op::Write, Ends(".bin"));
     m_mgr.Release();
     EXPECT_EQ(writes.Seen(), 0u) << "no flush onto what is not its disk";
@@ -86,9 +92,12 @@ TEST_F(IndexMgr, WhatAnotherEngineDidToADiskThatWasAwayIsNotLost) {
     ASSERT_EQ(m_mgr.Initialize({m_strA}), 0);
     Record(m_strA, "cam_1_0", FILE_1);
     CFaultInjection faults;
-    faults.SetDevice(m_strA, 4711);
+    faults.SetDevice(m_strA, 4710);
+    EXPECT_TRUE(m_mgr.IsDirPresent(m_strA)) << "mounted anew, under another number";
+    PutOtherDisk(faults);
     EXPECT_FALSE(m_mgr.IsDirPresent(m_strA));
     faults.ClearDevices();
+    faults.ClearRules();
     CIndexMgr other;
     ASSERT_EQ(other.Initialize({m_strA}), 0) << "the lock went with the disk";
     const auto path = TypedPath(m_strA, "cam_1_0", FILE_2);

@@ -235,7 +235,7 @@ TEST_F(DiskCheck, APassTakesNothingFromADiskThatDeletingCannotHelp) {
         StartOnTwo();
         Record("cam01", Hour(1, 8));
         if (nError == 0) m_faults.SetDevice(m_dir / "1", 4711);
-        m_faults.Fail(Op::Open, Below(m_dir / "1"), nError);
+        m_faults.Fail(Op::Open, Below(m_dir / "1"), nError == 0 ? ENOENT : nError);
         EXPECT_EQ(DiskOfNext(), nError == 0 ? "2" : "none");
         Record("cam01", Hour(2, 8));
         Record("cam01", Hour(3, 8));

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -96,4 +97,43 @@ TEST_F(Sync, ReservedSpaceIsSeenByNobodyAndGivenBack) {
     ASSERT_EQ(::stat(strPath.c_str(), &stStat), 0);
     EXPECT_EQ(stStat.st_size, 24 << 20);
     EXPECT_LE(stStat.st_blocks, (24 << 20) / 512 + 1024);
+}
+
+TEST_F(Sync, TheNextStartGivesBackWhatACrashLeftReserved) {
+    const auto allocated = [](const std::string& strPath) {
+        struct stat stStat;
+        EXPECT_EQ(::stat(strPath.c_str(), &stStat), 0);
+        return stStat.st_blocks * 512;
+    };
+    Start();
+    Record("cam_1_0", Hour(4, 8));
+    const std::string strPath = RecordFiles().front(), strNote = m_dir / "1/.localstorage";
+    const std::string strInUse = GetFile(strNote);
+    Stop();
+    const std::string strEnded = GetFile(strNote);
+    EXPECT_THAT(strInUse, testing::StartsWith(strEnded));
+    for (const bool bCrashed : {false, true}) {
+        const int nFile = ::open(strPath.c_str(), O_WRONLY);
+        ASSERT_EQ(::fallocate(nFile, FALLOC_FL_KEEP_SIZE, 0, 4 << 20), 0);
+        ::close(nFile);
+        PutFile(strNote, bCrashed ? strInUse : strEnded);
+        Start();
+        EXPECT_EQ(allocated(strPath) < 1 << 20, bCrashed);
+        Stop();
+        EXPECT_EQ(GetFile(strNote), strEnded) << "the identity is made once";
+    }
+}
+
+TEST_F(Sync, PrivateModesAreOfWhatIsMade) {
+    for (const int nPrivate : {1, 0}) {
+        ASSERT_EQ(SetStorageOption(STORAGE_OPTION_PRIVATE_MODES, nPrivate), 1);
+        Start();
+        Record("cam_1_0", Hour(nPrivate + 1, 8));
+        const std::filesystem::path path = Find("cam_1_0", Time(1, 0), Time(9, 0)).back();
+        Stop();
+        const auto mode = [](const auto& p) { return std::filesystem::status(p).permissions(); };
+        EXPECT_EQ(mode(path), std::filesystem::perms(nPrivate ? 0640 : 0777));
+        EXPECT_EQ(mode(path.parent_path()), std::filesystem::perms(nPrivate ? 0750 : 0777));
+        std::filesystem::remove_all(m_dir / "1/RecordFile");
+    }
 }

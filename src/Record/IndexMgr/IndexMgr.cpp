@@ -17,6 +17,7 @@
 #include "Log/LogText.h"
 #include "Osl/Osl.h"
 #include "RecordTree/Names.h"
+#include "RecordTree/ReservedSpace.h"
 
 /// One record directory, with the binary index or those of the client layout.
 struct CIndexMgr::Entry {
@@ -45,7 +46,22 @@ int CIndexMgr::Initialize(const std::list<std::string>& lsRecDir) {
         const int nResult = AddDirectory(strRecDir);
         if (nResult != 0) return nResult;
     }
-    return OpenIndexes();
+    const int nResult = OpenIndexes();
+    if (nResult == 0) BeginUse();
+    return nResult;
+}
+
+// Before any file is opened: what a crash left reserved is given back.
+void CIndexMgr::BeginUse() {
+    for (const auto& [strPath, pEntry] : m_mIndex) {
+        const std::optional<std::time_t> tCrashed = pEntry->objDir.BeginUse();
+        if (!tCrashed) continue;
+        const std::size_t nFiles = GiveBackReservedSpace(strPath + "/" + m_pFolder, *tCrashed);
+        LogText(
+            "[wtb][CIndexMgr::Initialize] the last run did not end, files that gave reserved space "
+            "back [%zu], strRecDir [%s]",
+            nFiles, strPath.c_str());
+    }
 }
 
 int CIndexMgr::AddDirectory(const std::string& strPath) {
@@ -154,6 +170,7 @@ int CIndexMgr::OpenIndex(Entry& entry, bool bAllTheSame) {
 void CIndexMgr::Release() {
     for (const auto& [strPath, pEntry] : m_mIndex) {
         if (pEntry->pIndex) pEntry->pIndex->Release();
+        pEntry->objDir.EndUse();
     }
     m_vAliases.clear();
     m_mIndex.clear();

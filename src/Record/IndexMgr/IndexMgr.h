@@ -126,6 +126,7 @@ private:
 
     int AddDirectory(const std::string& strPath);
     int OpenIndexes();
+    void BeginUse();
     int OpenBelow(const char* pFolder, bool bAllTheSame);
     int OpenIndex(Entry& entry, bool bAllTheSame);
     int SwitchToBackup(bool bAllTheSame);

@@ -31,9 +31,7 @@ bool GetNearestInfo(std::string strPath, OSL_FINFO_S& stInfo) {
 CRecordDir::CRecordDir(std::string strPath)
     : m_strPath(std::move(strPath)), m_mtx(OSL_LockRank::RecordDir, "record directory") {}
 
-CRecordDir::~CRecordDir() {
-    OSL_UnlockDir(m_hLock);
-}
+CRecordDir::~CRecordDir() = default;
 
 void CRecordDir::Make() {
     const std::string strDir = m_strPath + "/";
@@ -62,14 +60,19 @@ bool CRecordDir::IsPresent() {
         m_identity = identity;
     }
     const std::uint64_t nDevice = identity ? identity->nDevice : stNearest.nDevice;
-    if (!bReached || nDevice != m_identity->nDevice) {
+    const bool bSameDisk = nDevice == m_identity->nDevice || (identity && IsSameDisk());
+    if (!bReached || !bSameDisk) {
         Unlock();
         return false;
     }
     if (!identity) return true;
     if (identity != m_identity) Unlock();
     m_identity = identity;
-    return m_hLock != OSL_INVALID_FILE || Lock();
+    return Lock();
+}
+
+bool CRecordDir::IsSameDisk() const {
+    return !m_strDiskID.empty() && ReadDirectoryNote(m_strPath).strIdentity == m_strDiskID;
 }
 
 bool CRecordDir::IsMadeByUs() const {
@@ -78,21 +81,36 @@ bool CRecordDir::IsMadeByUs() const {
 }
 
 bool CRecordDir::Lock() {
-    m_hLock = OSL_LockDir((m_strPath + "/").c_str());
-    const int nError = m_hLock == OSL_INVALID_FILE ? OSL_GetSystemLastError() : 0;
+    const int nError = m_objLock.Take(m_strPath);
     if (nError != 0 && nError != m_nLockError) {
+        errno = nError;
         LogFailure(nError == EWOULDBLOCK ? "another engine uses the directory"
                                          : "cannot lock the directory, used without a lock",
                    m_strPath);
     }
     m_nLockError = nError;
     if (nError == EWOULDBLOCK) m_bWasAway = true;
+    if (!m_objLock.Note().strIdentity.empty()) m_strDiskID = m_objLock.Note().strIdentity;
+    if (m_bInUse && !m_objLock.Note().tInUse) m_objLock.SetInUse(OSL_Time());
     return nError != EWOULDBLOCK;
 }
 
 void CRecordDir::Unlock() {
-    OSL_UnlockDir(std::exchange(m_hLock, OSL_INVALID_FILE));
+    m_objLock.Release();
     m_bWasAway = true;
+}
+
+std::optional<std::time_t> CRecordDir::BeginUse() {
+    OSL_Guard guard(m_mtx);
+    const std::optional<std::time_t> tLast = m_objLock.Note().tInUse;
+    m_bInUse = true;
+    m_objLock.SetInUse(OSL_Time());
+    return tLast;
+}
+
+void CRecordDir::EndUse() {
+    OSL_Guard guard(m_mtx);
+    if (std::exchange(m_bInUse, false)) m_objLock.SetInUse(std::nullopt);
 }
 
 bool CRecordDir::IsSame(const CRecordDir& other) const {

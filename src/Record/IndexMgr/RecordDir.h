@@ -1,15 +1,18 @@
-// One record directory: its identity on its disk, and the lock that keeps other engines out.
+// One record directory: its identity, by which its disk is known when it comes back, and the lock
+// that keeps other engines out.
 
 #ifndef LOCALSTORAGE_INDEXMGR_RECORDDIR_H
 #define LOCALSTORAGE_INDEXMGR_RECORDDIR_H
 
 #include <atomic>
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 
 #include "Osl/Osl.h"
 #include "Osl/OslMutex.h"
+#include "RecordTree/DirectoryLock.h"
 
 class CRecordDir {
 public:
@@ -26,13 +29,15 @@ public:
     /// be made is logged; it may be made later.
     void Make();
 
-    /// Whether the directory may be used: it lies on the remembered file system, and no other
+    /// Whether the directory may be used: it lies on the remembered file system, or on one that
+    /// bears its identity (a mount that was lost may come back under another number), and no other
     /// engine has it locked. A path that does not exist lies where its nearest existing parent
     /// lies. Any thread.
     ///
-    /// Asking locks the directory where it is not locked yet: the first time, when its disk has
-    /// come back, and when it was made anew. One that cannot be locked for any other reason than
-    /// another engine is logged and used without a lock until that works.
+    /// Asking locks the directory: the first time, when its disk has come back, when it was made
+    /// anew, and again every time, since a file system of another machine may lose a lock and tell
+    /// nobody. One that cannot be locked for any other reason than another engine is logged and
+    /// used without a lock until that works.
     ///
     /// A directory that Make could not make is remembered when it is there at last; not, when it
     /// came with a record folder, whose recordings the index does not know: that is for the next
@@ -41,6 +46,12 @@ public:
 
     /// Whether it was not present for a while: others may have changed what lies in it. Any thread.
     bool WasAway() const { return m_bWasAway; }
+
+    /// Notes in its file that a run begins, which may leave files with space reserved. When the
+    /// last one began, if it did not end.
+    std::optional<std::time_t> BeginUse();
+    /// Notes that it ended and left none.
+    void EndUse();
 
     /// True when both paths lead to one directory, whatever their names.
     bool IsSame(const CRecordDir& other) const;
@@ -53,13 +64,16 @@ private:
 
     std::optional<Identity> GetIdentity() const;
     bool IsMadeByUs() const;
+    bool IsSameDisk() const OSL_REQUIRES(m_mtx);
     bool Lock() OSL_REQUIRES(m_mtx);
     void Unlock() OSL_REQUIRES(m_mtx);
 
     const std::string m_strPath;
     OSL_Mutex m_mtx;
     std::optional<Identity> m_identity OSL_GUARDED_BY(m_mtx);  // none: has never been there
-    OSL_FileHandle m_hLock OSL_GUARDED_BY(m_mtx) = OSL_INVALID_FILE;
+    std::string m_strDiskID OSL_GUARDED_BY(m_mtx);             // of its file; empty: it has none
+    CDirectoryLock m_objLock OSL_GUARDED_BY(m_mtx);
+    bool m_bInUse OSL_GUARDED_BY(m_mtx) = false;
     int m_nLockError OSL_GUARDED_BY(m_mtx) = 0;  // why it is not locked; was logged
     std::atomic<bool> m_bWasAway{false};
 };

@@ -5,15 +5,14 @@
 #include "base/Failure.h"
 #include "base/Text.h"
 
-CDirLock::CDirLock(const std::string& strDir) : m_objLock(strDir) {
-    if (m_objLock.Error() == EWOULDBLOCK) {
+CDirLock::CDirLock(const std::string& strDir) {
+    const int nError = m_objLock.Take(strDir);
+    if (nError == EWOULDBLOCK) {
         throw CFailure(strDir + " is in use: a running host records into it; nothing was changed");
     }
-    if (m_objLock.Error() != 0) {
-        throw CFailure("cannot lock " + strDir + ": " + ErrorText(m_objLock.Error()));
-    }
+    if (nError != 0) throw CFailure("cannot lock " + strDir + ": " + ErrorText(nError));
 }
 
 bool IsInUse(const std::string& strDir) {
-    return CDirectoryLock(strDir).Error() == EWOULDBLOCK;
+    return CDirectoryLock().Take(strDir, CDirectoryLock::NoFile::IsLeft) == EWOULDBLOCK;
 }

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "RecordTree/RecordDirectory.h"
+#include "RecordTree/DirectoryLock.h"
 
 /// Keeps every host off a record directory while it lives.
 class CDirLock {

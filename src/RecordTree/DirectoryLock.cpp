@@ -1,0 +1,128 @@
+#include "RecordTree/DirectoryLock.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <random>
+#include <string_view>
+#include <utility>
+
+#include "Osl/Osl.h"
+#include "RecordTree/Names.h"
+
+namespace {
+
+constexpr std::string_view IDENTITY = "identity ";
+constexpr std::string_view IN_USE = "in use since ";
+
+std::string NotePath(const std::string& strRecDir) {
+    return strRecDir + "/" + DIRECTORY_FILE;
+}
+
+// A random UUID (version 4).
+std::string NewIdentity() {
+    std::random_device random;
+    const unsigned n1 = random(), n2 = random(), n3 = random(), n4 = random();
+    char szText[40];
+    std::snprintf(szText, sizeof(szText), "%08x-%04x-4%03x-%04x-%04x%08x", n1, n2 >> 16, n2 & 0xFFF,
+                  (n3 >> 16 & 0x3FFF) | 0x8000, n3 & 0xFFFF, n4);
+    return szText;
+}
+
+// The rest of the line that begins so; nothing when there is none, or it has no end.
+std::optional<std::string_view> FindLine(std::string_view strText, std::string_view strBegin) {
+    while (!strText.empty()) {
+        const std::size_t nEnd = strText.find('\n');
+        if (nEnd == std::string_view::npos) break;
+        if (strText.starts_with(strBegin)) {
+            return strText.substr(strBegin.size(), nEnd - strBegin.size());
+        }
+        strText.remove_prefix(nEnd + 1);
+    }
+    return std::nullopt;
+}
+
+directoryNote ReadNote(OSL_FileHandle hFile) {
+    char szText[512];
+    std::size_t nRead = 0;
+    directoryNote st;
+    if (OSL_FileSeek(hFile, 0, 0, nullptr) != 0) return st;
+    if (OSL_ReadFile(hFile, szText, sizeof(szText), &nRead) != 0) return st;
+    const std::string_view strText(szText, nRead);
+    st.strIdentity = FindLine(strText, IDENTITY).value_or("");
+    const std::string_view strTime = FindLine(strText, IN_USE).value_or("");
+    std::int64_t nTime = 0;
+    const auto [pEnd, eError] =
+        std::from_chars(strTime.data(), strTime.data() + strTime.size(), nTime);
+    if (eError == std::errc() && pEnd != strTime.data()) st.tInUse = nTime;
+    return st;
+}
+
+// In place, since the lock is on the file; so short a text is written as a whole or not at all.
+bool WriteNote(OSL_FileHandle hFile, const directoryNote& st) {
+    std::string strText = std::string(IDENTITY) + st.strIdentity + "\n";
+    if (st.tInUse) strText += std::string(IN_USE) + std::to_string(*st.tInUse) + "\n";
+    return OSL_FileSeek(hFile, 0, 0, nullptr) == 0 &&
+           OSL_WriteFile(hFile, strText.data(), strText.size(), nullptr) == 0 &&
+           OSL_TruncateFile(hFile, static_cast<std::int64_t>(strText.size())) == 0 &&
+           OSL_SyncData(hFile) == 0;
+}
+
+// Opens `hLock` where it is not open, and locks it. 0, or the system's error number; then it is
+// closed.
+int Lock(OSL_FileHandle& hLock, const std::string& strPath, unsigned nFlags) {
+    if (hLock == OSL_INVALID_FILE) {
+        hLock =
+            OSL_OpenFile(strPath.c_str(), nFlags, nFlags & OSL_OPEN_CREATE ? OSL_FILE_SHARED : 0u);
+        if (hLock == OSL_INVALID_FILE) return OSL_GetSystemLastError();
+    }
+    if (OSL_LockFile(hLock) == 0) return 0;
+    const int nError = OSL_GetSystemLastError();
+    OSL_CloseFile(std::exchange(hLock, OSL_INVALID_FILE));
+    return nError;
+}
+
+}  // namespace
+
+directoryNote ReadDirectoryNote(const std::string& strRecDir) {
+    const OSL_FileHandle hFile = OSL_OpenFile(NotePath(strRecDir).c_str(), OSL_OPEN_READ, 0);
+    if (hFile == OSL_INVALID_FILE) return {};
+    directoryNote st = ReadNote(hFile);
+    OSL_CloseFile(hFile);
+    return st;
+}
+
+int CDirectoryLock::Take(const std::string& strRecDir, NoFile eNoFile) {
+    const bool bHeld = m_hFile != OSL_INVALID_FILE;
+    const unsigned nMake = eNoFile == NoFile::IsMade ? unsigned{OSL_OPEN_CREATE} : 0;
+    const int nError = Lock(m_hFile, NotePath(strRecDir), OSL_OPEN_READ | OSL_OPEN_WRITE | nMake);
+    if (nError == EWOULDBLOCK) return Refuse(nError);
+    const int nDirError = Lock(m_hDir, strRecDir + "/", OSL_OPEN_READ);
+    if (nDirError == EWOULDBLOCK) return Refuse(nDirError);
+    if (nError == 0 && !bHeld) m_stNote = ReadNote(m_hFile);
+    if (nError == 0 && nMake != 0 && m_stNote.strIdentity.empty()) MakeIdentity();
+    return nDirError == 0 ? 0 : nError;
+}
+
+void CDirectoryLock::MakeIdentity() {
+    m_stNote.strIdentity = NewIdentity();
+    if (!WriteNote(m_hFile, m_stNote)) m_stNote.strIdentity.clear();
+}
+
+int CDirectoryLock::Refuse(int nError) {
+    Release();
+    return nError;
+}
+
+void CDirectoryLock::Release() {
+    for (std::int64_t* const pLock : {&m_hFile, &m_hDir}) {
+        if (*pLock != OSL_INVALID_FILE) OSL_UnlockFile(std::exchange(*pLock, OSL_INVALID_FILE));
+    }
+    m_stNote = {};
+}
+
+bool CDirectoryLock::SetInUse(std::optional<std::time_t> tInUse) {
+    if (m_hFile == OSL_INVALID_FILE) return false;
+    m_stNote.tInUse = tInUse;
+    return WriteNote(m_hFile, m_stNote);
+}
