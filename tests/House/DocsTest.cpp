@@ -104,7 +104,7 @@ TEST(Docs, TheLibraryWritesAndReadsTheDocumentedBytes) {
     stMidnight.stEndTime = BlockTime(2024, 3, 6, 0, 10);
     stMidnight.enumRecordType = RECORD_TYPE_4;
     {
-        CBackupHost host(dir.Path(), dir / "log");
+        CRecordingHost host(dir.Path(), dir / "log");
         ASSERT_TRUE(host.Open("cam01_1_0", stMorning));
         ASSERT_TRUE(host.Open("front_door", stMidnight));
     }
@@ -120,7 +120,7 @@ TEST(Docs, TheLibraryWritesAndReadsTheDocumentedBytes) {
     const std::string strMorning = strDay + "cam01_1_0/20240305081500_20240305083000_1.mp4",
                       strMidnight = strDay + "front_door/20240305235000_20240306001000_4.mp4";
     EXPECT_TRUE(std::filesystem::remove(strMorning) && std::filesystem::remove(strMidnight));
-    CBackupHost host(dir.Path(), dir / "log");
+    CRecordingHost host(dir.Path(), dir / "log");
     EXPECT_THAT(host.Recordings("cam01_1_0"), testing::ElementsAre(strMorning));
     EXPECT_THAT(host.Recordings("front_door"), testing::ElementsAre(strMidnight));
 }

@@ -75,7 +75,7 @@ protected:
 
     /// The recordings that a query finds and that are there.
     std::set<std::string> Found() const {
-        CBackupHost host(m_dir.Path(), m_dir / "log");
+        CRecordingHost host(m_dir.Path(), m_dir / "log");
         std::set<std::string> setFound;
         for (const char* szCamera : CAMERAS) {
             for (const std::string& strPath : host.Recordings(szCamera)) {

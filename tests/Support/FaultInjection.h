@@ -18,11 +18,13 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <string>
 
 /// The calls that can fail. A directory is opened with Open; a file is cut with Write; Stat is
 /// asked for attributes (and for types where ShowEntryTypes(false)); Rename matches when either of
-/// its paths does.
+/// its paths does; CanSync asks whether a file system can be synced as a whole; the path of
+/// ThreadCreate is empty.
 enum class Op {
     Open,
     Close,
@@ -38,10 +40,10 @@ enum class Op {
     RemoveDir,
     StatVfs,
     Sync,
-    CanSync,  ///< whether a file system can be synced as a whole
+    CanSync,
     Reserve,
     Lock,
-    ThreadCreate  ///< its path is empty
+    ThreadCreate
 };
 
 using PathMatch = std::function<bool(const std::string& strPath)>;
@@ -58,8 +60,7 @@ public:
     CFaultInjection(const CFaultInjection&) = delete;
     CFaultInjection& operator=(const CFaultInjection&) = delete;
 
-    /// Which of the calls that match are meant, counted from 1; all of them at first. Not to be
-    /// used after ClearRules.
+    /// Which of the calls that match are meant, counted from 1; all of them at first.
     class CRule {
     public:
         /// Only from the n-th on.
@@ -71,8 +72,8 @@ public:
 
     private:
         friend class CFaultInjection;
-        explicit CRule(std::size_t nRule) : m_nRule(nRule) {}
-        std::size_t m_nRule;
+        explicit CRule(std::shared_ptr<struct faultRule> p) : m_p(std::move(p)) {}
+        std::shared_ptr<struct faultRule> m_p;
     };
 
     /// The calls fail with this error number and do nothing. The first rule that applies counts.
