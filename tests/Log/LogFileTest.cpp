@@ -2,106 +2,75 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <map>
-#include <string>
-#include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Log/LogFile.h"
 #include "Support/FaultInjection.h"
 #include "Support/TempDir.h"
 
-namespace fs = std::filesystem;
-
-namespace {
-
-using Files = std::map<std::string, std::string>;
+using testing::UnorderedElementsAre;
 
 class LogFileTest : public testing::Test {
 protected:
-    void Start(std::uint32_t nSize = 0, bool bCycle = true) {
-        ASSERT_EQ(m_logFile.StartWriteFile(m_dir.Path().c_str(), nSize, bCycle), LOG_OK);
+    std::string Path(const std::string& strWhich) const {
+        return m_dir / ("LocalStorage_" + strWhich + ".log");
     }
 
-    /// Outputs all lines at once.
-    int Write(const std::vector<std::string>& vLine) {
-        std::string strText;
+    /// A start, and lines, which end with ";" here, output at once; then "which: content" of every
+    /// log file.
+    std::vector<std::string> Output(const std::string& strLines, std::uint32_t nSize,
+                                    bool bCycle = true, int nResult = LOG_OK) const {
+        CLogFile logFile;
+        EXPECT_EQ(logFile.StartWriteFile(m_dir.Path().c_str(), nSize, bCycle), LOG_OK);
         std::vector<std::uint16_t> vLen;
-        for (const std::string& strLine : vLine) {
-            strText += strLine;
-            vLen.push_back(static_cast<std::uint16_t>(strLine.size()));
+        for (std::size_t nBegin = 0, nEnd; nBegin < strLines.size(); nBegin = nEnd) {
+            nEnd = strLines.find(';', nBegin) + 1;
+            vLen.push_back(static_cast<std::uint16_t>(nEnd - nBegin));
         }
-        return m_logFile.InputDataToFile({strText.data(), vLen});
+        EXPECT_EQ(logFile.InputDataToFile({strLines.data(), vLen}), nResult);
+        std::vector<std::string> vFiles;
+        for (const auto& entry : std::filesystem::directory_iterator(m_dir.Path())) {
+            const std::string strName = entry.path().stem();
+            vFiles.push_back(strName.substr(strName.find('_') + 1) + ": " + GetFile(entry.path()));
+        }
+        return vFiles;
     }
 
-    /// All log files with their content.
-    Files Get() const {
-        Files mFile;
-        for (const auto& entry : fs::directory_iterator(m_dir.Path())) {
-            if (entry.is_regular_file()) mFile[entry.path().filename()] = GetFile(entry.path());
-        }
-        return mFile;
-    }
-
-    CTempDir m_dir;
-    CLogFile m_logFile;
+    const CTempDir m_dir;
     CFaultInjection m_faults;
 };
 
-constexpr char FIRST_W[] = "LocalStorage_1_W.log";
-constexpr char FIRST[] = "LocalStorage_1.log";
-constexpr char SECOND_W[] = "LocalStorage_2_W.log";
-constexpr char SECOND[] = "LocalStorage_2.log";
-
-}  // namespace
-
 TEST_F(LogFileTest, TwoFilesTakeTurnsAndNoLineIsSplit) {
-    PutFile(m_dir / SECOND, "old second");
-    Start(10);
-    EXPECT_EQ(Write({"aaaa\n"}), LOG_OK);
-    EXPECT_EQ(Write({"bbbb\n"}), LOG_OK);
-    EXPECT_EQ(Get()[FIRST_W], "aaaa\nbbbb\n") << "the limit is reached exactly";
-    EXPECT_EQ(Write({"c\n", "d\n", "eeeeeee\n", "f\n"}), LOG_OK);
-    EXPECT_EQ(Get(), (Files{{FIRST_W, "eeeeeee\nf\n"}, {SECOND, "c\nd\n"}}))
-        << "each file replaces its own predecessor";
+    PutFile(Path("2"), "old");
+    EXPECT_THAT(Output("aaaa;bbbb;c;d;eeeeeee;f;", 10),
+                UnorderedElementsAre("1_W: eeeeeee;f;", "2: c;d;"))
+        << "the limit is reached exactly, and each file replaces its own predecessor";
+    std::filesystem::rename(Path("1_W"), Path("2_W"));
+    EXPECT_THAT(Output("g;", 0), UnorderedElementsAre("2_W: eeeeeee;f;g;"))
+        << "a start goes on with the file that was being written";
 }
 
 TEST_F(LogFileTest, WithoutCyclingTheFilesAreNumberedOn) {
-    Start(2, false);
-    Write({"a\n", "b\n", "a line beyond the limit\n", "d\n"});
-    EXPECT_EQ(Get(), (Files{{FIRST, "a\n"},
-                            {SECOND, "b\n"},
-                            {"LocalStorage_3.log", "a line beyond the limit\n"},
-                            {"LocalStorage_4_W.log", "d\n"}}));
-}
-
-TEST_F(LogFileTest, AStartGoesOnWithTheFileThatWasBeingWritten) {
-    PutFile(m_dir / SECOND_W, "before\n");
-    Start();
-    Write({"after\n"});
-    EXPECT_EQ(Get(), (Files{{SECOND_W, "before\nafter\n"}}));
+    EXPECT_THAT(Output("a;b;beyond the limit;d;", 2, false),
+                UnorderedElementsAre("1: a;", "2: b;", "3: beyond the limit;", "4_W: d;"));
 }
 
 TEST_F(LogFileTest, EveryLineTriesAgainToOpenTheFile) {
-    Start(4);
-    m_faults.Fail(Op::Open, Ends(FIRST_W), EACCES).Times(3);
-    EXPECT_EQ(Write({"1\n", "2\n", "3\n", "4\n", "5\n", "6\n"}), LOG_ERR_OPEN_FILE);
-    EXPECT_EQ(Get(), (Files{{FIRST, "4\n5\n"}, {SECOND_W, "6\n"}}));
+    m_faults.Fail(Op::Open, Ends("_1_W.log"), EACCES).Times(3);
+    EXPECT_THAT(Output("1;2;3;4;5;6;", 4, true, LOG_ERR_OPEN_FILE),
+                UnorderedElementsAre("1: 4;5;", "2_W: 6;"));
 }
 
 TEST_F(LogFileTest, AFailedRenameOrDeleteLosesNoLine) {
     m_faults.Fail(Op::Unlink, Any(), EIO);
-    m_faults.Fail(Op::Rename, Ends(FIRST), EIO);
-    Start(2);
-    EXPECT_EQ(Write({"a\n", "b\n", "c\n"}), LOG_OK);
-    EXPECT_EQ(Get(), (Files{{FIRST_W, "a\nc\n"}, {SECOND, "b\n"}}));
+    m_faults.Fail(Op::Rename, Ends("_1.log"), EIO);
+    EXPECT_THAT(Output("a;b;c;", 2), UnorderedElementsAre("1_W: a;c;", "2: b;"));
 }
 
-TEST_F(LogFileTest, AWriteFailureLosesTheLineThatBrokeOffAndNoOther) {
-    Start();
-    m_faults.ShortWrite(Ends(FIRST_W), 7).Times(1);
-    m_faults.Fail(Op::Write, Ends(FIRST_W), ENOSPC).From(2).Times(2);
-    EXPECT_EQ(Write({"1111\n", "2222\n", "3333\n", "4444\n"}), LOG_OK);
-    EXPECT_EQ(Get()[FIRST_W], "1111\n224444\n");
+TEST_F(LogFileTest, AFailedWriteLosesTheLineThatBrokeOffAndNoOther) {
+    m_faults.ShortWrite(Any(), 7).Times(1);
+    m_faults.Fail(Op::Write, Any(), ENOSPC).From(2).Times(2);
+    EXPECT_THAT(Output("1111;2222;3333;4444;", 0), UnorderedElementsAre("1_W: 1111;224444;"));
 }
