@@ -1,15 +1,16 @@
-// Trees made, walked and deleted, past links, failures and folders that cannot be read.
+// Trees made, walked and deleted, past links, failures and folders that cannot be read; free space.
 
 #include <cerrno>
 #include <filesystem>
-#include <iterator>
 #include <new>
 #include <sys/stat.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "FileSystem/FileDeleter.h"
 #include "FileSystem/FileSystem.h"
+#include "Osl/OslCalls.h"
 #include "Support/AllocationFault.h"
 #include "Support/FaultInjection.h"
 #include "Support/TempDir.h"
@@ -25,8 +26,9 @@ protected:
         }
     }
 
-    CTempDir m_dir;
+    const CTempDir m_dir;
     const std::string m_strTree = m_dir / "tree";
+    std::list<std::string> m_lsDir, m_lsFile;
 };
 
 TEST_F(DirectoryTreeTest, DeleteLeavesNothingButWhatLinksPointTo) {
@@ -64,12 +66,10 @@ TEST_F(DirectoryTreeTest, AWalkBeginsAtALinkOnlyWhereItIsToldToAndFollowsNoneIns
     const std::string strLink = m_dir / "link";
     fs::create_directory_symlink(m_strTree, strLink);
     fs::create_directory_symlink(m_dir / "outside", m_strTree + "/inside");
-    std::list<std::string> lsDir, lsFile;
-    EXPECT_FALSE(GetSubTargetList(strLink + "/", lsDir, lsFile));
-    EXPECT_TRUE(GetSubTargetList(strLink + "/", lsDir, lsFile, OSL_LastLink::IsFollowed));
-    lsFile.sort();
-    EXPECT_EQ(lsDir, std::list<std::string>{"a"});
-    EXPECT_EQ(lsFile, (std::list<std::string>{"file", "inside"}));
+    EXPECT_FALSE(GetSubTargetList(strLink + "/", m_lsDir, m_lsFile));
+    EXPECT_TRUE(GetSubTargetList(strLink + "/", m_lsDir, m_lsFile, OSL_LastLink::IsFollowed));
+    EXPECT_THAT(m_lsDir, testing::ElementsAre("a"));
+    EXPECT_THAT(m_lsFile, testing::UnorderedElementsAre("file", "inside"));
 }
 
 TEST_F(DirectoryTreeTest, NoFailingAllocationLeavesAFolderOpenOrClosesItTwice) {
@@ -96,8 +96,40 @@ TEST_F(DirectoryTreeTest, NoFailingAllocationLeavesAFolderOpenOrClosesItTwice) {
 }
 
 TEST_F(DirectoryTreeTest, AnUnreadableFolderIsNotListedAsAShorterOne) {
-    std::list<std::string> lsDir, lsFile;
     CFaultInjection faults;
     faults.Fail(Op::ReadDir, Is(m_strTree), EIO).From(4);
-    EXPECT_FALSE(GetSubTargetList(m_strTree, lsDir, lsFile));
+    EXPECT_FALSE(GetSubTargetList(m_strTree, m_lsDir, m_lsFile));
+}
+
+TEST(DiskSpaceTest, MiBAreRoundedDownAndCountFragmentsThatThisUserMayFill) {
+    static struct statvfs s_stAnswer;
+    static uid_t s_nUser;
+    OSL_Calls stCalls = OSL_SYSTEM_CALLS;
+    stCalls.pfnStatVfs = [](const char*, struct statvfs* pStat) {
+        *pStat = s_stAnswer;
+        return 0;
+    };
+    stCalls.pfnUser = [] { return s_nUser; };
+    g_pOslCalls.store(&stCalls);
+    const struct {
+        unsigned long nBlockSize, nFragmentSize;
+        std::uint64_t nFree, nExpectedMiB;
+        uid_t nUser;
+    } ROWS[] = {{4096, 4096, 2049 * 256 - 1, 2048, 0},
+                {4096, 4096, 2049 * 256 - 1, 2047, 1000},
+                {1 << 20, 4096, 512, 2, 0},
+                {4096, 0, 512, 2, 0},
+                {0, 0, 512, 0, 0},
+                {4096, 4096, std::uint64_t{1} << 60, UINT64_MAX >> 20, 0}};
+    for (const auto& row : ROWS) {
+        s_stAnswer.f_bsize = row.nBlockSize;
+        s_stAnswer.f_frsize = row.nFragmentSize;
+        s_stAnswer.f_bfree = row.nFree;
+        s_stAnswer.f_bavail = row.nFree - 256;  // less what root keeps
+        s_nUser = row.nUser;
+        std::uint64_t nMiB = 4711;
+        GetDiskUsableSpace("/", nMiB);
+        EXPECT_EQ(nMiB, row.nExpectedMiB) << row.nFree << " of " << row.nFragmentSize;
+    }
+    g_pOslCalls.store(&OSL_SYSTEM_CALLS);
 }

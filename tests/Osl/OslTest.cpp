@@ -1,13 +1,16 @@
-// What files promise: flags, links, standard streams, short and interrupted writes.
+// What files, threads, forks and mutexes promise.
 
 #include <cerrno>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "Osl/Osl.h"
+#include "Osl/OslMutex.h"
 #include "Support/FaultInjection.h"
 #include "Support/TempDir.h"
 
@@ -19,17 +22,15 @@ protected:
         return OSL_OpenFile(m_strPath.c_str(), nFlags, nAttribute);
     }
 
-    CTempDir m_dir;
+    const CTempDir m_dir;
     const std::string m_strPath = m_dir / "file";
 };
 
-}  // namespace
-
 TEST_F(FileTest, OpenFlags) {
     PutFile(m_strPath, "old");
-    const std::pair<unsigned, const char*> cases[] = {
+    const std::pair<unsigned, const char*> ROWS[] = {
         {OSL_OPEN_CONTINUE, "old+"}, {OSL_OPEN_LOG, "old++"}, {OSL_OPEN_NEW, "+"}};
-    for (const auto& [nFlags, pExpected] : cases) {
+    for (const auto& [nFlags, pExpected] : ROWS) {
         const OSL_FileHandle hFile = Open(nFlags);
         EXPECT_EQ(::fcntl(static_cast<int>(hFile), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
         EXPECT_EQ(OSL_WriteFile(hFile, "+", 1, nullptr), 0);
@@ -75,3 +76,51 @@ TEST_F(FileTest, AWriteIsWholeOrFailedAndOnlyAnInterruptedOneIsRepeated) {
     OSL_CloseFile(hFile);
     EXPECT_EQ(GetFile(m_strPath), "0123456789abc");
 }
+
+std::uint32_t TellBlockedSignal(void* pBlocked) {
+    sigset_t stBlocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &stBlocked);
+    *static_cast<bool*>(pBlocked) = sigismember(&stBlocked, SIGTERM) == 1;
+    return 0;
+}
+
+TEST(ThreadTest, TheHostsSignalsStayOffTheLibrarysThreads) {
+    bool bBlocked = false;
+    OSL_Thread_Wait(OSL_Thread_Create(TellBlockedSignal, &bBlocked));
+    EXPECT_TRUE(bBlocked);
+    TellBlockedSignal(&bBlocked);
+    EXPECT_FALSE(bBlocked);
+}
+
+TEST(ThreadTest, AForkedProcessWaitsNeitherForAThreadItDoesNotHaveNorForItsSleep) {
+    const OSL_EventHandle hEvent = OSL_CreateEvent();
+    const auto wait = [](void* pEvent) {
+        return OSL_WaitForSingleObject(static_cast<OSL_EventHandle>(pEvent), OSL_INFINITE);
+    };
+    const OSL_ThreadHandle hThread = OSL_Thread_Create(wait, hEvent);
+    const pid_t nChild = ::fork();
+    if (nChild == 0) ::_exit(OSL_Thread_Wait(hThread) == -1 && OSL_CloseEvent(hEvent) == 0 ? 0 : 1);
+    int nStatus = -1;
+    ASSERT_EQ(::waitpid(nChild, &nStatus, 0), nChild);
+    EXPECT_EQ(nStatus, 0);
+    OSL_SetEvent(hEvent);
+    EXPECT_EQ(OSL_Thread_Wait(hThread), 0);
+    OSL_CloseEvent(hEvent);
+}
+
+#ifndef NDEBUG
+void LockBoth(OSL_Mutex& outer, OSL_Mutex& inner) {
+    const OSL_Guard guardOuter(outer);
+    const OSL_Guard guardInner(inner);
+}
+
+TEST(MutexDeathTest, DisorderNamesBothMutexes) {
+    OSL_Mutex first(OSL_LockRank::DiskCheck, "first"), second(OSL_LockRank::Index, "second"),
+        peer(OSL_LockRank::Index, "peer");
+    LockBoth(first, second);
+    EXPECT_DEATH(LockBoth(second, first), R"(holding \[second\], wanted \[first\])");
+    EXPECT_DEATH(LockBoth(second, peer), R"(holding \[second\], wanted \[peer\])");
+}
+#endif
+
+}  // namespace
