@@ -2,11 +2,9 @@
 // prune, take away and leave alone.
 
 #include <fcntl.h>
-#include <filesystem>
 #include <set>
 #include <sys/file.h>
 #include <sys/inotify.h>
-#include <unistd.h>
 
 #include "RunTool.h"
 
@@ -16,81 +14,103 @@ namespace {
 
 using Names = std::set<std::string>;
 
+const std::string FOLDER = "disk/RecordFile", CHANNEL = FOLDER + "/20240305/cam01/";
+
 /// Links that lead nowhere stand, too.
 bool Stands(const std::string& strPath) {
     return fs::exists(fs::symlink_status(strPath));
 }
 
+Names Tree() {
+    Names setPaths;
+    for (const auto& entry : fs::recursive_directory_iterator("disk"))
+        setPaths.insert(entry.path());
+    return setPaths;
+}
+
+Names Findings() {
+    Names setKinds;
+    for (const json& js : Tool("check --dir disk --json").Json()) {
+        if (js["kind"] == "finding") setKinds.insert(js["finding"]);
+    }
+    return setKinds;
+}
+
+std::size_t CountFound() {
+    return Tool("query --dir disk --from 2024-03-04 --json").Json().size();
+}
+
+/// Keeps a directory as a running host does.
+class CHostAtWork {
+public:
+    explicit CHostAtWork(const char* pDir) : m_nLock(open(pDir, O_RDONLY | O_DIRECTORY)) {
+        EXPECT_EQ(flock(m_nLock, LOCK_EX | LOCK_NB), 0);
+    }
+    ~CHostAtWork() { close(m_nLock); }
+
+private:
+    const int m_nLock;
+};
+
 class ToolDamage : public CToolTest {
 protected:
     ToolDamage() {
-        Import(Dir(), "2024-03-04 08:00:00");
-        Import(Dir(), "2024-03-05 08:00:00");
-        Import(Dir(), "2024-03-05 09:00:00");
-    }
-
-    std::string Folder() const { return Dir() + "/RecordFile"; }
-    std::string Channel() const { return Folder() + "/20240305/cam01"; }
-    std::string Recording() const { return Channel() + "/20240305080000_20240305080006_1.mp4"; }
-    /// A command on the directory.
-    toolResult On(const std::string& strCommand, const Arguments& vMore = {}) const {
-        return Run(Arguments{strCommand, "--dir", Dir()} + vMore);
-    }
-    Names Findings() const {
-        Names setKinds;
-        for (const auto& js : On("check", {"--json"}).Json()) {
-            if (js["kind"] == "finding") setKinds.insert(js["finding"]);
+        for (const char* pStart :
+             {"2024-03-04 08:00:00", "2024-03-05 08:00:00", "2024-03-05 09:00:00"}) {
+            Import("disk", pStart);
         }
-        return setKinds;
-    }
-    std::size_t CountFound() const {
-        return On("query", {"--from", "2024-03-04", "--json"}).Json().size();
-    }
-    Names Tree() const {
-        Names setPaths;
-        for (const auto& st : fs::recursive_directory_iterator(Dir())) setPaths.insert(st.path());
-        return setPaths;
     }
 };
 
 TEST_F(ToolDamage, CheckNamesEveryKindOfDamageAndChangesNothing) {
-    PutFile(Channel() + "/notes.txt", "foreign");
-    fs::rename(Recording(), Channel() + "/20240305100000_20240305100006_1.mp4");
-    PutFile(Folder() + "/index.dirty");
+    PutFile(CHANNEL + "notes.txt", "foreign");
+    fs::rename(CHANNEL + "20240305080000_20240305080006_1.mp4",
+               CHANNEL + "20240305100000_20240305100006_1.mp4");
+    PutFile(FOLDER + "/index.dirty");
     const auto setBefore = Tree();
     EXPECT_EQ(Findings(), (Names{"foreign", "gone", "not-up-to-date", "unlisted"}));
-    EXPECT_EQ(On("check").nCode, 4);
-    fs::resize_file(Channel() + "/index03.bin", 60);
+    ExpectEnd(4, "check --dir disk");
+    fs::resize_file(CHANNEL + "index03.bin", 60);
     EXPECT_EQ(Findings(), (Names{"damaged", "foreign", "not-up-to-date"}));
     EXPECT_EQ(CountFound(), 3u) << "queries find what the index has lost";
     EXPECT_EQ(Tree(), setBefore);
-    PutFile(Folder() + "/20240306/cam01", "a file named like the camera");
-    EXPECT_EQ(On("query", {"--from", "2024-03-04", "--camera", "cam01"}).nCode, 0);
+    PutFile(FOLDER + "/20240306/cam01", "a file named like the camera");
+    ExpectEnd(0, "query --dir disk --from 2024-03-04 --camera cam01");
+}
+
+// A host finds 1,024 that begin in one second.
+TEST_F(ToolDamage, CheckNamesTheRecordingsThatNoHostFindsSinceTooManyBeginWithThem) {
+    for (int n = 0; n < 1025; ++n) {
+        const int nEnd = 100000 + n / 60 * 100 + n % 60;
+        PutFile(CHANNEL + "20240305100000_20240305" + std::to_string(nEnd) + "_1.mp4");
+    }
+    ExpectEnd(0, "repair --dir disk --apply");
+    EXPECT_EQ(Findings(), Names{"crowded"});
+    ExpectEnd(4, "check --dir disk");
 }
 
 // Hosts look into one of the two folders alone. Nobody must believe that the recordings in the
 // other are gone, nor that they are as safe as those.
 TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
-    Import(Dir("disk2"), "2024-03-04 10:00:00");
-    fs::rename(Dir("disk2") + "/RecordFile", Dir() + "/BackupFile");
-    const auto vFound = On("check", {"--json"}).Json();
+    Import("disk2", "2024-03-04 10:00:00");
+    fs::rename("disk2/RecordFile", "disk/BackupFile");
+    const auto vFound = Tool("check --dir disk --json").Json();
     ASSERT_EQ(vFound.size(), 2u);
     EXPECT_EQ(vFound[0]["finding"], "hidden");
-    EXPECT_EQ(vFound[0]["path"], Dir() + "/BackupFile");
+    EXPECT_EQ(vFound[0]["path"], "disk/BackupFile");
     EXPECT_EQ(vFound[0]["files"], 1);
     EXPECT_EQ(CountFound(), 4u);
-    for (const Arguments& vCommand : {Arguments{"status"}, {"query", "--from", "2024-03-04"}}) {
-        const toolResult st = Run(vCommand + Arguments{"--dir", Dir()});
-        EXPECT_NE(st.strErr.find("do not find 1 recording in BackupFile"), std::string::npos);
+    for (const char* pCommand : {"status --dir disk", "query --dir disk --from 2024-03-04"}) {
+        ExpectEnd(0, pCommand, "do not find 1 recording in BackupFile");
     }
-    PutFile(Dir("disk2") + "/RecordFile", "no folder: its hosts use BackupFile on all disks");
-    EXPECT_EQ(On("check", {"--dir", Dir("disk2"), "--json"}).Json()[0]["path"], Folder());
+    PutFile("disk2/RecordFile", "no folder: its hosts use BackupFile on all disks");
+    EXPECT_EQ(Tool("check --dir disk --dir disk2 --json").Json().at(0)["path"], FOLDER);
 
-    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0);
+    ExpectEnd(0, "repair --dir disk --apply");
     EXPECT_EQ(CountFound(), 4u) << "nothing to repair, nothing moved";
-    EXPECT_EQ(On("prune", {"--before", "2024-03-05", "--apply"}).nCode, 0);
-    EXPECT_FALSE(fs::exists(Dir() + "/BackupFile")) << "the start behind it moved it";
-    EXPECT_TRUE(fs::exists(Folder() + "/20240304/cam01/20240304100000_20240304100006_1.mp4"));
+    ExpectEnd(0, "prune --dir disk --before 2024-03-05 --apply");
+    EXPECT_FALSE(fs::exists("disk/BackupFile")) << "the start behind it moved it";
+    EXPECT_TRUE(fs::exists(FOLDER + "/20240304/cam01/20240304100000_20240304100006_1.mp4"));
     EXPECT_EQ(Findings(), Names{});
 }
 
@@ -114,65 +134,87 @@ TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {
         {"outside/file", true},
         {"ImageFile/20240305/cam01/notes", true},
     };
-    for (const auto& st : ROWS) {
-        const std::string strPath = Dir() + "/" + st.pPath;
-        PutFile(strPath, "x");
-        if (!st.pLink) continue;
-        fs::remove(strPath);
-        fs::create_symlink(st.pLink, strPath);
+    fs::current_path("disk");
+    for (const auto& row : ROWS) {
+        PutFile(row.pPath, "x");
+        if (!row.pLink) continue;
+        fs::remove(row.pPath);
+        fs::create_symlink(row.pLink, row.pPath);
     }
+    fs::current_path("..");
     const auto setBefore = Tree();
-    EXPECT_EQ(On("repair").nCode, 0);
+    ExpectEnd(0, "repair --dir disk");
     EXPECT_EQ(Tree(), setBefore) << "only told";
-    EXPECT_EQ(On("repair", {"--apply", "--yes"}).nCode, 0);
-    for (const auto& st : ROWS) EXPECT_EQ(Stands(Dir() + "/" + st.pPath), st.bStays) << st.pPath;
+    ExpectEnd(0, "repair --dir disk --apply --yes");
+    for (const auto& row : ROWS) {
+        EXPECT_EQ(Stands(std::string("disk/") + row.pPath), row.bStays) << row.pPath;
+    }
     EXPECT_EQ(Findings(), Names{"twin"});
     EXPECT_EQ(CountFound(), 6u);
 }
 
 TEST_F(ToolDamage, RepairKeepsElsewhereWhatItRemoves) {
-    PutFile(Folder() + "/folder/inner/file", "kept");
+    PutFile(FOLDER + "/folder/inner/file", "kept");
     const auto setBefore = Tree();
-    EXPECT_EQ(On("repair", {"--apply", "--keep-removed", Folder() + "/kept"}).nCode, 2);
+    ExpectEnd(2, "repair --dir disk --apply --keep-removed disk/RecordFile/kept");
     EXPECT_EQ(Tree(), setBefore);
-    const std::string strKept = Dir("kept") + "/RecordFile";
-    PutFile(strKept + "/folder", "in the way");
-    EXPECT_EQ(On("repair", {"--apply", "--keep-removed", Dir("kept")}).nCode, 0);
-    EXPECT_EQ(GetFile(strKept + "/folder"), "in the way");
-    EXPECT_EQ(GetFile(strKept + "/folder.1/inner/file"), "kept");
+    PutFile("kept/RecordFile/folder", "in the way");
+    ExpectEnd(0, "repair --dir disk --apply --keep-removed kept");
+    EXPECT_EQ(GetFile("kept/RecordFile/folder"), "in the way");
+    EXPECT_EQ(GetFile("kept/RecordFile/folder.1/inner/file"), "kept");
     EXPECT_EQ(Findings(), Names{});
 }
 
 TEST_F(ToolDamage, RepairRefusesToRemoveMuchUnlessTold) {
-    const auto Refused = [&](const std::string& strName, const std::string& strContent) {
-        PutFile(Channel() + strName, strContent);
-        const bool bRefused = On("repair", {"--apply"}).nCode == 1;
-        return bRefused && fs::remove(Channel() + strName);
+    const auto PutSmall = [](int nFiles) {
+        for (; nFiles > 0; --nFiles) PutFile(CHANNEL + "small" + std::to_string(nFiles), "x");
     };
-    EXPECT_TRUE(Refused("/big", std::string((1 << 20) + 1, 'x')));
-    EXPECT_TRUE(Refused("/20240305_120000.mp4", "of the other layout"));
-    for (int n = 0; n < 3; ++n) PutFile(Channel() + "/small" + std::to_string(n), "x");
-    EXPECT_TRUE(Refused("/small3", "four of seven"));
-    EXPECT_EQ(On("repair", {"--apply"}).nCode, 0) << "three of six is not more than half";
-    for (int n = 0; n < 4; ++n) PutFile(Channel() + "/small" + std::to_string(n), "x");
-    EXPECT_EQ(On("repair", {"--apply", "--yes"}).nCode, 0);
+    const std::string strApply = "repair --dir disk --apply";
+    const std::pair<const char*, std::string> ROWS[] = {
+        {"big", std::string((1 << 20) + 1, 'x')}, {"20240305_120000.mp4", "of the other layout"}};
+    for (const auto& [pName, strContent] : ROWS) {
+        PutFile(CHANNEL + pName, strContent);
+        ExpectEnd(1, strApply);
+        EXPECT_TRUE(fs::remove(CHANNEL + pName));
+    }
+    PutSmall(4);
+    ExpectEnd(1, strApply);  // four of seven
+    fs::remove(CHANNEL + "small4");
+    ExpectEnd(0, strApply);  // three of six is not more than half
+    PutSmall(4);
+    ExpectEnd(0, strApply + " --yes");
 }
 
 TEST_F(ToolDamage, ADirectoryInUseIsNotRepairedNorPruned) {
-    PutFile(Channel() + "/notes.txt", "x");
-    PutFile(Dir() + "/ImageFile/20240304/cam01/20240304_080000.jpg", "x");
+    PutFile(CHANNEL + "notes.txt", "x");
+    PutFile("disk/ImageFile/20240304/cam01/20240304_080000.jpg", "x");
     const auto setBefore = Tree();
-    const Arguments vPrune = {"--before", "today", "--apply"};
-    const int nLock = open(Dir().c_str(), O_RDONLY | O_DIRECTORY);
-    ASSERT_EQ(flock(nLock, LOCK_EX | LOCK_NB), 0);
-    for (const toolResult& st : {On("repair", {"--apply"}), On("prune", vPrune),
-                                 On("prune", vPrune + Arguments{"--kind", "pictures"})}) {
-        EXPECT_EQ(st.nCode, 1);
-        EXPECT_NE(st.strErr.find("is in use"), std::string::npos) << st.strErr;
+    {
+        const CHostAtWork host("disk");
+        for (const char* pCommand :
+             {"repair", "prune --before today", "prune --before today --kind pictures"}) {
+            ExpectEnd(1, std::string(pCommand) + " --dir disk --apply", "is in use");
+        }
     }
-    close(nLock);
-    EXPECT_EQ(On("prune", vPrune).nCode, 1) << "it would take away what a repair asks about";
+    // It would take away what a repair asks about.
+    ExpectEnd(1, "prune --dir disk --before today --apply", "not in order");
     EXPECT_EQ(Tree(), setBefore);
+}
+
+TEST_F(ToolDamage, PruneDeletesNothingWhereOneOfItsDirectoriesRefuses) {
+    Import("disk2", "2024-03-04 10:00:00");
+    const auto setBefore = Tree();
+    const std::string strPrune = "prune --dir disk --dir disk2 --before today --apply";
+    {
+        const CHostAtWork host("disk2");
+        ExpectEnd(1, strPrune, "disk2 is in use");
+    }
+    PutFile("disk2/RecordFile/notes", "x");
+    ExpectEnd(1, strPrune, "disk2: the index is not in order");
+    EXPECT_EQ(Tree(), setBefore);
+    fs::remove("disk2/RecordFile/notes");
+    ExpectEnd(0, strPrune, "4 files deleted");
+    EXPECT_EQ(Findings(), Names{});
 }
 
 // Whole days go, with the index's files and nothing that is not the tool's to delete.
@@ -192,52 +234,45 @@ TEST_F(ToolDamage, PruneDeletesRecordingsOrPicturesOfEarlierDays) {
         {"client/RecordFile/20240305/cam01/20240305_080000.mp4", 3},
         {"client/ImageFile/20240304/cam01/20240304_080000.jpg", 2},
     };
-    for (const auto& st : ROWS) {
-        if (Stands(m_tmp / st.pPath)) continue;
-        PutFile(m_tmp / st.pPath, "x");
+    for (const auto& row : ROWS) {
+        if (Stands(row.pPath)) continue;
+        PutFile(row.pPath, "x");
         // The client layout's last recording of a camera lasts until its last change.
-        fs::last_write_time(m_tmp / st.pPath,
-                            fs::file_time_type::clock::now() - std::chrono::hours(48));
+        fs::last_write_time(row.pPath, fs::file_time_type::clock::now() - std::chrono::hours(48));
     }
-    PutFile(Dir("client") + "/RecordFile/20240304/cam03/20240304_080000.mp4", "until today");
-    const Arguments vPrune = {"--dir", Dir("client"), "--before", "2024-03-05"};
+    PutFile("client/RecordFile/20240304/cam03/20240304_080000.mp4", "until today");
+    const std::string strPrune = "prune --dir disk --dir client --before 2024-03-05";
     const auto setBefore = Tree();
-    EXPECT_EQ(On("prune", vPrune).nCode, 0);
-    EXPECT_EQ(On("prune", {"--keep-free", "1", "--apply"}).nCode, 0) << "a MiB is free already";
+    ExpectEnd(0, strPrune);
+    ExpectEnd(0, "prune --dir disk --keep-free 1 --apply");  // a MiB is free already
     EXPECT_EQ(Tree(), setBefore);
     for (const int nStep : {1, 2}) {
-        const Arguments vKind = {"--kind", nStep == 1 ? "recordings" : "pictures", "--apply"};
-        EXPECT_EQ(On("prune", vPrune + vKind).nCode, 0);
-        for (const auto& st : ROWS) {
-            EXPECT_EQ(Stands(m_tmp / st.pPath), st.nGone > nStep) << st.pPath;
-        }
+        ExpectEnd(0, strPrune + " --apply --kind " + (nStep == 1 ? "recordings" : "pictures"));
+        for (const auto& row : ROWS) EXPECT_EQ(Stands(row.pPath), row.nGone > nStep) << row.pPath;
     }
-    EXPECT_TRUE(Stands(Dir("client") + "/RecordFile/20240304/cam03/20240304_080000.mp4"));
-    EXPECT_FALSE(Stands(Dir("client") + "/RecordFile/20240304/cam01")) << "an empty folder goes";
-    EXPECT_FALSE(Stands(Dir("client") + "/RecordFile/index.dirty")) << "there is no index";
+    EXPECT_TRUE(Stands("client/RecordFile/20240304/cam03/20240304_080000.mp4"));
+    EXPECT_FALSE(Stands("client/RecordFile/20240304/cam01")) << "an empty folder goes";
+    EXPECT_FALSE(Stands("client/RecordFile/index.dirty")) << "there is no index";
     EXPECT_EQ(CountFound(), 2u);
     EXPECT_EQ(Findings(), Names{});
 }
 
 // Killed halfway, the next start must know that the index names what is gone.
 TEST_F(ToolDamage, TheIndexIsMarkedBeforeAnythingGoes) {
-    PutFile(Channel() + "/notes", "x");
+    PutFile(CHANNEL + "notes", "x");
     const struct {
         std::string strFolder, strGoes, strCommand;
-        Arguments vArguments;
     } ROWS[] = {
-        {Channel(), "notes", "repair", {"--apply", "--keep-removed", Dir("kept")}},
-        {Folder() + "/20240304/cam01",
-         "20240304080000_20240304080006_1.mp4",
-         "prune",
-         {"--before", "2024-03-05", "--apply"}},
+        {CHANNEL, "notes", "repair --keep-removed kept"},
+        {FOLDER + "/20240304/cam01/", "20240304080000_20240304080006_1.mp4",
+         "prune --before 2024-03-05"},
     };
-    for (const auto& st : ROWS) {
+    for (const auto& row : ROWS) {
         const int nWatch = inotify_init();
-        inotify_add_watch(nWatch, Folder().c_str(), IN_CREATE);
-        inotify_add_watch(nWatch, st.strFolder.c_str(), IN_DELETE | IN_MOVED_FROM);
-        EXPECT_EQ(On(st.strCommand, st.vArguments).nCode, 0);
-        EXPECT_FALSE(Stands(st.strFolder + "/" + st.strGoes));
+        inotify_add_watch(nWatch, FOLDER.c_str(), IN_CREATE);
+        inotify_add_watch(nWatch, row.strFolder.c_str(), IN_DELETE | IN_MOVED_FROM);
+        ExpectEnd(0, row.strCommand + " --dir disk --apply");
+        EXPECT_FALSE(Stands(row.strFolder + row.strGoes));
         alignas(inotify_event) char aEvents[4096];
         ASSERT_GT(read(nWatch, aEvents, sizeof(aEvents)), 0);
         EXPECT_STREQ(reinterpret_cast<inotify_event*>(aEvents)->name, "index.dirty");

@@ -1,103 +1,87 @@
-// Runs the built tool as a process of its own.
+// Runs the built tool as people do: a command line, in a directory of the test's own, where the
+// streams that were made for these tests lie below "streams".
 
 #ifndef LOCALSTORAGE_TESTS_TOOL_RUNTOOL_H
 #define LOCALSTORAGE_TESTS_TOOL_RUNTOOL_H
 
-#include <chrono>
-#include <fcntl.h>
-#include <signal.h>
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "Support/TempDir.h"
 
-using Arguments = std::vector<std::string>;
+using nlohmann::json;
 
-inline Arguments operator+(Arguments a, const Arguments& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
+/// A tool at work: the process, and the file that it prints to, with ".err" behind its messages.
+struct runningTool {
+    pid_t nPid;
+    std::string strOut;
+};
+
+inline runningTool StartTool(const std::string& strArguments, const std::string& strOut) {
+    const std::string strCommand = "exec " TOOL_PATH " --log-dir log-" + strOut + " " +
+                                   strArguments + " >" + strOut + " 2>" + strOut + ".err";
+    const pid_t nPid = fork();
+    if (nPid != 0) return {nPid, strOut};
+    execl("/bin/sh", "sh", "-c", strCommand.c_str(), nullptr);
+    _exit(127);
 }
 
 struct toolResult {
-    int nCode = -1;
+    int nCode;
     std::string strOut, strErr;
 
     /// Standard output as NDJSON.
-    std::vector<nlohmann::json> Json() const {
-        std::vector<nlohmann::json> vLines;
-        std::istringstream stLines(strOut);
-        for (std::string strLine; std::getline(stLines, strLine);) {
-            vLines.push_back(nlohmann::json::parse(strLine));
-        }
+    std::vector<json> Json() const {
+        std::vector<json> vLines;
+        std::istringstream lines(strOut);
+        for (std::string str; std::getline(lines, str);) vLines.push_back(json::parse(str));
         return vLines;
     }
 };
 
-/// The tool at work; what it prints goes to a file, messages to one with ".err" behind.
-class CRunningTool {
-public:
-    CRunningTool(Arguments vArguments, const std::string& strOutFile) : m_strOutFile(strOutFile) {
-        std::vector<char*> vPointers = {const_cast<char*>(TOOL_PATH)};
-        for (std::string& str : vArguments) vPointers.push_back(str.data());
-        vPointers.push_back(nullptr);
-        const std::string strErrFile = strOutFile + ".err";
-        m_nPid = fork();
-        if (m_nPid != 0) return;
-        constexpr int FLAGS = O_WRONLY | O_CREAT | O_TRUNC;
-        dup2(open(strOutFile.c_str(), FLAGS, 0600), STDOUT_FILENO);
-        dup2(open(strErrFile.c_str(), FLAGS, 0600), STDERR_FILENO);
-        execv(TOOL_PATH, vPointers.data());
-        _exit(127);
-    }
+inline toolResult EndOf(const runningTool& st) {
+    int nStatus = 0;
+    waitpid(st.nPid, &nStatus, 0);
+    return {WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus), GetFile(st.strOut),
+            GetFile(st.strOut + ".err")};
+}
 
-    /// Waits until standard output holds the text; false after 20 seconds.
-    bool WaitFor(const std::string& strText) const {
-        for (int n = 0; n < 1000; ++n) {
-            if (GetFile(m_strOutFile).find(strText) != std::string::npos) return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return false;
+inline toolResult Tool(const std::string& strArguments) {
+    return EndOf(StartTool(strArguments, "stdout"));
+}
+
+/// Ends with this code, and a message that holds this text; returns all that it printed.
+inline std::string ExpectEnd(int nCode, const std::string& strArguments,
+                             const std::string& strMessage = "") {
+    const toolResult st = Tool(strArguments);
+    EXPECT_EQ(st.nCode, nCode) << strArguments << '\n' << st.strErr;
+    EXPECT_THAT(st.strErr, testing::HasSubstr(strMessage)) << strArguments;
+    return st.strOut + st.strErr;
+}
+
+class CToolTest : public testing::Test {
+protected:
+    CToolTest() {
+        std::filesystem::current_path(m_tmp.Path());
+        std::filesystem::create_directory_symlink(STREAMS_PATH, "streams");
     }
-    void Interrupt() const { kill(m_nPid, SIGINT); }
-    /// Waits for the end.
-    toolResult Result() const {
-        int nStatus = 0;
-        waitpid(m_nPid, &nStatus, 0);
-        return {WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus),
-                GetFile(m_strOutFile), GetFile(m_strOutFile + ".err")};
+    /// Stores six seconds of H.264 as a recording that starts then.
+    static void Import(const std::string& strDir, const std::string& strStart,
+                       const std::string& strCamera = "cam01") {
+        ExpectEnd(0, "import --dir " + strDir + " --camera " + strCamera + " --start '" + strStart +
+                         "' streams/h264.mp4");
     }
 
 private:
-    int m_nPid = -1;
-    std::string m_strOutFile;
-};
-
-/// A test with a directory of its own, into which the tool's log goes too.
-class CToolTest : public ::testing::Test {
-protected:
-    toolResult Run(const Arguments& vArguments) const {
-        return CRunningTool(Arguments{"--log-dir", m_tmp / "log"} + vArguments, m_tmp / "stdout")
-            .Result();
-    }
-    /// One of the streams made for these tests.
-    static std::string Stream(const std::string& strName) { return STREAMS_PATH "/" + strName; }
-    std::string Dir(const std::string& strName = "disk") const { return m_tmp / strName; }
-    /// Stores six seconds of H.264 of a camera as a recording that starts then.
-    void Import(const std::string& strDir, const std::string& strStart,
-                const std::string& strCamera = "cam01") const {
-        const toolResult st = Run({"import", "--dir", strDir, "--camera", strCamera, "--start",
-                                   strStart, Stream("h264.mp4")});
-        ASSERT_EQ(st.nCode, 0) << st.strErr;
-    }
-
-    CTempDir m_tmp;
+    const CTempDir m_tmp;
 };
 
 #endif  // LOCALSTORAGE_TESTS_TOOL_RUNTOOL_H

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <list>
 #include <memory>
 #include <set>
 
@@ -140,21 +141,27 @@ void RefuseUnlessClean(const inspection& st) {
                    st.strDir + "\"");
 }
 
-std::size_t DeleteFromDir(const std::string& strDir, const std::string& strFolder,
-                          const std::vector<oldFile>& vFiles, StoreFileType eKind) {
-    bool bHasIndex = false;
+/// Deletes the files and has the indexes made anew; the number of files that stayed. A directory
+/// that is in use or not in order throws before anything has changed in any of them.
+std::size_t Apply(const std::vector<std::string>& vDirs, const std::vector<oldFile>& vFiles,
+                  StoreFileType eKind) {
+    std::set<std::string> setDirs;
+    for (const oldFile& st : vFiles) setDirs.insert(st.strDir);
+    std::vector<inspection> vIndexed;
     std::size_t nFailed = 0;
     {
-        const CDirLock objLock(strDir);
-        if (eKind == STORE_FILE_RECORD) {
-            const inspection st = Inspect(strDir, strFolder);
+        std::list<CDirLock> lsLocks;
+        for (const std::string& strDir : setDirs) {
+            lsLocks.emplace_back(strDir);
+            if (eKind != STORE_FILE_RECORD) continue;
+            inspection st = Inspect(strDir, FolderInUse(strDir, vDirs));
             RefuseUnlessClean(st);
-            bHasIndex = !st.bClientLayout;
-            if (bHasIndex) MarkIndex(st.FolderPath());
+            if (!st.bClientLayout) vIndexed.push_back(std::move(st));
         }
+        for (const inspection& st : vIndexed) MarkIndex(st.FolderPath());
         nFailed = Delete(vFiles);
     }
-    if (bHasIndex) RunIndexRepair(strDir);
+    for (const inspection& st : vIndexed) RunIndexRepair(st.strDir);
     return nFailed;
 }
 
@@ -173,14 +180,7 @@ int Run(const pruneOptions& stOptions) {
         PrintMessage("nothing was deleted; --apply deletes these " + Count(vFiles.size(), "file"));
         return EXIT_OK;
     }
-    std::size_t nFailed = 0;
-    for (const std::string& strDir : vDirs) {
-        std::vector<oldFile> vHere;
-        std::copy_if(vFiles.begin(), vFiles.end(), std::back_inserter(vHere),
-                     [&](const oldFile& st) { return st.strDir == strDir; });
-        if (vHere.empty()) continue;
-        nFailed += DeleteFromDir(strDir, FolderInUse(strDir, vDirs), vHere, stOptions.eKind);
-    }
+    const std::size_t nFailed = Apply(vDirs, vFiles, stOptions.eKind);
     PrintMessage(Count(vFiles.size() - nFailed, "file") + " deleted");
     return nFailed == 0 ? EXIT_OK : EXIT_FAILED;
 }

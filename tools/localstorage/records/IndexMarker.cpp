@@ -10,5 +10,5 @@
 void MarkIndex(const std::string& strFolderPath) {
     if (MakeIndexMarker(strFolderPath)) return;
     throw CFailure("cannot make " + strFolderPath + "/" + INDEX_DIRTY_MARKER + ": " +
-                   ErrorText(errno) + "; nothing was changed");
+                   ErrorText(errno) + "; nothing was deleted");
 }

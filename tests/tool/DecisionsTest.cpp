@@ -1,0 +1,88 @@
+// What the tool decides without looking at a disk: times as people type them, the frames of a clip,
+// the days that are deleted.
+
+#include <gtest/gtest.h>
+
+#include "base/Times.h"
+#include "media/FrameTimes.h"
+#include "records/PrunePlan.h"
+#include "records/RecordingName.h"
+
+namespace {
+
+// A time misunderstood is a day deleted or the wrong clip handed out.
+TEST(Times, WhatPeopleType) {
+    const LocalTime tNow = FromFields({2024, 3, 5, 14, 30, 20});
+    const std::pair<const char*, const char*> ROWS[] = {
+        // empty: refused
+        {"2024-03-05 24:00", "2024-03-06 00:00:00"},
+        {"08:15", "2024-03-05 08:15:00"},
+        {"yesterday", "2024-03-04 00:00:00"},
+        {"-1d12h", "2024-03-04 02:30:20"},
+        {"2023-02-29", ""},
+        {"-99999999999999999999h", ""},
+    };
+    for (const auto& [pText, pExpected] : ROWS) {
+        const auto tTime = ParseTime(pText, tNow);
+        EXPECT_EQ(tTime ? FormatTime(*tTime) : "", pExpected) << pText;
+    }
+}
+
+// What the streams of the use tests do not have: open groups, and frames that a cut would lose.
+TEST(FrameTimes, AClipBeginsAtAKeyFrameAndLacksNone) {
+    // A key frame that counts on (open group): what follows it may be shown before it.
+    EXPECT_EQ(DisplayPlaces({{true, 0}, {false, 2}, {true, 8}, {false, 4}, {false, 6}}),
+              (std::vector<std::size_t>{0, 1, 4, 2, 3}));
+    // Key frames every 5 frames, one second each.
+    std::vector<codedFrame> vFrames;
+    for (int n = 0; n < 20; ++n) vFrames.push_back({n % 5 == 0, n % 5});
+    const struct {
+        double fFrom, fTo;
+        std::size_t nFirst, nEnd;
+    } ROWS[] = {{7, 12, 5, 12}, {-3, 2, 0, 2}, {19, 99, 15, 20}};
+    for (const auto& row : ROWS) {
+        const frameRange st = SelectFrames(vFrames, DisplayPlaces(vFrames), 1, row.fFrom, row.fTo);
+        EXPECT_EQ(st.nFirst, row.nFirst) << row.fFrom;
+        EXPECT_EQ(st.nEnd, row.nEnd) << row.fTo;
+    }
+    // I P B B P B B: cutting at 2 seconds would leave a hole where the B frames are.
+    vFrames = {{true, 0}, {false, 6}, {false, 2}, {false, 4}, {false, 12}, {false, 8}, {false, 10}};
+    EXPECT_EQ(SelectFrames(vFrames, DisplayPlaces(vFrames), 1, 0, 2).nEnd, 4u);
+}
+
+oldFile File(const char* pDisk, const char* pDay, std::uint64_t nBytes, int nEndsHours = 1) {
+    return {pDisk,
+            pDisk,
+            pDay,
+            "cam",
+            "file",
+            nBytes,
+            ParseDayName(pDay).value() + Seconds(nEndsHours * 3600)};
+}
+
+std::string Days(const std::vector<oldFile>& vFiles) {
+    std::string strDays;
+    for (const oldFile& st : vFiles) strDays += st.strDir + st.strDay.substr(6) + " ";
+    return strDays;
+}
+
+TEST(PrunePlan, NeverTouchesToday) {
+    const auto vFiles = EarlierThanToday(
+        {File("a", "20240305", 1), File("a", "20240306", 1), File("a", "20240304", 1, 25),
+         File("b", "20240304", 1, 24), File("a", "20240301", 1)},
+        FromFields({2024, 3, 5, 12}));
+    EXPECT_EQ(Days(vFiles), "a01 b04 ");
+    EXPECT_EQ(Days(BeforeDay(vFiles, FromFields({2024, 3, 4, 23}))), "a01 ");
+}
+
+TEST(PrunePlan, WholeDaysUntilEveryDiskHasRoom) {
+    const std::vector<oldFile> vFiles = {File("a", "20240301", 10), File("b", "20240301", 10),
+                                         File("a", "20240302", 10), File("a", "20240302", 10),
+                                         File("b", "20240303", 10)};
+    // a and b are disks of their own; a lacks 15 bytes, b none.
+    EXPECT_EQ(Days(UntilFree(vFiles, {{"a", {1, 85}}, {"b", {2, 100}}}, 100)), "a01 a02 a02 ");
+    // Both lie on one file system.
+    EXPECT_EQ(Days(UntilFree(vFiles, {{"a", {1, 85}}, {"b", {1, 85}}}, 100)), "a01 b01 ");
+}
+
+}  // namespace
