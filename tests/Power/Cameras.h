@@ -1,8 +1,9 @@
 // Cameras whose recordings can be checked byte for byte, and what their host notes down.
 //
-// Every eight bytes of a stream say which camera they are of and where in its stream they stand, so
-// a recording tells by itself what it holds. The notes lie in a file that is mapped into memory, on
-// another disk than the recordings: they hold whatever happens to host and disk.
+// Every eight bytes of a stream are a number that says which camera they are of and where in its
+// stream they stand, so a recording tells by itself what it holds. The notes lie in a file that is
+// mapped into memory, on another disk than the recordings: they hold whatever happens to host and
+// disk.
 
 #ifndef LOCALSTORAGE_TESTS_POWER_CAMERAS_H
 #define LOCALSTORAGE_TESTS_POWER_CAMERAS_H
@@ -10,8 +11,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <string>
@@ -19,40 +18,17 @@
 #include <system_error>
 #include <unistd.h>
 
-constexpr unsigned MAX_CAMERAS = 64;
-constexpr unsigned MAX_RUNS = 100;
-constexpr unsigned MAX_PIECES = 1 << 15;
-constexpr unsigned PIECES_PER_SECOND = 25;
-constexpr std::int64_t SECOND = 1000000000;
-constexpr std::int64_t STAMP_INTERVAL = SECOND / 50;
+constexpr unsigned MAX_CAMERAS = 64, MAX_PIECES = 1 << 15, PIECES_PER_SECOND = 25;
+constexpr std::int64_t SECOND = 1000000000, STAMP_INTERVAL = SECOND / 50;
 
-/// Seconds since the machine's start in nanoseconds; /proc/uptime has the same clock.
-inline std::int64_t Now() {
+/// Nanoseconds: since the machine's start, as /proc/uptime counts them, unless of another clock.
+inline std::int64_t Now(clockid_t nClock = CLOCK_BOOTTIME) {
     timespec stNow;
-    ::clock_gettime(CLOCK_BOOTTIME, &stNow);
+    ::clock_gettime(nClock, &stNow);
     return stNow.tv_sec * SECOND + stNow.tv_nsec;
 }
 
-/// A place in a camera's stream, as one number that is unlike its neighbours.
-struct CWord {
-    static constexpr int OFFSET_BITS = 40;  // of a number of words
-    std::uint64_t nStream;                  ///< a camera of a run of a host
-    std::uint64_t nOffset;                  ///< in words
-
-    std::uint64_t Number() const { return nStream << OFFSET_BITS | nOffset; }
-    std::uint64_t Encoded() const {
-        std::uint64_t n = Number() + 0x9e3779b97f4a7c15;
-        n = (n ^ n >> 32) * 0xd6e8feb86659fd93;
-        return n ^ n >> 32;
-    }
-    static CWord Decoded(std::uint64_t n) {
-        n = (n ^ n >> 32) * 0xcfee444d8b59a89b;  // the inverse of the factor above
-        n = (n ^ n >> 32) - 0x9e3779b97f4a7c15;
-        return {n >> OFFSET_BITS, n & ((std::uint64_t(1) << OFFSET_BITS) - 1)};
-    }
-};
-
-inline std::string CameraName(unsigned nCamera) {
+inline std::string CameraName(std::uint64_t nCamera) {
     return "cam" + std::to_string(100 + nCamera) + "_1_0";
 }
 
@@ -67,13 +43,19 @@ struct CPiece {
 struct CNotes {
     std::uint32_t nRun;  ///< of the hosts that record into one directory, this is the n-th
     std::uint32_t nCameras;
-    std::uint32_t nPieceSize;  ///< bytes, a multiple of eight
-    std::int64_t nBegun;
-    std::int64_t nEnded;                                         ///< 0: it was killed
-    std::int64_t nProcessor;                                     ///< nanoseconds, until the end
-    std::atomic<unsigned> nRefusedOpens, nWriteFails, nDeleted;  ///< results, and messages
+    std::uint32_t nPieceSize;                          ///< bytes, a multiple of eight
+    std::int64_t nBegun, nEnded;                       ///< 0: it was killed
+    std::int64_t nProcessor;                           ///< nanoseconds, until the end
+    std::atomic<unsigned> nRefusedOpens, nWriteFails;  ///< results, and messages
     std::atomic<unsigned> nPieces[MAX_CAMERAS];
     CPiece objPieces[MAX_CAMERAS][MAX_PIECES];
+
+    std::uint64_t WordsPerPiece() const { return nPieceSize / sizeof(std::uint64_t); }
+    /// The number that a piece begins with.
+    std::uint64_t FirstWord(unsigned nCamera, unsigned nPiece) const {
+        return std::uint64_t{1 + nRun * MAX_CAMERAS + nCamera} << 40 | nPiece * WordsPerPiece();
+    }
+    static std::uint64_t CameraOf(std::uint64_t nWord) { return ((nWord >> 40) - 1) % MAX_CAMERAS; }
 };
 
 /// The notes in a file, which is made when it is not there.
@@ -87,5 +69,8 @@ inline CNotes& MapNotes(const std::string& strPath) {
     ::close(nFile);
     return *static_cast<CNotes*>(pNotes);
 }
+
+/// Records until it is told to stop (SIGTERM); see main for the arguments.
+void RecordCameras(char** ppArguments);
 
 #endif  // LOCALSTORAGE_TESTS_POWER_CAMERAS_H
