@@ -13,24 +13,28 @@
 
 namespace {
 
+using Texts = std::vector<std::string>;
+
+/// A file of the sources, or all files below a folder.
 std::string Source(const std::string& strPath) {
-    return GetFile(SOURCE_DIR "/" + strPath);
-}
-
-std::vector<std::smatch> AllMatches(const std::string& strText, const std::regex& pattern) {
-    return {std::sregex_iterator(strText.begin(), strText.end(), pattern), {}};
-}
-
-/// What the first group of a pattern matches, wherever it does.
-std::vector<std::string> Found(const std::string& strText, const char* pPattern) {
-    std::vector<std::string> vFound;
-    for (const std::smatch& match : AllMatches(strText, std::regex(pPattern))) {
-        vFound.push_back(match[1]);
+    const std::string strFull = SOURCE_DIR "/" + strPath;
+    if (!std::filesystem::is_directory(strFull)) return GetFile(strFull);
+    std::string strSources;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(strFull)) {
+        if (entry.is_regular_file()) strSources += GetFile(entry.path());
     }
-    return vFound;
+    return strSources;
 }
 
-std::set<std::string> Unique(const std::vector<std::string>& vTexts) {
+/// What these groups of a pattern match, one behind the other, wherever it does.
+Texts Found(const std::string& strText, const char* pPattern,
+            const std::vector<int>& vGroups = {1}) {
+    const std::regex pattern(pPattern);
+    return {std::sregex_token_iterator(strText.begin(), strText.end(), pattern, vGroups),
+            std::sregex_token_iterator()};
+}
+
+std::set<std::string> Unique(const Texts& vTexts) {
     return {vTexts.begin(), vTexts.end()};
 }
 
@@ -38,25 +42,13 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
     const std::string strReadme = Source("README.md");
     const std::string strHost = Source("examples/record_camera.cpp");
     EXPECT_NE(strReadme.find("```cpp\n" + strHost + "```\n"), std::string::npos);
-
-    std::string strSources;
-    const std::string strCommands = SOURCE_DIR "/tools/localstorage/commands";
-    for (const auto& entry : std::filesystem::directory_iterator(strCommands)) {
-        strSources += GetFile(entry.path());
-    }
-    const auto setCommands =
-        Unique(Found(strSources, R"(command \w+\(\) \{[\s\S]*?return \{\s*"([a-z]+)\")"));
-    EXPECT_EQ(Unique(Found(strReadme, R"(\n\| `([a-z]+)` \|)")), setCommands);
+    EXPECT_EQ(Unique(Found(strReadme, R"(\n\| `([a-z]+)` \|)")),
+              Unique(Found(Source("tools/localstorage/commands"),
+                           R"(command \w+\(\) \{[\s\S]*?return \{\s*"([a-z]+)\")")));
 }
 
 TEST(Docs, WordsNamesWhatIsInTheSources) {
-    std::string strSources;
-    for (const char* pFolder : {"/include", "/src", "/tools"}) {
-        for (const auto& entry :
-             std::filesystem::recursive_directory_iterator(std::string(SOURCE_DIR) + pFolder)) {
-            if (entry.is_regular_file()) strSources += GetFile(entry.path());
-        }
-    }
+    const std::string strSources = Source("include") + Source("src") + Source("tools");
     for (const std::string& strName : Found(Source("docs/words.md"), R"(`([A-Za-z_.]{6,})`)")) {
         EXPECT_NE(strSources.find(strName), std::string::npos) << strName;
     }
@@ -80,16 +72,14 @@ TEST(Docs, LocksStandInTheirOrder) {
 /// The index files of docs/on-disk.md: path below the record directory, content. Each byte may be
 /// repeated ("00*24"), and a line end in a comment ("# ...").
 std::map<std::string, std::string> DocumentedFiles() {
-    const std::string strPage = Source("docs/on-disk.md");
     std::map<std::string, std::string> mFiles;
-    for (const std::smatch& file : AllMatches(strPage, std::regex("```index (\\S+)\n([^`]*)```"))) {
-        const std::string strBlock = file[2];
-        std::string& strBytes = mFiles[file[1]];
-        for (const std::smatch& byte :
-             AllMatches(strBlock, std::regex(R"(#.*|([0-9a-f]{2})(?:\*(\d+))?)"))) {
-            if (!byte[1].matched) continue;
-            const std::size_t nTimes = byte[2].matched ? std::stoul(byte[2]) : 1;
-            strBytes.append(nTimes, static_cast<char>(std::stoi(byte[1], nullptr, 16)));
+    const Texts vBlocks = Found(Source("docs/on-disk.md"), "```index (\\S+)\n([^`]*)```", {1, 2});
+    for (std::size_t n = 0; n < vBlocks.size(); n += 2) {
+        const Texts vBytes = Found(vBlocks[n + 1], R"(#.*|([0-9a-f]{2})(?:\*(\d+))?)", {1, 2});
+        for (std::size_t i = 0; i < vBytes.size(); i += 2) {
+            if (vBytes[i].empty()) continue;
+            const std::size_t nTimes = vBytes[i + 1].empty() ? 1 : std::stoul(vBytes[i + 1]);
+            mFiles[vBlocks[n]].append(nTimes, static_cast<char>(std::stoi(vBytes[i], nullptr, 16)));
         }
     }
     return mFiles;
@@ -97,12 +87,10 @@ std::map<std::string, std::string> DocumentedFiles() {
 
 TEST(Docs, TheLibraryWritesAndReadsTheDocumentedBytes) {
     const CTempDir dir;
-    recFileInfo stMorning, stMidnight;
-    stMorning.stStartTime = BlockTime(2024, 3, 5, 8, 15);
-    stMorning.stEndTime = BlockTime(2024, 3, 5, 8, 30);
-    stMidnight.stStartTime = BlockTime(2024, 3, 5, 23, 50);
-    stMidnight.stEndTime = BlockTime(2024, 3, 6, 0, 10);
-    stMidnight.enumRecordType = RECORD_TYPE_4;
+    const recFileInfo stMorning =
+        Recording(BlockTime(2024, 3, 5, 8, 15), BlockTime(2024, 3, 5, 8, 30));
+    const recFileInfo stMidnight =
+        Recording(BlockTime(2024, 3, 5, 23, 50), BlockTime(2024, 3, 6, 0, 10), RECORD_TYPE_4);
     {
         CRecordingHost host(dir.Path(), dir / "log");
         ASSERT_TRUE(host.Open("cam01_1_0", stMorning));

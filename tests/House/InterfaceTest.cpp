@@ -63,26 +63,25 @@ Result Call(void* pEngine, int nSlot, Arg... arg) {
     return reinterpret_cast<Operation>(pTable[nSlot])(pEngine, arg...);
 }
 
-// An engine that has not been initialised.
-void* NewEngine(const CTempDir& dir) {
-    EnableTarget(LOG_TARGET_FILE, (dir / "log").c_str(), 0, 1);
-    CLocalStorageInterface* pEngine = nullptr;
-    EXPECT_EQ(NewLocalStorageClass(&pEngine), 1);
-    return pEngine;
-}
-
+// Number 0 destroys in place, number 1 frees as well; a leak checker sees it where one does not.
 TEST(Interface, OperationsKeepTheirNumbers) {
     const CTempDir dir;
-    void* const pEngine = NewEngine(dir);
+    EnableTarget(LOG_TARGET_FILE, (dir / "log").c_str(), 0, 1);
+    CLocalStorageInterface* pInterface = nullptr;
+    for (const int nSlot : {0, 1}) {
+        ASSERT_EQ(NewLocalStorageClass(&pInterface), 1);
+        Call<void>(pInterface, nSlot);
+        if (nSlot == 0) ::operator delete(static_cast<void*>(pInterface));
+    }
+    ASSERT_EQ(NewLocalStorageClass(&pInterface), 1);
+    void* const pEngine = pInterface;
     tagStoreInfo stInfo;
     AddRecordDir(stInfo, dir.Path());
     ASSERT_TRUE(Call<bool>(pEngine, 2, &stInfo));  // Initialize
 
     char szCamera[] = "cam01_1_0", szData[] = "some bytes";
     constexpr unsigned int SIZE = sizeof(szData);
-    recFileInfo stFile;
-    stFile.stStartTime = BlockTime(2024, 3, 5, 8);
-    stFile.stEndTime = BlockTime(2024, 3, 5, 9);
+    recFileInfo stFile = Recording(BlockTime(2024, 3, 5, 8), BlockTime(2024, 3, 5, 9));
     EXPECT_TRUE(Call<bool>(pEngine, 4, szCamera, szData, &stFile));  // OpenChannelRecord
     EXPECT_FALSE(Call<bool>(pEngine, 4, szCamera, szData, &stFile));
     EXPECT_EQ(Call<int>(pEngine, 9), STORAGE_ERROR_CHANNEL_OPEN);              // GetLastError
@@ -107,20 +106,7 @@ TEST(Interface, OperationsKeepTheirNumbers) {
     EXPECT_FALSE(std::filesystem::exists(szPicture));
 
     EXPECT_TRUE(Call<bool>(pEngine, 3));  // Release
-    auto* pInterface = static_cast<CLocalStorageInterface*>(pEngine);
     EXPECT_EQ(DelLocalStorageClass(&pInterface), 1);
-}
-
-// Number 0 destroys in place, number 1 frees as well; a leak checker sees it where one does not.
-TEST(Interface, DestructorsAreTheFirstTwoNumbers) {
-    const CTempDir dir;
-    for (const int nSlot : {0, 1}) {
-        void* const pEngine = NewEngine(dir);
-        Call<void>(pEngine, nSlot);
-        if (nSlot == 0) ::operator delete(pEngine);
-    }
-    auto* pLast = static_cast<CLocalStorageInterface*>(NewEngine(dir));
-    EXPECT_EQ(DelLocalStorageClass(&pLast), 1);  // stops the log, too
 }
 
 }  // namespace
