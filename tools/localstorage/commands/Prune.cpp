@@ -52,8 +52,9 @@ std::vector<oldFile> FindFiles(const std::vector<std::string>& vDirs, StoreFileT
         }
         return vFiles;
     }
+    const CFolderInUse objFolder(vDirs);
     std::map<std::string, std::string> mFolders;
-    for (const std::string& strDir : vDirs) mFolders[strDir] = FolderInUse(strDir, vDirs);
+    for (const std::string& strDir : vDirs) mFolders[strDir] = objFolder.In(strDir);
     for (const recording& st : FindRecordings(vDirs, {})) {
         if (st.strFolder != mFolders[st.strDir]) continue;
         vFiles.push_back({st.strDir, st.strDir + "/" + st.strFolder, st.strDay, st.strCamera,
@@ -147,6 +148,7 @@ std::size_t Apply(const std::vector<std::string>& vDirs, const std::vector<oldFi
                   StoreFileType eKind) {
     std::set<std::string> setDirs;
     for (const oldFile& st : vFiles) setDirs.insert(st.strDir);
+    const CFolderInUse objFolder(vDirs);
     std::vector<inspection> vIndexed;
     std::size_t nFailed = 0;
     {
@@ -154,7 +156,7 @@ std::size_t Apply(const std::vector<std::string>& vDirs, const std::vector<oldFi
         for (const std::string& strDir : setDirs) {
             lsLocks.emplace_back(strDir);
             if (eKind != STORE_FILE_RECORD) continue;
-            inspection st = Inspect(strDir, FolderInUse(strDir, vDirs));
+            inspection st = Inspect(strDir, objFolder.In(strDir));
             RefuseUnlessClean(st);
             if (!st.bClientLayout) vIndexed.push_back(std::move(st));
         }

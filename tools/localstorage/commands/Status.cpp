@@ -46,10 +46,11 @@ using CameraStatuses = std::map<std::string, cameraStatus>;
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
                            const std::vector<recording>& vRecordings) {
     DiskStatuses vDisks;
+    const CFolderInUse objFolder(vDirs);
     for (const std::string& strDir : vDirs) {
         diskStatus st;
         st.nFreeBytes = DiskRoomOf(strDir).nFreeBytes;
-        const std::string strInUse = FolderInUse(strDir, vDirs);
+        const std::string strInUse = objFolder.In(strDir);
         if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
         for (const recording& stRecording : vRecordings) {
             if (stRecording.strDir != strDir) continue;

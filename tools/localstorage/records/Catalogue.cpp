@@ -10,6 +10,7 @@
 #include "base/Text.h"
 #include "records/Tree.h"
 
+namespace chrono = std::chrono;
 namespace fs = std::filesystem;
 
 namespace {
@@ -18,9 +19,22 @@ bool Wanted(const recordingFilter& stFilter, const recordingName& stName) {
     return stFilter.nType == 0 || stFilter.nType == stName.nType;
 }
 
+// A recording lies in the day in which it begins. None is believed to be longer than a week: so far
+// before a range one may begin that reaches into it, and so far behind it the one that ends such a
+// recording.
+treePart PartOf(const recordingFilter& stFilter) {
+    constexpr chrono::days LONGEST(7);
+    treePart stPart{stFilter.vCameras};
+    if (stFilter.stRange) {
+        stPart.strFirstDay = DayName(stFilter.stRange->tStart - LONGEST);
+        stPart.strLastDay = DayName(stFilter.stRange->tEnd + LONGEST);
+    }
+    return stPart;
+}
+
 void ReadTree(const std::string& strDir, const std::string& strFolder,
               const recordingFilter& stFilter, std::vector<recording>& vFound) {
-    WalkTree(strDir + "/" + strFolder, stFilter.vCameras, [&](const treeFile& stFile) {
+    WalkTree(strDir + "/" + strFolder, PartOf(stFilter), [&](const treeFile& stFile) {
         const auto stName = ParseRecordingName(stFile.strName);
         if (stName && Wanted(stFilter, *stName)) {
             vFound.push_back({strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName,

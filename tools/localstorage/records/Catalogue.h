@@ -42,7 +42,8 @@ struct recordingFilter {
 /// The recordings that pass the filter, sorted by start time, then camera and path.
 ///
 /// The client layout names no end: there a recording ends where the next one of its camera begins
-/// or with its last change, whichever comes first. Throws CFailure when a directory cannot be read.
+/// or with its last change, whichever comes first. With a range, folders of days that are more than
+/// a week away from it are not looked at. Throws CFailure when a directory cannot be read.
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter);
 

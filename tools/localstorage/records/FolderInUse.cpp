@@ -28,14 +28,8 @@ RecordFolder LookAtRecordFolder(const std::string& strDir) {
     return stError ? RecordFolder::Unreadable : RecordFolder::Readable;
 }
 
-}  // namespace
-
-bool IsClientLayout(const std::string& strDir) {
-    return !HasIndex(strDir) && FindLayout(strDir, LOCAL_STORAGE_CLIENT) &&
-           !FindLayout(strDir, LOCAL_STORAGE_REMOTE_BACKUP);
-}
-
-std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vDirs) {
+// Whether hosts of the remote-backup layout use "BackupFile".
+bool UseBackup(const std::vector<std::string>& vDirs) {
     bool bBackup = false, bReadable = false, bUnreadable = false;
     for (const std::string& strOne : vDirs) {
         bBackup = bBackup || Exists(strOne + "/" + BACKUP_FOLDER);
@@ -43,17 +37,30 @@ std::string FolderInUse(const std::string& strDir, const std::vector<std::string
         bReadable = bReadable || eFolder == RecordFolder::Readable;
         bUnreadable = bUnreadable || eFolder == RecordFolder::Unreadable;
     }
-    const bool bUsesBackup = bBackup && (bUnreadable || !bReadable);
-    return bUsesBackup && !IsClientLayout(strDir) ? BACKUP_FOLDER : RECORD_FOLDER;
+    return bBackup && (bUnreadable || !bReadable);
+}
+
+}  // namespace
+
+bool IsClientLayout(const std::string& strDir) {
+    return !HasIndex(strDir) && FindLayout(strDir, LOCAL_STORAGE_CLIENT) &&
+           !FindLayout(strDir, LOCAL_STORAGE_REMOTE_BACKUP);
+}
+
+CFolderInUse::CFolderInUse(const std::vector<std::string>& vDirs) : m_bBackup(UseBackup(vDirs)) {}
+
+std::string CFolderInUse::In(const std::string& strDir) const {
+    return m_bBackup && !IsClientLayout(strDir) ? BACKUP_FOLDER : RECORD_FOLDER;
 }
 
 std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vDirs,
                                          const std::vector<recording>& vFound) {
     std::vector<hiddenRecordings> vHidden;
+    const CFolderInUse objFolder(vDirs);
     for (const std::string& strDir : vDirs) {
         hiddenRecordings st;
         st.strDir = strDir;
-        st.strInUse = FolderInUse(strDir, vDirs);
+        st.strInUse = objFolder.In(strDir);
         st.strFolder = st.strInUse == RECORD_FOLDER ? BACKUP_FOLDER : RECORD_FOLDER;
         for (const recording& stFound : vFound) {
             st.nCount += stFound.strDir == strDir && stFound.strFolder == st.strFolder;

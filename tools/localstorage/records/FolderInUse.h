@@ -13,10 +13,20 @@
 /// Whether all recordings below the record directory are of the client layout, which has no index.
 bool IsClientLayout(const std::string& strDir);
 
-/// The record folder that the next host on `vDirs` uses in `strDir`: "BackupFile" where any of them
-/// has it and "RecordFile" cannot be read on one, or is on none, since a host uses one of the two
-/// on all its disks. In the client layout always "RecordFile".
-std::string FolderInUse(const std::string& strDir, const std::vector<std::string>& vDirs);
+/// The record folder that the next host on `vDirs` uses: "BackupFile" where any of them has it and
+/// "RecordFile" cannot be read on one, or is on none, since a host uses one of the two on all its
+/// disks. In the client layout always "RecordFile".
+class CFolderInUse {
+public:
+    /// Looks at all of them.
+    explicit CFolderInUse(const std::vector<std::string>& vDirs);
+
+    /// In one of them.
+    std::string In(const std::string& strDir) const;
+
+private:
+    bool m_bBackup;
+};
 
 /// Recordings of a record directory that no host finds.
 struct hiddenRecordings {

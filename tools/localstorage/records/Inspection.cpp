@@ -166,8 +166,9 @@ inspection Inspect(const std::string& strDir, const std::string& strFolder) {
 
 std::vector<inspection> InspectAll(const std::vector<std::string>& vDirs) {
     std::vector<inspection> vInspections;
+    const CFolderInUse objFolder(vDirs);
     for (const std::string& strDir : vDirs) {
-        vInspections.push_back(Inspect(strDir, FolderInUse(strDir, vDirs)));
+        vInspections.push_back(Inspect(strDir, objFolder.In(strDir)));
     }
     return vInspections;
 }

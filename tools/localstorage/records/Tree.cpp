@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "RecordTree/Names.h"
 #include "base/Failure.h"
 
 namespace fs = std::filesystem;
@@ -56,11 +57,13 @@ std::uint64_t FileSize(const std::string& strPath) {
     return stError ? 0 : nSize;
 }
 
-void WalkTree(const std::string& strRoot, const std::vector<std::string>& vCameras,
+void WalkTree(const std::string& strRoot, const treePart& stPart,
               const std::function<bool(const treeFile&)>& fnFile) {
     for (const std::string& strDay : NamesOf(strRoot, true)) {
+        const bool bWanted = strDay >= stPart.strFirstDay && strDay <= stPart.strLastDay;
+        if (VerifyDateDir(strDay) && !bWanted) continue;
         const std::string strDayPath = strRoot + "/" + strDay;
-        for (const std::string& strCamera : FoldersOf(strDayPath, vCameras)) {
+        for (const std::string& strCamera : FoldersOf(strDayPath, stPart.vCameras)) {
             for (const std::string& strName : NamesOf(strDayPath + "/" + strCamera, false)) {
                 if (!fnFile({strDay, strCamera, strName})) return;
             }

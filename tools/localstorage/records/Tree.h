@@ -23,10 +23,18 @@ struct treeFile {
     const std::string& strName;
 };
 
+/// Which folders of a tree are looked at.
+struct treePart {
+    std::vector<std::string> vCameras;  ///< none: every camera
+    /// Days by the names of their folders, the last one included; a name that is no day's counts
+    /// for any.
+    std::string strFirstDay = "", strLastDay = "99999999";
+};
+
 /// Calls `fnFile` for every file two levels below `strRoot`, day by day, camera by camera, until it
-/// returns false. With cameras given, only their folders are looked at. What is not there, or has
-/// just been removed, holds nothing; throws CFailure for a folder that cannot be read to its end.
-void WalkTree(const std::string& strRoot, const std::vector<std::string>& vCameras,
+/// returns false. What is not there, or has just been removed, holds nothing; throws CFailure for a
+/// folder that cannot be read to its end.
+void WalkTree(const std::string& strRoot, const treePart& stPart,
               const std::function<bool(const treeFile&)>& fnFile);
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_TREE_H
