@@ -1,7 +1,11 @@
 # The engine: writing against bare system calls, a whole recording against ffmpeg, a deletion pass
-# against rm.
+# against rm, syncing against none (on Linux alone: the pieces of disk of a file).
 set(engine_rooms osl filesystem streamprobe log recordtree indexmgr engine)
-foreach(theme writing recording deletion)
+set(engine_themes writing recording deletion)
+if(NOT APPLE)
+    list(APPEND engine_themes sync)
+endif()
+foreach(theme IN LISTS engine_themes)
     localstorage_bench(bench_engine_${theme}
         SOURCES engine_${theme}.cpp EngineBench.cpp
         ROOMS ${engine_rooms})
