@@ -315,7 +315,11 @@ struct recFileInfo {
     tagBlockTime stStartTime;   ///< first second
     tagBlockTime stEndTime;     ///< last second; not before the start
     RecordType enumRecordType;  ///< kind of recording
-    bool bOpenFlag;             ///< true continues an existing file, false makes or empties it
+    /// True continues an existing file, false makes or empties it. Warning, remote-backup layout:
+    /// local times come twice in the hour in which summer time ends, and after the clock was set
+    /// back. With false the second recording of the same camera, times and type empties the first;
+    /// a host that takes its times from the clock gives true then, and the two become one file.
+    bool bOpenFlag;
 
     recFileInfo() : stStartTime(), stEndTime(), enumRecordType(RECORD_TYPE_1), bOpenFlag(false) {}
 };
