@@ -23,8 +23,7 @@ bool Stands(const std::string& strPath) {
 
 Names Tree() {
     Names setPaths;
-    for (const auto& entry : fs::recursive_directory_iterator("disk"))
-        setPaths.insert(entry.path());
+    for (const auto& entry : fs::recursive_directory_iterator(".")) setPaths.insert(entry.path());
     return setPaths;
 }
 
@@ -39,18 +38,6 @@ Names Findings() {
 std::size_t CountFound() {
     return Tool("query --dir disk --from 2024-03-04 --json").Json().size();
 }
-
-/// Keeps a directory as a running host does.
-class CHostAtWork {
-public:
-    explicit CHostAtWork(const char* pDir) : m_nLock(open(pDir, O_RDONLY | O_DIRECTORY)) {
-        EXPECT_EQ(flock(m_nLock, LOCK_EX | LOCK_NB), 0);
-    }
-    ~CHostAtWork() { close(m_nLock); }
-
-private:
-    const int m_nLock;
-};
 
 class ToolDamage : public CToolTest {
 protected:
@@ -185,34 +172,22 @@ TEST_F(ToolDamage, RepairRefusesToRemoveMuchUnlessTold) {
     ExpectEnd(0, strApply + " --yes");
 }
 
-TEST_F(ToolDamage, ADirectoryInUseIsNotRepairedNorPruned) {
-    PutFile(CHANNEL + "notes.txt", "x");
-    PutFile("disk/ImageFile/20240304/cam01/20240304_080000.jpg", "x");
+TEST_F(ToolDamage, WhereADirectoryIsInUseOrNotInOrderNothingIsRepairedNorPruned) {
+    Import("used", "2024-03-04 10:00:00");
+    PutFile("used/RecordFile/notes", "x");
+    PutFile("used/ImageFile/20240304/cam01/20240304_080000.jpg", "x");
+    const std::string strPrune = "prune --before today --apply --dir disk --dir used";
     const auto setBefore = Tree();
-    {
-        const CHostAtWork host("disk");
-        for (const char* pCommand :
-             {"repair", "prune --before today", "prune --before today --kind pictures"}) {
-            ExpectEnd(1, std::string(pCommand) + " --dir disk --apply", "is in use");
-        }
+    const int nLock = open("used", O_RDONLY | O_DIRECTORY);
+    ASSERT_EQ(flock(nLock, LOCK_EX | LOCK_NB), 0);
+    for (const std::string& strCommand :
+         {std::string("repair --apply --dir used"), strPrune, strPrune + " --kind pictures"}) {
+        ExpectEnd(1, strCommand, "used is in use");
     }
-    // It would take away what a repair asks about.
-    ExpectEnd(1, "prune --dir disk --before today --apply", "not in order");
+    close(nLock);
+    ExpectEnd(1, strPrune, "used: the index is not in order");  // it asks about more than a day
     EXPECT_EQ(Tree(), setBefore);
-}
-
-TEST_F(ToolDamage, PruneDeletesNothingWhereOneOfItsDirectoriesRefuses) {
-    Import("disk2", "2024-03-04 10:00:00");
-    const auto setBefore = Tree();
-    const std::string strPrune = "prune --dir disk --dir disk2 --before today --apply";
-    {
-        const CHostAtWork host("disk2");
-        ExpectEnd(1, strPrune, "disk2 is in use");
-    }
-    PutFile("disk2/RecordFile/notes", "x");
-    ExpectEnd(1, strPrune, "disk2: the index is not in order");
-    EXPECT_EQ(Tree(), setBefore);
-    fs::remove("disk2/RecordFile/notes");
+    fs::remove("used/RecordFile/notes");
     ExpectEnd(0, strPrune, "4 files deleted");
     EXPECT_EQ(Findings(), Names{});
 }
