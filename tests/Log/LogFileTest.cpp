@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,18 +19,21 @@ protected:
         return m_dir / ("LocalStorage_" + strWhich + ".log");
     }
 
-    /// A start, and lines, which end with ";" here, output at once; then "which: content" of every
-    /// log file.
-    std::vector<std::string> Output(const std::string& strLines, std::uint32_t nSize,
+    /// A start, and lines, which end with ";" here, output at once, or in several calls, each of
+    /// which ends with "|"; then "which: content" of every log file.
+    std::vector<std::string> Output(const std::string& strCalls, std::uint32_t nSize,
                                     bool bCycle = true, int nResult = LOG_OK) const {
         CLogFile logFile;
         EXPECT_EQ(logFile.StartWriteFile(m_dir.Path().c_str(), nSize, bCycle), LOG_OK);
-        std::vector<std::uint16_t> vLen;
-        for (std::size_t nBegin = 0, nEnd; nBegin < strLines.size(); nBegin = nEnd) {
-            nEnd = strLines.find(';', nBegin) + 1;
-            vLen.push_back(static_cast<std::uint16_t>(nEnd - nBegin));
+        std::istringstream calls(strCalls);
+        for (std::string strLines; std::getline(calls, strLines, '|');) {
+            std::vector<std::uint16_t> vLen;
+            for (std::size_t nBegin = 0, nEnd; nBegin < strLines.size(); nBegin = nEnd) {
+                nEnd = strLines.find(';', nBegin) + 1;
+                vLen.push_back(static_cast<std::uint16_t>(nEnd - nBegin));
+            }
+            EXPECT_EQ(logFile.InputDataToFile({strLines.data(), vLen}), nResult);
         }
-        EXPECT_EQ(logFile.InputDataToFile({strLines.data(), vLen}), nResult);
         std::vector<std::string> vFiles;
         for (const auto& entry : std::filesystem::directory_iterator(m_dir.Path())) {
             const std::string strName = entry.path().stem();
@@ -44,7 +48,7 @@ protected:
 
 TEST_F(LogFileTest, TwoFilesTakeTurnsAndNoLineIsSplit) {
     PutFile(Path("2"), "old");
-    EXPECT_THAT(Output("aaaa;bbbb;c;d;eeeeeee;f;", 10),
+    EXPECT_THAT(Output("aaaa;|bbbb;|c;d;eeeeeee;f;", 10),
                 UnorderedElementsAre("1_W: eeeeeee;f;", "2: c;d;"))
         << "the limit is reached exactly, and each file replaces its own predecessor";
     std::filesystem::rename(Path("1_W"), Path("2_W"));
