@@ -26,11 +26,9 @@ recFileInfo FileFromNow() {
     const std::time_t nNow = std::time(nullptr);
     std::tm st;
     ::localtime_r(&nNow, &st);
-    recFileInfo stFile;
-    stFile.stStartTime =
-        BlockTime(st.tm_year + 1900, st.tm_mon + 1, st.tm_mday, st.tm_hour, st.tm_min, st.tm_sec);
-    stFile.stEndTime = BlockTime(st.tm_year + 1900, st.tm_mon + 1, st.tm_mday, 23, 59, 59);
-    return stFile;
+    const int nYear = st.tm_year + 1900, nMonth = st.tm_mon + 1;
+    return Recording(BlockTime(nYear, nMonth, st.tm_mday, st.tm_hour, st.tm_min, st.tm_sec),
+                     BlockTime(nYear, nMonth, st.tm_mday, 23, 59, 59));
 }
 
 void RecordCamera(CRecordingHost& host, unsigned nCamera, bool bRestarts) {
