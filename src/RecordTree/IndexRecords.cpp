@@ -10,14 +10,14 @@ namespace {
 // "00" to "99", one behind the other.
 constexpr std::array<char, 200> TWO_DIGITS = [] {
     std::array<char, 200> aText{};
-    for (unsigned n = 0; n < 100; ++n) {
+    for (std::size_t n = 0; n < 100; ++n) {
         aText[2 * n] = static_cast<char>('0' + n / 10);
         aText[2 * n + 1] = static_cast<char>('0' + n % 10);
     }
     return aText;
 }();
 
-char* PutTwo(char* pText, unsigned nValue) {
+char* PutTwo(char* pText, std::size_t nValue) {
     std::memcpy(pText, &TWO_DIGITS[2 * nValue], 2);
     return pText + 2;
 }

@@ -35,9 +35,8 @@ CIndexMgr::StorageType ConvertLocalStorageTypeToStorageType(LocalStorageType enu
 }
 
 void ConvertVexListToStdList(const CVexList<pathNode>& src, std::list<std::string>& dst) {
-    for (auto it = src.begin(); it != src.end(); ++it) {
-        const char* pPath = (*it).szPath;
-        dst.emplace_back(pPath, strnlen(pPath, LOCALSTORAGE_PATH_SIZE));
+    for (const pathNode& node : src) {
+        dst.emplace_back(node.szPath, strnlen(node.szPath, LOCALSTORAGE_PATH_SIZE));
     }
 }
 
