@@ -59,27 +59,40 @@ directoryNote ReadNote(OSL_FileHandle hFile) {
 }
 
 // In place, since the lock is on the file; so short a text is written as a whole or not at all.
-bool WriteNote(OSL_FileHandle hFile, const directoryNote& st) {
+bool WriteNote(const std::string& strPath, const directoryNote& st) {
     std::string strText = std::string(IDENTITY) + st.strIdentity + "\n";
     if (st.tInUse) strText += std::string(IN_USE) + std::to_string(*st.tInUse) + "\n";
-    return OSL_FileSeek(hFile, 0, 0, nullptr) == 0 &&
-           OSL_WriteFile(hFile, strText.data(), strText.size(), nullptr) == 0 &&
-           OSL_TruncateFile(hFile, static_cast<std::int64_t>(strText.size())) == 0 &&
-           OSL_SyncData(hFile) == 0;
+    const OSL_FileHandle hFile = OSL_OpenFile(strPath.c_str(), OSL_OPEN_WRITE, 0);
+    if (hFile == OSL_INVALID_FILE) return false;
+    bool bDone = OSL_WriteFile(hFile, strText.data(), strText.size(), nullptr) == 0 &&
+                 OSL_TruncateFile(hFile, static_cast<std::int64_t>(strText.size())) == 0 &&
+                 OSL_SyncData(hFile) == 0;
+    bDone &= OSL_CloseFile(hFile) == 0;
+    return bDone;
+}
+
+bool MakeFile(const std::string& strPath) {
+    const OSL_FileHandle hFile =
+        OSL_OpenFile(strPath.c_str(), OSL_OPEN_WRITE | OSL_OPEN_CREATE, OSL_FILE_SHARED);
+    if (hFile != OSL_INVALID_FILE) OSL_CloseFile(hFile);
+    return hFile != OSL_INVALID_FILE;
 }
 
 // Opens `hLock` where it is not open, and locks it. 0, or the system's error number; then it is
 // closed.
 int Lock(OSL_FileHandle& hLock, const std::string& strPath, unsigned nFlags) {
-    if (hLock == OSL_INVALID_FILE) {
-        hLock =
-            OSL_OpenFile(strPath.c_str(), nFlags, nFlags & OSL_OPEN_CREATE ? OSL_FILE_SHARED : 0u);
-        if (hLock == OSL_INVALID_FILE) return OSL_GetSystemLastError();
-    }
-    if (OSL_LockFile(hLock) == 0) return 0;
+    if (hLock == OSL_INVALID_FILE) hLock = OSL_OpenFile(strPath.c_str(), nFlags, 0);
+    if (hLock != OSL_INVALID_FILE && OSL_LockFile(hLock) == 0) return 0;
     const int nError = OSL_GetSystemLastError();
-    OSL_CloseFile(std::exchange(hLock, OSL_INVALID_FILE));
+    if (hLock != OSL_INVALID_FILE) OSL_CloseFile(std::exchange(hLock, OSL_INVALID_FILE));
     return nError;
+}
+
+// NFS locks only what is open for writing; elsewhere that would keep a disk from being remounted
+// read-only.
+int LockNote(OSL_FileHandle& hLock, const std::string& strPath) {
+    const int nError = Lock(hLock, strPath, OSL_OPEN_READ);
+    return nError == EBADF ? Lock(hLock, strPath, OSL_OPEN_READ | OSL_OPEN_WRITE) : nError;
 }
 
 }  // namespace
@@ -93,20 +106,26 @@ directoryNote ReadDirectoryNote(const std::string& strRecDir) {
 }
 
 int CDirectoryLock::Take(const std::string& strRecDir, NoFile eNoFile) {
+    const std::string strPath = NotePath(strRecDir);
     const bool bHeld = m_hFile != OSL_INVALID_FILE;
-    const unsigned nMake = eNoFile == NoFile::IsMade ? unsigned{OSL_OPEN_CREATE} : 0;
-    const int nError = Lock(m_hFile, NotePath(strRecDir), OSL_OPEN_READ | OSL_OPEN_WRITE | nMake);
+    int nError = LockNote(m_hFile, strPath);
+    if (nError == ENOENT && eNoFile == NoFile::IsMade && MakeFile(strPath)) {
+        nError = LockNote(m_hFile, strPath);
+    }
     if (nError == EWOULDBLOCK) return Refuse(nError);
     const int nDirError = Lock(m_hDir, strRecDir + "/", OSL_OPEN_READ);
     if (nDirError == EWOULDBLOCK) return Refuse(nDirError);
-    if (nError == 0 && !bHeld) m_stNote = ReadNote(m_hFile);
-    if (nError == 0 && nMake != 0 && m_stNote.strIdentity.empty()) MakeIdentity();
+    if (nError == 0 && !bHeld) {
+        m_strPath = strPath;
+        m_stNote = ReadNote(m_hFile);
+        if (m_stNote.strIdentity.empty() && eNoFile == NoFile::IsMade) MakeIdentity();
+    }
     return nDirError == 0 ? 0 : nError;
 }
 
 void CDirectoryLock::MakeIdentity() {
     m_stNote.strIdentity = NewIdentity();
-    if (!WriteNote(m_hFile, m_stNote)) m_stNote.strIdentity.clear();
+    if (!WriteNote(m_strPath, m_stNote)) m_stNote.strIdentity.clear();
 }
 
 int CDirectoryLock::Refuse(int nError) {
@@ -124,5 +143,5 @@ void CDirectoryLock::Release() {
 bool CDirectoryLock::SetInUse(std::optional<std::time_t> tInUse) {
     if (m_hFile == OSL_INVALID_FILE) return false;
     m_stNote.tInUse = tInUse;
-    return WriteNote(m_hFile, m_stNote);
+    return WriteNote(m_strPath, m_stNote);
 }

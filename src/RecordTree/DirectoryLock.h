@@ -50,6 +50,7 @@ private:
     void MakeIdentity();
 
     std::int64_t m_hFile = -1, m_hDir = -1;
+    std::string m_strPath;  // of the file, while that is locked
     directoryNote m_stNote;
 };
 

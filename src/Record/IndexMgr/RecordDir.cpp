@@ -108,9 +108,10 @@ std::optional<std::time_t> CRecordDir::BeginUse() {
     return tLast;
 }
 
+// Asks first, so that nothing is noted on another disk.
 void CRecordDir::EndUse() {
     OSL_Guard guard(m_mtx);
-    if (std::exchange(m_bInUse, false)) m_objLock.SetInUse(std::nullopt);
+    if (std::exchange(m_bInUse, false) && IsPresent()) m_objLock.SetInUse(std::nullopt);
 }
 
 bool CRecordDir::IsSame(const CRecordDir& other) const {
