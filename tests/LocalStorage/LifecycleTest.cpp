@@ -1,6 +1,4 @@
-// Factory, start and stop.
-
-#include <cerrno>
+// Factory, start and stop, and what every operation refuses.
 
 #include "LocalStorage/EngineTest.h"
 #include "Support/AllocationFault.h"
@@ -8,7 +6,7 @@
 using testing::ElementsAre;
 
 TEST(Factory, RefusesNullAndLeavesTheCallersPointer) {
-    ClearTrace();
+    ForgetLines();
     EXPECT_EQ(NewLocalStorageClass(nullptr), 0);
     EXPECT_EQ(DelLocalStorageClass(nullptr), 0);
     CLocalStorageInterface* pEngine = nullptr;
@@ -17,11 +15,10 @@ TEST(Factory, RefusesNullAndLeavesTheCallersPointer) {
     CLocalStorageInterface* const pBefore = pEngine;
     EXPECT_EQ(DelLocalStorageClass(&pEngine), 1);
     EXPECT_EQ(pEngine, pBefore);
-    EXPECT_EQ(TakeTrace("$").back(), "-> log stopped");
+    EXPECT_EQ(LinesWith("log stopped"), 2u);
 }
 
 TEST(Factory, WithoutMemoryThereIsNoEngine) {
-    KeepLines(false);  // which takes memory of its own
     int nRefused = 0;
     for (bool bMade = false; !bMade; nRefused += !bMade) {
         CLocalStorageInterface* pEngine = nullptr;
@@ -39,114 +36,155 @@ TEST(Factory, WithoutMemoryThereIsNoEngine) {
 
 class Lifecycle : public CEngineTest {};
 
-TEST_F(Lifecycle, ChecksTheBounds) {
+TEST_F(Lifecycle, SettingsHaveBounds) {
     const struct {
         unsigned nChannels, nFileSize, nStreamType;
         bool bAnalyze, bOk;
-    } CASES[] = {
+    } cases[] = {
         {64, 2048, 0, true, true},  {0, 0, 1, false, true},   {65, 256, 0, false, false},
         {1, 2049, 0, false, false}, {1, 256, 1, true, false},
     };
-    AddDisk();
-    for (const auto& stCase : CASES) {
-        m_stInfo.nMaxChannels = stCase.nChannels;
-        m_stInfo.nFileSize = stCase.nFileSize;
-        m_stInfo.enumStreamType = static_cast<StreamType>(stCase.nStreamType);
-        m_stInfo.bAnalyze = stCase.bAnalyze;
-        EXPECT_EQ(m_pEngine->Initialize(m_stInfo), stCase.bOk) << stCase.nChannels;
-        EXPECT_EQ(m_pEngine->GetLastError(), stCase.bOk ? 0 : -20);
+    AddDisk("1");
+    for (const auto& c : cases) {
+        m_stInfo.nMaxChannels = c.nChannels;
+        m_stInfo.nFileSize = c.nFileSize;
+        m_stInfo.enumStreamType = static_cast<StreamType>(c.nStreamType);
+        m_stInfo.bAnalyze = c.bAnalyze;
+        EXPECT_EQ(m_pEngine->Initialize(m_stInfo), c.bOk) << c.nChannels;
+        EXPECT_EQ(LastError(), c.bOk ? 0 : STORAGE_ERROR_PARAM);
         m_pEngine->Release();
     }
-    Stop();
-    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));  // no directory at all
-    AddDisk();
-    m_stInfo.lsRecDir.push_back(pathNode());  // an empty path would be the machine's root
-    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
-    EXPECT_EQ(m_pEngine->GetLastError(), -20);
+    Reset();
+    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo)) << "no directory at all";
+    AddDisk("1");
+    AddRecordDir(m_stInfo, "");
+    EXPECT_FALSE(m_pEngine->Initialize(m_stInfo)) << "the machine's root";
+
+    EXPECT_EQ(SetStorageOption(0, 1), 0);
+    EXPECT_EQ(SetStorageOption(STORAGE_OPTION_SYNC_INTERVAL, -1), 0);
+    EXPECT_EQ(SetStorageOption(STORAGE_OPTION_FULL_SPACE, 63), 0);
+    ASSERT_EQ(SetStorageOption(STORAGE_OPTION_FULL_SPACE, 64), 1);
+    Reset();
+    Start();
+    SetRoom(65);
+    EXPECT_TRUE(Open("cam01", Hour(4, 8)));
+    SetRoom(64);
+    EXPECT_FALSE(Open("cam01", Hour(4, 9)));
+    EXPECT_EQ(SetStorageOption(STORAGE_OPTION_FULL_SPACE, LOCALSTORAGE_DISK_FULL_SPACE), 1);
 }
 
 TEST_F(Lifecycle, StartsOnceAndStopsOnceQuietly) {
-    AddDisk();
-    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+    Start();
     EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
     CLocalStorage other;
-    EXPECT_FALSE(other.Initialize(m_stInfo));  // one engine per directory
-    EXPECT_EQ(other.GetLastError(), -2);
+    EXPECT_FALSE(other.Initialize(m_stInfo)) << "one engine per directory";
+    EXPECT_EQ(other.GetLastError(), STORAGE_ERROR_INDEX);
 
     ASSERT_TRUE(Open("cam01", Hour(5, 8)));
     ASSERT_TRUE(Write("cam01", Hour(5, 8), "abc"));
-    Said();
+    ForgetMessages();
     EXPECT_TRUE(m_pEngine->Release());
     EXPECT_FALSE(m_pEngine->Release());
-    EXPECT_THAT(Said(), ElementsAre("[wtb][CLocalStorage::Release] close all opened channel",
-                                    "[wtb][CLocalStorage::Release] close disk check thread",
-                                    "[wtb][CLocalStorage::Release] success",
-                                    "[wtb][CLocalStorage::Release] not initialized"));
-    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
-    EXPECT_FALSE(Write("cam01", Hour(5, 8), "abc"));  // its channel is gone, its file is not
+    EXPECT_THAT(Said(), ElementsAre());
+    Start();
+    EXPECT_FALSE(Write("cam01", Hour(5, 8), "abc")) << "its channel is gone, its file is not";
     EXPECT_EQ(GetFile(RecordFiles().at(0)), "abc");
 }
 
-TEST_F(Lifecycle, FullDisksAreNoError) {
-    SetRoom(FULL);
+TEST_F(Lifecycle, FullDisksAreNoErrorAndTheFirstIsCurrent) {
     for (const bool bCycWrite : {true, false}) {
-        m_stInfo.bCycWrite = bCycWrite;
-        m_stInfo.bAutoDelete = false;
+        Reset();
+        SetRoom(FULL);
         AddDisk("1");
         AddDisk("2");
-        EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
-        // The first directory is current all the same.
+        m_stInfo.bCycWrite = bCycWrite;
+        m_stInfo.bAutoDelete = false;
+        Start();
         EXPECT_FALSE(Open("cam01", Hour(5, 8)));
-        EXPECT_THAT(Said().back(), testing::HasSubstr("IsDiskFull, m_strCurRecDir [$/1/]"));
-        Stop();
+        EXPECT_EQ(LastError(), STORAGE_ERROR_DISK_FULL);
+        EXPECT_EQ(LinesWith("IsDiskFull, m_strCurRecDir [" + Disk() + "]"), 1u);
     }
 }
 
 TEST_F(Lifecycle, TellsWhyItCannotStart) {
-    AddDisk();
-    for (const auto& [nThread, nError] : {std::pair(2, -4), std::pair(1, -2)}) {  // 1: the index's
-        m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN).From(static_cast<unsigned>(nThread));
+    AddDisk("1");
+    for (const auto& [nThread, nError] :
+         {std::pair(2u, STORAGE_ERROR_THREAD), std::pair(1u, STORAGE_ERROR_INDEX)}) {
+        m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN).From(nThread);
         EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
-        EXPECT_EQ(m_pEngine->GetLastError(), nError);
+        EXPECT_EQ(LastError(), nError);
         m_faults.ClearRules();
     }
     EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
 }
 
-TEST_F(Lifecycle, NothingWorksBeforeTheStart) {
-    char szPath[LOCALSTORAGE_PATH_SIZE];
-    EXPECT_FALSE(Open("cam01", Hour(5, 8)));
-    EXPECT_EQ(m_pEngine->GetLastError(), -11);
-    EXPECT_FALSE(Write("cam01", Hour(5, 8), "abc"));
-    EXPECT_FALSE(Close("cam01", Hour(5, 8)));
-    EXPECT_EQ(Find("cam01", Time(5, 0), Time(6, 0)), Trace());
+TEST_F(Lifecycle, EveryOperationRefusesWhatItCannotDo) {
+    constexpr int KEPT = 0;  // only openings tell a code
+    char szCamera[] = "cam01", szPath[LOCALSTORAGE_PATH_SIZE];
+    recFileInfo stFile = Hour(5, 8);
+    recQueryParam stQuery;
+    const auto open = [&](const tagBlockTime& stStart, const tagBlockTime& stEnd) {
+        return Open(szCamera, Recording(stStart, stEnd));
+    };
+    const struct {
+        int nError;
+        std::function<bool()> call;
+    } refused[] = {
+        {STORAGE_ERROR_PARAM,
+         [&] { return m_pEngine->OpenChannelRecord(nullptr, nullptr, stFile); }},
+        {STORAGE_ERROR_PARAM, [&] { return open(Time(5, 8), Time(5, 7)); }},
+        {STORAGE_ERROR_PARAM, [&] { return open(Time(5, 8), BlockTime(10000, 1, 1)); }},
+        {STORAGE_ERROR_PARAM, [&] { return open(Time(5, 8, 0, 100), Time(5, 9)); }},
+        {KEPT, [&] { return m_pEngine->CloseChannelRecord(nullptr, stFile); }},
+        {KEPT, [&] { return Close(szCamera, stFile); }},
+        {KEPT, [&] { return m_pEngine->WriteData(szCamera, 0, nullptr, 0, stFile); }},
+        {KEPT, [&] { return m_pEngine->WriteData(nullptr, 0, szCamera, 1, stFile); }},
+        {KEPT, [&] { return Write(szCamera, stFile, "data"); }},
+        {KEPT, [&] { return m_pEngine->QueryRecFile(stQuery, nullptr); }},
+        {KEPT, [&] { return !Find(szCamera, Time(6, 0), Time(5, 0)).empty(); }},
+        {KEPT, [&] { return m_pEngine->WriteImage(nullptr, "", 0, szPath); }},
+        {KEPT, [&] { return m_pEngine->WriteImage(szCamera, nullptr, 0, szPath); }},
+        {KEPT, [&] { return m_pEngine->WriteImage(szCamera, "", 0, nullptr); }},
+        {KEPT, [&] { return Picture("..", "jpg"); }},
+    };
+    const std::function<bool()> works[] = {
+        [&] { return open(Time(5, 8), Time(5, 8)); },
+        [&] { return Record(szCamera, stFile); },
+        [&] { return Find(szCamera, Time(5, 0), Time(6, 0)).size() == 2; },
+        [&] { return Picture(szCamera, "jpg"); },
+    };
+    for (const auto& work : works) EXPECT_FALSE(work()) << "not started, " << &work - works;
+    EXPECT_FALSE(Write(szCamera, stFile, "data") || Close(szCamera, stFile));
+    EXPECT_EQ(LastError(), STORAGE_ERROR_NOT_INIT);
     EXPECT_EQ(m_pEngine->GetDiskWriteSpeed(), 0u);
-    EXPECT_FALSE(m_pEngine->WriteImage("cam01", "jpg", 3, szPath));
-    EXPECT_THAT(LinesWith("not initialized"), testing::SizeIs(6));
+    Start();
+    for (const auto& c : refused) {
+        EXPECT_FALSE(c.call()) << &c - refused;
+        EXPECT_TRUE(c.nError == KEPT || LastError() == c.nError) << &c - refused;
+    }
+    EXPECT_THAT(RecordFiles(), testing::IsEmpty());
+    EXPECT_FALSE(Exists(Disk() + "ImageFile"));
+    for (const auto& work : works) EXPECT_TRUE(work()) << &work - works;
 }
 
 TEST_F(Lifecycle, AStartTellsWhichRecordFolderItUsesWhenThatIsNotPlain) {
-    using testing::Contains;
-    using testing::HasSubstr;
-    AddDisk();
     m_faults.SkipSleeps();
     PutFile(Disk() + "RecordFile", "no folder");
+    AddDisk("1");
     for (const bool bFirst : {true, false}) {
+        ForgetLines();
         EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
-        const Trace lsSaid = Said();
-        EXPECT_THAT(lsSaid, Contains(HasSubstr("RecordFile cannot be read: Not a directory")));
-        EXPECT_THAT(lsSaid, Contains(HasSubstr("BackupFile is used on all disks")));
+        EXPECT_GT(LinesWith("RecordFile cannot be read: Not a directory"), 0u);
+        EXPECT_EQ(LinesWith("BackupFile is used on all disks"), 1u);
         if (bFirst) Record("cam_1_0", Hour(5, 8));
         m_pEngine->Release();
     }
     std::filesystem::remove(Disk() + "RecordFile");
     std::filesystem::create_directory(m_dir / "larger");
     std::filesystem::create_directory_symlink(m_dir / "larger", Disk() + "RecordFile");
-    Said();
     EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
-    const Trace lsSaid = Said();
-    EXPECT_THAT(lsSaid, Contains(HasSubstr("the record folder is a link")));
-    EXPECT_THAT(lsSaid, Contains(HasSubstr("to RecordFile [1], BackupFile is gone")));
+    EXPECT_EQ(LinesWith("the record folder is a link"), 1u);
+    EXPECT_EQ(LinesWith("to RecordFile [1], BackupFile is gone"), 1u);
     EXPECT_STREQ(g_pRecDirName, "RecordFile");
-    EXPECT_EQ(Find("cam_1_0", Time(5, 0), Time(6, 0)).size(), 1u);
+    EXPECT_EQ(Recordings("cam_1_0").size(), 1u);
 }

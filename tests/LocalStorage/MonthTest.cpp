@@ -28,31 +28,29 @@ protected:
             const auto nFiles = std::count_if(
                 m_setLive.begin(), m_setLive.end(),
                 [&](const auto& strPath) { return strPath.starts_with(Disk(strDisk)); });
-            m_faults.SetFreeSpace(Disk(strDisk), 2048 + std::max<long>(FILES_PER_DISK - nFiles, 0));
+            SetRoom(FULL + std::max<long>(FILES_PER_DISK - nFiles, 0), strDisk);
         }
-        char szPath[LOCALSTORAGE_PATH_SIZE];
-        m_pEngine->WriteImage("cam_1_0", "", 0, szPath);
-        for (const std::string& strDisk : m_vDisk) m_faults.SetFreeSpace(Disk(strDisk), ROOM);
-        tagBlockTime stLast;
-        stLast.wYear = 9999;
-        m_pEngine->DeleteImagesByDay(stLast);  // waits for a check that still runs
+        CheckDisk();
+        for (const std::string& strDisk : m_vDisk) SetRoom(ROOM, strDisk);
+        m_pEngine->DeleteImagesByDay(BlockTime(9999, 1, 1));  // waits for a check that still runs
         for (const std::string& strDisk : m_vDisk) {
             std::filesystem::remove_all(Disk(strDisk) + "ImageFile");
         }
     }
 
     void UpdateFromMessages() {
-        for (const HostMessage& stMessage : Messages()) {
-            if (stMessage.nType == MESSAGEVALUE_CREATEFILE) m_setLive.insert(stMessage.strPath);
-            if (stMessage.nType == MESSAGEVALUE_CLOSEFILE) m_setOpen.erase(stMessage.strPath);
-            if (stMessage.nType == MESSAGEVALUE_CREATEFILE) m_setOpen.insert(stMessage.strPath);
+        for (const hostMessage& stMessage : Messages()) {
+            const std::string& strPath = stMessage.strWhat;
+            if (stMessage.nType == MESSAGEVALUE_CREATEFILE) m_setLive.insert(strPath);
+            if (stMessage.nType == MESSAGEVALUE_CREATEFILE) m_setOpen.insert(strPath);
+            if (stMessage.nType == MESSAGEVALUE_CLOSEFILE) m_setOpen.erase(strPath);
             if (stMessage.nType != MESSAGEVALUE_DELETEFILE) continue;
-            EXPECT_EQ(m_setLive.erase(stMessage.strPath), 1u) << stMessage.strPath;
-            EXPECT_EQ(m_setOpen.count(stMessage.strPath), 0u) << stMessage.strPath;
-            m_strLastDeleted = std::max(m_strLastDeleted, DayOf(stMessage.strPath));
+            EXPECT_EQ(m_setLive.erase(strPath), 1u) << strPath;
+            EXPECT_EQ(m_setOpen.count(strPath), 0u) << strPath;
+            m_strLastDeleted = std::max(m_strLastDeleted, DayOf(strPath));
             ++m_nDeleted;
         }
-        ClearTrace();
+        ForgetMessages();
     }
     static std::string DayOf(const std::string& strPath) {
         return std::filesystem::path(strPath).parent_path().parent_path().filename();
@@ -60,18 +58,14 @@ protected:
 
     PathSet Indexed() {
         PathSet setPath;
-        tagBlockTime stFrom = Time(1, 0), stTo = Time(1, 0);
-        stTo.wYear = 2025;
         for (int i = 0; i < CAMERAS; ++i) {
-            for (const std::string& strPath : Find(Camera(i), stFrom, stTo)) {
-                setPath.insert(strPath);
-            }
+            for (const std::string& strPath : Recordings(Camera(i))) setPath.insert(strPath);
         }
         return setPath;
     }
 
     void CheckAgreement() {
-        const std::vector<std::string> vTree = RecordFiles();
+        const Texts vTree = RecordFiles();
         EXPECT_EQ(PathSet(vTree.begin(), vTree.end()), m_setLive);
         if (m_stInfo.enumStorageType == LOCAL_STORAGE_REMOTE_BACKUP) {
             EXPECT_EQ(Indexed(), m_setLive);
@@ -85,17 +79,16 @@ protected:
         }
     }
 
-    void Run(LocalStorageType eType, const std::vector<std::string>& vDisk) {
+    void Run(LocalStorageType eType, const Texts& vDisk) {
         m_vDisk = vDisk;
         for (const std::string& strDisk : vDisk) AddDisk(strDisk);
         m_stInfo.bCycWrite = vDisk.size() > 1;
         m_stInfo.nFileSize = 0;  // in the client layout a file per piece
-        KeepLines(false);
         Start(eType);
         int nPasses = 0;
         for (int nStep = 0; nStep < DAYS * FILES_PER_DAY; ++nStep) {
             for (int i = 0; i < CAMERAS; ++i) RecordStep(Camera(i), nStep);
-            m_faults.AdvanceTime(24LL * 3600 * 1000 / FILES_PER_DAY);
+            m_faults.AdvanceTime(DAY / FILES_PER_DAY);
             UpdateFromMessages();
             const auto nBefore = m_nDeleted;
             CheckDisks();
@@ -121,14 +114,13 @@ protected:
         if (nStep > 0) {
             ASSERT_TRUE(Close(strCamera, Step(nStep - 1)));
         }
-        ASSERT_TRUE(Open(strCamera, Step(nStep))) << nStep << " " << m_pEngine->GetLastError();
+        ASSERT_TRUE(Open(strCamera, Step(nStep))) << nStep << " " << LastError();
         ASSERT_TRUE(Write(strCamera, Step(nStep), strCamera));
     }
     static recFileInfo Step(int nStep) {
-        return Hour(static_cast<unsigned>(1 + nStep / FILES_PER_DAY),
-                    static_cast<unsigned>(nStep % FILES_PER_DAY * (24 / FILES_PER_DAY)));
+        return Hour(1 + nStep / FILES_PER_DAY, nStep % FILES_PER_DAY * (24 / FILES_PER_DAY));
     }
-    std::vector<std::string> m_vDisk;
+    Texts m_vDisk;
     recFileInfo m_stFile;
     PathSet m_setLive;  ///< what the messages say is there
     PathSet m_setOpen;  ///< and what of it is open

@@ -1,36 +1,26 @@
 // Deletion passes and what they tidy.
 
 #include <atomic>
-#include <cerrno>
 #include <cstring>
 #include <thread>
 
 #include "LocalStorage/EngineTest.h"
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
 class Overwriting : public CEngineTest {
 protected:
-    std::string Day(unsigned nDay) const {
-        return Disk() + "RecordFile/202403" + (nDay < 10 ? "0" : "") + std::to_string(nDay);
+    std::string Day(int nDay) const {
+        return Disk() + "RecordFile/" + Digits(Time(nDay, 0)).substr(0, 8);
     }
-    std::string Path(const std::string& strCamera, unsigned nDay, unsigned nHour, int nType = 1) {
-        char szName[64];
-        std::snprintf(szName, sizeof(szName), "202403%02u%02u0000_202403%02u%02u0000_%d.mp4", nDay,
-                      nHour, nDay, nHour + 1, nType);
-        return Day(nDay) + "/" + strCamera + "/" + szName;
+    std::string Path(const std::string& strCamera, int nDay, int nHour, int nType = 1) const {
+        return Day(nDay) + "/" + strCamera + "/" + Digits(Time(nDay, nHour)) + "_" +
+               Digits(Time(nDay, nHour + 1)) + "_" + std::to_string(nType) + ".mp4";
     }
-    std::string InTrace(const std::string& strPath) const {
-        return "$" + strPath.substr(m_dir.Path().size());
-    }
-    Trace Deleted() { return PathsOf(MESSAGEVALUE_DELETEFILE); }
-    std::size_t Indexed(unsigned nDay) {
-        return Find("cam01", Time(nDay, 0), Time(nDay + 1, 0)).size();
-    }
+    std::size_t Indexed(int nDay) { return Find("cam01", Time(nDay, 0), Time(nDay + 1, 0)).size(); }
 };
 
 TEST_F(Overwriting, TakesTheOldestDayButNotOpenFiles) {
@@ -39,23 +29,10 @@ TEST_F(Overwriting, TakesTheOldestDayButNotOpenFiles) {
     Record("cam02", Hour(1, 9));
     ASSERT_TRUE(Open("cam01", Hour(1, 10)));
     Record("cam01", Hour(2, 8));
-    const std::string strTag = "[wtb][CLocalStorage::DeleteRecordFile] ";
-    const std::string strTell = strTag + "pFunCallback MESSAGEVALUE_DELETEFILE, strRecFilePath [";
-    const std::string strOne = InTrace(Path("cam01", 1, 8));
-    const std::string strTwo = InTrace(Path("cam02", 1, 9));
-    const std::string strOpen = InTrace(Path("cam01", 1, 10));
-    EXPECT_THAT(CheckFullDisk(),
-                ElementsAre("-> 1",
-                            "[wtb][CLocalStorage::CheckDisk] RemoteBackupStorage, pFunCallback "
-                            "MESSAGEVALUE_DISKFULL, bCycWrite [0]",
-                            "-> 4 " + strOne, strTell + strOne + "]",
-                            strTag + "Delete Record File Path [" + strOne + "]",
-                            "[wtb][CLocalStorage::IsRecFileWritting] file is writting, "
-                            "strRecFilePath [" +
-                                strOpen + "]",
-                            "-> 4 " + strTwo, strTell + strTwo + "]",
-                            strTag + "Delete Record File Path [" + strTwo + "]",
-                            strTag + "CleanUpDateDir Path [$/1/RecordFile/20240301/]"));
+    ForgetMessages();
+    CheckFullDisk();
+    EXPECT_EQ(Said().front(), "1   0 -") << "the host hears first that the disk is full";
+    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8), Path("cam02", 1, 9)));
     EXPECT_THAT(RecordFiles(), ElementsAre(Path("cam01", 1, 10), Path("cam01", 2, 8)));
     EXPECT_FALSE(Exists(Day(1) + "/cam02"));
     EXPECT_EQ(Indexed(1), 1u);
@@ -85,12 +62,12 @@ TEST_F(Overwriting, ADiskThatFailedForWantOfRoomIsTriedAgainRightAfterThePass) {
 
 TEST_F(Overwriting, AnotherProgramThatFillsTheDiskGetsADayInFiveSeconds) {
     Start();
-    for (unsigned nDay = 1; nDay <= 4; ++nDay) Record("cam01", Hour(nDay, 8));
+    for (int nDay = 1; nDay <= 4; ++nDay) Record("cam01", Hour(nDay, 8));
     SetRoom(FULL);
     for (const std::int64_t nLater : {0 * SECOND, 0 * SECOND, 5 * SECOND - 1}) {
         m_faults.AdvanceTime(nLater);
         EXPECT_FALSE(Open("cam01", Hour(5, 8)));
-        EXPECT_EQ(m_pEngine->GetLastError(), -10);
+        EXPECT_EQ(LastError(), STORAGE_ERROR_DISK_FULL);
         EXPECT_THAT(Deleted(), SizeIs(1));
     }
     m_faults.AdvanceTime(1);
@@ -107,7 +84,7 @@ TEST_F(Overwriting, SpaceThatComesForEverIsNotAwaitedForEver) {
     Record("cam01", Hour(1, 8));
     std::atomic<std::uint64_t> nMiB = 0;
     SetRoom(nMiB);
-    auto looks = m_faults.Before(Op::StatVfs, Any(), [&] { SetRoom(++nMiB); });
+    const auto looks = m_faults.Before(Op::StatVfs, Any(), [&] { SetRoom(++nMiB); });
     CheckDisk();
     EXPECT_THAT(Deleted(), SizeIs(1));
     EXPECT_LT(looks.Seen(), 210u);
@@ -115,9 +92,9 @@ TEST_F(Overwriting, SpaceThatComesForEverIsNotAwaitedForEver) {
 
 // As on xfs: the space is there a moment after the file went.
 TEST_F(Overwriting, SpaceThatComesLaterCostsNoSecondDay) {
-    AddDisk();
+    AddDisk("1");
     AddDisk("unused");  // since the writing is not cyclic
-    m_faults.SetFreeSpace(m_dir / "unused", ROOM);
+    SetRoom(ROOM, "unused");
     Start();
     Record("cam01", Hour(1, 8));
     Record("cam01", Hour(2, 8));
@@ -163,23 +140,19 @@ TEST_F(Overwriting, AFolderNamedLikeARecordingIsNone) {
     const struct {
         LocalStorageType eType;
         std::string strFile, strFolder;
-    } CASES[] = {{LOCAL_STORAGE_REMOTE_BACKUP, Path("cam01", 5, 8), Path("cam01", 5, 10)},
+    } cases[] = {{LOCAL_STORAGE_REMOTE_BACKUP, Path("cam01", 5, 8), Path("cam01", 5, 10)},
                  {LOCAL_STORAGE_CLIENT, Day(5) + "/cam01/20240305_080000.mp4",
                   Day(5) + "/cam01/20240305_100000.mp4"}};
-    for (const auto& stCase : CASES) {
-        m_faults.SetTime(Morning());
-        Start(stCase.eType);
+    for (const auto& c : cases) {
+        Reset();
+        Start(c.eType);
         Record("cam01", Hour(5, 8));
-        std::filesystem::create_directory(stCase.strFolder);
-        auto rule = m_faults.Watch(Op::Unlink, Is(stCase.strFolder));
+        std::filesystem::create_directory(c.strFolder);
+        const auto unlinks = m_faults.Watch(Op::Unlink, Is(c.strFolder));
         CheckFullDisk();
-        EXPECT_THAT(Deleted(), ElementsAre(stCase.strFile));
-        EXPECT_EQ(rule.Seen(), 0u);
-        if (stCase.eType == LOCAL_STORAGE_REMOTE_BACKUP) {
-            EXPECT_EQ(Indexed(5), 0u);
-        }
-        Stop();
-        std::filesystem::remove_all(Disk());
+        EXPECT_THAT(Deleted(), ElementsAre(c.strFile));
+        EXPECT_EQ(unlinks.Seen(), 0u);
+        EXPECT_EQ(Indexed(5), 0u);
     }
 }
 
@@ -189,10 +162,10 @@ TEST_F(Overwriting, AFileGoesNoEarlierThanTheHostHearsThatItIsClosed) {
     const std::string strPath = RecordFiles().at(0);
     SetRoom(FULL);
     std::thread pass;
-    OnMessage([&](const HostMessage& stMessage) {
+    OnMessage([&](const hostMessage& stMessage) {
         if (stMessage.nType != MESSAGEVALUE_CLOSEFILE) return;
         pass = std::thread([this] { CheckDisk(); });
-        while (Exists(strPath) && LinesWith("file is writting").empty()) std::this_thread::yield();
+        while (Exists(strPath) && LinesWith("file is writting") == 0) std::this_thread::yield();
         EXPECT_TRUE(Exists(strPath));
     });
     EXPECT_TRUE(Close("cam01", recFileInfo()));
@@ -229,30 +202,24 @@ TEST_F(Overwriting, WhatCannotBeToldCostsNoDay) {
         Op eOp;
         int nError;
         std::string strBelow;
-        bool bOnce, bFull;
-    } CASES[] = {{Op::StatVfs, EIO, "", false, false},
-                 {Op::StatVfs, EIO, "", true, false},
-                 {Op::Stat, EIO, "", true, false},
-                 {Op::Open, EMFILE, "RecordFile", false, true},
-                 {Op::ReadDir, ENOMEM, "RecordFile/20240305", false, true}};
-    for (const auto& stCase : CASES) {
-        m_faults.SetTime(Morning());
+        std::uint64_t nTimes;
+        bool bFull;
+    } cases[] = {{Op::StatVfs, EIO, "", 99, false},
+                 {Op::StatVfs, EIO, "", 1, false},
+                 {Op::Stat, EIO, "", 1, false},
+                 {Op::Open, EMFILE, "RecordFile", 99, true},
+                 {Op::ReadDir, ENOMEM, "RecordFile/20240305", 99, true}};
+    for (const auto& c : cases) {
+        Reset();
         Start(LOCAL_STORAGE_CLIENT);
         Record("cam01", recFileInfo());
         m_faults.AdvanceTime(DAY);
         Record("cam01", recFileInfo());
-        if (stCase.bFull) SetRoom(FULL);
-        auto rule = m_faults.Fail(stCase.eOp, Below(Disk() + stCase.strBelow), stCase.nError);
-        if (stCase.bOnce) rule.Times(1);
-        const Trace lsSaid = CheckDisk();
-        EXPECT_THAT(Deleted(), SizeIs(0)) << &stCase - CASES;
-        if (stCase.bFull) {
-            EXPECT_THAT(lsSaid, Contains(HasSubstr(std::strerror(stCase.nError))));
-        }
-        m_faults.ClearRules();
-        SetRoom(ROOM);
-        Stop();
-        std::filesystem::remove_all(Disk());
+        if (c.bFull) SetRoom(FULL);
+        m_faults.Fail(c.eOp, Below(Disk() + c.strBelow), c.nError).Times(c.nTimes);
+        CheckDisk();
+        EXPECT_THAT(Deleted(), IsEmpty()) << &c - cases;
+        EXPECT_EQ(LinesWith(std::strerror(c.nError)) > 0, c.bFull) << &c - cases;
     }
 }
 
@@ -269,17 +236,18 @@ TEST_F(Overwriting, ADayFolderThatGoesUnderASwitchIsMadeAgain) {
 
 TEST_F(Overwriting, AnEmptyIndexTidiesNothing) {
     Start();
-    auto rule = m_faults.Watch(Op::RemoveDir, Any());
-    EXPECT_THAT(CheckFullDisk(), SizeIs(2));  // that the disk is full
-    EXPECT_EQ(rule.Seen(), 0u);
+    const auto removals = m_faults.Watch(Op::RemoveDir, Any());
+    CheckFullDisk();
+    EXPECT_EQ(removals.Seen(), 0u);
 }
 
 TEST_F(Overwriting, AFolderThatCannotBeRemovedIsGivenUp) {
     Start();
     Record("cam01", Hour(1, 8));
-    auto rule = m_faults.Fail(Op::RemoveDir, Is(Day(1) + "/cam01"), EBUSY);
-    EXPECT_THAT(CheckFullDisk(), Contains(HasSubstr("given up")));
-    EXPECT_EQ(rule.Seen(), 100u);
+    const auto removals = m_faults.Fail(Op::RemoveDir, Is(Day(1) + "/cam01"), EBUSY);
+    CheckFullDisk();
+    EXPECT_EQ(LinesWith("given up"), 1u);
+    EXPECT_EQ(removals.Seen(), 100u);
     EXPECT_THAT(Deleted(), SizeIs(1));
 }
 
@@ -313,35 +281,25 @@ TEST_F(Overwriting, ASwitchDuringAPassKeepsItsFile) {
 TEST_F(Overwriting, TheClientLayoutLosesItsOldestDayOfTheKindAskedFor) {
     const struct {
         StoreFileType eKind;
-        std::string strKind, strShort, strFile;
-    } CASES[] = {{STORE_FILE_RECORD, "Record", "Rec", "20240305/cam01/20240305_080000.mp4"},
-                 {STORE_FILE_IMAGE, "Image", "Img", "20240305/check/20240305_080000.jpg"}};
-    for (const auto& stCase : CASES) {
-        m_stInfo.enumStoreFileType = stCase.eKind;
-        m_faults.SetTime(Morning());
+        std::string strFolder, strFile;
+    } cases[] = {{STORE_FILE_RECORD, "RecordFile/", "cam01/20240305_080000.mp4"},
+                 {STORE_FILE_IMAGE, "ImageFile/", "check/20240305_080000.jpg"}};
+    for (const auto& c : cases) {
+        Reset();
+        m_stInfo.enumStoreFileType = c.eKind;
         Start(LOCAL_STORAGE_CLIENT);
         Record("cam01", Hour(1, 1));
         CheckDisk();  // leaves a picture
         m_faults.AdvanceTime(DAY);
         Record("cam01", Hour(1, 1));
         CheckDisk();
-        std::filesystem::create_directories(Disk() + stCase.strKind + "File/20240101/cam07");
-        const std::string strTag = "[wtb][CLocalStorage::Delete" + stCase.strKind + "File] ";
-        const std::string strRoot = "/" + stCase.strKind + "File/";
-        const std::string strFile = "$/1" + strRoot + stCase.strFile;
-        EXPECT_THAT(
-            CheckFullDisk(),
-            ElementsAre(strTag + "CleanUpDateDir Path [$/1" + strRoot + "20240101/]",
-                        "-> 4 " + strFile,
-                        strTag + "pFunCallback MESSAGEVALUE_DELETEFILE, str" + stCase.strShort +
-                            "FilePath [" + strFile + "]",
-                        strTag + "Delete " + stCase.strKind + " File Path [" + strFile + "]",
-                        strTag + "CleanUpDateDir Path [$/1" + strRoot + "20240305/]"));
-        EXPECT_FALSE(Exists(Disk() + strRoot + "20240101"));  // there was nothing in it
-        EXPECT_FALSE(Exists(Disk() + strRoot + "20240305"));
-        EXPECT_TRUE(Exists(Disk() + strRoot + "20240306"));
-        Stop();
-        std::filesystem::remove_all(Disk());
+        const std::string strTree = Disk() + c.strFolder;
+        std::filesystem::create_directories(strTree + "20240101/cam07");
+        CheckFullDisk();
+        EXPECT_THAT(Deleted(), ElementsAre(strTree + "20240305/" + c.strFile));
+        EXPECT_FALSE(Exists(strTree + "20240101")) << "there was nothing in it";
+        EXPECT_FALSE(Exists(strTree + "20240305"));
+        EXPECT_TRUE(Exists(strTree + "20240306"));
     }
 }
 

@@ -10,22 +10,6 @@ namespace {
 
 constexpr char HEAD[] = "HEAD";
 
-CFaultInjection* g_pFaults = nullptr;
-
-// Files of one second need names of their own; with the clock moving on, every switch finds one.
-int AdvanceWithFile(int nMsgType, void* pData, unsigned nDataLen, void* pUser) {
-    if (nMsgType == MESSAGEVALUE_CREATEFILE) g_pFaults->AdvanceTime(2000);
-    return RecordMessage(nMsgType, pData, nDataLen, pUser);
-}
-
-// Fails in the middle of the first switch, and when the host is told what was lost by that.
-int ThrowTwice(int nMsgType, void* pData, unsigned nDataLen, void* pUser) {
-    AdvanceWithFile(nMsgType, pData, nDataLen, pUser);
-    const bool bTold = nMsgType == MESSAGEVALUE_CLOSEFILE || nMsgType == MESSAGEVALUE_WRITEFAIL;
-    if (bTold && PathsOf(nMsgType).size() == 1) throw std::bad_alloc();
-    return 0;
-}
-
 /// Where the key frames of a whole stream begin.
 std::vector<std::size_t> KeyFrames(const std::string& strStream) {
     std::vector<std::size_t> vPos;
@@ -50,21 +34,33 @@ std::vector<std::size_t> KeyFrames(const std::string& strStream) {
 
 class StreamProperty : public CEngineTest, public testing::WithParamInterface<std::string> {
 protected:
+    void StartAnalysing(LocalStorageType eType, unsigned nFileSize) {
+        m_stInfo.bAnalyze = true;
+        m_stInfo.nFileSize = nFileSize;
+        // Files of one second need names of their own; with the clock moving on, every switch finds
+        // one.
+        OnMessage([this](const hostMessage& stMessage) {
+            if (stMessage.nType == MESSAGEVALUE_CREATEFILE) m_faults.AdvanceTime(2 * SECOND);
+        });
+        Start(eType);
+    }
+    void Open() {
+        ForgetMessages();
+        ASSERT_TRUE(CEngineTest::Open("cam01", m_stFile));
+        ASSERT_TRUE(Write("cam01", m_stFile, HEAD, HEADER));
+    }
+
     /// Records the stream in pieces of these sizes, in turn, and returns the files' contents.
-    std::vector<std::string> RecordCut(const std::string& strStream,
-                                       const std::vector<std::size_t>& vSize) {
-        ClearTrace();
-        const recFileInfo stFile = Hour(5, 8);
-        EXPECT_TRUE(Open("cam01", stFile));
-        EXPECT_TRUE(Write("cam01", stFile, HEAD, HEADER));
+    Texts RecordCut(const std::string& strStream, const std::vector<std::size_t>& vSize) {
+        Open();
         for (std::size_t nPos = 0, nTurn = 0; nPos < strStream.size();) {
             const std::string strPiece = strStream.substr(nPos, vSize[nTurn++ % vSize.size()]);
-            EXPECT_TRUE(Write("cam01", stFile, strPiece));
+            EXPECT_TRUE(Write("cam01", m_stFile, strPiece));
             nPos += strPiece.size();
         }
-        EXPECT_TRUE(Close("cam01", stFile));
-        std::vector<std::string> vContent;
-        for (const std::string& strPath : PathsOf(MESSAGEVALUE_CREATEFILE)) {
+        EXPECT_TRUE(Close("cam01", m_stFile));
+        Texts vContent;
+        for (const auto& strPath : Told(MESSAGEVALUE_CREATEFILE)) {
             vContent.push_back(GetFile(strPath));
         }
         std::filesystem::remove_all(Disk() + "RecordFile/");
@@ -72,16 +68,13 @@ protected:
     }
 
     /// Headers off; each file begins with one, and what follows with a key frame.
-    static std::string Join(const std::vector<std::string>& vContent) {
+    static std::string Join(const Texts& vContent) {
         std::string strAll;
         for (const std::string& strContent : vContent) {
             EXPECT_TRUE(strContent.starts_with(HEAD));
             const std::string strBody =
-                strContent.substr(std::min<std::size_t>(4, strContent.size()));
-            if (!strBody.empty()) {
-                const auto vKey = KeyFrames(strBody);
-                EXPECT_TRUE(!vKey.empty() && vKey[0] == 0);
-            }
+                strContent.substr(std::min(strlen(HEAD), strContent.size()));
+            EXPECT_TRUE(strBody.empty() || KeyFrames(strBody).at(0) == 0);
             strAll += strBody;
         }
         return strAll;
@@ -100,11 +93,7 @@ protected:
 
     void Check(const std::string& strStream, LocalStorageType eType, unsigned nFileSize,
                std::size_t nMinFiles) {
-        g_pFaults = &m_faults;
-        m_stInfo.pFunCallback = AdvanceWithFile;
-        m_stInfo.bAnalyze = true;
-        m_stInfo.nFileSize = nFileSize;
-        Start(eType);
+        StartAnalysing(eType, nFileSize);
         const auto vKey = KeyFrames(strStream);
         ASSERT_FALSE(vKey.empty());
         const auto vCuts = Cuts(strStream.size());
@@ -114,10 +103,13 @@ protected:
         for (std::size_t i = 1; i < vCuts.size(); ++i) {
             EXPECT_TRUE(RecordCut(strStream, vCuts[i]) == vWhole) << "cut " << i;
         }
-        m_pEngine->Release();
     }
 
-    std::string Stream() const { return GetFile(std::string(CORPUS_DIR "/") + GetParam()); }
+    static std::string Stream(const std::string& strName = GetParam()) {
+        return GetFile(std::string(CORPUS_DIR "/") + strName);
+    }
+
+    recFileInfo m_stFile = Hour(5, 8);
 };
 
 TEST_P(StreamProperty, OneFileInTheBackupLayout) {
@@ -137,25 +129,16 @@ TEST_P(StreamProperty, FilesOfAMebibyte) {
 
 class StreamEnd : public StreamProperty {
 protected:
-    /// A file per key frame.
-    void StartAnalysing(StorageMsgCallback pCallback) {
-        g_pFaults = &m_faults;
-        m_stInfo.pFunCallback = pCallback;
-        m_stInfo.bAnalyze = true;
-        m_stInfo.nFileSize = 0;
-        Start(LOCAL_STORAGE_CLIENT);
-        ASSERT_TRUE(Open("cam01", m_stFile));
-        ASSERT_TRUE(Write("cam01", m_stFile, HEAD, HEADER));
-    }
-    const std::string m_strStream = GetFile(CORPUS_DIR "/plain.h264");
-    const std::vector<std::size_t> m_vecKey = KeyFrames(m_strStream);
-    recFileInfo m_stFile = Hour(5, 8);
+    const std::string m_strStream = Stream("plain.h264");
+    const std::vector<std::size_t> m_vKey = KeyFrames(m_strStream);
 };
 
 TEST_F(StreamEnd, ReleaseSavesTheRestAndTellsNothing) {
     for (std::size_t nRest = 1; nRest < 64; ++nRest) {
-        StartAnalysing(AdvanceWithFile);
-        const std::string strStream = m_strStream.substr(0, m_vecKey.at(1) + nRest);
+        Reset();
+        StartAnalysing(LOCAL_STORAGE_CLIENT, 0);
+        Open();
+        const std::string strStream = m_strStream.substr(0, m_vKey.at(1) + nRest);
         EXPECT_TRUE(Write("cam01", m_stFile, strStream));
         const std::size_t nMessages = Messages().size();
         m_pEngine->Release();
@@ -163,18 +146,22 @@ TEST_F(StreamEnd, ReleaseSavesTheRestAndTellsNothing) {
         std::string strAll;
         for (const std::string& strPath : RecordFiles()) strAll += GetFile(strPath).substr(4);
         EXPECT_EQ(strAll, strStream) << nRest;
-        Stop();
-        std::filesystem::remove_all(Disk() + "RecordFile");
     }
 }
 
+// In the middle of the first switch, and when the host is told what was lost by that.
 TEST_F(StreamEnd, GoesOnAfterASwitchThatRanOutOfMemory) {
-    StartAnalysing(ThrowTwice);
+    StartAnalysing(LOCAL_STORAGE_CLIENT, 0);
+    Open();
+    OnMessage([this](const hostMessage& stMessage) {
+        if (stMessage.nType == MESSAGEVALUE_CREATEFILE) return m_faults.AdvanceTime(2 * SECOND);
+        if (Told(stMessage.nType).size() == 1) throw std::bad_alloc();
+    });
     EXPECT_FALSE(Write("cam01", m_stFile, m_strStream));
     EXPECT_TRUE(Write("cam01", m_stFile, m_strStream));
     EXPECT_TRUE(Close("cam01", m_stFile));
-    EXPECT_GT(PathsOf(MESSAGEVALUE_CREATEFILE).size(), m_vecKey.size());
-    EXPECT_EQ(PathsOf(MESSAGEVALUE_CREATEFILE), PathsOf(MESSAGEVALUE_CLOSEFILE));
+    EXPECT_GT(Told(MESSAGEVALUE_CREATEFILE).size(), m_vKey.size());
+    EXPECT_EQ(Told(MESSAGEVALUE_CREATEFILE), Told(MESSAGEVALUE_CLOSEFILE));
 }
 
 INSTANTIATE_TEST_SUITE_P(Corpus, StreamProperty,

@@ -25,11 +25,6 @@ protected:
     static std::string Name(int nThread, int nCamera) {
         return "cam_" + std::to_string(nThread) + "_" + std::to_string(nCamera);
     }
-    static std::string Content(const std::string& strCamera) {
-        std::string strContent;
-        for (int nPiece = 0; nPiece < PIECES; ++nPiece) strContent += strCamera;
-        return strContent;
-    }
 
     /// Runs the work on as many threads, and meanwhile queries, measures and stores pictures.
     void RunAll(const std::function<void(int)>& work) {
@@ -38,12 +33,11 @@ protected:
             while (!bStop) {
                 Find("cam_1_1", Time(1, 0), Time(30, 0));
                 m_pEngine->GetDiskWriteSpeed();
-                m_pEngine->GetLastError();
+                LastError();
             }
         });
         std::thread pictures([&] {
-            char szPath[LOCALSTORAGE_PATH_SIZE];
-            while (!bStop) m_pEngine->WriteImage("cam_1_1", "jpg", 3, szPath);
+            while (!bStop) Picture("cam_1_1", "jpg");
         });
         std::vector<std::thread> vThread;
         for (int i = 0; i < THREADS; ++i) vThread.emplace_back(work, i);
@@ -55,31 +49,31 @@ protected:
 };
 
 TEST_F(Threads, SixtyFourChannelsOnEightThreads) {
-    KeepLines(false);
     Start();
     RunAll([this](int nThread) { RecordCameras(nThread); });
     EXPECT_EQ(RecordFiles().size(), 1u * THREADS * CAMERAS * ROUNDS);
     for (const std::string& strPath : RecordFiles()) {
-        EXPECT_EQ(GetFile(strPath),
-                  Content(std::filesystem::path(strPath).parent_path().filename()));
+        const std::string strCamera = std::filesystem::path(strPath).parent_path().filename();
+        std::string strContent;
+        for (int nPiece = 0; nPiece < PIECES; ++nPiece) strContent += strCamera;
+        EXPECT_EQ(GetFile(strPath), strContent);
     }
-    EXPECT_EQ(PathsOf(MESSAGEVALUE_CREATEFILE).size(), RecordFiles().size());
-    EXPECT_EQ(PathsOf(MESSAGEVALUE_CLOSEFILE).size(), RecordFiles().size());
+    EXPECT_EQ(Told(MESSAGEVALUE_CREATEFILE).size(), RecordFiles().size());
+    EXPECT_EQ(Told(MESSAGEVALUE_CLOSEFILE).size(), RecordFiles().size());
 }
 
 TEST_F(Threads, SwitchesWhileTheOldestDayIsDeleted) {
-    KeepLines(false);
     m_stInfo.nFileSize = 0;  // a file per piece
     Start(LOCAL_STORAGE_CLIENT);
-    m_faults.SetFreeSpace(m_dir.Path(), 100);  // so every disk check is a deletion pass
+    SetRoom(100);  // so every disk check is a deletion pass
     std::atomic<int> nLost = 0;
     RunAll([&](int nThread) {
-        m_faults.SetFreeSpace(m_dir.Path(), ROOM);
+        SetRoom(ROOM);
         const recFileInfo stFile;
         const std::string strCamera = Name(nThread, 0);
-        while (!Open(strCamera, stFile)) m_faults.SetFreeSpace(m_dir.Path(), ROOM);
+        while (!Open(strCamera, stFile)) SetRoom(ROOM);
         for (int nPiece = 0; nPiece < 200; ++nPiece) {
-            m_faults.SetFreeSpace(m_dir.Path(), 100);
+            SetRoom(100);
             m_faults.AdvanceTime(500);
             if (!Write(strCamera, stFile, strCamera)) ++nLost;
         }
@@ -87,7 +81,7 @@ TEST_F(Threads, SwitchesWhileTheOldestDayIsDeleted) {
     });
     EXPECT_EQ(nLost, 0);
     // What is there was made and not deleted; what was deleted is gone.
-    Trace lsMade = PathsOf(MESSAGEVALUE_CREATEFILE), lsDeleted = PathsOf(MESSAGEVALUE_DELETEFILE);
+    Texts lsMade = Told(MESSAGEVALUE_CREATEFILE), lsDeleted = Told(MESSAGEVALUE_DELETEFILE);
     for (const std::string& strPath : RecordFiles()) {
         EXPECT_EQ(std::count(lsMade.begin(), lsMade.end(), strPath) -
                       std::count(lsDeleted.begin(), lsDeleted.end(), strPath),
@@ -98,7 +92,6 @@ TEST_F(Threads, SwitchesWhileTheOldestDayIsDeleted) {
 }
 
 TEST_F(Threads, AChannelClosedUnderAWriterIsNeverTorn) {
-    KeepLines(false);
     Start();
     const recFileInfo stFile = Hour(5, 8);
     std::atomic<bool> bStop = false;
@@ -120,7 +113,6 @@ TEST_F(Threads, AChannelClosedUnderAWriterIsNeverTorn) {
 }
 
 TEST_F(Threads, OfTwoThatOpenOneChannelOneIsRefused) {
-    KeepLines(false);
     Start();
     for (int i = 0; i < 50; ++i) {
         std::atomic<int> nOpened = 0;

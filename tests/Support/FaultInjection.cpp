@@ -286,6 +286,10 @@ void CFaultInjection::ClearRules() {
     Locked()->vRule.clear();
 }
 
+void CFaultInjection::Reset() {
+    *Locked().operator->() = {.bInstalled = true};
+}
+
 void CFaultInjection::SetFreeSpace(const std::string& strDir, std::uint64_t nMiB) {
     Locked()->mFreeMiB[Clean(strDir)] = nMiB;
 }

@@ -90,6 +90,8 @@ public:
     void KillAfter(PathMatch match, int& nLeft);
     /// Takes back all rules, but not free space, devices and clock.
     void ClearRules();
+    /// Takes back everything.
+    void Reset();
 
     /// Free space in MiB of the file system that holds everything below a directory; the longest
     /// directory that holds a path counts. A path that does not exist has none all the same.

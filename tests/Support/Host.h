@@ -60,7 +60,7 @@ struct hostMessage {
 /// Runs with every message, on its thread, until it is set anew.
 using MessageHook = std::function<void(const hostMessage&)>;
 
-inline struct {
+inline struct hostMessages {
     std::mutex mtx;
     std::vector<hostMessage> vMessage;
     MessageHook hook;
