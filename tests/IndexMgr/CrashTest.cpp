@@ -4,12 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include <gtest/gtest.h>
-
 #include "IndexMgr/Records.h"
-#include "Support/FaultInjection.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -36,36 +31,32 @@ public:
             EXPECT_EQ(Start(), 0);
             for (const char* pChannel : CHANNELS) Divide(pChannel);
         }
-        CIndexMgr repaired;
-        CFaultInjection faults;
-        faults.SkipSleeps();
         int nLeft = nCall;
-        faults.KillAfter(Any(), nLeft);
-        faults.ShortWrite(Ends(".bin"), 20);  // so that it dies within an index file, too
+        m_faults.KillAfter(Any(), nLeft);
+        m_faults.ShortWrite(Ends(".bin"), 20);  // so that it dies within an index file, too
         if (eWork == Work::Flush) {
             m_index.WriteIndexToFile();
         } else {
-            repaired.Initialize({m_dir.Path()});
+            m_mgr.Initialize({m_dir.Path()});
         }
         m_index.Abandon();
-        repaired.Release();
+        m_mgr.Release();
+        m_faults.ClearRules();
         g_pRecDirName = RECORD_FOLDER;  // a killed process takes its switch with it
         return nLeft < 0;
     }
 
     void ExpectWhole() {
         for (const bool bFirst : {true, false}) {
-            CIndexMgr index;
-            CFaultInjection faults;
-            const auto writes = faults.Watch(Op::Write, Ends(".bin"));
-            ASSERT_EQ(index.Initialize({m_dir.Path()}), 0);
+            const auto writes = m_faults.Watch(Op::Write, Ends(".bin"));
+            ASSERT_EQ(m_mgr.Initialize({m_dir.Path()}), 0);
             EXPECT_TRUE(bFirst || writes.Seen() == 0) << "what the first start left is true";
             for (const char* pChannel : CHANNELS) {
-                EXPECT_EQ(FindAll(index, pChannel),
+                EXPECT_EQ(FindAll(m_mgr, pChannel),
                           (Paths{Path(pChannel, FILE_1), Path(pChannel, FILE_2),
                                  Path(pChannel, FILE_3)}));
             }
-            index.Release();
+            m_mgr.Release();
             EXPECT_EQ(Tree(m_dir.Path()).size(), 21u) << "no left-overs, no marker";
         }
     }
@@ -87,9 +78,9 @@ private:
 
     // A run of "BackupFile" left one of a channel's recordings there.
     void Divide(const std::string& strChannel) {
-        fs::create_directories(m_dir / ("BackupFile/20240305/" + strChannel));
-        fs::rename(Path(strChannel, FILE_2),
-                   m_dir / ("BackupFile/20240305/" + strChannel + "/" + FILE_2));
+        const std::string strBackup = RecPath(m_dir.Path(), strChannel, FILE_2, BACKUP_FOLDER);
+        PutFile(strBackup);
+        fs::rename(Path(strChannel, FILE_2), strBackup);
         PutFile(m_dir / "BackupFile/index01.bin", "old");
         CIndex index;
         ASSERT_EQ(index.Initialize(m_dir.Path()), 0);

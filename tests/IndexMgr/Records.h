@@ -4,10 +4,8 @@
 #define LOCALSTORAGE_TESTS_INDEXMGR_RECORDS_H
 
 #include <algorithm>
-#include <filesystem>
+#include <functional>
 #include <list>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -15,14 +13,16 @@
 #include "IndexMgr/IndexMgr.h"
 #include "IndexMgr/RecDirName.h"
 #include "RecordTree/Names.h"
+#include "Support/FaultInjection.h"
 #include "Support/TempDir.h"
 #include "localstorage/LocalStorage.h"
+
+namespace fs = std::filesystem;
 
 const char* const FILE_1 = "20240305080000_20240305090000_1.mp4";
 const char* const FILE_2 = "20240305090000_20240305100000_1.mp4";
 const char* const FILE_3 = "20240306080000_20240306090000_1.mp4";
 
-/// "20240305" and "20240305080000".
 inline indexLevel1Body Day(const std::string& strDay) {
     indexLevel1Body st;
     ConvertStrDateToIndexLevel1Body(strDay, st);
@@ -33,59 +33,58 @@ inline indexLevel2Body Channel(const std::string& strName) {
     ConvertStrChannelToIndexLevel2Body(strName, st);
     return st;
 }
-inline fileTimeInfo Time(const std::string& strTime) {
+inline indexLevel3Body File(const std::string& strName) {
     indexLevel3Body st;
-    ConvertStrRecFileToIndexLevel3Body(strTime + "_" + strTime + "_1.mp4", st);
-    return st.stStartTime;
+    ConvertStrRecFileToIndexLevel3Body(strName, st);
+    return st;
 }
 
-/// Path of a recording, or of any file whose name begins with a day.
+/// Path of a recording, or of any file whose name begins with a day; and the typed one.
 inline std::string RecPath(const std::string& strRecDir, const std::string& strChannel,
-                           const std::string& strFile) {
-    return strRecDir + "/RecordFile/" + strFile.substr(0, 8) + "/" + strChannel + "/" + strFile;
+                           const std::string& strFile, const char* pFolder = RECORD_FOLDER) {
+    return strRecDir + "/" + pFolder + "/" + strFile.substr(0, 8) + "/" + strChannel + "/" +
+           strFile;
 }
-/// The typed one of a recording.
 inline recordPath TypedPath(const std::string& strRecDir, const std::string& strChannel,
-                            const std::string& strFile,
-                            const std::string& strFolder = RECORD_FOLDER) {
-    indexLevel3Body st;
-    ConvertStrRecFileToIndexLevel3Body(strFile, st);
-    const dateInfo stDate = st.stStartTime.GetDate();
-    return CChannelFolder({strRecDir, strFolder, GetDirName(stDate), stDate}, strChannel)
-        .Recording(st);
+                            const std::string& strFile, const char* pFolder = RECORD_FOLDER) {
+    const dateInfo stDate = File(strFile).stStartTime.GetDate();
+    return CChannelFolder({strRecDir, pFolder, GetDirName(stDate), stDate}, strChannel)
+        .Recording(File(strFile));
 }
 
 /// Everything that an index finds of a Channel(...), or a manager of a channel's name.
 using Paths = std::list<std::string>;
 Paths FindAll(auto& index, const auto& channel) {
     Paths lsPath;
-    index.QueryRecFile(channel, REC_FILE_TYPE_ALL, Time("00000000000000"), Time("99991231235959"),
-                       lsPath);
+    const fileTimeInfo stFirst = {}, stLast = {9999, 12, 31, 23, 59, 59, 0};
+    index.QueryRecFile(channel, REC_FILE_TYPE_ALL, stFirst, stLast, lsPath);
     return lsPath;
 }
 
 inline void Change(CIndex& index, const std::string& strChannel, const std::string& strFile,
                    CIndex::IndexType eType) {
-    indexLevel3Body st;
-    ConvertStrRecFileToIndexLevel3Body(strFile, st);
-    index.WriteIndex(Day(strFile.substr(0, 8)), Channel(strChannel), st, eType);
+    index.WriteIndex(Day(strFile.substr(0, 8)), Channel(strChannel), File(strFile), eType);
 }
 
 /// The names below a directory, files and folders, sorted.
-inline std::vector<std::string> Tree(const std::string& strDir) {
-    std::vector<std::string> vNames;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(strDir)) {
+using Names = std::vector<std::string>;
+inline Names Tree(const std::string& strDir) {
+    Names vNames;
+    for (const auto& entry : fs::recursive_directory_iterator(strDir)) {
         vNames.push_back(entry.path().lexically_relative(strDir));
     }
     std::sort(vNames.begin(), vNames.end());
     return vNames;
 }
 
-/// A record directory with its index; the process goes back to "RecordFile" in the end.
+/// A record directory with its index, and directories below it with a manager; the process goes
+/// back to "RecordFile" in the end.
 class CRecordDirTest : public testing::Test {
 protected:
+    CRecordDirTest() { m_faults.SkipSleeps(); }
     ~CRecordDirTest() override {
         m_index.Release();
+        m_mgr.Release();
         g_pRecDirName = RECORD_FOLDER;
     }
 
@@ -115,14 +114,23 @@ protected:
         Change(m_index, strChannel, strFile, CIndex::INDEX_TYPE_ADD);
     }
     void Delete(const std::string& strChannel, const std::string& strFile) {
-        std::filesystem::remove(Path(strChannel, strFile));
+        fs::remove(Path(strChannel, strFile));
         Change(m_index, strChannel, strFile, CIndex::INDEX_TYPE_DELETE);
+    }
+    /// One of cam_1_0 comes, through a manager.
+    static recordPath RecordBy(CIndexMgr& mgr, const std::string& strRecDir, const char* pFile) {
+        const recordPath stPath = TypedPath(strRecDir, "cam_1_0", pFile, mgr.RecordFolder());
+        PutFile(stPath.strPath);
+        mgr.WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
+        return stPath;
     }
 
     CTempDir m_dir;
     const std::string m_strFolder = m_dir / "RecordFile";
     const std::string m_strMarker = m_strFolder + "/index.dirty";
+    CFaultInjection m_faults;
     CIndex m_index;
+    CIndexMgr m_mgr;
     std::size_t m_nFiles = 0;
 };
 

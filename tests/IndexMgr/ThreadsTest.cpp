@@ -3,8 +3,6 @@
 #include <atomic>
 #include <thread>
 
-#include <gtest/gtest.h>
-
 #include "IndexMgr/Records.h"
 
 namespace {
@@ -49,8 +47,7 @@ TEST(Threads, ChangesQueriesAndFlushesMeet) {
         std::atomic<int> nRunning{CHANNELS};
         std::vector<std::thread> vThreads;
         for (int i = 0; i < CHANNELS; ++i) {
-            std::filesystem::create_directories(
-                dir / ("RecordFile/" + DayName(i) + "/" + ChannelName(i)));
+            fs::create_directories(dir / ("RecordFile/" + DayName(i) + "/" + ChannelName(i)));
             vThreads.emplace_back([&, i] {
                 ChangeAll(index, i);
                 --nRunning;
@@ -69,7 +66,7 @@ TEST(Threads, ChangesQueriesAndFlushesMeet) {
         for (auto& thread : vThreads) thread.join();
         index.Release();
     }
-    EXPECT_FALSE(std::filesystem::exists(dir / "RecordFile/index.dirty"));
+    EXPECT_FALSE(fs::exists(dir / "RecordFile/index.dirty"));
     CIndex index;  // reads both days at once
     ASSERT_EQ(index.Initialize(dir.Path()), 0);
     EXPECT_EQ(index.CountFiles(), std::size_t{CHANNELS * (FILES - (FILES + 2) / 3)});
