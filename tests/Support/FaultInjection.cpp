@@ -4,63 +4,20 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
-#include <map>
-#include <mutex>
-#include <optional>
 #include <stdexcept>
 #include <unistd.h>
-#include <utility>
-#include <vector>
 
 #include "Osl/OslCalls.h"
 
 using Paths = std::vector<std::string>;
 
-/// The calls that match run something, or else fail with an error or move so many bytes at most.
-struct faultRule {
-    Op eOp;
-    PathMatch match;
-    std::function<void()> run;
-    int nError;
-    std::size_t nMostBytes;
-    std::uint64_t nFrom = 1, nTimes = UINT64_MAX, nSeen = 0;
-
-    /// Counts the call when it matches; true when it is one that is meant.
-    bool Applies(Op eCall, const Paths& vPath) {
-        if (eCall != eOp || std::none_of(vPath.begin(), vPath.end(), match)) return false;
-        return ++nSeen >= nFrom && nSeen - nFrom < nTimes;
-    }
-};
-
-namespace {
-
-using ValueOfDir = std::map<std::string, std::uint64_t>;
-
-constexpr std::size_t EVERYTHING = SIZE_MAX;
-
-struct State {
-    bool bInstalled = false;
-    std::vector<std::shared_ptr<faultRule>> vRule = {};
-    std::map<int, std::string> mPathOfFile = {};
-    ValueOfDir mFreeMiB = {}, mDevice = {};
-    std::optional<std::int64_t> nNow = {};  ///< milliseconds, where the clock stands
-    bool bShowTypes = true, bSleeps = true;
-};
-
-/// All that the calls below know, for one thread at a time. Never destroyed: a thread may still be
-/// inside a call when the object that installed it is gone.
-struct Locked {
-    static inline auto& s_mtx = *new std::mutex;
-    static inline auto& s_state = *new State;
-    const std::lock_guard<std::mutex> guard{s_mtx};
-    State* operator->() const { return &s_state; }
-};
-
-std::string Clean(const std::string& strPath) {
+std::string CleanPath(const std::string& strPath) {
     std::string strClean = std::filesystem::path(strPath).lexically_normal();
     if (strClean.size() > 1 && strClean.back() == '/') strClean.pop_back();
     return strClean;
 }
+
+namespace {
 
 bool IsBelow(const std::string& strPath, const std::string& strDir) {
     return strPath == strDir || strDir == "/" || strPath.starts_with(strDir + "/");
@@ -68,9 +25,9 @@ bool IsBelow(const std::string& strPath, const std::string& strDir) {
 
 /// Overwrites `nValue` with what has been set for the longest directory that holds the path, which
 /// of all that do sorts last; false when nothing has.
-bool Fake(ValueOfDir State::*pValues, const std::string& strPath, auto& nValue) {
-    const Locked state;
-    const ValueOfDir& mValue = state.operator->()->*pValues;
+bool Fake(faultState::ValueOfDir faultState::*pValues, const std::string& strPath, auto& nValue) {
+    const CLockedFaults state;
+    const auto& mValue = state.s_state.*pValues;
     const auto it = std::find_if(mValue.rbegin(), mValue.rend(),
                                  [&](const auto& pair) { return IsBelow(strPath, pair.first); });
     if (it != mValue.rend()) nValue = it->second;
@@ -78,19 +35,19 @@ bool Fake(ValueOfDir State::*pValues, const std::string& strPath, auto& nValue) 
 }
 
 std::string PathOf(int nFile) {
-    return Locked()->mPathOfFile[nFile];
+    return CLockedFaults()->mPathOfFile[nFile];
 }
 
 // The paths that a call is about, from its arguments.
 Paths PathsOf(const char* pFrom, const char* pTo) {
-    return {Clean(pFrom), Clean(pTo)};
+    return {CleanPath(pFrom), CleanPath(pTo)};
 }
 Paths PathsOf(const char* pPath, auto...) {
-    return {Clean(pPath)};
+    return {CleanPath(pPath)};
 }
 Paths PathsOf(int nDir, const char* pPath, auto...) {
     const bool bInDir = nDir != AT_FDCWD && pPath[0] != '/';
-    return {Clean(bInDir ? PathOf(nDir) + "/" + pPath : std::string(pPath))};
+    return {CleanPath(bInDir ? PathOf(nDir) + "/" + pPath : std::string(pPath))};
 }
 Paths PathsOf(int nFile, auto...) {
     return {PathOf(nFile)};
@@ -107,8 +64,9 @@ Paths PathsOf(pthread_t*, auto...) {
 bool Allow(Op eOp, const Paths& vPath, std::size_t* pMostBytes = nullptr) {
     std::vector<std::function<void()>> vRun;
     std::shared_ptr<faultRule> pVerdict;
-    for (const Locked state; const auto& pRule : state->vRule) {
-        if (!pRule->Applies(eOp, vPath)) continue;
+    for (const CLockedFaults state; const auto& pRule : state->vRule) {
+        if (pRule->eOp != eOp || std::none_of(vPath.begin(), vPath.end(), pRule->match)) continue;
+        if (++pRule->nSeen < pRule->nFrom || pRule->nSeen - pRule->nFrom >= pRule->nTimes) continue;
         if (pRule->run) vRun.push_back(pRule->run);
         if (!pRule->run && !pVerdict) pVerdict = pRule;
     }
@@ -140,31 +98,31 @@ struct Asked<OP, ENTRY, Result (*OSL_Calls::*)(Args...)> {
 
 int Open(const char* pPath, int nFlags, mode_t nMode) {
     const int nFile = Asked<Op::Open, &OSL_Calls::pfnOpen>::Call(pPath, nFlags, nMode);
-    if (nFile >= 0) Locked()->mPathOfFile[nFile] = Clean(pPath);
+    if (nFile >= 0) CLockedFaults()->mPathOfFile[nFile] = CleanPath(pPath);
     return nFile;
 }
 
 ssize_t Write(int nFile, const void* pBuf, std::size_t nSize) {
-    std::size_t nMostBytes = EVERYTHING;
+    std::size_t nMostBytes = SIZE_MAX;
     if (!Allow(Op::Write, PathsOf(nFile), &nMostBytes)) return -1;
     return OSL_SYSTEM_CALLS.pfnWrite(nFile, pBuf, std::min(nSize, nMostBytes));
 }
 
 int StatAt(int nDir, const char* pPath, struct stat* pStat, int nFlags) {
     const int nResult = Asked<Op::Stat, &OSL_Calls::pfnStatAt>::Call(nDir, pPath, pStat, nFlags);
-    if (nResult == 0) Fake(&State::mDevice, PathsOf(nDir, pPath)[0], pStat->st_dev);
+    if (nResult == 0) Fake(&faultState::mDevice, PathsOf(nDir, pPath)[0], pStat->st_dev);
     return nResult;
 }
 
 struct dirent* ReadDir(DIR* pDir) {
     struct dirent* pEntry = Asked<Op::ReadDir, &OSL_Calls::pfnReadDir>::Call(pDir);
-    if (pEntry && !Locked()->bShowTypes) pEntry->d_type = DT_UNKNOWN;
+    if (pEntry && !CLockedFaults()->bShowTypes) pEntry->d_type = DT_UNKNOWN;
     return pEntry;
 }
 
 int StatVfs(const char* pPath, struct statvfs* pStat) {
     const int nResult = Asked<Op::StatVfs, &OSL_Calls::pfnStatVfs>::Call(pPath, pStat);
-    if (nResult == 0 && Fake(&State::mFreeMiB, Clean(pPath), pStat->f_bavail)) {
+    if (nResult == 0 && Fake(&faultState::mFreeMiB, CleanPath(pPath), pStat->f_bavail)) {
         pStat->f_bfree = pStat->f_bavail;
         pStat->f_frsize = 1 << 20;
     }
@@ -172,14 +130,14 @@ int StatVfs(const char* pPath, struct statvfs* pStat) {
 }
 
 int Clock(clockid_t nClock, struct timespec* pTime) {
-    const std::optional<std::int64_t> nNow = Locked()->nNow;
+    const std::optional<std::int64_t> nNow = CLockedFaults()->nNow;
     if (!nNow) return OSL_SYSTEM_CALLS.pfnClock(nClock, pTime);
     *pTime = {static_cast<std::time_t>(*nNow / 1000), static_cast<long>(*nNow % 1000) * 1000000};
     return 0;
 }
 
 void Sleep(std::uint32_t nMilliseconds) {
-    if (Locked()->bSleeps) OSL_SYSTEM_CALLS.pfnSleep(nMilliseconds);
+    if (CLockedFaults()->bSleeps) OSL_SYSTEM_CALLS.pfnSleep(nMilliseconds);
 }
 
 const OSL_Calls g_faultyCalls = [] {
@@ -210,10 +168,6 @@ const OSL_Calls g_faultyCalls = [] {
     return calls;
 }();
 
-std::shared_ptr<faultRule> Add(faultRule rule) {
-    return Locked()->vRule.emplace_back(std::make_shared<faultRule>(std::move(rule)));
-}
-
 }  // namespace
 
 PathMatch Any() {
@@ -221,11 +175,12 @@ PathMatch Any() {
 }
 
 PathMatch Is(const std::string& strPath) {
-    return [strWanted = Clean(strPath)](const std::string& str) { return str == strWanted; };
+    return [strWanted = CleanPath(strPath)](const std::string& str) { return str == strWanted; };
 }
 
 PathMatch Below(const std::string& strDir) {
-    return [strWanted = Clean(strDir)](const std::string& str) { return IsBelow(str, strWanted); };
+    return
+        [strWanted = CleanPath(strDir)](const std::string& str) { return IsBelow(str, strWanted); };
 }
 
 PathMatch Ends(const std::string& strSuffix) {
@@ -233,44 +188,13 @@ PathMatch Ends(const std::string& strSuffix) {
 }
 
 CFaultInjection::CFaultInjection() {
-    if (std::exchange(Locked()->bInstalled, true)) throw std::logic_error("one at a time");
-    g_pOslCalls.store(&g_faultyCalls);
+    if (g_pOslCalls.exchange(&g_faultyCalls) == &g_faultyCalls)
+        throw std::logic_error("one too many");
 }
 
 CFaultInjection::~CFaultInjection() {
     g_pOslCalls.store(&OSL_SYSTEM_CALLS);
-    *Locked().operator->() = State();
-}
-
-CFaultInjection::CRule& CFaultInjection::CRule::From(std::uint64_t n) {
-    const Locked state;
-    return m_p->nFrom = n, *this;
-}
-
-CFaultInjection::CRule& CFaultInjection::CRule::Times(std::uint64_t n) {
-    const Locked state;
-    return m_p->nTimes = n, *this;
-}
-
-std::uint64_t CFaultInjection::CRule::Seen() const {
-    const Locked state;
-    return m_p->nSeen;
-}
-
-CFaultInjection::CRule CFaultInjection::Fail(Op eOp, PathMatch match, int nError) {
-    return CRule(Add({eOp, std::move(match), {}, nError, EVERYTHING}));
-}
-
-CFaultInjection::CRule CFaultInjection::ShortWrite(PathMatch match, std::size_t nBytes) {
-    return CRule(Add({Op::Write, std::move(match), {}, 0, nBytes}));
-}
-
-CFaultInjection::CRule CFaultInjection::Before(Op eOp, PathMatch match, std::function<void()> run) {
-    return CRule(Add({eOp, std::move(match), std::move(run), 0, EVERYTHING}));
-}
-
-CFaultInjection::CRule CFaultInjection::Watch(Op eOp, PathMatch match) {
-    return Before(eOp, std::move(match), [] {});
+    Reset();
 }
 
 void CFaultInjection::KillAfter(PathMatch match, int& nLeft) {
@@ -280,40 +204,4 @@ void CFaultInjection::KillAfter(PathMatch match, int& nLeft) {
             eOp, [&nLeft, match](const std::string& str) { return match(str) && nLeft-- <= 0; },
             EIO);
     }
-}
-
-void CFaultInjection::ClearRules() {
-    Locked()->vRule.clear();
-}
-
-void CFaultInjection::Reset() {
-    *Locked().operator->() = {.bInstalled = true};
-}
-
-void CFaultInjection::SetFreeSpace(const std::string& strDir, std::uint64_t nMiB) {
-    Locked()->mFreeMiB[Clean(strDir)] = nMiB;
-}
-
-void CFaultInjection::SetDevice(const std::string& strDir, std::uint64_t nDevice) {
-    Locked()->mDevice[Clean(strDir)] = nDevice;
-}
-
-void CFaultInjection::ClearDevices() {
-    Locked()->mDevice.clear();
-}
-
-void CFaultInjection::SetTime(std::time_t tSeconds, int nMilliseconds) {
-    Locked()->nNow = std::int64_t{tSeconds} * 1000 + nMilliseconds;
-}
-
-void CFaultInjection::AdvanceTime(std::int64_t nMilliseconds) {
-    *Locked()->nNow += nMilliseconds;
-}
-
-void CFaultInjection::SkipSleeps() {
-    Locked()->bSleeps = false;
-}
-
-void CFaultInjection::ShowEntryTypes(bool bShow) {
-    Locked()->bShowTypes = bShow;
 }
