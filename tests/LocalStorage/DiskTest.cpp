@@ -9,23 +9,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-TEST(DiskChoice, DecidesByTheSettingsAndWhatIsThere) {
-    const struct {
-        fullDiskState stState;    // moved, client, auto delete
-        fullDiskAction stAction;  // switch, full, delete
-    } cases[] = {
-        {{true, false, true}, {true, false, false}},
-        {{true, true, true}, {true, false, false}},
-        {{false, false, true}, {false, true, true}},
-        {{false, true, true}, {false, false, true}},
-        {{false, false, false}, {false, true, false}},
-        {{false, true, false}, {false, false, false}},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(DecideFullDisk(c.stState), c.stAction) << &c - cases;
-    }
-}
-
 TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
     const struct {
         diskLook stLook;

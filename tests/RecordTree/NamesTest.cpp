@@ -1,9 +1,11 @@
-// Every kind of name, good and bad, in both directions.
+// Every kind of name, good and bad, in both directions; folders that hold index files only.
 
 #include <gtest/gtest.h>
 
 #include "RecordTree/Names.h"
 #include "RecordTree/RecordPath.h"
+#include "RecordTree/Tidying.h"
+#include "Support/TempDir.h"
 
 namespace {
 
@@ -22,17 +24,12 @@ std::string AgainSpan(std::string_view strName) {
     indexLevel3Body st;
     return ConvertStrRecFileToIndexLevel3Body(strName, st) ? GetRecFileName(st) : "";
 }
-std::string AgainSecond(std::string_view strName, const char* pExtension) {
+template <const char* EXTENSION>
+std::string AgainSecond(std::string_view strName) {
     fileTimeInfo st;
-    if (!ConvertStrSecondToFileTime(strName, pExtension, st)) return "";
-    EXPECT_TRUE(IsScannedFile(strName, pExtension));
-    return GetSecondName(st, pExtension);
-}
-std::string AgainClient(std::string_view strName) {
-    return AgainSecond(strName, RECORDING_EXTENSION);
-}
-std::string AgainPicture(std::string_view strName) {
-    return AgainSecond(strName, PICTURE_EXTENSION);
+    if (!ConvertStrSecondToFileTime(strName, EXTENSION, st)) return "";
+    EXPECT_TRUE(IsScannedFile(strName, EXTENSION));
+    return GetSecondName(st, EXTENSION);
 }
 
 const std::string LONGEST(CAMERA_ID_MAX, 'x');
@@ -62,12 +59,12 @@ TEST(Names, AreValidWhenTheyComeBackAsTheyWentIn) {
           "20240305080000_20240305090000-1.mp4", "2024030508000x_20240305090000_1.mp4",
           "20240305080000_2024030509000x_1.mp4", "20240305080000_20240305090000_x.mp4",
           "20240305_080000.mp4", "20240305080000_20240305090000_1.mp4.new"}},
-        {AgainClient,
+        {AgainSecond<RECORDING_EXTENSION>,
          {"20240305_080000.mp4", "99999999_999999.mp4"},
          {"", "20240305_080000.jpg", "20240305-080000.mp4", "20240305_08000.mp4",
           "20240305_0800000.mp4", "2024030x_080000.mp4", "20240305_08000x.mp4",
           "20240305080000_20240305090000_1.mp4"}},
-        {AgainPicture,
+        {AgainSecond<PICTURE_EXTENSION>,
          {"20240305_140709.jpg"},
          {"", "20240305_140709.mp4", "20240305_140709.jpeg", "20240305_1407.jpg"}},
     };
@@ -144,4 +141,21 @@ TEST(Names, OfAPathTravelBesideIt) {
     expect(stPicture, "x.jpg");
     EXPECT_EQ(stPicture.strPath, "/disk/ImageFile/any name/cam/x.jpg");
     EXPECT_FALSE(stPicture.stEntry);
+}
+
+TEST(Tidying, AFolderGoesWithItsIndexFilesAndStaysWithAnythingElse) {
+    const CTempDir dir;
+    const std::string strChannel = dir / "channel/", strDay = dir / "day";
+    for (const char* pOther : {"20240305080000_20240305090000_1.mp4", "notes", "folder/x",
+                               "index02.bin", "index03.bin.old", ""}) {
+        PutFile(strChannel + "index03.bin");
+        PutFile(strChannel + "index03.bin.new");
+        PutFile(strChannel + pOther);
+        EXPECT_EQ(RemoveIfIndexOnly(dir / "channel", TreeLevel::Channel), *pOther == '\0');
+        EXPECT_EQ(std::filesystem::exists(strChannel + "index03.bin"), *pOther != '\0') << pOther;
+        std::filesystem::remove_all(strChannel);
+    }
+    PutFile(strDay + "/index02.bin");
+    EXPECT_TRUE(RemoveIfIndexOnly(strDay, TreeLevel::Day));
+    EXPECT_FALSE(RemoveIfIndexOnly(strDay, TreeLevel::Day)) << "there is none";
 }
