@@ -20,6 +20,10 @@ protected:
         return Day(nDay) + "/" + strCamera + "/" + Digits(Time(nDay, nHour)) + "_" +
                Digits(Time(nDay, nHour + 1)) + "_" + std::to_string(nType) + ".mp4";
     }
+    /// Recordings of cam01 at these days and hours.
+    void RecordAt(std::initializer_list<std::pair<int, int>> vTimes) {
+        for (const auto& [nDay, nHour] : vTimes) Record("cam01", Hour(nDay, nHour));
+    }
     std::size_t Indexed(int nDay) { return Find("cam01", Time(nDay, 0), Time(nDay + 1, 0)).size(); }
 };
 
@@ -38,20 +42,9 @@ TEST_F(Overwriting, TakesTheOldestDayButNotOpenFiles) {
     EXPECT_EQ(Indexed(1), 1u);
 }
 
-TEST_F(Overwriting, ADirectoryThatIsNeverRecordedOnLosesNothing) {
-    AddDisk("1");
-    AddDisk("2");  // since the writing is not cyclic
-    PutFile(Disk("2") + "RecordFile/20240301/cam01/20240301080000_20240301090000_1.mp4");
-    Start();
-    Record("cam01", Hour(2, 8));
-    CheckFullDisk();
-    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 2, 8)));
-}
-
 TEST_F(Overwriting, ADiskThatFailedForWantOfRoomIsTriedAgainRightAfterThePass) {
     Start();
-    Record("cam01", Hour(1, 8));
-    Record("cam01", Hour(2, 8));
+    RecordAt({{1, 8}, {2, 8}});
     EXPECT_TRUE(Open("cam01", Hour(3, 8)));
     m_faults.Before(Op::Unlink, Is(Path("cam01", 1, 8)), [&] { m_faults.ClearRules(); });
     m_faults.Fail(Op::Write, Below(Disk()), EDQUOT);  // with free blocks
@@ -96,8 +89,7 @@ TEST_F(Overwriting, SpaceThatComesLaterCostsNoSecondDay) {
     AddDisk("unused");  // since the writing is not cyclic
     SetRoom(ROOM, "unused");
     Start();
-    Record("cam01", Hour(1, 8));
-    Record("cam01", Hour(2, 8));
+    RecordAt({{1, 8}, {2, 8}});
     SetRoom(FULL);
     std::atomic<int> nAsked{-1};
     m_faults.Before(Op::Unlink, Ends(".mp4"), [&] { nAsked = 0; });
@@ -106,34 +98,6 @@ TEST_F(Overwriting, SpaceThatComesLaterCostsNoSecondDay) {
     });
     EXPECT_TRUE(Open("cam01", Hour(3, 8)));
     EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8)));
-}
-
-TEST_F(Overwriting, FilesThatAreGoneAlreadyLeaveTheIndexUnreported) {
-    Start();
-    Record("cam01", Hour(1, 8));
-    Record("cam01", Hour(1, 9));
-    Record("cam01", Hour(2, 8));
-    std::filesystem::remove(Path("cam01", 1, 8));
-    CheckFullDisk();
-    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 9)));
-    EXPECT_EQ(Indexed(1), 0u);
-    std::filesystem::remove_all(Day(2));
-    CheckFullDisk();
-    CheckFullDisk();
-    EXPECT_EQ(Indexed(2), 0u);
-    EXPECT_THAT(Deleted(), SizeIs(1));
-}
-
-TEST_F(Overwriting, FilesWithoutAnEntryGoWithTheDay) {
-    Start();
-    Record("cam01", Hour(1, 8));
-    Record("cam01", Hour(1, 8, RECORD_TYPE_2));  // the same times: one entry
-    PutFile(Path("cam09", 1, 8), "put there by hand");
-    Record("cam01", Hour(2, 8));
-    CheckFullDisk();
-    EXPECT_THAT(Deleted(), UnorderedElementsAre(Path("cam01", 1, 8), Path("cam01", 1, 8, 2),
-                                                Path("cam09", 1, 8)));
-    EXPECT_FALSE(Exists(Day(1)));
 }
 
 TEST_F(Overwriting, AFolderNamedLikeARecordingIsNone) {
@@ -172,23 +136,10 @@ TEST_F(Overwriting, AFileGoesNoEarlierThanTheHostHearsThatItIsClosed) {
     pass.join();
 }
 
-TEST_F(Overwriting, AnOpenFileKeepsTheEntryThatItSharesWithADeletedOne) {
-    Start();
-    Record("cam01", Hour(1, 8));
-    ASSERT_TRUE(Open("cam01", Hour(1, 8, RECORD_TYPE_2)));
-    CheckFullDisk();
-    EXPECT_THAT(Find("cam01", Time(1, 0), Time(2, 0)), ElementsAre(Path("cam01", 1, 8, 2)));
-    ASSERT_TRUE(Close("cam01", Hour(1, 8, RECORD_TYPE_2)));
-    CheckFullDisk();
-    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8), Path("cam01", 1, 8, 2)));
-}
-
 TEST_F(Overwriting, ADayThatLosesNothingIsPassedOver) {
     Start();
     ASSERT_TRUE(Open("cam01", Hour(1, 8)));
-    Record("cam01", Hour(2, 8));
-    Record("cam01", Hour(3, 8));
-    Record("cam01", Hour(4, 8));
+    RecordAt({{2, 8}, {3, 8}, {4, 8}});
     m_faults.Fail(Op::Unlink, Below(Day(2)), EPERM);
     CheckFullDisk();
     EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 3, 8)));
@@ -232,13 +183,6 @@ TEST_F(Overwriting, ADayFolderThatGoesUnderASwitchIsMadeAgain) {
         .Times(1);
     EXPECT_TRUE(Write("cam01", recFileInfo(), "kept"));
     EXPECT_EQ(GetFile(RecordFiles().at(1)), "kept");
-}
-
-TEST_F(Overwriting, AnEmptyIndexTidiesNothing) {
-    Start();
-    const auto removals = m_faults.Watch(Op::RemoveDir, Any());
-    CheckFullDisk();
-    EXPECT_EQ(removals.Seen(), 0u);
 }
 
 TEST_F(Overwriting, AFolderThatCannotBeRemovedIsGivenUp) {
@@ -303,10 +247,41 @@ TEST_F(Overwriting, TheClientLayoutLosesItsOldestDayOfTheKindAskedFor) {
     }
 }
 
-TEST_F(Overwriting, UnknownKindsDeleteNothing) {
+TEST_F(Overwriting, NothingGoesOfAnUnknownKindNorOfADiskThatIsNeverRecordedOn) {
     m_stInfo.enumStoreFileType = static_cast<StoreFileType>(2);
     Start();
     Record("cam01", Hour(1, 8));
     CheckFullDisk();
     EXPECT_THAT(RecordFiles(), SizeIs(1));
+    Reset();
+    AddDisk("1");
+    AddDisk("2");  // since the writing is not cyclic
+    PutFile(Disk("2") + "RecordFile/20240301/cam01/20240301080000_20240301090000_1.mp4");
+    Start();
+    const auto removals = m_faults.Watch(Op::RemoveDir, Any());
+    CheckFullDisk();
+    EXPECT_EQ(removals.Seen(), 0u) << "an empty index tidies nothing";
+    Record("cam01", Hour(2, 8));
+    CheckFullDisk();
+    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 2, 8)));
+}
+
+TEST_F(Overwriting, ADayGoesWithFilesThatHaveNoEntryOrShareOneOrAreGoneAlready) {
+    Start();
+    RecordAt({{1, 8}, {1, 9}, {2, 8}, {3, 8}});
+    ASSERT_TRUE(Open("cam01", Hour(1, 8, RECORD_TYPE_2)));  // the same times: one entry
+    PutFile(Path("cam09", 1, 8), "put there by hand");
+    std::filesystem::remove(Path("cam01", 1, 9));
+    CheckFullDisk();
+    EXPECT_THAT(Deleted(), UnorderedElementsAre(Path("cam01", 1, 8), Path("cam09", 1, 8)));
+    EXPECT_THAT(Find("cam01", Time(1, 0), Time(2, 0)), ElementsAre(Path("cam01", 1, 8, 2)));
+    ASSERT_TRUE(Close("cam01", Hour(1, 8, RECORD_TYPE_2)));
+    CheckFullDisk();
+    EXPECT_EQ(Deleted().back(), Path("cam01", 1, 8, 2));
+    EXPECT_FALSE(Exists(Day(1)));
+    std::filesystem::remove_all(Day(2));
+    CheckFullDisk();
+    EXPECT_EQ(Indexed(1) + Indexed(2), 0u);
+    EXPECT_EQ(Indexed(3), 1u);
+    EXPECT_THAT(Deleted(), SizeIs(3));
 }

@@ -115,34 +115,6 @@ TEST(Names, OfTheIndexNameNoCamera) {
     }
 }
 
-TEST(Names, OfAPathTravelBesideIt) {
-    const dayFolder stDay = {"/disk", RECORD_FOLDER, "20240305", {2024, 3, 5}};
-    const auto expect = [](const recordPath& stPath, const std::string& strFile) {
-        EXPECT_EQ(stPath.RecDir(), "/disk");
-        EXPECT_EQ(std::string(stPath.Folder()) + "/" + strFile, stPath.strPath);
-    };
-    indexLevel3Body stFile;
-    const std::string strName = "20240305080000_20240305090000_1.mp4";
-    ASSERT_TRUE(ConvertStrRecFileToIndexLevel3Body(strName, stFile));
-    for (const char* pChannel : {"cam_1_0", "front_door", "cam_01_2"}) {
-        const CChannelFolder folder(stDay, pChannel);
-        EXPECT_EQ(folder.Path(), std::string("/disk/RecordFile/20240305/") + pChannel);
-        const recordPath stPath = folder.Recording(stFile);
-        expect(stPath, strName);
-        ASSERT_EQ(stPath.stEntry.has_value(), pChannel != std::string("cam_01_2"));
-        if (!stPath.stEntry) continue;
-        EXPECT_EQ(GetDirName(stPath.stEntry->stDay.stDate), stDay.strDay);
-        EXPECT_EQ(GetDirName(stPath.stEntry->stChannel), pChannel);
-        EXPECT_EQ(GetRecFileName(stPath.stEntry->stFile), strName);
-        EXPECT_EQ(CChannelFolder(stDay, stPath.stEntry->stChannel).Path(), folder.Path());
-    }
-    const recordPath stPicture =
-        CChannelFolder({"/disk", IMAGE_FOLDER, "any name", {}}, "cam").File("x.jpg");
-    expect(stPicture, "x.jpg");
-    EXPECT_EQ(stPicture.strPath, "/disk/ImageFile/any name/cam/x.jpg");
-    EXPECT_FALSE(stPicture.stEntry);
-}
-
 TEST(Tidying, AFolderGoesWithItsIndexFilesAndStaysWithAnythingElse) {
     const CTempDir dir;
     const std::string strChannel = dir / "channel/", strDay = dir / "day";
