@@ -13,8 +13,13 @@ const char* const GOES = "20240304080000_20240304090000_1.mp4";
 
 enum class Work { Flush, RepairWithMarker, RepairWithoutIndex, MoveFromBackup };
 
-class CCrash : public CRecordDirTest {
-public:
+class Crash : public CRecordDirTest, public testing::WithParamInterface<Work> {
+protected:
+    // Hundreds of flushes: they go to memory where the system has a directory for that.
+    static void SetUpTestSuite() {
+        if (fs::is_directory("/dev/shm")) ::setenv("TMPDIR", "/dev/shm", 0);
+    }
+
     // False when the run was over before its n-th call.
     bool KilledIn(Work eWork, int nCall) {
         Prepare();
@@ -61,9 +66,9 @@ public:
         }
     }
 
-private:
     // A flushed index of two days; then changes on an old day, a new day and a day that goes.
     void Prepare() {
+        for (const auto& entry : fs::directory_iterator(m_dir.Path())) fs::remove_all(entry);
         ASSERT_EQ(Open(), 0);
         for (const char* pChannel : CHANNELS) {
             for (const char* pFile : {GOES, FILE_1}) Record(pChannel, pFile);
@@ -87,16 +92,6 @@ private:
         Change(index, strChannel, FILE_2, CIndex::INDEX_TYPE_DELETE);
         index.Release();
     }
-
-    void TestBody() override {}
-};
-
-// Hundreds of flushes: they go to memory where the system has a directory for that.
-class Crash : public testing::TestWithParam<Work> {
-protected:
-    static void SetUpTestSuite() {
-        if (fs::is_directory("/dev/shm")) ::setenv("TMPDIR", "/dev/shm", 0);
-    }
 };
 
 }  // namespace
@@ -106,9 +101,8 @@ TEST_P(Crash, LosesNothingAtAnyCall) {
     int nCall = 0;
     for (; bKilled; ++nCall) {
         SCOPED_TRACE("killed at call " + std::to_string(nCall));
-        CCrash crash;
-        bKilled = crash.KilledIn(GetParam(), nCall);
-        crash.ExpectWhole();
+        bKilled = KilledIn(GetParam(), nCall);
+        ExpectWhole();
     }
     EXPECT_GT(nCall, 25) << "files written, moded, synced, renamed";
 }
