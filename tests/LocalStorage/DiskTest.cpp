@@ -1,7 +1,5 @@
 // Choice of the disk, and the disk check.
 
-#include <map>
-
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/EngineTest.h"
 
@@ -32,42 +30,40 @@ TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
 class Disks : public testing::Test {
 protected:
     void Assign(bool bCycWrite) { m_disks.Assign({"/a", "/b", "/a/c"}, bCycWrite); }
-    void SetRoom(const std::string& strRecDir, bool bRoom) {
-        m_mLooks[strRecDir] = {true, bRoom ? 9999u : 0u, 0};
-    }
+    /// "/a /b " have room.
+    void SetRoom(const std::string& strWithRoom) { m_strWithRoom = strWithRoom; }
     std::string Asked() { return std::exchange(m_strAsked, ""); }
 
-    std::map<std::string, diskLook> m_mLooks;
-    std::string m_strAsked;
+    std::string m_strWithRoom, m_strAsked;
     std::function<void()> m_onLook = [] {};
     CDisks m_disks{[this](const std::string& strRecDir, int) {
         m_strAsked += strRecDir + " ";
         m_onLook();
-        return m_mLooks[strRecDir];
+        const bool bRoom = m_strWithRoom.find(strRecDir + " ") != std::string::npos;
+        return diskLook{true, bRoom ? 9999u : 0u, 0};
     }};
 };
 
 TEST_F(Disks, EachIsLookedAtOnceAndTheFirstWithRoomIsTaken) {
     using Room = CDisks::Room;
     const struct {
-        bool bCycWrite, bA, bB, bC;  // room
+        bool bCycWrite;
+        std::string strWithRoom;
         Room eFound;
         std::string strCurrent, strAsked;
     } steps[] = {
-        {true, true, true, true, Room::Here, "/a", "/a "},
-        {true, false, true, true, Room::Moved, "/b", "/a /b "},
-        {true, true, true, true, Room::Here, "/b", "/b "},
-        {true, false, false, true, Room::Moved, "/a/c", "/b /a /a/c "},
-        {true, true, false, false, Room::Moved, "/a", "/a/c /a "},
-        {true, false, false, false, Room::None, "/a", "/a /b /a/c "},
-        {false, false, true, true, Room::None, "/a", "/a "},
+        {true, "/a /b /a/c ", Room::Here, "/a", "/a "},
+        {true, "/b /a/c ", Room::Moved, "/b", "/a /b "},
+        {true, "/a /b /a/c ", Room::Here, "/b", "/b "},
+        {true, "/a/c ", Room::Moved, "/a/c", "/b /a /a/c "},
+        {true, "/a ", Room::Moved, "/a", "/a/c /a "},
+        {true, "", Room::None, "/a", "/a /b /a/c "},
+        {false, "/b /a/c ", Room::None, "/a", "/a "},
     };
     Assign(true);
     for (const auto& step : steps) {
         if (!step.bCycWrite) Assign(false);
-        SetRoom("/a", step.bA);
-        SetRoom("/b", step.bB);
-        SetRoom("/a/c", step.bC);
+        SetRoom(step.strWithRoom);
         EXPECT_EQ(m_disks.FindRoom(), step.eFound) << &step - steps;
         EXPECT_EQ(m_disks.Current(), step.strCurrent) << &step - steps;
         EXPECT_EQ(Asked(), step.strAsked) << &step - steps;
@@ -75,16 +71,16 @@ TEST_F(Disks, EachIsLookedAtOnceAndTheFirstWithRoomIsTaken) {
     EXPECT_THAT(m_disks.BeyondHelp(), ElementsAre("/b", "/a/c"));  // never recorded on
 
     Assign(true);
-    SetRoom("/a", false);
+    SetRoom("/b ");
     m_disks.FindRoom();
-    SetRoom("/a", true);
+    SetRoom("/a /b ");
     EXPECT_TRUE(m_disks.ChooseAgain());
     EXPECT_EQ(m_disks.Current(), "/a");
 }
 
 TEST_F(Disks, AFailureCountsForTheDiskOfTheFileUntilALookFindsItGone) {
     Assign(true);
-    for (const char* pDir : {"/a", "/b", "/a/c"}) SetRoom(pDir, true);
+    SetRoom("/a /b /a/c ");
     m_disks.FindRoom();
     m_disks.NoteFailure("/a/c/RecordFile/x.mp4", EIO);  // of the longest directory
     m_disks.NoteFailure("/a/RecordFile/x.mp4", EMFILE);
