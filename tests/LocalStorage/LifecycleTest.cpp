@@ -166,3 +166,24 @@ TEST_F(Lifecycle, EveryOperationRefusesWhatItCannotDo) {
     EXPECT_FALSE(Exists(Disk() + "ImageFile"));
     for (const auto& work : works) EXPECT_TRUE(work()) << &work - works;
 }
+
+TEST_F(Lifecycle, AStartTellsWhichRecordFolderItUsesWhenThatIsNotPlain) {
+    m_faults.SkipSleeps();
+    PutFile(Disk() + "RecordFile", "no folder");
+    AddDisk("1");
+    for (const bool bFirst : {true, false}) {
+        ForgetLines();
+        EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+        EXPECT_GT(LinesWith("RecordFile cannot be read: Not a directory"), 0u);
+        EXPECT_EQ(LinesWith("BackupFile is used on all disks"), 1u);
+        if (bFirst) Record("cam_1_0", Hour(5, 8));
+        m_pEngine->Release();
+    }
+    std::filesystem::remove(Disk() + "RecordFile");
+    std::filesystem::create_directory(m_dir / "larger");
+    std::filesystem::create_directory_symlink(m_dir / "larger", Disk() + "RecordFile");
+    EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
+    EXPECT_EQ(LinesWith("the record folder is a link"), 1u);
+    EXPECT_EQ(LinesWith("to RecordFile [1], BackupFile is gone"), 1u);
+    EXPECT_THAT(Recordings("cam_1_0"), testing::SizeIs(1));
+}
