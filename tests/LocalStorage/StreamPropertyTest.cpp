@@ -122,6 +122,7 @@ TEST_P(StreamProperty, AFilePerKeyFrame) {
 }
 
 TEST_P(StreamProperty, FilesOfAMebibyte) {
+    ASSERT_NE(Stream(), "") << "script/make-corpus makes the streams";
     std::string strStream;
     while (strStream.size() < (5u << 19)) strStream += Stream();
     Check(strStream, LOCAL_STORAGE_CLIENT, 1, 2);
