@@ -208,6 +208,10 @@ OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t
 /// Waits until the thread has ended and frees the handle; every handle must be waited for. In a
 /// process forked from the creator, where the thread never ran, it fails at once.
 int OSL_Thread_Wait(OSL_ThreadHandle hThread);
+/// Frees the handle of a thread that nobody waits for; it has begun to run.
+void OSL_Thread_Leave(OSL_ThreadHandle hThread);
+/// Whether this process was forked from the creator, so that the thread never ran here.
+bool OSL_IsOfAnotherProcess(OSL_ThreadHandle hThread);
 void OSL_Sleep(std::uint32_t nMilliseconds);
 /// Whether this process was forked from one that had asked this before. Then it has none of that
 /// one's threads, and locks that they held stay locked for good.

@@ -54,7 +54,13 @@ extern const OSL_Calls OSL_SYSTEM_CALLS;
 /// The table in use; it must outlive every call that may have loaded it.
 extern std::atomic<const OSL_Calls*> g_pOslCalls;
 
+/// Where the calling thread notes when its last call to the system began; null: nowhere. See
+/// OSL_WatchedThread.
+extern constinit thread_local std::atomic<std::int64_t>* t_pnLastCall;
+void OSL_NoteCall();
+
 inline const OSL_Calls& OSL_Call() {
+    if (t_pnLastCall) OSL_NoteCall();
     return *g_pOslCalls.load(std::memory_order_acquire);
 }
 

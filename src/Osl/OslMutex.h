@@ -13,6 +13,7 @@
 
 /// The order of every lock in the library, first taken first.
 enum class OSL_LockRank : int {
+    DeletionPass,
     DiskCheck,
     ChannelMap,
     RecordFiles,
@@ -20,8 +21,11 @@ enum class OSL_LockRank : int {
     Callback,
     CurrentDirectory,
     LastError,
+    IndexMarker,
     Index,
     RecordDir,
+    DiskAnswer,
+    DiskCalls,
     LogService,
     LogFile,
     LogQueue
@@ -57,6 +61,13 @@ public:
 
 private:
     OSL_Mutex& m_mtx;
+};
+
+/// What a condition variable needs of a mutex that the caller holds.
+struct OSL_WaitLock {
+    OSL_Mutex& m_mtx;
+    void lock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mtx.Lock(); }
+    void unlock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mtx.Unlock(); }
 };
 
 /// What the calling thread holds; only debug builds keep count.

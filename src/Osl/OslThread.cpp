@@ -70,11 +70,20 @@ OSL_ThreadHandle OSL_Thread_Create(OSL_ThreadProc pProc, void* pArg, std::size_t
 
 int OSL_Thread_Wait(OSL_ThreadHandle hThread) {
     if (!hThread) return -1;
-    const bool bMine = hThread->m_nProcess == getpid();
-    const int nError = bMine ? pthread_join(hThread->m_stThread, nullptr) : ESRCH;
+    const int nError =
+        OSL_IsOfAnotherProcess(hThread) ? ESRCH : pthread_join(hThread->m_stThread, nullptr);
     delete hThread;
     errno = nError;
     return nError == 0 ? 0 : -1;
+}
+
+void OSL_Thread_Leave(OSL_ThreadHandle hThread) {
+    pthread_detach(hThread->m_stThread);
+    delete hThread;
+}
+
+bool OSL_IsOfAnotherProcess(OSL_ThreadHandle hThread) {
+    return hThread->m_nProcess != getpid();
 }
 
 bool OSL_IsForked() {

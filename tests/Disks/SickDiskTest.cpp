@@ -308,7 +308,10 @@ INSTANTIATE_TEST_SUITE_P(
     Disks, SickDisk,
     testing::Combine(testing::Values(LOCAL_STORAGE_REMOTE_BACKUP, LOCAL_STORAGE_CLIENT),
                      testing::Values("all", "statfs", "create", "getattr", "write"),
-                     testing::Bool(), testing::Bool()));
+                     testing::Bool(), testing::Bool()),
+    [](const auto& row) {
+        return std::string(std::get<1>(row.param)) + "_" + std::to_string(row.index);
+    });
 
 TEST_P(SickDisk, HarmsNobodyElse) {
     MakeOld(m_sick.Path(), "20200101", 1 << 12);

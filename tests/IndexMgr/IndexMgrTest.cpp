@@ -2,6 +2,7 @@
 // the deletion scan of the client layout.
 
 #include "IndexMgr/KestrelIndex.h"
+#include "IndexMgr/RecordDisk.h"
 #include "IndexMgr/Records.h"
 
 class IndexMgr : public CRecordDirTest {
@@ -44,19 +45,19 @@ TEST_F(IndexMgr, APulledDiskKeepsItsIndexAndComesBackByItself) {
     PutOtherDisk();
     fs::rename(m_strA, strAway);  // what the mount point hides is another file system
     fs::create_directories(m_strA);
-    EXPECT_FALSE(m_mgr.IsDirPresent(strRec)) << "the nearest parent lies elsewhere";
+    EXPECT_FALSE(m_mgr.Disk(strRec)->IsPresent()) << "the nearest parent lies elsewhere";
     fs::create_directories(strRec + "/RecordFile");
     m_mgr.WriteIndex(TypedPath(strRec, "cam_1_0", FILE_3), CIndexMgr::INDEX_TYPE_ADD);
-    EXPECT_FALSE(m_mgr.ForgetMissingFile(path));
+    EXPECT_FALSE(m_mgr.Disk(strRec)->ForgetMissingFile(path));
     EXPECT_EQ(FindAll(m_mgr, "cam_1_0").front(), path.strPath) << "it did not leave the index";
     EXPECT_EQ(Tree(m_strA).size(), 3u) << "nothing is made, no marker either";
     fs::remove_all(m_strA);
     fs::rename(strAway, m_strA);
     PutDiskBack();
-    EXPECT_TRUE(m_mgr.IsDirPresent(strRec));
-    EXPECT_FALSE(m_mgr.ForgetMissingFile(path)) << "it is there";
+    EXPECT_TRUE(m_mgr.Disk(strRec)->IsPresent());
+    EXPECT_FALSE(m_mgr.Disk(strRec)->ForgetMissingFile(path)) << "it is there";
     fs::remove(path.strPath);
-    EXPECT_TRUE(m_mgr.ForgetMissingFile(path));
+    EXPECT_TRUE(m_mgr.Disk(strRec)->ForgetMissingFile(path));
     RecordBy(m_mgr, strRec, FILE_2);
     PutOtherDisk();
     const auto writes = m_faults.Watch(Op::Write, Ends(".bin"));
@@ -69,17 +70,17 @@ TEST_F(IndexMgr, WhatAnotherEngineDidToADiskThatWasAwayIsNotLost) {
     ASSERT_EQ(m_mgr.Initialize({m_strA}), 0);
     RecordBy(m_mgr, m_strA, FILE_1);
     m_faults.SetDevice(m_strA, 4710);
-    EXPECT_TRUE(m_mgr.IsDirPresent(m_strA)) << "mounted anew, under another number";
+    EXPECT_TRUE(m_mgr.Disk(m_strA)->IsPresent()) << "mounted anew, under another number";
     PutOtherDisk();
-    EXPECT_FALSE(m_mgr.IsDirPresent(m_strA));
+    EXPECT_FALSE(m_mgr.Disk(m_strA)->IsPresent());
     PutDiskBack();
     CIndexMgr other;
     ASSERT_EQ(other.Initialize({m_strA}), 0) << "the lock went with the disk";
     RecordBy(other, m_strA, FILE_2);
-    EXPECT_FALSE(m_mgr.IsDirPresent(m_strA));
+    EXPECT_FALSE(m_mgr.Disk(m_strA)->IsPresent());
     other.Release();
 
-    EXPECT_TRUE(m_mgr.IsDirPresent(m_strA));
+    EXPECT_TRUE(m_mgr.Disk(m_strA)->IsPresent());
     EXPECT_EQ(other.Initialize({m_strA}), 1);
     RecordBy(m_mgr, m_strA, FILE_3);
     m_mgr.Release();

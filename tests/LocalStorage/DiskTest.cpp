@@ -1,5 +1,11 @@
 // Choice of the disk, and the disk check.
 
+#include <chrono>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <thread>
+
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/EngineTest.h"
 
@@ -17,7 +23,7 @@ TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
         {{true, 9999, ENOSPC}, true, true, true},  {{true, 9999, EDQUOT}, true, true, true},
         {{true, 2048, ENOSPC}, true, false, true}, {{true, 2048, EDQUOT}, true, false, true},
         {{true, 9999, EROFS}, true, true, false},  {{true, 9999, EIO}, true, true, false},
-        {{true, 2048, EIO}, true, true, false},
+        {{true, 2048, EIO}, true, true, false},    {{true, 9999, 0, true}, true, false, false},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(IsDiskFull(c.stLook), c.bFull) << &c - cases;
@@ -26,62 +32,110 @@ TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
     }
 }
 
-/// Disks without an engine; what a look at them tells is made up.
+/// Disks without an engine; what a look at them tells is made up, and one of them may hang.
 class Disks : public testing::Test {
 protected:
+    using Room = CDisks::Room;
+    static constexpr std::int64_t PATIENCE = 250, SILENCE = 800;  // ms
+
+    ~Disks() override { Hang(""); }
+
     void Assign(bool bCycWrite) { m_disks.Assign({"/a", "/b", "/a/c"}, bCycWrite); }
     /// "/a /b " have room.
-    void SetRoom(const std::string& strWithRoom) { m_strWithRoom = strWithRoom; }
-    std::string Asked() { return std::exchange(m_strAsked, ""); }
-
-    std::string m_strWithRoom, m_strAsked;
-    std::function<void()> m_onLook = [] {};
-    CDisks m_disks{[this](const std::string& strRecDir, int) {
-        m_strAsked += strRecDir + " ";
+    void SetRoom(const std::string& strWithRoom) {
+        const std::lock_guard guard(m_mtx);
+        m_strWithRoom = strWithRoom;
+    }
+    void Hang(const std::string& strRecDir) {
+        const std::lock_guard guard(m_mtx);
+        m_strHangs = strRecDir;
+        m_changed.notify_all();
+    }
+    diskLook Look(const std::string& strRecDir) {
         m_onLook();
+        std::unique_lock lock(m_mtx);
+        m_changed.wait(lock, [&] { return m_strHangs != strRecDir; });
         const bool bRoom = m_strWithRoom.find(strRecDir + " ") != std::string::npos;
         return diskLook{true, bRoom ? 9999u : 0u, 0};
-    }};
+    }
+    /// What is found, and whether all the patience was spent on it.
+    std::pair<Room, bool> FindRoom() {
+        const auto begin = std::chrono::steady_clock::now();
+        m_disks.Ask();
+        const auto took = std::chrono::steady_clock::now() - begin;
+        return {m_disks.Choose(), took >= std::chrono::milliseconds(PATIENCE)};
+    }
+
+    std::mutex m_mtx;
+    std::condition_variable m_changed;
+    std::string m_strWithRoom, m_strHangs;
+    std::function<void()> m_onLook = [] {};
+    CDisks m_disks{[this](const std::string& strRecDir) {
+                       const auto pCalls = std::make_shared<CDiskCalls>();
+                       EXPECT_TRUE(pCalls->Start());
+                       return std::make_unique<CDiskAsker>(
+                           pCalls, strRecDir, [=, this](int) { return Look(strRecDir); }, SILENCE);
+                   },
+                   std::chrono::milliseconds(PATIENCE)};
 };
 
-TEST_F(Disks, EachIsLookedAtOnceAndTheFirstWithRoomIsTaken) {
-    using Room = CDisks::Room;
+TEST_F(Disks, TheFirstWithRoomIsTaken) {
     const struct {
         bool bCycWrite;
         std::string strWithRoom;
         Room eFound;
-        std::string strCurrent, strAsked;
+        std::string strCurrent;
     } steps[] = {
-        {true, "/a /b /a/c ", Room::Here, "/a", "/a "},
-        {true, "/b /a/c ", Room::Moved, "/b", "/a /b "},
-        {true, "/a /b /a/c ", Room::Here, "/b", "/b "},
-        {true, "/a/c ", Room::Moved, "/a/c", "/b /a /a/c "},
-        {true, "/a ", Room::Moved, "/a", "/a/c /a "},
-        {true, "", Room::None, "/a", "/a /b /a/c "},
-        {false, "/b /a/c ", Room::None, "/a", "/a "},
+        {true, "/a /b /a/c ", Room::Here, "/a"}, {true, "/b /a/c ", Room::Moved, "/b"},
+        {true, "/a /b /a/c ", Room::Here, "/b"}, {true, "/a/c ", Room::Moved, "/a/c"},
+        {true, "/a ", Room::Moved, "/a"},        {true, "", Room::None, "/a"},
+        {false, "/b /a/c ", Room::None, "/a"},
     };
     Assign(true);
     for (const auto& step : steps) {
         if (!step.bCycWrite) Assign(false);
         SetRoom(step.strWithRoom);
-        EXPECT_EQ(m_disks.FindRoom(), step.eFound) << &step - steps;
+        EXPECT_EQ(FindRoom().first, step.eFound) << &step - steps;
         EXPECT_EQ(m_disks.Current(), step.strCurrent) << &step - steps;
-        EXPECT_EQ(Asked(), step.strAsked) << &step - steps;
     }
     EXPECT_THAT(m_disks.BeyondHelp(), ElementsAre("/b", "/a/c"));  // never recorded on
 
     Assign(true);
     SetRoom("/b ");
-    m_disks.FindRoom();
+    FindRoom();
     SetRoom("/a /b ");
     EXPECT_TRUE(m_disks.ChooseAgain());
     EXPECT_EQ(m_disks.Current(), "/a");
 }
 
-TEST_F(Disks, AFailureCountsForTheDiskOfTheFileUntilALookFindsItGone) {
+TEST_F(Disks, OneThatDoesNotAnswerCountsByItsLastAnswerAndThenAsFull) {
     Assign(true);
     SetRoom("/a /b /a/c ");
-    m_disks.FindRoom();
+    m_disks.AwaitAll();
+    Hang("/b");
+    EXPECT_EQ(FindRoom(), std::pair(Room::Here, false)) << "is not waited for";
+    Hang("/a");
+    EXPECT_EQ(FindRoom(), std::pair(Room::Here, true)) << "the last answer counts";
+    const auto pLastSilence = m_disks.LastSilence("/a");
+    EXPECT_LT(*pLastSilence, 0);
+    while (!m_disks.CurrentLook().bSilent) std::this_thread::yield();
+    EXPECT_GT(*pLastSilence, 0);
+    SetRoom("/a/c ");
+    EXPECT_EQ(FindRoom(), std::pair(Room::Moved, false)) << "as from a full one";
+    EXPECT_EQ(m_disks.Current(), "/a/c");
+    EXPECT_THAT(m_disks.BeyondHelp(), ElementsAre("/a"));
+    EXPECT_TRUE(m_disks.HasAnother("/a/c"));
+    Hang("");
+    SetRoom("/a ");
+    m_disks.AwaitAll();
+    EXPECT_TRUE(m_disks.ChooseAgain()) << "it is back";
+    EXPECT_EQ(m_disks.Current(), "/a");
+}
+
+TEST_F(Disks, AFailureCountsForTheDiskOfTheFileUntilALookFindsItGone) {
+    Assign(false);
+    SetRoom("/a /b /a/c ");
+    FindRoom();
     m_disks.NoteFailure("/a/c/RecordFile/x.mp4", EIO);  // of the longest directory
     m_disks.NoteFailure("/a/RecordFile/x.mp4", EMFILE);
     m_disks.NoteFailure("/d/x.mp4", EIO);
@@ -170,6 +224,38 @@ TEST_F(DiskCheck, ADiskThatTakesNoFilesCountsAsFull) {
         SetRoom(FULL, "2");
         EXPECT_EQ(DiskOfNext(), "1") << "it could be written again";
     }
+}
+
+TEST_F(DiskCheck, AnOpeningThatIsGivenUpRemovesWhatItMadeAndNothingElse) {
+    const std::string strRecDir = m_dir / "1";
+    const recordPath stPath =
+        CChannelFolder({strRecDir, "RecordFile", "20240305", {}}, "cam01").File("x.mp4");
+    CIndexMgr mgr;
+    ASSERT_EQ(mgr.Initialize({strRecDir}), 0);
+    for (const unsigned nFlags : {OSL_OPEN_UNIQUE, OSL_OPEN_NEW, OSL_OPEN_CONTINUE}) {
+        for (const bool bThere : {false, true}) {
+            if (bThere) PutFile(stPath.strPath, "kept");
+            std::promise<void> hangs, goesOn;
+            const auto hang = [&] {
+                hangs.set_value();
+                goesOn.get_future().wait();
+            };
+            m_faults.Before(Op::Open, Is(stPath.strPath), hang).Times(1);
+            {
+                const CFileOpening opening({mgr.Disk(strRecDir), nullptr, stPath, nFlags});
+                hangs.get_future().wait();
+            }
+            goesOn.set_value();
+            mgr.Disk(strRecDir)->Calls().Run(DiskLane::Use, [] { return true; });
+            EXPECT_EQ(std::filesystem::exists(stPath.strPath), bThere) << nFlags;
+            if (bThere) {
+                EXPECT_EQ(GetFile(stPath.strPath), "kept") << nFlags;
+            }
+            m_faults.ClearRules();
+            std::filesystem::remove(stPath.strPath);
+        }
+    }
+    mgr.Release();
 }
 
 TEST_F(DiskCheck, AnotherNameOfADirectoryIsNoOtherDisk) {

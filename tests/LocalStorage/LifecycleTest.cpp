@@ -108,8 +108,10 @@ TEST_F(Lifecycle, FullDisksAreNoErrorAndTheFirstIsCurrent) {
 
 TEST_F(Lifecycle, TellsWhyItCannotStart) {
     AddDisk("1");
-    for (const auto& [nThread, nError] :
-         {std::pair(2u, STORAGE_ERROR_THREAD), std::pair(1u, STORAGE_ERROR_INDEX)}) {
+    // The disk's two, the index's, that of the disk check.
+    for (const auto& [nThread, nError] : {std::pair(4u, STORAGE_ERROR_THREAD),
+                                          {3u, STORAGE_ERROR_INDEX},
+                                          {1u, STORAGE_ERROR_INDEX}}) {
         m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN).From(nThread);
         EXPECT_FALSE(m_pEngine->Initialize(m_stInfo));
         EXPECT_EQ(LastError(), nError);

@@ -77,6 +77,7 @@ TEST_F(Threads, SwitchesWhileTheOldestDayIsDeleted) {
         Close(strCamera, stFile);
     });
     EXPECT_EQ(nLost, 0);
+    m_pEngine->Release();  // which ends what is under way
     // What is there was made and not deleted; what was deleted is gone.
     std::multiset<std::string> setThere;
     for (const std::string& strPath : Told(MESSAGEVALUE_CREATEFILE)) setThere.insert(strPath);

@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "FileSystem/FileSystem.h"
-#include "IndexMgr/IndexMgr.h"
+#include "IndexMgr/RecordDisk.h"
 #include "Log/LogText.h"
 #include "RecordTree/IndexMarker.h"
 #include "RecordTree/Names.h"
@@ -20,13 +20,18 @@ int JudgeTarget(const std::string& strPath) {
 
 }  // namespace
 
+CBackupFolder::CBackupFolder(std::shared_ptr<CRecordDisk> pDisk)
+    : m_pDisk(std::move(pDisk)),
+      m_strRecDir(m_pDisk->Path()),
+      m_bClientLayout(m_pDisk->IsClientLayout()) {}
+
 bool CBackupFolder::MoveToRecordFolder() {
     const std::string strFolder = m_strRecDir + "/" + BACKUP_FOLDER;
     if (IsGone(strFolder)) return true;
     ListRecordings();
     if (m_bShortage) return false;
     if (!m_vMoves.empty() && Prepare()) {
-        const CIndexMgr::CChange change(m_mgr, m_strRecDir);
+        const CIndexChange change(m_pDisk);
         // Without a marker a crash between a file and its entry would hide it.
         if (m_bClientLayout ||
             AskIndexMarker(m_strRecDir + "/" + RECORD_FOLDER) == IndexMarker::Stands) {
@@ -106,7 +111,7 @@ void CBackupFolder::Move(const std::string& strFrom, const recordPath& stTo) {
         OSL_RenameFile(strFrom.c_str(), stTo.strPath.c_str()) != 0) {
         return LogStays(strFrom, OSL_GetSystemLastError());
     }
-    m_mgr.WriteIndex(stTo, CIndexMgr::INDEX_TYPE_ADD);
+    m_pDisk->WriteIndex(stTo, CIndex::INDEX_TYPE_ADD);
     ++m_nMoved;
 }
 

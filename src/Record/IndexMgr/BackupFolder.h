@@ -8,6 +8,7 @@
 #define LOCALSTORAGE_INDEXMGR_BACKUPFOLDER_H
 
 #include <list>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,13 +16,12 @@
 #include "RecordTree/RecordPath.h"
 #include "RecordTree/RepairPlan.h"
 
-class CIndexMgr;
+class CRecordDisk;
 
 class CBackupFolder {
 public:
-    /// Of a record directory of the manager, whose indexes are open below "RecordFile".
-    CBackupFolder(CIndexMgr& mgr, const std::string& strRecDir, bool bClientLayout)
-        : m_mgr(mgr), m_strRecDir(strRecDir), m_bClientLayout(bClientLayout) {}
+    /// Of a record directory whose indexes are open below "RecordFile". On its disk's thread.
+    explicit CBackupFolder(std::shared_ptr<CRecordDisk> pDisk);
 
     /// Moves the recordings, and removes what the index left and folders that are empty. A
     /// recording whose path is taken stays where it is, and so does what is no recording; that is
@@ -39,7 +39,7 @@ private:
     void Move(const std::string& strFrom, const recordPath& stTo);
     void LogStays(const std::string& strPath, int nError) const;
 
-    CIndexMgr& m_mgr;
+    const std::shared_ptr<CRecordDisk> m_pDisk;
     const std::string m_strRecDir;
     const bool m_bClientLayout;
     std::vector<std::pair<std::string, recordPath>> m_vMoves;   // from where, to where

@@ -23,7 +23,8 @@ CIndex::~CIndex() {
     if (m_hWriteEvent) OSL_CloseEvent(m_hWriteEvent);
 }
 
-int CIndex::Initialize(const std::string& strRecDir, const char* pFolder, BeyondRepair eBeyond) {
+int CIndex::Initialize(const std::string& strRecDir, const char* pFolder, BeyondRepair eBeyond,
+                       std::shared_ptr<const void> pOwner) {
     if (m_bInit) return 0;
     m_bInit = true;
     m_strPrevRecPath = strRecDir;
@@ -38,8 +39,7 @@ int CIndex::Initialize(const std::string& strRecDir, const char* pFolder, Beyond
                 m_strPrevRecPath.c_str());
         return 1;
     }
-    m_hWriteThread = OSL_Thread_Create(WriteIndexProc, this);
-    if (!m_hWriteThread) {
+    if (!m_writer.Start([this, pOwner = std::move(pOwner)] { WriteFlushes(); })) {
         Release();
         LogText("[wtb][CIndex::Initialize] OSL_Thread_Create fail, strPrevPath [%s]",
                 m_strPrevRecPath.c_str());
@@ -70,17 +70,16 @@ CIndex::Step CIndex::Fail(const char* pWhat, const std::string& strPath, int nEr
     return OSL_IsShortage(nError) ? Step::Shortage : Step::Failed;
 }
 
-int CIndex::Release() {
-    if (!m_bInit) return 0;
-    OSL_SetEvent(m_hWriteEvent);
-    if (m_hWriteThread) OSL_Thread_Wait(m_hWriteThread);
-    m_hWriteThread = nullptr;
+bool CIndex::Release(std::int64_t nPatience) {
+    if (!m_bInit) return true;
+    EndWriter();
+    if (!m_writer.Wait(nPatience)) return false;
     OSL_CloseEvent(m_hWriteEvent);
     m_hWriteEvent = nullptr;
     ClearIndex();
     m_strPrevRecPath = "";
     m_bInit = false;
-    return 0;
+    return true;
 }
 
 void CIndex::Abandon() {
@@ -96,9 +95,9 @@ void CIndex::ClearIndex() {
     m_bRead = false;
 }
 
+// Counted first: from then on no flush takes the marker away.
 void CIndex::BeginChange() {
-    OSL_Guard guard(m_mutexIndex);
-    ++m_nChanging;
+    CountChange();
     MakeMarker();
 }
 
@@ -115,14 +114,22 @@ void CIndex::WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& 
         return;
     }
     if (eIndexType != INDEX_TYPE_ADD && eIndexType != INDEX_TYPE_DELETE) return;
-    OSL_Guard guard(m_mutexIndex);
-    MakeMarker();
-    if (eIndexType == INDEX_TYPE_ADD) {
-        AddEntry(stLevel1, stLevel2, stLevel3);
-    } else {
-        m_objTree.Remove(stLevel1, stLevel2, stLevel3);
-        ForgetMarkerWithFolder();
+    if (CountChange() == 1) MakeMarker();
+    {
+        OSL_Guard guard(m_mutexIndex);
+        if (eIndexType == INDEX_TYPE_ADD) {
+            AddEntry(stLevel1, stLevel2, stLevel3);
+        } else {
+            m_objTree.Remove(stLevel1, stLevel2, stLevel3);
+            ForgetMarkerWithFolder();
+        }
     }
+    EndChange();
+}
+
+int CIndex::CountChange() {
+    OSL_Guard guard(m_mutexIndex);
+    return ++m_nChanging;
 }
 
 void CIndex::AddEntry(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
@@ -142,17 +149,16 @@ std::size_t CIndex::CountFiles() {
     return m_objTree.CountFiles();
 }
 
-std::uint32_t WriteIndexProc(void* pIndex) {
-    if (!pIndex) return 0;
-    CIndex& index = *static_cast<CIndex*>(pIndex);
+// The writer thread: flushes every three minutes, and once more when it is told to stop.
+void CIndex::WriteFlushes() {
     while (true) {
-        const std::uint32_t nResult = OSL_WaitForSingleObject(index.m_hWriteEvent, FLUSH_INTERVAL);
-        if (nResult != OSL_WAIT_TIMEOUT && nResult != OSL_WAIT_OBJECT) return 0;
+        const std::uint32_t nResult = OSL_WaitForSingleObject(m_hWriteEvent, FLUSH_INTERVAL);
+        if (nResult != OSL_WAIT_TIMEOUT && nResult != OSL_WAIT_OBJECT) return;
         try {
-            index.WriteIndexToFile();
+            WriteIndexToFile();
         } catch (const std::exception&) {  // the marker stays
             LogText("[wtb][CIndex::WriteIndexToFile] out of memory");
         }
-        if (nResult == OSL_WAIT_OBJECT) return 0;
+        if (nResult == OSL_WAIT_OBJECT) return;
     }
 }

@@ -3,13 +3,16 @@
 // or not up to date. How files, changes, flushes and repair keep each other true: IndexFiles.h.
 //
 // Threads: Initialize and Release must not overlap any other call. WriteIndex and the queries may
-// come from any threads; m_mutexIndex is held for a change, a query or a snapshot, never while
-// index files are written.
+// come from any threads; m_mutexIndex is held for a change, a query or a snapshot, and never while
+// the disk is called: a query waits for no disk. The calls that make or remove the marker have a
+// mutex of their own.
 
 #ifndef LOCALSTORAGE_INDEXMGR_INDEX_H
 #define LOCALSTORAGE_INDEXMGR_INDEX_H
 
+#include <atomic>
 #include <list>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -17,6 +20,7 @@
 #include "IndexMgr/RecordDir.h"
 #include "Osl/Osl.h"
 #include "Osl/OslMutex.h"
+#include "Osl/OslWatchedThread.h"
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/IndexTree.h"
 #include "RecordTree/Names.h"
@@ -49,23 +53,31 @@ public:
     /// name (one of Names.h), checks and if need be repairs it, and starts the writer thread. 0:
     /// ready (also when it was already); 1: no handle, memory or thread, or reading failed; 2:
     /// refused as beyond repair. What is wrong with the disk is tried again once, after a second.
+    /// The writer thread owns `pOwner`, which owns this object, so that it may be left behind.
     int Initialize(const std::string& strRecDir, const char* pFolder = RECORD_FOLDER,
-                   BeyondRepair eBeyond = BeyondRepair::IsRefused);
+                   BeyondRepair eBeyond = BeyondRepair::IsRefused,
+                   std::shared_ptr<const void> pOwner = nullptr);
     /// Why Initialize did not give 0, in words; empty when a thread or reading failed.
     const std::string& Fault() const { return m_strFault; }
-    /// Flushes a last time, stops the writer thread and forgets the index. Always 0. An object is
+    /// Begins a Release: the writer thread flushes a last time and ends.
+    void EndWriter() { OSL_SetEvent(m_hWriteEvent); }
+    /// Flushes a last time, stops the writer thread and forgets the index. False: the thread, and
+    /// the index with it, is left behind after so many milliseconds of silence. An object is
     /// initialised once in its life.
-    int Release();
+    bool Release(std::int64_t nPatience = OSL_FOREVER);
     /// Release without the flush: for an index that was read under another record folder's name.
     void Abandon();
 
     /// Announces that record files come or go until EndChange, so that a crash in between is
     /// repaired. May be nested.
     void BeginChange();
+    /// Has the marker stand, or tries to: before each of these files. Calls the disk.
+    void MakeMarker();
     void EndChange();
 
     /// Enters or removes one record file; anything but add and delete changes nothing. One with
     /// which too many others begin together (CFileList::MAX_TOGETHER) is logged and stays out.
+    /// Within a change the disk is not called.
     void WriteIndex(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
                     const indexLevel3Body& stLevel3, IndexType eIndexType);
 
@@ -91,13 +103,13 @@ public:
     std::size_t CountFiles();
 
 private:
-    friend std::uint32_t WriteIndexProc(void* pIndex);
-
     // How a step of Initialize ended. Shortage says nothing of the disk.
     enum class Step { Done, Failed, Shortage };
     enum class Attempt { First, Last };
 
     // Index.cpp
+    int CountChange();
+    void WriteFlushes();
     void AddEntry(const indexLevel1Body& stLevel1, const indexLevel2Body& stLevel2,
                   const indexLevel3Body& stLevel3) OSL_REQUIRES(m_mutexIndex);
     std::string GetRecordFolder() const { return m_strPrevRecPath + "/" + m_pFolder; }
@@ -114,10 +126,11 @@ private:
     void TakeTree(CIndexTree tree, std::uint64_t nFlushed);
 
     // IndexFlush.cpp
-    void MakeMarker() OSL_REQUIRES(m_mutexIndex);
+    void HaveMarker() OSL_REQUIRES(m_mtxMarker);
     bool RenewMarker();
-    void RemoveMarker() OSL_REQUIRES(m_mutexIndex);
+    void RemoveMarker() OSL_REQUIRES(m_mtxMarker);
     void ForgetMarkerWithFolder() OSL_REQUIRES(m_mutexIndex);
+    bool IsSettled();
     bool TakeSnapshot(indexSnapshot& snapshot);
     void FinishFlush(indexSnapshot& snapshot, bool bWritten);
 
@@ -141,19 +154,19 @@ private:
     bool m_bInit = false;
     bool m_bRead = false;      // the tree holds what is on disk, or a repair made
     bool m_bDoubtful = false;  // the tree may lack recordings, or the files may not be replaced
-    OSL_ThreadHandle m_hWriteThread = nullptr;
     OSL_EventHandle m_hWriteEvent;
     CRecordDir* const m_pRecordDir;
+
+    OSL_Mutex m_mtxMarker{OSL_LockRank::IndexMarker, "m_mtxMarker"};
+    bool m_bMarkerFailed OSL_GUARDED_BY(m_mtxMarker) = false;  // and that was logged
+    std::atomic<bool> m_bMarker{false};                        // "index.dirty" stands
 
     OSL_Mutex m_mutexIndex;
     CIndexTree m_objTree OSL_GUARDED_BY(m_mutexIndex);
     std::uint64_t m_nFlushed OSL_GUARDED_BY(m_mutexIndex) = 0;  // version of the last flush
-    bool m_bMarker OSL_GUARDED_BY(m_mutexIndex) = false;        // "index.dirty" stands
     int m_nChanging OSL_GUARDED_BY(m_mutexIndex) = 0;           // changes begun and not ended
-    bool m_bMarkerFailed OSL_GUARDED_BY(m_mutexIndex) = false;  // and that was logged
-};
 
-/// The writer thread's body: flushes every three minutes, and once more when it is told to stop.
-std::uint32_t WriteIndexProc(void* pIndex);
+    OSL_WatchedThread m_writer;  // the last member: it ends before the others
+};
 
 #endif  // LOCALSTORAGE_INDEXMGR_INDEX_H

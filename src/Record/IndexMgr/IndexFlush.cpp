@@ -41,6 +41,11 @@ void LogMarker(const char* pWhat, const std::string& strFolder) {
 // C1. A marker that cannot be made (full disk) stops no recording; it is tried again with every
 // change. So is one on a disk that was away, from which another engine may have removed it.
 void CIndex::MakeMarker() {
+    OSL_Guard guard(m_mtxMarker);
+    HaveMarker();
+}
+
+void CIndex::HaveMarker() {
     if ((m_bMarker && !WasAway()) || !IsPresent()) return;
     m_bMarker = MakeIndexMarker(GetRecordFolder());
     // Without a record folder there is no index either, and the next start reads the tree.
@@ -83,9 +88,9 @@ void CIndex::WriteIndexToFile() {
 
 // Whatever was believed about it: without a marker no file of the set may be written to.
 bool CIndex::RenewMarker() {
-    OSL_Guard guard(m_mutexIndex);
+    OSL_Guard guard(m_mtxMarker);
     m_bMarker = false;
-    MakeMarker();
+    HaveMarker();
     return m_bMarker;
 }
 
@@ -107,11 +112,18 @@ bool CIndex::TakeSnapshot(indexSnapshot& snapshot) {
 }
 
 void CIndex::FinishFlush(indexSnapshot& snapshot, bool bWritten) {
-    OSL_Guard guard(m_mutexIndex);
-    if (bWritten) {
-        m_nFlushed = snapshot.nVersion;
-        const bool bSettled = m_nChanging == 0 && m_objTree.GetVersion() == m_nFlushed;
-        if (m_bMarker && bSettled && !m_bDoubtful && !WasAway()) RemoveMarker();
+    {
+        OSL_Guard guard(m_mutexIndex);
+        if (bWritten) m_nFlushed = snapshot.nVersion;
+        snapshot = indexSnapshot();  // the lists that it shares are given back under the lock
     }
-    snapshot = indexSnapshot();  // the lists that it shares are given back under the lock
+    // A change that begins from here on waits for the mutex, and makes the marker anew.
+    OSL_Guard guard(m_mtxMarker);
+    if (bWritten && m_bMarker && IsSettled() && !m_bDoubtful && !WasAway()) RemoveMarker();
+}
+
+// Whether the flush has written all, and no file is about to come or go.
+bool CIndex::IsSettled() {
+    OSL_Guard guard(m_mutexIndex);
+    return m_nChanging == 0 && m_objTree.GetVersion() == m_nFlushed;
 }

@@ -3,47 +3,46 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <new>
+#include <optional>
 #include <set>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "FileSystem/FileSystem.h"
 #include "IndexMgr/BackupFolder.h"
-#include "IndexMgr/Index.h"
-#include "IndexMgr/KestrelIndex.h"
 #include "IndexMgr/RecDirName.h"
-#include "IndexMgr/RecordDir.h"
+#include "IndexMgr/RecordDisk.h"
 #include "Log/LogText.h"
 #include "Osl/Osl.h"
 #include "RecordTree/Names.h"
 #include "RecordTree/ReservedSpace.h"
-
-/// One record directory, with the binary index or those of the client layout.
-struct CIndexMgr::Entry {
-    explicit Entry(const std::string& strPath) : objDir(strPath) {}
-
-    CRecordDir objDir;
-    std::unique_ptr<CIndex> pIndex;
-    std::unique_ptr<CKestrelIndex> pRecordings, pPictures;
-
-    COldestDays& GetDays(StoreFileType eKind) const {
-        if (pIndex) return *pIndex;
-        return eKind == STORE_FILE_IMAGE ? *pPictures : *pRecordings;
-    }
-};
 
 CIndexMgr::CIndexMgr() : CIndexMgr(STORAGE_TYPE_RECORD) {}
 
 CIndexMgr::CIndexMgr(StorageType enumStorageType)
     : m_enumStorageType(enumStorageType), m_pFolder(RECORD_FOLDER) {}
 
-CIndexMgr::~CIndexMgr() = default;
+CIndexMgr::~CIndexMgr() {
+    for (const auto& [strPath, pDisk] : m_mDisks) pDisk->Abandon();
+}
 
 int CIndexMgr::Initialize(const std::list<std::string>& lsRecDir) {
     if (m_enumStorageType > STORAGE_TYPE_KESTREL) return 0;
+    std::vector<DiskPtr> vDisks, vMet;
     for (const std::string& strRecDir : lsRecDir) {
-        const int nResult = AddDirectory(strRecDir);
+        if (m_mDisks.contains(strRecDir)) continue;
+        vDisks.push_back(
+            std::make_shared<CRecordDisk>(strRecDir, m_enumStorageType == STORAGE_TYPE_KESTREL));
+        m_mDisks.emplace(strRecDir, vDisks.back());
+        if (!vDisks.back()->Calls().Start()) return 1;
+        // Those that hang do so at the same time.
+        vDisks.back()->Calls().Post(DiskLane::Use, [strInside = strRecDir + "/"] {
+            return OSL_AccessFile(strInside.c_str(), 0);
+        });
+    }
+    for (const DiskPtr& pDisk : vDisks) {
+        const int nResult = Meet(pDisk, vMet);
         if (nResult != 0) return nResult;
     }
     const int nResult = OpenIndexes();
@@ -53,29 +52,46 @@ int CIndexMgr::Initialize(const std::list<std::string>& lsRecDir) {
 
 // Before any file is opened: what a crash left reserved is given back.
 void CIndexMgr::BeginUse() {
-    for (const auto& [strPath, pEntry] : m_mIndex) {
-        const std::optional<std::time_t> tCrashed = pEntry->objDir.BeginUse();
-        if (!tCrashed) continue;
-        const std::size_t nFiles = GiveBackReservedSpace(strPath + "/" + m_pFolder, *tCrashed);
-        LogText(
-            "[wtb][CIndexMgr::Initialize] the last run did not end, files that gave reserved space "
-            "back [%zu], strRecDir [%s]",
-            nFiles, strPath.c_str());
+    std::vector<std::pair<DiskPtr, std::future<void>>> vBegun;
+    for (const auto& [strPath, pDisk] : m_mDisks) {
+        vBegun.emplace_back(pDisk,
+                            pDisk->Calls().Post(DiskLane::Use, [p = pDisk] { p->BeginUse(); }));
+    }
+    for (auto& [pDisk, begun] : vBegun) {
+        if (AwaitFirst(pDisk, begun)) begun.get();
     }
 }
 
-int CIndexMgr::AddDirectory(const std::string& strPath) {
-    if (FindEntry(strPath)) return 0;
-    std::unique_ptr<Entry> pEntry(new (std::nothrow) Entry(strPath));
-    if (!pEntry) return 1;
-    pEntry->objDir.Make();
-    for (const auto& [strOther, pOther] : m_mIndex) {
-        if (!pOther->objDir.IsSame(pEntry->objDir)) continue;
-        m_vAliases.emplace_back(strPath, pOther.get());
+// False: the start goes on without the disk.
+template <typename Result>
+bool CIndexMgr::AwaitFirst(const DiskPtr& pDisk, const std::future<Result>& future) {
+    if (pDisk->IsLate()) return false;
+    if (pDisk->Calls().Await(DiskLane::Use, future, LAST_PATIENCE)) return true;
+    pDisk->SetLate();
+    LogText(
+        "[wtb][CIndexMgr::Initialize] the disk gives no answer, goes on without it until it does, "
+        "strRecDir [%s]",
+        pDisk->Path().c_str());
+    return false;
+}
+
+int CIndexMgr::Meet(const DiskPtr& pDisk, std::vector<DiskPtr>& vMet) {
+    using Meeting = CRecordDisk::Meeting;
+    auto met = pDisk->Calls().Post(DiskLane::Use, [pDisk, vMet] {
+        DiskPtr pSame;
+        const Meeting eMeeting = pDisk->Meet(vMet, pSame);
+        return std::pair(eMeeting, pSame);
+    });
+    if (!AwaitFirst(pDisk, met)) return 0;
+    const auto [eMeeting, pSame] = met.get();
+    if (eMeeting == Meeting::Ready) {
+        vMet.push_back(pDisk);
         return 0;
     }
-    if (!pEntry->objDir.IsPresent()) return 1;
-    m_mIndex.emplace(strPath, std::move(pEntry));
+    pDisk->Abandon();
+    m_mDisks.erase(pDisk->Path());
+    if (eMeeting == Meeting::IsNotThere) return 1;
+    m_vAliases.emplace_back(pDisk->Path(), pSame);
     return 0;
 }
 
@@ -105,121 +121,107 @@ int CIndexMgr::OpenIndexes() {
 
 // A folder that nobody can tell of may be there.
 bool CIndexMgr::HasFolder(const char* pFolder) const {
-    return std::any_of(m_mIndex.begin(), m_mIndex.end(), [=](const auto& entry) {
-        OSL_FINFO_S stInfo;
-        return GetFolderAttribute(entry.first, pFolder, stInfo) ||
-               OSL_GetSystemLastError() != ENOENT;
+    return std::any_of(m_mDisks.begin(), m_mDisks.end(), [=](const auto& entry) {
+        return entry.second->Calls()
+            .Run(DiskLane::Use,
+                 [strRecDir = entry.first, pFolder] {
+                     OSL_FINFO_S stInfo;
+                     return GetFolderAttribute(strRecDir, pFolder, stInfo) ||
+                            OSL_GetSystemLastError() != ENOENT;
+                 })
+            .value_or(false);
     });
 }
 
+// All at once; the first that cannot be used tells the result. One that comes late is opened, too.
 int CIndexMgr::OpenBelow(const char* pFolder, bool bAllTheSame) {
     m_pFolder = pFolder;
-    for (const auto& [strPath, pEntry] : m_mIndex) {
-        OSL_FINFO_S stInfo;
-        if (GetFolderAttribute(strPath, pFolder, stInfo) && stInfo.wFileType == OSL_TYPE_LINK) {
-            LogText("[wtb][CIndexMgr::Initialize] the record folder is a link, strPath [%s/%s]",
-                    strPath.c_str(), pFolder);
-        }
-        const int nResult = OpenIndex(*pEntry, bAllTheSame);
-        if (nResult != 0) return nResult;
+    std::vector<std::pair<DiskPtr, std::future<int>>> vOpened;
+    for (const auto& [strPath, pDisk] : m_mDisks) {
+        pDisk->SetFolder(pFolder);
+        vOpened.emplace_back(pDisk, pDisk->Calls().Post(DiskLane::Use, [=, p = pDisk] {
+            return p->Open(pFolder, bAllTheSame);
+        }));
     }
-    return 0;
+    int nResult = 0;
+    for (auto& [pDisk, opened] : vOpened) {
+        if (!AwaitFirst(pDisk, opened)) continue;
+        const int nOpened = opened.get();
+        if (nResult != 0 || nOpened == 0) continue;
+        nResult = nOpened;
+        m_strFault = pDisk->Fault();
+    }
+    return nResult;
 }
 
-// The indexes that were read under the other name are not flushed under the new one.
 int CIndexMgr::SwitchToBackup(bool bAllTheSame) {
     LogText("[wtb][CIndexMgr::Initialize] RecordFile cannot be used, reason [%s]",
             m_strFault.c_str());
-    for (const auto& [strPath, pEntry] : m_mIndex) {
-        if (pEntry->pIndex) pEntry->pIndex->Abandon();
-        pEntry->pIndex.reset();
-    }
     return OpenBelow(BACKUP_FOLDER, bAllTheSame);
 }
 
 // False when the process lacks handles or memory for it.
 bool CIndexMgr::MoveBackups() {
-    return std::all_of(m_mIndex.begin(), m_mIndex.end(), [this](const auto& entry) {
-        return CBackupFolder(*this, entry.first, m_enumStorageType == STORAGE_TYPE_KESTREL)
-            .MoveToRecordFolder();
-    });
-}
-
-int CIndexMgr::OpenIndex(Entry& entry, bool bAllTheSame) {
-    if (m_enumStorageType == STORAGE_TYPE_KESTREL) {
-        const auto make = [&](StoreFileType eKind) {
-            return std::make_unique<CKestrelIndex>(entry.objDir.GetPath(), eKind, &entry.objDir);
-        };
-        entry.pRecordings = make(STORE_FILE_RECORD);
-        entry.pPictures = make(STORE_FILE_IMAGE);
-        return 0;
+    std::vector<std::pair<DiskPtr, std::future<bool>>> vMoved;
+    for (const auto& [strPath, pDisk] : m_mDisks) {
+        vMoved.emplace_back(pDisk, pDisk->Calls().Post(DiskLane::Use, [p = pDisk] {
+            return !p->IsOpen() || CBackupFolder(p).MoveToRecordFolder();
+        }));
     }
-    entry.pIndex.reset(new (std::nothrow) CIndex(&entry.objDir));
-    if (!entry.pIndex) return 1;
-    const int nResult = entry.pIndex->Initialize(
-        entry.objDir.GetPath(), m_pFolder,
-        bAllTheSame ? CIndex::BeyondRepair::IsReadAllTheSame : CIndex::BeyondRepair::IsRefused);
-    m_strFault = entry.pIndex->Fault();
-    if (nResult != 0) {
-        LogText("[wtb][CIndexMgr::Initialize] index fail, strPath [%s], reason [%s]",
-                entry.objDir.GetPath().c_str(), m_strFault.c_str());
+    bool bMoved = true;
+    for (auto& [pDisk, moved] : vMoved) {
+        if (AwaitFirst(pDisk, moved)) bMoved &= moved.get();
     }
-    return nResult;
+    return bMoved;
 }
 
 void CIndexMgr::Release() {
-    for (const auto& [strPath, pEntry] : m_mIndex) {
-        if (pEntry->pIndex) pEntry->pIndex->Release();
-        pEntry->objDir.EndUse();
-    }
-    m_vAliases.clear();
-    m_mIndex.clear();
+    std::set<std::string> setHung;
+    Release(setHung);
 }
 
-CIndexMgr::Entry* CIndexMgr::FindEntry(std::string_view strRecDir) const {
-    const auto it = m_mIndex.find(strRecDir);
-    if (it != m_mIndex.end()) return it->second.get();
-    for (const auto& [strPath, pEntry] : m_vAliases) {
-        if (strPath == strRecDir) return pEntry;
+// Each step on all disks at once, so that those that hang do so at the same time.
+void CIndexMgr::Release(std::set<std::string>& setHung) {
+    std::set<std::string> setLeft;
+    const auto EndAll = [&](const char* pWhat, bool (CRecordDisk::*pfnEnd)(std::int64_t)) {
+        for (const auto& [strPath, pDisk] : m_mDisks) {
+            if (setLeft.contains(strPath)) continue;
+            const bool bHung = setHung.contains(strPath);
+            if ((*pDisk.*pfnEnd)(bHung ? NO_PATIENCE : LAST_PATIENCE)) continue;
+            setHung.insert(strPath);
+            setLeft.insert(strPath);
+            LogText(
+                "[wtb][CIndexMgr::Release] the disk gives no answer, %s is left behind until it "
+                "does, strRecDir [%s]",
+                pWhat, strPath.c_str());
+        }
+    };
+    for (const auto& [strPath, pDisk] : m_mDisks) pDisk->BeginEnd();
+    EndAll("its thread", &CRecordDisk::EndCalls);
+    EndAll("its index", &CRecordDisk::EndIndex);
+    EndAll("its lock", &CRecordDisk::EndUse);
+    m_vAliases.clear();
+    m_mDisks.clear();
+}
+
+std::shared_ptr<CRecordDisk> CIndexMgr::Disk(std::string_view strRecDir) const {
+    const auto it = m_mDisks.find(strRecDir);
+    if (it != m_mDisks.end()) return it->second;
+    for (const auto& [strPath, pDisk] : m_vAliases) {
+        if (strPath == strRecDir) return pDisk;
     }
     return nullptr;
 }
 
-CIndexMgr::CChange::CChange(const CIndexMgr& mgr, std::string_view strRecDir)
-    : m_pIndex(mgr.FindIndex(strRecDir)) {
-    if (m_pIndex) m_pIndex->BeginChange();
-}
-
-CIndexMgr::CChange::~CChange() {
-    if (m_pIndex && std::uncaught_exceptions() == m_nExceptions) m_pIndex->EndChange();
-}
-
 void CIndexMgr::WriteIndex(const recordPath& stPath, IndexType eIndexType) {
     if (m_enumStorageType != STORAGE_TYPE_RECORD) return;
-    if (eIndexType != INDEX_TYPE_ADD && eIndexType != INDEX_TYPE_DELETE) return;
-    if (!stPath.stEntry) {
-        LogText("[wtb][CIndexMgr::WriteIndex] no index holds it, strRecFilePath [%s]",
-                stPath.strPath.c_str());
-        return;
+    if (const DiskPtr pDisk = Disk(stPath.RecDir())) {
+        return pDisk->WriteIndex(stPath, static_cast<CIndex::IndexType>(eIndexType));
     }
-    Entry* const pEntry = FindEntry(stPath.RecDir());
-    if (!pEntry) {
-        LogText(
-            "[wtb][CIndexMgr::WriteIndex] m_mIndex.find(strPrevPath) == m_mIndex.end(), "
-            "strPrevPath [%s]",
-            std::string(stPath.RecDir()).c_str());
-        return;
-    }
-    pEntry->pIndex->WriteIndex(stPath.stEntry->stDay, stPath.stEntry->stChannel,
-                               stPath.stEntry->stFile, static_cast<CIndex::IndexType>(eIndexType));
-}
-
-bool CIndexMgr::ForgetMissingFile(const recordPath& stPath) {
-    const bool bMissing = IsGone(stPath.strPath);
-    Entry* const pEntry = FindEntry(stPath.RecDir());
-    if (!bMissing || !pEntry || !pEntry->objDir.IsPresent()) return false;
-    WriteIndex(stPath, INDEX_TYPE_DELETE);
-    return true;
+    LogText(
+        "[wtb][CIndexMgr::WriteIndex] m_mIndex.find(strPrevPath) == m_mIndex.end(), "
+        "strPrevPath [%s]",
+        std::string(stPath.RecDir()).c_str());
 }
 
 int CIndexMgr::QueryRecFile(const std::string& strChannel, RecFileType enumRecFileType,
@@ -231,9 +233,11 @@ int CIndexMgr::QueryRecFile(const std::string& strChannel, RecFileType enumRecFi
         return 0;
     }
     int nFiles = 0;
-    for (const auto& [strPath, pEntry] : m_mIndex) {
+    for (const auto& [strPath, pDisk] : m_mDisks) {
+        CIndex* const pIndex = pDisk->Index();
+        if (!pIndex) continue;
         std::list<std::string> lsFound;
-        nFiles += pEntry->pIndex->QueryRecFile(stChannel, enumRecFileType, stStart, stEnd, lsFound);
+        nFiles += pIndex->QueryRecFile(stChannel, enumRecFileType, stStart, stEnd, lsFound);
         // Recordings that begin together stand in the order in which they came.
         if (!std::is_sorted(lsFound.begin(), lsFound.end())) lsFound.sort();
         lsRecFile.merge(lsFound);
@@ -253,23 +257,48 @@ bool CIndexMgr::QueryOldestImgFile(oldestDay& day, const passedOver& stPassedOve
     return QueryOldestDay(STORE_FILE_IMAGE, "QueryOldestImgFileForKESTREL", stPassedOver, day);
 }
 
+namespace {
+
+// A job of a pass. A shortage, which ends the pass, is thrown on the caller's thread.
+template <typename Job>
+auto RunForPass(CRecordDisk& disk, Job job) {
+    const auto answer = disk.Calls().Run(DiskLane::CleanUp, [job = std::move(job)] {
+        std::pair<decltype(job()), int> result;
+        try {
+            result.first = job();
+        } catch (const std::system_error& shortage) {
+            result.second = shortage.code().value();
+        }
+        return result;
+    });
+    if (answer && answer->second != 0) {
+        throw std::system_error(answer->second, std::generic_category());
+    }
+    return answer ? answer->first : decltype(job())();
+}
+
+}  // namespace
+
 // Asks every directory that is not passed over for its oldest day, and the one that is chosen for
-// its files.
+// its files. One that does not answer has none to offer.
 bool CIndexMgr::QueryOldestDay(StoreFileType eKind, const char* pMethod,
                                const passedOver& stPassedOver, oldestDay& day) {
-    std::set<const Entry*> setLeft;
-    for (const std::string& strRecDir : stPassedOver.vRecDirs) {
-        setLeft.insert(FindEntry(strRecDir));
-    }
+    std::set<DiskPtr> setLeft;
+    for (const std::string& strRecDir : stPassedOver.vRecDirs) setLeft.insert(Disk(strRecDir));
     std::vector<dayOffer> vOffers;
-    std::vector<COldestDays*> vDays;
-    for (const auto& [strPath, pEntry] : m_mIndex) {
-        COldestDays& days = pEntry->GetDays(eKind);
-        dayOffer offer;
-        if (setLeft.count(pEntry.get()) > 0) continue;
-        if (!days.GetOldestDate(stPassedOver.setDays, offer)) continue;
-        vOffers.push_back(std::move(offer));
-        vDays.push_back(&days);
+    std::vector<DiskPtr> vOffering;
+    for (const auto& [strPath, pDisk] : m_mDisks) {
+        if (setLeft.contains(pDisk) || !pDisk->IsOpen()) continue;
+        auto offer = RunForPass(
+            *pDisk,
+            [p = pDisk, eKind, setDays = stPassedOver.setDays]() -> std::optional<dayOffer> {
+                dayOffer stOffer;
+                if (!p->GetDays(eKind).GetOldestDate(setDays, stOffer)) return std::nullopt;
+                return stOffer;
+            });
+        if (!offer) continue;
+        vOffers.push_back(std::move(*offer));
+        vOffering.push_back(pDisk);
     }
     if (vOffers.empty()) {
         LogText("[wtb][CIndexMgr::%s] 0 == lsOldestDate.size()", pMethod);
@@ -277,20 +306,15 @@ bool CIndexMgr::QueryOldestDay(StoreFileType eKind, const char* pMethod,
     }
     const std::size_t nChosen = ChooseOldestDay(vOffers);
     day.stDay = vOffers[nChosen].stDay;
-    vDays[nChosen]->ListDay(day.stDay, day.vFiles);
+    day.vFiles =
+        RunForPass(*vOffering[nChosen], [p = vOffering[nChosen], eKind, stDay = day.stDay] {
+            std::vector<recordPath> vFiles;
+            p->GetDays(eKind).ListDay(stDay, vFiles);
+            return vFiles;
+        });
     return true;
 }
 
-CIndex* CIndexMgr::FindIndex(std::string_view strRecDir) const {
-    const Entry* pEntry = FindEntry(strRecDir);
-    return pEntry ? pEntry->pIndex.get() : nullptr;
-}
-
-bool CIndexMgr::IsDirPresent(const std::string& strRecDir) const {
-    Entry* const pEntry = FindEntry(strRecDir);
-    return !pEntry || pEntry->objDir.IsPresent();
-}
-
 bool CIndexMgr::IsOtherName(const std::string& strRecDir) const {
-    return m_mIndex.count(strRecDir) == 0 && FindEntry(strRecDir) != nullptr;
+    return !m_mDisks.contains(strRecDir) && Disk(strRecDir) != nullptr;
 }

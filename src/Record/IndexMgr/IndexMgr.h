@@ -6,17 +6,20 @@
 // (CIndex); the client layout is found by scanning (CKestrelIndex).
 //
 // Threads: Initialize and Release must not overlap any other call. All other operations may come
-// from any threads at once; each index has its own lock, which is never held across a callback.
+// from any threads at once; each index has its own lock, which is never held across a callback or a
+// call to a disk. Disks are called on their own threads (CRecordDisk), so nothing here waits longer
+// than DiskCalls.h says for one that hangs.
 
 #ifndef LOCALSTORAGE_INDEXMGR_INDEXMGR_H
 #define LOCALSTORAGE_INDEXMGR_INDEXMGR_H
 
 #include <cstdint>
-#include <exception>
 #include <functional>
+#include <future>
 #include <list>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -26,9 +29,7 @@
 #include "RecordTree/RecordPath.h"
 #include "localstorage/LocalStorage.h"
 
-class CIndex;
-class CKestrelIndex;
-class CRecordDir;
+class CRecordDisk;
 
 class CIndexMgr {
 public:
@@ -60,37 +61,27 @@ public:
     ///
     /// Chooses the record folder for all of them: "RecordFile", or "BackupFile" where one of them
     /// is beyond repair. Where "RecordFile" can be used, what "BackupFile" holds is moved into it.
+    ///
+    /// A disk that gives no answer for LAST_PATIENCE is logged and gone on without: its directory
+    /// is not present, and nothing of it found, until it has answered and its index is read.
     int Initialize(const std::list<std::string>& lsRecDir);
     /// The name of the record folder below every directory of this manager: one of Names.h, the
     /// same from Initialize to Release.
     const char* RecordFolder() const { return m_pFolder; }
-    /// Writes every index a last time, unlocks the directories and forgets everything.
+    /// Writes every index a last time, unlocks the directories and forgets everything. A disk that
+    /// gives no answer for LAST_PATIENCE is logged and left behind: its directory stays locked
+    /// until it has answered. Those of `setHung` are known to give none, and it receives the
+    /// others.
+    void Release(std::set<std::string>& setHung);
     void Release();
 
-    /// Lives while record files below a record directory are made or removed and entered or taken
-    /// out: a crash in between is repaired by the next start, and so is an exception. Begin it
-    /// before the first file.
-    class CChange {
-    public:
-        CChange(const CIndexMgr& mgr, std::string_view strRecDir);
-        ~CChange();
-        CChange(const CChange&) = delete;
-        CChange& operator=(const CChange&) = delete;
-
-    private:
-        CIndex* const m_pIndex;  // null: nothing to announce
-        const int m_nExceptions = std::uncaught_exceptions();
-    };
+    /// One of the directories, to call its disk: null for an unknown one.
+    std::shared_ptr<CRecordDisk> Disk(std::string_view strRecDir) const;
 
     /// Enters or removes a record file; removing one that has no entry changes nothing. One that no
     /// index holds, or that lies in no directory of this manager, is logged and changes nothing.
     /// Remote-backup layout only. The file itself is not touched.
     void WriteIndex(const recordPath& stPath, IndexType eIndexType);
-
-    /// Removes the entry of a file that turned out to be gone already. True: it is out of the index
-    /// (client layout: there is none); false: its disk is not there or the file still is, and
-    /// the entry stays.
-    bool ForgetMissingFile(const recordPath& stPath);
 
     /// Appends the paths of a channel's recordings that overlap [start, end), of all directories,
     /// sorted by path, to `lsRecFile` (merging, if it holds sorted paths) and returns how many.
@@ -110,38 +101,28 @@ public:
     /// pictures and answers nothing.
     bool QueryOldestImgFile(oldestDay& day, const passedOver& stPassedOver = {});
 
-    /// False while the directory does not lie on the file system on which it lay at Initialize (or
-    /// when it was made): its disk was pulled; and while another engine has it. Then it has no
-    /// room, nothing may be made below it, and nothing in it counts as gone. Unknown directories
-    /// are present.
-    ///
-    /// Ask once more after making one that was missing, and before using it: that locks it.
-    bool IsDirPresent(const std::string& strRecDir) const;
-
     /// True for a path that leads to a directory listed before it under another name.
     bool IsOtherName(const std::string& strRecDir) const;
 
 private:
-    struct Entry;
+    using DiskPtr = std::shared_ptr<CRecordDisk>;
 
-    int AddDirectory(const std::string& strPath);
+    int Meet(const DiskPtr& pDisk, std::vector<DiskPtr>& vMet);
     int OpenIndexes();
     void BeginUse();
     int OpenBelow(const char* pFolder, bool bAllTheSame);
-    int OpenIndex(Entry& entry, bool bAllTheSame);
     int SwitchToBackup(bool bAllTheSame);
     bool MoveBackups();
     bool HasFolder(const char* pFolder) const;
-    Entry* FindEntry(std::string_view strRecDir) const;
-    /// Its index; null for an unknown directory, and in the client layout.
-    CIndex* FindIndex(std::string_view strRecDir) const;
+    template <typename Result>
+    bool AwaitFirst(const DiskPtr& pDisk, const std::future<Result>& future);
     bool QueryOldestDay(StoreFileType eKind, const char* pMethod, const passedOver& stPassedOver,
                         oldestDay& day);
 
     // By path, in the order in which equal days are chosen and results merged.
-    std::map<std::string, std::unique_ptr<Entry>, std::less<>> m_mIndex;
+    std::map<std::string, DiskPtr, std::less<>> m_mDisks;
     // Other names of the same directories.
-    std::vector<std::pair<std::string, Entry*>> m_vAliases;
+    std::vector<std::pair<std::string, DiskPtr>> m_vAliases;
     StorageType m_enumStorageType;
     const char* m_pFolder;
     std::string m_strFault;  // why an index is beyond repair

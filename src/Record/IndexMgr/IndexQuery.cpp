@@ -125,10 +125,13 @@ bool CIndex::FindOldestDay(const PassedOverDays& setPassedOver, dayFolder& stDay
 // A day whose folder is gone leaves the index, unless the whole disk is gone.
 void CIndex::ForgetDay(const dateInfo& stDate) {
     if (!IsPresent()) return;
-    OSL_Guard guard(m_mutexIndex);
-    MakeMarker();
-    m_objTree.RemoveDay({stDate});
-    ForgetMarkerWithFolder();
+    BeginChange();
+    {
+        OSL_Guard guard(m_mutexIndex);
+        m_objTree.RemoveDay({stDate});
+        ForgetMarkerWithFolder();
+    }
+    EndChange();
 }
 
 void CIndex::ListDay(const dayFolder& stDay, std::vector<recordPath>& vFiles) {

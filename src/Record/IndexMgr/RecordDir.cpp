@@ -112,6 +112,7 @@ std::optional<std::time_t> CRecordDir::BeginUse() {
 void CRecordDir::EndUse() {
     OSL_Guard guard(m_mtx);
     if (std::exchange(m_bInUse, false) && IsPresent()) m_objLock.SetInUse(std::nullopt);
+    m_objLock.Release();
 }
 
 bool CRecordDir::IsSame(const CRecordDir& other) const {

@@ -50,7 +50,7 @@ public:
     /// Notes in its file that a run begins, which may leave files with space reserved. When the
     /// last one began, if it did not end.
     std::optional<std::time_t> BeginUse();
-    /// Notes that it ended and left none.
+    /// Notes that it ended and left none, and gives the lock back.
     void EndUse();
 
     /// True when both paths lead to one directory, whatever their names.

@@ -1,9 +1,7 @@
 // Begin and end of a recording.
 
-#include <cerrno>
 #include <limits>
 
-#include "FileSystem/FileSystem.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
@@ -11,23 +9,15 @@
 #include "LocalStorage/StorageOptions.h"
 #include "RecordTree/Names.h"
 
-namespace {
-
-// How often a folder is made anew that a clean-up takes before the file in it is opened.
-constexpr int MAX_FOLDER_TRIES = 10;
-
-}  // namespace
-
 bool CLocalStorage::OpenChannelRecord(char* pCameraID, void* pUser,
                                       recFileInfo& stRecFileInfo) try {
     if (!VerifyOpenRequest(pCameraID, stRecFileInfo)) return false;
-    {
-        // Of two threads that open one channel one comes second here; and no clean-up comes
-        // between the making of a folder and of the file in it.
-        OSL_Guard guard(m_mtxDiskCheck);
+    Attempt eAttempt = Attempt::GoElsewhere;
+    while (eAttempt == Attempt::GoElsewhere) {
         CheckDisk();
-        if (!OpenChannel(pCameraID, pUser, stRecFileInfo)) return false;
+        eAttempt = OpenChannel(pCameraID, pUser, stRecFileInfo);
     }
+    if (eAttempt == Attempt::Failed) return false;
     SetLastError(STORAGE_ERROR_NONE);
     return true;
 } catch (const std::exception&) {
@@ -63,25 +53,27 @@ bool CLocalStorage::VerifyOpenRequest(const char* pCameraID, const recFileInfo& 
                     "cannot keep its numbers, pCameraID [%s]",
                     pCameraID);
     }
-    return VerifyRecordPath(strCameraID, stRecFileInfo);
+    return VerifyRecordPath(m_objDisks.Current(), strCameraID, stRecFileInfo);
 }
 
 // The path may grow when the engine moves to another disk, so this is asked before and after.
-bool CLocalStorage::VerifyRecordPath(const std::string& strCameraID,
+bool CLocalStorage::VerifyRecordPath(const std::string& strRecDir, const std::string& strCameraID,
                                      const recFileInfo& stRecFileInfo) {
-    const std::string strPath = (IsClientLayout() ? BuildSecondPath(strCameraID, OSL_Time())
-                                                  : BuildSpanPath(strCameraID, stRecFileInfo))
-                                    .strPath;
+    const std::string strPath =
+        (IsClientLayout() ? BuildSecondPath(strRecDir, strCameraID)
+                          : BuildSpanPath(strRecDir, strCameraID, stRecFileInfo))
+            .strPath;
     return !IsPathTooLong(strPath) ||
            Fail(STORAGE_ERROR_PARAM,
                 "[wtb][CLocalStorage::OpenChannelRecord] path too long, strRecFilePath[%s]",
                 strPath.c_str());
 }
 
-bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
-                                const recFileInfo& stRecFileInfo) {
+CLocalStorage::Attempt CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
+                                                  const recFileInfo& stRecFileInfo) {
     const std::string strMapID = GetUniqMAPID(strCameraID, stRecFileInfo);
-    if (!VerifyRecordPath(strCameraID, stRecFileInfo)) return false;
+    const std::string strRecDir = m_objDisks.Current();
+    if (!VerifyRecordPath(strRecDir, strCameraID, stRecFileInfo)) return Attempt::Failed;
     if (IsDiskFull(m_objDisks.CurrentLook())) {
         if (m_objEvents.SendDiskFull(pUser)) {
             LogText(
@@ -89,86 +81,120 @@ bool CLocalStorage::OpenChannel(const std::string& strCameraID, void* pUser,
                 "strMapID [%s]",
                 strMapID.c_str());
         }
-        return Fail(STORAGE_ERROR_DISK_FULL,
-                    "[wtb][CLocalStorage::OpenChannelRecord] IsDiskFull, m_strCurRecDir [%s/], "
-                    "strMapID [%s]",
-                    m_objDisks.Current().c_str(), strMapID.c_str());
+        Fail(STORAGE_ERROR_DISK_FULL,
+             "[wtb][CLocalStorage::OpenChannelRecord] IsDiskFull, m_strCurRecDir [%s/], "
+             "strMapID [%s]",
+             strRecDir.c_str(), strMapID.c_str());
+        return Attempt::Failed;
     }
     const channelKeyView key = GetChannelKey(strCameraID.c_str(), stRecFileInfo);
-    if (m_mapRecordChannel.Contains(key)) {
-        return Fail(STORAGE_ERROR_CHANNEL_OPEN,
-                    "[wtb][CLocalStorage::OpenChannelRecord] IsRecordChannelExist, strMapID [%s]",
-                    strMapID.c_str());
+    const channelKey keyOwned = {strCameraID, key.nStart, key.nEnd, key.nType};
+    const CReservedChannel objReserved(m_mapRecordChannel, keyOwned);
+    if (!objReserved) {
+        Fail(STORAGE_ERROR_CHANNEL_OPEN,
+             "[wtb][CLocalStorage::OpenChannelRecord] IsRecordChannelExist, strMapID [%s]",
+             strMapID.c_str());
+        return Attempt::Failed;
     }
+    return OpenChannelOn(strRecDir, keyOwned, pUser, stRecFileInfo);
+}
 
-    const recordPath stPath = ChooseOpenPath(strCameraID, stRecFileInfo);
-    const CIndexMgr::CChange change(*m_pIndexMgr, stPath.RecDir());
+// The turn keeps clean-ups away from the choice of the name until the entry is there.
+CLocalStorage::Attempt CLocalStorage::OpenChannelOn(const std::string& strRecDir,
+                                                    const channelKey& key, void* pUser,
+                                                    const recFileInfo& stRecFileInfo) {
+    const CDiskTurn turn(m_pIndexMgr->Disk(strRecDir)->Calls());
+    if (!turn) return FailToOpen(strRecDir, strRecDir + "/");
+    const auto stPath = ChooseOpenPath(strRecDir, key.strCameraID, stRecFileInfo);
+    if (!stPath) return FailToOpen(strRecDir, strRecDir + "/");
+    const CProtectedFile objProtected(m_mapRecordChannel, stPath->strPath);
     const unsigned nNewFile = IsClientLayout() ? OSL_OPEN_UNIQUE : OSL_OPEN_NEW;
-    CRecordFile objRecFile =
-        OpenRecFile(stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : nNewFile, strCameraID,
-                    pUser, GetStorageOption(STORAGE_OPTION_RESERVE_STEP));
-    if (!objRecFile.IsOpen()) {
-        return Fail(STORAGE_ERROR_OPEN_FILE,
-                    "[wtb][CLocalStorage::OpenChannelRecord] OSL_OpenFile fail, strRecFilePath[%s]",
-                    stPath.strPath.c_str());
-    }
+    const fileOrder stOrder = OrderFor(
+        *stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : nNewFile, key.strCameraID, pUser);
+    CFileOpening opening(stOrder);
+    const auto await = [&](std::int64_t nPatience) { return opening.Await(nPatience); };
+    if (!IsAnswered(strRecDir, await)) return FailToOpen(strRecDir, stPath->strPath);
+    COpenedFile opened = opening.Get();
+    if (opened.IsOpen()) return EnterChannel(opened, stOrder, key);
+    m_objDisks.NoteFailure(stPath->strPath, opened.Error());
+    Fail(STORAGE_ERROR_OPEN_FILE,
+         "[wtb][CLocalStorage::OpenChannelRecord] OSL_OpenFile fail, strRecFilePath[%s]",
+         stPath->strPath.c_str());
+    return Attempt::Failed;
+}
+
+bool CLocalStorage::IsAnswered(const std::string& strRecDir,
+                               const std::function<bool(std::int64_t nPatience)>& await) const {
+    return await(DISK_PATIENCE) || (!m_objDisks.HasAnother(strRecDir) && await(LAST_PATIENCE));
+}
+
+// After the disk gave no answer.
+CLocalStorage::Attempt CLocalStorage::FailToOpen(const std::string& strRecDir,
+                                                 const std::string& strRecFilePath) {
+    LogText(
+        "[wtb][CLocalStorage::OpenChannelRecord] the disk gives no answer, given up, "
+        "strRecFilePath[%s]",
+        strRecFilePath.c_str());
+    if (m_objDisks.HasAnother(strRecDir)) return Attempt::GoElsewhere;
+    SetLastError(STORAGE_ERROR_OPEN_FILE);
+    return Attempt::Failed;
+}
+
+CLocalStorage::Attempt CLocalStorage::EnterChannel(COpenedFile& opened, const fileOrder& stOrder,
+                                                   const channelKey& key) {
+    const recordPath& stPath = stOrder.stPath;
+    CRecordFile objRecFile = opened.Take();
     try {
-        if (m_objEvents.SendCreateFile(strCameraID, stPath.strPath, pUser)) {
+        if (m_objEvents.SendCreateFile(key.strCameraID, stPath.strPath, stOrder.pUser)) {
             LogText(
                 "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback MESSAGEVALUE_CREATEFILE, "
                 "strRecFilePath[%s]",
                 stPath.strPath.c_str());
         }
-        m_mapRecordChannel.Insert({strCameraID, key.nStart, key.nEnd, key.nType}, pUser,
-                                  std::move(objRecFile), stPath.strPath, OSL_Time());
+        recordChannel& channel = m_mapRecordChannel.Insert(
+            key, stOrder.pUser, std::move(objRecFile), stPath.strPath, OSL_Time());
+        channel.pLastSilence = m_objDisks.LastSilence(stOrder.pDisk->Path());
+        channel.nOpened = OSL_TickMilliseconds();
         m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
     } catch (const std::exception&) {
         // The file stays, perhaps without an entry: the change does not end, so the marker stays.
-        CChannelClaim claim = m_mapRecordChannel.Claim(key);
+        CChannelClaim claim =
+            m_mapRecordChannel.Claim({key.strCameraID, key.nStart, key.nEnd, key.nType});
         if (claim) claim.Remove();
         throw;
     }
-    return true;
+    return Attempt::Done;
 }
 
-// In the client layout a new file never takes the name, and with it the content, of another.
-recordPath CLocalStorage::ChooseOpenPath(const std::string& strCameraID,
-                                         const recFileInfo& stRecFileInfo) const {
-    if (!IsClientLayout()) return BuildSpanPath(strCameraID, stRecFileInfo);
-    return stRecFileInfo.bOpenFlag ? BuildSecondPath(strCameraID, OSL_Time())
-                                   : ChooseNewPath(strCameraID);
+fileOrder CLocalStorage::OrderFor(const recordPath& stPath, unsigned nFlags,
+                                  const std::string& strCameraID, void* pUser) const {
+    const auto nReserveStep =
+        static_cast<std::uint64_t>(GetStorageOption(STORAGE_OPTION_RESERVE_STEP));
+    return {m_pIndexMgr->Disk(stPath.RecDir()),
+            m_objSyncs.Of(stPath.RecDir()),
+            stPath,
+            nFlags,
+            true,
+            nReserveStep << 20,
+            strCameraID,
+            pUser};
 }
 
-// Where no name can be told free, opening the file tells why.
-recordPath CLocalStorage::ChooseNewPath(const std::string& strCameraID) const {
-    const auto stFree = BuildFreeSecondPath(strCameraID, std::numeric_limits<int>::max());
-    return stFree ? *stFree : BuildSecondPath(strCameraID, OSL_Time());
-}
-
-OSL_FileHandle CLocalStorage::OpenInFolder(const recordPath& stPath, unsigned nFlags) {
-    if (!MakeRecDir(*m_pIndexMgr, std::string(stPath.RecDir()))) return OSL_INVALID_FILE;
-    const std::string strFolder(stPath.Folder());
-    int nError = 0;
-    for (int nTry = 0; nTry < MAX_FOLDER_TRIES; ++nTry) {
-        const bool bMade = MakeFullPath(stPath.strPath.c_str());
-        const OSL_FileHandle hFile =
-            bMade ? OSL_OpenFile(stPath.strPath.c_str(), nFlags, OSL_FILE_SHARED)
-                  : OSL_INVALID_FILE;
-        if (hFile != OSL_INVALID_FILE) return hFile;
-        nError = OSL_GetSystemLastError();
-        if (bMade ? OSL_AccessFile(strFolder.c_str(), 0) == 0 : nError != ENOENT) break;
-    }
-    m_objDisks.NoteFailure(stPath.strPath, nError);
-    return OSL_INVALID_FILE;
-}
-
-CRecordFile CLocalStorage::OpenRecFile(const recordPath& stPath, unsigned nFlags,
-                                       const std::string& strCameraID, void* pUser,
-                                       int nReserveStep) {
-    const OSL_FileHandle hFile = OpenInFolder(stPath, nFlags);
-    if (hFile == OSL_INVALID_FILE) return {};
-    return {hFile, m_objSyncs.Add(stPath, strCameraID, pUser, hFile),
-            static_cast<std::uint64_t>(nReserveStep) << 20};
+// In the client layout a new file never takes the name, and with it the content, of another. Where
+// no name can be told free, opening the file tells why. Nothing when the disk gives no answer.
+std::optional<recordPath> CLocalStorage::ChooseOpenPath(const std::string& strRecDir,
+                                                        const std::string& strCameraID,
+                                                        const recFileInfo& stRecFileInfo) const {
+    if (!IsClientLayout()) return BuildSpanPath(strRecDir, strCameraID, stRecFileInfo);
+    if (stRecFileInfo.bOpenFlag) return BuildSecondPath(strRecDir, strCameraID);
+    auto found = FindFreeSecond(strRecDir, strCameraID, std::numeric_limits<int>::max());
+    CDiskCalls& calls = m_pIndexMgr->Disk(strRecDir)->Calls();
+    const auto await = [&](std::int64_t nPatience) {
+        return calls.Await(DiskLane::Use, found, nPatience);
+    };
+    if (!IsAnswered(strRecDir, await)) return std::nullopt;
+    const auto stFree = found.get();
+    return stFree ? stFree : BuildSecondPath(strRecDir, strCameraID);
 }
 
 bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileInfo) try {
@@ -203,7 +229,8 @@ bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileIn
 void CLocalStorage::CloseChannelRecord(CChannelClaim& claim) noexcept {
     recordChannel& channel = claim.Channel();
     try {
-        WriteRest(channel);
+        const std::string strRest = TakeRest(channel);
+        WriteRecord(channel, strRest.data(), strRest.size());
     } catch (const std::exception&) {
         OutOfMemory("CloseChannelRecord");
     }
@@ -215,7 +242,7 @@ void CLocalStorage::CloseChannelRecord(CChannelClaim& claim) noexcept {
 void CLocalStorage::CloseRecFile(recordChannel& channel) {
     const int nError = channel.objRecFile.Close();
     if (nError == 0) return;
-    ReportLoss(channel, nError);
+    ReportLoss(channel.strRecFilePath, channel.strCameraID, channel.pUser, nError);
     LogText("[wtb][CLocalStorage::CloseRecFile] OSL_CloseFile fail, strRecFilePath[%s], iErr [%d]",
             channel.strRecFilePath.c_str(), nError);
 }

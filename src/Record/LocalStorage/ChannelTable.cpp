@@ -2,14 +2,9 @@
 
 #include <algorithm>
 
-namespace {
+#include "LocalStorage/FileOpening.h"
 
-// What a condition variable needs of a mutex.
-struct WaitLock {
-    OSL_Mutex& m_mtx;
-    void lock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mtx.Lock(); }
-    void unlock() OSL_NO_THREAD_SAFETY_ANALYSIS { m_mtx.Unlock(); }
-};
+namespace {
 
 // A channel that began in this second counts as one second old.
 std::uint32_t MeanRate(const recordChannel& channel, std::time_t tNow) {
@@ -27,7 +22,7 @@ recordChannel::~recordChannel() {
 // Looks the channel up anew after every wait: meanwhile it may be gone, and another in its place.
 ChannelMap::value_type* CChannelTable::WaitForClaim(const channelKeyView* pKey) {
     OSL_Guard guard(m_mtxChannel);
-    WaitLock lock{m_mtxChannel};
+    OSL_WaitLock lock{m_mtxChannel};
     for (;;) {
         const auto it = pKey ? m_mChannel.find(*pKey) : m_mChannel.begin();
         if (it == m_mChannel.end()) return nullptr;
@@ -48,13 +43,8 @@ CChannelClaim CChannelTable::ClaimAny() {
     return {*this, WaitForClaim(nullptr)};
 }
 
-bool CChannelTable::Contains(const channelKeyView& key) const {
-    OSL_Guard guard(m_mtxChannel);
-    return m_mChannel.find(key) != m_mChannel.end();
-}
-
-void CChannelTable::Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
-                           const std::string& strRecFilePath, std::time_t tNow) {
+recordChannel& CChannelTable::Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
+                                     const std::string& strRecFilePath, std::time_t tNow) {
     OSL_Guard guard(m_mtxChannel);
     recordChannel& channel = m_mChannel.try_emplace(key, key.strCameraID, pUser).first->second;
     channel.objRecFile = std::move(objRecFile);
@@ -62,6 +52,7 @@ void CChannelTable::Insert(const channelKey& key, void* pUser, CRecordFile objRe
     channel.tCreateTime = tNow;
     OSL_Guard guardFiles(m_mtxFiles);
     m_setWriting.insert(strRecFilePath);
+    return channel;
 }
 
 void CChannelTable::Remove(const channelKey& key) {
@@ -73,20 +64,13 @@ void CChannelTable::Remove(const channelKey& key) {
     ForgetFile(node.mapped().strRecFilePath);
 }
 
-void CChannelTable::Announce(recordChannel& channel, const std::string& strPath) {
-    channel.strNewFilePath = strPath;
+void CChannelTable::EndSwitch(recordChannel& channel, const std::string& strPath) {
     OSL_Guard guard(m_mtxFiles);
-    m_setWriting.insert(strPath);
-}
-
-void CChannelTable::EndSwitch(recordChannel& channel) {
-    OSL_Guard guard(m_mtxFiles);
-    ForgetFile(channel.strRecFilePath);
-    channel.strRecFilePath = std::move(channel.strNewFilePath);
-    channel.strNewFilePath.clear();
-    if (channel.objRecFile.IsOpen()) return;
     ForgetFile(channel.strRecFilePath);
     channel.strRecFilePath.clear();
+    if (!channel.objRecFile.IsOpen()) return;
+    channel.strRecFilePath = strPath;
+    m_setWriting.insert(strPath);
 }
 
 void CChannelTable::ForgetFile(const std::string& strPath) {
@@ -108,6 +92,18 @@ CProtectedFile::CProtectedFile(CChannelTable& table, const std::string& strPath)
 CProtectedFile::~CProtectedFile() {
     OSL_Guard guard(m_table.m_mtxFiles);
     m_table.ForgetFile(m_strPath);
+}
+
+CReservedChannel::CReservedChannel(CChannelTable& table, const channelKey& key)
+    : m_table(table), m_key(key) {
+    OSL_Guard guard(m_table.m_mtxChannel);
+    m_bReserved = !m_table.m_mChannel.contains(m_key) && m_table.m_setReserved.insert(m_key).second;
+}
+
+CReservedChannel::~CReservedChannel() {
+    if (!m_bReserved) return;
+    OSL_Guard guard(m_table.m_mtxChannel);
+    m_table.m_setReserved.erase(m_key);
 }
 
 std::uint32_t CChannelTable::WriteSpeed(std::time_t tNow) const {

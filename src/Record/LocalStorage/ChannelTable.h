@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -90,6 +91,8 @@ struct channelKeyEqual {
     }
 };
 
+struct nextFile;
+
 /// One open recording. Its fields belong to the claimant, but for those marked.
 struct recordChannel {
     recordChannel(const std::string& strCamera, void* pHostUser)
@@ -115,14 +118,18 @@ struct recordChannel {
     const std::string strCameraID;
     void* const pUser;  ///< comes back in this channel's messages
 
-    std::string strRecFilePath;  ///< the open file; empty when there is none
-    std::string strNewFilePath;  ///< the file that a switch is about to make
+    std::string strRecFilePath;           ///< the open file; empty when there is none
+    std::unique_ptr<nextFile> pNextFile;  ///< that a switch is about to make; null: none
+    /// When the disk of the open file was last found silent, and when that was opened: ticks.
+    std::shared_ptr<const std::atomic<std::int64_t>> pLastSilence;
+    std::int64_t nOpened = 0;
 
     std::uint32_t nStreamHeadLen = 0;
     char byStreamHead[STREAM_HEAD_SIZE] = {};
 };
 
 using ChannelMap = std::unordered_map<channelKey, recordChannel, channelKeyHash, channelKeyEqual>;
+using KeySet = std::unordered_set<channelKey, channelKeyHash, channelKeyEqual>;
 
 class CChannelClaim;
 
@@ -134,17 +141,14 @@ public:
     CChannelClaim Claim(const channelKeyView& key);
     /// Claims some channel; null when there is none left.
     CChannelClaim ClaimAny();
-    bool Contains(const channelKeyView& key) const;
 
-    /// Adds a channel that has this file open. Its key is not in the table.
-    void Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
-                const std::string& strRecFilePath, std::time_t tNow);
+    /// Adds a channel that has this file open. Its key is reserved. Returns it unclaimed.
+    recordChannel& Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
+                          const std::string& strRecFilePath, std::time_t tNow);
 
-    /// Announces the file that a switch is about to make, so that no clean-up takes it.
-    void Announce(recordChannel& channel, const std::string& strPath);
-    /// The channel's file is the announced one, if it has that open now; otherwise it has none.
-    /// The file before it is protected until then.
-    void EndSwitch(recordChannel& channel);
+    /// The channel's file is this one, if it has one open now; otherwise it has none. The file
+    /// before it is protected until then.
+    void EndSwitch(recordChannel& channel, const std::string& strPath);
     /// Whether some channel has this file open or is about to make it, or it is protected.
     bool IsWriting(const std::string& strPath) const;
 
@@ -154,6 +158,7 @@ public:
 private:
     friend class CChannelClaim;
     friend class CProtectedFile;
+    friend class CReservedChannel;
 
     static constexpr std::uint32_t CLAIM_FREE = 0;
     static constexpr std::uint32_t CLAIM_HELD = 1;
@@ -167,12 +172,13 @@ private:
     void Remove(const channelKey& key);
     void ForgetFile(const std::string& strPath) OSL_REQUIRES(m_mtxFiles);
 
+    mutable OSL_Mutex m_mtxFiles{OSL_LockRank::RecordFiles, "record files"};
+    std::unordered_multiset<std::string> m_setWriting OSL_GUARDED_BY(m_mtxFiles);  ///< paths
+
     mutable OSL_Mutex m_mtxChannel{OSL_LockRank::ChannelMap, "channel map"};
     std::condition_variable_any m_cvUnclaimed;  ///< with m_mtxChannel; for all channels
     ChannelMap m_mChannel OSL_GUARDED_BY(m_mtxChannel);
-
-    mutable OSL_Mutex m_mtxFiles{OSL_LockRank::RecordFiles, "record files"};
-    std::unordered_multiset<std::string> m_setWriting OSL_GUARDED_BY(m_mtxFiles);  ///< paths
+    KeySet m_setReserved OSL_GUARDED_BY(m_mtxChannel);  ///< of channels that are being opened
 };
 
 /// A claimed channel, for the time of its life.
@@ -195,6 +201,23 @@ public:
 private:
     CChannelTable& m_table;
     ChannelMap::value_type* m_pEntry;
+};
+
+/// Lives while a channel is being opened: of two that open one, one has it.
+class CReservedChannel {
+public:
+    CReservedChannel(CChannelTable& table, const channelKey& key);
+    ~CReservedChannel();
+    CReservedChannel(const CReservedChannel&) = delete;
+    CReservedChannel& operator=(const CReservedChannel&) = delete;
+
+    /// False: it is open, or another thread opens it.
+    explicit operator bool() const { return m_bReserved; }
+
+private:
+    CChannelTable& m_table;
+    const channelKey m_key;
+    bool m_bReserved = false;
 };
 
 /// Keeps clean-ups from a file while it lives, as if some channel had it open.

@@ -22,7 +22,7 @@ bool IsDiskError(int nError) {
 }
 
 bool IsDiskFull(const diskLook& stLook) {
-    return !stLook.bPresent || stLook.nFailure != 0 || LacksSpace(stLook);
+    return stLook.bSilent || !stLook.bPresent || stLook.nFailure != 0 || LacksSpace(stLook);
 }
 
 bool IsTrialDue(const diskLook& stLook) {
@@ -31,7 +31,7 @@ bool IsTrialDue(const diskLook& stLook) {
 
 bool CanDeletingHelp(const diskLook& stLook) {
     const bool bTakesNone = stLook.nFailure != 0 && !IsWantOfRoom(stLook.nFailure);
-    return stLook.bPresent && stLook.nUsableSpace && !bTakesNone;
+    return !stLook.bSilent && stLook.bPresent && stLook.nUsableSpace && !bTakesNone;
 }
 
 fullDiskAction DecideFullDisk(const fullDiskState& stState) {

@@ -1,9 +1,10 @@
 #include "LocalStorage/DiskLook.h"
 
 #include <cerrno>
+#include <string>
 
 #include "FileSystem/FileSystem.h"
-#include "IndexMgr/IndexMgr.h"
+#include "IndexMgr/RecordDisk.h"
 #include "LocalStorage/DiskChoice.h"
 #include "Osl/Osl.h"
 
@@ -30,27 +31,25 @@ int TryDisk(const std::string& strRecDir) {
 
 }  // namespace
 
-diskLook LookAtDisk(const CIndexMgr& objIndexMgr, const std::string& strRecDir, int nFailure) {
+diskLook LookAtDisk(CRecordDisk& disk, int nFailure) {
     diskLook stLook;
     stLook.nFailure = nFailure;
-    stLook.bPresent = MakeRecDir(objIndexMgr, strRecDir);
+    stLook.bPresent = MakeRecDir(disk);
     std::uint64_t nUsableSpace = 0;
-    if (!stLook.bPresent || !GetDiskUsableSpace((strRecDir + "/").c_str(), nUsableSpace)) {
+    if (!stLook.bPresent || !GetDiskUsableSpace((disk.Path() + "/").c_str(), nUsableSpace)) {
         return stLook;
     }
     stLook.nUsableSpace = nUsableSpace;
     if (!IsTrialDue(stLook)) return stLook;
-    const int nError = TryDisk(strRecDir);
+    const int nError = TryDisk(disk.Path());
     // Another error may say that deleting helps now, or no more.
     if (nError == 0 || IsDiskError(nError)) stLook.nFailure = nError;
     return stLook;
 }
 
-bool MakeRecDir(const CIndexMgr& objIndexMgr, const std::string& strRecDir) {
-    const std::string strInside = strRecDir + "/";
+bool MakeRecDir(CRecordDisk& disk) {
+    const std::string strInside = disk.Path() + "/";
     const bool bThere = OSL_AccessFile(strInside.c_str(), 0) == 0;
-    if (!bThere && !(objIndexMgr.IsDirPresent(strRecDir) && MakeFullPath(strInside.c_str()))) {
-        return false;
-    }
-    return objIndexMgr.IsDirPresent(strRecDir);
+    if (!bThere && !(disk.IsPresent() && MakeFullPath(strInside.c_str()))) return false;
+    return disk.IsPresent();
 }

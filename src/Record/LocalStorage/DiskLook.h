@@ -6,23 +6,24 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 
-class CIndexMgr;
+class CRecordDisk;
 
 /// What is known of a disk. One that was never looked at is not present.
 struct diskLook {
     bool bPresent = false;  ///< the directory is there, on its own disk, and no other engine has it
     std::optional<std::uint64_t> nUsableSpace;  ///< MiB; none when it cannot be told
-    int nFailure = 0;  ///< the error with which it failed to take a file; 0: it takes files
+    int nFailure = 0;      ///< the error with which it failed to take a file; 0: it takes files
+    bool bSilent = false;  ///< it does not answer: what it answered last is old
 };
 
 /// Looks at the disk of a record directory, and makes the directory where it is missing but its
 /// disk is not. A disk that failed with `nFailure` (0: it did not) is tried, unless it lacks room
-/// as it did then.
-diskLook LookAtDisk(const CIndexMgr& objIndexMgr, const std::string& strRecDir, int nFailure);
+/// as it did then. On the disk's thread.
+diskLook LookAtDisk(CRecordDisk& disk, int nFailure);
 
-/// Makes a record directory that is missing, unless its disk is. True when it is there.
-bool MakeRecDir(const CIndexMgr& objIndexMgr, const std::string& strRecDir);
+/// Makes a record directory that is missing, unless its disk is. True when it is there. On the
+/// disk's thread.
+bool MakeRecDir(CRecordDisk& disk);
 
 #endif  // LOCALSTORAGE_RECORD_DISKLOOK_H

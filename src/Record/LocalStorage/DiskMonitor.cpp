@@ -14,7 +14,6 @@ std::uint32_t CLocalStorage::DiskCheckProc(void* pEngine) {
     if (!pEngine) return 0;
     auto& engine = *static_cast<CLocalStorage*>(pEngine);
     while (engine.AwaitDiskCheck()) {
-        OSL_Guard guard(engine.m_mtxDiskCheck);
         try {
             engine.CheckDisk();
         } catch (const std::exception&) {
@@ -31,8 +30,14 @@ bool CLocalStorage::AwaitDiskCheck() {
 }
 
 void CLocalStorage::CheckDisk() {
-    const CDisks::Room eRoom = m_objDisks.FindRoom();
-    if (eRoom == CDisks::Room::Here) return;
+    m_objDisks.Ask();
+    if (DecideAndTell()) MakeRoom();
+}
+
+bool CLocalStorage::DecideAndTell() {
+    OSL_Guard guard(m_mtxDiskCheck);
+    const CDisks::Room eRoom = m_objDisks.Choose();
+    if (eRoom == CDisks::Room::Here) return false;
     fullDiskState stState;
     stState.bMoved = eRoom == CDisks::Room::Moved;
     stState.bClientLayout = IsClientLayout();
@@ -40,7 +45,7 @@ void CLocalStorage::CheckDisk() {
     const fullDiskAction stAction = DecideFullDisk(stState);
     if (stAction.bReportSwitch) ReportSwitch();
     if (stAction.bReportFull) ReportFullDisk();
-    if (stAction.bDelete) MakeRoom();
+    return stAction.bDelete;
 }
 
 void CLocalStorage::ReportSwitch() {

@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "IndexMgr/DiskCalls.h"
 #include "Log/LogText.h"
 
 CSyncedFile::~CSyncedFile() {
@@ -11,15 +12,15 @@ CSyncedFile::~CSyncedFile() {
 }
 
 void CSyncedFile::Close() {
-    OSL_Guard guard(m_sync.m_mtx);
+    OSL_Guard guard(m_pSync->m_mtx);
     m_bOpen = false;
     m_pUser = nullptr;
 }
 
-CDiskSync::CDiskSync(std::string strRecDir, OnFailure onFailure)
+CDiskSync::CDiskSync(std::string strRecDir, bool bWhole, OnFailure onFailure)
     : m_strRecDir(std::move(strRecDir)),
       m_onFailure(std::move(onFailure)),
-      m_bWhole(OSL_CanSyncFileSystem((m_strRecDir + "/").c_str())),
+      m_bWhole(bWhole),
       m_hStop(OSL_CreateEvent()) {}
 
 CDiskSync::~CDiskSync() {
@@ -28,38 +29,43 @@ CDiskSync::~CDiskSync() {
 
 bool CDiskSync::Start(std::uint32_t nInterval) {
     m_nInterval = nInterval;
-    m_hThread = OSL_Thread_Create(SyncProc, this, 0);
-    return m_hThread != nullptr;
+    return m_thread.Start([pSync = shared_from_this()] { pSync->SyncAgainAndAgain(); });
 }
 
 void CDiskSync::Stop() {
     OSL_SetEvent(m_hStop);
-    if (m_hThread) OSL_Thread_Wait(std::exchange(m_hThread, nullptr));
 }
 
-std::uint32_t CDiskSync::SyncProc(void* pSync) {
-    CDiskSync& sync = *static_cast<CDiskSync*>(pSync);
+bool CDiskSync::Wait(std::int64_t nPatience) {
+    const bool bEnded = m_thread.Wait(nPatience);
+    OSL_Guard guard(m_mtx);
+    m_bEnded = true;
+    return bEnded;
+}
+
+void CDiskSync::SyncAgainAndAgain() {
     std::uint32_t nResult = OSL_WAIT_TIMEOUT;
     while (nResult == OSL_WAIT_TIMEOUT) {
-        if (sync.m_bWhole) sync.OpenDisk();
-        nResult = OSL_WaitForSingleObject(sync.m_hStop, sync.m_nInterval);
+        if (m_bWhole) OpenDisk();
+        nResult = OSL_WaitForSingleObject(m_hStop, m_nInterval);
         try {
-            sync.Sync();
+            Sync();
         } catch (const std::exception&) {
-            LogText("[wtb][CDiskSync::Sync] out of memory, strRecDir [%s]",
-                    sync.m_strRecDir.c_str());
+            LogText("[wtb][CDiskSync::Sync] out of memory, strRecDir [%s]", m_strRecDir.c_str());
         }
     }
-    sync.CloseDisk();
-    return 0;
+    CloseDisk();
+    const Files vFiles = TakeAll();  // which own this
 }
 
 std::shared_ptr<CSyncedFile> CDiskSync::Add(const std::string& strCameraID, void* pUser,
                                             const std::string& strPath, OSL_FileHandle hFile) try {
-    auto pFile = std::make_shared<CSyncedFile>(
-        *this, strCameraID, pUser, strPath, m_bWhole ? OSL_INVALID_FILE : OSL_DuplicateFile(hFile));
+    auto pFile =
+        std::make_shared<CSyncedFile>(shared_from_this(), strCameraID, pUser, strPath,
+                                      m_bWhole ? OSL_INVALID_FILE : OSL_DuplicateFile(hFile));
     pFile->NoteWritten();  // its name, at least
     OSL_Guard guard(m_mtx);
+    if (m_bEnded) return nullptr;
     m_vFiles.push_back(pFile);
     // The folders above it may have been made for it.
     for (std::size_t nSlash = strPath.rfind('/'); !m_bWhole && nSlash > m_strRecDir.size();
@@ -101,6 +107,12 @@ CDiskSync::Files CDiskSync::TakeWritten() {
     return vWritten;
 }
 
+CDiskSync::Files CDiskSync::TakeAll() {
+    OSL_Guard guard(m_mtx);
+    m_bEnded = true;
+    return std::exchange(m_vFiles, {});
+}
+
 std::set<std::string> CDiskSync::TakeFolders() {
     OSL_Guard guard(m_mtx);
     return std::exchange(m_setFolders, {});
@@ -128,32 +140,32 @@ void CDiskSync::SyncEach(const Files& vFiles) {
 void CDiskSync::Report(const Files& vFiles, int nError) {
     for (const auto& pFile : vFiles) {
         OSL_Guard guard(m_mtx);
-        m_onFailure(*pFile, pFile->m_pUser, nError);
+        if (!m_bEnded) m_onFailure(*pFile, pFile->m_pUser, nError);
     }
 }
 
-bool CDiskSyncs::Start(const std::vector<std::string>& vRecDirs, std::uint32_t nInterval) {
+bool CDiskSyncs::Start(const std::string& strRecDir, bool bWhole, std::uint32_t nInterval) {
     if (nInterval == 0) return true;
-    for (const std::string& strRecDir : vRecDirs) {
-        auto pSync = std::make_unique<CDiskSync>(strRecDir, m_onFailure);
-        const bool bStarted = pSync->Start(nInterval);
-        m_mSyncs.emplace(strRecDir, std::move(pSync));
-        if (bStarted) continue;
-        Stop();
-        return false;
-    }
+    auto pSync = std::make_shared<CDiskSync>(strRecDir, bWhole, m_onFailure);
+    if (!pSync->Start(nInterval)) return false;
+    m_mSyncs.emplace(strRecDir, std::move(pSync));
     return true;
 }
 
-void CDiskSyncs::Stop() {
+void CDiskSyncs::Stop(std::set<std::string>& setHung) {
     for (const auto& [strRecDir, pSync] : m_mSyncs) pSync->Stop();
+    for (const auto& [strRecDir, pSync] : m_mSyncs) {
+        if (pSync->Wait(setHung.contains(strRecDir) ? NO_PATIENCE : LAST_PATIENCE)) continue;
+        setHung.insert(strRecDir);
+        LogText(
+            "[wtb][CDiskSync::Stop] the disk gives no answer, its sync is left behind until it "
+            "does, strRecDir [%s]",
+            strRecDir.c_str());
+    }
     m_mSyncs.clear();
 }
 
-std::shared_ptr<CSyncedFile> CDiskSyncs::Add(const recordPath& stPath,
-                                             const std::string& strCameraID, void* pUser,
-                                             OSL_FileHandle hFile) {
-    const auto it = m_mSyncs.find(stPath.RecDir());
-    return it == m_mSyncs.end() ? nullptr
-                                : it->second->Add(strCameraID, pUser, stPath.strPath, hFile);
+std::shared_ptr<CDiskSync> CDiskSyncs::Of(std::string_view strRecDir) const {
+    const auto it = m_mSyncs.find(strRecDir);
+    return it == m_mSyncs.end() ? nullptr : it->second;
 }

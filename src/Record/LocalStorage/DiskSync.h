@@ -1,10 +1,10 @@
 // Makes what is recorded in one record directory durable, again and again: after a power cut no
 // more is missing than what came since the last sync.
 //
-// A thread of its own syncs once per interval, and only when something was written: the whole file
-// system where that is possible, else each file written to and each folder in which files were
-// made. No lock is held meanwhile, so nobody who writes, opens or closes waits for a disk that is
-// slow to sync.
+// A thread of its own, which may be left behind on a disk that hangs, syncs once per interval, and
+// only when something was written: the whole file system where that is possible, else each file
+// written to and each folder in which files were made. No lock is held meanwhile, so nobody who
+// writes, opens or closes waits for a disk that is slow to sync.
 
 #ifndef LOCALSTORAGE_RECORD_DISKSYNC_H
 #define LOCALSTORAGE_RECORD_DISKSYNC_H
@@ -16,21 +16,22 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "Osl/Osl.h"
 #include "Osl/OslMutex.h"
-#include "RecordTree/RecordPath.h"
+#include "Osl/OslWatchedThread.h"
 
 class CDiskSync;
 
 /// One file that is being written, as the sync knows it.
 class CSyncedFile {
 public:
-    CSyncedFile(CDiskSync& sync, const std::string& strCameraID, void* pUser,
+    CSyncedFile(std::shared_ptr<CDiskSync> pSync, const std::string& strCameraID, void* pUser,
                 const std::string& strPath, OSL_FileHandle hFile)
-        : m_sync(sync),
+        : m_pSync(std::move(pSync)),
           m_strCameraID(strCameraID),
           m_strPath(strPath),
           m_pUser(pUser),
@@ -51,7 +52,7 @@ public:
 private:
     friend class CDiskSync;
 
-    CDiskSync& m_sync;
+    const std::shared_ptr<CDiskSync> m_pSync;
     const std::string m_strCameraID, m_strPath;
     void* m_pUser;                 // guarded by the sync's lock; null once the file is closed
     const OSL_FileHandle m_hFile;  // a handle of our own, where files are synced one by one
@@ -59,14 +60,14 @@ private:
     bool m_bOpen = true;  // guarded by the sync's lock
 };
 
-class CDiskSync {
+class CDiskSync : public std::enable_shared_from_this<CDiskSync> {
 public:
     /// Told of every file whose content could not be made durable, on the sync's thread. `pUser` is
     /// the channel's, null when the file was closed meanwhile.
     using OnFailure = std::function<void(const CSyncedFile& file, void* pUser, int nError)>;
 
-    /// `strRecDir` without a "/" at the end.
-    CDiskSync(std::string strRecDir, OnFailure onFailure);
+    /// `strRecDir` without a "/" at the end; `bWhole`: its file system can be synced as a whole.
+    CDiskSync(std::string strRecDir, bool bWhole, OnFailure onFailure);
     /// Call Stop first.
     ~CDiskSync();
     CDiskSync(const CDiskSync&) = delete;
@@ -74,8 +75,11 @@ public:
 
     /// Begins to sync, every so many milliseconds. False: no thread.
     bool Start(std::uint32_t nInterval);
-    /// Syncs a last time and ends.
+    /// Syncs a last time and ends; first of two steps.
     void Stop();
+    /// Waits for the end. False: the thread is left behind, after so many milliseconds of silence,
+    /// and nobody is told any more what it could not make durable.
+    bool Wait(std::int64_t nPatience);
 
     /// Takes up a file that was opened for writing; whoever writes says so through the result. Null
     /// when there is no memory for it: then the file is synced with its neighbours or not at all.
@@ -87,11 +91,12 @@ private:
 
     using Files = std::vector<std::shared_ptr<CSyncedFile>>;
 
-    static std::uint32_t SyncProc(void* pSync);
+    void SyncAgainAndAgain();
     void Sync();
     void OpenDisk();
     void CloseDisk();
     Files TakeWritten();
+    Files TakeAll();
     std::set<std::string> TakeFolders();
     void SyncWhole(const Files& vFiles);
     void SyncEach(const Files& vFiles);
@@ -101,13 +106,15 @@ private:
     const OnFailure m_onFailure;
     const bool m_bWhole;  // the file system can be synced as a whole
     std::uint32_t m_nInterval = 0;
-    OSL_ThreadHandle m_hThread = nullptr;
     OSL_EventHandle m_hStop;
     OSL_FileHandle m_hDisk = OSL_INVALID_FILE;  // the sync thread's
 
     OSL_Mutex m_mtx{OSL_LockRank::DiskSync, "disk sync"};
+    bool m_bEnded OSL_GUARDED_BY(m_mtx) = false;
     Files m_vFiles OSL_GUARDED_BY(m_mtx);
     std::set<std::string> m_setFolders OSL_GUARDED_BY(m_mtx);  // with names not yet durable
+
+    OSL_WatchedThread m_thread;
 };
 
 /// The syncs of all record directories.
@@ -115,19 +122,19 @@ class CDiskSyncs {
 public:
     explicit CDiskSyncs(CDiskSync::OnFailure onFailure) : m_onFailure(std::move(onFailure)) {}
 
-    /// Begins to sync each directory every so many milliseconds; 0: none. False: no thread; then
-    /// none is synced. No other call may run meanwhile.
-    bool Start(const std::vector<std::string>& vRecDirs, std::uint32_t nInterval);
-    /// Syncs a last time and ends. No other call may run meanwhile.
-    void Stop();
+    /// Begins to sync a directory every so many milliseconds; 0: never. False: no thread. No other
+    /// call may run meanwhile.
+    bool Start(const std::string& strRecDir, bool bWhole, std::uint32_t nInterval);
+    /// Syncs a last time and ends. Those directories that give no answer for LAST_PATIENCE are
+    /// logged, left behind and added to `setHung`. No other call may run meanwhile.
+    void Stop(std::set<std::string>& setHung);
 
-    /// CDiskSync::Add of the directory that the file lies in; null too when it is not synced.
-    std::shared_ptr<CSyncedFile> Add(const recordPath& stPath, const std::string& strCameraID,
-                                     void* pUser, OSL_FileHandle hFile);
+    /// The sync of a directory; null when it is not synced.
+    std::shared_ptr<CDiskSync> Of(std::string_view strRecDir) const;
 
 private:
     const CDiskSync::OnFailure m_onFailure;
-    std::map<std::string, std::unique_ptr<CDiskSync>, std::less<>> m_mSyncs;
+    std::map<std::string, std::shared_ptr<CDiskSync>, std::less<>> m_mSyncs;
 };
 
 #endif  // LOCALSTORAGE_RECORD_DISKSYNC_H

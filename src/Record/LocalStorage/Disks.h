@@ -7,24 +7,31 @@
 #ifndef LOCALSTORAGE_RECORD_DISKS_H
 #define LOCALSTORAGE_RECORD_DISKS_H
 
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "LocalStorage/DiskAsker.h"
 #include "LocalStorage/DiskLook.h"
 #include "Osl/OslMutex.h"
 
-/// Looks are taken by one thread at a time; the rest may be asked from any thread.
+/// Any thread, but for Assign.
 class CDisks {
 public:
-    /// Takes one look at the disk of a directory that failed with this error last (0: it did not).
-    using AskDisk = std::function<diskLook(const std::string& strRecDir, int nFailure)>;
+    using MakeAsker = std::function<std::unique_ptr<CDiskAsker>(const std::string& strRecDir)>;
 
-    explicit CDisks(AskDisk ask) : m_ask(std::move(ask)) {}
+    /// So long a fresh answer is waited for, of all disks together.
+    static constexpr std::chrono::milliseconds ANSWER_PATIENCE{1000};
+
+    explicit CDisks(MakeAsker makeAsker, std::chrono::milliseconds patience = ANSWER_PATIENCE)
+        : m_makeAsker(std::move(makeAsker)), m_patience(patience) {}
 
     /// Takes the directories in the host's order, without a "/" at the end; the first becomes
     /// current. With `bCycWrite` recording moves among them, without it stays on the first. No
@@ -36,17 +43,28 @@ public:
     std::string Current() const;
     /// Whether the file of this path lies on the current disk.
     bool IsOnCurrent(const std::string& strPath) const;
+    /// The directory that holds the file of this path; empty when none does.
+    std::string DirectoryOf(const std::string& strPath) const;
     /// The last look at the current disk, failures since then included.
     diskLook CurrentLook() const;
     /// A new one.
     diskLook LookAtCurrent();
 
+    /// Where room is looked for first; then from the first directory on.
+    enum class Prefer { Current, First };
+    /// Asks all disks at once that may be recorded on, and waits for as many answers as it takes to
+    /// find one with room.
+    void Ask(Prefer ePrefer = Prefer::Current);
     enum class Room { Here, Moved, None };
-    /// Looks for room, at each disk once: at the current one, then from the first on until one has
-    /// some. That becomes current; without any nothing changes.
-    Room FindRoom();
-    /// The same from the first on, whichever is current. False: there is no room.
+    /// Makes the first current that has room, by the last looks; without any nothing changes.
+    Room Choose(Prefer ePrefer = Prefer::Current);
+    /// Both, from the first directory on. False: there is no room.
     bool ChooseAgain();
+    /// Waits until every disk that may be recorded on has answered anew or counts as silent: one of
+    /// which that is not known loses no recording.
+    void AwaitAll();
+    /// Whether one may be recorded on, beside this one, that answers.
+    bool HasAnother(const std::string& strRecDir) const;
 
     /// Usable space in MiB by the last looks, of all that may be recorded on.
     std::uint64_t UsableSpace() const;
@@ -58,21 +76,27 @@ public:
     /// the disk's, until a look finds that it takes files again.
     void NoteFailure(const std::string& strPath, int nError);
 
+    /// CDiskAsker::LastSilence of a directory.
+    std::shared_ptr<const std::atomic<std::int64_t>> LastSilence(
+        const std::string& strRecDir) const;
+
 private:
-    diskLook Look(std::size_t nDisk);
-    Room TakeFirstWithRoom(const std::vector<std::size_t>& vOrder);
-    /// Those that may be recorded on.
-    std::vector<std::size_t> InUse() const;
+    using Asked = std::vector<std::pair<CDiskAsker*, std::uint64_t>>;  // the question's number
+
+    Asked AskInUse(Prefer ePrefer);
+    /// Those that may be recorded on, in the order in which room is looked for.
+    std::vector<std::size_t> InUse(Prefer ePrefer) const;
     std::size_t CurrentNumber() const;
     /// The disk whose directory holds this path; as many as there are when none does.
     std::size_t NumberOf(const std::string& strPath) const;
 
-    const AskDisk m_ask;
-    std::vector<std::string> m_vRecDirs;  ///< change in Assign only
+    const MakeAsker m_makeAsker;
+    const std::chrono::milliseconds m_patience;
+    std::vector<std::string> m_vRecDirs;                 ///< change in Assign only
+    std::vector<std::unique_ptr<CDiskAsker>> m_vAskers;  ///< likewise
     bool m_bCycWrite = false;
 
     mutable OSL_Mutex m_mtxDisks{OSL_LockRank::CurrentDirectory, "current directory"};
-    std::vector<diskLook> m_vLooks OSL_GUARDED_BY(m_mtxDisks);  ///< the last ones
     std::size_t m_nCurrent OSL_GUARDED_BY(m_mtxDisks) = 0;
 };
 

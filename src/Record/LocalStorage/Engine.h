@@ -5,20 +5,24 @@
 // class of its own: the disks (CDisks), the open channels (CChannelTable), the index (CIndexMgr),
 // what the host is told (CHostEvents).
 //
-// Locks, in the order in which they may be held together: disk check, channel map and record files
-// (inside m_mapRecordChannel), callback (inside m_objEvents), current directory (inside
-// m_objDisks), last error. None but the disk-check lock is held while a file is touched. Beside
-// them every channel has its claim, taken with none of these held but the disk-check lock; while a
-// claim is held, the others may be taken.
+// Locks, in the order in which they may be held together: deletion pass, disk check, channel map
+// and record files (inside m_mapRecordChannel), callback (inside m_objEvents), current directory
+// (inside m_objDisks), last error. Disks are called on their own threads, by who holds none of
+// these but the first. Every disk has its turn (CDiskTurn), taken with none held but that. Beside
+// them every channel has its claim, taken with none held; while a claim is held, all but the first
+// may be taken.
 
 #ifndef LOCALSTORAGE_RECORD_ENGINE_H
 #define LOCALSTORAGE_RECORD_ENGINE_H
 
 #include <atomic>
 #include <ctime>
+#include <functional>
+#include <future>
 #include <list>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,11 +30,10 @@
 #include "LocalStorage/ChannelTable.h"
 #include "LocalStorage/DiskSync.h"
 #include "LocalStorage/Disks.h"
+#include "LocalStorage/FileOpening.h"
 #include "LocalStorage/HostEvents.h"
 #include "Osl/Osl.h"
 #include "localstorage/LocalStorage.h"
-
-class CFileDeleter;
 
 class CLocalStorage final : public CLocalStorageInterface {
 public:
@@ -58,7 +61,11 @@ private:
     void ChooseFirstDisk(std::list<std::string> lsRecDir);
     bool StartSync();
     bool StartDiskCheck();
-    void StopIndex();
+    /// Closes the files of all channels, each on its disk's thread. Disks that give no answer are
+    /// logged and added to `setHung`.
+    void CloseAllChannels(std::set<std::string>& setHung);
+    /// Ends all that calls disks, but for those that hang: they are left behind.
+    void StopDisks(std::set<std::string> setHung = {});
     void SetLastError(int nError);
     /// Sets the last error, logs, and returns false.
     bool Fail(int nError, const char* pFormat, ...) __attribute__((format(printf, 3, 4)));
@@ -70,33 +77,41 @@ private:
                              const recFileInfo& stRecFileInfo) const;
     /// A view on `pCameraID`.
     channelKeyView GetChannelKey(const char* pCameraID, const recFileInfo& stRecFileInfo) const;
-    /// A camera's folder below the current record directory, in the tree "RecordFile" or
-    /// "ImageFile".
-    CChannelFolder GetFolder(const std::string& strTree, const tagBlockTime& stDay,
-                             const std::string& strCameraID) const;
-    recordPath BuildSpanPath(const std::string& strCameraID,
+    /// A camera's folder in the tree "RecordFile" or "ImageFile".
+    static CChannelFolder GetFolder(const std::string& strRecDir, const std::string& strTree,
+                                    const tagBlockTime& stDay, const std::string& strCameraID);
+    recordPath BuildSpanPath(const std::string& strRecDir, const std::string& strCameraID,
                              const recFileInfo& stRecFileInfo) const;
-    recordPath BuildSecondPath(const std::string& strCameraID, std::time_t tTime) const;
-    /// The path of the first second from now on that no file of its folder has; nothing when that
-    /// second lies more than `nMaxAhead` ahead, or cannot be told.
-    std::optional<recordPath> BuildFreeSecondPath(const std::string& strCameraID,
-                                                  int nMaxAhead) const;
+    recordPath BuildSecondPath(const std::string& strRecDir, const std::string& strCameraID) const;
+    /// Looks, on the disk's thread, for the first second from now on that no file of its folder
+    /// has: none when that lies more than `nMaxAhead` ahead, or cannot be told.
+    std::future<std::optional<recordPath>> FindFreeSecond(const std::string& strRecDir,
+                                                          const std::string& strCameraID,
+                                                          int nMaxAhead) const;
 
     // ChannelOpenClose
     bool VerifyOpenRequest(const char* pCameraID, const recFileInfo& stRecFileInfo);
-    bool VerifyRecordPath(const std::string& strCameraID, const recFileInfo& stRecFileInfo);
-    bool OpenChannel(const std::string& strCameraID, void* pUser, const recFileInfo& stRecFileInfo)
-        OSL_REQUIRES(m_mtxDiskCheck);
-    recordPath ChooseOpenPath(const std::string& strCameraID,
-                              const recFileInfo& stRecFileInfo) const;
-    /// For a new file of the client layout.
-    recordPath ChooseNewPath(const std::string& strCameraID) const;
-    /// Makes the folder and opens the file; makes the folder again when a clean-up took it in
-    /// between. Makes nothing below a missing disk. A failure is held against the disk.
-    OSL_FileHandle OpenInFolder(const recordPath& stPath, unsigned nFlags);
-    /// The same; the file is synced, and reserves so many MiB ahead.
-    CRecordFile OpenRecFile(const recordPath& stPath, unsigned nFlags,
-                            const std::string& strCameraID, void* pUser, int nReserveStep);
+    bool VerifyRecordPath(const std::string& strRecDir, const std::string& strCameraID,
+                          const recFileInfo& stRecFileInfo);
+    /// What became of an attempt to use a disk.
+    enum class Attempt { Done, Failed, GoElsewhere };
+    Attempt OpenChannel(const std::string& strCameraID, void* pUser,
+                        const recFileInfo& stRecFileInfo);
+    /// The same on the disk of this directory.
+    Attempt OpenChannelOn(const std::string& strRecDir, const channelKey& key, void* pUser,
+                          const recFileInfo& stRecFileInfo);
+    Attempt FailToOpen(const std::string& strRecDir, const std::string& strRecFilePath);
+    Attempt EnterChannel(COpenedFile& opened, const fileOrder& stOrder, const channelKey& key);
+    std::optional<recordPath> ChooseOpenPath(const std::string& strRecDir,
+                                             const std::string& strCameraID,
+                                             const recFileInfo& stRecFileInfo) const;
+    /// Waits as long for a disk as it is worth: while it answers, and when it does not, the less
+    /// long if there is another one. `await` takes milliseconds of silence.
+    bool IsAnswered(const std::string& strRecDir,
+                    const std::function<bool(std::int64_t nPatience)>& await) const;
+    /// A recording of this path.
+    fileOrder OrderFor(const recordPath& stPath, unsigned nFlags, const std::string& strCameraID,
+                       void* pUser) const;
     /// Writes what the analyser still holds and closes, without a message but for what is lost.
     void CloseChannelRecord(CChannelClaim& claim) noexcept;
     /// Closes its file; a failure counts as a failed write.
@@ -106,67 +121,74 @@ private:
     bool WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize);
     bool WriteStream(recordChannel& channel, const char* pBuf, std::size_t nSize);
     bool WriteAnalysed(recordChannel& channel, const char* pBuf, std::size_t nSize);
-    /// Writes what the analyser holds back at the end of the stream, to the current file.
-    void WriteRest(recordChannel& channel);
-    /// Whether a key frame may begin a new file.
-    enum class Switching { AtKeyFrames, Never };
-    bool WritePackets(recordChannel& channel, Switching eSwitching);
-    bool WriteAllPackets(recordChannel& channel, Switching eSwitching);
+    /// What the analyser holds back at the end of the stream, for the current file.
+    std::string TakeRest(recordChannel& channel);
+    bool WritePackets(recordChannel& channel);
+    bool WriteAllPackets(recordChannel& channel);
     void NoteKeyFrame(recordChannel& channel);
     bool WriteRecord(recordChannel& channel, const char* pBuf, std::size_t nSize);
     void ReportFailedWrite(const recordChannel& channel, const char* pBuf, std::size_t nSize);
     /// What a sync could not make durable is lost as by a failed write.
     void ReportUnsynced(const CSyncedFile& file, void* pUser, int nError);
     /// Tells the host, and holds it against the disk.
-    void ReportLoss(const recordChannel& channel, int nError);
+    void ReportLoss(const std::string& strRecFilePath, const std::string& strCameraID, void* pUser,
+                    int nError);
 
     // FileSwitching
     /// Whether the channel's file is to be followed by a new one, `nPending` bytes counted as
     /// written to it.
     bool IsNeedSwitchRecFile(const recordChannel& channel, std::size_t nPending) const;
     void SwitchRecFile(recordChannel& channel);
+    /// Chooses the next file and has it opened; waits for so many milliseconds of silence. False:
+    /// not now.
+    bool HaveNextFile(recordChannel& channel, std::int64_t nPatience);
+    /// Whether the next file is still the one that would be chosen.
+    bool IsNextFileCurrent(const recordChannel& channel) const;
     static bool IsNewPathTooLong(recordChannel& channel, const recordPath& stPath);
     void CloseOldFile(recordChannel& channel);
-    void OpenNewFile(recordChannel& channel);
+    void TakeNextFile(recordChannel& channel);
+    bool BeginNewFile(recordChannel& channel, const std::string& strPath);
 
     // DiskMonitor
     static std::uint32_t DiskCheckProc(void* pEngine);
     /// False: no check, the engine stops.
     bool AwaitDiskCheck();
     /// One disk check: moves to another disk, reports a full one, overwrites the oldest day.
-    void CheckDisk() OSL_REQUIRES(m_mtxDiskCheck);
+    void CheckDisk();
+    /// Decides by the last looks, and tells. True: the oldest day is to be overwritten.
+    bool DecideAndTell();
     void ReportSwitch();
     void ReportFullDisk();
 
     // Overwriting
     /// Runs a deletion pass, unless the last one brought no room and is a moment ago.
-    void MakeRoom() OSL_REQUIRES(m_mtxDiskCheck);
+    void MakeRoom();
     /// One deletion pass: the oldest day from which something can be deleted. True when a file was
     /// deleted, or a disk has room meanwhile.
-    bool DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxDiskCheck);
+    bool DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxPass);
     /// Waits until a pass has made room. False: the disks gain none any more, or not in time.
-    bool AwaitFreedSpace() OSL_REQUIRES(m_mtxDiskCheck);
+    bool AwaitFreedSpace() OSL_REQUIRES(m_mtxPass);
     /// Deletes these files of a day and tidies the folders. True when a file went.
     bool DeleteRecordFile(const oldestDay& day);
-    /// Deletes one of them, reports it and takes it out of the index. True when it is gone.
-    bool DeleteRecordFile(CFileDeleter& deleter, const recordPath& stPath);
+    /// Reports one of them that is gone, and takes it out of the index.
+    void ReportDeleted(const recordPath& stPath);
     bool DeleteImageFile(const oldestDay& day);
     bool IsRecFileWritting(const std::string& strPath) const;
 
     // Snapshots
     bool VerifyImageRequest(const char* pCameraID, const char* pBuf, const char* pImgPath) const;
     bool VerifyImagePath(const std::string& strPath) const;
-    recordPath BuildImagePath(const std::string& strCameraID) const;
-    CRecordFile OpenImageFile(const std::string& strCameraID, std::string& strPath)
-        OSL_REQUIRES(m_mtxDiskCheck);
-    bool WriteImageData(CRecordFile& objFile, const std::string& strCameraID,
-                        const std::string& strPath, const char* pBuf, std::uint32_t nSize);
+    recordPath BuildImagePath(const std::string& strRecDir, const std::string& strCameraID) const;
+    Attempt StoreImage(const std::string& strCameraID, const char* pBuf, std::uint32_t nSize,
+                       char* pImgPath);
+    Attempt StoreImageOn(const std::string& strRecDir, const std::string& strCameraID,
+                         const char* pBuf, std::uint32_t nSize, char* pImgPath);
 
     tagStoreInfo m_stStoreInfo;
     bool m_bInit = false;
     CHostEvents m_objEvents;
     std::unique_ptr<CIndexMgr> m_pIndexMgr;
-    CDisks m_objDisks;  ///< asks m_pIndexMgr
+    CDisks m_objDisks;  ///< asks those of m_pIndexMgr
     CDiskSyncs m_objSyncs;
     CChannelTable m_mapRecordChannel;
     OSL_ThreadHandle m_hDiskCheckThread = nullptr;
@@ -175,9 +197,11 @@ private:
     CVexList<pathNode> m_lsRecFile;  ///< result of the last query; not locked
     OSL_Mutex m_mtxLastError{OSL_LockRank::LastError, "last error"};
     int m_nLastError OSL_GUARDED_BY(m_mtxLastError) = STORAGE_ERROR_NONE;
-    /// Serialises disk checks with whatever makes a file at a place that a check could clean up.
+    /// What a disk check decides it tells before another decides.
     OSL_Mutex m_mtxDiskCheck{OSL_LockRank::DiskCheck, "disk check"};
-    std::int64_t m_nNextPass OSL_GUARDED_BY(m_mtxDiskCheck) = 0;  ///< not before; in ticks
+    /// Who needs room waits for the deletion pass that makes some.
+    OSL_Mutex m_mtxPass{OSL_LockRank::DeletionPass, "deletion pass"};
+    std::int64_t m_nNextPass OSL_GUARDED_BY(m_mtxPass) = 0;  ///< not before; in ticks
 };
 
 #endif  // LOCALSTORAGE_RECORD_ENGINE_H

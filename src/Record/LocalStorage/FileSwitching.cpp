@@ -3,7 +3,6 @@
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
-#include "LocalStorage/StorageOptions.h"
 
 bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_t nPending) const {
     if (!IsClientLayout()) return false;
@@ -12,26 +11,57 @@ bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_
         OSL_Time() != channel.tNoneFree) {
         return true;
     }
-    // A file on a disk that failed is given up once the engine records on another disk.
-    return channel.bWriteFailed && !m_objDisks.IsOnCurrent(channel.strRecFilePath);
+    // A file on a disk that failed, or that did not answer for a while, is given up once the engine
+    // records on another disk.
+    const bool bSick =
+        channel.bWriteFailed || (channel.pLastSilence && *channel.pLastSilence > channel.nOpened);
+    return bSick && !m_objDisks.IsOnCurrent(channel.strRecFilePath);
 }
 
-// Holds no disk-check lock: a switch never waits for a deletion pass. The new file's path is chosen
-// once the old one is closed, since the host's callback may take its time: until then the engine
-// may have moved to another disk, and the day be another.
+// Has no turn of the disk: a switch never waits for a deletion pass. Nor does it wait for a disk
+// that hangs: the channel keeps its file until the next one is open, which a later occasion finds.
 void CLocalStorage::SwitchRecFile(recordChannel& channel) {
-    constexpr int MAX_SECONDS_AHEAD = 1;
-    const std::time_t tNow = OSL_Time();
-    const auto stPath = BuildFreeSecondPath(channel.strCameraID, MAX_SECONDS_AHEAD);
-    if (!stPath) channel.tNoneFree = tNow;  // a burst looks once a second, not with every piece
-    if (!stPath || IsNewPathTooLong(channel, *stPath)) return;  // a later occasion tries again
+    if (!HaveNextFile(channel, SWITCH_PATIENCE)) return;
+    std::string strNewPath;
     try {
         CloseOldFile(channel);
-        OpenNewFile(channel);
+        // The host may have taken its time: meanwhile the engine may have moved to another disk,
+        // and the day be another.
+        if (HaveNextFile(channel, DISK_PATIENCE)) {
+            strNewPath = channel.pNextFile->objOpening.Path().strPath;
+            TakeNextFile(channel);
+        }
     } catch (const std::exception&) {
         OutOfMemory("SwitchRecFile");
     }
-    m_mapRecordChannel.EndSwitch(channel);
+    m_mapRecordChannel.EndSwitch(channel, strNewPath);
+    if (!strNewPath.empty()) channel.pNextFile.reset();
+}
+
+bool CLocalStorage::HaveNextFile(recordChannel& channel, std::int64_t nPatience) {
+    constexpr int MAX_SECONDS_AHEAD = 1;
+    if (channel.pNextFile && !IsNextFileCurrent(channel)) channel.pNextFile.reset();
+    if (channel.pNextFile) return channel.pNextFile->objOpening.Await(0);
+    const std::string strRecDir = m_objDisks.Current();
+    CDiskCalls& calls = m_pIndexMgr->Disk(strRecDir)->Calls();
+    if (calls.Silence(DiskLane::Use) >= nPatience) return false;
+    const std::time_t tNow = OSL_Time();
+    auto found = FindFreeSecond(strRecDir, channel.strCameraID, MAX_SECONDS_AHEAD);
+    if (!calls.Await(DiskLane::Use, found, nPatience)) return false;
+    const auto stPath = found.get();
+    if (!stPath) channel.tNoneFree = tNow;  // a burst looks once a second, not with every piece
+    if (!stPath || IsNewPathTooLong(channel, *stPath)) return false;
+    channel.pNextFile = std::make_unique<nextFile>(
+        m_mapRecordChannel, OrderFor(*stPath, OSL_OPEN_UNIQUE, channel.strCameraID, channel.pUser),
+        tNow);
+    return channel.pNextFile->objOpening.Await(nPatience);
+}
+
+// A name that is a second old still does; one for which a disk, or the host, took longer does not.
+bool CLocalStorage::IsNextFileCurrent(const recordChannel& channel) const {
+    constexpr std::time_t MAX_AGE = 1;  // s
+    return channel.pNextFile->objOpening.Path().RecDir() == m_objDisks.Current() &&
+           OSL_Time() <= channel.pNextFile->tNamed + MAX_AGE;
 }
 
 // Told once, not with every piece.
@@ -59,36 +89,43 @@ void CLocalStorage::CloseOldFile(recordChannel& channel) {
     }
 }
 
-// The new file is announced before it is made, so that no clean-up takes it.
-void CLocalStorage::OpenNewFile(recordChannel& channel) {
-    const recordPath stPath = ChooseNewPath(channel.strCameraID);
-    if (IsNewPathTooLong(channel, stPath)) return;
-    m_mapRecordChannel.Announce(channel, stPath.strPath);
-    const char* const pPath = stPath.strPath.c_str();
-    channel.objRecFile = OpenRecFile(stPath, OSL_OPEN_UNIQUE, channel.strCameraID, channel.pUser,
-                                     GetStorageOption(STORAGE_OPTION_RESERVE_STEP));
-    if (!channel.objRecFile.IsOpen()) {
-        LogText("[wtb][CLocalStorage::SwitchRecFile] OSL_OpenFile fail, strRecFilePath[%s]", pPath);
+void CLocalStorage::TakeNextFile(recordChannel& channel) {
+    CFileOpening& opening = channel.pNextFile->objOpening;
+    const std::string& strPath = opening.Path().strPath;
+    COpenedFile opened = opening.Get();
+    if (!opened.IsOpen()) {
+        m_objDisks.NoteFailure(strPath, opened.Error());
+        LogText("[wtb][CLocalStorage::SwitchRecFile] OSL_OpenFile fail, strRecFilePath[%s]",
+                strPath.c_str());
         return;
     }
+    channel.objRecFile = opened.Take();
+    channel.pLastSilence = m_objDisks.LastSilence(std::string(opening.Path().RecDir()));
+    channel.nOpened = OSL_TickMilliseconds();
+    if (!BeginNewFile(channel, strPath)) return;
+    LogText("[wtb][CLocalStorage::SwitchRecFile] new file, strRecFilePath[%s]", strPath.c_str());
+    if (m_objEvents.SendCreateFile(channel.strCameraID, strPath, channel.pUser)) {
+        LogText(
+            "[wtb][CLocalStorage::SwitchRecFile] pFunCallback MESSAGEVALUE_CREATEFILE, "
+            "szFileName [%s]",
+            strPath.c_str());
+    }
+}
+
+// A header that cannot be written takes its file with it.
+bool CLocalStorage::BeginNewFile(recordChannel& channel, const std::string& strPath) {
     std::size_t nWritten = 0;
     if (!channel.objRecFile.Write(channel.byStreamHead, channel.nStreamHeadLen, nWritten)) {
         const int nError = OSL_GetSystemLastError();
         channel.objRecFile.Close();
-        OSL_DeleteFile(pPath);
-        m_objDisks.NoteFailure(stPath.strPath, nError);
+        OSL_DeleteFile(strPath.c_str());
+        m_objDisks.NoteFailure(strPath, nError);
         LogText("[wtb][CLocalStorage::SwitchRecFile] OSL_WriteFile fail, strRecFilePath[%s]",
-                pPath);
-        return;
+                strPath.c_str());
+        return false;
     }
     channel.tCreateTime = OSL_Time();
     channel.nWrittenSize = channel.nStreamHeadLen;
     channel.bWriteFailed = false;
-    LogText("[wtb][CLocalStorage::SwitchRecFile] new file, strRecFilePath[%s]", pPath);
-    if (m_objEvents.SendCreateFile(channel.strCameraID, stPath.strPath, channel.pUser)) {
-        LogText(
-            "[wtb][CLocalStorage::SwitchRecFile] pFunCallback MESSAGEVALUE_CREATEFILE, "
-            "szFileName [%s]",
-            pPath);
-    }
+    return true;
 }

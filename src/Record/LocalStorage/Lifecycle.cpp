@@ -29,8 +29,11 @@ bool HasSentinel(const CVexList<pathNode>& list) {
 }  // namespace
 
 CLocalStorage::CLocalStorage()
-    : m_objDisks([this](const std::string& strRecDir, int nFailure) {
-          return LookAtDisk(*m_pIndexMgr, strRecDir, nFailure);
+    : m_objDisks([this](const std::string& strRecDir) {
+          const auto pDisk = m_pIndexMgr->Disk(strRecDir);
+          return std::make_unique<CDiskAsker>(
+              std::shared_ptr<CDiskCalls>(pDisk, &pDisk->Calls()), strRecDir,
+              [pDisk](int nFailure) { return LookAtDisk(*pDisk, nFailure); });
       }),
       m_objSyncs([this](const CSyncedFile& file, void* pUser, int nError) {
           ReportUnsynced(file, pUser, nError);
@@ -83,8 +86,7 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
     SetLastError(STORAGE_ERROR_NONE);
     return true;
 } catch (const std::exception&) {
-    m_objSyncs.Stop();
-    StopIndex();
+    StopDisks();
     SetLastError(STORAGE_ERROR_NO_MEMORY);
     return OutOfMemory("Initialize");
 }
@@ -98,7 +100,7 @@ bool CLocalStorage::StartIndex(const std::list<std::string>& lsRecDir) {
     }
     const int nResult = m_pIndexMgr->Initialize(lsRecDir);
     if (nResult != 1 && nResult != 2) return true;
-    StopIndex();
+    StopDisks();
     return nResult == 1
                ? Fail(STORAGE_ERROR_INDEX,
                       "[wtb][CLocalStorage::Initialize] m_pIndexMgr->Initialize fail")
@@ -112,7 +114,8 @@ void CLocalStorage::ChooseFirstDisk(std::list<std::string> lsRecDir) {
     lsRecDir.remove_if(
         [this](const std::string& strRecDir) { return m_pIndexMgr->IsOtherName(strRecDir); });
     m_objDisks.Assign(lsRecDir, m_stStoreInfo.bCycWrite);
-    if (m_objDisks.FindRoom() != CDisks::Room::None) return;
+    m_objDisks.Ask();
+    if (m_objDisks.Choose() != CDisks::Room::None) return;
     if (m_stStoreInfo.bCycWrite) {
         LogText("[wtb][CLocalStorage::Initialize] disk full, bCycWrite [%d]", 1);
     } else {
@@ -121,48 +124,140 @@ void CLocalStorage::ChooseFirstDisk(std::list<std::string> lsRecDir) {
     }
 }
 
-void CLocalStorage::StopIndex() {
-    if (m_pIndexMgr) m_pIndexMgr->Release();
-    m_pIndexMgr.reset();
-}
-
 bool CLocalStorage::StartSync() {
     const int nInterval = GetStorageOption(STORAGE_OPTION_SYNC_INTERVAL);
-    if (m_objSyncs.Start(m_objDisks.All(), static_cast<std::uint32_t>(nInterval))) return true;
-    StopIndex();
-    return Fail(STORAGE_ERROR_THREAD, "[wtb][CLocalStorage::Initialize] create sync thread fail");
+    for (const std::string& strRecDir : m_objDisks.All()) {
+        const auto whole = m_pIndexMgr->Disk(strRecDir)->Calls().Run(
+            DiskLane::Use,
+            [strInside = strRecDir + "/"] { return OSL_CanSyncFileSystem(strInside.c_str()); });
+        if (m_objSyncs.Start(strRecDir, whole.value_or(false),
+                             static_cast<std::uint32_t>(nInterval))) {
+            continue;
+        }
+        StopDisks();
+        return Fail(STORAGE_ERROR_THREAD,
+                    "[wtb][CLocalStorage::Initialize] create sync thread fail");
+    }
+    return true;
 }
 
 bool CLocalStorage::StartDiskCheck() {
     {
-        OSL_Guard guard(m_mtxDiskCheck);
+        OSL_Guard guard(m_mtxPass);
         m_nNextPass = std::numeric_limits<std::int64_t>::min();
     }
     m_bStopDiskCheck = false;
     OSL_ResetEvent(m_hDiskCheckEvent);
     m_hDiskCheckThread = OSL_Thread_Create(DiskCheckProc, this);
     if (m_hDiskCheckThread) return true;
-    m_objSyncs.Stop();
-    StopIndex();
+    StopDisks();
     return Fail(STORAGE_ERROR_THREAD,
                 "[wtb][CLocalStorage::Initialize] create disk check thread fail");
 }
 
 bool CLocalStorage::Release() {
     if (!m_bInit) return Refuse("[wtb][CLocalStorage::Release] not initialized");
-    while (CChannelClaim claim = m_mapRecordChannel.ClaimAny()) CloseChannelRecord(claim);
+    std::set<std::string> setHung;
+    CloseAllChannels(setHung);
     LogText("[wtb][CLocalStorage::Release] close all opened channel");
     m_bStopDiskCheck = true;
     OSL_SetEvent(m_hDiskCheckEvent);
     OSL_Thread_Wait(m_hDiskCheckThread);
     m_hDiskCheckThread = nullptr;
     LogText("[wtb][CLocalStorage::Release] close disk check thread");
-    m_objSyncs.Stop();
-    m_pIndexMgr->Release();
-    m_pIndexMgr.reset();
+    StopDisks(std::move(setHung));
     m_bInit = false;
     LogText("[wtb][CLocalStorage::Release] success");
     return true;
+}
+
+namespace {
+
+// The end of a channel whose file is closed on its disk's thread.
+struct closingFile {
+    struct Errors {
+        int nWrite, nClose;
+    };
+
+    closingFile(CChannelTable& table, const recordChannel& channel)
+        : strPath(channel.strRecFilePath),
+          strCameraID(channel.strCameraID),
+          pUser(channel.pUser),
+          objProtected(table, strPath) {}
+
+    const std::string strPath, strCameraID;
+    void* const pUser;
+    const CProtectedFile objProtected;
+    std::string strRest;
+    std::shared_ptr<CRecordDisk> pDisk;
+    std::future<Errors> closed;
+};
+
+closingFile::Errors WriteAndClose(CRecordFile& objFile, const std::string& strRest) {
+    closingFile::Errors stErrors = {0, 0};
+    std::size_t nWritten = 0;
+    if (!strRest.empty() && !objFile.Write(strRest.data(), strRest.size(), nWritten)) {
+        stErrors.nWrite = OSL_GetSystemLastError();
+    }
+    stErrors.nClose = objFile.Close();
+    return stErrors;
+}
+
+}  // namespace
+
+void CLocalStorage::CloseAllChannels(std::set<std::string>& setHung) {
+    std::list<closingFile> lsClosing;
+    while (CChannelClaim claim = m_mapRecordChannel.ClaimAny()) {
+        recordChannel& channel = claim.Channel();
+        if (!channel.objRecFile.IsOpen()) {
+            claim.Remove();
+            continue;
+        }
+        try {
+            closingFile& closing = lsClosing.emplace_back(m_mapRecordChannel, channel);
+            closing.strRest = TakeRest(channel);
+            closing.pDisk = m_pIndexMgr->Disk(m_objDisks.DirectoryOf(closing.strPath));
+            closing.closed = closing.pDisk->Calls().Post(
+                DiskLane::Use,
+                [pFile = std::make_shared<CRecordFile>(std::move(channel.objRecFile)),
+                 strRest = closing.strRest] { return WriteAndClose(*pFile, strRest); });
+        } catch (const std::exception&) {
+            OutOfMemory("CloseChannelRecord");
+        }
+        claim.Remove();
+    }
+    for (closingFile& closing : lsClosing) {
+        if (!closing.closed.valid()) continue;
+        const char* const pPath = closing.strPath.c_str();
+        if (!closing.pDisk->Calls().Await(DiskLane::Use, closing.closed, LAST_PATIENCE)) {
+            setHung.insert(closing.pDisk->Path());
+            LogText(
+                "[wtb][CLocalStorage::Release] the disk gives no answer, the file is left to be "
+                "closed when it does, strRecFilePath[%s]",
+                pPath);
+            continue;
+        }
+        const closingFile::Errors stErrors = closing.closed.get();
+        if (stErrors.nWrite != 0) {
+            ReportLoss(closing.strPath, closing.strCameraID, closing.pUser, stErrors.nWrite);
+            LogFailedWrite("WriteRecord", closing.strCameraID, closing.strRest.data(),
+                           closing.strRest.size(), stErrors.nWrite);
+        }
+        if (stErrors.nClose != 0) {
+            ReportLoss(closing.strPath, closing.strCameraID, closing.pUser, stErrors.nClose);
+            LogText(
+                "[wtb][CLocalStorage::CloseRecFile] OSL_CloseFile fail, strRecFilePath[%s], "
+                "iErr [%d]",
+                pPath, stErrors.nClose);
+        }
+    }
+}
+
+void CLocalStorage::StopDisks(std::set<std::string> setHung) {
+    m_objSyncs.Stop(setHung);
+    if (m_pIndexMgr) m_pIndexMgr->Release(setHung);
+    m_objDisks.Assign({}, false);
+    m_pIndexMgr.reset();
 }
 
 int CLocalStorage::GetLastError() {

@@ -26,33 +26,54 @@ channelKeyView CLocalStorage::GetChannelKey(const char* pCameraID,
             ConvertFromRecordTypeToRecFileType(stRecFileInfo.enumRecordType)};
 }
 
-CChannelFolder CLocalStorage::GetFolder(const std::string& strTree, const tagBlockTime& stDay,
-                                        const std::string& strCameraID) const {
+CChannelFolder CLocalStorage::GetFolder(const std::string& strRecDir, const std::string& strTree,
+                                        const tagBlockTime& stDay, const std::string& strCameraID) {
     const dateInfo stDate = ConvertBlockTimeToFileTime(stDay).GetDate();
-    return {{m_objDisks.Current(), strTree, GetDirName(stDate), stDate}, strCameraID};
+    return {{strRecDir, strTree, GetDirName(stDate), stDate}, strCameraID};
 }
 
-recordPath CLocalStorage::BuildSpanPath(const std::string& strCameraID,
+recordPath CLocalStorage::BuildSpanPath(const std::string& strRecDir,
+                                        const std::string& strCameraID,
                                         const recFileInfo& stRecFileInfo) const {
-    return GetFolder(m_pIndexMgr->RecordFolder(), stRecFileInfo.stStartTime, strCameraID)
+    return GetFolder(strRecDir, m_pIndexMgr->RecordFolder(), stRecFileInfo.stStartTime, strCameraID)
         .Recording(ConvertRecFileInfoToIndexLevel3Body(stRecFileInfo));
 }
 
-recordPath CLocalStorage::BuildSecondPath(const std::string& strCameraID, std::time_t tTime) const {
+namespace {
+
+// In the folder that `getFolder` makes of a time.
+template <typename GetFolder>
+recordPath PathOfSecond(std::time_t tTime, GetFolder getFolder) {
     tagBlockTime stTime;
     ConvertLocalTimeToBlockTime(tTime, stTime);
-    return GetFolder(m_pIndexMgr->RecordFolder(), stTime, strCameraID)
-        .File(GetSecondName(ConvertBlockTimeToFileTime(stTime), RECORDING_EXTENSION));
+    return getFolder(stTime).File(
+        GetSecondName(ConvertBlockTimeToFileTime(stTime), RECORDING_EXTENSION));
 }
 
-std::optional<recordPath> CLocalStorage::BuildFreeSecondPath(const std::string& strCameraID,
-                                                             int nMaxAhead) const {
-    const std::time_t tNow = OSL_Time();
-    for (int nAhead = 0; nAhead <= nMaxAhead; ++nAhead) {
-        recordPath stPath = BuildSecondPath(strCameraID, tNow + nAhead);
-        if (OSL_AccessFile(stPath.strPath.c_str(), 0) == 0) continue;
-        if (OSL_GetSystemLastError() != ENOENT) break;
-        return stPath;
-    }
-    return std::nullopt;
+}  // namespace
+
+recordPath CLocalStorage::BuildSecondPath(const std::string& strRecDir,
+                                          const std::string& strCameraID) const {
+    return PathOfSecond(OSL_Time(), [&](const tagBlockTime& stDay) {
+        return GetFolder(strRecDir, m_pIndexMgr->RecordFolder(), stDay, strCameraID);
+    });
+}
+
+std::future<std::optional<recordPath>> CLocalStorage::FindFreeSecond(const std::string& strRecDir,
+                                                                     const std::string& strCameraID,
+                                                                     int nMaxAhead) const {
+    const auto getFolder =
+        [=, strTree = std::string(m_pIndexMgr->RecordFolder())](const tagBlockTime& stDay) {
+            return GetFolder(strRecDir, strTree, stDay, strCameraID);
+        };
+    return m_pIndexMgr->Disk(strRecDir)->Calls().Post(
+        DiskLane::Use, [=, tNow = OSL_Time()]() -> std::optional<recordPath> {
+            for (int nAhead = 0; nAhead <= nMaxAhead; ++nAhead) {
+                recordPath stPath = PathOfSecond(tNow + nAhead, getFolder);
+                if (OSL_AccessFile(stPath.strPath.c_str(), 0) == 0) continue;
+                if (OSL_GetSystemLastError() != ENOENT) break;
+                return stPath;
+            }
+            return std::nullopt;
+        });
 }

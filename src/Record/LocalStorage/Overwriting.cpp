@@ -1,8 +1,10 @@
 // Overwriting: when no disk has room, the files of the oldest day go, and what they leave empty.
 //
-// A pass runs under the disk-check lock, so no recording or picture is opened meanwhile; but a
-// channel may switch to a new file, and a clean-up never takes that file or holds it up: it removes
-// only what it has looked at, and a folder only when nothing is left in it.
+// A pass has the turn of the disk that it deletes from, so no recording or picture is opened there
+// meanwhile; but a channel may switch to a new file, and a clean-up never takes that file or holds
+// it up: it removes only what it has looked at, and a folder only when nothing is left in it.
+//
+// The calls are made on the disk's thread for clean-ups. A disk that hangs is left alone.
 
 #include <algorithm>
 #include <cerrno>
@@ -72,17 +74,29 @@ void CleanUpDateDir(const std::string& strDateDir, IsEmptyFunction IsChannelDirE
     RemoveWhileEmpty(strDateDir, HasNoFolder);
 }
 
-void TidyDay(const char* pMethod, const dayFolder& stDay, IsEmptyFunction IsChannelDirEmpty) {
-    CleanUpDateDir(stDay.Path(), IsChannelDirEmpty);
-    LogText("[wtb][CLocalStorage::%s] CleanUpDateDir Path [%s/]", pMethod, stDay.Path().c_str());
-    RemoveWhileEmpty(stDay.Tree(), HasNoFolder);
+void TidyDay(const char* pMethod, CRecordDisk& disk, const dayFolder& stDay,
+             IsEmptyFunction IsChannelDirEmpty) {
+    disk.Calls().Run(DiskLane::CleanUp, [=] {
+        CleanUpDateDir(stDay.Path(), IsChannelDirEmpty);
+        LogText("[wtb][CLocalStorage::%s] CleanUpDateDir Path [%s/]", pMethod,
+                stDay.Path().c_str());
+        RemoveWhileEmpty(stDay.Tree(), HasNoFolder);
+        return true;
+    });
 }
+
+// What became of a file that was to go.
+struct fileFate {
+    bool bDeleted, bWasGone;
+    int nError;
+};
 
 }  // namespace
 
 // Where another program fills the disk, the archive is not given up to it within seconds.
 void CLocalStorage::MakeRoom() {
     constexpr std::int64_t PAUSE = 5000;  // ms
+    OSL_Guard guard(m_mtxPass);
     if (OSL_TickMilliseconds() < m_nNextPass) return;
     const bool bRoom = DeleteFile(m_stStoreInfo.enumStoreFileType) && AwaitFreedSpace();
     if (!bRoom) m_nNextPass = OSL_TickMilliseconds() + PAUSE;
@@ -97,7 +111,8 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) try {
     passedOver stPassedOver;
     for (;;) {
         // A second look: what could not be told a moment ago must not cost a day.
-        if (m_objDisks.ChooseAgain()) return true;
+        m_objDisks.AwaitAll();
+        if (m_objDisks.Choose(CDisks::Prefer::First) != CDisks::Room::None) return true;
         stPassedOver.vRecDirs = m_objDisks.BeyondHelp();
         oldestDay day;
         const bool bFound = bImage ? m_pIndexMgr->QueryOldestImgFile(day, stPassedOver)
@@ -129,47 +144,67 @@ bool CLocalStorage::AwaitFreedSpace() {
 }
 
 bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
-    const CIndexMgr::CChange change(*m_pIndexMgr, day.stDay.strRecDir);
-    CFileDeleter deleter;
+    const auto pDisk = m_pIndexMgr->Disk(day.stDay.strRecDir);
+    const CDiskTurn turn(pDisk->Calls());
+    if (!turn) return false;
+    const auto change = pDisk->Calls().Run(
+        DiskLane::CleanUp, [pDisk] { return std::make_shared<CIndexChange>(pDisk); });
+    if (!change) return false;
+    const auto pDeleter = std::make_shared<CFileDeleter>();
+    bool bDeleted = false;
     std::vector<const recordPath*> vKept;
     for (const recordPath& stPath : day.vFiles) {
-        if (IsRecFileWritting(stPath.strPath) || !DeleteRecordFile(deleter, stPath)) {
+        if (IsRecFileWritting(stPath.strPath)) {
             vKept.push_back(&stPath);
+            continue;
         }
+        const auto fate =
+            pDisk->Calls().Run(DiskLane::CleanUp, [pDisk, pChange = *change, pDeleter, stPath] {
+                pChange->MakeMarker();
+                const bool bGone = pDeleter->Delete(stPath.strPath);
+                const int nError = bGone ? 0 : OSL_GetSystemLastError();
+                return fileFate{bGone, !bGone && pDisk->ForgetMissingFile(stPath), nError};
+            });
+        if (!fate) break;
+        // Not EIO: one file that cannot be deleted must not keep the pass from all the others.
+        if (fate->nError == EROFS) m_objDisks.NoteFailure(stPath.strPath, EROFS);
+        if (fate->bDeleted) ReportDeleted(stPath);
+        bDeleted |= fate->bDeleted || fate->bWasGone;
+        if (!fate->bDeleted && !fate->bWasGone) vKept.push_back(&stPath);
     }
     // Recordings with the same times share one entry: what stays of them takes it over.
     for (const recordPath* pPath : vKept) {
         m_pIndexMgr->WriteIndex(*pPath, CIndexMgr::INDEX_TYPE_ADD);
     }
-    TidyDay("DeleteRecordFile", day.stDay, HasNoRecording);
-    return vKept.size() < day.vFiles.size();
+    TidyDay("DeleteRecordFile", *pDisk, day.stDay, HasNoRecording);
+    return bDeleted;
 }
 
-bool CLocalStorage::DeleteRecordFile(CFileDeleter& deleter, const recordPath& stPath) {
-    const std::string& strPath = stPath.strPath;
-    if (!deleter.Delete(strPath)) {
-        // Not EIO: one file that cannot be deleted must not keep the pass from all the others.
-        if (OSL_GetSystemLastError() == EROFS) m_objDisks.NoteFailure(strPath, EROFS);
-        return m_pIndexMgr->ForgetMissingFile(stPath);
-    }
-    if (m_objEvents.SendDeleteFile(strPath)) {
+void CLocalStorage::ReportDeleted(const recordPath& stPath) {
+    const char* const pPath = stPath.strPath.c_str();
+    if (m_objEvents.SendDeleteFile(stPath.strPath)) {
         LogText(
             "[wtb][CLocalStorage::DeleteRecordFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
             "strRecFilePath [%s]",
-            strPath.c_str());
+            pPath);
     }
     m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_DELETE);
-    LogText("[wtb][CLocalStorage::DeleteRecordFile] Delete Record File Path [%s]", strPath.c_str());
-    return true;
+    LogText("[wtb][CLocalStorage::DeleteRecordFile] Delete Record File Path [%s]", pPath);
 }
 
 // Deliberate: unlike recordings, pictures are in no index, and one being written may go.
 bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
-    CFileDeleter deleter;
+    const auto pDisk = m_pIndexMgr->Disk(day.stDay.strRecDir);
+    const CDiskTurn turn(pDisk->Calls());
+    if (!turn) return false;
+    const auto pDeleter = std::make_shared<CFileDeleter>();
     bool bDeleted = false;
     for (const recordPath& stPath : day.vFiles) {
         const std::string& strPath = stPath.strPath;
-        if (!deleter.Delete(strPath)) continue;
+        const auto deleted = pDisk->Calls().Run(
+            DiskLane::CleanUp, [pDeleter, strPath] { return pDeleter->Delete(strPath); });
+        if (!deleted) break;
+        if (!*deleted) continue;
         bDeleted = true;
         if (m_objEvents.SendDeleteFile(strPath)) {
             LogText(
@@ -180,7 +215,7 @@ bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
         LogText("[wtb][CLocalStorage::DeleteImageFile] Delete Image File Path [%s]",
                 strPath.c_str());
     }
-    TidyDay("DeleteImageFile", day.stDay, HasNoPicture);
+    TidyDay("DeleteImageFile", *pDisk, day.stDay, HasNoPicture);
     return bDeleted;
 }
 

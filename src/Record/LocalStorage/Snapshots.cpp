@@ -12,16 +12,12 @@
 bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned int nSize,
                                char* pImgPath) try {
     if (!VerifyImageRequest(pCameraID, pBuf, pImgPath)) return false;
-    std::string strPath;
-    CRecordFile objFile;
-    {
-        OSL_Guard guard(m_mtxDiskCheck);
+    Attempt eAttempt = Attempt::GoElsewhere;
+    while (eAttempt == Attempt::GoElsewhere) {
         CheckDisk();
-        objFile = OpenImageFile(pCameraID, strPath);
+        eAttempt = StoreImage(pCameraID, pBuf, nSize, pImgPath);
     }
-    if (!objFile.IsOpen()) return false;
-    CopyText(pImgPath, LOCALSTORAGE_PATH_SIZE, strPath);
-    return WriteImageData(objFile, pCameraID, strPath, pBuf, nSize);
+    return eAttempt == Attempt::Done;
 } catch (const std::exception&) {
     return OutOfMemory("WriteImage");
 }
@@ -40,7 +36,7 @@ bool CLocalStorage::VerifyImageRequest(const char* pCameraID, const char* pBuf,
         return Refuse("[wtb][CLocalStorage::WriteImage] not initialized, pCameraID [%s]",
                       pCameraID);
     }
-    return VerifyImagePath(BuildImagePath(pCameraID).strPath);
+    return VerifyImagePath(BuildImagePath(m_objDisks.Current(), pCameraID).strPath);
 }
 
 bool CLocalStorage::VerifyImagePath(const std::string& strPath) const {
@@ -49,62 +45,113 @@ bool CLocalStorage::VerifyImagePath(const std::string& strPath) const {
                   strPath.c_str());
 }
 
-recordPath CLocalStorage::BuildImagePath(const std::string& strCameraID) const {
+recordPath CLocalStorage::BuildImagePath(const std::string& strRecDir,
+                                         const std::string& strCameraID) const {
     tagBlockTime stNow;
     ConvertLocalTimeToBlockTime(OSL_Time(), stNow);
-    return GetFolder(IMAGE_FOLDER, stNow, strCameraID)
+    return GetFolder(strRecDir, IMAGE_FOLDER, stNow, strCameraID)
         .File(GetSecondName(ConvertBlockTimeToFileTime(stNow), PICTURE_EXTENSION));
 }
 
-CRecordFile CLocalStorage::OpenImageFile(const std::string& strCameraID, std::string& strPath) {
-    if (IsDiskFull(m_objDisks.CurrentLook())) {
-        if (m_objEvents.SendDiskFull(nullptr)) {
-            LogText(
-                "[wtb][CLocalStorage::WriteImage] pFunCallback MESSAGEVALUE_DISKFULL, "
-                "pCameraID [%s]",
-                strCameraID.c_str());
-        }
-        LogText("[wtb][CLocalStorage::WriteImage] IsDiskFull, m_strCurRecDir [%s/], pCameraID [%s]",
-                m_objDisks.Current().c_str(), strCameraID.c_str());
-        return {};
+CLocalStorage::Attempt CLocalStorage::StoreImage(const std::string& strCameraID, const char* pBuf,
+                                                 std::uint32_t nSize, char* pImgPath) {
+    const std::string strRecDir = m_objDisks.Current();
+    if (!IsDiskFull(m_objDisks.CurrentLook())) {
+        return StoreImageOn(strRecDir, strCameraID, pBuf, nSize, pImgPath);
     }
-    const recordPath stPath = BuildImagePath(strCameraID);
-    if (!VerifyImagePath(stPath.strPath)) return {};
-    strPath = stPath.strPath;
-    CRecordFile objFile = OpenRecFile(stPath, OSL_OPEN_NEW, strCameraID, nullptr, 0);
-    if (!objFile.IsOpen()) {
-        LogText("[wtb][CLocalStorage::WriteImage] OpenImageFile fail, strImageFilePath[%s]",
-                strPath.c_str());
+    if (m_objEvents.SendDiskFull(nullptr)) {
+        LogText(
+            "[wtb][CLocalStorage::WriteImage] pFunCallback MESSAGEVALUE_DISKFULL, "
+            "pCameraID [%s]",
+            strCameraID.c_str());
     }
-    return objFile;
+    LogText("[wtb][CLocalStorage::WriteImage] IsDiskFull, m_strCurRecDir [%s/], pCameraID [%s]",
+            strRecDir.c_str(), strCameraID.c_str());
+    return Attempt::Failed;
 }
 
+namespace {
+
+struct storedImage {
+    bool bOpened = false;
+    int nError = 0;
+};
+
 // Deliberate: what was written of a picture that failed stays, and the host has its path.
-bool CLocalStorage::WriteImageData(CRecordFile& objFile, const std::string& strCameraID,
-                                   const std::string& strPath, const char* pBuf,
-                                   std::uint32_t nSize) {
+storedImage Store(const fileOrder& stOrder, const std::string& strImage,
+                  const WantedFlag& pbWanted) {
+    COpenedFile opened = COpenedFile::Open(stOrder, pbWanted);
+    if (!opened.IsOpen() || !*pbWanted) return {false, opened.Error()};
+    CRecordFile objFile = opened.Take();
     std::size_t nWritten = 0;
-    int nError = objFile.Write(pBuf, nSize, nWritten) ? 0 : OSL_GetSystemLastError();
+    const bool bDone = objFile.Write(strImage.data(), strImage.size(), nWritten);
+    const int nError = bDone ? 0 : OSL_GetSystemLastError();
     const int nCloseError = objFile.Close();
-    if (nError == 0) nError = nCloseError;
-    if (nError == 0) return true;
-    m_objDisks.NoteFailure(strPath, nError);
-    m_objEvents.SendWriteFail(strCameraID, nError, nullptr);
-    LogFailedWrite("WriteImageData", strCameraID, pBuf, nSize, nError);
-    return false;
+    return {true, nError != 0 ? nError : nCloseError};
+}
+
+}  // namespace
+
+// All of it on the disk's thread, with a copy of the picture.
+CLocalStorage::Attempt CLocalStorage::StoreImageOn(const std::string& strRecDir,
+                                                   const std::string& strCameraID, const char* pBuf,
+                                                   std::uint32_t nSize, char* pImgPath) {
+    const recordPath stPath = BuildImagePath(strRecDir, strCameraID);
+    if (!VerifyImagePath(stPath.strPath)) return Attempt::Failed;
+    fileOrder stOrder = OrderFor(stPath, OSL_OPEN_NEW, strCameraID, nullptr);
+    stOrder.bIndexed = false;
+    stOrder.nReserveStep = 0;
+    CDiskCalls& calls = stOrder.pDisk->Calls();
+    const auto pbWanted = std::make_shared<std::atomic<bool>>(true);
+    std::future<storedImage> stored;
+    const auto await = [&](std::int64_t nPatience) {
+        return calls.Await(DiskLane::Use, stored, nPatience);
+    };
+    const CDiskTurn turn(calls);
+    if (turn) {
+        stored = calls.Post(DiskLane::Use, [=, strImage = std::string(pBuf, nSize)] {
+            return Store(stOrder, strImage, pbWanted);
+        });
+    }
+    if (!turn || !IsAnswered(strRecDir, await)) {
+        *pbWanted = false;
+        LogText(
+            "[wtb][CLocalStorage::WriteImage] the disk gives no answer, given up, "
+            "strImageFilePath[%s]",
+            stPath.strPath.c_str());
+        return m_objDisks.HasAnother(strRecDir) ? Attempt::GoElsewhere : Attempt::Failed;
+    }
+    const storedImage stStored = stored.get();
+    if (stStored.bOpened) CopyText(pImgPath, LOCALSTORAGE_PATH_SIZE, stPath.strPath);
+    if (stStored.bOpened && stStored.nError == 0) return Attempt::Done;
+    m_objDisks.NoteFailure(stPath.strPath, stStored.nError);
+    if (stStored.bOpened) {
+        m_objEvents.SendWriteFail(strCameraID, stStored.nError, nullptr);
+        LogFailedWrite("WriteImageData", strCameraID, pBuf, nSize, stStored.nError);
+    } else {
+        LogText("[wtb][CLocalStorage::WriteImage] OpenImageFile fail, strImageFilePath[%s]",
+                stPath.strPath.c_str());
+    }
+    return Attempt::Failed;
 }
 
 bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
     if (!m_bInit) return true;  // another engine may have the directory
-    OSL_Guard guard(m_mtxDiskCheck);
+    OSL_Guard guard(m_mtxPass);
     if (!m_objDisks.LookAtCurrent().bPresent) return true;
+    const auto pDisk = m_pIndexMgr->Disk(m_objDisks.Current());
+    const CDiskTurn turn(pDisk->Calls());
+    if (!turn) return true;
     const std::string strDay = GetDirName(ConvertBlockTimeToFileTime(stDay).GetDate());
-    const std::string strRoot = m_objDisks.Current() + "/" + IMAGE_FOLDER;
-    std::list<std::string> lsSubDir, lsSubFile;
-    GetSubTargetList(strRoot, lsSubDir, lsSubFile, OSL_LastLink::IsFollowed);
-    for (const std::string& strName : lsSubDir) {
-        if (strDay >= strName) DeleteDirectory(strRoot + "/" + strName);
-    }
+    const std::string strRoot = pDisk->Path() + "/" + IMAGE_FOLDER;
+    pDisk->Calls().Run(DiskLane::CleanUp, [strDay, strRoot] {
+        std::list<std::string> lsSubDir, lsSubFile;
+        GetSubTargetList(strRoot, lsSubDir, lsSubFile, OSL_LastLink::IsFollowed);
+        for (const std::string& strName : lsSubDir) {
+            if (strDay >= strName) DeleteDirectory(strRoot + "/" + strName);
+        }
+        return true;
+    });
     return true;
 } catch (const std::exception&) {
     OutOfMemory("DeleteImagesByDay");

@@ -67,18 +67,23 @@ bool CLocalStorage::WriteAnalysed(recordChannel& channel, const char* pBuf, std:
         return Refuse("[wtb][CLocalStorage::WriteData] StreamProbeInputData fail, strCameraID [%s]",
                       channel.strCameraID.c_str());
     }
-    return WritePackets(channel, Switching::AtKeyFrames);
+    return WritePackets(channel);
 }
 
-void CLocalStorage::WriteRest(recordChannel& channel) {
-    if (channel.hStream && VEXANA_Flush(channel.hStream) == VEXANA_OK) {
-        WritePackets(channel, Switching::Never);
+std::string CLocalStorage::TakeRest(recordChannel& channel) {
+    std::string strRest;
+    if (!channel.hStream || VEXANA_Flush(channel.hStream) != VEXANA_OK) return strRest;
+    VEXANA_PACKET stPacket;
+    while (VEXANA_GetOnePacketEx(channel.hStream, stPacket) == VEXANA_OK) {
+        if (stPacket.nFrameType == VEXANA_FRAME_I) NoteKeyFrame(channel);
+        if (channel.bGotIFrame) strRest.append(stPacket.pData, stPacket.nLength);
     }
+    return strRest;
 }
 
 // Without memory to go on, what was not taken is lost; but the analyser must take the next piece.
-bool CLocalStorage::WritePackets(recordChannel& channel, Switching eSwitching) try {
-    return WriteAllPackets(channel, eSwitching);
+bool CLocalStorage::WritePackets(recordChannel& channel) try {
+    return WriteAllPackets(channel);
 } catch (const std::exception&) {
     VEXANA_PACKET stLost;
     while (VEXANA_GetOnePacketEx(channel.hStream, stLost) == VEXANA_OK) continue;
@@ -87,7 +92,7 @@ bool CLocalStorage::WritePackets(recordChannel& channel, Switching eSwitching) t
 
 // Packets that lie one behind the other and go to one file are written together. What is pending
 // counts as written where a switch is decided, so the files never depend on how the stream was cut.
-bool CLocalStorage::WriteAllPackets(recordChannel& channel, Switching eSwitching) {
+bool CLocalStorage::WriteAllPackets(recordChannel& channel) {
     bool bWritten = true;
     const char* pRun = nullptr;
     std::size_t nRun = 0;
@@ -98,7 +103,7 @@ bool CLocalStorage::WriteAllPackets(recordChannel& channel, Switching eSwitching
     VEXANA_PACKET stPacket;
     while (VEXANA_GetOnePacketEx(channel.hStream, stPacket) == VEXANA_OK) {
         if (stPacket.nFrameType == VEXANA_FRAME_I) {
-            if (eSwitching == Switching::AtKeyFrames && IsNeedSwitchRecFile(channel, nRun)) {
+            if (IsNeedSwitchRecFile(channel, nRun)) {
                 WriteRun();
                 SwitchRecFile(channel);
             }
@@ -136,20 +141,20 @@ bool CLocalStorage::WriteRecord(recordChannel& channel, const char* pBuf, std::s
 void CLocalStorage::ReportFailedWrite(const recordChannel& channel, const char* pBuf,
                                       std::size_t nSize) {
     const int nError = OSL_GetSystemLastError();
-    ReportLoss(channel, nError);
+    ReportLoss(channel.strRecFilePath, channel.strCameraID, channel.pUser, nError);
     LogFailedWrite("WriteRecord", channel.strCameraID, pBuf, nSize, nError);
     // The first of a run brings the disk check forward, so that the next may find room.
     if (!channel.bWriteFailed) OSL_SetEvent(m_hDiskCheckEvent);
 }
 
 void CLocalStorage::ReportUnsynced(const CSyncedFile& file, void* pUser, int nError) {
-    m_objDisks.NoteFailure(file.Path(), nError);
-    m_objEvents.SendWriteFail(file.CameraID(), nError, pUser);
+    ReportLoss(file.Path(), file.CameraID(), pUser, nError);
     LogText("[wtb][CDiskSync::Sync] sync fail, strRecFilePath[%s], iErr [%d]", file.Path().c_str(),
             nError);
 }
 
-void CLocalStorage::ReportLoss(const recordChannel& channel, int nError) {
-    m_objDisks.NoteFailure(channel.strRecFilePath, nError);
-    m_objEvents.SendWriteFail(channel.strCameraID, nError, channel.pUser);
+void CLocalStorage::ReportLoss(const std::string& strRecFilePath, const std::string& strCameraID,
+                               void* pUser, int nError) {
+    m_objDisks.NoteFailure(strRecFilePath, nError);
+    m_objEvents.SendWriteFail(strCameraID, nError, pUser);
 }

@@ -1,0 +1,102 @@
+#include "Osl/OslWatchedThread.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <limits>
+#include <mutex>
+#include <utility>
+
+#include "Osl/OslCalls.h"
+
+constinit thread_local std::atomic<std::int64_t>* t_pnLastCall = nullptr;
+
+namespace {
+
+// The system's own clock: a test that stops the library's must not hide that a call hangs.
+std::int64_t Now() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+}  // namespace
+
+void OSL_NoteCall() {
+    t_pnLastCall->store(Now(), std::memory_order_relaxed);
+}
+
+struct OSL_WatchedThread::State {
+    std::function<void()> m_body;
+    std::atomic<std::int64_t> m_nLastCall{std::numeric_limits<std::int64_t>::max()};
+    std::mutex m_mtx;
+    std::condition_variable m_ended;
+    bool m_bEnded = false;
+};
+
+OSL_WatchedThread::~OSL_WatchedThread() {
+    Wait(OSL_FOREVER);
+}
+
+bool OSL_WatchedThread::Start(std::function<void()> body) {
+    m_pState = std::make_shared<State>();
+    m_pState->m_body = std::move(body);
+    auto pForThread = std::make_unique<std::shared_ptr<State>>(m_pState);
+    m_hThread = OSL_Thread_Create(Run, pForThread.get());
+    if (!m_hThread) {
+        m_pState->m_body = nullptr;  // which may own this
+        return false;
+    }
+    pForThread.release();
+    return true;
+}
+
+std::uint32_t OSL_WatchedThread::Run(void* pState) {
+    const std::unique_ptr<std::shared_ptr<State>> pForThread(
+        static_cast<std::shared_ptr<State>*>(pState));
+    State& state = **pForThread;
+    t_pnLastCall = &state.m_nLastCall;
+    OSL_NoteCall();
+    state.m_body();
+    state.m_body = nullptr;  // with all that it owns, while that is still watched
+    t_pnLastCall = nullptr;
+    const std::lock_guard<std::mutex> guard(state.m_mtx);
+    state.m_bEnded = true;
+    state.m_ended.notify_all();
+    return 0;
+}
+
+std::int64_t OSL_WatchedThread::Silence() const {
+    const std::int64_t nLastCall = m_pState->m_nLastCall.load(std::memory_order_relaxed);
+    return nLastCall == std::numeric_limits<std::int64_t>::max() ? -1 : Now() - nLastCall;
+}
+
+void OSL_WatchedThread::EndSilence() {
+    if (t_pnLastCall) OSL_NoteCall();
+}
+
+bool OSL_WatchedThread::Wait(std::int64_t nPatience) {
+    constexpr std::int64_t LONGEST = 1000;  // ms, between two looks at the silence
+    if (!m_hThread) return true;
+    const bool bItself = t_pnLastCall == &m_pState->m_nLastCall;  // it owns its owner, and ends
+    const std::int64_t nBegin = Now();
+    {
+        std::unique_lock<std::mutex> lock(m_pState->m_mtx);
+        while (!m_pState->m_bEnded && !OSL_IsOfAnotherProcess(m_hThread)) {
+            const std::int64_t nLeft = nPatience - std::min(Silence(), Now() - nBegin);
+            if (nLeft <= 0 || bItself) {
+                OSL_Thread_Leave(std::exchange(m_hThread, nullptr));
+                return false;
+            }
+            m_pState->m_ended.wait_for(lock, std::chrono::milliseconds(std::min(nLeft, LONGEST)));
+        }
+    }
+    OSL_Thread_Wait(std::exchange(m_hThread, nullptr));
+    return true;
+}
+
+OSL_Helper::OSL_Helper() : m_pnLastCall(t_pnLastCall) {}
+
+void OSL_Helper::Begin() const {
+    t_pnLastCall = m_pnLastCall;
+}

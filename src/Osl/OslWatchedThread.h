@@ -1,0 +1,61 @@
+// A thread that may be left behind: a call to the system that does not come back, on a disk that
+// hangs, ends no thread, and whoever waits for the thread need not wait for that.
+
+#ifndef LOCALSTORAGE_OSL_OSLWATCHEDTHREAD_H
+#define LOCALSTORAGE_OSL_OSLWATCHEDTHREAD_H
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+
+#include "Osl/Osl.h"
+
+/// Milliseconds that do not pass.
+constexpr std::int64_t OSL_FOREVER = std::numeric_limits<std::int64_t>::max() / 2;
+
+class OSL_WatchedThread {
+public:
+    OSL_WatchedThread() = default;
+    /// Waits for the end, however long that takes, unless Wait left the thread behind.
+    ~OSL_WatchedThread();
+    OSL_WatchedThread(const OSL_WatchedThread&) = delete;
+    OSL_WatchedThread& operator=(const OSL_WatchedThread&) = delete;
+
+    /// Runs `body` on a thread. What that uses it must own, since the thread may be left behind.
+    /// False: no thread. Throws std::bad_alloc.
+    bool Start(std::function<void()> body);
+
+    /// For so many milliseconds the thread has made no call to the system, or been inside one; less
+    /// than none before it runs. Any thread; not without a thread.
+    std::int64_t Silence() const;
+    /// Begins the calling thread's silence anew.
+    static void EndSilence();
+
+    /// Waits for the end of the thread. False: it was silent for so many milliseconds of that, and
+    /// is left behind; and so it is by itself. True at once when there is none, or it was left
+    /// behind before.
+    bool Wait(std::int64_t nPatience);
+
+private:
+    struct State;
+
+    static std::uint32_t Run(void* pState);
+
+    std::shared_ptr<State> m_pState;
+    OSL_ThreadHandle m_hThread = nullptr;
+};
+
+/// Lets a second thread, which works for the calling one and ends before it, end its silence.
+class OSL_Helper {
+public:
+    OSL_Helper();
+    /// On the second thread, first.
+    void Begin() const;
+
+private:
+    std::atomic<std::int64_t>* const m_pnLastCall;
+};
+
+#endif  // LOCALSTORAGE_OSL_OSLWATCHEDTHREAD_H

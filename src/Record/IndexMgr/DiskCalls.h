@@ -1,0 +1,158 @@
+// The threads of one record directory's disk, on which calls are made that nobody may wait for
+// without a limit: a disk that hangs holds up these threads and whoever waits for them, who may
+// give up.
+//
+// There are two lanes, each a thread that runs its jobs one after the other. What clean-ups do has
+// a lane of its own, so that the disk is asked, and files are opened on it, while many files go.
+//
+// A disk hangs when a call to it does not come back. So what is limited is not how long a job
+// takes, which on a good disk may be long, but the lane's silence: how long it has been inside one
+// call.
+
+#ifndef LOCALSTORAGE_INDEXMGR_DISKCALLS_H
+#define LOCALSTORAGE_INDEXMGR_DISKCALLS_H
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "Osl/OslMutex.h"
+#include "Osl/OslWatchedThread.h"
+
+/// After so many milliseconds of silence a disk counts as full, and whoever can go elsewhere does.
+constexpr std::int64_t DISK_PATIENCE = 5000;
+/// After so many nobody waits for it any more.
+constexpr std::int64_t LAST_PATIENCE = 10000;
+/// So long a host waits that has other cameras to feed.
+constexpr std::int64_t SWITCH_PATIENCE = 30;
+/// For a disk that nobody waits for any more: time for a thread to see that it is to end.
+constexpr std::int64_t NO_PATIENCE = 100;
+
+enum class DiskLane { Use, CleanUp };
+
+/// Any thread, but for Start, Stop and Wait, which one thread calls.
+class CDiskCalls {
+public:
+    CDiskCalls();
+    /// Stops, and waits for the jobs under way unless Wait left them behind.
+    ~CDiskCalls();
+    CDiskCalls(const CDiskCalls&) = delete;
+    CDiskCalls& operator=(const CDiskCalls&) = delete;
+
+    /// False: no thread.
+    bool Start();
+    /// No further job runs than those under way; the others are dropped.
+    void Stop();
+    /// Waits, after Stop, for the jobs under way. False: they are left behind, after so many
+    /// milliseconds of silence.
+    bool Wait(std::int64_t nPatience);
+
+    /// Runs a job on a lane. What it uses it must own, since it may end after everything else; what
+    /// it throws comes out of the future. A future that nobody waits for may be dropped. After Stop
+    /// there is none. Throws std::bad_alloc.
+    template <typename Job>
+    auto Post(DiskLane eLane, Job job) {
+        using Result = std::invoke_result_t<Job&>;
+        auto pTask = std::make_shared<std::packaged_task<Result()>>(std::move(job));
+        std::future<Result> future = pTask->get_future();
+        const bool bTaken = Of(eLane).m_pQueue->Put([pTask] { (*pTask)(); });
+        return bTaken ? std::move(future) : std::future<Result>();
+    }
+    /// Waits for a job of this lane. False: the lane has been silent for so many milliseconds, or
+    /// there is no job.
+    template <typename Result>
+    bool Await(DiskLane eLane, const std::future<Result>& future, std::int64_t nPatience) const {
+        const auto IsReadyIn = [&future](std::int64_t nMilliseconds) {
+            return future.wait_for(std::chrono::milliseconds(nMilliseconds)) ==
+                   std::future_status::ready;
+        };
+        if (!future.valid()) return false;
+        for (std::int64_t nLeft = 0; !IsReadyIn(nLeft);) {
+            nLeft = nPatience - Silence(eLane);
+            if (nLeft <= 0) return false;
+        }
+        return true;
+    }
+    /// Both; what the job returns, nothing when it was not waited for to its end. A silent lane
+    /// gets no job.
+    template <typename Job>
+    auto Run(DiskLane eLane, Job job, std::int64_t nPatience = DISK_PATIENCE) {
+        std::optional<std::invoke_result_t<Job&>> result;
+        if (Silence(eLane) >= nPatience) return result;
+        auto future = Post(eLane, std::move(job));
+        if (Await(eLane, future, nPatience)) result = future.get();
+        return result;
+    }
+
+    /// Milliseconds for which the lane has been inside one call; 0 while it has nothing to do. A
+    /// clean-up is held up by a disk that does not answer otherwise, so for its lane that counts.
+    std::int64_t Silence(DiskLane eLane) const;
+    /// Of the disk, whatever it was asked.
+    std::int64_t Silence() const { return Silence(DiskLane::CleanUp); }
+
+private:
+    friend class CDiskTurn;
+
+    using Call = std::function<void()>;
+
+    // The lane's thread shares it.
+    class CQueue {
+    public:
+        void Start();
+        bool Put(Call call);
+        void RunAll();
+        void Stop();
+        bool IsBusy() const { return m_bBusy; }
+
+    private:
+        Call Take();
+
+        OSL_Mutex m_mtx{OSL_LockRank::DiskCalls, "disk calls"};
+        std::condition_variable_any m_changed;
+        std::deque<Call> m_lsCalls OSL_GUARDED_BY(m_mtx);
+        bool m_bStop OSL_GUARDED_BY(m_mtx) = true;
+        std::atomic<bool> m_bBusy{false};
+    };
+    struct CLane {
+        const std::shared_ptr<CQueue> m_pQueue = std::make_shared<CQueue>();
+        OSL_WatchedThread m_thread;
+
+        std::int64_t Silence() const;
+    };
+
+    CLane& Of(DiskLane eLane) { return eLane == DiskLane::Use ? m_use : m_cleanUp; }
+
+    CLane m_use, m_cleanUp;
+
+    OSL_Mutex m_mtx{OSL_LockRank::DiskCalls, "turn of a disk"};
+    std::condition_variable_any m_given;
+    bool m_bTaken OSL_GUARDED_BY(m_mtx) = false;
+};
+
+/// The lock of one disk: who opens a file on it, from the choice of its name to its entry in the
+/// index, and who deletes from it, have it for that time. No lock but DeletionPass is held when it
+/// is taken, and that is not taken while it is held.
+class CDiskTurn {
+public:
+    /// Waits for it, until the disk has been silent for so many milliseconds.
+    CDiskTurn(CDiskCalls& calls, std::int64_t nPatience = DISK_PATIENCE);
+    ~CDiskTurn();
+    CDiskTurn(const CDiskTurn&) = delete;
+    CDiskTurn& operator=(const CDiskTurn&) = delete;
+
+    explicit operator bool() const { return m_bHeld; }
+
+private:
+    CDiskCalls& m_calls;
+    bool m_bHeld = false;
+};
+
+#endif  // LOCALSTORAGE_INDEXMGR_DISKCALLS_H

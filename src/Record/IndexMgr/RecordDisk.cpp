@@ -1,0 +1,157 @@
+#include "IndexMgr/RecordDisk.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "FileSystem/FileSystem.h"
+#include "Log/LogText.h"
+#include "RecordTree/ReservedSpace.h"
+
+CRecordDisk::CRecordDisk(const std::string& strPath, bool bClientLayout)
+    : m_bClientLayout(bClientLayout),
+      m_objDir(strPath),
+      m_objRecordings(strPath, STORE_FILE_RECORD, &m_objDir),
+      m_objPictures(strPath, STORE_FILE_IMAGE, &m_objDir) {}
+
+CRecordDisk::Meeting CRecordDisk::Meet(const std::vector<std::shared_ptr<CRecordDisk>>& vOthers,
+                                       std::shared_ptr<CRecordDisk>& pSame) {
+    m_objDir.Make();
+    const auto it = std::find_if(vOthers.begin(), vOthers.end(), [this](const auto& pOther) {
+        return pOther->m_objDir.IsSame(m_objDir);
+    });
+    if (it != vOthers.end()) {
+        pSame = *it;
+        m_eMeeting = Meeting::IsOtherName;
+    } else {
+        m_eMeeting = m_objDir.IsPresent() ? Meeting::Ready : Meeting::IsNotThere;
+    }
+    return m_eMeeting;
+}
+
+int CRecordDisk::Open(const char* pFolder, bool bAllTheSame) {
+    if (m_eMeeting != Meeting::Ready) return 1;
+    OSL_FINFO_S stInfo;
+    if (GetFolderAttribute(Path(), pFolder, stInfo) && stInfo.wFileType == OSL_TYPE_LINK) {
+        LogText("[wtb][CIndexMgr::Initialize] the record folder is a link, strPath [%s/%s]",
+                Path().c_str(), pFolder);
+    }
+    m_bOpen = false;
+    // What was read below another folder is not flushed below this one.
+    m_pIndex.reset();
+    if (!m_bClientLayout) {
+        m_pIndex = std::make_unique<CIndex>(&m_objDir);
+        const int nResult = m_pIndex->Initialize(
+            Path(), pFolder,
+            bAllTheSame ? CIndex::BeyondRepair::IsReadAllTheSame : CIndex::BeyondRepair::IsRefused,
+            shared_from_this());
+        m_strFault = m_pIndex->Fault();
+        if (nResult != 0) {
+            LogText("[wtb][CIndexMgr::Initialize] index fail, strPath [%s], reason [%s]",
+                    Path().c_str(), m_strFault.c_str());
+            return nResult;
+        }
+    }
+    m_bOpen = m_pFolder.load() == pFolder;
+    if (m_bStopped && m_pIndex) m_pIndex->EndWriter();
+    return 0;
+}
+
+COldestDays& CRecordDisk::GetDays(StoreFileType eKind) {
+    if (m_pIndex) return *m_pIndex;
+    return eKind == STORE_FILE_IMAGE ? m_objPictures : m_objRecordings;
+}
+
+bool CRecordDisk::ForgetMissingFile(const recordPath& stPath) {
+    if (!IsGone(stPath.strPath) || !IsPresent()) return false;
+    WriteIndex(stPath, CIndex::INDEX_TYPE_DELETE);
+    return true;
+}
+
+void CRecordDisk::WriteIndex(const recordPath& stPath, CIndex::IndexType eIndexType) {
+    CIndex* const pIndex = Index();
+    if (!pIndex ||
+        (eIndexType != CIndex::INDEX_TYPE_ADD && eIndexType != CIndex::INDEX_TYPE_DELETE)) {
+        return;
+    }
+    if (!stPath.stEntry) {
+        LogText("[wtb][CIndexMgr::WriteIndex] no index holds it, strRecFilePath [%s]",
+                stPath.strPath.c_str());
+        return;
+    }
+    pIndex->WriteIndex(stPath.stEntry->stDay, stPath.stEntry->stChannel, stPath.stEntry->stFile,
+                       eIndexType);
+}
+
+void CRecordDisk::BeginUse() {
+    if (!IsOpen()) return;
+    const std::optional<std::time_t> tCrashed = m_objDir.BeginUse();
+    if (IsLate()) {
+        LogText("[wtb][CIndexMgr::Initialize] the disk answers and is used, strRecDir [%s]",
+                Path().c_str());
+    }
+    if (!tCrashed) return;
+    const std::size_t nFiles = GiveBackReservedSpace(Path() + "/" + m_pFolder.load(), *tCrashed);
+    LogText(
+        "[wtb][CIndexMgr::Initialize] the last run did not end, files that gave reserved space "
+        "back [%zu], strRecDir [%s]",
+        nFiles, Path().c_str());
+}
+
+// The index belongs to the disk's thread until it is open; what opens later finds the mark.
+void CRecordDisk::BeginEnd() {
+    m_bStopped = true;
+    m_used = m_objCalls.Post(DiskLane::Use, [] {});
+    m_cleanedUp = m_objCalls.Post(DiskLane::CleanUp, [] {});
+}
+
+bool CRecordDisk::EndCalls(std::int64_t nPatience) {
+    const auto IsOver = [&](DiskLane eLane, const std::future<void>& last) {
+        return !last.valid() || m_objCalls.Await(eLane, last, nPatience);  // none without a thread
+    };
+    const bool bEnded = IsOver(DiskLane::Use, m_used) && IsOver(DiskLane::CleanUp, m_cleanedUp);
+    if (CIndex* const pIndex = Index()) pIndex->EndWriter();
+    return bEnded || LeaveCalls();
+}
+
+bool CRecordDisk::EndIndex(std::int64_t nPatience) {
+    return !m_pIndex || m_pIndex->Release(nPatience) || LeaveCalls();
+}
+
+bool CRecordDisk::EndUse(std::int64_t nPatience) {
+    if (!m_used.valid()) return true;
+    const auto ended = m_objCalls.Run(
+        DiskLane::Use,
+        [p = shared_from_this()] {
+            p->m_objDir.EndUse();
+            return true;
+        },
+        nPatience);
+    m_objCalls.Stop();
+    return ended && m_objCalls.Wait(nPatience) ? true : LeaveCalls();
+}
+
+bool CRecordDisk::LeaveCalls() {
+    m_objCalls.Stop();
+    m_objCalls.Wait(NO_PATIENCE);
+    return false;
+}
+
+void CRecordDisk::Abandon() {
+    m_objCalls.Stop();
+    m_objCalls.Wait(OSL_FOREVER);
+    if (m_pIndex) m_pIndex->Abandon();
+}
+
+CIndexChange::CIndexChange(std::shared_ptr<CRecordDisk> pDisk)
+    : m_pDisk(std::move(pDisk)), m_pIndex(m_pDisk ? m_pDisk->Index() : nullptr) {
+    if (m_pIndex) m_pIndex->BeginChange();
+}
+
+CIndexChange::~CIndexChange() {
+    if (m_pIndex && std::uncaught_exceptions() == m_nExceptions) m_pIndex->EndChange();
+}
+
+void CIndexChange::MakeMarker() {
+    if (m_pIndex) m_pIndex->MakeMarker();
+}
