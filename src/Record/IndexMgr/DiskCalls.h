@@ -29,8 +29,8 @@
 
 /// After so many milliseconds of silence a disk counts as full, and whoever can go elsewhere does.
 constexpr std::int64_t DISK_PATIENCE = 5000;
-/// After so many nobody waits for it any more.
-constexpr std::int64_t LAST_PATIENCE = 10000;
+/// After so many nobody waits for it any more: a start or an end goes on within ten seconds.
+constexpr std::int64_t LAST_PATIENCE = 9700;
 /// So long a host waits that has other cameras to feed.
 constexpr std::int64_t SWITCH_PATIENCE = 30;
 /// For a disk that nobody waits for any more: time for a thread to see that it is to end.
