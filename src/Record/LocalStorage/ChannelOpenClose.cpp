@@ -12,9 +12,10 @@
 bool CLocalStorage::OpenChannelRecord(char* pCameraID, void* pUser,
                                       recFileInfo& stRecFileInfo) try {
     if (!VerifyOpenRequest(pCameraID, stRecFileInfo)) return false;
+    const CCountedCall call(m_nHostCalls);
     Attempt eAttempt = Attempt::GoElsewhere;
     while (eAttempt == Attempt::GoElsewhere) {
-        CheckDisk();
+        CheckDisk(Pace::Full);
         eAttempt = OpenChannel(pCameraID, pUser, stRecFileInfo);
     }
     if (eAttempt == Attempt::Failed) return false;

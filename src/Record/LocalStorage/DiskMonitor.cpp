@@ -15,7 +15,7 @@ std::uint32_t CLocalStorage::DiskCheckProc(void* pEngine) {
     auto& engine = *static_cast<CLocalStorage*>(pEngine);
     while (engine.AwaitDiskCheck()) {
         try {
-            engine.CheckDisk();
+            engine.CheckDisk(Pace::Gentle);
         } catch (const std::exception&) {
             OutOfMemory("CheckDisk");
         }
@@ -29,9 +29,9 @@ bool CLocalStorage::AwaitDiskCheck() {
     return !m_bStopDiskCheck;
 }
 
-void CLocalStorage::CheckDisk() {
+void CLocalStorage::CheckDisk(Pace ePace) {
     m_objDisks.Ask();
-    if (DecideAndTell()) MakeRoom();
+    if (DecideAndTell()) MakeRoom(ePace);
 }
 
 bool CLocalStorage::DecideAndTell() {

@@ -35,6 +35,18 @@
 #include "Osl/Osl.h"
 #include "localstorage/LocalStorage.h"
 
+/// Counts a call while it is under way.
+class CCountedCall {
+public:
+    explicit CCountedCall(std::atomic<int>& nCalls) : m_nCalls(nCalls) { ++m_nCalls; }
+    ~CCountedCall() { --m_nCalls; }
+    CCountedCall(const CCountedCall&) = delete;
+    CCountedCall& operator=(const CCountedCall&) = delete;
+
+private:
+    std::atomic<int>& m_nCalls;
+};
+
 class CLocalStorage final : public CLocalStorageInterface {
 public:
     /// Starts nothing. Throws std::bad_alloc.
@@ -153,8 +165,10 @@ private:
     static std::uint32_t DiskCheckProc(void* pEngine);
     /// False: no check, the engine stops.
     bool AwaitDiskCheck();
+    /// How fast a deletion pass goes: while a host waits for it, or one that may take its time.
+    enum class Pace : std::uint8_t { Full, Gentle };
     /// One disk check: moves to another disk, reports a full one, overwrites the oldest day.
-    void CheckDisk();
+    void CheckDisk(Pace ePace);
     /// Decides by the last looks, and tells. True: the oldest day is to be overwritten.
     bool DecideAndTell();
     void ReportSwitch();
@@ -162,17 +176,20 @@ private:
 
     // Overwriting
     /// Runs a deletion pass, unless the last one brought no room and is a moment ago.
-    void MakeRoom();
+    void MakeRoom(Pace ePace);
+    /// Rests as long as the pass has been busy since then, unless a host waits.
+    void LetWritersGo(std::int64_t nBusySince) OSL_REQUIRES(m_mtxPass);
     /// One deletion pass: the oldest day from which something can be deleted. True when a file was
     /// deleted, or a disk has room meanwhile.
     bool DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxPass);
     /// Waits until a pass has made room. False: the disks gain none any more, or not in time.
     bool AwaitFreedSpace() OSL_REQUIRES(m_mtxPass);
     /// Deletes these files of a day and tidies the folders. True when a file went.
-    bool DeleteRecordFile(const oldestDay& day);
+    bool DeleteRecordFile(const oldestDay& day) OSL_REQUIRES(m_mtxPass);
     /// Reports one of them that is gone, and takes it out of the index.
     void ReportDeleted(const recordPath& stPath);
-    bool DeleteImageFile(const oldestDay& day);
+    bool DeleteImageFile(const oldestDay& day) OSL_REQUIRES(m_mtxPass);
+    void ReportDeletedImage(const char* pPath);
     bool IsRecFileWritting(const std::string& strPath) const;
 
     // Snapshots
@@ -202,6 +219,8 @@ private:
     /// Who needs room waits for the deletion pass that makes some.
     OSL_Mutex m_mtxPass{OSL_LockRank::DeletionPass, "deletion pass"};
     std::int64_t m_nNextPass OSL_GUARDED_BY(m_mtxPass) = 0;  ///< not before; in ticks
+    Pace m_ePace OSL_GUARDED_BY(m_mtxPass) = Pace::Full;
+    std::atomic<int> m_nHostCalls{0};  ///< under way, that may have to wait for a pass
 };
 
 #endif  // LOCALSTORAGE_RECORD_ENGINE_H

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 
 #include "FileSystem/FileDeleter.h"
@@ -18,6 +19,7 @@
 namespace {
 
 constexpr int MAX_REMOVE_TRIES = 100;
+constexpr std::int64_t MAX_REST = 100;  // ms
 
 using NameList = std::list<std::string>;
 
@@ -91,15 +93,47 @@ struct fileFate {
     int nError;
 };
 
+// So many files go between two looks at the channels and at who waits.
+constexpr std::size_t BATCH = 64;
+
+// Those of a batch that no channel writes to.
+template <typename IsKept>
+std::vector<recordPath> NextBatch(const std::vector<recordPath>& vFiles, std::size_t nFrom,
+                                  IsKept isKept) {
+    const auto itFrom = vFiles.begin() + static_cast<std::ptrdiff_t>(nFrom);
+    const auto itTo = itFrom + static_cast<std::ptrdiff_t>(std::min(BATCH, vFiles.size() - nFrom));
+    std::vector<recordPath> vBatch;
+    std::remove_copy_if(itFrom, itTo, std::back_inserter(vBatch), isKept);
+    return vBatch;
+}
+
+// Does the same with each of them on the disk's thread; nothing when that gives no answer.
+template <typename Remove>
+auto RemoveBatch(CRecordDisk& disk, const std::vector<recordPath>& vBatch, Remove remove) {
+    return disk.Calls().Run(DiskLane::CleanUp, [vBatch, remove] {
+        std::vector<fileFate> vFates;
+        for (const recordPath& stPath : vBatch) vFates.push_back(remove(stPath));
+        return vFates;
+    });
+}
+
 }  // namespace
 
 // Where another program fills the disk, the archive is not given up to it within seconds.
-void CLocalStorage::MakeRoom() {
+void CLocalStorage::MakeRoom(Pace ePace) {
     constexpr std::int64_t PAUSE = 5000;  // ms
     OSL_Guard guard(m_mtxPass);
     if (OSL_TickMilliseconds() < m_nNextPass) return;
+    m_ePace = ePace;
     const bool bRoom = DeleteFile(m_stStoreInfo.enumStoreFileType) && AwaitFreedSpace();
     if (!bRoom) m_nNextPass = OSL_TickMilliseconds() + PAUSE;
+}
+
+// Half the time of a pass that nobody waits for belongs to the writers.
+void CLocalStorage::LetWritersGo(std::int64_t nBusySince) {
+    const std::int64_t nBusy = OSL_TickMilliseconds() - nBusySince;
+    if (m_ePace == Pace::Full || m_nHostCalls > 0 || m_bStopDiskCheck) return;
+    OSL_Sleep(static_cast<std::uint32_t>(std::clamp<std::int64_t>(nBusy, 1, MAX_REST)));
 }
 
 // A disk that deleting gives no room is passed over, since its recordings would be lost for
@@ -152,29 +186,36 @@ bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
     if (!change) return false;
     const auto pDeleter = std::make_shared<CFileDeleter>();
     bool bDeleted = false;
-    std::vector<const recordPath*> vKept;
-    for (const recordPath& stPath : day.vFiles) {
-        if (IsRecFileWritting(stPath.strPath)) {
-            vKept.push_back(&stPath);
-            continue;
+    std::vector<recordPath> vKept;
+    const auto isKept = [&](const recordPath& stPath) {
+        const bool bKept = IsRecFileWritting(stPath.strPath);
+        if (bKept) vKept.push_back(stPath);
+        return bKept;
+    };
+    const auto remove = [pDisk, pChange = *change, pDeleter](const recordPath& stPath) {
+        pChange->MakeMarker();
+        const bool bGone = pDeleter->Delete(stPath.strPath);
+        const int nError = bGone ? 0 : OSL_GetSystemLastError();
+        return fileFate{bGone, !bGone && pDisk->ForgetMissingFile(stPath), nError};
+    };
+    for (std::size_t nFrom = 0; nFrom < day.vFiles.size(); nFrom += BATCH) {
+        const std::int64_t nBusySince = OSL_TickMilliseconds();
+        const std::vector<recordPath> vBatch = NextBatch(day.vFiles, nFrom, isKept);
+        const auto vFates = RemoveBatch(*pDisk, vBatch, remove);
+        if (!vFates) break;
+        for (std::size_t n = 0; n < vBatch.size(); ++n) {
+            const fileFate& fate = (*vFates)[n];
+            // Not EIO: one file that cannot be deleted must not keep the pass from all the others.
+            if (fate.nError == EROFS) m_objDisks.NoteFailure(vBatch[n].strPath, EROFS);
+            if (fate.bDeleted) ReportDeleted(vBatch[n]);
+            bDeleted |= fate.bDeleted || fate.bWasGone;
+            if (!fate.bDeleted && !fate.bWasGone) vKept.push_back(vBatch[n]);
         }
-        const auto fate =
-            pDisk->Calls().Run(DiskLane::CleanUp, [pDisk, pChange = *change, pDeleter, stPath] {
-                pChange->MakeMarker();
-                const bool bGone = pDeleter->Delete(stPath.strPath);
-                const int nError = bGone ? 0 : OSL_GetSystemLastError();
-                return fileFate{bGone, !bGone && pDisk->ForgetMissingFile(stPath), nError};
-            });
-        if (!fate) break;
-        // Not EIO: one file that cannot be deleted must not keep the pass from all the others.
-        if (fate->nError == EROFS) m_objDisks.NoteFailure(stPath.strPath, EROFS);
-        if (fate->bDeleted) ReportDeleted(stPath);
-        bDeleted |= fate->bDeleted || fate->bWasGone;
-        if (!fate->bDeleted && !fate->bWasGone) vKept.push_back(&stPath);
+        LetWritersGo(nBusySince);
     }
     // Recordings with the same times share one entry: what stays of them takes it over.
-    for (const recordPath* pPath : vKept) {
-        m_pIndexMgr->WriteIndex(*pPath, CIndexMgr::INDEX_TYPE_ADD);
+    for (const recordPath& stPath : vKept) {
+        m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
     }
     TidyDay("DeleteRecordFile", *pDisk, day.stDay, HasNoRecording);
     return bDeleted;
@@ -199,24 +240,34 @@ bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
     if (!turn) return false;
     const auto pDeleter = std::make_shared<CFileDeleter>();
     bool bDeleted = false;
-    for (const recordPath& stPath : day.vFiles) {
-        const std::string& strPath = stPath.strPath;
-        const auto deleted = pDisk->Calls().Run(
-            DiskLane::CleanUp, [pDeleter, strPath] { return pDeleter->Delete(strPath); });
-        if (!deleted) break;
-        if (!*deleted) continue;
-        bDeleted = true;
-        if (m_objEvents.SendDeleteFile(strPath)) {
-            LogText(
-                "[wtb][CLocalStorage::DeleteImageFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
-                "strImgFilePath [%s]",
-                strPath.c_str());
+    const auto isKept = [](const recordPath&) { return false; };
+    const auto remove = [pDeleter](const recordPath& stPath) {
+        return fileFate{pDeleter->Delete(stPath.strPath), false, 0};
+    };
+    for (std::size_t nFrom = 0; nFrom < day.vFiles.size(); nFrom += BATCH) {
+        const std::int64_t nBusySince = OSL_TickMilliseconds();
+        const std::vector<recordPath> vBatch = NextBatch(day.vFiles, nFrom, isKept);
+        const auto vFates = RemoveBatch(*pDisk, vBatch, remove);
+        if (!vFates) break;
+        for (std::size_t n = 0; n < vBatch.size(); ++n) {
+            if (!(*vFates)[n].bDeleted) continue;
+            bDeleted = true;
+            ReportDeletedImage(vBatch[n].strPath.c_str());
         }
-        LogText("[wtb][CLocalStorage::DeleteImageFile] Delete Image File Path [%s]",
-                strPath.c_str());
+        LetWritersGo(nBusySince);
     }
     TidyDay("DeleteImageFile", *pDisk, day.stDay, HasNoPicture);
     return bDeleted;
+}
+
+void CLocalStorage::ReportDeletedImage(const char* pPath) {
+    if (m_objEvents.SendDeleteFile(pPath)) {
+        LogText(
+            "[wtb][CLocalStorage::DeleteImageFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
+            "strImgFilePath [%s]",
+            pPath);
+    }
+    LogText("[wtb][CLocalStorage::DeleteImageFile] Delete Image File Path [%s]", pPath);
 }
 
 bool CLocalStorage::IsRecFileWritting(const std::string& strPath) const {

@@ -12,9 +12,10 @@
 bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned int nSize,
                                char* pImgPath) try {
     if (!VerifyImageRequest(pCameraID, pBuf, pImgPath)) return false;
+    const CCountedCall call(m_nHostCalls);
     Attempt eAttempt = Attempt::GoElsewhere;
     while (eAttempt == Attempt::GoElsewhere) {
-        CheckDisk();
+        CheckDisk(Pace::Full);
         eAttempt = StoreImage(pCameraID, pBuf, nSize, pImgPath);
     }
     return eAttempt == Attempt::Done;
@@ -137,6 +138,7 @@ CLocalStorage::Attempt CLocalStorage::StoreImageOn(const std::string& strRecDir,
 
 bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
     if (!m_bInit) return true;  // another engine may have the directory
+    const CCountedCall call(m_nHostCalls);
     OSL_Guard guard(m_mtxPass);
     if (!m_objDisks.LookAtCurrent().bPresent) return true;
     const auto pDisk = m_pIndexMgr->Disk(m_objDisks.Current());
