@@ -36,7 +36,7 @@ TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
 class Disks : public testing::Test {
 protected:
     using Room = CDisks::Room;
-    static constexpr std::int64_t PATIENCE = 250, SILENCE = 800;  // ms
+    static constexpr std::int64_t PATIENCE = 2000, SILENCE = 5000;  // ms
 
     ~Disks() override { Hang(""); }
 
