@@ -47,28 +47,6 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
                            R"(command \w+\(\) \{[\s\S]*?return \{\s*"([a-z]+)\")")));
 }
 
-TEST(Docs, WordsNamesWhatIsInTheSources) {
-    const std::string strSources = Source("include") + Source("src") + Source("tools");
-    for (const std::string& strName : Found(Source("docs/words.md"), R"(`([A-Za-z_.]{6,})`)")) {
-        EXPECT_NE(strSources.find(strName), std::string::npos) << strName;
-    }
-}
-
-TEST(Docs, CrashesHaveTheNumbersOfTheIndexFiles) {
-    const char* const pSteps = R"(\b([CFR][1-9])\b)";
-    const auto setSteps = Unique(Found(Source("src/RecordTree/IndexFiles.h"), pSteps));
-    EXPECT_EQ(Unique(Found(Source("docs/crash.md"), pSteps)), setSteps);
-}
-
-TEST(Docs, LocksStandInTheirOrder) {
-    const std::string strHeader = Source("src/Osl/OslMutex.h");
-    const auto nBegin = strHeader.find("enum class OSL_LockRank");
-    const std::string strEnum = strHeader.substr(nBegin, strHeader.find('}', nBegin) - nBegin);
-    const auto vRanks = Found(strEnum, R"(\n    ([A-Za-z]+))");
-    EXPECT_EQ(Found(Source("docs/threads.md"), R"(\n\| `([A-Z]\w+)` \| (?:engine|record|process))"),
-              vRanks);
-}
-
 /// The index files of docs/on-disk.md: path below the record directory, content. Each byte may be
 /// repeated ("00*24"), and a line end in a comment ("# ...").
 std::map<std::string, std::string> DocumentedFiles() {
