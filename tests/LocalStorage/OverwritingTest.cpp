@@ -72,17 +72,6 @@ TEST_F(Overwriting, AnotherProgramThatFillsTheDiskGetsADayInFiveSeconds) {
     EXPECT_THAT(Deleted(), SizeIs(3));
 }
 
-TEST_F(Overwriting, SpaceThatComesForEverIsNotAwaitedForEver) {
-    Start();
-    Record("cam01", Hour(1, 8));
-    std::atomic<std::uint64_t> nMiB = 0;
-    SetRoom(nMiB);
-    const auto looks = m_faults.Before(Op::StatVfs, Any(), [&] { SetRoom(++nMiB); });
-    CheckDisk();
-    EXPECT_THAT(Deleted(), SizeIs(1));
-    EXPECT_LT(looks.Seen(), 210u);
-}
-
 // As on xfs: the space is there a moment after the file went.
 TEST_F(Overwriting, SpaceThatComesLaterCostsNoSecondDay) {
     AddDisk("1");
@@ -98,26 +87,6 @@ TEST_F(Overwriting, SpaceThatComesLaterCostsNoSecondDay) {
     });
     EXPECT_TRUE(Open("cam01", Hour(3, 8)));
     EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8)));
-}
-
-TEST_F(Overwriting, AFolderNamedLikeARecordingIsNone) {
-    const struct {
-        LocalStorageType eType;
-        std::string strFile, strFolder;
-    } cases[] = {{LOCAL_STORAGE_REMOTE_BACKUP, Path("cam01", 5, 8), Path("cam01", 5, 10)},
-                 {LOCAL_STORAGE_CLIENT, Day(5) + "/cam01/20240305_080000.mp4",
-                  Day(5) + "/cam01/20240305_100000.mp4"}};
-    for (const auto& c : cases) {
-        Reset();
-        Start(c.eType);
-        Record("cam01", Hour(5, 8));
-        std::filesystem::create_directory(c.strFolder);
-        const auto unlinks = m_faults.Watch(Op::Unlink, Is(c.strFolder));
-        CheckFullDisk();
-        EXPECT_THAT(Deleted(), ElementsAre(c.strFile));
-        EXPECT_EQ(unlinks.Seen(), 0u);
-        EXPECT_EQ(Indexed(5), 0u);
-    }
 }
 
 TEST_F(Overwriting, AFileGoesNoEarlierThanTheHostHearsThatItIsClosed) {
@@ -174,27 +143,6 @@ TEST_F(Overwriting, WhatCannotBeToldCostsNoDay) {
     }
 }
 
-TEST_F(Overwriting, ADayFolderThatGoesUnderASwitchIsMadeAgain) {
-    m_stInfo.nFileSize = 0;
-    Start(LOCAL_STORAGE_CLIENT);
-    ASSERT_TRUE(Open("cam01", recFileInfo()));
-    m_faults.AdvanceTime(DAY);
-    m_faults.Before(Op::MakeDir, Is(Day(6) + "/cam01"), [&] { std::filesystem::remove(Day(6)); })
-        .Times(1);
-    EXPECT_TRUE(Write("cam01", recFileInfo(), "kept"));
-    EXPECT_EQ(GetFile(RecordFiles().at(1)), "kept");
-}
-
-TEST_F(Overwriting, AFolderThatCannotBeRemovedIsGivenUp) {
-    Start();
-    Record("cam01", Hour(1, 8));
-    const auto removals = m_faults.Fail(Op::RemoveDir, Is(Day(1) + "/cam01"), EBUSY);
-    CheckFullDisk();
-    EXPECT_EQ(LinesWith("given up"), 1u);
-    EXPECT_EQ(removals.Seen(), 100u);
-    EXPECT_THAT(Deleted(), SizeIs(1));
-}
-
 TEST_F(Overwriting, ARecordingThatComesWhileTidyingStays) {
     Start();
     Record("cam01", Hour(1, 8));
@@ -204,22 +152,6 @@ TEST_F(Overwriting, ARecordingThatComesWhileTidyingStays) {
         .Times(1);
     CheckFullDisk();
     EXPECT_EQ(GetFile(Path("cam01", 1, 9)), "new");
-}
-
-TEST_F(Overwriting, ASwitchDuringAPassKeepsItsFile) {
-    m_stInfo.nFileSize = 0;  // a file per piece
-    Start(LOCAL_STORAGE_CLIENT);
-    ASSERT_TRUE(Open("cam01", recFileInfo()));
-    m_faults.AdvanceTime(SECOND);
-    Record("cam02", recFileInfo(), "");
-    // The channel switches while the clean-up stands in front of the other's folder.
-    const auto Switch = [&] { EXPECT_TRUE(Write("cam01", recFileInfo(), "b")); };
-    m_faults.Before(Op::RemoveDir, Is(Day(5) + "/cam02"), [&] { std::thread(Switch).join(); })
-        .Times(1);
-    CheckFullDisk();
-    EXPECT_THAT(RecordFiles(), ElementsAre(Day(5) + "/cam01/20240305_080000.mp4",
-                                           Day(5) + "/cam01/20240305_080001.mp4"));
-    EXPECT_EQ(GetFile(RecordFiles().at(1)), "b");
 }
 
 TEST_F(Overwriting, TheClientLayoutLosesItsOldestDayOfTheKindAskedFor) {
