@@ -1,8 +1,4 @@
 // The live index of one directory: its files, its flushes, days that go, and its marker.
-
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "IndexMgr/Records.h"
 
 namespace {
@@ -129,25 +125,6 @@ TEST_F(Index, TheMarkerIsDurableBeforeTheFilesChangeAndTheyAreBeforeItGoes) {
     EXPECT_EQ(removal.Seen(), 1u);
 }
 
-TEST_F(Index, WhatStandsInAFilesPlaceIsReplaced) {
-    PutTwoDays();
-    ASSERT_EQ(Open(), 0);
-    const std::string strGood = GetFile(m_strLevel3), strTarget = m_dir / "target";
-    PutFile(strTarget, "precious");
-    for (const bool bLink : {true, false}) {
-        fs::remove(m_strLevel3);
-        ASSERT_EQ(bLink ? ::symlink(strTarget.c_str(), m_strLevel3.c_str())
-                        : ::mkfifo(m_strLevel3.c_str(), 0600),
-                  0);
-        Record("cam_300_7", FILE_2);
-        Delete("cam_300_7", FILE_2);
-        m_index.WriteIndexToFile();
-        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(m_strLevel3)));
-        EXPECT_EQ(GetFile(m_strLevel3), strGood);
-    }
-    EXPECT_EQ(GetFile(strTarget), "precious");
-}
-
 TEST_F(Index, AFlushDuringAChangeLeavesTheMarkerAndMakesItAgain) {
     ASSERT_EQ(Open(), 0);
     m_faults.Before(Op::Sync, Any(), [this] { Record("cam_1_0", FILE_2); });
@@ -178,35 +155,6 @@ TEST_F(Index, AFirstDayWhoseFolderIsGoneLeavesTheIndexAndTheQueryFailsThatOnce) 
     m_faults.Fail(Op::Stat, Ends("20240306"), EIO);  // one that cannot be asked is not gone
     EXPECT_FALSE(m_index.GetOldestDate({}, offer));
     EXPECT_EQ(m_index.CountFiles(), 1u);
-}
-
-TEST_F(Index, AMarkerStandsWhateverHasItsNameAndIsNeverOpenedThroughALink) {
-    PutUnknown();
-    const std::string strOutside = m_dir / "outside";
-    PutFile(strOutside, "precious");
-    const std::function<void()> kinds[] = {
-        [&] { fs::create_symlink(strOutside, m_strMarker); },
-        [&] { fs::create_symlink("nowhere", m_strMarker); },
-        [&] { ::mkfifo(m_strMarker.c_str(), 0666); },
-        [&] { PutFile(m_strMarker + "/x"); },
-    };
-    std::size_t nFiles = 2;
-    for (const auto& make : kinds) {
-        SCOPED_TRACE(&make - kinds);
-        make();
-        EXPECT_EQ(Start(), 0);
-        EXPECT_EQ(m_nFiles, nFiles) << "the start repaired";
-        EXPECT_FALSE(fs::exists(fs::symlink_status(m_strMarker)));
-        CIndex index;
-        ASSERT_EQ(index.Initialize(m_dir.Path()), 0);
-        make();
-        index.BeginChange();
-        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(m_strMarker)));
-        index.EndChange();
-        index.Release();
-        Put("cam_1_0", "2024030600000" + std::to_string(++nFiles) + "_20240306090000_1.mp4");
-    }
-    EXPECT_EQ(GetFile(strOutside), "precious");
 }
 
 TEST_F(Index, WhatItDoesNotKnowIsFoundAtAStart) {

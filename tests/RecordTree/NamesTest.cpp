@@ -74,45 +74,11 @@ TEST(Names, AreValidWhenTheyComeBackAsTheyWentIn) {
     }
 }
 
-TEST(Names, TellTheirFieldsInTheirOrder) {
-    const fileTimeInfo stStart = {2024, 3, 5, 8, 15, 1, 0}, stEnd = {2025, 4, 6, 9, 16, 2, 0};
-    EXPECT_EQ(GetDirName(stStart.GetDate()), "20240305");
-    EXPECT_EQ(GetSecondName(stStart, PICTURE_EXTENSION), "20240305_081501.jpg");
-    EXPECT_EQ(GetRecFileName({stStart, stEnd, REC_FILE_TYPE_4, {}}),
-              "20240305081501_20250406091602_4.mp4");
-    indexLevel2Body stChannel;
-    ASSERT_TRUE(ConvertStrChannelToIndexLevel2Body("cam_300_7", stChannel));
-    EXPECT_STREQ(stChannel.szCameraID, "cam");
-    EXPECT_EQ(stChannel.wDirNum1, 300);
-    EXPECT_EQ(stChannel.byDirNum2, 7);
-    // What only a damaged index holds has a name, too, that no buffer is too small for.
+TEST(Names, OfTheLargestFieldsFit) {
+    // As only a damaged index holds them.
     const fileTimeInfo stMost = {65535, 255, 255, 255, 255, 255, 0};
     EXPECT_EQ(GetRecFileName({stMost, stMost, static_cast<RecFileType>(0x80000000), {}}),
               "65535255255255255255_65535255255255255255_-2147483648.mp4");
-}
-
-// What lies in a client layout's tree is deleted by age also where it only looks like a name.
-TEST(Names, OfTheClientLayoutAreScannedLoosely) {
-    EXPECT_TRUE(IsScannedDateDir("20240305") && IsScannedDateDir("any name"));
-    EXPECT_FALSE(IsScannedDateDir("2024030") || IsScannedDateDir("202403055"));
-    EXPECT_TRUE(IsScannedFile("xxxxxxxx_.mp4", ".mp4") &&
-                IsScannedFile("12345678_a b.mp4", ".mp4"));
-    for (const char* pName :
-         {"", "xxxxxxxx.mp4", "xxxxxxx_.mp4", "xxxxxxxx_.jpg", "xxxxxxxx_mp4"}) {
-        EXPECT_FALSE(IsScannedFile(pName, ".mp4")) << pName;
-    }
-}
-
-TEST(Names, OfTheIndexNameNoCamera) {
-    for (const char* pName : {"index01.bin", "index02.bin", "index03.bin", "index01.bin.new",
-                              "index02.bin.new", "index03.bin.new", "index.dirty"}) {
-        EXPECT_FALSE(IsCameraID(pName)) << pName;
-        EXPECT_EQ(ClassifyChannel(pName), ChannelForm::Bare) << "what lies there is kept";
-    }
-    for (const char* pName :
-         {"index04.bin", "index01.bin.new.new", "Index01.bin", "index.dirty.new"}) {
-        EXPECT_TRUE(IsCameraID(pName)) << pName;
-    }
 }
 
 TEST(Tidying, AFolderGoesWithItsIndexFilesAndStaysWithAnythingElse) {
