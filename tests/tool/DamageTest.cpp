@@ -65,34 +65,18 @@ TEST_F(ToolDamage, CheckNamesEveryKindOfDamageAndChangesNothing) {
     ExpectEnd(0, "query --dir disk --from 2024-03-04 --camera cam01");
 }
 
-// A host finds 1,024 that begin in one second.
-TEST_F(ToolDamage, CheckNamesTheRecordingsThatNoHostFindsSinceTooManyBeginWithThem) {
-    for (int n = 0; n < 1025; ++n) {
-        const int nEnd = 100000 + n / 60 * 100 + n % 60;
-        PutFile(CHANNEL + "20240305100000_20240305" + std::to_string(nEnd) + "_1.mp4");
-    }
-    ExpectEnd(0, "repair --dir disk --apply");
-    EXPECT_EQ(Findings(), Names{"crowded"});
-    ExpectEnd(4, "check --dir disk");
-}
-
 // Hosts look into one of the two folders alone. Nobody must believe that the recordings in the
 // other are gone, nor that they are as safe as those.
 TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
     Import("disk2", "2024-03-04 10:00:00");
     fs::rename("disk2/RecordFile", "disk/BackupFile");
-    const auto vFound = Tool("check --dir disk --json").Json();
-    ASSERT_EQ(vFound.size(), 2u);
-    EXPECT_EQ(vFound[0]["finding"], "hidden");
-    EXPECT_EQ(vFound[0]["path"], "disk/BackupFile");
-    EXPECT_EQ(vFound[0]["files"], 1);
+    const json js = Tool("check --dir disk --json").Json().at(0);
+    EXPECT_EQ(js["finding"], "hidden");
+    EXPECT_EQ(js["path"], "disk/BackupFile");
     EXPECT_EQ(CountFound(), 4u);
     for (const char* pCommand : {"status --dir disk", "query --dir disk --from 2024-03-04"}) {
         ExpectEnd(0, pCommand, "do not find 1 recording in BackupFile");
     }
-    PutFile("disk2/RecordFile", "no folder: its hosts use BackupFile on all disks");
-    EXPECT_EQ(Tool("check --dir disk --dir disk2 --json").Json().at(0)["path"], FOLDER);
-
     ExpectEnd(0, "repair --dir disk --apply");
     EXPECT_EQ(CountFound(), 4u) << "nothing to repair, nothing moved";
     ExpectEnd(0, "prune --dir disk --before 2024-03-05 --apply");
@@ -102,42 +86,28 @@ TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
 }
 
 TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {
-    const struct {
-        const char* pPath;
-        bool bStays;
-        const char* pLink = nullptr;  // where it leads, when it is one
-    } ROWS[] = {
-        {"RecordFile/notes", false},
-        {"RecordFile/2024-03-05/cam01/20240305080000_20240305080006_1.mp4", false},
-        {"RecordFile/20240305/notes", false},
-        {"RecordFile/20240305/cam_01_2/20240305080000_20240305080006_1.mp4", false},
-        {"RecordFile/20240305/cam01/folder/inner", false},
-        {"RecordFile/20240305/cam01/20240305_080000.mp4", false},  // of the other layout
-        {"RecordFile/20240305/cam01/link", false, "../../../outside"},
-        {"RecordFile/20240306/index02.bin", false, "nowhere"},
-        {"RecordFile/20240305/cam01/20240305080000_20240305080006_2.mp4", true},  // a twin
-        {"RecordFile/20240307/cam02/20240307080000_20240307090000_8.mp4", true},  // unlisted
-        {"RecordFile/20240399/cam02/20240399080000_20240399090000_1.mp4", true},  // no such day
+    const std::pair<std::string, bool> ROWS[] = {
+        // Whether it stays.
+        {FOLDER + "/notes", false},
+        {CHANNEL + "20240305_080000.mp4", false},  // of the other layout
+        {CHANNEL + "link", false},
+        {CHANNEL + "20240305080000_20240305080006_2.mp4", true},                 // a twin
+        {FOLDER + "/20240307/cam02/20240307080000_20240307090000_8.mp4", true},  // unlisted
         {"outside/file", true},
-        {"ImageFile/20240305/cam01/notes", true},
+        {"disk/ImageFile/20240305/cam01/notes", true},
     };
-    fs::current_path("disk");
-    for (const auto& row : ROWS) {
-        PutFile(row.pPath, "x");
-        if (!row.pLink) continue;
-        fs::remove(row.pPath);
-        fs::create_symlink(row.pLink, row.pPath);
+    fs::create_symlink("../../../../outside", CHANNEL + "link");
+    fs::create_directory("outside");
+    for (const auto& [strPath, _] : ROWS) {
+        if (!Stands(strPath)) PutFile(strPath, "x");
     }
-    fs::current_path("..");
     const auto setBefore = Tree();
     ExpectEnd(0, "repair --dir disk");
     EXPECT_EQ(Tree(), setBefore) << "only told";
     ExpectEnd(0, "repair --dir disk --apply --yes");
-    for (const auto& row : ROWS) {
-        EXPECT_EQ(Stands(std::string("disk/") + row.pPath), row.bStays) << row.pPath;
-    }
+    for (const auto& [strPath, bStays] : ROWS) EXPECT_EQ(Stands(strPath), bStays) << strPath;
     EXPECT_EQ(Findings(), Names{"twin"});
-    EXPECT_EQ(CountFound(), 6u);
+    EXPECT_EQ(CountFound(), 5u);
 }
 
 TEST_F(ToolDamage, RepairKeepsElsewhereWhatItRemoves) {
