@@ -102,10 +102,13 @@ TEST_F(Sync, PrivateModesAreOfWhatIsMade) {
     for (const int nPrivate : {1, 0}) {
         Reset();
         ASSERT_EQ(SetStorageOption(STORAGE_OPTION_PRIVATE_MODES, nPrivate), 1);
+        const auto mode = [](const auto& p) { return std::filesystem::status(p).permissions(); };
+        AddDisk("1");
+        std::filesystem::permissions(Disk(), std::filesystem::perms(0705));
         Start();
         Record("cam_1_0", Hour(1, 8));
+        EXPECT_EQ(mode(Disk()), std::filesystem::perms(0705)) << "it was there";
         const std::filesystem::path path = RecordFiles().back();
-        const auto mode = [](const auto& p) { return std::filesystem::status(p).permissions(); };
         EXPECT_EQ(mode(path), std::filesystem::perms(nPrivate ? 0640 : 0777));
         EXPECT_EQ(mode(path.parent_path()), std::filesystem::perms(nPrivate ? 0750 : 0777));
     }
