@@ -148,18 +148,6 @@ TEST_F(BackupFolder, OnlyWhatIsWrongWithTheWholeFolderSwitches) {
     EXPECT_STREQ(RecDirName(), BACKUP_FOLDER);
 }
 
-// An index whose files cannot be opened for want of a handle is not one to be made anew.
-TEST_F(BackupFolder, AStartWithoutAHandleChangesNothingAndMayBeTriedAgain) {
-    ASSERT_EQ(Start(), 0);
-    const auto vBefore = Tree(m_dir.Path());
-    m_faults.Fail(Op::Open, Ends("index02.bin"), EMFILE).Times(1);
-    EXPECT_EQ(m_mgr.Initialize({m_dir.Path()}), 1);
-    EXPECT_EQ(Tree(m_dir.Path()), vBefore);
-    m_mgr.Release();
-    EXPECT_EQ(m_mgr.Initialize({m_dir.Path()}), 0);
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0").size(), 1u);
-}
-
 TEST_F(BackupFolder, WhatItHoldsIsMovedBackButWhatIsTakenOrNoRecording) {
     PutFile(Backup("cam_1_0", FILE_1), "taken");
     PutFile(Backup("cam_1_0", FILE_2), "moved");
@@ -223,9 +211,4 @@ TEST_F(BackupFolder, OneEngineGoesOverAllDisksAndNoOtherEngine) {
                      RecPath(strGood, "cam_1_0", FILE_2)}));
     EXPECT_FALSE(fs::exists(strGood + "/BackupFile"));
     second.Release();
-
-    fs::rename(strGood + "/RecordFile", strGood + "/BackupFile");
-    ASSERT_EQ(m_mgr.Initialize({strGood}), 0) << "with nothing to come back to";
-    EXPECT_STREQ(m_mgr.RecordFolder(), BACKUP_FOLDER);
-    EXPECT_EQ(FindAll(m_mgr, "cam_1_0").size(), 2u);
 }

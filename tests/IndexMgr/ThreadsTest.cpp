@@ -13,22 +13,14 @@ std::string ChannelName(int nChannel) {
     return "cam_" + std::to_string(nChannel) + "_0";
 }
 
-// Every other channel has recorded on the next day.
-std::string DayName(int nChannel) {
-    return nChannel % 2 == 0 ? "20240305" : "20240306";
-}
-
-std::string FileName(int nChannel, int nFile) {
-    char szName[64];
-    std::snprintf(szName, sizeof(szName), "%s08%02d%02d_20240306090000_1.mp4",
-                  DayName(nChannel).c_str(), nFile / 60, nFile % 60);
-    return szName;
-}
-
-// Enters all files, and takes every third out again.
+// Enters all files, and takes every third out again. Every other channel has recorded on the next
+// day.
 void ChangeAll(CIndex& index, int nChannel) {
     const auto change = [&](int n, CIndex::IndexType eType) {
-        Change(index, ChannelName(nChannel), FileName(nChannel, n), eType);
+        char szName[64];
+        std::snprintf(szName, sizeof(szName), "2024030%d08%02d%02d_20240306090000_1.mp4",
+                      5 + nChannel % 2, n / 60, n % 60);
+        Change(index, ChannelName(nChannel), szName, eType);
     };
     for (int n = 0; n < FILES; ++n) {
         change(n, CIndex::INDEX_TYPE_ADD);
@@ -38,16 +30,17 @@ void ChangeAll(CIndex& index, int nChannel) {
 
 }  // namespace
 
-// Adds, deletes, queries and flushes at once; then what is in memory is what stands on disk.
+// Then what is in memory is what stands on disk.
 TEST(Threads, ChangesQueriesAndFlushesMeet) {
     CTempDir dir;
+    CIndex index;
+    ASSERT_EQ(index.Initialize(dir.Path()), 0);
     {
-        CIndex index;
-        ASSERT_EQ(index.Initialize(dir.Path()), 0);
         std::atomic<int> nRunning{CHANNELS};
-        std::vector<std::thread> vThreads;
+        std::vector<std::jthread> vThreads;
         for (int i = 0; i < CHANNELS; ++i) {
-            fs::create_directories(dir / ("RecordFile/" + DayName(i) + "/" + ChannelName(i)));
+            fs::create_directories(
+                dir / ("RecordFile/2024030" + std::to_string(5 + i % 2) + "/" + ChannelName(i)));
             vThreads.emplace_back([&, i] {
                 ChangeAll(index, i);
                 --nRunning;
@@ -63,12 +56,10 @@ TEST(Threads, ChangesQueriesAndFlushesMeet) {
             }
         });
         while (nRunning > 0) index.WriteIndexToFile();
-        for (auto& thread : vThreads) thread.join();
-        index.Release();
     }
+    index.Release();
     EXPECT_FALSE(fs::exists(dir / "RecordFile/index.dirty"));
-    CIndex index;  // reads both days at once
-    ASSERT_EQ(index.Initialize(dir.Path()), 0);
+    ASSERT_EQ(index.Initialize(dir.Path()), 0);  // reads both days at once
     EXPECT_EQ(index.CountFiles(), std::size_t{CHANNELS * (FILES - (FILES + 2) / 3)});
     index.Abandon();
 }

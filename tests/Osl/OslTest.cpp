@@ -26,19 +26,6 @@ protected:
     const std::string m_strPath = m_dir / "file";
 };
 
-TEST_F(FileTest, OpenFlags) {
-    PutFile(m_strPath, "old");
-    const std::pair<unsigned, const char*> ROWS[] = {
-        {OSL_OPEN_CONTINUE, "old+"}, {OSL_OPEN_LOG, "old++"}, {OSL_OPEN_NEW, "+"}};
-    for (const auto& [nFlags, pExpected] : ROWS) {
-        const OSL_FileHandle hFile = Open(nFlags);
-        EXPECT_EQ(::fcntl(static_cast<int>(hFile), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
-        EXPECT_EQ(OSL_WriteFile(hFile, "+", 1, nullptr), 0);
-        EXPECT_EQ(OSL_CloseFile(hFile), 0);
-        EXPECT_EQ(GetFile(m_strPath), pExpected) << nFlags;
-    }
-}
-
 TEST_F(FileTest, NeitherALinkNorAPipeIsOpened) {
     PutFile(m_dir / "target", "precious");
     ASSERT_EQ(::symlink("target", m_strPath.c_str()), 0);
@@ -58,6 +45,7 @@ TEST_F(FileTest, AFileNeverTakesTheNumberOfAClosedStandardStream) {
     ::dup2(nSaved, STDIN_FILENO);
     ::close(nSaved);
     EXPECT_GT(hFile, STDERR_FILENO);
+    EXPECT_EQ(::fcntl(static_cast<int>(hFile), F_GETFD), FD_CLOEXEC);
     OSL_CloseFile(hFile);
 }
 

@@ -33,7 +33,6 @@
 enum class Op {
     Open,
     Close,
-    Read,
     Write,
     FileMode,
     Access,
@@ -47,7 +46,6 @@ enum class Op {
     Sync,
     CanSync,
     Reserve,
-    Lock,
     ThreadCreate
 };
 
