@@ -97,11 +97,6 @@ TEST_F(StreamWriting, SwitchesAtTheLimitAndTellsTheHostInOrder) {
 
 TEST_F(StreamWriting, ManySwitchesInOneSecondKeepTheFileOnceNamesRunAhead) {
     StartBeforeSwitch();
-    m_faults.Fail(Op::Access, Ends(".mp4"), EIO);
-    EXPECT_TRUE(WritePiece("a"));
-    EXPECT_THAT(RecordFiles(), SizeIs(1)) << "no name is known to be free";
-    m_faults.ClearRules();
-    m_faults.AdvanceTime(SECOND);
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
     const auto looks = m_faults.Watch(Op::Access, Ends(".mp4"));
     EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
@@ -110,7 +105,6 @@ TEST_F(StreamWriting, ManySwitchesInOneSecondKeepTheFileOnceNamesRunAhead) {
     m_faults.AdvanceTime(SECOND);
     EXPECT_TRUE(WritePiece("c"));
     EXPECT_THAT(RecordFiles(), SizeIs(4));
-    EXPECT_EQ(File(2).size(), 3 * MIB + 4);
 }
 
 TEST_F(StreamWriting, AFailedCloseIsAFailedWrite) {
