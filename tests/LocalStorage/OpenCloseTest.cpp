@@ -17,17 +17,6 @@ protected:
     const std::string m_strFile = m_strDay + "cam01/20240305080000_20240305090000_1.mp4";
 };
 
-TEST_F(OpenClose, TellsTheHostInOrder) {
-    Start();
-    EXPECT_TRUE(Open("cam01", Hour(5, 8)));
-    m_faults.AdvanceTime(SECOND);
-    EXPECT_TRUE(Close("cam01", Hour(5, 8)));
-    EXPECT_EQ(LastError(), 0);
-    const std::string strFile = " cam01 $" + m_strFile.substr(m_dir.Path().size());
-    EXPECT_THAT(Said(), ElementsAre("3" + strFile + " 20240305080000 396 user",
-                                    "5" + strFile + " 20240305080001 396 user"));
-}
-
 TEST_F(OpenClose, OneChannelAtATimePerKey) {
     Start();
     ASSERT_TRUE(Open("cam01", Hour(5, 8)));
