@@ -44,13 +44,13 @@ TEST_F(FileTest, AFileNeverTakesTheNumberOfAClosedStandardStream) {
     ::dup2(nSaved, STDIN_FILENO);
     ::close(nSaved);
     EXPECT_GT(hFile, STDERR_FILENO);
-    EXPECT_EQ(::fcntl(static_cast<int>(hFile), F_GETFD), FD_CLOEXEC);
     OSL_CloseFile(hFile);
 }
 
 TEST_F(FileTest, AWriteIsWholeOrFailedAndOnlyAnInterruptedOneIsRepeated) {
     CFaultInjection faults;
     const OSL_FileHandle hFile = Open(OSL_OPEN_NEW);
+    EXPECT_EQ(::fcntl(static_cast<int>(hFile), F_GETFD), FD_CLOEXEC);
     std::size_t nWritten = 0;
     faults.Fail(Op::Write, Is(m_strPath), EINTR).Times(2);
     faults.ShortWrite(Is(m_strPath), 3).From(3);
