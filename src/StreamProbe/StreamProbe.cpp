@@ -8,7 +8,7 @@
 #include <memory>
 #include <new>
 
-#include "StreamProbe/StreamSplitter.h"
+#include "StreamProbe/StartCodeStream.h"
 
 namespace {
 
@@ -31,12 +31,14 @@ public:
 
 private:
     bool ReadToMark(frameMark& stMark);
+    bool ReadOn();
+    const char* At(std::uint64_t nPos) const;
     void Give(std::uint64_t nEnd, VEXANA_PACKET& stPacket);
     void KeepRest();
     void DropGiven();
     void Restart();
 
-    CStreamSplitter m_objSplitter;
+    CStartCodeStream m_objSplitter;
     ECodec m_eHint = ECodec::Unknown;
     bool m_bAllTaken = true;
     bool m_bEnded = false;
@@ -49,15 +51,15 @@ private:
     const char* m_pPiece = nullptr;
     std::uint64_t m_nPiecePos = 0;
     std::size_t m_nPieceSize = 0;
-    std::size_t m_nRead = 0;  ///< bytes of the piece
     std::uint64_t m_nNext = 0;
     std::uint32_t m_nNextType = VEXANA_FRAME_OTHER;
 };
 
 bool VEXANA_Stream::Create(const char* pHead, std::size_t nHeadLen) {
-    CStreamSplitter objHead;
-    for (std::size_t i = 0; i < nHeadLen;) {
-        i += objHead.Read(reinterpret_cast<const std::uint8_t*>(pHead) + i, nHeadLen - i);
+    CStartCodeStream objHead;
+    while (objHead.GetCursor() < nHeadLen) {
+        objHead.Read(reinterpret_cast<const std::uint8_t*>(pHead) + objHead.GetCursor(),
+                     nHeadLen - objHead.GetCursor());
     }
     objHead.Finish();
     m_eHint = objHead.GetCodec();
@@ -71,17 +73,13 @@ int VEXANA_Stream::Input(const char* pData, std::size_t nSize) {
     DropGiven();
     m_pPiece = pData;
     m_nPieceSize = nSize;
-    m_nRead = 0;
     m_bAllTaken = false;
     return VEXANA_OK;
 }
 
 int VEXANA_Stream::Flush() {
     const int nResult = Input(nullptr, 0);
-    if (nResult == VEXANA_OK) {
-        m_objSplitter.Finish();
-        m_bEnded = true;
-    }
+    m_bEnded = m_bEnded || nResult == VEXANA_OK;
     return nResult;
 }
 
@@ -103,21 +101,38 @@ int VEXANA_Stream::GetPacket(VEXANA_PACKET& stPacket) {
     return VEXANA_NO_PACKET;
 }
 
-// Reads the piece up to the next frame; false when it begins none.
+// Reads up to the next frame; false when there is none.
 bool VEXANA_Stream::ReadToMark(frameMark& stMark) {
     while (!m_objSplitter.PeekMark(stMark)) {
-        if (m_nRead == m_nPieceSize) return false;
-        m_nRead += m_objSplitter.Read(reinterpret_cast<const std::uint8_t*>(m_pPiece) + m_nRead,
-                                      m_nPieceSize - m_nRead);
+        if (!ReadOn()) return false;
     }
     return true;
+}
+
+// The splitter may go back into what is held. False when all was read; at the end of the stream,
+// when all is decided.
+bool VEXANA_Stream::ReadOn() {
+    const std::uint64_t nPos = m_objSplitter.GetCursor(), nEnd = m_nPiecePos + m_nPieceSize;
+    if (nPos < nEnd) {
+        const bool bHeld = nPos < m_nPiecePos;
+        m_objSplitter.Read(reinterpret_cast<const std::uint8_t*>(At(nPos)),
+                           static_cast<std::size_t>((bHeld ? m_nPiecePos : nEnd) - nPos));
+        return true;
+    }
+    if (!m_bEnded || m_objSplitter.GetDecided() == nEnd) return false;
+    m_objSplitter.Finish();
+    return true;
+}
+
+const char* VEXANA_Stream::At(std::uint64_t nPos) const {
+    return nPos < m_nPiecePos ? m_pHold.get() + (nPos - m_nHoldPos)
+                              : m_pPiece + (nPos - m_nPiecePos);
 }
 
 // A packet up to `nEnd`, or to the end of the hold when it begins there.
 void VEXANA_Stream::Give(std::uint64_t nEnd, VEXANA_PACKET& stPacket) {
     const bool bHeld = m_nNext < m_nPiecePos;
-    stPacket.pData =
-        bHeld ? m_pHold.get() + (m_nNext - m_nHoldPos) : m_pPiece + (m_nNext - m_nPiecePos);
+    stPacket.pData = At(m_nNext);
     nEnd = bHeld ? std::min(nEnd, m_nPiecePos) : nEnd;
     stPacket.nLength = static_cast<std::size_t>(nEnd - m_nNext);
     stPacket.nFrameType = m_nNextType;
@@ -141,7 +156,6 @@ void VEXANA_Stream::KeepRest() {
     m_nHeld += nRest;
     m_nPiecePos = nEnd;
     m_nPieceSize = 0;
-    m_nRead = 0;
 }
 
 void VEXANA_Stream::DropGiven() {
@@ -152,7 +166,7 @@ void VEXANA_Stream::DropGiven() {
 }
 
 void VEXANA_Stream::Restart() {
-    m_objSplitter = CStreamSplitter();
+    m_objSplitter = CStartCodeStream();
     m_objSplitter.SetHint(m_eHint);
     m_bEnded = false;
     m_nGiven = m_nHeld;

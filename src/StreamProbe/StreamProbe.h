@@ -15,7 +15,7 @@
 //     parameter sets, SEI; in the program stream its pack header. What begins there decodes alone.
 //     A picture behind an H.264 recovery point is one too (an open group of pictures, or a gradual
 //     refresh, whose first pictures come out incomplete). In a program stream several frames that
-//     begin in one pack count as one; see StreamSplitter.h.
+//     begin in one pack count as one; see VideoFrames.h.
 //   - Packets point into the caller's piece wherever they can, and lie one behind the other there,
 //     so neighbours can be written together. Only what spans two pieces and is not yet decided (a
 //     split start code, the parts in front of a frame) is kept and copied: at most 4 MiB, after
