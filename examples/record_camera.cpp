@@ -1,5 +1,5 @@
-// Records one camera's stream (H.264, H.265, MPEG program stream), as it comes on standard input,
-// until it ends, in files of so many MiB:
+// Records one camera's stream (H.264, H.265, MPEG program or transport stream), as it comes on
+// standard input, until it ends, in files of so many MiB:
 //     ffmpeg -i rtsp://camera -c copy -f h264 - | record_camera /disk1/ front_door /var/log/host 64
 #include <cstdio>
 #include <cstdlib>

@@ -192,7 +192,7 @@ enum StoreFileType : std::uint32_t {
 
 /// Kind of the incoming stream.
 enum StreamType : std::uint32_t {
-    STREAM_TYPE_VIDEO = 0,  ///< H.264 or H.265 byte stream, or MPEG program stream
+    STREAM_TYPE_VIDEO = 0,  ///< H.264 or H.265 byte stream, MPEG program or transport stream
     STREAM_TYPE_RAW = 1     ///< stored as it comes; may not be combined with bAnalyze
 };
 

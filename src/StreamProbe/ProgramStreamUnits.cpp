@@ -1,5 +1,7 @@
 #include "StreamProbe/ProgramStreamUnits.h"
 
+#include "StreamProbe/SystemLayer.h"
+
 namespace {
 
 constexpr std::size_t LENGTH_END = 6;  // start code and 16-bit length
@@ -10,10 +12,6 @@ unitShape NeedMore(std::size_t nHeader) {
 }
 unitShape Damaged() {
     return {.bKnown = true, .bValid = false};
-}
-
-std::size_t Get16(const std::uint8_t* pData) {
-    return static_cast<std::size_t>(pData[0]) << 8 | pData[1];
 }
 
 // MPEG-2: 10 bytes of clock and rate, the last of which counts stuffing bytes. MPEG-1: 8 bytes.
@@ -64,12 +62,6 @@ unitShape MapShape(std::size_t nSize, std::size_t nLength) {
         return {.bKnown = true, .nHeader = LENGTH_END, .nSkip = nLength};
     }
     return {.bKnown = nSize >= LENGTH_END + nLength, .nHeader = LENGTH_END + nLength};
-}
-
-ECodec GetTypeCodec(std::uint8_t byStreamType) {
-    return byStreamType == 0x1B   ? ECodec::H264
-           : byStreamType == 0x24 ? ECodec::H265
-                                  : ECodec::Unknown;
 }
 
 }  // namespace

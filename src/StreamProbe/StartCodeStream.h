@@ -21,8 +21,8 @@
 
 class CStartCodeStream final : public CVideoFrames {
 public:
-    /// A stream that begins at this position.
-    explicit CStartCodeStream(std::uint64_t nFrom = 0) : CVideoFrames(nFrom) {}
+    /// The stream begins at this position.
+    void BeginAt(std::uint64_t nPos) { m_nCursor = nPos; }
 
     void SetHint(ECodec eCodec) { m_objVideo.SetHint(eCodec); }
     ECodec GetCodec() const { return m_objVideo.GetCodec(); }

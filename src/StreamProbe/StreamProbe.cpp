@@ -8,7 +8,7 @@
 #include <memory>
 #include <new>
 
-#include "StreamProbe/StartCodeStream.h"
+#include "StreamProbe/StreamSplitter.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ private:
     void DropGiven();
     void Restart();
 
-    CStartCodeStream m_objSplitter;
+    CStreamSplitter m_objSplitter;
     ECodec m_eHint = ECodec::Unknown;
     bool m_bAllTaken = true;
     bool m_bEnded = false;
@@ -166,7 +166,7 @@ void VEXANA_Stream::DropGiven() {
 }
 
 void VEXANA_Stream::Restart() {
-    m_objSplitter = CStartCodeStream();
+    m_objSplitter = CStreamSplitter();
     m_objSplitter.SetHint(m_eHint);
     m_bEnded = false;
     m_nGiven = m_nHeld;

@@ -1,8 +1,9 @@
 // The stream analyser: splits a camera's stream into packets and marks key frames.
 //
-// It knows H.264 and H.265 byte streams (Annex B) and the MPEG program stream with either, and
-// tells them apart by content. Pure bytes: no system calls, no clock, no threads of its own. One
-// analyser serves one stream and one thread at a time.
+// It knows H.264 and H.265 byte streams (Annex B), and the MPEG program stream and transport stream
+// (packets of 188, 192 or 204 bytes) with either, and tells them apart by content. Pure bytes: no
+// system calls, no clock, no threads of its own. One analyser serves one stream and one thread at a
+// time.
 //
 // Use: give it a piece with VEXANA_InputData, then take packets with VEXANA_GetOnePacketEx until
 // there is none, then the next piece. At the end VEXANA_Flush gives out what it still holds.
@@ -12,14 +13,16 @@
 //     VEXANA_FRAME_CONTINUE. Where frames begin, and their types, never depends on how the input
 //     was cut into pieces.
 //   - A key frame begins at the first byte of everything that belongs to it: access-unit delimiter,
-//     parameter sets, SEI; in the program stream its pack header. What begins there decodes alone.
-//     A picture behind an H.264 recovery point is one too (an open group of pictures, or a gradual
-//     refresh, whose first pictures come out incomplete). In a program stream several frames that
-//     begin in one pack count as one; see VideoFrames.h.
+//     parameter sets, SEI; in a program stream its pack header; in a transport stream the PAT
+//     directly in front of its packets, else the packet in which its PES packet begins. What begins
+//     there decodes alone, without such a PAT once one comes. A picture behind an H.264 recovery
+//     point is one too (an open group of pictures, or a gradual refresh, whose first pictures come
+//     out incomplete). In both containers several frames that begin at one place count as one; see
+//     VideoFrames.h. Of a transport stream's programs the first with video counts.
 //   - Packets point into the caller's piece wherever they can, and lie one behind the other there,
 //     so neighbours can be written together. Only what spans two pieces and is not yet decided (a
-//     split start code, the parts in front of a frame) is kept and copied: at most 4 MiB, after
-//     which it is passed through.
+//     split start code, the parts in front of a frame, up to 4 KiB at the beginning that may become
+//     a transport stream) is kept and copied: at most 4 MiB, after which it is passed through.
 
 #ifndef LOCALSTORAGE_STREAMPROBE_STREAMPROBE_H
 #define LOCALSTORAGE_STREAMPROBE_STREAMPROBE_H

@@ -6,19 +6,15 @@ void CVideoFrames::Read(const std::uint8_t* pData, std::size_t nSize) {
     const auto nUndecided = static_cast<std::size_t>(m_nCursor - GetDecided());
     if (nUndecided == MAX_UNDECIDED) {
         m_nPassedOn = m_nCursor;
-        m_nAnchor = NOWHERE;
+        m_nAnchor = m_nNextAnchor = NOWHERE;
         return;
     }
-    const std::uint64_t nBegin = m_nCursor;
-    const std::uint64_t nEnd = nBegin + std::min(nSize, MAX_UNDECIDED - nUndecided);
-    do {
-        ReadSome(pData + (m_nCursor - nBegin), static_cast<std::size_t>(nEnd - m_nCursor));
-    } while (!m_bMark && m_nCursor >= nBegin && m_nCursor < nEnd);
+    ReadSome(pData, std::min(nSize, MAX_UNDECIDED - nUndecided));
 }
 
 std::uint64_t CVideoFrames::GetDecided() const {
     const std::uint64_t nDecided =
-        std::min({m_nCursor - GetOpen(), m_objVideo.GetUndecided(), m_nAnchor});
+        std::min({m_nCursor - GetOpen(), m_objVideo.GetUndecided(), m_nAnchor, m_nNextAnchor});
     return std::max(nDecided, m_nPassedOn);
 }
 

@@ -17,6 +17,7 @@
 #ifndef LOCALSTORAGE_STREAMPROBE_VIDEOFRAMES_H
 #define LOCALSTORAGE_STREAMPROBE_VIDEOFRAMES_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -51,7 +52,7 @@ public:
     void Finish();
 
 protected:
-    explicit CVideoFrames(std::uint64_t nFrom) : m_nCursor(nFrom) {}
+    CVideoFrames() = default;
     ~CVideoFrames() = default;
     CVideoFrames(const CVideoFrames&) = default;
     CVideoFrames& operator=(const CVideoFrames&) = default;
@@ -71,8 +72,15 @@ protected:
     /// Reads some of it; what is SystemCode is left to the container.
     CElementaryStream::EEvent ReadPayload(const std::uint8_t* pData, std::size_t nSize);
 
-    std::uint64_t m_nCursor;
-    std::uint64_t m_nAnchor = NOWHERE;  ///< where a frame found now would begin
+    /// Whether a frame was found that was not taken yet.
+    bool HasMark() const { return m_bMark; }
+
+    /// Reads from this position once more, or from as far back as is undecided.
+    void GoBack(std::uint64_t nPos) { m_nCursor = std::max(nPos, m_nPassedOn); }
+
+    std::uint64_t m_nCursor = 0;            ///< position of the next byte to read
+    std::uint64_t m_nAnchor = NOWHERE;      ///< where a frame found now would begin
+    std::uint64_t m_nNextAnchor = NOWHERE;  ///< where one in the next PES packet would
     CElementaryStream m_objVideo;
 
 private:

@@ -164,7 +164,8 @@ INSTANTIATE_TEST_SUITE_P(Corpus, StreamProperty,
                          testing::Values("plain.h264", "bframes.h264", "delimiters.h264",
                                          "slices.h264", "refresh.h264", "plain.h265",
                                          "bframes.h265", "delimiters.h265", "packed_h264.mpg",
-                                         "packed_sound_h264.mpg", "packed_h265.mpg"),
+                                         "packed_sound_h264.mpg", "packed_h265.mpg",
+                                         "often_h264.ts", "disc_opengop_h264.ts"),
                          [](const auto& stParam) {
                              std::string strName = stParam.param;
                              std::replace(strName.begin(), strName.end(), '.', '_');

@@ -76,6 +76,97 @@ TEST(Frames, ShortFrameAtTheEndOfAPacketHidesNoKeyFrame) {
     }
 }
 
+/// How many bytes may stand in front of each packet of a transport stream, and behind it.
+constexpr std::pair<std::size_t, std::size_t> TS_LAYOUTS[] = {{0, 0}, {4, 0}, {0, 16}};
+
+/// Packets are found in the first five, which are of no use, so that the others can be cut.
+void ExpectTsFrames(const std::string& strName, const std::vector<Part>& vPart) {
+    for (const auto& [nFront, nBehind] : TS_LAYOUTS) {
+        CTsWire wire(nFront, nBehind);
+        std::vector<Part> vWire = {{OTHER, wire(TsPackets(0x1FFF, std::string(5 * 184, 'x')))}};
+        for (const auto& [nType, strBytes] : vPart) vWire.push_back({nType, wire(strBytes)});
+        ExpectFrames(strName + ", " + std::to_string(188 + nFront + nBehind), vWire);
+    }
+}
+
+TEST(Frames, OfATransportStreamBeginAtTheTablesInFront) {
+    const std::string strTables = Pat() + Pmt(), strNull = TsPackets(0x1FFF, "", false),
+                      strSlice(400, '\x37'), strLong = PmtTable(0x1B, 0x201, 1, 200),
+                      strTwo = Pat({0x100, 0x110, 0x120}) + Pmt(0x0F) +
+                               TsPackets(0x120, PmtTable(0x1B, 0x220, 3)) +
+                               TsPackets(0x110, PmtTable(0x24, 0x210, 2)),
+                      strH265 = Pat({0x110}) + TsPackets(0x110, PmtTable(0x24, 0x201)),
+                      strNoVideo = TsPackets(0x110, PmtTable(0x0F, 0x201)),
+                      strNoPes = TsPackets(0x201, "no PES" + WHOLE_IDR);
+    std::string strWrong = Pmt(0x1B, 0x202), strDamaged = TsVideo(WHOLE_IDR),
+                strScrambled = TsVideo(WHOLE_IDR);
+    ++strWrong.back();
+    strDamaged[1] = '\xC2';
+    strScrambled[3] = '\xB0';
+    const Part stKey = {KEY, strTables + TsVideo(WHOLE_IDR + strSlice)},
+               stSound = {MORE, TsSound()}, stOther = {OTHER, TsVideo(P + strSlice)};
+    const std::pair<const char*, std::vector<Part>> ROWS[] = {
+        {"a camera's", {stKey, stSound, stOther, stSound, stOther, stKey, stOther}},
+        {"other things in front of the tables, and between them and the frame",
+         {{MORE, strNull + strTables + TsSound()},
+          {KEY, TsVideo(WHOLE_IDR)},
+          {MORE, strTables + TsSound() + Pat()},
+          {KEY, Pat() + strNull + TsPackets(0x11, "\x01\xFF") + Pmt() + TsVideo(WHOLE_IDR)},
+          stOther}},
+        {"parts in PES packets of their own",
+         {{KEY, strTables + TsVideo(SPS) + TsSound() + TsVideo(PPS + IDR)},
+          stOther,
+          stSound,
+          {KEY, TsVideo(SPS) + strTables + TsVideo(PPS) + TsVideo(IDR)},
+          stOther}},
+        {"packed",
+         {{OTHER, strTables + TsVideo(P + strSlice + P)},
+          {KEY, TsVideo(P + strSlice + WHOLE_IDR)},
+          {OTHER, strTables + TsVideo(P + strSlice)},
+          stKey}},
+        {"sound, video, video: the second program's",
+         {{KEY, strTwo + TsVideo(WHOLE_IDR5, 0x210)},
+          {MORE, TsVideo(WHOLE_IDR, 0x220) + TsVideo(WHOLE_IDR)},
+          {OTHER, TsVideo(P5, 0x210)}}},
+        {"other tables",
+         {stKey,
+          stOther,
+          {KEY, strH265 + TsVideo(WHOLE_IDR5)},
+          {OTHER, TsVideo(P5)},
+          {MORE, Pmt() + strNoVideo + TsVideo(WHOLE_IDR5)}}},
+        {"tables in several packets, and several in one",
+         {{KEY, Pat() + TsPackets(0x100, PmtTable(0x1B, 0x20F, 2) + strLong.substr(1)) +
+                    TsVideo(WHOLE_IDR)},
+          stOther,
+          stOther}},
+        {"tables, packets and a PES packet that cannot be read",
+         {stKey,
+          stOther,
+          {MORE, strWrong + strDamaged + strScrambled + strNoPes},
+          stOther,
+          stKey}}};
+    for (const auto& [pName, vPart] : ROWS) ExpectTsFrames(pName, vPart);
+}
+
+// The rest of the frame in which bytes are missing does not count, the next one does.
+TEST(Frames, OfATransportStreamAreFoundAgainBehindAGap) {
+    for (const auto& [nFront, nBehind] : TS_LAYOUTS) {
+        CTsWire wire(nFront, nBehind);
+        const std::string strFrames = Pat() + Pmt() + TsVideo(WHOLE_IDR) + TsVideo(P) + TsVideo(P),
+                          strBroken = TsVideo(SPS + std::string(400, '\x11') + IDR) + TsSound();
+        const std::string strBefore = wire(strFrames), strGap = wire(strBroken),
+                          strBehind = wire(strFrames);
+        for (const std::size_t nGone : {1u, 100u, 188u, 250u}) {
+            const std::string strFront = strBefore + std::string(strGap).erase(170, nGone),
+                              strJoined = strBefore.substr(nGone);
+            EXPECT_EQ(KeyFrames(Analyse(strFront + strBehind).vMark),
+                      (std::vector<std::size_t>{0, strFront.size()}));
+            EXPECT_EQ(DifferenceWhenCut(strFront + strBehind), "");
+            EXPECT_EQ(KeyFrames(Analyse(strJoined + strBehind).vMark).back(), strJoined.size());
+        }
+    }
+}
+
 TEST(Frames, PayloadOfACameraIsNotCopied) {
     const std::string strSlice(150000, '\x37');
     const std::vector<Part> vFrame = {

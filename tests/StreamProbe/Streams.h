@@ -3,7 +3,9 @@
 #ifndef LOCALSTORAGE_TESTS_STREAMPROBE_STREAMS_H
 #define LOCALSTORAGE_TESTS_STREAMPROBE_STREAMS_H
 
+#include <algorithm>
 #include <cstdint>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -149,5 +151,80 @@ inline std::string Camera(const std::vector<Part>& vFrame, int nStreamType, std:
     }
     return strStream;
 }
+
+// A transport stream: packets of one PID (not counted yet) around a payload, the last filled up in
+// front of it, or around bytes that need not begin anything.
+inline std::string TsPackets(int nPid, const std::string& strPayload, bool bStart = true) {
+    std::string strPackets;
+    for (std::size_t n = 0; n == 0 || n < strPayload.size(); n += 184, bStart = false) {
+        const std::string strPart = strPayload.substr(n, 184);
+        const int nFill = 184 - static_cast<int>(strPart.size());
+        std::string strField = Bytes({nFill - 1, 0}) + std::string(184, '\xFF');
+        strField.resize(static_cast<std::size_t>(nFill));
+        strPackets +=
+            Bytes({0x47, (bStart ? 0x40 : 0) | nPid >> 8, nPid & 0xFF, nFill > 0 ? 0x30 : 0x10});
+        strPackets += strField + strPart;
+    }
+    return strPackets;
+}
+inline std::string Table(int nTable, int nNumber, const std::string& strRest) {
+    const int nLength = static_cast<int>(strRest.size()) + 9;
+    std::string strTable = Bytes({nTable, 0xB0 | nLength >> 8, nLength & 0xFF, nNumber >> 8,
+                                  nNumber & 0xFF, 0xC1, 0, 0}) +
+                           strRest;
+    std::uint32_t nCrc = 0xFFFFFFFF;
+    for (const char ch : strTable) {
+        nCrc ^= static_cast<std::uint32_t>(static_cast<unsigned char>(ch)) << 24;
+        for (int n = 0; n < 8; ++n) nCrc = nCrc << 1 ^ (nCrc >> 31) * 0x04C11DB7;
+    }
+    for (int n = 24; n >= 0; n -= 8) strTable += static_cast<char>(nCrc >> n);
+    return Bytes({0}) + strTable;  // behind the pointer to its beginning
+}
+/// Programs from number 1 on, by the PIDs of their PMTs.
+inline std::string Pat(const std::vector<int>& vPmt = {0x100}) {
+    std::string strPrograms;
+    for (const int nPid : vPmt) {
+        strPrograms +=
+            Bytes({0, static_cast<int>(strPrograms.size()) / 4 + 1, 0xE0 | nPid >> 8, nPid & 0xFF});
+    }
+    return TsPackets(0, Table(0, 1, strPrograms));
+}
+/// With so many bytes of descriptors, and one stream behind some sound.
+inline std::string PmtTable(int nType, int nPid, int nNumber = 1, std::size_t nDescriptors = 0) {
+    return Table(
+        2, nNumber,
+        Bytes({0xE1, 0x01, 0xF0, static_cast<int>(nDescriptors)}) +
+            std::string(nDescriptors, '\x11') +
+            Bytes({0x0F, 0xE3, 0x01, 0xF0, 0, nType, 0xE0 | nPid >> 8, nPid & 0xFF, 0xF0, 0}));
+}
+inline std::string Pmt(int nType = 0x1B, int nPid = 0x201) {
+    return TsPackets(0x100, PmtTable(nType, nPid));
+}
+inline std::string TsVideo(const std::string& strPayload, int nPid = 0x201) {
+    return TsPackets(nPid, Video(strPayload));
+}
+inline std::string TsSound() {
+    return TsPackets(0x301, AUDIO);
+}
+/// The same packets as they are sent: counted, and with so many bytes in front of and behind each.
+class CTsWire {
+public:
+    CTsWire(std::size_t nFront, std::size_t nBehind) : m_nFront(nFront), m_nBehind(nBehind) {}
+
+    std::string operator()(const std::string& strPackets) {
+        std::string strWire;
+        for (std::size_t n = 0; n < strPackets.size(); n += 188) {
+            std::string strPacket = strPackets.substr(n, 188);
+            int& nCounter = m_mCounter[strPacket.substr(1, 2)];
+            strPacket[3] = static_cast<char>(strPacket[3] | (nCounter++ & 0x0F));
+            strWire += std::string(m_nFront, '\x5A') + strPacket + std::string(m_nBehind, '\xA5');
+        }
+        return strWire;
+    }
+
+private:
+    std::size_t m_nFront, m_nBehind;
+    std::map<std::string, int> m_mCounter;
+};
 
 #endif  // LOCALSTORAGE_TESTS_STREAMPROBE_STREAMS_H
