@@ -1,9 +1,10 @@
-// What files, threads and mutexes promise.
+// What files, threads, forks and mutexes promise.
 
 #include <cerrno>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -77,6 +78,22 @@ TEST(ThreadTest, TheHostsSignalsStayOffTheLibrarysThreads) {
     EXPECT_TRUE(bBlocked);
     TellBlockedSignal(&bBlocked);
     EXPECT_FALSE(bBlocked);
+}
+
+TEST(ThreadTest, AForkedProcessWaitsNeitherForAThreadItDoesNotHaveNorForItsSleep) {
+    const OSL_EventHandle hEvent = OSL_CreateEvent();
+    const auto wait = [](void* pEvent) {
+        return OSL_WaitForSingleObject(static_cast<OSL_EventHandle>(pEvent), OSL_INFINITE);
+    };
+    const OSL_ThreadHandle hThread = OSL_Thread_Create(wait, hEvent);
+    const pid_t nChild = ::fork();
+    if (nChild == 0) ::_exit(OSL_Thread_Wait(hThread) == -1 && OSL_CloseEvent(hEvent) == 0 ? 0 : 1);
+    int nStatus = -1;
+    ASSERT_EQ(::waitpid(nChild, &nStatus, 0), nChild);
+    EXPECT_EQ(nStatus, 0);
+    OSL_SetEvent(hEvent);
+    EXPECT_EQ(OSL_Thread_Wait(hThread), 0);
+    OSL_CloseEvent(hEvent);
 }
 
 #ifndef NDEBUG
