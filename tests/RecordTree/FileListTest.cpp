@@ -100,3 +100,15 @@ TEST(FileList, DoesWhatASearchedAndSortedListDoes) {
         EXPECT_EQ(Names(mended), Names(vModel));
     }
 }
+
+// However hostile an index file, reading it takes no time that grows with the square of its size.
+TEST(FileList, TooManyFilesOfOneSecondAreDamage) {
+    CFileList list;
+    Bodies vFiles(2 * CFileList::MAX_TOGETHER);
+    for (std::size_t i = 0; i < vFiles.size(); ++i) {
+        vFiles[i].stStartTime = At(0, false);
+        vFiles[i].stEndTime = At(static_cast<int>(i), false);
+    }
+    EXPECT_EQ(list.AppendAll(vFiles.data(), vFiles.size()), CFileList::Order::Doubled);
+    EXPECT_EQ(list.size(), CFileList::MAX_TOGETHER);
+}
