@@ -1,12 +1,17 @@
-// Trees deleted, past links and failures; free space.
+// Trees made, walked and deleted, past links, failures and folders that cannot be read; free space.
 
 #include <cerrno>
 #include <filesystem>
+#include <new>
+#include <sys/stat.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "FileSystem/FileDeleter.h"
 #include "FileSystem/FileSystem.h"
 #include "Osl/OslCalls.h"
+#include "Support/AllocationFault.h"
 #include "Support/FaultInjection.h"
 #include "Support/TempDir.h"
 
@@ -23,6 +28,7 @@ protected:
 
     const CTempDir m_dir;
     const std::string m_strTree = m_dir / "tree";
+    std::list<std::string> m_lsDir, m_lsFile;
 };
 
 TEST_F(DirectoryTreeTest, DeleteLeavesNothingButWhatLinksPointTo) {
@@ -44,6 +50,55 @@ TEST_F(DirectoryTreeTest, DeleteGoesOnBehindFailuresAndTells) {
     faults.Fail(Op::Unlink, Is(m_strTree + "/a/b/file"), EPERM);
     EXPECT_FALSE(DeleteDirectory(m_strTree));
     EXPECT_FALSE(fs::exists(m_strTree + "/file"));
+}
+
+TEST_F(DirectoryTreeTest, MakeFullPathMakesWhatEndsBeforeASeparatorAndOpensUpNothingElse) {
+    fs::permissions(m_strTree, fs::perms{0750});
+    const mode_t nBefore = ::umask(077);
+    EXPECT_TRUE(MakeFullPath((m_strTree + "/x//y/z").c_str()));
+    ::umask(nBefore);
+    EXPECT_FALSE(fs::exists(m_strTree + "/x/y/z"));
+    EXPECT_EQ(fs::status(m_strTree).permissions(), fs::perms{0750}) << "it was there";
+    EXPECT_EQ(fs::status(m_strTree + "/x/y").permissions(), fs::perms{0777});
+}
+
+TEST_F(DirectoryTreeTest, AWalkBeginsAtALinkOnlyWhereItIsToldToAndFollowsNoneInside) {
+    const std::string strLink = m_dir / "link";
+    fs::create_directory_symlink(m_strTree, strLink);
+    fs::create_directory_symlink(m_dir / "outside", m_strTree + "/inside");
+    EXPECT_FALSE(GetSubTargetList(strLink + "/", m_lsDir, m_lsFile));
+    EXPECT_TRUE(GetSubTargetList(strLink + "/", m_lsDir, m_lsFile, OSL_LastLink::IsFollowed));
+    EXPECT_THAT(m_lsDir, testing::ElementsAre("a"));
+    EXPECT_THAT(m_lsFile, testing::UnorderedElementsAre("file", "inside"));
+}
+
+TEST_F(DirectoryTreeTest, NoFailingAllocationLeavesAFolderOpenOrClosesItTwice) {
+    const auto OpenFiles = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    const std::string strOutside = m_dir / "outside/precious";
+    const auto nBefore = OpenFiles();
+    bool bFailed = true;
+    for (int nTry = 1; bFailed; ++nTry) {
+        try {
+            CAllocationFault fault(nTry, bFailed);
+            std::list<std::string> lsDir, lsFile;
+            GetSubTargetList(m_strTree, lsDir, lsFile);
+            CFileDeleter deleter;
+            for (const std::string& strPath : {m_strTree + "/file", strOutside}) {
+                deleter.Delete(strPath);
+            }
+        } catch (const std::bad_alloc&) {
+        }
+        ASSERT_EQ(OpenFiles(), nBefore) << "allocation " << nTry;
+    }
+    EXPECT_FALSE(fs::exists(strOutside));
+}
+
+TEST_F(DirectoryTreeTest, AnUnreadableFolderIsNotListedAsAShorterOne) {
+    CFaultInjection faults;
+    faults.Fail(Op::ReadDir, Is(m_strTree), EIO).From(4);
+    EXPECT_FALSE(GetSubTargetList(m_strTree, m_lsDir, m_lsFile));
 }
 
 TEST(DiskSpaceTest, MiBAreRoundedDownAndCountFragmentsThatThisUserMayFill) {

@@ -1,4 +1,8 @@
 // The live index of one directory: its files, its flushes, days that go, and its marker.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "IndexMgr/Records.h"
 
 namespace {
@@ -37,6 +41,7 @@ TEST_F(Index, EveryDamageOfAFileIsFoundAndRepaired) {
             s += s.substr(8, nElement);
         };
     };
+    const auto byteMore = [](std::string& s) { s += 'x'; };
     // Right in length, with the most elements that a count can say: 176 GiB of memory.
     const auto giant = [](std::string& s) { s = Bytes({255, 255, 255, 255, 0, 0, 0, 0}); };
     constexpr std::uint64_t GIANT = 8 + 0xFFFFFFFFull * 44;
@@ -46,8 +51,9 @@ TEST_F(Index, EveryDamageOfAFileIsFoundAndRepaired) {
         std::function<void(std::string&)> damage;
     } cases[] = {
         {"head alone", m_strLevel1, [](auto& s) { s.assign(8, '\0'); }},
-        {"a byte more on the last day", m_strFolder + "/20240306/cam_300_7/index03.bin",
-         [](auto& s) { s += 'x'; }},
+        {"short head", m_strLevel3, [](auto& s) { s.resize(5); }},
+        {"a byte more", m_strLevel1, byteMore},
+        {"a byte more on the last day", m_strFolder + "/20240306/cam_300_7/index03.bin", byteMore},
         {"giant", m_strLevel3, giant},
         {"no NUL", m_strLevel2, [](auto& s) { s.replace(8, 64, 64, 'x'); }},
         {"a path", m_strLevel2, [](auto& s) { s.replace(8, 3, "../"); }},
@@ -123,6 +129,25 @@ TEST_F(Index, TheMarkerIsDurableBeforeTheFilesChangeAndTheyAreBeforeItGoes) {
     EXPECT_EQ(removal.Seen(), 1u);
 }
 
+TEST_F(Index, WhatStandsInAFilesPlaceIsReplaced) {
+    PutTwoDays();
+    ASSERT_EQ(Open(), 0);
+    const std::string strGood = GetFile(m_strLevel3), strTarget = m_dir / "target";
+    PutFile(strTarget, "precious");
+    for (const bool bLink : {true, false}) {
+        fs::remove(m_strLevel3);
+        ASSERT_EQ(bLink ? ::symlink(strTarget.c_str(), m_strLevel3.c_str())
+                        : ::mkfifo(m_strLevel3.c_str(), 0600),
+                  0);
+        Record("cam_300_7", FILE_2);
+        Delete("cam_300_7", FILE_2);
+        m_index.WriteIndexToFile();
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(m_strLevel3)));
+        EXPECT_EQ(GetFile(m_strLevel3), strGood);
+    }
+    EXPECT_EQ(GetFile(strTarget), "precious");
+}
+
 TEST_F(Index, AFlushDuringAChangeLeavesTheMarkerAndMakesItAgain) {
     ASSERT_EQ(Open(), 0);
     m_faults.Before(Op::Sync, Any(), [this] { Record("cam_1_0", FILE_2); });
@@ -141,13 +166,47 @@ TEST_F(Index, AFlushDuringAChangeLeavesTheMarkerAndMakesItAgain) {
     EXPECT_EQ(m_nFiles, 3u);
 }
 
-TEST_F(Index, ADayWhoseFolderCannotBeAskedIsNotGone) {
+TEST_F(Index, AFirstDayWhoseFolderIsGoneLeavesTheIndexAndTheQueryFailsThatOnce) {
     ASSERT_EQ(Open(), 0);
-    Record("cam_1_0", FILE_1);
+    for (const char* pFile : {FILE_1, FILE_3}) Record("cam_1_0", pFile);
+    fs::remove_all(m_strFolder + "/20240305");
     dayOffer offer;
-    m_faults.Fail(Op::Stat, Ends("20240305"), EIO);
     EXPECT_FALSE(m_index.GetOldestDate({}, offer));
     EXPECT_EQ(m_index.CountFiles(), 1u);
+    EXPECT_TRUE(m_index.GetOldestDate({}, offer));
+    EXPECT_EQ(offer.stDay.Path(), m_strFolder + "/20240306");
+    m_faults.Fail(Op::Stat, Ends("20240306"), EIO);  // one that cannot be asked is not gone
+    EXPECT_FALSE(m_index.GetOldestDate({}, offer));
+    EXPECT_EQ(m_index.CountFiles(), 1u);
+}
+
+TEST_F(Index, AMarkerStandsWhateverHasItsNameAndIsNeverOpenedThroughALink) {
+    PutUnknown();
+    const std::string strOutside = m_dir / "outside";
+    PutFile(strOutside, "precious");
+    const std::function<void()> kinds[] = {
+        [&] { fs::create_symlink(strOutside, m_strMarker); },
+        [&] { fs::create_symlink("nowhere", m_strMarker); },
+        [&] { ::mkfifo(m_strMarker.c_str(), 0666); },
+        [&] { PutFile(m_strMarker + "/x"); },
+    };
+    std::size_t nFiles = 2;
+    for (const auto& make : kinds) {
+        SCOPED_TRACE(&make - kinds);
+        make();
+        EXPECT_EQ(Start(), 0);
+        EXPECT_EQ(m_nFiles, nFiles) << "the start repaired";
+        EXPECT_FALSE(fs::exists(fs::symlink_status(m_strMarker)));
+        CIndex index;
+        ASSERT_EQ(index.Initialize(m_dir.Path()), 0);
+        make();
+        index.BeginChange();
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(m_strMarker)));
+        index.EndChange();
+        index.Release();
+        Put("cam_1_0", "2024030600000" + std::to_string(++nFiles) + "_20240306090000_1.mp4");
+    }
+    EXPECT_EQ(GetFile(strOutside), "precious");
 }
 
 TEST_F(Index, WhatItDoesNotKnowIsFoundAtAStart) {
@@ -170,4 +229,16 @@ TEST_F(Index, WhatItDoesNotKnowIsFoundAtAStart) {
     m_faults.Fail(Op::Stat, Is(m_strMarker), EIO);
     EXPECT_EQ(Start(), 0);
     EXPECT_EQ(m_nFiles, 3u);
+    m_faults.ClearRules();
+
+    // A marker outlives a run whose repair failed; the files are better than nothing.
+    Put("front_door", FILE_1);
+    PutFile(m_strMarker);
+    fs::rename(m_strFolder, m_dir / BACKUP_FOLDER);
+    m_faults.Fail(Op::ReadDir, Any(), EIO);
+    EXPECT_EQ(Start(), 0);
+    EXPECT_EQ(m_nFiles, 3u);
+    m_faults.ClearRules();
+    EXPECT_EQ(Start(), 0);
+    EXPECT_EQ(m_nFiles, 4u);
 }

@@ -10,13 +10,8 @@ class Repair : public CRecordDirTest {};
 TEST_F(Repair, KeepsRecordingsAndRemovesEverythingForeign) {
     const Names vKept = {Path("cam_1_0", FILE_1), Path("front_door", FILE_1),
                          Path("cam_1_0", FILE_3)};
-    // The record folder may be a link to a larger disk, which does not tell the types of entries.
-    for (const bool bLink : {false, true}) {
-        if (bLink) {
-            fs::rename(m_strFolder, m_dir / "larger");
-            fs::create_directory_symlink(m_dir / "larger", m_strFolder);
-        }
-        m_faults.ShowEntryTypes(!bLink);
+    for (const bool bTypes : {true, false}) {  // not every file system tells the types of entries
+        m_faults.ShowEntryTypes(bTypes);
         for (const char* pForeign :
              {"stray.txt", "20240308", "index02.bin", "index01.bin.new", "2024030/x/y",
               "20240305/cam_1_3", "20240305/index02.bin.new", "20240305/cam_01_2/x",
@@ -34,7 +29,6 @@ TEST_F(Repair, KeepsRecordingsAndRemovesEverythingForeign) {
         for (const std::string& strPath : vKept) EXPECT_TRUE(fs::exists(strPath)) << strPath;
         EXPECT_EQ(Tree(m_strFolder).size(), 16u) << "7 folders, 3 recordings, 6 index files";
         EXPECT_TRUE(fs::exists(m_dir / "outside/precious"));
-        EXPECT_EQ(fs::is_symlink(m_strFolder), bLink);
     }
 }
 
@@ -75,13 +69,49 @@ TEST_F(Repair, OfTooManyRecordingsThatBeginTogetherOnlyThoseBeyondStayOut) {
     EXPECT_EQ(Tree(m_strFolder + "/20240305/cam_1_0").size(), CFileList::MAX_TOGETHER + 4);
 }
 
-// Also where it cannot be removed, as a mount point.
+TEST_F(Repair, AnIndexFileThatDescribesNothingGoesAlsoWhereItIsALinkToNothing) {
+    Put("cam_1_0", FILE_1);
+    fs::create_directories(m_strFolder + "/20240307/cam_1_0");
+    for (const char* pName : {"/20240307/index02.bin", "/20240307/cam_1_0/index03.bin"}) {
+        fs::create_symlink("nowhere", m_strFolder + pName);
+    }
+    ASSERT_EQ(Start(), 0);
+    EXPECT_EQ(Tree(m_strFolder + "/20240307"), Names{"cam_1_0"});
+}
+
+// Whatever cannot be removed of it: it is a mount point, its disk is read-only, its parent is
+// root's, or it is a link.
 TEST_F(Repair, ARecordFolderThatHoldsNothingCountsAsNew) {
-    fs::create_directories(m_strFolder + "/20240305/bare");
-    m_faults.Fail(Op::RemoveDir, Is(m_strFolder), EBUSY);
+    const std::string strTarget = m_dir / "larger disk";
+    const std::function<void()> makers[] = {
+        [&] { fs::create_directories(m_strFolder + "/20240305/bare"); },
+        [&] { fs::create_directory_symlink(strTarget, m_strFolder); },
+    };
+    fs::create_directory(strTarget);
+    PutFile(strTarget + "/foreign");
+    for (const auto& make : makers) {
+        make();
+        m_faults.Fail(Op::RemoveDir, Is(m_strFolder), EBUSY);
+        EXPECT_EQ(Start(), 0);
+        EXPECT_STREQ(RecDirName(), RECORD_FOLDER);
+        EXPECT_TRUE(fs::is_empty(m_strFolder));
+        fs::remove(m_strFolder);
+    }
+}
+
+TEST_F(Repair, ALinkedRecordFolderIsFollowedAndNothingInIt) {
+    const std::string strTarget = m_dir / "larger disk";
+    fs::create_directory(strTarget);
+    fs::create_directory_symlink(strTarget, m_strFolder);
+    PutFile(m_dir / "outside/cam_1_0/" + FILE_3);
+    for (const char* pFile : {FILE_1, FILE_2}) Put("cam_1_0", pFile);
+    fs::create_directory_symlink(m_dir / "outside", m_strFolder + "/20240306");
+    PutFile(m_strMarker);
     EXPECT_EQ(Start(), 0);
-    EXPECT_STREQ(RecDirName(), RECORD_FOLDER);
-    EXPECT_TRUE(fs::is_empty(m_strFolder));
+    EXPECT_EQ(m_nFiles, 2u);
+    EXPECT_FALSE(fs::exists(fs::symlink_status(strTarget + "/20240306")));
+    EXPECT_TRUE(fs::exists(m_dir / "outside/cam_1_0/" + FILE_3));
+    EXPECT_TRUE(fs::is_symlink(m_strFolder));
 }
 
 // Two recordings of two channels after a crash, and something that a repair removes.
@@ -148,6 +178,18 @@ TEST_F(BackupFolder, OnlyWhatIsWrongWithTheWholeFolderSwitches) {
     EXPECT_STREQ(RecDirName(), BACKUP_FOLDER);
 }
 
+// An index whose files cannot be opened for want of a handle is not one to be made anew.
+TEST_F(BackupFolder, AStartWithoutAHandleChangesNothingAndMayBeTriedAgain) {
+    ASSERT_EQ(Start(), 0);
+    const auto vBefore = Tree(m_dir.Path());
+    m_faults.Fail(Op::Open, Ends("index02.bin"), EMFILE).Times(1);
+    EXPECT_EQ(m_mgr.Initialize({m_dir.Path()}), 1);
+    EXPECT_EQ(Tree(m_dir.Path()), vBefore);
+    m_mgr.Release();
+    EXPECT_EQ(m_mgr.Initialize({m_dir.Path()}), 0);
+    EXPECT_EQ(FindAll(m_mgr, "cam_1_0").size(), 1u);
+}
+
 TEST_F(BackupFolder, WhatItHoldsIsMovedBackButWhatIsTakenOrNoRecording) {
     PutFile(Backup("cam_1_0", FILE_1), "taken");
     PutFile(Backup("cam_1_0", FILE_2), "moved");
@@ -211,4 +253,9 @@ TEST_F(BackupFolder, OneEngineGoesOverAllDisksAndNoOtherEngine) {
                      RecPath(strGood, "cam_1_0", FILE_2)}));
     EXPECT_FALSE(fs::exists(strGood + "/BackupFile"));
     second.Release();
+
+    fs::rename(strGood + "/RecordFile", strGood + "/BackupFile");
+    ASSERT_EQ(m_mgr.Initialize({strGood}), 0) << "with nothing to come back to";
+    EXPECT_STREQ(m_mgr.RecordFolder(), BACKUP_FOLDER);
+    EXPECT_EQ(FindAll(m_mgr, "cam_1_0").size(), 2u);
 }

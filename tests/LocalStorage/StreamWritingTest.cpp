@@ -97,6 +97,11 @@ TEST_F(StreamWriting, SwitchesAtTheLimitAndTellsTheHostInOrder) {
 
 TEST_F(StreamWriting, ManySwitchesInOneSecondKeepTheFileOnceNamesRunAhead) {
     StartBeforeSwitch();
+    m_faults.Fail(Op::Access, Ends(".mp4"), EIO);
+    EXPECT_TRUE(WritePiece("a"));
+    EXPECT_THAT(RecordFiles(), SizeIs(1)) << "no name is known to be free";
+    m_faults.ClearRules();
+    m_faults.AdvanceTime(SECOND);
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
     const auto looks = m_faults.Watch(Op::Access, Ends(".mp4"));
     EXPECT_TRUE(WritePiece(std::string(MIB, 'b')));
@@ -105,6 +110,28 @@ TEST_F(StreamWriting, ManySwitchesInOneSecondKeepTheFileOnceNamesRunAhead) {
     m_faults.AdvanceTime(SECOND);
     EXPECT_TRUE(WritePiece("c"));
     EXPECT_THAT(RecordFiles(), SizeIs(4));
+    EXPECT_EQ(File(2).size(), 3 * MIB + 4);
+}
+
+TEST_F(StreamWriting, TheNextFileIsNamedAfterTheHostHasHeardOfTheLast) {
+    StartBeforeSwitch();
+    OnMessage([this](const hostMessage& stMessage) {  // which takes the host a day
+        if (stMessage.nType == MESSAGEVALUE_CLOSEFILE) m_faults.AdvanceTime(DAY);
+    });
+    EXPECT_TRUE(WritePiece("next"));
+    EXPECT_THAT(RecordFiles().back(), testing::EndsWith("20240306/cam01/20240306_080001.mp4"));
+}
+
+TEST_F(StreamWriting, ANextFileWhosePathIsTooLongIsToldOnce) {
+    AddDisk("1");
+    AddDisk(std::string(259 - m_dir.Path().size() - 45, 'd'));
+    m_stInfo.bCycWrite = true;
+    StartBeforeSwitch();
+    SetRoom(FULL, "1");
+    CheckDisk();  // moves to the other
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(WritePiece("kept"));
+    EXPECT_EQ(LinesWith("SwitchRecFile] path too long"), 1u);
+    EXPECT_EQ(File().size(), MIB + 4 + 12);
 }
 
 TEST_F(StreamWriting, AFailedCloseIsAFailedWrite) {

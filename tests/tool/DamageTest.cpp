@@ -65,18 +65,34 @@ TEST_F(ToolDamage, CheckNamesEveryKindOfDamageAndChangesNothing) {
     ExpectEnd(0, "query --dir disk --from 2024-03-04 --camera cam01");
 }
 
+// A host finds 1,024 that begin in one second.
+TEST_F(ToolDamage, CheckNamesTheRecordingsThatNoHostFindsSinceTooManyBeginWithThem) {
+    for (int n = 0; n < 1025; ++n) {
+        const int nEnd = 100000 + n / 60 * 100 + n % 60;
+        PutFile(CHANNEL + "20240305100000_20240305" + std::to_string(nEnd) + "_1.mp4");
+    }
+    ExpectEnd(0, "repair --dir disk --apply");
+    EXPECT_EQ(Findings(), Names{"crowded"});
+    ExpectEnd(4, "check --dir disk");
+}
+
 // Hosts look into one of the two folders alone. Nobody must believe that the recordings in the
 // other are gone, nor that they are as safe as those.
 TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
     Import("disk2", "2024-03-04 10:00:00");
     fs::rename("disk2/RecordFile", "disk/BackupFile");
-    const json js = Tool("check --dir disk --json").Json().at(0);
-    EXPECT_EQ(js["finding"], "hidden");
-    EXPECT_EQ(js["path"], "disk/BackupFile");
+    const auto vFound = Tool("check --dir disk --json").Json();
+    ASSERT_EQ(vFound.size(), 2u);
+    EXPECT_EQ(vFound[0]["finding"], "hidden");
+    EXPECT_EQ(vFound[0]["path"], "disk/BackupFile");
+    EXPECT_EQ(vFound[0]["files"], 1);
     EXPECT_EQ(CountFound(), 4u);
     for (const char* pCommand : {"status --dir disk", "query --dir disk --from 2024-03-04"}) {
         ExpectEnd(0, pCommand, "do not find 1 recording in BackupFile");
     }
+    PutFile("disk2/RecordFile", "no folder: its hosts use BackupFile on all disks");
+    EXPECT_EQ(Tool("check --dir disk --dir disk2 --json").Json().at(0)["path"], FOLDER);
+
     ExpectEnd(0, "repair --dir disk --apply");
     EXPECT_EQ(CountFound(), 4u) << "nothing to repair, nothing moved";
     ExpectEnd(0, "prune --dir disk --before 2024-03-05 --apply");
@@ -86,28 +102,42 @@ TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
 }
 
 TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {
-    const std::pair<std::string, bool> ROWS[] = {
-        // Whether it stays.
-        {FOLDER + "/notes", false},
-        {CHANNEL + "20240305_080000.mp4", false},  // of the other layout
-        {CHANNEL + "link", false},
-        {CHANNEL + "20240305080000_20240305080006_2.mp4", true},                 // a twin
-        {FOLDER + "/20240307/cam02/20240307080000_20240307090000_8.mp4", true},  // unlisted
+    const struct {
+        const char* pPath;
+        bool bStays;
+        const char* pLink = nullptr;  // where it leads, when it is one
+    } ROWS[] = {
+        {"RecordFile/notes", false},
+        {"RecordFile/2024-03-05/cam01/20240305080000_20240305080006_1.mp4", false},
+        {"RecordFile/20240305/notes", false},
+        {"RecordFile/20240305/cam_01_2/20240305080000_20240305080006_1.mp4", false},
+        {"RecordFile/20240305/cam01/folder/inner", false},
+        {"RecordFile/20240305/cam01/20240305_080000.mp4", false},  // of the other layout
+        {"RecordFile/20240305/cam01/link", false, "../../../outside"},
+        {"RecordFile/20240306/index02.bin", false, "nowhere"},
+        {"RecordFile/20240305/cam01/20240305080000_20240305080006_2.mp4", true},  // a twin
+        {"RecordFile/20240307/cam02/20240307080000_20240307090000_8.mp4", true},  // unlisted
+        {"RecordFile/20240399/cam02/20240399080000_20240399090000_1.mp4", true},  // no such day
         {"outside/file", true},
-        {"disk/ImageFile/20240305/cam01/notes", true},
+        {"ImageFile/20240305/cam01/notes", true},
     };
-    fs::create_symlink("../../../../outside", CHANNEL + "link");
-    fs::create_directory("outside");
-    for (const auto& [strPath, _] : ROWS) {
-        if (!Stands(strPath)) PutFile(strPath, "x");
+    fs::current_path("disk");
+    for (const auto& row : ROWS) {
+        PutFile(row.pPath, "x");
+        if (!row.pLink) continue;
+        fs::remove(row.pPath);
+        fs::create_symlink(row.pLink, row.pPath);
     }
+    fs::current_path("..");
     const auto setBefore = Tree();
     ExpectEnd(0, "repair --dir disk");
     EXPECT_EQ(Tree(), setBefore) << "only told";
     ExpectEnd(0, "repair --dir disk --apply --yes");
-    for (const auto& [strPath, bStays] : ROWS) EXPECT_EQ(Stands(strPath), bStays) << strPath;
+    for (const auto& row : ROWS) {
+        EXPECT_EQ(Stands(std::string("disk/") + row.pPath), row.bStays) << row.pPath;
+    }
     EXPECT_EQ(Findings(), Names{"twin"});
-    EXPECT_EQ(CountFound(), 5u);
+    EXPECT_EQ(CountFound(), 6u);
 }
 
 TEST_F(ToolDamage, RepairKeepsElsewhereWhatItRemoves) {
@@ -205,18 +235,22 @@ TEST_F(ToolDamage, PruneDeletesRecordingsOrPicturesOfEarlierDays) {
 // Killed halfway, the next start must know that the index names what is gone.
 TEST_F(ToolDamage, TheIndexIsMarkedBeforeAnythingGoes) {
     PutFile(CHANNEL + "notes", "x");
-    for (const auto& [strFolder, pCommand] :
-         {std::pair(CHANNEL, "repair --keep-removed kept"),
-          {FOLDER + "/20240304/cam01/", "prune --before 2024-03-05"}}) {
+    const struct {
+        std::string strFolder, strGoes, strCommand;
+    } ROWS[] = {
+        {CHANNEL, "notes", "repair --keep-removed kept"},
+        {FOLDER + "/20240304/cam01/", "20240304080000_20240304080006_1.mp4",
+         "prune --before 2024-03-05"},
+    };
+    for (const auto& row : ROWS) {
         const int nWatch = inotify_init();
         inotify_add_watch(nWatch, FOLDER.c_str(), IN_CREATE);
-        inotify_add_watch(nWatch, strFolder.c_str(), IN_DELETE | IN_MOVED_FROM);
-        ExpectEnd(0, std::string(pCommand) + " --dir disk --apply");
-        alignas(inotify_event) char aEvents[4096] = {};
-        const ssize_t nSize = read(nWatch, aEvents, sizeof(aEvents));
-        const auto* const pFirst = reinterpret_cast<inotify_event*>(aEvents);
-        EXPECT_STREQ(pFirst->name, "index.dirty");
-        EXPECT_GT(nSize, ssize_t(sizeof(*pFirst) + pFirst->len)) << "nothing went";
+        inotify_add_watch(nWatch, row.strFolder.c_str(), IN_DELETE | IN_MOVED_FROM);
+        ExpectEnd(0, row.strCommand + " --dir disk --apply");
+        EXPECT_FALSE(Stands(row.strFolder + row.strGoes));
+        alignas(inotify_event) char aEvents[4096];
+        ASSERT_GT(read(nWatch, aEvents, sizeof(aEvents)), 0);
+        EXPECT_STREQ(reinterpret_cast<inotify_event*>(aEvents)->name, "index.dirty");
         close(nWatch);
     }
 }
