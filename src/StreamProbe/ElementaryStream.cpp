@@ -8,7 +8,7 @@ CElementaryStream::EEvent CElementaryStream::Feed(const streamSpan& stSpan, std:
     std::size_t i = 0;
     EEvent eEvent = EEvent::None;
     while (i < stSpan.nSize && eEvent == EEvent::None) {
-        if (m_eState == EState::Slack && m_nZeros == 0) {
+        if (IsSlack()) {
             i = Skip(stSpan, i);
         } else {
             eEvent = Step(stSpan.pData[i], stSpan.AnchorOf(i), stSpan.nStride);

@@ -58,8 +58,14 @@ public:
     /// The anchor of the first undecided byte, NOWHERE when there is none.
     std::uint64_t GetUndecided() const;
 
+    /// Whether something stands in front of a frame that has not begun. An event ends it.
+    bool HasFront() const { return m_bFront; }
+
     /// Whether the bytes so far are decided, with no start code or frame begun.
     bool IsIdle() const { return !m_bFront && m_eState != EState::Head && m_nZeros == 0; }
+
+    /// Whether only a start code can change anything, and none has begun.
+    bool IsSlack() const { return m_eState == EState::Slack && m_nZeros == 0; }
 
     /// How many of the last bytes read may be the beginning of a start code (0 to 3).
     std::size_t GetOpenCode() const;

@@ -9,4 +9,8 @@
 /// The first start code that lies whole in [pData, pEnd): a pointer to its first zero, or `pEnd`.
 const std::uint8_t* FindStartCode(const std::uint8_t* pData, const std::uint8_t* pEnd);
 
+/// Whether one lies whole in [pData, pEnd), which is not empty, or may begin at its end: faster
+/// than FindStartCode for the few bytes of a packet.
+bool TouchesStartCode(const std::uint8_t* pData, const std::uint8_t* pEnd);
+
 #endif  // LOCALSTORAGE_STREAMPROBE_STARTCODE_H

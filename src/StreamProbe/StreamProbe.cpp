@@ -93,8 +93,9 @@ int VEXANA_Stream::GetPacket(VEXANA_PACKET& stPacket) {
         m_objSplitter.DropMark();
         m_nNextType = stMark.bKeyFrame ? VEXANA_FRAME_I : VEXANA_FRAME_OTHER;
     }
-    if (!m_bAllTaken && m_nNext < m_objSplitter.GetDecided()) {
-        Give(m_objSplitter.GetDecided(), stPacket);
+    const std::uint64_t nDecided = m_bAllTaken ? m_nNext : m_objSplitter.GetDecided();
+    if (m_nNext < nDecided) {
+        Give(nDecided, stPacket);
         return VEXANA_OK;
     }
     KeepRest();

@@ -28,11 +28,6 @@ void CStreamSplitter::Finish() {
     }
 }
 
-const CVideoFrames& CStreamSplitter::Frames() const {
-    if (m_bStartCodes) return m_objStartCodes;
-    return m_objTransport;
-}
-
 void CStreamSplitter::TakeForStartCodes() {
     m_bStartCodes = true;
     m_objStartCodes.BeginAt(m_objTransport.GetDecided());

@@ -28,7 +28,10 @@ public:
     void SetHint(ECodec eCodec) { m_objStartCodes.SetHint(eCodec); }
 
 private:
-    const CVideoFrames& Frames() const;
+    const CVideoFrames& Frames() const {
+        if (m_bStartCodes) return m_objStartCodes;
+        return m_objTransport;
+    }
     void TakeForStartCodes();
 
     CTransportStream m_objTransport;

@@ -70,7 +70,7 @@ std::size_t GetPacketHeadSize(const std::uint8_t* pPacket) {
 packetHead GetPacketHead(const std::uint8_t* pPacket) {
     const bool bAdaptation = (pPacket[3] & 0x20) != 0, bPayload = (pPacket[3] & 0x10) != 0;
     const std::size_t nPayload = bAdaptation ? std::size_t{5} + pPacket[4] : 4;
-    return {.nPid = GetPid(pPacket + 1),
+    return {.nPid = GetPacketPid(pPacket),
             .nCounter = static_cast<std::uint8_t>(pPacket[3] & 0x0F),
             .bStart = (pPacket[1] & 0x40) != 0,
             .bReadable = (pPacket[1] & 0x80) == 0 && (pPacket[3] & 0xC0) == 0,

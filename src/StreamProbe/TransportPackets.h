@@ -5,8 +5,10 @@
 #define LOCALSTORAGE_STREAMPROBE_TRANSPORTPACKETS_H
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 #include "StreamProbe/Nal.h"
@@ -56,6 +58,24 @@ struct packetHead {
     bool bReadable;         ///< neither damaged nor scrambled
     std::size_t nPayload;   ///< where the payload begins, TS_PACKET_SIZE when there is none
 };
+
+inline std::uint16_t GetPacketPid(const std::uint8_t* pPacket) {
+    return static_cast<std::uint16_t>((pPacket[1] & 0x1F) << 8 | pPacket[2]);
+}
+
+/// The first 4 bytes of a packet, but for its priority: to be compared as a whole.
+inline std::uint32_t GetPlainHead(const std::uint8_t* pPacket) {
+    constexpr std::array<std::uint8_t, 4> MASK = {0xFF, 0xDF, 0xFF, 0xFF};
+    std::uint32_t nHead = 0;
+    std::memcpy(&nHead, pPacket, sizeof(nHead));
+    return nHead & std::bit_cast<std::uint32_t>(MASK);
+}
+/// Those of one that begins nothing and holds nothing but readable payload.
+inline std::uint32_t MakePlainHead(std::uint16_t nPid, std::uint8_t nCounter) {
+    return std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{
+        TS_SYNC, static_cast<std::uint8_t>(nPid >> 8), static_cast<std::uint8_t>(nPid),
+        static_cast<std::uint8_t>(0x10 | nCounter)});
+}
 
 /// How many bytes of a packet GetPacketHead looks at, by its first 4: at most TS_HEAD_SIZE.
 constexpr std::size_t TS_HEAD_SIZE = 5;

@@ -19,7 +19,11 @@ void CTransportStream::ReadSome(const std::uint8_t* pData, std::size_t nSize) {
     do {
         const std::uint8_t* pNext = pData + (m_nCursor - nBegin);
         const auto nLeft = static_cast<std::size_t>(nEnd - m_nCursor);
-        m_eState == EState::Head ? ReadHead(pNext, nLeft) : ReadBody(pNext, nLeft);
+        if (m_eState == EState::Body) {
+            ReadBody(pNext, nLeft);
+        } else if (m_nHead > 0 || !SkipPackets(pNext, nLeft)) {
+            ReadHead(pNext, nLeft);
+        }
     } while (m_eState != EState::Search && m_nCursor < nEnd && !HasMark());
 }
 
@@ -70,6 +74,29 @@ void CTransportStream::BeginPacket(std::uint64_t nPos) {
     m_nHead = 0;
     m_nHeadSize = m_stLayout.nBefore + std::size_t{4};
     m_eState = EState::Head;
+}
+
+// Whole packets that go on with a picture, as nearly all do, or do not matter; false when there is
+// none. Behind a PAT all do.
+bool CTransportStream::SkipPackets(const std::uint8_t* pData, std::size_t nSize) {
+    constexpr std::size_t PLAIN_HEAD_SIZE = 4;
+    if (m_nNextAnchor != NOWHERE) return false;
+    const bool bVideo = m_ePes == EPes::Video;
+    const std::size_t nPacket = m_stLayout.GetSize();
+    const std::uint64_t nBegin = m_nCursor;
+    pData += m_stLayout.nBefore;
+    for (; nSize >= nPacket; nSize -= nPacket, pData += nPacket, m_nCursor += nPacket) {
+        const std::uint8_t nNext = (m_nCounter + 1) & 0x0F;
+        if (bVideo && GetPlainHead(pData) == MakePlainHead(m_stVideo.nPid, nNext) &&
+            IsInside(pData + PLAIN_HEAD_SIZE, TS_PACKET_SIZE - PLAIN_HEAD_SIZE)) {
+            m_nCounter = nNext;
+        } else if (pData[0] != TS_SYNC || m_aPid[GetPacketPid(pData)] != EPid::Other) {
+            break;
+        }
+    }
+    if (m_nCursor == nBegin) return false;
+    BeginPacket(m_nCursor);
+    return true;
 }
 
 void CTransportStream::ReadHead(const std::uint8_t* pData, std::size_t nSize) {
@@ -210,10 +237,16 @@ void CTransportStream::ReadVideo(const std::uint8_t* pData, std::size_t nSize) {
             m_nCursor += nSize;
             return;
         case EPes::Header:
-            ReadPesHeader(*pData);
+            for (std::size_t i = 0; i < nSize && m_ePes == EPes::Header; ++i) {
+                ReadPesHeader(pData[i]);
+            }
             return;
         case EPes::Video:
-            ReadPayload(pData, nSize);
+            if (IsInside(pData, nSize)) {
+                m_nCursor += nSize;
+            } else {
+                ReadPayload(pData, nSize);
+            }
             return;
     }
 }

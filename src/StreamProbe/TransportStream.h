@@ -53,6 +53,7 @@ private:
     void LoseSync();
 
     void BeginPacket(std::uint64_t nPos);
+    bool SkipPackets(const std::uint8_t* pData, std::size_t nSize);
     void ReadHead(const std::uint8_t* pData, std::size_t nSize);
     void OnHead(const packetHead& stHead);
     bool OnPayload(const packetHead& stHead);

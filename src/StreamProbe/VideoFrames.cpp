@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "StreamProbe/StartCode.h"
+
 void CVideoFrames::Read(const std::uint8_t* pData, std::size_t nSize) {
     const auto nUndecided = static_cast<std::size_t>(m_nCursor - GetDecided());
     if (nUndecided == MAX_UNDECIDED) {
@@ -19,8 +21,9 @@ std::uint64_t CVideoFrames::GetDecided() const {
 }
 
 bool CVideoFrames::PeekMark(frameMark& stMark) const {
+    if (!m_bMark) return false;
     stMark = m_stMark;
-    return m_bMark && m_stMark.nPos < GetDecided();
+    return m_stMark.nPos < GetDecided();
 }
 
 // It begins where the one before does when that one's slice was so short that only the next packet
@@ -38,20 +41,31 @@ void CVideoFrames::Finish() {
     m_nPassedOn = m_nCursor;
 }
 
-// Byte by byte where more than one thing may be settled at once: in front of a frame, and while the
-// frame of the anchor before still waits for what began behind it.
+// Byte by byte where what is read may turn out to be no part of a frame's front without an event,
+// and while the frame of the anchor before still waits for what began behind it.
 CElementaryStream::EEvent CVideoFrames::ReadPayload(const std::uint8_t* pData, std::size_t nSize) {
-    const bool bStep = m_bFresh || (m_bMark && m_stMark.nPos != m_nAnchor);
-    std::size_t nUsed = 0;
-    const auto eEvent = m_objVideo.Feed({pData, bStep ? 1 : nSize, m_nAnchor, 0}, nUsed);
-    m_nCursor += nUsed;
-    if (eEvent == CElementaryStream::EEvent::Frame) {
-        OnPayloadFrame();
-    } else if (m_bFresh && m_objVideo.IsIdle()) {
-        m_bFresh = false;
-        m_nAnchor = m_eLayout == ELayout::FramePerPes ? NOWHERE : m_nAnchor;
-    }
+    auto eEvent = CElementaryStream::EEvent::None;
+    const std::uint8_t* const pEnd = pData + nSize;
+    do {
+        const bool bStep =
+            (m_bFresh && !m_objVideo.HasFront()) || (m_bMark && m_stMark.nPos != m_nAnchor);
+        const std::size_t nMost = bStep ? 1 : static_cast<std::size_t>(pEnd - pData);
+        std::size_t nUsed = 0;
+        eEvent = m_objVideo.Feed({pData, nMost, m_nAnchor, 0}, nUsed);
+        pData += nUsed;
+        m_nCursor += nUsed;
+        if (eEvent == CElementaryStream::EEvent::Frame) {
+            OnPayloadFrame();
+        } else if (m_bFresh && m_objVideo.IsIdle()) {
+            m_bFresh = false;
+            m_nAnchor = m_eLayout == ELayout::FramePerPes ? NOWHERE : m_nAnchor;
+        }
+    } while (eEvent == CElementaryStream::EEvent::None && !m_bMark && pData < pEnd);
     return eEvent;
+}
+
+bool CVideoFrames::IsInside(const std::uint8_t* pData, std::size_t nSize) const {
+    return !m_bFresh && m_objVideo.IsSlack() && !TouchesStartCode(pData, pData + nSize);
 }
 
 void CVideoFrames::OnPayloadFrame() {

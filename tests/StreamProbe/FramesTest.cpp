@@ -90,7 +90,8 @@ void ExpectTsFrames(const std::string& strName, const std::vector<Part>& vPart) 
 }
 
 TEST(Frames, OfATransportStreamBeginAtTheTablesInFront) {
-    const std::string strTables = Pat() + Pmt(), strNull = TsPackets(0x1FFF, "", false),
+    const std::string strTables = Pat() + Pmt(),
+                      strEmpty = TsPackets(0x1FFF, "x", false) + TsPackets(0x302, ""),
                       strSlice(400, '\x37'), strLong = PmtTable(0x1B, 0x201, 1, 200),
                       strTwo = Pat({0x100, 0x110, 0x120}) + Pmt(0x0F) +
                                TsPackets(0x120, PmtTable(0x1B, 0x220, 3)) +
@@ -108,10 +109,10 @@ TEST(Frames, OfATransportStreamBeginAtTheTablesInFront) {
     const std::pair<const char*, std::vector<Part>> ROWS[] = {
         {"a camera's", {stKey, stSound, stOther, stSound, stOther, stKey, stOther}},
         {"other things in front of the tables, and between them and the frame",
-         {{MORE, strNull + strTables + TsSound()},
+         {{MORE, strEmpty + strTables + TsSound()},
           {KEY, TsVideo(WHOLE_IDR)},
           {MORE, strTables + TsSound() + Pat()},
-          {KEY, Pat() + strNull + TsPackets(0x11, "\x01\xFF") + Pmt() + TsVideo(WHOLE_IDR)},
+          {KEY, Pat() + strEmpty + TsPackets(0x11, "\x01\xFF") + Pmt() + TsVideo(WHOLE_IDR)},
           stOther}},
         {"parts in PES packets of their own",
          {{KEY, strTables + TsVideo(SPS) + TsSound() + TsVideo(PPS + IDR)},
