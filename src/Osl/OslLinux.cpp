@@ -32,7 +32,13 @@ int OSL_PlatformSyncData(int nFile) {
     return ::fdatasync(nFile);
 }
 
+// In memory no piece is far from the next, and reserving costs as much as writing.
 int OSL_PlatformReserve(int nFile, off_t nLength) {
+    struct statfs stSystem;
+    if (::fstatfs(nFile, &stSystem) == 0 && stSystem.f_type == TMPFS_MAGIC) {
+        errno = EOPNOTSUPP;
+        return -1;
+    }
     struct stat stStat;
     if (::fstat(nFile, &stStat) != 0) return -1;
     return ::fallocate(nFile, FALLOC_FL_KEEP_SIZE, stStat.st_size, nLength);

@@ -94,7 +94,7 @@ struct fileFate {
 };
 
 // So many files go between two looks at the channels and at who waits.
-constexpr std::size_t BATCH = 64;
+constexpr std::size_t BATCH = 256;
 
 // Those of a batch that no channel writes to.
 template <typename IsKept>
