@@ -61,10 +61,11 @@ void CBenchEngine::Close(const std::string& strCamera) {
            "a recording cannot be closed");
 }
 
-std::string ReadH264(std::size_t nSize) {
-    std::ifstream file(STREAM_DIR "/bench.h264", std::ios::binary);
+std::string ReadStream(const std::string& strName, std::size_t nSize) {
+    const std::string strPath = STREAM_DIR "/" + strName;
+    std::ifstream file(strPath, std::ios::binary);
     const std::string strOne{std::istreambuf_iterator<char>(file), {}};
-    Demand(!strOne.empty(), STREAM_DIR "/bench.h264 cannot be read");
+    Demand(!strOne.empty(), (strPath + " cannot be read").c_str());
     std::string strStream;
     while (strStream.size() < nSize) strStream += strOne;
     return strStream;

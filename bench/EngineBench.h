@@ -62,7 +62,7 @@ private:
     recFileInfo m_stFile;
 };
 
-/// An H.264 stream of about `nSize` bytes, made of whole repetitions of a short one.
-std::string ReadH264(std::size_t nSize);
+/// A stream of about `nSize` bytes, made of whole repetitions of one that make-corpus made.
+std::string ReadStream(const std::string& strName, std::size_t nSize);
 
 #endif  // LOCALSTORAGE_BENCH_ENGINEBENCH_H

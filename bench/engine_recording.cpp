@@ -72,7 +72,7 @@ int main(int argc, char** argv) {
     const CScratchDir scratch;
     const std::string strInput = scratch / "input.h264";
     constexpr int SECONDS_OF_ONE = 8;  // the repeated stream
-    const std::string strOne = ReadH264(1);
+    const std::string strOne = ReadStream("bench.h264", 1);
     {
         std::ofstream file(strInput, std::ios::binary);
         for (std::size_t nSize = 0; nSize < TOTAL; nSize += strOne.size()) file << strOne;

@@ -113,6 +113,17 @@ double ScanAndWritePieces(const std::string& strStream, std::size_t nPiece) {
     });
 }
 
+void AnalysisRow(const std::string& strKind, const std::string& strStream, std::size_t nPiece,
+                 double dGoal) {
+    Ratio(
+        "2", "WriteData with analysis, " + strKind + ", " + SizeName(nPiece) + " pieces",
+        "start-code scan, write(2)", AtMost(dGoal),
+        [&strStream, nPiece] {
+            return RecordPieces(LOCAL_STORAGE_CLIENT, true, strStream, nPiece);
+        },
+        [&strStream, nPiece] { return ScanAndWritePieces(strStream, nPiece); });
+}
+
 // --- Several cameras ---------------------------------------------------------------------------
 
 constexpr std::size_t MANY_PIECE = 65536;
@@ -176,7 +187,7 @@ double WriteInTurn(const std::string& strStream) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    static const std::string s_strStream = ReadH264(TOTAL);
+    static const std::string s_strStream = ReadStream("bench.h264", TOTAL);
     const struct {
         std::size_t nPiece;
         double dPlain, dAnalysed;
@@ -192,12 +203,12 @@ int main(int argc, char** argv) {
                 [=] { return WritePieces(s_strStream, stGoal.nPiece); });
         }
     }
+    // A recording leaves out the packet in front of the first key frame. With it, nothing that we
+    // write would lie on whole pages, but all that the baseline does.
+    static const std::string s_strTransport = ReadStream("bench.ts", TOTAL).substr(188);
     for (const auto& stGoal : {GOALS[0], GOALS[1]}) {
-        Ratio(
-            "2", "WriteData with analysis, H.264, " + SizeName(stGoal.nPiece) + " pieces",
-            "start-code scan, write(2)", AtMost(stGoal.dAnalysed),
-            [=] { return RecordPieces(LOCAL_STORAGE_CLIENT, true, s_strStream, stGoal.nPiece); },
-            [=] { return ScanAndWritePieces(s_strStream, stGoal.nPiece); });
+        AnalysisRow("H.264", s_strStream, stGoal.nPiece, stGoal.dAnalysed);
+        AnalysisRow("transport stream", s_strTransport, stGoal.nPiece, 1.2);
     }
     Ratio(
         "5", "WriteData on 2 threads, 2 cameras, 64 KiB pieces", "write(2)", AtLeast(0.95),
