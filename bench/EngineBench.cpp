@@ -13,11 +13,12 @@ namespace {
 // Both sides of a row and the files before their removal.
 constexpr std::uintmax_t ROOM = std::uintmax_t{4} << 30;
 
-fs::path Base() {
+fs::path Base(scratchPlace ePlace) {
     const fs::path memory = "/dev/shm";
     std::error_code error;
-    return fs::space(memory, error).available >= ROOM && !error ? memory
-                                                                : fs::temp_directory_path();
+    const bool bMemory =
+        ePlace == scratchPlace::MEMORY && fs::space(memory, error).available >= ROOM && !error;
+    return bMemory ? memory : fs::temp_directory_path();
 }
 
 }  // namespace
@@ -27,7 +28,8 @@ std::string SizeName(std::size_t nBytes) {
                               : std::to_string(nBytes) + " B";
 }
 
-CScratchDir::CScratchDir() : m_strPath(Base() / "localstorage-bench-XXXXXX") {
+CScratchDir::CScratchDir(scratchPlace ePlace)
+    : m_strPath(Base(ePlace) / "localstorage-bench-XXXXXX") {
     Demand(::mkdtemp(m_strPath.data()) != nullptr, "no scratch directory");
 }
 

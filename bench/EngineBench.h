@@ -20,11 +20,14 @@ inline void Demand(bool bOk, const char* pWhat) {
 /// Bytes for row titles: "64 KiB", "1400 B".
 std::string SizeName(std::size_t nBytes);
 
-/// An empty directory in memory where there is room for it, else among the temporary files; removed
-/// in the end. Without a trailing "/".
+/// Where a benchmark's files lie: in memory where there is room for them, or on the disk of the
+/// temporary files.
+enum class scratchPlace { MEMORY, DISK };
+
+/// An empty directory; removed in the end. Without a trailing "/".
 class CScratchDir {
 public:
-    CScratchDir();
+    explicit CScratchDir(scratchPlace ePlace = scratchPlace::MEMORY);
     ~CScratchDir();
     CScratchDir(const CScratchDir&) = delete;
     CScratchDir& operator=(const CScratchDir&) = delete;

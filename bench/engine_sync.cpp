@@ -23,22 +23,6 @@ namespace fs = std::filesystem;
 constexpr int CAMERAS = 64;
 constexpr std::size_t PIECE = 65536;
 
-/// A directory on a disk, also where there is room in memory.
-class CDiskDir {
-public:
-    CDiskDir() : m_strPath(fs::temp_directory_path() / "sync-bench-XXXXXX") {
-        Demand(::mkdtemp(m_strPath.data()) != nullptr, "no temporary directory");
-    }
-    ~CDiskDir() { fs::remove_all(m_strPath); }
-    CDiskDir(const CDiskDir&) = delete;
-    CDiskDir& operator=(const CDiskDir&) = delete;
-
-    const std::string& Path() const { return m_strPath; }
-
-private:
-    std::string m_strPath;
-};
-
 const std::string PIECE_DATA(PIECE, 'v');
 
 /// 64 cameras that are being recorded; their pieces come in turn.
@@ -80,7 +64,7 @@ double ProcessorSeconds() {
 /// Processor seconds of five seconds of 64 cameras with 2 Mbit/s.
 double RecordInRealTime(int nSyncInterval) {
     constexpr std::chrono::milliseconds ROUND(250);
-    const CDiskDir dir;
+    const CScratchDir dir(scratchPlace::DISK);
     CRecording recording(dir.Path(), nSyncInterval);
     const double dBefore = ProcessorSeconds();
     auto tNext = std::chrono::steady_clock::now();
@@ -114,7 +98,7 @@ constexpr int ROUNDS = 256;  // 1 GiB
 
 // Ten syncs a second, so that a second or two of them stand for many.
 double RecordAtOnce() {
-    const CDiskDir dir;
+    const CScratchDir dir(scratchPlace::DISK);
     {
         CRecording recording(dir.Path(), 100);
         for (int nRound = 0; nRound < ROUNDS; ++nRound) {
@@ -126,7 +110,7 @@ double RecordAtOnce() {
 }
 
 double WriteOneByOne() {
-    const CDiskDir dir;
+    const CScratchDir dir(scratchPlace::DISK);
     for (int n = 0; n < CAMERAS; ++n) {
         const std::string strPath = dir.Path() + "/" + std::to_string(n) + ".mp4";
         const int nFile = ::open(strPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);

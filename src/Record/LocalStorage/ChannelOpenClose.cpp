@@ -243,7 +243,5 @@ void CLocalStorage::CloseChannelRecord(CChannelClaim& claim) noexcept {
 void CLocalStorage::CloseRecFile(recordChannel& channel) {
     const int nError = channel.objRecFile.Close();
     if (nError == 0) return;
-    ReportLoss(channel.strRecFilePath, channel.strCameraID, channel.pUser, nError);
-    LogText("[wtb][CLocalStorage::CloseRecFile] OSL_CloseFile fail, strRecFilePath[%s], iErr [%d]",
-            channel.strRecFilePath.c_str(), nError);
+    ReportFailedClose(channel.strRecFilePath, channel.strCameraID, channel.pUser, nError);
 }

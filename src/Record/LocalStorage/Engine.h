@@ -142,6 +142,9 @@ private:
     void ReportFailedWrite(const recordChannel& channel, const char* pBuf, std::size_t nSize);
     /// What a sync could not make durable is lost as by a failed write.
     void ReportUnsynced(const CSyncedFile& file, void* pUser, int nError);
+    /// A close that failed is a failed write.
+    void ReportFailedClose(const std::string& strRecFilePath, const std::string& strCameraID,
+                           void* pUser, int nError);
     /// Tells the host, and holds it against the disk.
     void ReportLoss(const std::string& strRecFilePath, const std::string& strCameraID, void* pUser,
                     int nError);
@@ -184,6 +187,12 @@ private:
     bool DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxPass);
     /// Waits until a pass has made room. False: the disks gain none any more, or not in time.
     bool AwaitFreedSpace() OSL_REQUIRES(m_mtxPass);
+    /// Deletes files on their disk's thread, a batch at a time, but for those that `isKept`:
+    /// `remove` deletes one there and owns what it uses, `tell` hears what became of it. Ends when
+    /// the disk gives no answer.
+    template <typename IsKept, typename Remove, typename Tell>
+    void DeleteInBatches(CRecordDisk& disk, const std::vector<recordPath>& vFiles, IsKept isKept,
+                         Remove remove, Tell tell) OSL_REQUIRES(m_mtxPass);
     /// Deletes these files of a day and tidies the folders. True when a file went.
     bool DeleteRecordFile(const oldestDay& day) OSL_REQUIRES(m_mtxPass);
     /// Reports one of them that is gone, and takes it out of the index.

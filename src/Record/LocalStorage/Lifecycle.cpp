@@ -228,13 +228,12 @@ void CLocalStorage::CloseAllChannels(std::set<std::string>& setHung) {
     }
     for (closingFile& closing : lsClosing) {
         if (!closing.closed.valid()) continue;
-        const char* const pPath = closing.strPath.c_str();
         if (!closing.pDisk->Calls().Await(DiskLane::Use, closing.closed, LAST_PATIENCE)) {
             setHung.insert(closing.pDisk->Path());
             LogText(
                 "[wtb][CLocalStorage::Release] the disk gives no answer, the file is left to be "
                 "closed when it does, strRecFilePath[%s]",
-                pPath);
+                closing.strPath.c_str());
             continue;
         }
         const closingFile::Errors stErrors = closing.closed.get();
@@ -244,11 +243,7 @@ void CLocalStorage::CloseAllChannels(std::set<std::string>& setHung) {
                            closing.strRest.size(), stErrors.nWrite);
         }
         if (stErrors.nClose != 0) {
-            ReportLoss(closing.strPath, closing.strCameraID, closing.pUser, stErrors.nClose);
-            LogText(
-                "[wtb][CLocalStorage::CloseRecFile] OSL_CloseFile fail, strRecFilePath[%s], "
-                "iErr [%d]",
-                pPath, stErrors.nClose);
+            ReportFailedClose(closing.strPath, closing.strCameraID, closing.pUser, stErrors.nClose);
         }
     }
 }

@@ -107,16 +107,6 @@ std::vector<recordPath> NextBatch(const std::vector<recordPath>& vFiles, std::si
     return vBatch;
 }
 
-// Does the same with each of them on the disk's thread; nothing when that gives no answer.
-template <typename Remove>
-auto RemoveBatch(CRecordDisk& disk, const std::vector<recordPath>& vBatch, Remove remove) {
-    return disk.Calls().Run(DiskLane::CleanUp, [vBatch, remove] {
-        std::vector<fileFate> vFates;
-        for (const recordPath& stPath : vBatch) vFates.push_back(remove(stPath));
-        return vFates;
-    });
-}
-
 }  // namespace
 
 // Where another program fills the disk, the archive is not given up to it within seconds.
@@ -177,6 +167,23 @@ bool CLocalStorage::AwaitFreedSpace() {
     return false;
 }
 
+template <typename IsKept, typename Remove, typename Tell>
+void CLocalStorage::DeleteInBatches(CRecordDisk& disk, const std::vector<recordPath>& vFiles,
+                                    IsKept isKept, Remove remove, Tell tell) {
+    for (std::size_t nFrom = 0; nFrom < vFiles.size(); nFrom += BATCH) {
+        const std::int64_t nBusySince = OSL_TickMilliseconds();
+        const std::vector<recordPath> vBatch = NextBatch(vFiles, nFrom, isKept);
+        const auto vFates = disk.Calls().Run(DiskLane::CleanUp, [vBatch, remove] {
+            std::vector<fileFate> vFates;
+            for (const recordPath& stPath : vBatch) vFates.push_back(remove(stPath));
+            return vFates;
+        });
+        if (!vFates) return;
+        for (std::size_t n = 0; n < vBatch.size(); ++n) tell(vBatch[n], (*vFates)[n]);
+        LetWritersGo(nBusySince);
+    }
+}
+
 bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
     const auto pDisk = m_pIndexMgr->Disk(day.stDay.strRecDir);
     const CDiskTurn turn(pDisk->Calls());
@@ -198,21 +205,14 @@ bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
         const int nError = bGone ? 0 : OSL_GetSystemLastError();
         return fileFate{bGone, !bGone && pDisk->ForgetMissingFile(stPath), nError};
     };
-    for (std::size_t nFrom = 0; nFrom < day.vFiles.size(); nFrom += BATCH) {
-        const std::int64_t nBusySince = OSL_TickMilliseconds();
-        const std::vector<recordPath> vBatch = NextBatch(day.vFiles, nFrom, isKept);
-        const auto vFates = RemoveBatch(*pDisk, vBatch, remove);
-        if (!vFates) break;
-        for (std::size_t n = 0; n < vBatch.size(); ++n) {
-            const fileFate& fate = (*vFates)[n];
-            // Not EIO: one file that cannot be deleted must not keep the pass from all the others.
-            if (fate.nError == EROFS) m_objDisks.NoteFailure(vBatch[n].strPath, EROFS);
-            if (fate.bDeleted) ReportDeleted(vBatch[n]);
-            bDeleted |= fate.bDeleted || fate.bWasGone;
-            if (!fate.bDeleted && !fate.bWasGone) vKept.push_back(vBatch[n]);
-        }
-        LetWritersGo(nBusySince);
-    }
+    const auto tell = [&](const recordPath& stPath, const fileFate& fate) {
+        // Not EIO: one file that cannot be deleted must not keep the pass from all the others.
+        if (fate.nError == EROFS) m_objDisks.NoteFailure(stPath.strPath, EROFS);
+        if (fate.bDeleted) ReportDeleted(stPath);
+        bDeleted |= fate.bDeleted || fate.bWasGone;
+        if (!fate.bDeleted && !fate.bWasGone) vKept.push_back(stPath);
+    };
+    DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
     // Recordings with the same times share one entry: what stays of them takes it over.
     for (const recordPath& stPath : vKept) {
         m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
@@ -244,18 +244,11 @@ bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
     const auto remove = [pDeleter](const recordPath& stPath) {
         return fileFate{pDeleter->Delete(stPath.strPath), false, 0};
     };
-    for (std::size_t nFrom = 0; nFrom < day.vFiles.size(); nFrom += BATCH) {
-        const std::int64_t nBusySince = OSL_TickMilliseconds();
-        const std::vector<recordPath> vBatch = NextBatch(day.vFiles, nFrom, isKept);
-        const auto vFates = RemoveBatch(*pDisk, vBatch, remove);
-        if (!vFates) break;
-        for (std::size_t n = 0; n < vBatch.size(); ++n) {
-            if (!(*vFates)[n].bDeleted) continue;
-            bDeleted = true;
-            ReportDeletedImage(vBatch[n].strPath.c_str());
-        }
-        LetWritersGo(nBusySince);
-    }
+    const auto tell = [&](const recordPath& stPath, const fileFate& fate) {
+        bDeleted |= fate.bDeleted;
+        if (fate.bDeleted) ReportDeletedImage(stPath.strPath.c_str());
+    };
+    DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
     TidyDay("DeleteImageFile", *pDisk, day.stDay, HasNoPicture);
     return bDeleted;
 }

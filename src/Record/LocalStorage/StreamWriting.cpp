@@ -153,6 +153,13 @@ void CLocalStorage::ReportUnsynced(const CSyncedFile& file, void* pUser, int nEr
             nError);
 }
 
+void CLocalStorage::ReportFailedClose(const std::string& strRecFilePath,
+                                      const std::string& strCameraID, void* pUser, int nError) {
+    ReportLoss(strRecFilePath, strCameraID, pUser, nError);
+    LogText("[wtb][CLocalStorage::CloseRecFile] OSL_CloseFile fail, strRecFilePath[%s], iErr [%d]",
+            strRecFilePath.c_str(), nError);
+}
+
 void CLocalStorage::ReportLoss(const std::string& strRecFilePath, const std::string& strCameraID,
                                void* pUser, int nError) {
     m_objDisks.NoteFailure(strRecFilePath, nError);
