@@ -32,9 +32,9 @@ treePart PartOf(const recordingFilter& stFilter) {
     return stPart;
 }
 
-void ReadTree(const std::string& strDir, const std::string& strFolder,
+void ReadTree(const std::string& strDir, const std::string& strFolder, const treePart& stPart,
               const recordingFilter& stFilter, std::vector<recording>& vFound) {
-    WalkTree(strDir + "/" + strFolder, PartOf(stFilter), [&](const treeFile& stFile) {
+    WalkTree(strDir + "/" + strFolder, stPart, [&](const treeFile& stFile) {
         const auto stName = ParseRecordingName(stFile.strName);
         if (stName && Wanted(stFilter, *stName)) {
             vFound.push_back({strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName,
@@ -98,10 +98,11 @@ std::string picture::Path() const {
 
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter) {
+    const treePart stPart = PartOf(stFilter);
     std::vector<recording> vFound;
     for (const std::string& strDir : vDirs) {
         for (const std::string& strFolder : RecordFolders(strDir)) {
-            ReadTree(strDir, strFolder, stFilter, vFound);
+            ReadTree(strDir, strFolder, stPart, stFilter, vFound);
         }
     }
     std::sort(vFound.begin(), vFound.end(), [](const recording& a, const recording& b) {
