@@ -174,9 +174,9 @@ void CLocalStorage::DeleteInBatches(CRecordDisk& disk, const std::vector<recordP
         const std::int64_t nBusySince = OSL_TickMilliseconds();
         const std::vector<recordPath> vBatch = NextBatch(vFiles, nFrom, isKept);
         const auto vFates = disk.Calls().Run(DiskLane::CleanUp, [vBatch, remove] {
-            std::vector<fileFate> vFates;
-            for (const recordPath& stPath : vBatch) vFates.push_back(remove(stPath));
-            return vFates;
+            std::vector<fileFate> vDone;
+            for (const recordPath& stPath : vBatch) vDone.push_back(remove(stPath));
+            return vDone;
         });
         if (!vFates) return;
         for (std::size_t n = 0; n < vBatch.size(); ++n) tell(vBatch[n], (*vFates)[n]);

@@ -1,6 +1,7 @@
 #include "records/UtcStamp.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 namespace {
@@ -24,10 +25,12 @@ std::vector<std::uint8_t> MakeUtcStamp(ECodec eCodec, UtcTime tTime) {
     if (eCodec == ECodec::H264) {
         v.push_back(0x06);
     } else {
-        v.insert(v.end(), {0x4E, 0x01});
+        v.push_back(0x4E);
+        v.push_back(0x01);
     }
-    v.insert(v.end(), {USER_DATA_UNREGISTERED, PAYLOAD_SIZE});
-    v.insert(v.end(), IDENTIFIER.begin(), IDENTIFIER.end());
+    v.push_back(USER_DATA_UNREGISTERED);
+    v.push_back(PAYLOAD_SIZE);
+    std::copy(IDENTIFIER.begin(), IDENTIFIER.end(), std::back_inserter(v));
     v.push_back(CLOCK_MAY_BE_OFF);
     const auto nTime = static_cast<std::uint64_t>(tTime.time_since_epoch().count());
     for (std::size_t nPair = 0; nPair < PAIRS; ++nPair) {
