@@ -369,7 +369,9 @@ public:
     virtual bool OpenChannelRecord(char* pCameraID, void* pUser, recFileInfo& stRecFileInfo) = 0;
 
     /// Ends a recording. False when no such channel is open. A file that cannot be closed properly
-    /// is a failed write (MESSAGEVALUE_WRITEFAIL, before MESSAGEVALUE_CLOSEFILE).
+    /// is a failed write (MESSAGEVALUE_WRITEFAIL, before MESSAGEVALUE_CLOSEFILE). With analysis, in
+    /// the client layout, one into which no frame came is removed (MESSAGEVALUE_DELETEFILE, after
+    /// MESSAGEVALUE_CLOSEFILE).
     virtual bool CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileInfo) = 0;
 
     /// Appends a piece of the stream. `nDataType` 1 is the stream header (at most 128 bytes, may be

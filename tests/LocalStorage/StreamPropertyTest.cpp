@@ -60,7 +60,9 @@ protected:
         }
         EXPECT_TRUE(Close("cam01", m_stFile));
         Texts vContent;
+        const Texts vWithoutFrame = Deleted();
         for (const auto& strPath : Told(MESSAGEVALUE_CREATEFILE)) {
+            if (std::count(vWithoutFrame.begin(), vWithoutFrame.end(), strPath) > 0) continue;
             vContent.push_back(GetFile(strPath));
         }
         std::filesystem::remove_all(Disk() + "RecordFile/");
@@ -74,7 +76,7 @@ protected:
             EXPECT_TRUE(strContent.starts_with(HEAD));
             const std::string strBody =
                 strContent.substr(std::min(strlen(HEAD), strContent.size()));
-            EXPECT_TRUE(strBody.empty() || KeyFrames(strBody).at(0) == 0);
+            EXPECT_TRUE(!strBody.empty() && KeyFrames(strBody).at(0) == 0);
             strAll += strBody;
         }
         return strAll;
@@ -117,7 +119,7 @@ TEST_P(StreamProperty, OneFileOrAFilePerKeyFrameOrFilesOfAMebibyte) {
     const std::string strStream = Stream();
     ASSERT_NE(strStream, "") << "script/make-corpus makes the streams";
     Check("garbage in front" + strStream, LOCAL_STORAGE_REMOTE_BACKUP, 1, 1);
-    Check(strStream, LOCAL_STORAGE_CLIENT, 0, 1 + KeyFrames(strStream).size());
+    Check(strStream, LOCAL_STORAGE_CLIENT, 0, KeyFrames(strStream).size());
     std::string strLong;
     while (strLong.size() < (5u << 19)) strLong += strStream;
     Check(strLong, LOCAL_STORAGE_CLIENT, 1, 2);

@@ -32,6 +32,19 @@ protected:
     /// What lies in the n-th file.
     std::string File(std::size_t n = 0) const { return GetFile(RecordFiles().at(n)); }
 
+    /// In the client layout, with analysis.
+    void StartAnalysed() {
+        m_stInfo.bAnalyze = true;
+        Start(LOCAL_STORAGE_CLIENT);
+        ASSERT_TRUE(Open("cam01", m_stFile));
+        ASSERT_TRUE(WriteHeader("HEAD"));
+    }
+    /// An H.264 key frame and the frame behind it, without which it is not known to be whole.
+    static std::string KeyFrame() {
+        using namespace std::string_literals;
+        return "\0\0\1\x67sps\0\0\1\x68pps\0\0\1\x65\x88key\0\0\1\x41\x9A"s;
+    }
+
     recFileInfo m_stFile = Hour(5, 8);
 };
 
@@ -175,6 +188,50 @@ TEST_F(StreamWriting, AFileOnAFailedDiskIsGivenUpForAnotherDiskAtOnce) {
     ASSERT_THAT(Told(MESSAGEVALUE_SWITCHDISK), SizeIs(1)) << "before the next regular check";
     EXPECT_TRUE(WritePiece("kept"));
     EXPECT_EQ(GetFile(Disk("2") + "RecordFile/20240305/cam01/20240305_080000.mp4"), "kept");
+}
+
+TEST_F(StreamWriting, AHoleIsFollowedByANewFileOnceTheDiskTakesFiles) {
+    StartAnalysed();
+    EXPECT_TRUE(WritePiece(KeyFrame()));
+    m_faults.AdvanceTime(SECOND);
+    m_faults.Fail(Op::Write, Ends(".mp4"), EIO).Times(1);
+    EXPECT_FALSE(WritePiece(KeyFrame()));
+    SetRoom(FULL);
+    CheckDisk();
+    EXPECT_TRUE(WritePiece(KeyFrame()));
+    EXPECT_THAT(RecordFiles(), SizeIs(1)) << "no disk takes another";
+    SetRoom(ROOM);
+    CheckDisk();
+    EXPECT_TRUE(WritePiece(KeyFrame()));
+    EXPECT_TRUE(WritePiece(KeyFrame()));
+    EXPECT_TRUE(Close("cam01", m_stFile));
+    ASSERT_THAT(RecordFiles(), SizeIs(2));
+    EXPECT_EQ(File(1).substr(0, 8), "HEAD" + KeyFrame().substr(0, 4));
+    EXPECT_THAT(Deleted(), SizeIs(0));
+}
+
+TEST_F(StreamWriting, AFileWithoutAFrameIsRemovedWhenItIsClosed) {
+    const std::function<bool()> closings[] = {
+        [this] { return Close("cam01", m_stFile); },
+        [this] { return m_pEngine->Release(); },
+    };
+    for (const auto& close : closings) {
+        Reset();
+        StartAnalysed();
+        EXPECT_TRUE(WritePiece("no frame"));
+        EXPECT_TRUE(close());
+        EXPECT_THAT(RecordFiles(), SizeIs(0));
+        EXPECT_EQ(Said().back(), "4  $/1/RecordFile/20240305/cam01/20240305_080000.mp4 " +
+                                     std::to_string(Deleted().at(0).size()) + " -");
+    }
+    Reset();
+    StartAnalysed();
+    EXPECT_TRUE(WritePiece(KeyFrame()));
+    EXPECT_TRUE(Close("cam01", m_stFile));
+    const std::string strKept = File();
+    m_stFile.bOpenFlag = true;
+    EXPECT_TRUE(Open("cam01", m_stFile) && Close("cam01", m_stFile));
+    EXPECT_EQ(File(), strKept) << "continued without a frame";
 }
 
 TEST_F(StreamWriting, MeasuresTheRateOfTheCurrentFiles) {

@@ -214,12 +214,18 @@ bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileIn
     const std::string strPath = claim.Channel().strRecFilePath;
     // Until the host has been told that the file is closed, it is not told that it is deleted.
     const CProtectedFile objFile(m_mapRecordChannel, strPath);
-    CloseChannelRecord(claim);
+    const std::uint64_t nFrontSize = claim.Channel().nFrontSize;
+    const bool bFrameless = CloseChannelRecord(claim);
     if (!strPath.empty() && m_objEvents.SendCloseFile(pCameraID, strPath, pUser)) {
         LogText(
             "[wtb][CLocalStorage::CloseChannelRecord] pFunCallback MESSAGEVALUE_CLOSEFILE, "
             "strCameraID [%s]",
             pCameraID);
+    }
+    if (bFrameless && !strPath.empty()) {
+        // The name comes free: nobody is told of a new file there before this one is told gone.
+        const CDiskTurn turn(m_pIndexMgr->Disk(m_objDisks.DirectoryOf(strPath))->Calls());
+        if (turn) RemoveFrameless(strPath, nFrontSize, DISK_PATIENCE);
     }
     return true;
 } catch (const std::exception&) {
@@ -227,7 +233,7 @@ bool CLocalStorage::CloseChannelRecord(char* pCameraID, recFileInfo& stRecFileIn
 }
 
 // The file is closed before the channel is gone: a deletion pass leaves open files alone.
-void CLocalStorage::CloseChannelRecord(CChannelClaim& claim) noexcept {
+bool CLocalStorage::CloseChannelRecord(CChannelClaim& claim) noexcept {
     recordChannel& channel = claim.Channel();
     try {
         const std::string strRest = TakeRest(channel);
@@ -236,7 +242,28 @@ void CLocalStorage::CloseChannelRecord(CChannelClaim& claim) noexcept {
         OutOfMemory("CloseChannelRecord");
     }
     CloseRecFile(channel);
+    const bool bFrameless = HoldsNoFrame(channel);
     claim.Remove();
+    return bFrameless;
+}
+
+bool CLocalStorage::HoldsNoFrame(const recordChannel& channel) const {
+    return IsClientLayout() && m_stStoreInfo.bAnalyze && channel.nWrittenSize <= channel.nFrontSize;
+}
+
+// The size on disk is asked: a recording that was continued holds more than this run wrote.
+void CLocalStorage::RemoveFrameless(const std::string& strRecFilePath, std::uint64_t nFrontSize,
+                                    std::int64_t nPatience) {
+    const auto pDisk = m_pIndexMgr->Disk(m_objDisks.DirectoryOf(strRecFilePath));
+    const auto remove = [strRecFilePath, nFrontSize] {
+        OSL_FINFO_S stInfo;
+        return OSL_GetFileInfo(strRecFilePath.c_str(), stInfo) == 0 && stInfo.nSize <= nFrontSize &&
+               OSL_DeleteFile(strRecFilePath.c_str()) == 0;
+    };
+    if (!pDisk->Calls().Run(DiskLane::Use, remove, nPatience).value_or(false)) return;
+    LogText("[wtb][CLocalStorage::CloseRecFile] no frame came, file removed, strRecFilePath[%s]",
+            strRecFilePath.c_str());
+    m_objEvents.SendDeleteFile(strRecFilePath);
 }
 
 // Some disks say only now that they did not take what was written.

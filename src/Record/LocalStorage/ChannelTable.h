@@ -105,6 +105,8 @@ struct recordChannel {
     VEXANA_Handle hStream = nullptr;  ///< made by the first header, when streams are analysed
     bool bGotIFrame = false;          ///< the first key frame has come
     bool bWriteFailed = false;        ///< the last write to the current file failed
+    bool bHasHole = false;            ///< some write to the current file did
+    std::uint64_t nFrontSize = 0;     ///< bytes in the current file in front of the first frame
     bool bHeadSaved = false;          ///< a stream header has come
     std::time_t tNoneFree = -1;       ///< in this second no name was free for the next file
     bool bTooLongTold = false;        ///< that the next file's path is too long

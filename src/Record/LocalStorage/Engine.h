@@ -125,9 +125,16 @@ private:
     fileOrder OrderFor(const recordPath& stPath, unsigned nFlags, const std::string& strCameraID,
                        void* pUser) const;
     /// Writes what the analyser still holds and closes, without a message but for what is lost.
-    void CloseChannelRecord(CChannelClaim& claim) noexcept;
+    /// True: its file holds no frame.
+    bool CloseChannelRecord(CChannelClaim& claim) noexcept;
     /// Closes its file; a failure counts as a failed write.
     void CloseRecFile(recordChannel& channel);
+    /// Whether its file came to hold no frame; in the remote-backup layout, where the host has
+    /// named it, and without analysis that is nobody's to judge.
+    bool HoldsNoFrame(const recordChannel& channel) const;
+    /// Removes a closed file of no more than so many bytes, and tells.
+    void RemoveFrameless(const std::string& strRecFilePath, std::uint64_t nFrontSize,
+                         std::int64_t nPatience);
 
     // StreamWriting
     bool WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize);

@@ -1,6 +1,7 @@
 // From one file of a channel to the next, in the client layout.
 
 #include "LocalStorage/Conversion.h"
+#include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
 
@@ -9,6 +10,10 @@ bool CLocalStorage::IsNeedSwitchRecFile(const recordChannel& channel, std::size_
     const std::uint32_t nLimit = m_stStoreInfo.nFileSize * 1048576u;
     if (channel.nWrittenSize.load(std::memory_order_relaxed) + nPending >= nLimit &&
         OSL_Time() != channel.tNoneFree) {
+        return true;
+    }
+    // A gap is to be seen between two files, not hidden in one; as soon as the disk takes files.
+    if (channel.bHasHole && m_stStoreInfo.bAnalyze && !IsDiskFull(m_objDisks.CurrentLook())) {
         return true;
     }
     // A file on a disk that failed, or that did not answer for a while, is given up once the engine
@@ -87,6 +92,9 @@ void CLocalStorage::CloseOldFile(recordChannel& channel) {
             "szFileName [%s]",
             pPath);
     }
+    if (HoldsNoFrame(channel)) {
+        RemoveFrameless(channel.strRecFilePath, channel.nFrontSize, SWITCH_PATIENCE);
+    }
 }
 
 void CLocalStorage::TakeNextFile(recordChannel& channel) {
@@ -125,7 +133,7 @@ bool CLocalStorage::BeginNewFile(recordChannel& channel, const std::string& strP
         return false;
     }
     channel.tCreateTime = OSL_Time();
-    channel.nWrittenSize = channel.nStreamHeadLen;
-    channel.bWriteFailed = false;
+    channel.nWrittenSize = channel.nFrontSize = channel.nStreamHeadLen;
+    channel.bWriteFailed = channel.bHasHole = false;
     return true;
 }

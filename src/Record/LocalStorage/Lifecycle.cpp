@@ -183,10 +183,13 @@ struct closingFile {
         : strPath(channel.strRecFilePath),
           strCameraID(channel.strCameraID),
           pUser(channel.pUser),
+          nFrontSize(channel.nFrontSize),
           objProtected(table, strPath) {}
 
     const std::string strPath, strCameraID;
     void* const pUser;
+    const std::uint64_t nFrontSize;
+    bool bFrameless = false;
     const CProtectedFile objProtected;
     std::string strRest;
     std::shared_ptr<CRecordDisk> pDisk;
@@ -216,6 +219,7 @@ void CLocalStorage::CloseAllChannels(std::set<std::string>& setHung) {
         try {
             closingFile& closing = lsClosing.emplace_back(m_mapRecordChannel, channel);
             closing.strRest = TakeRest(channel);
+            closing.bFrameless = closing.strRest.empty() && HoldsNoFrame(channel);
             closing.pDisk = m_pIndexMgr->Disk(m_objDisks.DirectoryOf(closing.strPath));
             closing.closed = closing.pDisk->Calls().Post(
                 DiskLane::Use,
@@ -244,6 +248,9 @@ void CLocalStorage::CloseAllChannels(std::set<std::string>& setHung) {
         }
         if (stErrors.nClose != 0) {
             ReportFailedClose(closing.strPath, closing.strCameraID, closing.pUser, stErrors.nClose);
+        }
+        if (closing.bFrameless) {
+            RemoveFrameless(closing.strPath, closing.nFrontSize, LAST_PATIENCE);
         }
     }
 }

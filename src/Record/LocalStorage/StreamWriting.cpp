@@ -49,7 +49,9 @@ bool CLocalStorage::WriteHeader(recordChannel& channel, const char* pBuf, std::u
             pCameraID);
     }
     channel.bHeadSaved = true;
-    if (!WriteRecord(channel, pBuf, nSize)) return false;
+    const bool bWritten = WriteRecord(channel, pBuf, nSize);
+    channel.nFrontSize = channel.nWrittenSize;
+    if (!bWritten) return false;
     LogText("[wtb][CLocalStorage::WriteData] write head, nWritten [%u], strCameraID [%s]", nSize,
             pCameraID);
     return true;
@@ -135,6 +137,7 @@ bool CLocalStorage::WriteRecord(recordChannel& channel, const char* pBuf, std::s
                                std::memory_order_relaxed);
     if (bFailed) ReportFailedWrite(channel, pBuf, nSize);
     channel.bWriteFailed = bFailed;
+    channel.bHasHole |= bFailed;
     return !bFailed;
 }
 
