@@ -156,4 +156,29 @@ TEST_F(ToolUse, ExitCodes) {
     ExpectEnd(3, "export --camera cam01 -o x.mp4" + strRange);
 }
 
+TEST_F(ToolUse, WhatIsKeptOutlivesTheRecordingAndTellsAnyChange) {
+    ExpectEnd(0, RECORD + Cameras({"h264.mp4"}));
+    Import("disk2", "2024-03-05 08:00", "h264.mp4");
+    const std::string strKeep =
+        "keep --dir disk --dir disk2 --camera h264.mp4 --from 2000-01-01 --to 2100-01-01 --into ";
+    ExpectEnd(2, strKeep + "disk/RecordFile/kept", "where the engine deletes");
+    ExpectEnd(0, strKeep + "kept --note why");
+    ExpectEnd(1, strKeep + "kept", "holds a manifest already");
+    std::filesystem::remove_all("disk");
+    // The host of the other layout begins the recording anew.
+    std::filesystem::resize_file(
+        Tool("query --dir disk2" + EVER).Json().at(0)["path"].get<std::string>(), 0);
+    ExpectEnd(0, "verify kept", "");
+    const auto vFiles = json::parse(GetFile("kept/manifest.json"))["files"];
+    ASSERT_EQ(vFiles.size(), 2u);
+    const std::string strFile = "kept/" + vFiles[1]["name"].get<std::string>();
+    std::fstream(strFile, std::ios::in | std::ios::out).put('x');
+    const toolResult st = Tool("verify --json kept");
+    EXPECT_EQ(st.nCode, 4);
+    EXPECT_EQ(st.Json().at(0)["state"], "same");
+    EXPECT_EQ(st.Json().at(1)["state"], "changed");
+    std::filesystem::remove(strFile);
+    EXPECT_EQ(Tool("verify --json kept").Json().at(1)["state"], "missing");
+}
+
 }  // namespace

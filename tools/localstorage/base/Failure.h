@@ -10,7 +10,7 @@ enum exitCode {
     EXIT_FAILED = 1,
     EXIT_USAGE = 2,
     EXIT_NOTHING_FOUND = 3,
-    EXIT_DAMAGED = 4  ///< check: something is wrong
+    EXIT_DAMAGED = 4  ///< check, verify: something is wrong
 };
 
 /// A failure that ends the command.

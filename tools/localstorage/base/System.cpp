@@ -1,6 +1,8 @@
 #include "base/System.h"
 
 #include <csignal>
+#include <fcntl.h>
+#include <pwd.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -41,6 +43,22 @@ terminalSize TerminalSize(outputStream eStream, terminalSize stElse) {
     winsize st = {};
     if (ioctl(DescriptorOf(eStream), TIOCGWINSZ, &st) != 0) return stElse;
     return {st.ws_col ? st.ws_col : stElse.nColumns, st.ws_row ? st.ws_row : stElse.nLines};
+}
+
+bool MakeDurable(const std::string& strPath) {
+    const int nFile = open(strPath.c_str(), O_RDONLY | O_CLOEXEC);
+    if (nFile < 0) return false;
+    const bool bDone = fsync(nFile) == 0;
+    close(nFile);
+    return bDone;
+}
+
+std::string UserAtHost() {
+    char szBuffer[1024], szHost[256] = "";
+    passwd stEntry, *pEntry = nullptr;
+    getpwuid_r(getuid(), &stEntry, szBuffer, sizeof(szBuffer), &pEntry);
+    gethostname(szHost, sizeof(szHost) - 1);
+    return (pEntry ? std::string(pEntry->pw_name) : std::to_string(getuid())) + "@" + szHost;
 }
 
 std::tm LocalClock(std::time_t nTime) {

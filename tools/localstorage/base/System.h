@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <ctime>
+#include <string>
 
 /// Catches SIGINT and SIGTERM from now on and returns the flag that they set. A second one ends the
 /// process at once. A reader of standard output that goes away is no longer fatal.
@@ -22,6 +23,12 @@ struct terminalSize {
 };
 /// Of the terminal behind a stream; `stElse` when it is none.
 terminalSize TerminalSize(outputStream eStream, terminalSize stElse = {80, 24});
+
+/// Has the disk write a file, or what a folder lists. False: see errno.
+bool MakeDurable(const std::string& strPath);
+
+/// Who runs this, as user@host.
+std::string UserAtHost();
 
 /// A time as the local clock shows it.
 std::tm LocalClock(std::time_t nTime);

@@ -11,13 +11,14 @@ program LocalStorageProgram(std::string& strLogDir) {
         "Times are local: 2024-03-05T08:00:00, \"2024-03-05 08:00\", 2024-03-05, 08:00, now, "
         "today,\n"
         "yesterday, \"yesterday 08:00\", or an age: -90s, -30m, -2h, -1d12h.\n\n"
-        "Exit codes: 0 done, 1 failure, 2 wrong usage, 3 nothing found, 4 check: something is "
-        "wrong.\n\n"
+        "Exit codes: 0 done, 1 failure, 2 wrong usage, 3 nothing found, 4 check, verify: "
+        "something is wrong.\n\n"
         "\"localstorage COMMAND --help\" tells more of each command, with examples.",
         {{"--log-dir", &strLogDir,
           "Directory of the library's log files; unless given, localstorage in the user's state "
           "directory",
           "DIR"}},
         {RecordCommand(), ImportCommand(), QueryCommand(), TimelineCommand(), ExportCommand(),
-         StatusCommand(), CheckCommand(), RepairCommand(), PruneCommand(), DumpCommand()}};
+         KeepCommand(), VerifyCommand(), StatusCommand(), CheckCommand(), RepairCommand(),
+         PruneCommand(), DumpCommand()}};
 }

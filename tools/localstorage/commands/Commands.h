@@ -13,6 +13,8 @@ command ImportCommand();
 command QueryCommand();
 command TimelineCommand();
 command ExportCommand();
+command KeepCommand();
+command VerifyCommand();
 command StatusCommand();
 command CheckCommand();
 command RepairCommand();

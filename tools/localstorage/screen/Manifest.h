@@ -1,0 +1,39 @@
+// What was taken out of the record directories as evidence: a file of JSON that lies beside it and
+// tells what each file is, and by its SHA-256 that it is still the same.
+
+#ifndef LOCALSTORAGE_TOOL_SCREEN_MANIFEST_H
+#define LOCALSTORAGE_TOOL_SCREEN_MANIFEST_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "records/Coverage.h"
+
+/// The name of the file in a folder that was kept.
+constexpr const char* MANIFEST_NAME = "manifest.json";
+
+struct manifestFile {
+    std::string strName;    ///< in the folder of the manifest
+    std::string strSource;  ///< where it was recorded
+    timeSpan stSpan;        ///< what it shows
+    std::uint64_t nBytes = 0;
+    std::string strSha256;
+};
+
+struct manifest {
+    std::string strCamera;
+    timeSpan stRange;  ///< what was asked for
+    std::string strNote;
+    LocalTime tMade;
+    std::string strMadeBy;  ///< user@host
+    std::vector<manifestFile> vFiles;
+};
+
+/// Writes it whole or not at all, and durably. Throws CFailure.
+void WriteManifest(const std::string& strPath, const manifest& st);
+
+/// Throws CFailure for a file that is no manifest, or that names a file outside of its folder.
+manifest ReadManifest(const std::string& strPath);
+
+#endif  // LOCALSTORAGE_TOOL_SCREEN_MANIFEST_H
