@@ -232,9 +232,9 @@ enum StorageOption {
     /// A record directory with so many MiB of free space or less is full: 64 to 1,073,741,824.
     /// Default LOCALSTORAGE_DISK_FULL_SPACE.
     STORAGE_OPTION_FULL_SPACE = 3,
-    /// 1: files and folders are made for the user and the group of the host, with the modes 0640
-    /// and
-    /// 0750; 0: for everybody, 0777. What is there already keeps its mode. Default 0.
+    /// 1: files and folders, those of the log too, are made for the user and the group of the host
+    /// from now on, with the modes 0640 and 0750; 0: for everybody, 0777. What is there already
+    /// keeps its mode. Default 0.
     STORAGE_OPTION_PRIVATE_MODES = 4
 };
 

@@ -1,9 +1,10 @@
 // The log of LocalStorage: one service per process, which every engine reports through.
 //
 // Loading the library enables the file target in "/share/LocalStorage/" (two files of at most
-// 50 MiB in turn). A host that wants its log elsewhere calls EnableTarget(LOG_TARGET_FILE, ...)
-// with its own directory before it creates an engine. Every function may be called from any thread
-// and none of them waits for output, except the two that stop the service.
+// 50 MiB in turn; made with the first line that goes there). A host that wants its log elsewhere
+// calls EnableTarget(LOG_TARGET_FILE, ...) with its own directory before it creates an engine.
+// Every function may be called from any thread and none of them waits for output, except the two
+// that stop the service.
 //
 // The log stays with the process that loaded the library. In a process forked from it there is
 // none: every function returns LOG_ERR_NOT_STARTED there (but for GetLogService), and `exit` does

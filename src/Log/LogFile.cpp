@@ -55,7 +55,7 @@ int CLogFile::StartWriteFile(const char* pDir, std::uint32_t nSize, bool bCycle)
     m_bCycle = bCycle;
     if (bCycle) m_nFileIndex &= 1;  // it may have been numbered on
     m_bOpenFailed = false;
-    MakeFullPath(m_szLogDir);  // when it cannot be made, opening the file will say so
+    if (pDir) MakeFullPath(m_szLogDir);  // when it cannot be made, opening the file will say so
     SetCurFileIndex();
     m_bOn = true;
     return LOG_OK;
@@ -108,6 +108,7 @@ bool CLogFile::OpenFile() {
     // First, so that a full disk has room for the new one.
     OSL_DeleteFile(MakeFileName(false).szPath);
     const pathNode stName = MakeFileName(true);
+    MakeFullPath(m_szLogDir);
     m_hFile = OSL_OpenFile(stName.szPath, OSL_OPEN_LOG, OSL_FILE_SHARED);
     const bool bFailed = m_hFile == OSL_INVALID_FILE;
     if (bFailed && !m_bOpenFailed) {

@@ -78,3 +78,10 @@ TEST_F(LogFileTest, AFailedWriteLosesTheLineThatBrokeOffAndNoOther) {
     m_faults.Fail(Op::Write, Any(), ENOSPC).From(2).Times(2);
     EXPECT_THAT(Output("1111;2222;3333;4444;", 0), UnorderedElementsAre("1_W: 1111;224444;"));
 }
+
+TEST_F(LogFileTest, TheDefaultDirectoryIsMadeWithTheFirstLine) {
+    const auto made = m_faults.Watch(Op::MakeDir, Any());
+    CLogFile logFile;
+    EXPECT_EQ(logFile.StartWriteFile(nullptr, 0, true), LOG_OK);
+    EXPECT_EQ(made.Seen(), 0u);
+}

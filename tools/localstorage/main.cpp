@@ -14,6 +14,7 @@ namespace {
 /// Runs what the command line asked for; every failure ends here, in words.
 int Run(const std::string& strLogDir, const command& stCommand) {
     try {
+        SetStorageOption(STORAGE_OPTION_PRIVATE_MODES, 1);
         // The library's own default lies outside the user's reach.
         if (EnableTarget(LOG_TARGET_FILE, strLogDir.c_str(), 0, 1) == LOG_ERR_PARAM) {
             throw CUsageError("--log-dir " + strLogDir + ": the path is too long");

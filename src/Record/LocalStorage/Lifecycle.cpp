@@ -57,7 +57,6 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
     }
     m_stStoreInfo = stStoreInfo;  // Deliberate: refused settings are kept, too
     m_objEvents.SetCallback(m_stStoreInfo.pFunCallback);
-    OSL_SetPrivateModes(GetStorageOption(STORAGE_OPTION_PRIVATE_MODES) != 0);
     if (!AreBoundsKept(m_stStoreInfo)) {
         return Fail(STORAGE_ERROR_PARAM,
                     "[wtb][CLocalStorage::Initialize] param error,             nMaxChannels [%d], "

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "Log/LogText.h"
+#include "Osl/Osl.h"
 
 namespace {
 
@@ -42,5 +43,7 @@ std::int32_t SetStorageOption(int nOption, int nValue) {
         return 0;
     }
     pOption->nValue.store(nValue, std::memory_order_relaxed);
+    // At once: the log may begin before an engine does.
+    if (nOption == STORAGE_OPTION_PRIVATE_MODES) OSL_SetPrivateModes(nValue != 0);
     return 1;
 }
