@@ -36,7 +36,7 @@ TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
 class Disks : public testing::Test {
 protected:
     using Room = CDisks::Room;
-    static constexpr std::int64_t PATIENCE = 2000, SILENCE = 5000;  // ms
+    static constexpr std::int64_t PATIENCE = 4000, SILENCE = 6000;  // ms
 
     ~Disks() override { Hang(""); }
 
@@ -118,7 +118,7 @@ TEST_F(Disks, OneThatDoesNotAnswerCountsByItsLastAnswerAndThenAsFull) {
     EXPECT_EQ(FindRoom(), std::pair(Room::Here, true)) << "the last answer counts";
     const auto pLastSilence = m_disks.LastSilence("/a");
     EXPECT_LT(*pLastSilence, 0);
-    while (!m_disks.CurrentLook().bSilent) std::this_thread::yield();
+    while (!m_disks.CurrentLook().bSilent) OSL_Sleep(10);
     EXPECT_GT(*pLastSilence, 0);
     SetRoom("/a/c ");
     EXPECT_EQ(FindRoom(), std::pair(Room::Moved, false)) << "as from a full one";
