@@ -1,9 +1,14 @@
 // What the tool decides without looking at a disk: times as people type them, the frames of a clip,
-// the days that are deleted.
+// the days that are deleted, the commands that are run.
+
+#include <algorithm>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
+#include "Support/TempDir.h"
 #include "base/Times.h"
+#include "host/EventHook.h"
 #include "media/FrameTimes.h"
 #include "records/PrunePlan.h"
 #include "records/RecordingName.h"
@@ -83,6 +88,25 @@ TEST(PrunePlan, WholeDaysUntilEveryDiskHasRoom) {
     EXPECT_EQ(Days(UntilFree(vFiles, {{"a", {1, 85}}, {"b", {2, 100}}}, 100)), "a01 a02 a02 ");
     // Both lie on one file system.
     EXPECT_EQ(Days(UntilFree(vFiles, {{"a", {1, 85}}, {"b", {1, 85}}}, 100)), "a01 b01 ");
+}
+
+TEST(EventHook, RunsFourAtOnceAndWaitsForNoneForEver) {
+    const CTempDir dir;
+    const std::string strLog = dir / "log";
+    {
+        CEventHook objHook("echo begin $N >>" + strLog + "; sleep 0.05; echo end >>" + strLog);
+        for (int n = 0; n < 12; ++n) objHook.Post({{"N", std::to_string(n)}});
+    }
+    std::istringstream lines(GetFile(strLog));
+    int nRunning = 0, nMost = 0, nEnded = 0;
+    for (std::string str; std::getline(lines, str);) {
+        const bool bBegin = str.starts_with("begin ");
+        nEnded += bBegin ? 0 : 1;
+        nMost = std::max(nMost, nRunning += bBegin ? 1 : -1);
+    }
+    EXPECT_EQ(nEnded, 12);
+    EXPECT_TRUE(nMost > 1 && nMost <= 4) << nMost;
+    CEventHook("trap '' TERM; sleep 1000; sleep 1000", std::chrono::milliseconds(50)).Post({});
 }
 
 }  // namespace

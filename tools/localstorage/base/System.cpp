@@ -1,9 +1,12 @@
 #include "base/System.h"
 
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <pwd.h>
+#include <spawn.h>
 #include <sys/ioctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -51,6 +54,52 @@ bool MakeDurable(const std::string& strPath) {
     const bool bDone = fsync(nFile) == 0;
     close(nFile);
     return bDone;
+}
+
+int StartShell(const std::string& strCommand, const Environment& vMore) {
+    std::vector<std::string> vTexts;
+    for (const auto& [strName, strValue] : vMore) vTexts.push_back(strName + "=" + strValue);
+    std::vector<char*> vVariables;
+    for (char** pp = environ; *pp; ++pp) vVariables.push_back(*pp);
+    for (std::string& str : vTexts) vVariables.push_back(str.data());
+    vVariables.push_back(nullptr);
+
+    posix_spawn_file_actions_t stFiles;
+    posix_spawn_file_actions_init(&stFiles);
+    posix_spawn_file_actions_addopen(&stFiles, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawnattr_t stAttributes;
+    posix_spawnattr_init(&stAttributes);
+    sigset_t stDefault;
+    sigemptyset(&stDefault);
+    sigaddset(&stDefault, SIGPIPE);  // what this program ignores, a command may not expect
+    posix_spawnattr_setsigdefault(&stAttributes, &stDefault);
+    posix_spawnattr_setflags(&stAttributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+
+    std::string strShell = "sh", strOption = "-c", strText = strCommand;
+    char* const apArguments[] = {strShell.data(), strOption.data(), strText.data(), nullptr};
+    pid_t nProcess = -1;
+    const int nError =
+        posix_spawn(&nProcess, "/bin/sh", &stFiles, &stAttributes, apArguments, vVariables.data());
+    posix_spawn_file_actions_destroy(&stFiles);
+    posix_spawnattr_destroy(&stAttributes);
+    errno = nError;
+    return nError == 0 ? nProcess : -1;
+}
+
+void AwaitProcess(int nProcess) {
+    siginfo_t stInfo;
+    while (waitid(P_PID, static_cast<id_t>(nProcess), &stInfo, WEXITED | WNOWAIT) != 0 &&
+           errno == EINTR) {
+    }
+}
+
+void CollectProcess(int nProcess) {
+    while (waitpid(nProcess, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+void EndProcess(int nProcess) {
+    kill(-nProcess, SIGKILL);
 }
 
 std::string UserAtHost() {

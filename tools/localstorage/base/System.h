@@ -6,6 +6,8 @@
 #include <atomic>
 #include <ctime>
 #include <string>
+#include <utility>
+#include <vector>
 
 /// Catches SIGINT and SIGTERM from now on and returns the flag that they set. A second one ends the
 /// process at once. A reader of standard output that goes away is no longer fatal.
@@ -26,6 +28,18 @@ terminalSize TerminalSize(outputStream eStream, terminalSize stElse = {80, 24});
 
 /// Has the disk write a file, or what a folder lists. False: see errno.
 bool MakeDurable(const std::string& strPath);
+
+/// Variables of an environment.
+using Environment = std::vector<std::pair<std::string, std::string>>;
+
+/// Runs a command by the shell, with nothing on standard input and these variables besides those of
+/// this program. The process' number, or -1: see errno.
+int StartShell(const std::string& strCommand, const Environment& vMore);
+/// Waits until it has ended; its number stays its own until CollectProcess.
+void AwaitProcess(int nProcess);
+void CollectProcess(int nProcess);
+/// Ends it and those that it started.
+void EndProcess(int nProcess);
 
 /// Who runs this, as user@host.
 std::string UserAtHost();

@@ -1,0 +1,53 @@
+// A command of the operator's that runs for every event.
+
+#ifndef LOCALSTORAGE_TOOL_HOST_EVENTHOOK_H
+#define LOCALSTORAGE_TOOL_HOST_EVENTHOOK_H
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "base/System.h"
+
+/// Runs the command by the shell, at most four at once, in the order of the events. Nobody waits
+/// for it: where commands take longer than events come, what is beyond 1000 waiting ones is
+/// dropped. What a command prints goes where this program's own output goes; its result counts for
+/// nothing.
+class CEventHook {
+public:
+    explicit CEventHook(std::string strCommand,
+                        std::chrono::milliseconds patience = std::chrono::seconds(5));
+    /// Lets the commands that are left run for that long, then ends them.
+    ~CEventHook();
+    CEventHook(const CEventHook&) = delete;
+    CEventHook& operator=(const CEventHook&) = delete;
+
+    /// An event, as variables of the command's environment. Any thread.
+    void Post(Environment vEvent);
+
+    /// Events for which the command did not run: dropped, or it could not be started.
+    std::uint64_t Missed() const;
+
+private:
+    void RunAll(int& nProcess);
+    bool IsIdle() const;
+
+    const std::string m_strCommand;
+    const std::chrono::milliseconds m_patience;
+
+    mutable std::mutex m_mtx;
+    std::condition_variable m_changed;
+    std::deque<Environment> m_lsWaiting;
+    std::array<int, 4> m_aProcesses{};  ///< 0: none runs
+    std::uint64_t m_nMissed = 0;
+    bool m_bStop = false;
+
+    std::array<std::thread, 4> m_aThreads;  ///< last: they use everything above
+};
+
+#endif  // LOCALSTORAGE_TOOL_HOST_EVENTHOOK_H
