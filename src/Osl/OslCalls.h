@@ -55,8 +55,10 @@ extern const OSL_Calls OSL_SYSTEM_CALLS;
 extern std::atomic<const OSL_Calls*> g_pOslCalls;
 
 /// Where the calling thread notes when its last call to the system began; null: nowhere. See
-/// OSL_WatchedThread.
-extern constinit thread_local std::atomic<std::int64_t>* t_pnLastCall;
+/// OSL_WatchedThread. Read with every call, so at a fixed place, not by a call of the loader's: few
+/// bytes have room there also in a library that is loaded late.
+[[gnu::tls_model(
+    "initial-exec")]] extern constinit thread_local std::atomic<std::int64_t>* t_pnLastCall;
 void OSL_NoteCall();
 
 inline const OSL_Calls& OSL_Call() {

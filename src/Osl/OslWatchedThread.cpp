@@ -9,7 +9,8 @@
 
 #include "Osl/OslCalls.h"
 
-constinit thread_local std::atomic<std::int64_t>* t_pnLastCall = nullptr;
+[[gnu::tls_model("initial-exec")]] constinit thread_local std::atomic<std::int64_t>* t_pnLastCall =
+    nullptr;
 
 namespace {
 
