@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "base/Address.h"
 #include "help/Command.h"
 
 namespace {
@@ -84,7 +85,7 @@ void AddProgram(CLI::App& stApp, const program& stProgram) {
     stApp.footer(stProgram.strFooter);
 }
 
-/// The mistake, and which help to read.
+/// The mistake, and which help to read. What was typed may hold a password.
 std::string MistakeText(const CLI::App& stApp, const CLI::ParseError& stError) {
     std::string strText = stError.what(), strHelp = stApp.get_name();
     const std::vector<std::string> vUnknown = stApp.remaining();
@@ -94,7 +95,7 @@ std::string MistakeText(const CLI::App& stApp, const CLI::ParseError& stError) {
     } else if (!vUnknown.empty()) {
         strText = "there is no command \"" + vUnknown.front() + "\"";
     }
-    return strText + "; see \"" + strHelp + " --help\"";
+    return WithoutPasswords(strText) + "; see \"" + strHelp + " --help\"";
 }
 
 std::string AnswerText(const CLI::App& stApp, const CLI::ParseError& stError) {

@@ -1,101 +1,126 @@
 #include "host/CameraRecorder.h"
 
+#include <bit>
 #include <cstdio>
 
 #include "base/Failure.h"
 #include "base/Text.h"
-#include "host/Pacer.h"
-#include "media/Snapshot.h"
+#include "host/CameraConnection.h"
 
-CCameraRecorder::CCameraRecorder(cameraPlan stPlan, CHost& objHost, CCameraListener& objListener,
-                                 const std::atomic<bool>& bStop)
+namespace {
+
+/// Reasons with numbers in them would never end.
+constexpr std::size_t MOST_REASONS = 8;
+
+}  // namespace
+
+CCameraRecorder::CCameraRecorder(cameraPlan stPlan, CHost& objHost, CCameraListener& objListener)
     : m_stPlan(std::move(stPlan)),
       m_objHost(objHost),
       m_objListener(objListener),
-      m_bStop(bStop),
+      m_objSnapshots(m_stPlan, objHost, objListener),
       m_thread([this] { Run(); }) {}
 
+CCameraRecorder::~CCameraRecorder() {
+    Stop();
+    m_thread.join();
+}
+
 void CCameraRecorder::Run() {
-    try {
-        Record();
-    } catch (const std::exception& error) {
-        m_bFailed = true;
-        m_objListener.OnTrouble(m_stPlan.strCamera, error.what());
-    }
-    TellEnd();
+    while (TryOnce()) continue;
+    const char* pReason = m_bFailed ? "failed" : m_bStop ? "stopped" : "end of input";
+    SetState(m_bFailed ? "failed" : "ended");
+    Tell(ECameraState::Ended, pReason);
     m_bDone = true;
 }
 
-void CCameraRecorder::Record() {
-    CMediaInput objInput(m_stPlan.strInput, &m_bStop);
-    CHostChannel objChannel(m_objHost, m_stPlan.strCamera, this, recFileInfo());
-    CPacer objPacer(m_stPlan.bRealTime, m_bStop);
-    while (const accessUnit* pUnit = objInput.Next()) {
-        objPacer.WaitFor(pUnit->fTime);
-        if (m_bStop) return;
-        Write(objChannel, *pUnit);
-        TakeSnapshot(*pUnit, objInput.Parameters());
-    }
-}
-
-void CCameraRecorder::Write(CHostChannel& objChannel, const accessUnit& stUnit) {
-    // A failed write has been told by the engine's message; the next picture tries again.
-    if (!objChannel.Write(stUnit.stBytes)) return;
-    m_nBytes += stUnit.stBytes.size();
-    m_nFileBytes += stUnit.stBytes.size();
-}
-
-void CCameraRecorder::TakeSnapshot(const accessUnit& stUnit,
-                                   const AVCodecParameters& stParameters) {
-    if (m_stPlan.nSnapshotEvery == Seconds(0)) return;
-    if (stUnit.bKeyFrame) m_vKeyFrame.assign(stUnit.stBytes.begin(), stUnit.stBytes.end());
-    const bool bDue = !m_optSnapshot || Clock::now() >= *m_optSnapshot;
-    if (m_vKeyFrame.empty() || !bDue) return;
-    m_optSnapshot = Clock::now() + m_stPlan.nSnapshotEvery;
+/// False when it was the last one. A camera that stays away is not told every time.
+bool CCameraRecorder::TryOnce() {
+    const unsigned nTry = ++m_nTries;
+    SetState(nTry == 1 ? "connecting"
+                       : "connecting, try " + std::to_string(nTry) + ": " + m_strWhy);
+    if (std::has_single_bit(nTry)) Tell(ECameraState::Connecting, m_strWhy);
     try {
-        StoreSnapshot(stParameters);
-    } catch (const CFailure& error) {
-        m_objListener.OnTrouble(m_stPlan.strCamera, std::string("no snapshot: ") + error.what() +
-                                                        "; recording goes on");
+        Record();
+        if (m_bStop || !ComesBack()) return false;
+        return GoDown(ECameraState::Lost, "the stream ended");
+    } catch (const CSilence& error) {
+        return GoDown(ECameraState::Stalled, error.what());
+    } catch (const std::exception& error) {
+        return GoDown(ECameraState::Lost, error.what());
     }
 }
 
-void CCameraRecorder::StoreSnapshot(const AVCodecParameters& stParameters) {
-    const std::vector<std::uint8_t> vJpeg = MakeJpeg(m_vKeyFrame, stParameters);
-    char szPath[LOCALSTORAGE_PATH_SIZE] = {};
-    if (!m_objHost.Engine().WriteImage(m_stPlan.strCamera.c_str(),
-                                       reinterpret_cast<const char*>(vJpeg.data()),
-                                       static_cast<unsigned>(vJpeg.size()), szPath)) {
-        throw CFailure("it could not be stored, the disk is full or fails");
-    }
-    m_objListener.OnSnapshot(m_stPlan.strCamera, szPath, vJpeg.size());
+void CCameraRecorder::Record() {
+    // An address that cannot be read just now may be there at the next try.
+    m_eSource = ESource::Live;
+    m_eSource = SourceOf(AddressOf(m_stPlan.strInput));
+    CCameraConnection objConnection(m_stPlan, m_objHost, m_objSnapshots, this, m_bStop);
+    m_eSource = objConnection.Source();
+    while (const auto optWritten = objConnection.RecordNext()) Note(*optWritten);
 }
 
-void CCameraRecorder::TellEnd() {
-    const std::string strWhy = m_bFailed ? "failed" : m_bStop ? "stopped" : "end of input";
-    m_objListener.OnEnded(m_stPlan.strCamera, {strWhy, m_nBytes, m_nFiles});
+void CCameraRecorder::Note(std::size_t nWritten) {
+    m_nBytes += nWritten;
+    m_nFileBytes += nWritten;
+    if (m_optConnected) return;
+    m_optConnected = Clock::now();
+    ++m_nConnections;
+    SetState("");
+    Tell(ECameraState::Connected);
+    m_nTries = 0;
+    m_strWhy.clear();
+    m_setToldReasons.clear();
+}
+
+bool CCameraRecorder::ComesBack() const {
+    return m_stPlan.bRetry || m_eSource == ESource::Live || m_eSource == ESource::Web;
+}
+
+/// Tells why, and waits; false when there is no other try.
+bool CCameraRecorder::GoDown(ECameraState eState, const std::string& strWhy) {
+    if (m_bStop) return false;
+    if (!ComesBack()) {
+        m_bFailed = true;
+        m_objListener.OnTrouble(m_stPlan.strCamera, strWhy);
+        return false;
+    }
+    const auto tNow = Clock::now();
+    const auto nRecorded = tNow - m_optConnected.value_or(tNow);
+    const CBackoff::Span nWait =
+        m_objBackoff.Next(std::chrono::duration_cast<CBackoff::Span>(nRecorded),
+                          std::generate_canonical<double, 32>(m_objRandom));
+    m_optConnected.reset();
+    m_strWhy = strWhy;
+    SetState((eState == ECameraState::Stalled ? "stalled: " : "lost: ") + strWhy);
+    if (m_setToldReasons.size() < MOST_REASONS && m_setToldReasons.insert(strWhy).second) {
+        Tell(eState, strWhy, nWait);
+    }
+    WaitUntil(tNow + nWait, m_bStop);
+    return !m_bStop;
+}
+
+void CCameraRecorder::Tell(ECameraState eState, const std::string& strWhy, CBackoff::Span nWait) {
+    m_objListener.OnChange({m_stPlan.strCamera,
+                            eState,
+                            strWhy,
+                            {m_nTries, m_nConnections, m_nBytes, m_nFiles},
+                            nWait});
+}
+
+void CCameraRecorder::SetState(const std::string& strState) {
+    const std::lock_guard stLock(m_mtxShown);
+    m_strState = strState;
 }
 
 void CCameraRecorder::OnFileCreated(const std::string& strPath) {
-    const std::lock_guard stLock(m_mtxFile);
+    const std::lock_guard stLock(m_mtxShown);
     m_strFile = strPath.substr(strPath.rfind('/') + 1);
     m_nFileBytes = 0;
     ++m_nFiles;
 }
 
-std::string CCameraRecorder::CurrentFile() {
-    const std::lock_guard stLock(m_mtxFile);
-    return m_strFile;
-}
-
-std::string CCameraRecorder::LiveLine() {
-    const std::string strFile = CurrentFile();
-    char szText[256];
-    if (m_bDone || strFile.empty()) {
-        const char* pState = m_bFailed ? "failed" : m_bDone ? "ended" : "opening";
-        std::snprintf(szText, sizeof(szText), "  %-12s %s", m_stPlan.strCamera.c_str(), pState);
-        return szText;
-    }
+double CCameraRecorder::Rate() {
     const double fSeconds = std::chrono::duration<double>(Clock::now() - m_tShown).count();
     if (fSeconds >= 1) {
         const std::uint64_t nBytes = m_nBytes;
@@ -103,9 +128,16 @@ std::string CCameraRecorder::LiveLine() {
         m_nShownBytes = nBytes;
         m_tShown = Clock::now();
     }
-    std::snprintf(szText, sizeof(szText), "  %-12s %s  %10s  %10s/s  %10s in all",
-                  m_stPlan.strCamera.c_str(), strFile.c_str(), FormatBytes(m_nFileBytes).c_str(),
-                  FormatBytes(static_cast<std::uint64_t>(m_fRate)).c_str(),
-                  FormatBytes(m_nBytes).c_str());
-    return szText;
+    return m_fRate;
+}
+
+std::string CCameraRecorder::LiveLine() {
+    const std::lock_guard stLock(m_mtxShown);
+    std::string strLine = "  " + PadToWidth(m_stPlan.strCamera, 12) + " ";
+    if (!m_strState.empty()) return strLine + m_strState;
+    char szText[128];
+    std::snprintf(
+        szText, sizeof(szText), "  %10s  %10s/s  %10s in all", FormatBytes(m_nFileBytes).c_str(),
+        FormatBytes(static_cast<std::uint64_t>(Rate())).c_str(), FormatBytes(m_nBytes).c_str());
+    return strLine + m_strFile + szText;
 }

@@ -1,4 +1,5 @@
-// One camera being recorded, on a thread of its own, from its first picture to its last.
+// One camera being recorded, on a thread of its own: tried, recorded, and tried again when it went
+// away.
 
 #ifndef LOCALSTORAGE_TOOL_HOST_CAMERARECORDER_H
 #define LOCALSTORAGE_TOOL_HOST_CAMERARECORDER_H
@@ -7,78 +8,71 @@
 #include <chrono>
 #include <mutex>
 #include <optional>
+#include <random>
+#include <set>
 #include <string>
 #include <thread>
 
+#include "host/Backoff.h"
+#include "host/CameraListener.h"
+#include "host/CameraPlan.h"
 #include "host/Host.h"
-#include "media/MediaInput.h"
-
-/// What a camera is recorded with.
-struct cameraPlan {
-    std::string strCamera;
-    std::string strInput;
-    bool bRealTime = true;
-    Seconds nSnapshotEvery{0};  ///< 0: no snapshots
-};
-
-/// How a camera's recording ended.
-struct cameraResult {
-    std::string strReason;
-    std::uint64_t nBytes = 0, nFiles = 0;
-};
-
-/// Is told what becomes of cameras, each from its own thread.
-class CCameraListener {
-public:
-    virtual ~CCameraListener() = default;
-    virtual void OnSnapshot(const std::string& strCamera, const std::string& strPath,
-                            std::uint64_t nBytes) = 0;
-    /// Something failed, in words.
-    virtual void OnTrouble(const std::string& strCamera, const std::string& strText) = 0;
-    virtual void OnEnded(const std::string& strCamera, const cameraResult& stResult) = 0;
-};
+#include "host/SnapshotTaker.h"
 
 class CCameraRecorder {
 public:
     /// Starts the thread. The references must outlive the object.
-    CCameraRecorder(cameraPlan stPlan, CHost& objHost, CCameraListener& objListener,
-                    const std::atomic<bool>& bStop);
-    /// Waits for the thread.
-    ~CCameraRecorder() { m_thread.join(); }
+    CCameraRecorder(cameraPlan stPlan, CHost& objHost, CCameraListener& objListener);
+    /// Stops, and waits for the thread.
+    ~CCameraRecorder();
     CCameraRecorder(const CCameraRecorder&) = delete;
     CCameraRecorder& operator=(const CCameraRecorder&) = delete;
+
+    /// Ends the recording soon, whatever it waits for. Any thread.
+    void Stop() { m_bStop = true; }
 
     /// A new file was begun; called from inside the engine's message.
     void OnFileCreated(const std::string& strPath);
 
+    /// Nothing more will come. A live camera that was not stopped is never done.
     bool IsDone() const { return m_bDone; }
-    bool HasFailed() const { return m_bFailed; }
-    /// File, size and rate since the last call, for the terminal.
+    /// It ended by a failure, or never brought a picture.
+    bool HasFailed() const { return m_bFailed || m_nConnections == 0; }
+    /// State, file, size and rate since the last call, for the terminal.
     std::string LiveLine();
 
 private:
-    void Run();
-    void Record();
-    void Write(CHostChannel& objChannel, const accessUnit& stUnit);
-    void TakeSnapshot(const accessUnit& stUnit, const AVCodecParameters& stParameters);
-    void StoreSnapshot(const AVCodecParameters& stParameters);
-    void TellEnd();
-    std::string CurrentFile();
-
     using Clock = std::chrono::steady_clock;
+
+    void Run();
+    bool TryOnce();
+    void Record();
+    void Note(std::size_t nWritten);
+    bool ComesBack() const;
+    bool GoDown(ECameraState eState, const std::string& strWhy);
+    void Tell(ECameraState eState, const std::string& strWhy = {}, CBackoff::Span nWait = {});
+    void SetState(const std::string& strState);
+    double Rate();
 
     const cameraPlan m_stPlan;
     CHost& m_objHost;
     CCameraListener& m_objListener;
-    const std::atomic<bool>& m_bStop;
+    CSnapshotTaker m_objSnapshots;
+    std::atomic<bool> m_bStop = false, m_bDone = false, m_bFailed = false;
 
-    std::atomic<bool> m_bDone = false, m_bFailed = false;
+    // Of the thread alone.
+    ESource m_eSource = ESource::Live;
+    CBackoff m_objBackoff;
+    std::minstd_rand m_objRandom{std::random_device()()};
+    std::optional<Clock::time_point> m_optConnected;  ///< since when pictures come, while they do
+    std::string m_strWhy;                             ///< why the last try failed
+    std::set<std::string> m_setToldReasons;           ///< since pictures came last
+
+    std::atomic<unsigned> m_nTries = 0, m_nConnections = 0;
     std::atomic<std::uint64_t> m_nBytes = 0, m_nFileBytes = 0, m_nFiles = 0;
-    std::mutex m_mtxFile;
-    std::string m_strFile;  ///< guarded by m_mtxFile
-
-    std::vector<std::uint8_t> m_vKeyFrame;           ///< the latest one
-    std::optional<Clock::time_point> m_optSnapshot;  ///< when the next one is due
+    std::mutex m_mtxShown;
+    std::string m_strFile;   ///< being written; guarded by m_mtxShown
+    std::string m_strState;  ///< for the terminal, empty while pictures come; guarded by m_mtxShown
 
     std::uint64_t m_nShownBytes = 0;  ///< for the rate on the terminal
     Clock::time_point m_tShown = Clock::now();

@@ -9,10 +9,19 @@ namespace {
 /// A stream whose time jumps by more than this has begun anew: nobody waits for the jump.
 constexpr double JUMP = 10;
 
+constexpr auto SLICE = std::chrono::milliseconds(50);
+
 }  // namespace
 
-void CPacer::WaitFor(double fTime) {
-    if (!m_bRealTime) return;
+void WaitUntil(std::chrono::steady_clock::time_point tDue, const std::atomic<bool>& bStop) {
+    for (auto tNow = std::chrono::steady_clock::now(); !bStop && tNow < tDue;
+         tNow = std::chrono::steady_clock::now()) {
+        std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(tDue - tNow, SLICE));
+    }
+}
+
+bool CPacer::WaitFor(double fTime) {
+    if (!m_bRealTime) return true;
     using Clock = std::chrono::steady_clock;
     const auto ToSpan = [](double f) {
         return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(f));
@@ -20,9 +29,6 @@ void CPacer::WaitFor(double fTime) {
     if (!m_bStarted || std::abs(fTime - m_fLast) > JUMP) m_tOrigin = Clock::now() - ToSpan(fTime);
     m_bStarted = true;
     m_fLast = fTime;
-    const auto tDue = m_tOrigin + ToSpan(fTime);
-    while (!m_bStop && Clock::now() < tDue) {
-        std::this_thread::sleep_until(
-            std::min(tDue, Clock::now() + std::chrono::milliseconds(100)));
-    }
+    WaitUntil(m_tOrigin + ToSpan(fTime), m_bStop);
+    return !m_bStop;
 }

@@ -1,4 +1,5 @@
-// Keeps reading a file in step with the clock, as if it were a live camera.
+// Waiting that ends when it is told to; and reading a file in step with the clock, as if it were a
+// live camera.
 
 #ifndef LOCALSTORAGE_TOOL_HOST_PACER_H
 #define LOCALSTORAGE_TOOL_HOST_PACER_H
@@ -6,14 +7,17 @@
 #include <atomic>
 #include <chrono>
 
+/// Waits until then, or until stopped.
+void WaitUntil(std::chrono::steady_clock::time_point tDue, const std::atomic<bool>& bStop);
+
 class CPacer {
 public:
     /// Without `bRealTime` nothing ever waits.
     CPacer(bool bRealTime, const std::atomic<bool>& bStop)
         : m_bRealTime(bRealTime), m_bStop(bStop) {}
 
-    /// Waits until it is time for what lies `fTime` seconds into the stream, or until stopped.
-    void WaitFor(double fTime);
+    /// Waits until it is time for what lies `fTime` seconds into the stream; false when stopped.
+    bool WaitFor(double fTime);
 
 private:
     bool m_bRealTime;

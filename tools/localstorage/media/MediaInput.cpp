@@ -8,55 +8,6 @@ namespace {
 
 constexpr double USUAL_FRAME_RATE = 25;
 
-constexpr auto PATIENCE = std::chrono::seconds(30);
-
-int EndsWaiting(void* pGuard) {
-    const auto& st = *static_cast<const inputGuard*>(pGuard);
-    return st.IsStopped() || st.IsSilent() ? 1 : 0;
-}
-
-/// Why FFmpeg gave up.
-std::string ReasonOf(int nError, const inputGuard& stGuard) {
-    if (stGuard.IsStopped()) return "stopped";
-    if (stGuard.IsSilent()) return "nothing came for 30 seconds";
-    return AvErrorText(nError);
-}
-
-/// Options that only the RTSP reader knows; the others leave them alone.
-AVDictionary* InputOptions() {
-    AVDictionary* pOptions = nullptr;
-    av_dict_set(&pOptions, "rtsp_transport", "tcp", 0);
-    return pOptions;
-}
-
-avPointer<AVFormatContext> OpenContainer(const std::string& strInput, const openMedia& stMedia) {
-    AVFormatContext* pFormat = avformat_alloc_context();
-    if (!pFormat) throw CFailure("no memory to open " + stMedia.strName);
-    pFormat->interrupt_callback = {EndsWaiting, stMedia.pGuard.get()};
-    AVDictionary* pOptions = InputOptions();
-    const int nResult = avformat_open_input(&pFormat, strInput.c_str(), nullptr, &pOptions);
-    av_dict_free(&pOptions);
-    if (nResult < 0) {
-        throw CFailure("cannot open " + stMedia.strName + ": " +
-                       ReasonOf(nResult, *stMedia.pGuard));
-    }
-    return avPointer<AVFormatContext>(pFormat);
-}
-
-ECodec CodecOf(const openMedia& stMedia) {
-    const AVStream& stStream = *stMedia.pStream;
-    switch (stStream.codecpar->codec_id) {
-        case AV_CODEC_ID_H264:
-            return ECodec::H264;
-        case AV_CODEC_ID_HEVC:
-            return ECodec::H265;
-        default:
-            throw CFailure(stMedia.strName + " carries " +
-                           avcodec_get_name(stStream.codecpar->codec_id) +
-                           " video; only H.264 and H.265 can be stored");
-    }
-}
-
 /// The filter that turns length-prefixed units into a byte stream; byte streams pass through.
 avPointer<AVBSFContext> OpenFilter(const openMedia& stMedia) {
     const char* pName = stMedia.eCodec == ECodec::H264 ? "h264_mp4toannexb" : "hevc_mp4toannexb";
@@ -79,67 +30,20 @@ Bytes ExtraOf(const AVCodecParameters& st) {
 
 }  // namespace
 
-std::string AvErrorText(int nError) {
-    char szText[AV_ERROR_MAX_STRING_SIZE];
-    return av_make_error_string(szText, sizeof(szText), nError);
-}
-
-void SilenceFfmpeg() {
-    av_log_set_level(AV_LOG_QUIET);
-}
-
-std::string WithoutPassword(const std::string& strInput) {
-    const std::size_t nScheme = strInput.find("://");
-    if (nScheme == std::string::npos) return strInput;
-    const std::size_t nHost = nScheme + 3, nPath = strInput.find('/', nHost);
-    const std::size_t nUser = strInput.rfind('@', nPath);
-    if (nUser == std::string::npos || nUser < nHost) return strInput;
-    return strInput.substr(0, nHost) + strInput.substr(nUser + 1);
-}
-
-void inputGuard::Rearm() {
-    tDeadline = std::chrono::steady_clock::now() + PATIENCE;
-}
-
-openMedia OpenMedia(const std::string& strInput, const std::atomic<bool>* pStop) {
-    openMedia stMedia;
-    stMedia.strName = WithoutPassword(strInput);
-    stMedia.pGuard = std::make_unique<inputGuard>();
-    stMedia.pGuard->pStop = pStop;
-    stMedia.pGuard->Rearm();
-    stMedia.pFormat = OpenContainer(strInput, stMedia);
-    const int nResult = avformat_find_stream_info(stMedia.pFormat.get(), nullptr);
-    if (nResult < 0) {
-        throw CFailure("cannot read " + stMedia.strName + ": " +
-                       ReasonOf(nResult, *stMedia.pGuard));
-    }
-    for (unsigned n = 0; n < stMedia.pFormat->nb_streams; ++n) {
-        AVStream* pStream = stMedia.pFormat->streams[n];
-        const bool bVideo = pStream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
-        if (bVideo && !stMedia.pStream) stMedia.pStream = pStream;
-        if (pStream != stMedia.pStream) pStream->discard = AVDISCARD_ALL;
-    }
-    if (!stMedia.pStream) throw CFailure(stMedia.strName + " has no video stream");
-    stMedia.eCodec = CodecOf(stMedia);
-    return stMedia;
-}
-
 bool NextPacket(const openMedia& stMedia, AVPacket& stPacket) {
     do {
         av_packet_unref(&stPacket);
         stMedia.pGuard->Rearm();
         const int nResult = av_read_frame(stMedia.pFormat.get(), &stPacket);
-        if (nResult == AVERROR_EOF || stMedia.pGuard->IsStopped()) return false;
-        if (nResult < 0) {
-            throw CFailure("reading " + stMedia.strName +
-                           " broke off: " + ReasonOf(nResult, *stMedia.pGuard));
-        }
+        if (nResult == AVERROR_EOF || (nResult < 0 && stMedia.pGuard->IsStopped())) return false;
+        if (nResult < 0) FailToRead(stMedia, nResult);
     } while (stPacket.stream_index != stMedia.pStream->index);
     return true;
 }
 
-CMediaInput::CMediaInput(const std::string& strInput, const std::atomic<bool>* pStop)
-    : m_stMedia(OpenMedia(strInput, pStop)),
+CMediaInput::CMediaInput(const std::string& strInput, const std::atomic<bool>* pStop,
+                         const mediaOptions& stOptions)
+    : m_stMedia(OpenMedia(AddressOf(strInput), pStop, stOptions)),
       m_pFilter(OpenFilter(m_stMedia)),
       m_pPacket(av_packet_alloc()) {
     m_optKeeper.emplace(m_stMedia.eCodec, ExtraOf(Parameters()));

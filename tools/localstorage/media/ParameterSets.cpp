@@ -66,6 +66,20 @@ std::size_t ParameterSetPlace(Bytes stUnit, ECodec eCodec) {
 
 }  // namespace
 
+std::set<std::string> ParameterSetsOf(Bytes stUnit, ECodec eCodec) {
+    const parameterSets stSets = CollectParameterSets(stUnit, eCodec);
+    if (!stSets.bComplete) return {};
+    std::set<std::string> setUnits;
+    ForEachUnit(stSets.vBytes, [&](const nalUnit& st) {
+        const auto itCode = std::find(st.stBytes.begin(), st.stBytes.end(), 1);
+        std::string strUnit(itCode, st.stBytes.end());
+        strUnit.erase(strUnit.find_last_not_of('\0') + 1);  // zeros may fill up
+        setUnits.insert(std::move(strUnit));
+        return true;
+    });
+    return setUnits;
+}
+
 CParameterSetKeeper::CParameterSetKeeper(ECodec eCodec, Bytes stExtra)
     : m_eCodec(eCodec), m_vSets(CollectParameterSets(stExtra, eCodec).vBytes) {}
 

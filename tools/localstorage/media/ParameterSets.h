@@ -5,12 +5,19 @@
 #define LOCALSTORAGE_TOOL_MEDIA_PARAMETERSETS_H
 
 #include <cstdint>
+#include <set>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "StreamProbe/Nal.h"
 
 using Bytes = std::span<const std::uint8_t>;
+
+/// The parameter sets in front of a picture, each once, without start codes; none unless all are
+/// there that decoding needs. Two key frames that have the same belong to one
+/// stream.
+std::set<std::string> ParameterSetsOf(Bytes stUnit, ECodec eCodec);
 
 /// Gives key frames the parameter sets that they lack: the latest complete ones of the stream.
 class CParameterSetKeeper {

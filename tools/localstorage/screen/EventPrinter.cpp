@@ -9,6 +9,47 @@ namespace {
 
 constexpr auto QUIET = std::chrono::seconds(10);
 
+const char* NameOf(ECameraState eState) {
+    switch (eState) {
+        case ECameraState::Connecting:
+            return "connecting";
+        case ECameraState::Connected:
+            return "connected";
+        case ECameraState::Lost:
+            return "lost";
+        case ECameraState::Stalled:
+            return "stalled";
+        default:
+            return "ended";
+    }
+}
+
+unsigned Reconnections(const cameraCounts& st) {
+    return st.nConnections > 1 ? st.nConnections - 1 : 0;
+}
+
+std::string TextOf(const cameraChange& st) {
+    const cameraCounts& stCounts = st.stCounts;
+    const std::string strStored =
+        FormatBytes(stCounts.nBytes) + " in " + Count(stCounts.nFiles, "file");
+    switch (st.eState) {
+        case ECameraState::Connecting:
+            if (stCounts.nTries == 1) return "";
+            return "try " + std::to_string(stCounts.nTries) + "; the last one: " + st.strWhy;
+        case ECameraState::Connected:
+            return "after " + Count(stCounts.nTries, "try", "tries") +
+                   (stCounts.nConnections > 1
+                        ? ", reconnection " + std::to_string(Reconnections(stCounts))
+                        : "");
+        case ECameraState::Ended:
+            return st.strWhy + ", " + strStored;
+        default:
+            return st.strWhy + "; tries again in " +
+                   Count(static_cast<std::uint64_t>((st.nWait.count() + 500) / 1000), "second") +
+                   "; " + strStored + " so far";
+    }
+}
+
 }  // namespace
 
 bool CEventPrinter::IsToldAlready(const std::string& strCamera) {
@@ -45,6 +86,21 @@ void CEventPrinter::Print(const hostEvent& st) {
     }
 }
 
+void CEventPrinter::OnChange(const cameraChange& st) {
+    JsonObject vData;
+    if (!st.strWhy.empty()) {
+        vData.emplace_back(st.eState == ECameraState::Ended ? "reason" : "why", st.strWhy);
+    }
+    const auto nRetryMs = static_cast<std::uint64_t>(st.nWait.count());
+    if (nRetryMs > 0) vData.emplace_back("retry_ms", nRetryMs);
+    const cameraCounts& stCounts = st.stCounts;
+    vData.insert(vData.end(), {{"tries", stCounts.nTries},
+                               {"reconnections", Reconnections(stCounts)},
+                               {"bytes", stCounts.nBytes},
+                               {"files", stCounts.nFiles}});
+    Print(NameOf(st.eState), st.strCamera, TextOf(st), vData);
+}
+
 void CEventPrinter::OnSnapshot(const std::string& strCamera, const std::string& strPath,
                                std::uint64_t nBytes) {
     Print("snapshot", strCamera, strPath, {{"path", strPath}, {"bytes", nBytes}});
@@ -52,12 +108,6 @@ void CEventPrinter::OnSnapshot(const std::string& strCamera, const std::string& 
 
 void CEventPrinter::OnTrouble(const std::string& strCamera, const std::string& strText) {
     PrintMessage(strCamera + ": " + strText);
-}
-
-void CEventPrinter::OnEnded(const std::string& strCamera, const cameraResult& st) {
-    Print("ended", strCamera,
-          st.strReason + ", " + FormatBytes(st.nBytes) + " in " + Count(st.nFiles, "file"),
-          {{"reason", st.strReason}, {"bytes", st.nBytes}, {"files", st.nFiles}});
 }
 
 void CEventPrinter::Print(const std::string& strName, const std::string& strCamera,

@@ -1,4 +1,5 @@
-// Tells the engine's messages on standard output as they come: in words, or as NDJSON.
+// Tells what becomes of cameras and the engine's messages on standard output as they come: in
+// words, or as NDJSON.
 
 #ifndef LOCALSTORAGE_TOOL_SCREEN_EVENTPRINTER_H
 #define LOCALSTORAGE_TOOL_SCREEN_EVENTPRINTER_H
@@ -7,7 +8,7 @@
 #include <map>
 #include <string>
 
-#include "host/CameraRecorder.h"
+#include "host/CameraListener.h"
 #include "host/Host.h"
 #include "screen/Json.h"
 
@@ -20,10 +21,10 @@ public:
     /// ten seconds is told.
     void Print(const hostEvent& stEvent);
 
+    void OnChange(const cameraChange& stChange) override;
     void OnSnapshot(const std::string& strCamera, const std::string& strPath,
                     std::uint64_t nBytes) override;
     void OnTrouble(const std::string& strCamera, const std::string& strText) override;
-    void OnEnded(const std::string& strCamera, const cameraResult& stResult) override;
 
 private:
     using Clock = std::chrono::steady_clock;

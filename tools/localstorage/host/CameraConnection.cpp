@@ -1,0 +1,42 @@
+#include "host/CameraConnection.h"
+
+#include "base/Failure.h"
+
+CCameraConnection::CCameraConnection(const cameraPlan& stPlan, CHost& objHost,
+                                     CSnapshotTaker& objSnapshots, void* pUser,
+                                     const std::atomic<bool>& bStop)
+    : m_stPlan(stPlan),
+      m_objHost(objHost),
+      m_objSnapshots(objSnapshots),
+      m_pUser(pUser),
+      m_objInput(stPlan.strInput, &bStop, stPlan.stOptions),
+      m_objPacer(stPlan.bRealTime && Source() == ESource::File, bStop) {}
+
+std::optional<std::size_t> CCameraConnection::RecordNext() {
+    const accessUnit* pUnit = m_objInput.Next();
+    if (!pUnit) return std::nullopt;
+    if (Source() == ESource::Live && m_objInput.HasChanged()) {
+        throw CFailure("the camera has changed its codec");
+    }
+    if (!m_objPacer.WaitFor(pUnit->fTime)) return std::nullopt;
+    const bool bAnother = BeginsAnotherStream(*pUnit);
+    if (bAnother || !m_optChannel) BeginFile();
+    const bool bWritten = m_optChannel->Write(pUnit->stBytes);
+    m_objSnapshots.Take(*pUnit, m_objInput.Parameters());
+    return bWritten ? pUnit->stBytes.size() : 0;
+}
+
+void CCameraConnection::BeginFile() {
+    m_optChannel.reset();  // closed before the next is opened: a camera has one at a time
+    m_optChannel.emplace(m_objHost, m_stPlan.strCamera, m_pUser, recFileInfo());
+    m_objSnapshots.BeginStream();
+}
+
+/// Parameter sets that are only repeated, in whatever order, begin nothing.
+bool CCameraConnection::BeginsAnotherStream(const accessUnit& stUnit) {
+    if (!stUnit.bKeyFrame) return false;
+    auto setNew = ParameterSetsOf(stUnit.stBytes, m_objInput.Codec());
+    if (setNew.empty() || setNew == m_setParameters) return false;
+    m_setParameters.swap(setNew);
+    return !setNew.empty();  // what stood there before
+}

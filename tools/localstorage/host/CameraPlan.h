@@ -1,0 +1,20 @@
+// What a camera is recorded with.
+
+#ifndef LOCALSTORAGE_TOOL_HOST_CAMERAPLAN_H
+#define LOCALSTORAGE_TOOL_HOST_CAMERAPLAN_H
+
+#include <string>
+
+#include "base/Times.h"
+#include "media/MediaOpening.h"
+
+struct cameraPlan {
+    std::string strCamera;
+    std::string strInput;  ///< an address, or what stands for one (AddressOf)
+    mediaOptions stOptions;
+    bool bRetry = false;        ///< files are read again and again, too
+    bool bRealTime = true;      ///< files are read as fast as a camera would send them
+    Seconds nSnapshotEvery{0};  ///< 0: no snapshots
+};
+
+#endif  // LOCALSTORAGE_TOOL_HOST_CAMERAPLAN_H

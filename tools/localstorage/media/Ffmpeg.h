@@ -1,0 +1,34 @@
+// FFmpeg's libraries as this room uses them.
+
+#ifndef LOCALSTORAGE_TOOL_MEDIA_FFMPEG_H
+#define LOCALSTORAGE_TOOL_MEDIA_FFMPEG_H
+
+#include <memory>
+#include <string>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavcodec/bsf.h>
+#include <libavformat/avformat.h>
+}
+
+/// Frees what FFmpeg's libraries allocate.
+struct avFree {
+    void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
+    void operator()(AVBSFContext* p) const { av_bsf_free(&p); }
+    void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
+    void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
+    void operator()(AVCodecParserContext* p) const { av_parser_close(p); }
+    void operator()(AVPacket* p) const { av_packet_free(&p); }
+    void operator()(AVFrame* p) const { av_frame_free(&p); }
+};
+template <typename T>
+using avPointer = std::unique_ptr<T, avFree>;
+
+/// FFmpeg's words for one of its error numbers.
+std::string AvErrorText(int nError);
+
+/// Keeps FFmpeg's own messages off the screen: failures are told in this tool's words.
+void SilenceFfmpeg();
+
+#endif  // LOCALSTORAGE_TOOL_MEDIA_FFMPEG_H

@@ -1,0 +1,105 @@
+// Opening what FFmpeg can open: files, RTSP and the like. Whatever waits for an input is given up
+// when nothing comes for too long, or when it is stopped.
+
+#ifndef LOCALSTORAGE_TOOL_MEDIA_MEDIAOPENING_H
+#define LOCALSTORAGE_TOOL_MEDIA_MEDIAOPENING_H
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "StreamProbe/Nal.h"
+#include "base/Address.h"
+#include "base/Failure.h"
+#include "base/Fifo.h"
+#include "media/Ffmpeg.h"
+
+/// How a stream comes.
+enum class ESource {
+    File,  ///< as fast as one reads; it has an end
+    Pipe,  ///< as it is made; when its writer has ended, nothing comes any more
+    Live,  ///< as it is made; after its end it may come back
+    Web    ///< a file or live: the opened input tells
+};
+ESource SourceOf(const std::string& strAddress);
+
+/// The address that an input stands for: the value of a variable (`env:NAME`), the first line of a
+/// file (`address-file:PATH`), else the input itself. Throws CFailure.
+std::string AddressOf(const std::string& strInput);
+
+/// Whether FFmpeg has an option of this name for any kind of input.
+bool IsInputOption(const std::string& strName);
+
+/// How an input is opened and how long one waits for it.
+struct mediaOptions {
+    std::chrono::seconds nOpening{30};  ///< until its streams are known
+    std::chrono::seconds nStall{30};    ///< from one packet to the next
+    /// Handed to FFmpeg, the later of a name counts; what the input does not know is ignored.
+    std::vector<std::pair<std::string, std::string>> vForInput = {{"rtsp_transport", "tcp"}};
+};
+
+/// Nothing came for too long.
+class CSilence : public CFailure {
+public:
+    using CFailure::CFailure;
+};
+
+/// What ends FFmpeg's waiting for a source: a stop, or too long without a sign of life. Used by the
+/// thread that reads.
+class CInputGuard {
+public:
+    /// `pStop` may be null.
+    CInputGuard(const std::atomic<bool>* pStop, std::chrono::seconds nOpening,
+                std::chrono::seconds nStall);
+
+    /// A packet is waited for from now on.
+    void Rearm() { Expect(m_nStall); }
+    /// The input is being closed: a last word to the other side is let through in spite of all.
+    void BeginClosing();
+
+    bool IsStopped() const { return m_pStop && *m_pStop; }
+    /// Once silent it stays so, so that what was read is handed out without waiting for more.
+    bool IsSilent();
+    bool EndsWaiting() { return IsStopped() || IsSilent(); }
+    std::chrono::seconds Patience() const { return m_nPatience; }
+
+private:
+    void Expect(std::chrono::seconds nPatience);
+
+    const std::atomic<bool>* m_pStop;
+    const std::chrono::seconds m_nStall;
+    std::chrono::seconds m_nPatience{0};
+    std::chrono::steady_clock::time_point m_tDeadline;
+    bool m_bSilent = false;
+};
+
+struct closeGuarded {
+    void operator()(AVFormatContext* p) const;
+};
+
+/// An open container and its first video stream.
+struct openMedia {
+    std::string strName;                  ///< of the input, for messages: without a password
+    std::unique_ptr<CFifo> pFifo;         ///< that is read, or null
+    std::unique_ptr<CInputGuard> pGuard;  ///< of pFormat
+    std::unique_ptr<AVFormatContext, closeGuarded> pFormat;
+    AVStream* pStream = nullptr;
+    ECodec eCodec = ECodec::H264;
+    ESource eSource = ESource::File;  ///< never Web
+
+    /// The video goes on in another codec, or in a stream that was not there at first.
+    bool HasChanged() const;
+};
+
+/// Opens an input and finds its first H.264 or H.265 stream. `pStop` (may be null) must outlive it.
+/// Throws CFailure.
+openMedia OpenMedia(const std::string& strAddress, const std::atomic<bool>* pStop,
+                    const mediaOptions& stOptions = {});
+
+/// Tells that reading failed with this error number: throws CSilence, else CFailure.
+[[noreturn]] void FailToRead(const openMedia& stMedia, int nError);
+
+#endif  // LOCALSTORAGE_TOOL_MEDIA_MEDIAOPENING_H
