@@ -82,15 +82,14 @@ TEST(Camera, WhatComesBackAndWhatIsPaced) {
     for (const auto& [pAddress, eSource] : ROWS) EXPECT_EQ(SourceOf(pAddress), eSource) << pAddress;
 }
 
-TEST(Camera, TheWaitsGrowUntilAMinuteWasRecorded) {
+TEST(Camera, TheWaitsGrowAndRecordingTakesThemBack) {
     const struct {
         int nRecorded;
         double fRandom;
         int nWait;  // ms
-    } ROWS[] = {{0, 0.5, 1000},    {0, 0.5, 2000},     {20000, 0.5, 4000}, {0, 0, 7200},
-                {0, 1, 17600},     {0, 0.5, 30000},    {0, 1, 33000},      {39999, 0.5, 30000},
-                {1, 0.5, 1000},    {20000, 0.5, 2000}, {20000, 0.5, 4000}, {20000, 0.5, 1000},
-                {90000, 0.5, 1000}};
+    } ROWS[] = {{0, 0.5, 1000},      {0, 0.5, 2000},     {11999, 0.5, 4000}, {1, 0.5, 4000},
+                {0, 0, 7200},        {0, 1, 17600},      {0, 0.5, 30000},    {0, 1, 33000},
+                {20000, 0.5, 16000}, {40000, 0.5, 2000}, {60000, 0.5, 1000}, {90000, 0.5, 1000}};
     CBackoff objBackoff;
     for (const auto& row : ROWS) {
         EXPECT_EQ(objBackoff.Next(CBackoff::Span(row.nRecorded), row.fRandom).count(), row.nWait);

@@ -4,10 +4,11 @@
 #define LOCALSTORAGE_TOOL_HOST_BACKOFF_H
 
 #include <chrono>
+#include <cstdint>
 
-/// 1, 2, 4, 8, 16, then 30 seconds again and again. A minute of recording begins anew with 1, in
-/// however many pieces it came: a camera that keeps breaking off but records in between is never
-/// left alone for long.
+/// 1, 2, 4, 8, 16, then 30 seconds again and again. Every 12 seconds of recording take back one
+/// doubling, so a good minute takes back all: a camera that breaks off now and then is never left
+/// alone for long.
 class CBackoff {
 public:
     using Span = std::chrono::milliseconds;
@@ -17,8 +18,8 @@ public:
     Span Next(Span nRecorded, double fRandom);
 
 private:
-    unsigned m_nWaits = 0;  ///< since it began anew
-    Span m_nRecorded{0};    ///< since then
+    std::int64_t m_nDoublings = 0;
+    Span m_nRecorded{0};  ///< that has taken back nothing yet
 };
 
 #endif  // LOCALSTORAGE_TOOL_HOST_BACKOFF_H
