@@ -13,6 +13,7 @@
 #include "host/EventHook.h"
 #include "media/FrameTimes.h"
 #include "media/MediaOpening.h"
+#include "media/ParameterSets.h"
 #include "records/PrunePlan.h"
 #include "records/RecordingName.h"
 
@@ -80,6 +81,26 @@ TEST(Camera, WhatComesBackAndWhatIsPaced) {
         {"nothing", ESource::File},          {"/dev/tty", ESource::Live},
     };
     for (const auto& [pAddress, eSource] : ROWS) EXPECT_EQ(SourceOf(pAddress), eSource) << pAddress;
+}
+
+// A file would begin with every key frame, or never.
+TEST(Camera, OnlyOtherParameterSetsBeginAnotherStream) {
+    const std::string SPS("\0\0\1\x67\x42\0\x1E", 7), PPS("\0\0\0\1\x68\xCE", 6),
+        IDR("\0\0\1\x65\x88", 5), OTHER("\0\0\1\x68\xCF", 5), VPS("\0\0\1\x40\1\x0C\1\xFF\xFF", 9);
+    const auto UnitOf = [](const std::string& str) {
+        return Bytes(reinterpret_cast<const std::uint8_t*>(str.data()), str.size());
+    };
+    const auto SetsOf = [&](const std::string& str) {
+        return ParameterSetsOf(UnitOf(str), ECodec::H264);
+    };
+    const auto setFirst = SetsOf(SPS + PPS + IDR);
+    EXPECT_EQ(setFirst.size(), 2u);
+    EXPECT_EQ(SetsOf(PPS + SPS + '\0' + PPS + IDR), setFirst);
+    EXPECT_NE(SetsOf(SPS + OTHER + IDR), setFirst);
+    EXPECT_TRUE(SetsOf(SPS + IDR).empty());
+    EXPECT_EQ(CodecOf(UnitOf(SPS + PPS + IDR), ECodec::H264), ECodec::H264);
+    EXPECT_EQ(CodecOf(UnitOf(VPS + IDR), ECodec::H264), ECodec::H265);
+    EXPECT_EQ(CodecOf(UnitOf(SPS + IDR), ECodec::H265), ECodec::H264);
 }
 
 TEST(Camera, TheWaitsGrowAndRecordingTakesThemBack) {

@@ -15,7 +15,7 @@ CCameraConnection::CCameraConnection(const cameraPlan& stPlan, CHost& objHost,
 std::optional<std::size_t> CCameraConnection::RecordNext() {
     const accessUnit* pUnit = m_objInput.Next();
     if (!pUnit) return std::nullopt;
-    if (Source() == ESource::Live && m_objInput.HasChanged()) {
+    if (Source() == ESource::Live && HasChangedCodec(*pUnit)) {
         throw CFailure("the camera has changed its codec");
     }
     if (!m_objPacer.WaitFor(pUnit->fTime)) return std::nullopt;
@@ -24,6 +24,12 @@ std::optional<std::size_t> CCameraConnection::RecordNext() {
     const bool bWritten = m_optChannel->Write(pUnit->stBytes);
     m_objSnapshots.Take(*pUnit, m_objInput.Parameters());
     return bWritten ? pUnit->stBytes.size() : 0;
+}
+
+/// FFmpeg goes on with the codec that it found at first, whatever comes.
+bool CCameraConnection::HasChangedCodec(const accessUnit& stUnit) const {
+    const ECodec eCodec = m_objInput.Codec();
+    return m_objInput.HasChanged() || CodecOf(stUnit.stBytes, eCodec) != eCodec;
 }
 
 void CCameraConnection::BeginFile() {

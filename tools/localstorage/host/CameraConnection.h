@@ -31,6 +31,7 @@ public:
     std::optional<std::size_t> RecordNext();
 
 private:
+    bool HasChangedCodec(const accessUnit& stUnit) const;
     void BeginFile();
     bool BeginsAnotherStream(const accessUnit& stUnit);
 

@@ -80,6 +80,15 @@ std::set<std::string> ParameterSetsOf(Bytes stUnit, ECodec eCodec) {
     return setUnits;
 }
 
+ECodec CodecOf(Bytes stUnit, ECodec eKnown) {
+    ECodec eCodec = eKnown;
+    ForEachUnit(stUnit, [&](const nalUnit& st) {
+        eCodec = RecogniseCodec(eKnown, st.aHead);
+        return eCodec == eKnown && GetNalRole(eKnown, st.aHead) < ENalRole::Slice;
+    });
+    return eCodec;
+}
+
 CParameterSetKeeper::CParameterSetKeeper(ECodec eCodec, Bytes stExtra)
     : m_eCodec(eCodec), m_vSets(CollectParameterSets(stExtra, eCodec).vBytes) {}
 

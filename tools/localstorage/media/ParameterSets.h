@@ -19,6 +19,10 @@ using Bytes = std::span<const std::uint8_t>;
 /// stream.
 std::set<std::string> ParameterSetsOf(Bytes stUnit, ECodec eCodec);
 
+/// The codec that what stands in front of a picture gives away; `eKnown` where nothing speaks
+/// against it.
+ECodec CodecOf(Bytes stUnit, ECodec eKnown);
+
 /// Gives key frames the parameter sets that they lack: the latest complete ones of the stream.
 class CParameterSetKeeper {
 public:
