@@ -34,9 +34,9 @@ constexpr const char* EXAMPLES =
     "So that no password shows in a list of processes, INPUT may be address-file:PATH, which is\n"
     "read for every try and holds the address in its first line, or env:NAME, a variable. In an\n"
     "address, a slash in a password is written %2F, an @ %40.\n\n"
-    "With several directories, only the first is recorded on unless --cyclic is given. The folder "
-    "RecordFile below each directory belongs to the engine:\n"
-    "with --auto-delete a full disk makes it delete the oldest day, and foreign files with it.";
+    "With several directories, only the first is recorded on unless --cyclic is given. The folder\n"
+    "RecordFile below each directory belongs to the engine: with --auto-delete a full disk makes\n"
+    "it delete the oldest day, and foreign files with it.";
 
 struct recordOptions {
     std::vector<std::string> vDirs, vCameras, vInputOptions;
