@@ -135,6 +135,15 @@ TEST_F(StreamWriting, TheNextFileIsNamedAfterTheHostHasHeardOfTheLast) {
     EXPECT_THAT(RecordFiles().back(), testing::EndsWith("20240306/cam01/20240306_080001.mp4"));
 }
 
+TEST_F(StreamWriting, TheNextFileLiesOnADiskThatWasMountedOverTheLast) {
+    StartBeforeSwitch();
+    std::filesystem::rename(m_dir / "1", m_dir / "below");
+    std::filesystem::create_directory(m_dir / "1");
+    m_faults.SetDevice(m_dir / "1", 4711);
+    EXPECT_TRUE(WritePiece("next"));
+    EXPECT_EQ(GetFile(Disk("1") + "RecordFile/20240305/cam01/20240305_080001.mp4"), "HEADnext");
+}
+
 TEST_F(StreamWriting, ANextFileWhosePathIsTooLongIsToldOnce) {
     AddDisk("1");
     AddDisk(std::string(259 - m_dir.Path().size() - 45, 'd'));
