@@ -67,7 +67,9 @@ bool CRecordDisk::LeaveForMounted() {
     return true;
 }
 
+// The end waits for what was asked before it, and not for a job that came later.
 void CRecordDisk::OpenTakenOver() {
+    if (m_bStopped) return;
     const int nResult = OpenIndex(m_pFolder, false);
     m_bOpenAgain = nResult == 1;
     if (nResult != 0) {
