@@ -325,11 +325,6 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
         Start(c.eType);
         EXPECT_EQ(DiskOfNext(), "1");
         ASSERT_TRUE(Open("open", Hour(2, 8)));
-        const auto swap = [&](const std::string& strBelow, bool bMounted) {
-            std::filesystem::rename(strDir, strBelow);
-            std::filesystem::rename(bMounted ? strDisk : m_dir / "below", strDir);
-            bMounted ? m_faults.SetDevice(strDir, 4711) : m_faults.ClearDevices();
-        };
         const auto await = [&](auto isSo) {  // a failed write makes the engine check
             m_faults.Fail(Op::Write, Ends(".mp4"), EFBIG).Times(1);
             EXPECT_FALSE(Write("open", Hour(2, 8), "lost"));
@@ -340,7 +335,9 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
         };
         CDirectoryLock lock;
         ASSERT_EQ(lock.Take(strDisk), 0);
-        swap(m_dir / "below", true);
+        std::filesystem::rename(strDir, m_dir / "below");
+        std::filesystem::rename(strDisk, strDir);
+        m_faults.SetDevice(strDir, 4711);
         if (!c.bEmpty) {
             EXPECT_EQ(DiskOfNext(), "2");
             EXPECT_EQ(LinesWith("mounted"), 0u) << "a stranger";
@@ -357,15 +354,8 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
                   c.strName == "1" ? 1u : 0u);
         SetRoom(FULL, "2");
         EXPECT_EQ(DiskOfNext(), "1");
-        SetRoom(ROOM, "2");
         const auto vFound = Find("cam01", Time(1, 0), Time(31, 0));
         EXPECT_EQ(vFound.size(), c.eType == eClient ? 0u : c.strName == "1" ? 2u : 3u);
         for (const std::string& strPath : vFound) EXPECT_TRUE(Exists(strPath)) << strPath;
-        swap(strDisk, false);
-        EXPECT_EQ(DiskOfNext(), c.strName == "2" ? "1" : c.bCycle ? "2" : "none") << "pulled";
-        EXPECT_EQ(Find("cam01", Time(1, 0), Time(2, 0)).size(), c.eType == eClient ? 0u : 1u);
-        swap(m_dir / "below", true);
-        SetRoom(FULL, "2");
-        EXPECT_EQ(DiskOfNext(), "1") << "back";
     }
 }
