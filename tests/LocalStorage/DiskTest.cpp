@@ -345,6 +345,7 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
         }
         await([] { return LinesWith("another engine uses the directory") == 1; });
         EXPECT_EQ(LinesWith("is taken over"), 0u);
+        const auto flushes = m_faults.Watch(Op::Write, Ends(".bin"));
         lock.Release();
         await(
             [&] { return GetFile(strDir + "/.localstorage").find("in use") != std::string::npos; });
@@ -357,5 +358,6 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
         const auto vFound = Find("cam01", Time(1, 0), Time(31, 0));
         EXPECT_EQ(vFound.size(), c.eType == eClient ? 0u : c.strName == "1" ? 2u : 3u);
         for (const std::string& strPath : vFound) EXPECT_TRUE(Exists(strPath)) << strPath;
+        EXPECT_EQ(flushes.Seen() > 0, c.bDirty) << "by the index of what lies below";
     }
 }
