@@ -190,6 +190,10 @@ int OSL_SyncFileSystemOf(OSL_FileHandle hFile);
 /// file and each folder is to be synced by itself.
 bool OSL_CanSyncFileSystem(const char* pPath);
 
+/// A path that leads to an open file or directory although something is mounted over its own; empty
+/// where the system has none.
+std::string OSL_PathOfHandle(OSL_FileHandle hFile);
+
 /// Takes an advisory lock on an open file or directory, shared with nobody (other opens of this
 /// process included), without waiting; one that this handle has is taken once more. Fails with
 /// EWOULDBLOCK where somebody holds it.

@@ -4,6 +4,7 @@
 #include "Osl/Osl.h"
 #include "Osl/OslCalls.h"
 #include "Osl/OslHandle.h"
+#include "Osl/OslPlatform.h"
 
 int OSL_GetDiskSpace(const char* pPath, OSL_DISK_SPACE& stSpace) {
     struct statvfs stStat;
@@ -27,6 +28,10 @@ int OSL_SyncFileSystemOf(OSL_FileHandle hFile) {
 
 bool OSL_CanSyncFileSystem(const char* pPath) {
     return OSL_Call().pfnCanSync(pPath) == 0;
+}
+
+std::string OSL_PathOfHandle(OSL_FileHandle hFile) {
+    return OSL_PlatformPathOf(static_cast<int>(hFile));
 }
 
 int OSL_LockFile(OSL_FileHandle hFile) {

@@ -44,6 +44,10 @@ int OSL_PlatformReserve(int nFile, off_t nLength) {
     return ::fallocate(nFile, FALLOC_FL_KEEP_SIZE, stStat.st_size, nLength);
 }
 
+std::string OSL_PlatformPathOf(int nFile) {
+    return "/proc/self/fd/" + std::to_string(nFile);
+}
+
 std::int64_t OSL_PlatformModifyNano(const struct stat& stStat) {
     return stStat.st_mtim.tv_nsec;
 }

@@ -27,6 +27,11 @@ int OSL_PlatformReserve(int nFile, off_t nLength) {
     return ::fcntl(nFile, F_PREALLOCATE, &stStore);
 }
 
+// What the system tells is the path under which it was opened, where something else may lie now.
+std::string OSL_PlatformPathOf(int) {
+    return {};
+}
+
 std::int64_t OSL_PlatformModifyNano(const struct stat& stStat) {
     return stStat.st_mtimespec.tv_nsec;
 }

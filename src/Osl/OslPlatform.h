@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -21,6 +22,9 @@ int OSL_PlatformSyncData(int nFile);
 /// Reserves so many bytes of disk behind the end of the open file without changing its size; -1 and
 /// errno on failure.
 int OSL_PlatformReserve(int nFile, off_t nLength);
+
+/// OSL_PathOfHandle.
+std::string OSL_PlatformPathOf(int nFile);
 
 /// Nanoseconds of the time of the last change of the content.
 std::int64_t OSL_PlatformModifyNano(const struct stat& stStat);

@@ -140,6 +140,10 @@ void CDirectoryLock::Release() {
     m_stNote = {};
 }
 
+std::string CDirectoryLock::Inside() const {
+    return m_hDir == OSL_INVALID_FILE ? std::string() : OSL_PathOfHandle(m_hDir);
+}
+
 bool CDirectoryLock::SetInUse(std::optional<std::time_t> tInUse) {
     if (m_hFile == OSL_INVALID_FILE) return false;
     m_stNote.tInUse = tInUse;

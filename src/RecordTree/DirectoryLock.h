@@ -39,6 +39,10 @@ public:
     /// Gives it back. Nothing, when it is not held.
     void Release();
 
+    /// A path to the locked directory that holds although something is mounted over its own; empty
+    /// where there is none.
+    std::string Inside() const;
+
     /// What the file said when the lock was taken last; empty when there is no file.
     const directoryNote& Note() const { return m_stNote; }
     /// Notes in the file that a run began, or ended (nullopt). False: it could not be written. The

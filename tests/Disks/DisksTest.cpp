@@ -279,6 +279,39 @@ TEST_P(Disks, OneIsPulledAndPutBackWhileItIsWritten) {
     EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
 }
 
+// The second disk is not recorded on, and nothing tells the engine of either.
+TEST_P(Disks, BothAreMountedTooLate) {
+    for (const CDisk* pDisk : {&m_disk1, &m_disk2}) {
+        MakeOld(*pDisk, "01_10", 2 * MIB);
+        pDisk->Unmount();
+    }
+    Start();
+    const recFileInfo stBelow = NextFile();
+    ASSERT_TRUE(m_pHost->Open(CAMERA, stBelow));
+    const std::string strBelow = Told(MESSAGEVALUE_CREATEFILE).back();
+    m_disk1.PutBack();
+    m_disk2.PutBack();
+    const auto end = std::chrono::steady_clock::now() + 10s;
+    for (const CDisk* pDisk : {&m_disk1, &m_disk2}) {
+        while (GetFile(pDisk->Path() + "/.localstorage").find("in use") == std::string::npos) {
+            ASSERT_LT(std::chrono::steady_clock::now(), end);
+            std::this_thread::sleep_for(FRAME);
+        }
+    }
+    EXPECT_TRUE(m_pHost->Write(CAMERA, stBelow, "stays below"));
+    EXPECT_TRUE(m_pHost->Close(CAMERA, stBelow));
+    ForgetMessages();
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
+    ExpectNothingLost();
+    m_disk1.Unmount();
+    ExpectOnSecond();
+    EXPECT_EQ(GetFile(strBelow), "stays below");
+    for (const auto& entry : fs::directory_iterator(m_disk1.Path())) fs::remove_all(entry);
+    m_disk1.PutBack();
+    m_disk2.LeaveFree(FULL);
+    EXPECT_THAT(Record(), StartsWith(m_disk1.Path()));
+}
+
 class AsUser : public Disks {
 protected:
     void Open() {

@@ -8,6 +8,7 @@
 
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/EngineTest.h"
+#include "RecordTree/DirectoryLock.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -271,13 +272,14 @@ TEST_F(DiskCheck, APassTakesNothingFromADiskThatDeletingCannotHelp) {
     constexpr int PULLED = 0;
     for (const int nError : {EIO, EROFS, PULLED}) {
         Reset();
+        m_faults.SetDevice(m_dir / "1", 4711);
         StartOnTwo();
         Record("cam01", Hour(1, 8));
         const Texts vBefore = Find("cam01", Time(1, 0), Time(2, 0));
         if (nError == PULLED) {
             std::filesystem::rename(m_dir / "1", m_dir / "pulled");
             std::filesystem::create_directory(m_dir / "1");
-            m_faults.SetDevice(m_dir / "1", 4711);
+            m_faults.ClearDevices();
         }
         m_faults.Fail(Op::Open, Below(m_dir / "1"), nError);
         EXPECT_EQ(DiskOfNext(), nError == PULLED ? "2" : "none");
@@ -293,8 +295,69 @@ TEST_F(DiskCheck, APassTakesNothingFromADiskThatDeletingCannotHelp) {
             EXPECT_TRUE(std::filesystem::is_empty(m_dir / "1")) << "nothing is made below it";
             std::filesystem::remove(m_dir / "1");
             std::filesystem::rename(m_dir / "pulled", m_dir / "1");
-            m_faults.ClearDevices();
+            m_faults.SetDevice(m_dir / "1", 4711);
         }
         EXPECT_EQ(DiskOfNext(), "1");
+    }
+}
+
+TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
+    const auto eBackup = LOCAL_STORAGE_REMOTE_BACKUP, eClient = LOCAL_STORAGE_CLIENT;
+    const struct {
+        LocalStorageType eType;
+        std::string strName;  // where the disk is mounted; "1" is current
+        bool bCycle, bDirty, bEmpty;
+    } cases[] = {{eBackup, "1", true, false, true},  {eBackup, "1", false, true, true},
+                 {eBackup, "2", true, false, true},  {eBackup, "2", false, false, true},
+                 {eBackup, "1", true, false, false}, {eClient, "1", true, false, true}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        Reset();
+        const std::string strDir = m_dir / c.strName, strDisk = m_dir / "disk";
+        StartOnTwo(c.eType);
+        Record("cam01", Hour(1, 8));
+        m_pEngine->Release();
+        std::filesystem::rename(m_dir / "1", strDisk);
+        AddDisk("1");
+        if (c.bDirty) PutFile(strDisk + "/RecordFile/index.dirty");
+        if (!c.bEmpty) PutFile(Disk("1") + "RecordFile/x");
+        m_stInfo.bCycWrite = c.bCycle;
+        Start(c.eType);
+        EXPECT_EQ(DiskOfNext(), "1");
+        ASSERT_TRUE(Open("open", Hour(2, 8)));
+        const auto await = [&](auto isSo) {  // a failed write makes the engine check
+            m_faults.Fail(Op::Write, Ends(".mp4"), EFBIG).Times(1);
+            EXPECT_FALSE(Write("open", Hour(2, 8), "lost"));
+            for (int n = 0; n < 1000 && !isSo(); ++n) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+            EXPECT_TRUE(Write("open", Hour(2, 8), "below"));
+        };
+        CDirectoryLock lock;
+        ASSERT_EQ(lock.Take(strDisk), 0);
+        std::filesystem::rename(strDir, m_dir / "below");
+        std::filesystem::rename(strDisk, strDir);
+        m_faults.SetDevice(strDir, 4711);
+        if (!c.bEmpty) {
+            EXPECT_EQ(DiskOfNext(), "2");
+            EXPECT_EQ(LinesWith("mounted"), 0u) << "a stranger";
+            continue;
+        }
+        await([] { return LinesWith("another engine uses the directory") == 1; });
+        EXPECT_EQ(LinesWith("is taken over"), 0u);
+        const auto flushes = m_faults.Watch(Op::Write, Ends(".bin"));
+        lock.Release();
+        await(
+            [&] { return GetFile(strDir + "/.localstorage").find("in use") != std::string::npos; });
+        EXPECT_EQ(LinesWith("is taken over"), 1u);
+        EXPECT_EQ(LinesWith("stays below the mount point, strPath [" + strDir +
+                            "/RecordFile/20240305/cam01], files [1]"),
+                  c.strName == "1" ? 1u : 0u);
+        SetRoom(FULL, "2");
+        EXPECT_EQ(DiskOfNext(), "1");
+        const auto vFound = Find("cam01", Time(1, 0), Time(31, 0));
+        EXPECT_EQ(vFound.size(), c.eType == eClient ? 0u : c.strName == "1" ? 2u : 3u);
+        for (const std::string& strPath : vFound) EXPECT_TRUE(Exists(strPath)) << strPath;
+        EXPECT_EQ(flushes.Seen() > 0, c.bDirty) << "by the index of what lies below";
     }
 }

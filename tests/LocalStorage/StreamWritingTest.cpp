@@ -135,6 +135,35 @@ TEST_F(StreamWriting, TheNextFileIsNamedAfterTheHostHasHeardOfTheLast) {
     EXPECT_THAT(RecordFiles().back(), testing::EndsWith("20240306/cam01/20240306_080001.mp4"));
 }
 
+TEST_F(StreamWriting, TheNextFileLiesOnTheDiskToWhichTheEngineMovedWhileTheHostHeardOfTheLast) {
+    AddDisk("1");
+    AddDisk("2");
+    m_stInfo.bCycWrite = true;
+    StartBeforeSwitch();
+    const auto looks = m_faults.Watch(Op::StatVfs, Below(m_dir / "2"));
+    std::thread check;
+    OnMessage([&](const hostMessage& stMessage) {
+        if (stMessage.nType != MESSAGEVALUE_CLOSEFILE) return;
+        SetRoom(FULL, "1");
+        check = std::thread([this] { CheckDisk(); });
+        while (looks.Seen() == 0) std::this_thread::yield();
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(100));  // it has moved, and is to tell
+    });
+    EXPECT_TRUE(WritePiece("next"));
+    check.join();
+    EXPECT_THAT(RecordFiles().back(), testing::StartsWith(Disk("2")));
+}
+
+TEST_F(StreamWriting, TheNextFileLiesOnADiskThatWasMountedOverTheLast) {
+    StartBeforeSwitch();
+    std::filesystem::rename(m_dir / "1", m_dir / "below");
+    std::filesystem::create_directory(m_dir / "1");
+    m_faults.SetDevice(m_dir / "1", 4711);
+    EXPECT_TRUE(WritePiece("next"));
+    EXPECT_EQ(GetFile(Disk("1") + "RecordFile/20240305/cam01/20240305_080001.mp4"), "HEADnext");
+}
+
 TEST_F(StreamWriting, ANextFileWhosePathIsTooLongIsToldOnce) {
     AddDisk("1");
     AddDisk(std::string(259 - m_dir.Path().size() - 45, 'd'));

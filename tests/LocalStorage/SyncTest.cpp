@@ -26,18 +26,21 @@ protected:
 };
 
 TEST_F(Sync, IsDoneForWhatWasWrittenAndForNothingElse) {
-    for (const bool bWrite : {false, true}) {
+    const std::string strFolder = m_dir / "1/RecordFile";
+    for (const unsigned nDisks : {0, 1, 2}) {
         Reset();
         StartSyncing(NEVER);
-        if (bWrite) {
-            ASSERT_TRUE(Open("cam_1_0", Hour(4, 8)));
-            ASSERT_TRUE(Write("cam_1_0", Hour(4, 8), "video"));
+        if (nDisks > 1) m_faults.SetDevice(strFolder + "/20240304/cam_2_0", 4711);
+        for (const char* pCamera : {"cam_1_0", "cam_2_0"}) {
+            if (nDisks == 0) continue;
+            ASSERT_TRUE(Open(pCamera, Hour(4, 8)));
+            ASSERT_TRUE(Write(pCamera, Hour(4, 8), "video"));
         }
-        const auto syncs = m_faults.Watch(Op::Sync, Is(m_dir / "1"));
-        const auto flushes = m_faults.Watch(Op::Sync, Below(m_dir / "1/RecordFile"));
+        const auto syncs = m_faults.Watch(Op::Sync, Below(strFolder + "/20240304"));
+        const auto flushes = m_faults.Watch(Op::Sync, Is(strFolder));
         m_pEngine->Release();
-        EXPECT_EQ(syncs.Seen(), bWrite ? 1u : 0u);
-        EXPECT_EQ(flushes.Seen() > 0, bWrite);
+        EXPECT_EQ(syncs.Seen(), nDisks) << "each where it lies";
+        EXPECT_EQ(flushes.Seen() > 0, nDisks > 0);
     }
 }
 

@@ -16,6 +16,7 @@ constexpr std::uint32_t FLUSH_INTERVAL = 180000;  // ms
 CIndex::CIndex(CRecordDir* pRecordDir)
     : m_hWriteEvent(OSL_CreateEvent()),
       m_pRecordDir(pRecordDir),
+      m_nDisk(pRecordDir ? pRecordDir->Disk() : 0),
       m_mutexIndex(OSL_LockRank::Index, "m_mutexIndex") {}
 
 CIndex::~CIndex() {

@@ -36,8 +36,9 @@ public:
         INDEX_TYPE_DELETE = 2
     };
 
-    /// `pRecordDir` (may be null: always present) tells whether the disk is there; it must outlive
-    /// this object.
+    /// Of the disk that is meant by `pRecordDir` (may be null: always present), which tells whether
+    /// it is there; that must outlive this object. Once another disk is taken over in its place,
+    /// the index neither calls the disk nor changes any more.
     explicit CIndex(CRecordDir* pRecordDir = nullptr);
     /// Call Release first.
     ~CIndex() override;
@@ -116,7 +117,7 @@ private:
     Step CheckOrRepair();
     int LeaveInitialize(int nResult);
     Step Fail(const char* pWhat, const std::string& strPath, int nError);
-    bool IsPresent() const { return !m_pRecordDir || m_pRecordDir->IsPresent(); }
+    bool IsPresent() const { return !m_pRecordDir || m_pRecordDir->IsPresent(m_nDisk); }
     bool WasAway() const { return m_pRecordDir && m_pRecordDir->WasAway(); }
     void ClearIndex();
 
@@ -156,6 +157,7 @@ private:
     bool m_bDoubtful = false;  // the tree may lack recordings, or the files may not be replaced
     OSL_EventHandle m_hWriteEvent;
     CRecordDir* const m_pRecordDir;
+    const int m_nDisk;  // CRecordDir::Disk
 
     OSL_Mutex m_mtxMarker{OSL_LockRank::IndexMarker, "m_mtxMarker"};
     bool m_bMarkerFailed OSL_GUARDED_BY(m_mtxMarker) = false;  // and that was logged

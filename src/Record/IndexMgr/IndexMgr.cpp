@@ -293,6 +293,7 @@ bool CIndexMgr::QueryOldestDay(StoreFileType eKind, const char* pMethod,
             *pDisk,
             [p = pDisk, eKind, setDays = stPassedOver.setDays]() -> std::optional<dayOffer> {
                 dayOffer stOffer;
+                stOffer.nDisk = p->Disk();
                 if (!p->GetDays(eKind).GetOldestDate(setDays, stOffer)) return std::nullopt;
                 return stOffer;
             });
@@ -306,6 +307,7 @@ bool CIndexMgr::QueryOldestDay(StoreFileType eKind, const char* pMethod,
     }
     const std::size_t nChosen = ChooseOldestDay(vOffers);
     day.stDay = vOffers[nChosen].stDay;
+    day.nDisk = vOffers[nChosen].nDisk;
     day.vFiles =
         RunForPass(*vOffering[nChosen], [p = vOffering[nChosen], eKind, stDay = day.stDay] {
             std::vector<recordPath> vFiles;

@@ -33,6 +33,7 @@ inline void EndPassOnShortage() {
 struct dayOffer {
     dayFolder stDay;
     long lTime = 0;  ///< modification time of its folder
+    int nDisk = 0;   ///< CRecordDisk::Disk
 };
 
 /// What a deletion pass asks of one record directory, in either layout.
@@ -50,6 +51,7 @@ public:
 struct oldestDay {
     dayFolder stDay;
     std::vector<recordPath> vFiles;
+    int nDisk = 0;  ///< which must still be there when they are deleted: CRecordDisk::Disk
 };
 
 /// The offer with the earliest day; of equal days the one with the earlier time, of equal times the

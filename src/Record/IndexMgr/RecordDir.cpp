@@ -26,10 +26,25 @@ bool GetNearestInfo(std::string strPath, OSL_FINFO_S& stInfo) {
     return true;
 }
 
+// Whether one of the directories above lies on this file system.
+bool LiesBelow(std::string strPath, std::uint64_t nDevice) {
+    OSL_FINFO_S stInfo;
+    for (std::size_t nSlash = strPath.rfind('/'); nSlash != std::string::npos;
+         nSlash = strPath.rfind('/')) {
+        strPath.resize(nSlash);
+        if (OSL_GetTargetInfo((strPath + "/").c_str(), stInfo) == 0 && stInfo.nDevice == nDevice) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 CRecordDir::CRecordDir(std::string strPath)
-    : m_strPath(std::move(strPath)), m_mtx(OSL_LockRank::RecordDir, "record directory") {}
+    : m_strPath(std::move(strPath)),
+      m_mtx(OSL_LockRank::RecordDir, "record directory"),
+      m_pLock(std::make_unique<CDirectoryLock>()) {}
 
 CRecordDir::~CRecordDir() = default;
 
@@ -39,6 +54,7 @@ void CRecordDir::Make() {
         LogFailure("cannot make the directory", m_strPath);
     }
     OSL_Guard guard(m_mtx);
+    m_bEmpty = HoldsNothing();  // first: what is mounted in between is what is remembered
     m_identity = GetIdentity();
 }
 
@@ -56,13 +72,13 @@ bool CRecordDir::IsPresent() {
     OSL_Guard guard(m_mtx);
     if (!m_identity) {
         if (!identity) return true;
-        if (!IsMadeByUs()) return false;
+        if (!HoldsNothing()) return false;
         m_identity = identity;
     }
     const std::uint64_t nDevice = identity ? identity->nDevice : stNearest.nDevice;
     const bool bSameDisk = nDevice == m_identity->nDevice || (identity && IsSameDisk());
     if (!bReached || !bSameDisk) {
-        Unlock();
+        if (!IsMountedOver()) Unlock();
         return false;
     }
     if (!identity) return true;
@@ -75,13 +91,41 @@ bool CRecordDir::IsSameDisk() const {
     return !m_strDiskID.empty() && ReadDirectoryNote(m_strPath).strIdentity == m_strDiskID;
 }
 
-bool CRecordDir::IsMadeByUs() const {
-    return OSL_AccessFile((m_strPath + "/" + RECORD_FOLDER).c_str(), 0) != 0 &&
-           OSL_AccessFile((m_strPath + "/" + BACKUP_FOLDER).c_str(), 0) != 0;
+bool CRecordDir::HoldsNothing() const {
+    return IsGone(m_strPath + "/" + RECORD_FOLDER) && IsGone(m_strPath + "/" + BACKUP_FOLDER) &&
+           IsGone(m_strPath + "/" + IMAGE_FOLDER);
+}
+
+// By a disk that may be taken over. What lay there, or above it when nothing did, must still be
+// there: a pulled disk is not.
+bool CRecordDir::IsMountedOver() const {
+    OSL_FINFO_S stInfo;
+    if (!m_bEmpty) return false;
+    if (!m_identity) return !HoldsNothing();
+    return GetNearestInfo(m_strPath, stInfo) && stInfo.nDevice != m_identity->nDevice &&
+           !IsSameDisk() && LiesBelow(m_strPath, m_identity->nDevice);
+}
+
+// What the last run on it noted is told by its lock, and is not noted over.
+std::unique_ptr<CDirectoryLock> CRecordDir::TakeOver() {
+    OSL_Guard guard(m_mtx);
+    if (!IsMountedOver() || !MakeFullPath((m_strPath + "/").c_str())) return nullptr;
+    auto pBelow = std::exchange(m_pLock, std::make_unique<CDirectoryLock>());
+    const bool bInUse = std::exchange(m_bInUse, false);
+    if (!Lock()) {
+        m_pLock = std::move(pBelow);
+        m_bInUse = bInUse;
+        return nullptr;
+    }
+    m_identity = GetIdentity();
+    m_strDiskID = m_pLock->Note().strIdentity;
+    m_bEmpty = m_bWasAway = false;
+    ++m_nDisk;
+    return pBelow;
 }
 
 bool CRecordDir::Lock() {
-    const int nError = m_objLock.Take(m_strPath);
+    const int nError = m_pLock->Take(m_strPath);
     if (nError != 0 && nError != m_nLockError) {
         errno = nError;
         LogFailure(nError == EWOULDBLOCK ? "another engine uses the directory"
@@ -90,29 +134,29 @@ bool CRecordDir::Lock() {
     }
     m_nLockError = nError;
     if (nError == EWOULDBLOCK) m_bWasAway = true;
-    if (!m_objLock.Note().strIdentity.empty()) m_strDiskID = m_objLock.Note().strIdentity;
-    if (m_bInUse && !m_objLock.Note().tInUse) m_objLock.SetInUse(OSL_Time());
+    if (!m_pLock->Note().strIdentity.empty()) m_strDiskID = m_pLock->Note().strIdentity;
+    if (m_bInUse && !m_pLock->Note().tInUse) m_pLock->SetInUse(OSL_Time());
     return nError != EWOULDBLOCK;
 }
 
 void CRecordDir::Unlock() {
-    m_objLock.Release();
+    m_pLock->Release();
     m_bWasAway = true;
 }
 
 std::optional<std::time_t> CRecordDir::BeginUse() {
     OSL_Guard guard(m_mtx);
-    const std::optional<std::time_t> tLast = m_objLock.Note().tInUse;
+    const std::optional<std::time_t> tLast = m_pLock->Note().tInUse;
     m_bInUse = true;
-    m_objLock.SetInUse(OSL_Time());
+    m_pLock->SetInUse(OSL_Time());
     return tLast;
 }
 
 // Asks first, so that nothing is noted on another disk.
 void CRecordDir::EndUse() {
     OSL_Guard guard(m_mtx);
-    if (std::exchange(m_bInUse, false) && IsPresent()) m_objLock.SetInUse(std::nullopt);
-    m_objLock.Release();
+    if (std::exchange(m_bInUse, false) && IsPresent()) m_pLock->SetInUse(std::nullopt);
+    m_pLock->Release();
 }
 
 bool CRecordDir::IsSame(const CRecordDir& other) const {

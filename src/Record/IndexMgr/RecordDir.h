@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 #include <ctime>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -40,9 +41,19 @@ public:
     /// used without a lock until that works.
     ///
     /// A directory that Make could not make is remembered when it is there at last; not, when it
-    /// came with a record folder, whose recordings the index does not know: that is for the next
-    /// start.
+    /// came with recordings, which the index does not know: that is for TakeOver.
     bool IsPresent();
+    /// The same of one of the disks that have lain there: the n-th that was taken over.
+    bool IsPresent(int nDisk) { return IsPresent() && nDisk == m_nDisk; }
+    /// Which of them is meant from now on; 0 before any was taken over. Any thread.
+    int Disk() const { return m_nDisk; }
+
+    /// Takes over the disk that is mounted over the directory, if that held no recording or picture
+    /// when it was made: locks it, and remembers it in place of what lay there. Null: there is
+    /// none, or another engine has it, which is logged. Else the lock on what lay there, not held
+    /// where nothing did. A disk that only came to light because another was pulled stays a
+    /// stranger: it is mounted over a directory if that lies on the file system of one above it.
+    std::unique_ptr<CDirectoryLock> TakeOver();
 
     /// Whether it was not present for a while: others may have changed what lies in it. Any thread.
     bool WasAway() const { return m_bWasAway; }
@@ -63,8 +74,9 @@ private:
     };
 
     std::optional<Identity> GetIdentity() const;
-    bool IsMadeByUs() const;
+    bool HoldsNothing() const;
     bool IsSameDisk() const OSL_REQUIRES(m_mtx);
+    bool IsMountedOver() const OSL_REQUIRES(m_mtx);
     bool Lock() OSL_REQUIRES(m_mtx);
     void Unlock() OSL_REQUIRES(m_mtx);
 
@@ -72,10 +84,12 @@ private:
     OSL_Mutex m_mtx;
     std::optional<Identity> m_identity OSL_GUARDED_BY(m_mtx);  // none: has never been there
     std::string m_strDiskID OSL_GUARDED_BY(m_mtx);             // of its file; empty: it has none
-    CDirectoryLock m_objLock OSL_GUARDED_BY(m_mtx);
+    std::unique_ptr<CDirectoryLock> m_pLock OSL_GUARDED_BY(m_mtx);
+    bool m_bEmpty OSL_GUARDED_BY(m_mtx) = false;  // nothing was recorded there before this run
     bool m_bInUse OSL_GUARDED_BY(m_mtx) = false;
     int m_nLockError OSL_GUARDED_BY(m_mtx) = 0;  // why it is not locked; was logged
     std::atomic<bool> m_bWasAway{false};
+    std::atomic<int> m_nDisk{0};
 };
 
 #endif  // LOCALSTORAGE_INDEXMGR_RECORDDIR_H

@@ -31,34 +31,42 @@ CRecordDisk::Meeting CRecordDisk::Meet(const std::vector<std::shared_ptr<CRecord
 
 int CRecordDisk::Open(const char* pFolder, bool bAllTheSame) {
     if (m_eMeeting != Meeting::Ready) return 1;
+    // What was read below another folder is not flushed below this one.
+    m_pIndex = nullptr;
+    m_vIndexes.clear();
+    return OpenIndex(pFolder, bAllTheSame);
+}
+
+int CRecordDisk::OpenIndex(const char* pFolder, bool bAllTheSame) {
     OSL_FINFO_S stInfo;
     if (GetFolderAttribute(Path(), pFolder, stInfo) && stInfo.wFileType == OSL_TYPE_LINK) {
         LogText("[wtb][CIndexMgr::Initialize] the record folder is a link, strPath [%s/%s]",
                 Path().c_str(), pFolder);
     }
     m_bOpen = false;
-    // What was read below another folder is not flushed below this one.
-    m_pIndex.reset();
+    CIndex* pIndex = nullptr;
     if (!m_bClientLayout) {
-        m_pIndex = std::make_unique<CIndex>(&m_objDir);
-        const int nResult = m_pIndex->Initialize(
+        pIndex = m_vIndexes.emplace_back(std::make_unique<CIndex>(&m_objDir)).get();
+        const int nResult = pIndex->Initialize(
             Path(), pFolder,
             bAllTheSame ? CIndex::BeyondRepair::IsReadAllTheSame : CIndex::BeyondRepair::IsRefused,
             shared_from_this());
-        m_strFault = m_pIndex->Fault();
+        m_strFault = pIndex->Fault();
         if (nResult != 0) {
             LogText("[wtb][CIndexMgr::Initialize] index fail, strPath [%s], reason [%s]",
                     Path().c_str(), m_strFault.c_str());
+            m_vIndexes.pop_back();
             return nResult;
         }
     }
+    m_pIndex = pIndex;
     m_bOpen = m_pFolder.load() == pFolder;
-    if (m_bStopped && m_pIndex) m_pIndex->EndWriter();
+    if (m_bStopped && pIndex) pIndex->EndWriter();
     return 0;
 }
 
 COldestDays& CRecordDisk::GetDays(StoreFileType eKind) {
-    if (m_pIndex) return *m_pIndex;
+    if (CIndex* const pIndex = m_pIndex) return *pIndex;
     return eKind == STORE_FILE_IMAGE ? m_objPictures : m_objRecordings;
 }
 
@@ -115,7 +123,8 @@ bool CRecordDisk::EndCalls(std::int64_t nPatience) {
 }
 
 bool CRecordDisk::EndIndex(std::int64_t nPatience) {
-    return !m_pIndex || m_pIndex->Release(nPatience) || LeaveCalls();
+    const auto release = [=](const auto& pIndex) { return pIndex->Release(nPatience); };
+    return std::all_of(m_vIndexes.begin(), m_vIndexes.end(), release) || LeaveCalls();
 }
 
 bool CRecordDisk::EndUse(std::int64_t nPatience) {
@@ -140,7 +149,7 @@ bool CRecordDisk::LeaveCalls() {
 void CRecordDisk::Abandon() {
     m_objCalls.Stop();
     m_objCalls.Wait(OSL_FOREVER);
-    if (m_pIndex) m_pIndex->Abandon();
+    for (const auto& pIndex : m_vIndexes) pIndex->Abandon();
 }
 
 CIndexChange::CIndexChange(std::shared_ptr<CRecordDisk> pDisk)

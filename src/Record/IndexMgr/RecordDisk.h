@@ -37,12 +37,19 @@ public:
     /// Opens its indexes below the record folder of this name, unless SetFolder has named another
     /// since. The result is that of CIndex::Initialize; see Fault.
     int Open(const char* pFolder, bool bAllTheSame);
+    /// Takes over a disk that was mounted too late (CRecordDir::TakeOver): its indexes are opened
+    /// as at the start, below the record folder that the process uses, and what stays below it is
+    /// logged. Where they are to be repaired that is left to a job of its own. Not while the disk's
+    /// turn is taken. Whether the directory may be used now.
+    bool TakeOver();
     const std::string& Fault() const { return m_strFault; }
     /// The last step of its start, unless it is not open: gives back what a crash left reserved,
     /// before any file is opened.
     void BeginUse();
     /// Whether it may be used: its indexes are open, and its directory is there and ours.
     bool IsPresent() { return IsOpen() && m_objDir.IsPresent(); }
+    /// The same of the disk that Disk told of then.
+    bool IsPresent(int nDisk) { return IsOpen() && m_objDir.IsPresent(nDisk); }
     /// The days of one kind, once it is open.
     COldestDays& GetDays(StoreFileType eKind);
     /// Removes the entry of a file that turned out to be gone already. True: it is out of the index
@@ -59,7 +66,9 @@ public:
     bool IsOpen() const { return m_bOpen; }
     bool IsClientLayout() const { return m_bClientLayout; }
     /// The index; null in the client layout, and until it is open.
-    CIndex* Index() const { return IsOpen() ? m_pIndex.get() : nullptr; }
+    CIndex* Index() const { return IsOpen() ? m_pIndex.load() : nullptr; }
+    /// CRecordDir::Disk.
+    int Disk() const { return m_objDir.Disk(); }
     /// CIndexMgr::WriteIndex for a file of this directory.
     void WriteIndex(const recordPath& stPath, CIndex::IndexType eIndexType);
     /// The folder that Open is to use; one that comes late opens nothing below another.
@@ -82,13 +91,21 @@ public:
 private:
     /// Ends the disk's threads, or leaves them behind; false.
     bool LeaveCalls();
+    int OpenIndex(const char* pFolder, bool bAllTheSame);
+    /// The steps of TakeOver.
+    bool LeaveForMounted();
+    void OpenTakenOver();
 
     const bool m_bClientLayout;
     CRecordDir m_objDir;
-    std::unique_ptr<CIndex> m_pIndex;
+    // Those but the last are of disks in whose place another was taken over: questions to them may
+    // be under way. The disk's thread's, until that ends.
+    std::vector<std::unique_ptr<CIndex>> m_vIndexes;
+    std::atomic<CIndex*> m_pIndex{nullptr};  // the last that was open
     CKestrelIndex m_objRecordings, m_objPictures;
     Meeting m_eMeeting = Meeting::IsNotThere;
     std::string m_strFault;
+    bool m_bOpenAgain = false;  // a disk that was taken over, for which something was short
     std::atomic<const char*> m_pFolder{nullptr};
     std::atomic<bool> m_bOpen{false}, m_bStopped{false}, m_bLate{false};
     std::future<void> m_used, m_cleanedUp;  // the last jobs of both lanes

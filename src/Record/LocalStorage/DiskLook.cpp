@@ -50,6 +50,6 @@ diskLook LookAtDisk(CRecordDisk& disk, int nFailure) {
 bool MakeRecDir(CRecordDisk& disk) {
     const std::string strInside = disk.Path() + "/";
     const bool bThere = OSL_AccessFile(strInside.c_str(), 0) == 0;
-    if (!bThere && !(disk.IsPresent() && MakeFullPath(strInside.c_str()))) return false;
-    return disk.IsPresent();
+    if (!bThere && disk.IsPresent() && !MakeFullPath(strInside.c_str())) return false;
+    return disk.IsPresent() || disk.TakeOver();
 }

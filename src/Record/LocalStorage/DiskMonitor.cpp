@@ -15,6 +15,7 @@ std::uint32_t CLocalStorage::DiskCheckProc(void* pEngine) {
     auto& engine = *static_cast<CLocalStorage*>(pEngine);
     while (engine.AwaitDiskCheck()) {
         try {
+            engine.m_objDisks.AskOthers();
             engine.CheckDisk(Pace::Gentle);
         } catch (const std::exception&) {
             OutOfMemory("CheckDisk");

@@ -17,10 +17,9 @@ void CSyncedFile::Close() {
     m_pUser = nullptr;
 }
 
-CDiskSync::CDiskSync(std::string strRecDir, bool bWhole, OnFailure onFailure)
+CDiskSync::CDiskSync(std::string strRecDir, OnFailure onFailure)
     : m_strRecDir(std::move(strRecDir)),
       m_onFailure(std::move(onFailure)),
-      m_bWhole(bWhole),
       m_hStop(OSL_CreateEvent()) {}
 
 CDiskSync::~CDiskSync() {
@@ -46,7 +45,6 @@ bool CDiskSync::Wait(std::int64_t nPatience) {
 void CDiskSync::SyncAgainAndAgain() {
     std::uint32_t nResult = OSL_WAIT_TIMEOUT;
     while (nResult == OSL_WAIT_TIMEOUT) {
-        if (m_bWhole) OpenDisk();
         nResult = OSL_WaitForSingleObject(m_hStop, m_nInterval);
         try {
             Sync();
@@ -54,44 +52,54 @@ void CDiskSync::SyncAgainAndAgain() {
             LogText("[wtb][CDiskSync::Sync] out of memory, strRecDir [%s]", m_strRecDir.c_str());
         }
     }
-    CloseDisk();
     const Files vFiles = TakeAll();  // which own this
 }
 
 std::shared_ptr<CSyncedFile> CDiskSync::Add(const std::string& strCameraID, void* pUser,
                                             const std::string& strPath, OSL_FileHandle hFile) try {
+    const auto pDisk = DiskOf(strPath);
     auto pFile =
-        std::make_shared<CSyncedFile>(shared_from_this(), strCameraID, pUser, strPath,
-                                      m_bWhole ? OSL_INVALID_FILE : OSL_DuplicateFile(hFile));
+        std::make_shared<CSyncedFile>(shared_from_this(), strCameraID, pUser, strPath, pDisk,
+                                      pDisk ? OSL_INVALID_FILE : OSL_DuplicateFile(hFile));
     pFile->NoteWritten();  // its name, at least
     OSL_Guard guard(m_mtx);
     if (m_bEnded) return nullptr;
     m_vFiles.push_back(pFile);
     // The folders above it may have been made for it.
-    for (std::size_t nSlash = strPath.rfind('/'); !m_bWhole && nSlash > m_strRecDir.size();
+    for (std::size_t nSlash = strPath.rfind('/'); !pDisk && nSlash > m_strRecDir.size();
          nSlash = strPath.rfind('/', nSlash - 1)) {
         m_setFolders.insert(strPath.substr(0, nSlash));
     }
-    if (!m_bWhole) m_setFolders.insert(m_strRecDir);
+    if (!pDisk) m_setFolders.insert(m_strRecDir);
     return pFile;
 } catch (const std::exception&) {
     return nullptr;
 }
 
 void CDiskSync::Sync() {
-    const Files vFiles = TakeWritten();
-    if (!vFiles.empty()) m_bWhole ? SyncWhole(vFiles) : SyncEach(vFiles);
+    std::map<std::shared_ptr<openDisk>, Files> mWritten;
+    for (const auto& pFile : TakeWritten()) mWritten[pFile->m_pDisk].push_back(pFile);
+    for (const auto& [pDisk, vFiles] : mWritten) {
+        pDisk ? SyncWhole(pDisk->hDisk, vFiles) : SyncEach(vFiles);
+    }
 }
 
-// Anew before every pause: a handle tells what went wrong since it was opened, and the directory
-// may lie on another disk by now.
-void CDiskSync::OpenDisk() {
-    CloseDisk();
-    m_hDisk = OSL_OpenFile((m_strRecDir + "/").c_str(), OSL_OPEN_READ, 0);
-}
-
-void CDiskSync::CloseDisk() {
-    if (m_hDisk != OSL_INVALID_FILE) OSL_CloseFile(std::exchange(m_hDisk, OSL_INVALID_FILE));
+// Null where it is not to be synced as a whole, or cannot be opened. It is opened before anything
+// is written, since a handle tells what went wrong from then on; by the file's own folder, since a
+// link may lead to it.
+std::shared_ptr<openDisk> CDiskSync::DiskOf(const std::string& strPath) {
+    OSL_FINFO_S stInfo;
+    if (!OSL_CanSyncFileSystem(strPath.c_str()) ||
+        OSL_GetTargetInfo(strPath.c_str(), stInfo) != 0) {
+        return nullptr;
+    }
+    auto pDisk = m_pDisk.lock();
+    if (pDisk && pDisk->nDevice == stInfo.nDevice) return pDisk;
+    const std::string strFolder = strPath.substr(0, strPath.rfind('/') + 1);
+    const OSL_FileHandle hDisk = OSL_OpenFile(strFolder.c_str(), OSL_OPEN_READ, 0);
+    if (hDisk == OSL_INVALID_FILE) return nullptr;
+    m_pDisk = pDisk = std::make_shared<openDisk>(stInfo.nDevice, hDisk);
+    return pDisk;
 }
 
 // A file that was closed is taken a last time. What is written from here on counts for the next
@@ -118,9 +126,8 @@ std::set<std::string> CDiskSync::TakeFolders() {
     return std::exchange(m_setFolders, {});
 }
 
-void CDiskSync::SyncWhole(const Files& vFiles) {
-    if (m_hDisk == OSL_INVALID_FILE) OpenDisk();
-    if (OSL_SyncFileSystemOf(m_hDisk) != 0) Report(vFiles, OSL_GetSystemLastError());
+void CDiskSync::SyncWhole(OSL_FileHandle hDisk, const Files& vFiles) {
+    if (OSL_SyncFileSystemOf(hDisk) != 0) Report(vFiles, OSL_GetSystemLastError());
 }
 
 // Folders last: a name that is durable leads to content that is. One that a deletion pass took
@@ -144,9 +151,9 @@ void CDiskSync::Report(const Files& vFiles, int nError) {
     }
 }
 
-bool CDiskSyncs::Start(const std::string& strRecDir, bool bWhole, std::uint32_t nInterval) {
+bool CDiskSyncs::Start(const std::string& strRecDir, std::uint32_t nInterval) {
     if (nInterval == 0) return true;
-    auto pSync = std::make_shared<CDiskSync>(strRecDir, bWhole, m_onFailure);
+    auto pSync = std::make_shared<CDiskSync>(strRecDir, m_onFailure);
     if (!pSync->Start(nInterval)) return false;
     m_mSyncs.emplace(strRecDir, std::move(pSync));
     return true;

@@ -4,7 +4,8 @@
 // A thread of its own, which may be left behind on a disk that hangs, syncs once per interval, and
 // only when something was written: the whole file system where that is possible, else each file
 // written to and each folder in which files were made. No lock is held meanwhile, so nobody who
-// writes, opens or closes waits for a disk that is slow to sync.
+// writes, opens or closes waits for a disk that is slow to sync. Another disk may come to lie there
+// while files are open on the first: each file is synced where it lies.
 
 #ifndef LOCALSTORAGE_RECORD_DISKSYNC_H
 #define LOCALSTORAGE_RECORD_DISKSYNC_H
@@ -26,14 +27,26 @@
 
 class CDiskSync;
 
+/// A file system that is synced as a whole, open as long as files on it are.
+struct openDisk {
+    openDisk(std::uint64_t n, OSL_FileHandle h) : nDevice(n), hDisk(h) {}
+    ~openDisk() { OSL_CloseFile(hDisk); }
+    openDisk(const openDisk&) = delete;
+    openDisk& operator=(const openDisk&) = delete;
+
+    const std::uint64_t nDevice;
+    const OSL_FileHandle hDisk;
+};
+
 /// One file that is being written, as the sync knows it.
 class CSyncedFile {
 public:
     CSyncedFile(std::shared_ptr<CDiskSync> pSync, const std::string& strCameraID, void* pUser,
-                const std::string& strPath, OSL_FileHandle hFile)
+                const std::string& strPath, std::shared_ptr<openDisk> pDisk, OSL_FileHandle hFile)
         : m_pSync(std::move(pSync)),
           m_strCameraID(strCameraID),
           m_strPath(strPath),
+          m_pDisk(std::move(pDisk)),
           m_pUser(pUser),
           m_hFile(hFile) {}
     ~CSyncedFile();
@@ -54,8 +67,9 @@ private:
 
     const std::shared_ptr<CDiskSync> m_pSync;
     const std::string m_strCameraID, m_strPath;
+    const std::shared_ptr<openDisk> m_pDisk;  // null: the file is synced by itself
     void* m_pUser;                 // guarded by the sync's lock; null once the file is closed
-    const OSL_FileHandle m_hFile;  // a handle of our own, where files are synced one by one
+    const OSL_FileHandle m_hFile;  // a handle of our own, where it is synced by itself
     std::atomic<bool> m_bWritten{false};
     bool m_bOpen = true;  // guarded by the sync's lock
 };
@@ -66,8 +80,8 @@ public:
     /// the channel's, null when the file was closed meanwhile.
     using OnFailure = std::function<void(const CSyncedFile& file, void* pUser, int nError)>;
 
-    /// `strRecDir` without a "/" at the end; `bWhole`: its file system can be synced as a whole.
-    CDiskSync(std::string strRecDir, bool bWhole, OnFailure onFailure);
+    /// `strRecDir` without a "/" at the end.
+    CDiskSync(std::string strRecDir, OnFailure onFailure);
     /// Call Stop first.
     ~CDiskSync();
     CDiskSync(const CDiskSync&) = delete;
@@ -83,6 +97,7 @@ public:
 
     /// Takes up a file that was opened for writing; whoever writes says so through the result. Null
     /// when there is no memory for it: then the file is synced with its neighbours or not at all.
+    /// On the disk's thread.
     std::shared_ptr<CSyncedFile> Add(const std::string& strCameraID, void* pUser,
                                      const std::string& strPath, OSL_FileHandle hFile);
 
@@ -93,21 +108,19 @@ private:
 
     void SyncAgainAndAgain();
     void Sync();
-    void OpenDisk();
-    void CloseDisk();
+    std::shared_ptr<openDisk> DiskOf(const std::string& strPath);
     Files TakeWritten();
     Files TakeAll();
     std::set<std::string> TakeFolders();
-    void SyncWhole(const Files& vFiles);
+    void SyncWhole(OSL_FileHandle hDisk, const Files& vFiles);
     void SyncEach(const Files& vFiles);
     void Report(const Files& vFiles, int nError);
 
     const std::string m_strRecDir;
     const OnFailure m_onFailure;
-    const bool m_bWhole;  // the file system can be synced as a whole
     std::uint32_t m_nInterval = 0;
     OSL_EventHandle m_hStop;
-    OSL_FileHandle m_hDisk = OSL_INVALID_FILE;  // the sync thread's
+    std::weak_ptr<openDisk> m_pDisk;  // of the last file; the disk thread's
 
     OSL_Mutex m_mtx{OSL_LockRank::DiskSync, "disk sync"};
     bool m_bEnded OSL_GUARDED_BY(m_mtx) = false;
@@ -124,7 +137,7 @@ public:
 
     /// Begins to sync a directory every so many milliseconds; 0: never. False: no thread. No other
     /// call may run meanwhile.
-    bool Start(const std::string& strRecDir, bool bWhole, std::uint32_t nInterval);
+    bool Start(const std::string& strRecDir, std::uint32_t nInterval);
     /// Syncs a last time and ends. Those directories that give no answer for LAST_PATIENCE are
     /// logged, left behind and added to `setHung`. No other call may run meanwhile.
     void Stop(std::set<std::string>& setHung);

@@ -77,6 +77,12 @@ void CDisks::Ask(Prefer ePrefer) {
     }
 }
 
+void CDisks::AskOthers() {
+    for (std::size_t n = 0; !m_bCycWrite && n < m_vAskers.size(); ++n) {
+        if (n != CurrentNumber()) m_vAskers[n]->Ask();
+    }
+}
+
 void CDisks::AwaitAll() {
     for (const auto& [pAsker, nQuestion] : AskInUse(Prefer::First)) {
         pAsker->Await(nQuestion, CDiskAsker::Clock::time_point::max());

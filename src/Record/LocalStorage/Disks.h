@@ -55,6 +55,9 @@ public:
     /// Asks all disks at once that may be recorded on, and waits for as many answers as it takes to
     /// find one with room.
     void Ask(Prefer ePrefer = Prefer::Current);
+    /// Asks those that are never recorded on, and waits for none: a disk that was mounted too late
+    /// is taken over when it is asked.
+    void AskOthers();
     enum class Room { Here, Moved, None };
     /// Makes the first current that has room, by the last looks; without any nothing changes.
     Room Choose(Prefer ePrefer = Prefer::Current);

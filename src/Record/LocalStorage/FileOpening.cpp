@@ -27,9 +27,8 @@ CRecordFile COpenedFile::Take() {
 // The marker may need the folder that comes with the first file.
 COpenedFile COpenedFile::Open(const fileOrder& stOrder, const WantedFlag& pbWanted) {
     COpenedFile opened;
-    if (!*pbWanted) return opened;
+    if (!*pbWanted || !MakeRecDir(*stOrder.pDisk)) return opened;
     if (stOrder.bIndexed) opened.m_pChange = std::make_unique<CIndexChange>(stOrder.pDisk);
-    if (!MakeRecDir(*stOrder.pDisk)) return opened;
     opened.OpenInFolder(stOrder, pbWanted);
     if (opened.IsOpen() && opened.m_pChange) opened.m_pChange->MakeMarker();
     return opened;

@@ -126,13 +126,7 @@ void CLocalStorage::ChooseFirstDisk(std::list<std::string> lsRecDir) {
 bool CLocalStorage::StartSync() {
     const int nInterval = GetStorageOption(STORAGE_OPTION_SYNC_INTERVAL);
     for (const std::string& strRecDir : m_objDisks.All()) {
-        const auto whole = m_pIndexMgr->Disk(strRecDir)->Calls().Run(
-            DiskLane::Use,
-            [strInside = strRecDir + "/"] { return OSL_CanSyncFileSystem(strInside.c_str()); });
-        if (m_objSyncs.Start(strRecDir, whole.value_or(false),
-                             static_cast<std::uint32_t>(nInterval))) {
-            continue;
-        }
+        if (m_objSyncs.Start(strRecDir, static_cast<std::uint32_t>(nInterval))) continue;
         StopDisks();
         return Fail(STORAGE_ERROR_THREAD,
                     "[wtb][CLocalStorage::Initialize] create sync thread fail");

@@ -87,6 +87,13 @@ void TidyDay(const char* pMethod, CRecordDisk& disk, const dayFolder& stDay,
     });
 }
 
+// Whether the disk that has offered the day still lies there, now that its turn is ours.
+bool IsStillThere(const std::shared_ptr<CRecordDisk>& pDisk, const oldestDay& day) {
+    return pDisk->Calls()
+        .Run(DiskLane::CleanUp, [pDisk, nDisk = day.nDisk] { return pDisk->IsPresent(nDisk); })
+        .value_or(false);
+}
+
 // What became of a file that was to go.
 struct fileFate {
     bool bDeleted, bWasGone;
@@ -187,7 +194,7 @@ void CLocalStorage::DeleteInBatches(CRecordDisk& disk, const std::vector<recordP
 bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
     const auto pDisk = m_pIndexMgr->Disk(day.stDay.strRecDir);
     const CDiskTurn turn(pDisk->Calls());
-    if (!turn) return false;
+    if (!turn || !IsStillThere(pDisk, day)) return false;
     const auto change = pDisk->Calls().Run(
         DiskLane::CleanUp, [pDisk] { return std::make_shared<CIndexChange>(pDisk); });
     if (!change) return false;
@@ -237,7 +244,7 @@ void CLocalStorage::ReportDeleted(const recordPath& stPath) {
 bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
     const auto pDisk = m_pIndexMgr->Disk(day.stDay.strRecDir);
     const CDiskTurn turn(pDisk->Calls());
-    if (!turn) return false;
+    if (!turn || !IsStillThere(pDisk, day)) return false;
     const auto pDeleter = std::make_shared<CFileDeleter>();
     bool bDeleted = false;
     const auto isKept = [](const recordPath&) { return false; };
