@@ -9,14 +9,14 @@ import json
 import subprocess
 import sys
 
-UNDER_WAY = 0.1  # s: what is sent while a connection begins or ends may be lost with it
+UNDER_WAY = 0.3  # s: what is sent while a connection begins or ends may be lost with it
 BACK = 3  # s
 
 
 def numbers_in(path):
     """The numbers drawn into the frames of a file, as serve.py draws them."""
     blocks = subprocess.run(
-        ["ffmpeg", "-nostdin", "-v", "error", "-i", path, "-fps_mode", "passthrough", "-vf",
+        ["ffmpeg", "-nostdin", "-v", "fatal", "-i", path, "-fps_mode", "passthrough", "-vf",
          "crop=iw:iw/5:0:0,scale=10:2:flags=area", "-pix_fmt", "gray", "-f", "rawvideo", "-"],
         check=True, stdout=subprocess.PIPE).stdout
     return [sum((blocks[at + bit] > 128) << bit for bit in range(20))

@@ -211,8 +211,9 @@ openMedia OpenMedia(const std::string& strAddress, const std::atomic<bool>* pSto
     stMedia.strName = WithoutPassword(strAddress);
     stMedia.pGuard = std::make_unique<CInputGuard>(pStop, stOptions.nOpening, stOptions.nStall);
     OpenContainer(OpenPipe(strAddress, stMedia), stOptions, stMedia);
+    // What came before a stop or a silence is kept, and read before they are noticed.
     const int nResult = avformat_find_stream_info(stMedia.pFormat.get(), nullptr);
-    if (nResult < 0 || stMedia.pGuard->EndsWaiting()) {
+    if (nResult < 0) {
         throw CFailure("cannot read " + stMedia.strName + ": " +
                        ReasonOf(nResult, *stMedia.pGuard));
     }
