@@ -120,9 +120,9 @@ TEST_F(ToolUse, ARecordingThatBeganTheDayBeforeIsFound) {
                             "--to 2024-03-06 --json")
                             .Json();
     ASSERT_EQ(vFound.size(), 2u);
-    EXPECT_EQ(vFound[0]["start"], "2024-03-04T23:59:57");
-    EXPECT_EQ(vFound[0]["end"], "2024-03-05T00:00:03");
-    EXPECT_EQ(vFound[1]["start"], "2024-03-05T00:00:30");
+    EXPECT_EQ(vFound[0]["start"], "2024-03-04T23:59:57+01:00");
+    EXPECT_EQ(vFound[0]["end"], "2024-03-05T00:00:03+01:00");
+    EXPECT_EQ(vFound[1]["start"], "2024-03-05T00:00:30+01:00");
 }
 
 TEST_F(ToolUse, WhatWouldSpoilRecordingsIsRefused) {
@@ -181,8 +181,8 @@ TEST_F(ToolUse, TheTimelineShowsRecordingsAndGaps) {
     const auto vRows = Tool("timeline --dir disk --day 2024-03-05 --json --svg t.svg").Json();
     ASSERT_EQ(vRows.size(), 1u);
     EXPECT_EQ(vRows[0]["seconds"], 12);
-    EXPECT_EQ(vRows[0]["gaps"][0]["start"], "2024-03-05T08:00:06");
-    EXPECT_EQ(vRows[0]["gaps"][0]["end"], "2024-03-05T09:00:00");
+    EXPECT_EQ(vRows[0]["gaps"][0]["start"], "2024-03-05T08:00:06+01:00");
+    EXPECT_EQ(vRows[0]["gaps"][0]["end"], "2024-03-05T09:00:00+01:00");
     EXPECT_EQ(GetFile("t.svg").substr(0, 4), "<svg");
 }
 
