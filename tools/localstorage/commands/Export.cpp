@@ -186,7 +186,8 @@ void RefuseExisting(const exportOptions& stOptions) {
 
 int Run(exportOptions& stOptions) {
     stOptions.stSelection.vCameras = {stOptions.strCamera};
-    const recordingFilter stFilter = stOptions.stSelection.Filter();
+    recordingFilter stFilter = stOptions.stSelection.Filter();
+    stFilter.bEach = true;
     RefuseExisting(stOptions);
     const auto vDirs = ExistingDirs(stOptions.stSelection.vDirs);
     const auto vFound = FindRecordings(vDirs, stFilter);

@@ -30,10 +30,6 @@ const char* LayoutName(LocalStorageType eLayout) {
     return eLayout == LOCAL_STORAGE_CLIENT ? "client" : "remote-backup";
 }
 
-bool IsClient(const recording& st) {
-    return st.stName.eLayout == LOCAL_STORAGE_CLIENT;
-}
-
 const char* SourceName(endSource eSource) {
     switch (eSource) {
         case endSource::NAME:
@@ -53,7 +49,7 @@ void PrintAsJson(const recording& st) {
                {"start", FormatIso(st.tStart)},
                {"end", FormatIso(st.tEnd)},
                {"end_from", SourceName(st.eEnd)},
-               {"type", IsClient(st) ? CJson(nullptr) : CJson(st.stName.nType)},
+               {"type", st.IsClient() ? CJson(nullptr) : CJson(st.stName.nType)},
                {"layout", LayoutName(st.stName.eLayout)},
                {"bytes", st.nBytes},
                {"dir", st.strDir},
@@ -69,14 +65,15 @@ void PrintAsTable(const std::vector<recording>& vFound) {
                      {"PATH"}});
     for (const recording& st : vFound) {
         objTable.AddRow({FormatTime(st.tStart), FormatTime(st.tEnd),
-                         IsClient(st) ? "-" : std::to_string(st.stName.nType),
+                         st.IsClient() ? "-" : std::to_string(st.stName.nType),
                          FormatBytes(st.nBytes), st.strCamera, st.Path()});
     }
     objTable.Print();
 }
 
 int Run(const selection& stSelection, bool bJson) {
-    const recordingFilter stFilter = stSelection.Filter();
+    recordingFilter stFilter = stSelection.Filter();
+    stFilter.bEach = bJson;
     const auto vDirs = ExistingDirs(stSelection.vDirs);
     const auto vFound = FindRecordings(vDirs, stFilter);
     TellHidden(vDirs, vFound);

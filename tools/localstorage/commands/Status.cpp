@@ -84,7 +84,7 @@ CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTim
         const timeSpan stSpan = stRecording.Span();
         ++st.nRecordings;
         st.nBytes += stRecording.nBytes;
-        st.bLive |= stRecording.stName.eLayout == LOCAL_STORAGE_CLIENT;
+        st.bLive |= stRecording.IsClient();
         st.stWhole = {std::min(st.stWhole.tStart, stSpan.tStart),
                       std::max(st.stWhole.tEnd, stSpan.tEnd)};
         st.vToday.push_back(Clip(stSpan, stToday));

@@ -83,7 +83,8 @@ void WriteSvg(const timelineDay& stTimeline, const std::string& strFile) {
 int Run(const timelineOptions& stOptions) {
     const timeSpan stDay = DayAround(TimeOf(stOptions.strDay));
     const auto vDirs = ExistingDirs(stOptions.vDirs);
-    const auto vFound = FindRecordings(vDirs, {stOptions.vCameras, stDay, 0});
+    const auto vFound = FindRecordings(
+        vDirs, {.vCameras = stOptions.vCameras, .stRange = stDay, .bEach = stOptions.bJson});
     TellHidden(vDirs, vFound);
     const timelineDay stTimeline = MakeTimeline(vFound, stDay);
     if (stTimeline.vRows.empty()) {

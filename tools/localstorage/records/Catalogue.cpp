@@ -10,7 +10,7 @@
 #include "base/Failure.h"
 #include "base/System.h"
 #include "base/Text.h"
-#include "records/DirLock.h"
+#include "records/ExactTimes.h"
 #include "records/StreamTimes.h"
 #include "records/Tree.h"
 
@@ -23,22 +23,16 @@ bool Wanted(const recordingFilter& stFilter, const recordingName& stName) {
     return stFilter.nType == 0 || stFilter.nType == stName.nType;
 }
 
-// A recording lies in the day in which it begins. None is believed to be longer than a week.
-constexpr chrono::days LONGEST(7);
-
+// A recording lies in the day in which it begins.
 treePart PartOf(const recordingFilter& stFilter) {
     treePart stPart{stFilter.vCameras};
     if (stFilter.stRange) {
         const LocalTime tFirst = ToLocal(stFilter.stRange->tStart);
         stPart.strFirstDay = DayName(tFirst);
-        stPart.strReach = DayName(tFirst - LONGEST);
+        stPart.strReach = DayName(tFirst - LONGEST_RECORDING);
         stPart.strLastDay = DayName(ToLocal(stFilter.stRange->tEnd - UtcTime::duration(1)));
     }
     return stPart;
-}
-
-bool IsClient(const recording& stRecording) {
-    return stRecording.stName.eLayout == LOCAL_STORAGE_CLIENT;
 }
 
 /// When clocks showed what names say, asked once for each day of one length.
@@ -63,11 +57,6 @@ private:
 
     std::map<LocalTime, std::optional<UtcTime>> m_mMidnights;
 };
-
-/// Whether a time is that of a name, which counts in whole seconds and was made when the file was.
-bool Agree(UtcTime tTime, UtcTime tName) {
-    return tTime > tName - GAP_TOLERANCE && tTime < tName + GAP_TOLERANCE;
-}
 
 /// Of the two moments that a name may mean, the one when the recording began.
 UtcTime StartOf(const recording& st, const localMoments& stMoments) {
@@ -95,7 +84,7 @@ void ReadTree(const std::string& strDir, const std::string& strFolder, const tre
         if (!stName || !Wanted(stFilter, *stName)) return true;
         recording st{strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName, *stName};
         st.tStart = StartOf(st, objClock.MomentsOf(stName->tStart));
-        st.tEnd = IsClient(st) ? UtcTime::max() : EndOf(st, objClock.MomentsOf(stName->tEnd));
+        st.tEnd = st.IsClient() ? UtcTime::max() : EndOf(st, objClock.MomentsOf(stName->tEnd));
         vFound.push_back(std::move(st));
         return true;
     });
@@ -105,84 +94,23 @@ void ReadTree(const std::string& strDir, const std::string& strFolder, const tre
 void EndWithNext(std::vector<recording>& vRecordings) {
     std::map<std::string, UtcTime> mNext;
     for (auto it = vRecordings.rbegin(); it != vRecordings.rend(); ++it) {
-        if (!IsClient(*it)) continue;
+        if (!it->IsClient()) continue;
         const auto [itNext, bLast] = mNext.try_emplace(it->strCamera, UtcTime::max());
         it->tEnd = itNext->second;
         itNext->second = it->tStart;
     }
 }
 
-void EndByLastChange(recording& st, UtcTime tChange) {
-    st.eEnd = endSource::LAST_CHANGE;
-    st.tEnd = std::min(st.tEnd, tChange);
-    // A clock that was wrong, then or now.
-    if (st.tEnd < st.tStart || st.tEnd > st.tStart + LONGEST) st.tEnd = st.tStart;
-}
-
-/// Asks the bytes of recordings when they began and ended.
-class CExactTimes {
-public:
-    explicit CExactTimes(UtcTime tNow) : m_tNow(tNow) {}
-
-    void Ask(recording& st, UtcTime tChange) {
-        const streamTimes stTimes = ReadStreamTimes(st.Path(), st.nBytes);
-        if (IsClient(st)) {
-            AskClient(st, stTimes, tChange);
-        } else if (stTimes.tStart && stTimes.tEnd && Agree(*stTimes.tStart, st.tStart)) {
-            st.tStart = *stTimes.tStart;
-            st.tEnd = *stTimes.tEnd;
-            st.eEnd = endSource::STAMP;
-        }
-    }
-
-private:
-    void AskClient(recording& st, const streamTimes& stTimes, UtcTime tChange) {
-        st.tStart = stTimes.tStart.value_or(st.tStart);
-        if (stTimes.tEnd) {
-            st.tEnd = *stTimes.tEnd;
-            st.eEnd = endSource::STAMP;
-        } else if (stTimes.nLength) {
-            EndBehind(st, *stTimes.nLength);
-        } else if (stTimes.eKind == streamKind::RAW && !IsBelieved(st, tChange)) {
-            EndBehind(st, CountFrames(st.Path(), st.nBytes));
-        } else {
-            EndByLastChange(st, tChange);
-        }
-    }
-
-    static void EndBehind(recording& st, UtcTime::duration nLength) {
-        st.tEnd = std::min(st.tEnd, st.tStart + nLength);
-        st.eEnd = endSource::STREAM;
-    }
-
-    /// Whether a file was last changed when the camera's next one began, or is being written.
-    bool IsBelieved(const recording& st, UtcTime tChange) {
-        if (st.tEnd != UtcTime::max()) return Agree(tChange, st.tEnd);
-        if (tChange < m_tNow - chrono::seconds(10)) return false;
-        const auto [it, bNew] = m_mInUse.try_emplace(st.strDir, false);
-        if (bNew) it->second = IsInUse(st.strDir);
-        return it->second;
-    }
-
-    const UtcTime m_tNow;
-    std::map<std::string, bool> m_mInUse;  ///< of the directories that were asked
-};
-
-/// Fills in size and, in the client layout, the end; false when the file is gone.
-bool LookAt(recording& st, const recordingFilter& stFilter, CExactTimes& objExact) {
+/// Fills in size and last change; false when the file is gone.
+bool LookAt(recording& st) {
     const fileState stFile = LookAtFile(st.Path());
     if (stFile.nError == ENOENT) return false;
     if (stFile.nError != 0) {
         throw CFailure("cannot look at " + st.Path() + ": " + ErrorText(stFile.nError));
     }
     st.nBytes = stFile.nBytes;
-    const auto& stExact = stFilter.stExact ? stFilter.stExact : stFilter.stRange;
-    if (st.nBytes > 0 && stExact && Overlap(st.Span(), *stExact)) {
-        objExact.Ask(st, stFile.tChange);
-    } else if (IsClient(st)) {
-        EndByLastChange(st, stFile.tChange);
-    }
-    return st.nBytes > 0 || stFilter.bEmpty;
+    st.tChange = stFile.tChange;
+    return true;
 }
 
 void SortByStart(std::vector<recording>& vRecordings) {
@@ -193,6 +121,10 @@ void SortByStart(std::vector<recording>& vRecordings) {
 }
 
 }  // namespace
+
+bool recording::IsClient() const {
+    return stName.eLayout == LOCAL_STORAGE_CLIENT;
+}
 
 std::string recording::Path() const {
     return strDir + "/" + strFolder + "/" + strDay + "/" + strCamera + "/" + strName;
@@ -218,14 +150,14 @@ std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
     }
     SortByStart(vFound);
     EndWithNext(vFound);
-    CExactTimes objExact(Now());
+    // Names count in whole seconds, and what they tell may be corrected by as much.
+    const timeSpan stRange = stFilter.stRange.value_or(EVER);
+    const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
     std::erase_if(vFound, [&](recording& st) {
-        // Names count in whole seconds, and what they tell may be corrected by as much.
-        const timeSpan stRange = stFilter.stRange.value_or(EVER);
-        const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
-        return !Overlap(st.Span(), stNear) || !LookAt(st, stFilter, objExact) ||
-               !Overlap(st.Span(), stRange);
+        return !Overlap(st.Span(), stNear) || !LookAt(st) || (st.nBytes == 0 && !stFilter.bEmpty);
     });
+    FindExactTimes(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
+    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stRange); });
     SortByStart(vFound);
     return vFound;
 }

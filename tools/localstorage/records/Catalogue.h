@@ -37,11 +37,16 @@ struct recording {
     UtcTime tStart = {}, tEnd = {};
     endSource eEnd = endSource::NAME;
     std::uint64_t nBytes = 0;  ///< size when it was looked at
+    UtcTime tChange = {};      ///< last change of the file then
 
+    bool IsClient() const;  ///< of the client layout
     std::string Path() const;
     /// What it covers: at least one second.
     timeSpan Span() const;
 };
+
+/// None is believed to be longer.
+constexpr std::chrono::days LONGEST_RECORDING(7);
 
 /// Which recordings are wanted.
 struct recordingFilter {
@@ -50,6 +55,7 @@ struct recordingFilter {
     unsigned nType = 0;                      ///< 0: every type; the client layout knows none
     /// Where the bytes of recordings are asked when they began and ended, unless in the range.
     std::optional<timeSpan> stExact = {};
+    bool bEach = false;   ///< ask each of them, also where another adjoins
     bool bEmpty = false;  ///< files without a byte too, which show nothing
 };
 
@@ -58,6 +64,8 @@ struct recordingFilter {
 /// With a range, the folders of its days are read, and for each camera the last one before them, at
 /// most a week back: the last recording there may reach into the range.
 ///
+/// When a recording began and ended is read from it where no other one of its camera adjoins, by
+/// name and last change; those in between begin and end to the second unless each is asked.
 /// Begin and end are those of the stamps that key frames carry; in the remote-backup layout only
 /// where they agree with the name. Without stamps a recording begins as its name says. In the
 /// client layout, whose names tell no end, it is then as long as its container's times say, or as
