@@ -156,6 +156,8 @@ std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
     std::erase_if(vFound, [&](recording& st) {
         return !Overlap(st.Span(), stNear) || !LookAt(st) || (st.nBytes == 0 && !stFilter.bEmpty);
     });
+    // The next one may have been empty; in a range it may only have been left out.
+    if (!stFilter.stRange) EndWithNext(vFound);
     FindExactTimes(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
     std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stRange); });
     SortByStart(vFound);
