@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 
@@ -88,12 +89,15 @@ double Run(const std::string& strCommand) {
 
 void Compare(const std::string& strNumber, const std::string& strWhat, RatioGoal stGoal,
              const archive& stArchive, const std::string& strQuery) {
-    const auto pArchive = std::make_shared<CArchive>(stArchive);
-    const std::string strOurs = TOOL " query" + strQuery + pArchive->Dirs(" --dir ");
-    const std::string strFind = "find" + pArchive->Dirs(" ");
+    const auto pArchive = std::make_shared<std::optional<CArchive>>();
+    const auto dirs = [=](const std::string& strBefore) {
+        if (!*pArchive) pArchive->emplace(stArchive);
+        return (*pArchive)->Dirs(strBefore);
+    };
     Ratio(
-        strNumber, strWhat, "find", stGoal, [=] { return Run(strOurs); },
-        [=, pArchive = pArchive] { return Run(strFind); });
+        strNumber, strWhat, "find", stGoal,
+        [=] { return Run(TOOL " query" + strQuery + dirs(" --dir ")); },
+        [=] { return Run("find" + dirs(" ")); });
 }
 
 }  // namespace
