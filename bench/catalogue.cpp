@@ -1,11 +1,16 @@
-// A viewer's question to many hosts: one camera and one hour, of 200 record directories (50 hosts
-// with four disks each, 10,000 cameras), against find over the same folders.
+// A viewer's question to many hosts (one camera and one hour, of 50 hosts with four disks each and
+// 10,000 cameras), and what one host has of one day, against find over the same folders.
 
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <optional>
 #include <string>
+#include <sys/stat.h>
 
 #include "Ratio.h"
 
@@ -13,49 +18,66 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int HOSTS = 50, DISKS = 4, CAMERAS = 10000 / HOSTS, DAYS = 4, HOURS = 2;
+std::string TwoDigits(int n) {
+    return std::to_string(100 + n).substr(1);
+}
 
-/// Each host has its cameras on all of its disks; a file of an hour lies on one of them.
-class CHosts {
+/// Hosts that have their cameras on all of their disks; each file lies on one of them.
+struct archive {
+    int nHosts, nDisks, nCameras, nDays;
+    int nFiles, nMinutes;  ///< of a day, each so long
+};
+
+class CArchive {
 public:
-    CHosts() : m_strPath(fs::temp_directory_path() / "catalogue-bench-XXXXXX") {
+    explicit CArchive(const archive& st)
+        : m_st(st), m_strPath(fs::temp_directory_path() / "catalogue-bench-XXXXXX") {
         if (!::mkdtemp(m_strPath.data())) std::abort();
-        for (int nHost = 0; nHost < HOSTS; ++nHost) {
-            for (int nDisk = 0; nDisk < DISKS; ++nDisk) MakeDisk(nHost, nDisk);
-        }
+        for (int nDir = 0; nDir < st.nHosts * st.nDisks; ++nDir) MakeDir(nDir);
     }
-    ~CHosts() { fs::remove_all(m_strPath); }
-    CHosts(const CHosts&) = delete;
-    CHosts& operator=(const CHosts&) = delete;
+    ~CArchive() { fs::remove_all(m_strPath); }
+    CArchive(const CArchive&) = delete;
+    CArchive& operator=(const CArchive&) = delete;
 
     /// `strBefore` and its path, for every directory.
     std::string Dirs(const std::string& strBefore) const {
         std::string strDirs;
-        for (int nHost = 0; nHost < HOSTS; ++nHost) {
-            for (int nDisk = 0; nDisk < DISKS; ++nDisk) strDirs += strBefore + Dir(nHost, nDisk);
-        }
+        for (int nDir = 0; nDir < m_st.nHosts * m_st.nDisks; ++nDir)
+            strDirs += strBefore + Dir(nDir);
         return strDirs;
     }
 
 private:
-    std::string Dir(int nHost, int nDisk) const {
-        return m_strPath + "/" + std::to_string(nHost) + "-" + std::to_string(nDisk);
-    }
+    std::string Dir(int nDir) const { return m_strPath + "/" + std::to_string(nDir); }
 
-    void MakeDisk(int nHost, int nDisk) {
-        for (int nDay = 1; nDay <= DAYS; ++nDay) {
-            for (int n = 0; n < CAMERAS; ++n) {
-                const std::string strDay = "2024030" + std::to_string(nDay);
-                const std::string strFolder = Dir(nHost, nDisk) + "/RecordFile/" + strDay +
-                                              "/camera" + std::to_string(nHost * CAMERAS + n) + "/";
+    void MakeDir(int nDir) const {
+        for (int nDay = 1; nDay <= m_st.nDays; ++nDay) {
+            const std::string strDay = "202403" + TwoDigits(nDay);
+            for (int n = 0; n < m_st.nCameras; ++n) {
+                const int nCamera = nDir / m_st.nDisks * m_st.nCameras + n;
+                const std::string strFolder =
+                    Dir(nDir) + "/RecordFile/" + strDay + "/camera" + std::to_string(nCamera) + "/";
                 fs::create_directories(strFolder);
-                for (int nHour = nDisk; nHour < DISKS * HOURS; nHour += DISKS) {
-                    std::ofstream(strFolder + strDay + "_0" + std::to_string(nHour) + "0000.mp4");
+                for (int nFile = nDir % m_st.nDisks; nFile < m_st.nFiles; nFile += m_st.nDisks) {
+                    MakeFile(strFolder + strDay, nDay, nFile * m_st.nMinutes);
                 }
             }
         }
     }
 
+    /// Last changed when the next one begins.
+    void MakeFile(const std::string& strBegin, int nDay, int nMinute) const {
+        const std::string strPath =
+            strBegin + "_" + TwoDigits(nMinute / 60) + TwoDigits(nMinute % 60) + "00.mp4";
+        std::ofstream(strPath) << "x";
+        std::tm st = {};
+        st.tm_year = 124, st.tm_mon = 2, st.tm_mday = nDay, st.tm_isdst = -1;
+        st.tm_min = nMinute + m_st.nMinutes;
+        const timespec aTimes[2] = {{std::mktime(&st), 0}, {std::mktime(&st), 0}};
+        if (::utimensat(AT_FDCWD, strPath.c_str(), aTimes, 0) != 0) std::abort();
+    }
+
+    const archive m_st;
     std::string m_strPath;
 };
 
@@ -65,17 +87,26 @@ double Run(const std::string& strCommand) {
     });
 }
 
+void Compare(const std::string& strNumber, const std::string& strWhat, RatioGoal stGoal,
+             const archive& stArchive, const std::string& strQuery) {
+    const auto pArchive = std::make_shared<std::optional<CArchive>>();
+    const auto dirs = [=](const std::string& strBefore) {
+        if (!*pArchive) pArchive->emplace(stArchive);
+        return (*pArchive)->Dirs(strBefore);
+    };
+    Ratio(
+        strNumber, strWhat, "find", stGoal,
+        [=] { return Run(TOOL " query" + strQuery + dirs(" --dir ")); },
+        [=] { return Run("find" + dirs(" ")); });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    const CHosts hosts;
-    const std::string strQuery = TOOL
-                                 " query --camera camera4711 --from 2024-03-02T01:00:00 "
-                                 "--to 2024-03-02T02:00:00" +
-                                 hosts.Dirs(" --dir ");
-    const std::string strFind = "find" + hosts.Dirs(" ");
-    Ratio(
-        "17", "the tool's query of one camera, 1 hour, in 200 record directories", "find",
-        AtMost(0.05), [=] { return Run(strQuery); }, [=] { return Run(strFind); });
+    Compare("17", "the tool's query of one camera, 1 hour, in 200 record directories", AtMost(0.05),
+            {50, 4, 200, 4, 8, 60},
+            " --camera camera4711 --from 2024-03-02T01:00:00 --to 2024-03-02T02:00:00");
+    Compare("17b", "the tool's query of 64 cameras, 1 day of 10, 184,320 files", AtMost(0.2),
+            {1, 1, 64, 10, 288, 5}, " --from 2024-03-05 --to 2024-03-06");
     return RunRatios(argc, argv);
 }

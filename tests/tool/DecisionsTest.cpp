@@ -21,20 +21,33 @@ namespace {
 
 // A time misunderstood is a day deleted or the wrong clip handed out.
 TEST(Times, WhatPeopleType) {
-    const LocalTime tNow = FromFields({2024, 3, 5, 14, 30, 20});
-    const std::pair<const char*, const char*> ROWS[] = {
+    setenv("TZ", "Europe/Berlin", 1);
+    const UtcTime tNow = MomentsOf(FromFields({2024, 3, 5, 14, 30, 20})).tFirst;
+    const struct {
+        const char *pText, *pFirst, *pSecond = "";
+    } ROWS[] = {
         // empty: refused
-        {"2024-03-05 24:00", "2024-03-06 00:00:00"},
-        {"08:15", "2024-03-05 08:15:00"},
-        {"yesterday", "2024-03-04 00:00:00"},
-        {"-1d12h", "2024-03-04 02:30:20"},
+        {"2024-03-05 24:00", "2024-03-06T00:00:00+01:00"},
+        {"08:15", "2024-03-05T08:15:00+01:00"},
+        {"yesterday", "2024-03-04T00:00:00+01:00"},
+        {"-1d12h", "2024-03-04T02:30:20+01:00"},
         {"2023-02-29", ""},
         {"-99999999999999999999h", ""},
+        {"2024-07-01T08:00:00.25Z", "2024-07-01T10:00:00.250+02:00"},
+        {"2024-03-05T02:30+14:00", "2024-03-04T13:30:00+01:00"},
+        {"2024-03-05+01:00", ""},
+        {"2024-10-27 02:30", "2024-10-27T02:30:00+02:00", "2024-10-27T02:30:00+01:00"},
+        {"2024-10-27T02:30:00+01:00", "2024-10-27T02:30:00+01:00"},
+        {"2024-03-31 02:30", "2024-03-31T03:30:00+02:00"},  // left out
     };
-    for (const auto& [pText, pExpected] : ROWS) {
-        const auto tTime = ParseTime(pText, tNow);
-        EXPECT_EQ(tTime ? FormatTime(*tTime) : "", pExpected) << pText;
+    for (const auto& row : ROWS) {
+        const auto st = ParseTime(row.pText, tNow);
+        EXPECT_EQ(st ? FormatIso(st->tFirst) : "", row.pFirst) << row.pText;
+        const char* pSecond = *row.pSecond ? row.pSecond : row.pFirst;
+        EXPECT_EQ(st ? FormatIso(st->tSecond) : "", pSecond) << row.pText;
     }
+    EXPECT_EQ(FormatTime(ParseTime("2024-10-27T00:30Z", tNow)->tFirst),
+              "2024-10-27 02:30:00+02:00");
 }
 
 // What the streams of the use tests do not have: open groups, and frames that a cut would lose.

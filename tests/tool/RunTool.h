@@ -71,6 +71,7 @@ class CToolTest : public testing::Test {
 protected:
     CToolTest() {
         std::filesystem::current_path(m_tmp.Path());
+        setenv("TZ", "Europe/Berlin", 1);
         std::filesystem::create_directory_symlink(STREAMS_PATH, "streams");
     }
     /// Stores six seconds of H.264 as a recording that starts then.

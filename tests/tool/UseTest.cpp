@@ -8,6 +8,8 @@
 
 namespace {
 
+namespace fs = std::filesystem;
+
 using ToolUse = CToolTest;
 
 const std::string EVER = " --from 2000-01-01 --to 2100-01-01 --json";
@@ -120,9 +122,9 @@ TEST_F(ToolUse, ARecordingThatBeganTheDayBeforeIsFound) {
                             "--to 2024-03-06 --json")
                             .Json();
     ASSERT_EQ(vFound.size(), 2u);
-    EXPECT_EQ(vFound[0]["start"], "2024-03-04T23:59:57");
-    EXPECT_EQ(vFound[0]["end"], "2024-03-05T00:00:03");
-    EXPECT_EQ(vFound[1]["start"], "2024-03-05T00:00:30");
+    EXPECT_EQ(vFound[0]["start"], "2024-03-04T23:59:57+01:00");
+    EXPECT_EQ(vFound[0]["end"], "2024-03-05T00:00:03+01:00");
+    EXPECT_EQ(vFound[1]["start"], "2024-03-05T00:00:30+01:00");
 }
 
 TEST_F(ToolUse, WhatWouldSpoilRecordingsIsRefused) {
@@ -131,7 +133,52 @@ TEST_F(ToolUse, WhatWouldSpoilRecordingsIsRefused) {
         1, "import --dir disk --camera cam01 --start '2024-03-05 08:00' --type 2 streams/h264.mp4",
         "there already");
     ExpectEnd(1, RECORD + Cameras({"h264.mp4"}), "use another directory");
+    PutFile("new/RecordFile/notes", "x");
+    const std::string strImport = "import --dir new --camera c --start today streams/h264.mp4";
+    ExpectEnd(1, strImport, "new/RecordFile/notes");
+    EXPECT_TRUE(fs::exists("new/RecordFile/notes"));
+    ExpectEnd(0, strImport + " --yes");
     ExpectEnd(0, "check --dir disk");
+}
+
+/// Puts a transport stream of 6 s, without times of day, where record would have put it.
+void PutRecording(const std::string& strName) {
+    const std::string strPath = "disk/RecordFile/" + strName.substr(0, 8) + "/cam/";
+    fs::create_directories(strPath);
+    fs::copy_file("streams/h264.ts", strPath + strName);
+}
+
+TEST_F(ToolUse, ACopiedArchiveTellsTheSame) {
+    PutRecording("20240305_080000.mp4");
+    PutRecording("19700101_080000.mp4");
+    PutFile("disk/RecordFile/20240305/cam/20240305_090000.mp4");
+    const auto vFound = Tool("query --dir disk --from 1970-01-01 --json").Json();
+    ASSERT_EQ(vFound.size(), 2u) << "a file without a byte is no recording";
+    EXPECT_EQ(vFound[0]["end"], "1970-01-01T08:00:06+01:00");
+    EXPECT_EQ(vFound[1]["end"], "2024-03-05T08:00:06+01:00");
+    EXPECT_EQ(Tool("status --dir disk --json").Json().at(1)["state"], "stopped");
+    const std::string strExport = "export --dir disk --camera cam -o c.mp4 --from 2024-03-05T";
+    ExpectEnd(3, strExport + "08:10 --to 2024-03-05T08:20");
+    ExpectEnd(0, strExport + "07:00:00.000Z --to 2024-03-05T10:00:00+01:00");
+}
+
+// Without times in the stream the last change of the file tells which hour it was.
+TEST_F(ToolUse, TheHourThatComesTwiceIsTwoHours) {
+    for (const auto& [strName, nClosed] : {std::pair("20241027_023000.mp4", 1729989006),
+                                           std::pair("20241027_023500.mp4", 1729992906)}) {
+        PutRecording(strName);
+        fs::last_write_time(std::string("disk/RecordFile/20241027/cam/") + strName,
+                            std::chrono::file_clock::from_sys(
+                                std::chrono::sys_seconds(std::chrono::seconds(nClosed))));
+    }
+    const auto vFound = Tool("query --dir disk --from 2024-10-27 --to 2024-10-28 --json").Json();
+    EXPECT_EQ(vFound.at(0)["start"], "2024-10-27T02:30:00+02:00");
+    EXPECT_EQ(vFound.at(1)["start"], "2024-10-27T02:35:00+01:00");
+    const auto vRows = Tool("timeline --dir disk --day 2024-10-27 --json --utc").Json();
+    EXPECT_EQ(vRows.at(0)["gaps"][0]["end"], "2024-10-27T01:35:00Z");
+    EXPECT_EQ(
+        Tool("query --dir disk --from 2024-10-27T02:00+01:00 --to 2024-10-28 --json").Json().size(),
+        1u);
 }
 
 TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
@@ -181,8 +228,8 @@ TEST_F(ToolUse, TheTimelineShowsRecordingsAndGaps) {
     const auto vRows = Tool("timeline --dir disk --day 2024-03-05 --json --svg t.svg").Json();
     ASSERT_EQ(vRows.size(), 1u);
     EXPECT_EQ(vRows[0]["seconds"], 12);
-    EXPECT_EQ(vRows[0]["gaps"][0]["start"], "2024-03-05T08:00:06");
-    EXPECT_EQ(vRows[0]["gaps"][0]["end"], "2024-03-05T09:00:00");
+    EXPECT_EQ(vRows[0]["gaps"][0]["start"], "2024-03-05T08:00:06+01:00");
+    EXPECT_EQ(vRows[0]["gaps"][0]["end"], "2024-03-05T09:00:00+01:00");
     EXPECT_EQ(GetFile("t.svg").substr(0, 4), "<svg");
 }
 
@@ -192,6 +239,7 @@ TEST_F(ToolUse, ExitCodes) {
     ExpectEnd(0, "dump disk/RecordFile/index01.bin");
     ExpectEnd(2, "dump streams/h264.mp4");
     ExpectEnd(2, "prune --dir disk");
+    ExpectEnd(2, "query --dri disk", "did you mean --dir?");
     ExpectEnd(3, "query" + strRange);
     ExpectEnd(3, "export --camera cam01 -o x.mp4" + strRange);
 }

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "base/Failure.h"
+#include "base/Times.h"
 #include "commands/Commands.h"
 #include "localstorage/LocalStorageLog.h"
 #include "media/MediaInput.h"
@@ -12,7 +13,10 @@
 namespace {
 
 /// Runs what the command line asked for; every failure ends here, in words.
-int Run(const std::string& strLogDir, const command& stCommand) {
+int Run(const programOptions& stOptions, const command& stCommand) {
+    const std::string& strLogDir = stOptions.strLogDir;
+    if (stOptions.bOffset) SetShownClock(shownClock::LOCAL_WITH_OFFSET);
+    if (stOptions.bUtc) SetShownClock(shownClock::UTC);
     try {
         SetStorageOption(STORAGE_OPTION_PRIVATE_MODES, 1);
         // The library's own default lies outside the user's reach.
@@ -33,12 +37,12 @@ int Run(const std::string& strLogDir, const command& stCommand) {
 
 int main(int argc, char** argv) {
     SilenceFfmpeg();
-    std::string strLogDir;
-    const program stProgram = LocalStorageProgram(strLogDir);
+    programOptions stOptions;
+    const program stProgram = LocalStorageProgram(stOptions);
     const request stRequest = ReadCommandLine(stProgram, argc, argv);
     int nResult = EXIT_OK;
     if (stRequest.pCommand) {
-        nResult = Run(strLogDir, *stRequest.pCommand);
+        nResult = Run(stOptions, *stRequest.pCommand);
     } else if (stRequest.strMistake.empty()) {
         std::cout << stRequest.strAnswer;
     } else {

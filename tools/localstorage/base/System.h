@@ -4,13 +4,16 @@
 #define LOCALSTORAGE_TOOL_BASE_SYSTEM_H
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <ctime>
 #include <string>
 #include <utility>
 #include <vector>
 
-/// Catches SIGINT and SIGTERM from now on and returns the flag that they set. A second one ends the
-/// process at once. A reader of standard output that goes away is no longer fatal.
+/// Catches SIGINT, SIGTERM and SIGHUP (the terminal was closed) from now on and returns the flag
+/// that they set. A second one ends the process at once. A reader of standard output that goes away
+/// is no longer fatal.
 const std::atomic<bool>& CatchStopSignals();
 
 /// Sets the flag from inside, as a signal would.
@@ -43,6 +46,14 @@ void EndProcess(int nProcess);
 
 /// Who runs this, as user@host.
 std::string UserAtHost();
+
+/// Size and last change of a file, or why they cannot be told.
+struct fileState {
+    std::uint64_t nBytes = 0;
+    std::chrono::sys_seconds tChange = {};
+    int nError = 0;  ///< 0: none
+};
+fileState LookAtFile(const std::string& strPath);
 
 /// A time as the local clock shows it.
 std::tm LocalClock(std::time_t nTime);

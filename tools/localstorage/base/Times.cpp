@@ -11,6 +11,8 @@ namespace chrono = std::chrono;
 
 namespace {
 
+shownClock g_eShown = shownClock::LOCAL;
+
 bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
@@ -54,17 +56,48 @@ std::optional<LocalTime> TakeDate(std::string_view& strText) {
     return LocalTime(chrono::local_days(stDate));
 }
 
+/// The decimals of a second, as far as they count.
+chrono::microseconds TakeDecimals(std::string_view& strText) {
+    chrono::microseconds nSum(0), nUnit(100000);
+    for (; !strText.empty() && IsDigit(strText.front()); strText.remove_prefix(1)) {
+        nSum += (strText.front() - '0') * nUnit;
+        nUnit /= 10;
+    }
+    return nSum;
+}
+
+/// `Z` or `+02:00` at the end of a text that tells a time of day.
+std::optional<Seconds> TakeOffset(std::string_view& strText) {
+    constexpr std::size_t LENGTH = 6;
+    std::string_view strEnd = strText.substr(strText.size() - std::min(LENGTH, strText.size()));
+    if (strText.ends_with('Z')) {
+        strText.remove_suffix(1);
+        return Seconds(0);
+    }
+    const bool bWest = strEnd.starts_with('-');
+    if (!TakeChar(strEnd, bWest ? '-' : '+')) return std::nullopt;
+    const auto nHours = TakeDigits(strEnd, 2);
+    if (!nHours || !TakeChar(strEnd, ':')) return std::nullopt;
+    const auto nMinutes = TakeDigits(strEnd, 2);
+    if (!nMinutes || *nHours > 18 || *nMinutes > 59) return std::nullopt;
+    strText.remove_suffix(LENGTH);
+    const Seconds nOffset = chrono::hours(*nHours) + chrono::minutes(*nMinutes);
+    return bWest ? -nOffset : nOffset;
+}
+
 /// `08:00` or `08:00:00`, the whole rest of the text; 24:00 is the end of the day.
-std::optional<Seconds> ParseClock(std::string_view strText) {
+std::optional<chrono::microseconds> ParseClock(std::string_view strText) {
     const auto nHour = TakeDigits(strText, 2);
     if (!nHour || !TakeChar(strText, ':')) return std::nullopt;
     const auto nMinute = TakeDigits(strText, 2);
     if (!nMinute) return std::nullopt;
     std::optional<int> nSecond = 0;
     if (TakeChar(strText, ':')) nSecond = TakeDigits(strText, 2);
+    const auto nDecimals =
+        nSecond && TakeChar(strText, '.') ? TakeDecimals(strText) : chrono::microseconds(0);
     if (!nSecond || !strText.empty() || *nMinute > 59 || *nSecond > 59) return std::nullopt;
-    const Seconds nSum =
-        chrono::hours(*nHour) + chrono::minutes(*nMinute) + chrono::seconds(*nSecond);
+    const chrono::microseconds nSum =
+        chrono::hours(*nHour) + chrono::minutes(*nMinute) + chrono::seconds(*nSecond) + nDecimals;
     if (nSum > chrono::hours(24)) return std::nullopt;
     return nSum;
 }
@@ -117,6 +150,53 @@ std::string Print(const char* pFormat, LocalTime tTime) {
     return szText;
 }
 
+UtcTime AtOffset(LocalTime tTime, Seconds nOffset) {
+    return UtcTime(tTime.time_since_epoch() - nOffset);
+}
+
+Seconds OffsetOf(LocalTime tShown, UtcTime tTime) {
+    return tShown.time_since_epoch() - chrono::floor<Seconds>(tTime.time_since_epoch());
+}
+
+std::string FormatOffset(Seconds nOffset) {
+    if (g_eShown == shownClock::UTC) return "Z";
+    const auto nMinutes = chrono::round<chrono::minutes>(nOffset).count();
+    char szText[32];
+    std::snprintf(szText, sizeof(szText), "%c%02d:%02d", nMinutes < 0 ? '-' : '+',
+                  static_cast<int>(std::abs(nMinutes) / 60),
+                  static_cast<int>(std::abs(nMinutes) % 60));
+    return szText;
+}
+
+/// The offset where it has to be told for a time that people read.
+std::string OffsetToTell(LocalTime tShown, UtcTime tTime) {
+    const bool bTell = g_eShown != shownClock::LOCAL || MomentsOf(tShown).IsTwice();
+    return bTell ? FormatOffset(OffsetOf(tShown, tTime)) : "";
+}
+
+/// A day and time of day by a clock of this offset, else by the one that is shown.
+std::optional<localMoments> ParseDayAndClock(std::string_view strText, UtcTime tNow,
+                                             std::optional<Seconds> nOffset) {
+    const LocalTime tHere =
+        nOffset ? LocalTime(chrono::floor<Seconds>(tNow.time_since_epoch()) + *nOffset)
+                : ToShown(tNow);
+    auto nClock = ParseClock(strText);
+    auto tDay = std::optional(StartOfDay(tHere));
+    if (!nClock) {
+        tDay = TakeDay(strText, tHere);
+        const bool bClock = TakeChar(strText, 'T') || TakeChar(strText, ' ');
+        if (bClock) nClock = ParseClock(strText);
+        if (!bClock && strText.empty() && !nOffset) nClock = chrono::microseconds(0);
+    }
+    if (!tDay || !nClock) return std::nullopt;
+    const auto nSeconds = chrono::floor<Seconds>(*nClock);
+    const LocalTime tLocal = *tDay + nSeconds;
+    localMoments st{AtOffset(tLocal, nOffset.value_or(Seconds(0))), {}};
+    st.tSecond = st.tFirst;
+    if (!nOffset) st = ShownMomentsOf(tLocal);
+    return localMoments{st.tFirst + (*nClock - nSeconds), st.tSecond + (*nClock - nSeconds)};
+}
+
 }  // namespace
 
 LocalTime FromFields(const timeFields& stFields) {
@@ -154,34 +234,58 @@ tagBlockTime ToBlockTime(LocalTime tTime) {
     return stBlock;
 }
 
-LocalTime Now() {
-    return FromUnix(std::time(nullptr));
+UtcTime Now() {
+    return chrono::time_point_cast<chrono::microseconds>(chrono::system_clock::now());
 }
 
-LocalTime FromUnix(std::time_t nTime) {
-    const std::tm st = LocalClock(nTime);
+LocalTime ToLocal(UtcTime tTime) {
+    const auto tSecond = chrono::floor<Seconds>(tTime);
+    const std::tm st = LocalClock(static_cast<std::time_t>(tSecond.time_since_epoch().count()));
     return FromFields(
         {st.tm_year + 1900, st.tm_mon + 1, st.tm_mday, st.tm_hour, st.tm_min, st.tm_sec});
+}
+
+localMoments MomentsOf(LocalTime tTime) {
+    // A day before and a day behind, the clock is what it was and what it will be.
+    const auto Moment = [&](chrono::days nAway) {
+        const UtcTime tNear = AtOffset(tTime, nAway);
+        return AtOffset(tTime, OffsetOf(ToLocal(tNear), tNear));
+    };
+    const UtcTime tBefore = Moment(chrono::days(1)), tBehind = Moment(-chrono::days(1));
+    if (tBefore == tBehind) return {tBefore, tBefore};
+    const bool bBefore = ToLocal(tBefore) == tTime, bBehind = ToLocal(tBehind) == tTime;
+    if (bBefore && bBehind) return {std::min(tBefore, tBehind), std::max(tBefore, tBehind)};
+    const UtcTime tOnly = bBehind ? tBehind : tBefore;
+    return {tOnly, tOnly};
+}
+
+void SetShownClock(shownClock eClock) {
+    g_eShown = eClock;
+}
+
+LocalTime ToShown(UtcTime tTime) {
+    if (g_eShown != shownClock::UTC) return ToLocal(tTime);
+    return LocalTime(chrono::floor<Seconds>(tTime.time_since_epoch()));
+}
+
+localMoments ShownMomentsOf(LocalTime tTime) {
+    if (g_eShown != shownClock::UTC) return MomentsOf(tTime);
+    return {AtOffset(tTime, Seconds(0)), AtOffset(tTime, Seconds(0))};
 }
 
 LocalTime StartOfDay(LocalTime tTime) {
     return LocalTime(chrono::floor<chrono::days>(tTime));
 }
 
-std::optional<LocalTime> ParseTime(std::string_view strText, LocalTime tNow) {
-    if (strText == "now") return tNow;
+std::optional<localMoments> ParseTime(std::string_view strText, UtcTime tNow) {
+    if (strText == "now") return localMoments{tNow, tNow};
     if (TakeChar(strText, '-')) {
         const auto nAge = ParseSpan(strText);
         if (!nAge) return std::nullopt;
-        return tNow - *nAge;
+        return localMoments{tNow - *nAge, tNow - *nAge};
     }
-    if (const auto nClock = ParseClock(strText)) return StartOfDay(tNow) + *nClock;
-    const auto tDay = TakeDay(strText, tNow);
-    if (!tDay || strText.empty()) return tDay;
-    if (!TakeChar(strText, 'T') && !TakeChar(strText, ' ')) return std::nullopt;
-    const auto nClock = ParseClock(strText);
-    if (!nClock) return std::nullopt;
-    return *tDay + *nClock;
+    const auto nOffset = TakeOffset(strText);
+    return ParseDayAndClock(strText, tNow, nOffset);
 }
 
 std::optional<Seconds> ParseSpan(std::string_view strText) {
@@ -204,12 +308,34 @@ std::string FormatIso(LocalTime tTime) {
 std::string FormatDay(LocalTime tTime) {
     return FormatTime(tTime).substr(0, 10);
 }
-std::string FormatClock(LocalTime tTime) {
+
+std::string FormatTime(UtcTime tTime) {
+    const LocalTime tShown = ToShown(tTime);
+    return FormatTime(tShown) + OffsetToTell(tShown, tTime);
+}
+std::string FormatClock(UtcTime tTime) {
     return FormatTime(tTime).substr(11);
 }
+std::string FormatIso(UtcTime tTime) {
+    const LocalTime tShown = ToShown(tTime);
+    const auto nDecimals =
+        chrono::floor<chrono::milliseconds>(tTime) - chrono::floor<Seconds>(tTime);
+    char szDecimals[32] = "";
+    if (nDecimals.count() > 0) {
+        std::snprintf(szDecimals, sizeof(szDecimals), ".%03d", static_cast<int>(nDecimals.count()));
+    }
+    return FormatIso(tShown) + szDecimals + FormatOffset(OffsetOf(tShown, tTime));
+}
 
-std::string FormatSpan(Seconds nSpan) {
-    const long long n = nSpan.count();
+double InSeconds(UtcTime::duration nSpan) {
+    return std::chrono::duration<double>(nSpan).count();
+}
+UtcTime::duration FromSeconds(double fSeconds) {
+    return chrono::round<UtcTime::duration>(std::chrono::duration<double>(fSeconds));
+}
+
+std::string FormatSpan(UtcTime::duration nSpan) {
+    const long long n = chrono::round<Seconds>(nSpan).count();
     char szText[64];
     if (n >= 2 * 86400) {
         std::snprintf(szText, sizeof(szText), "%lldd %02lld:%02lld:%02lld", n / 86400,

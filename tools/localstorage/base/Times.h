@@ -1,7 +1,9 @@
-// Local times as the tool's users type them and as file names carry them.
+// Times: moments in UTC, and what a clock on the wall shows then, as names of files carry it and as
+// users type it.
 //
-// Everything here counts in seconds of the local clock, as the names of recordings do: no time zone
-// enters, so a day has 24 hours and names order as times do. Only Now and FromUnix ask the system.
+// A local time counts in seconds of the wall clock; no time zone enters, so a day has 24 hours and
+// names order as times do. ToLocal and MomentsOf lead from one to the other by the machine's time
+// zone: at the end of summer time a clock shows an hour twice, at its beginning it leaves one out.
 
 #ifndef LOCALSTORAGE_TOOL_BASE_TIMES_H
 #define LOCALSTORAGE_TOOL_BASE_TIMES_H
@@ -16,6 +18,8 @@
 
 using LocalTime = std::chrono::local_seconds;
 using Seconds = std::chrono::seconds;
+/// Microseconds since 1970, UTC.
+using UtcTime = std::chrono::sys_time<std::chrono::microseconds>;
 
 /// The fields of a time as six numbers.
 struct timeFields {
@@ -27,25 +31,61 @@ LocalTime FromFields(const timeFields& stFields);
 timeFields ToFields(LocalTime tTime);
 tagBlockTime ToBlockTime(LocalTime tTime);
 
-/// The system's local time.
-LocalTime Now();
-LocalTime FromUnix(std::time_t nTime);
+UtcTime Now();
+
+/// What the machine's clocks show then.
+LocalTime ToLocal(UtcTime tTime);
+
+/// When the machine's clocks show a time: one moment, but for the hour that comes twice. A time
+/// that they leave out is that of the clock that was not put forward.
+struct localMoments {
+    UtcTime tFirst, tSecond;
+
+    bool IsTwice() const { return tFirst != tSecond; }
+};
+localMoments MomentsOf(LocalTime tTime);
 
 /// Midnight at the beginning of the day.
 LocalTime StartOfDay(LocalTime tTime);
 
+/// The clock by which times are typed and printed, for the whole program.
+enum class shownClock {
+    LOCAL,              ///< the machine's; the offset stands behind times that come twice
+    LOCAL_WITH_OFFSET,  ///< the machine's, the offset behind every time
+    UTC
+};
+void SetShownClock(shownClock eClock);
+
+/// What that clock shows then.
+LocalTime ToShown(UtcTime tTime);
+/// When it shows a time.
+localMoments ShownMomentsOf(LocalTime tTime);
+
 /// Reads a time that a person typed: `2024-03-05T08:00:00`, `2024-03-05 08:00`, `2024-03-05`,
 /// `08:00`, `now`, `today`, `yesterday`, the latter two also with a time behind them, or an age
-/// such as `-2h`, `-90s`, `-1d12h`. Nothing when it is none of them or no such time exists.
-std::optional<LocalTime> ParseTime(std::string_view strText, LocalTime tNow);
+/// such as `-2h`, `-90s`, `-1d12h`. Behind a time of day, whose seconds may have decimals, may
+/// stand `Z` or an offset such as `+02:00`. Nothing when it is none of them or no such time exists.
+std::optional<localMoments> ParseTime(std::string_view strText, UtcTime tNow);
 
 /// Reads a span such as `90`, `90s`, `15m`, `1h30m`, `2d`; a bare number counts in seconds.
 std::optional<Seconds> ParseSpan(std::string_view strText);
 
-std::string FormatTime(LocalTime tTime);   ///< 2024-03-05 08:00:00
-std::string FormatIso(LocalTime tTime);    ///< 2024-03-05T08:00:00
-std::string FormatDay(LocalTime tTime);    ///< 2024-03-05
-std::string FormatClock(LocalTime tTime);  ///< 08:00:00
-std::string FormatSpan(Seconds nSpan);     ///< 03:04:05; from two days on 2d 03:04:05
+std::string FormatTime(LocalTime tTime);  ///< 2024-03-05 08:00:00
+std::string FormatIso(LocalTime tTime);   ///< 2024-03-05T08:00:00
+std::string FormatDay(LocalTime tTime);   ///< 2024-03-05
+
+/// Moments, by the clock that is shown.
+std::string FormatTime(UtcTime tTime);   ///< 2024-03-05 08:00:00
+std::string FormatClock(UtcTime tTime);  ///< 08:00:00
+/// As RFC 3339 has it, with the offset: 2024-03-05T08:00:00+01:00, or 08:00:00.250 where it is not
+/// a whole second.
+std::string FormatIso(UtcTime tTime);
+
+/// As a number of seconds, and back.
+double InSeconds(UtcTime::duration nSpan);
+UtcTime::duration FromSeconds(double fSeconds);
+
+/// To the nearest second: 03:04:05; from two days on 2d 03:04:05.
+std::string FormatSpan(UtcTime::duration nSpan);
 
 #endif  // LOCALSTORAGE_TOOL_BASE_TIMES_H

@@ -21,7 +21,13 @@ command RepairCommand();
 command PruneCommand();
 command DumpCommand();
 
-/// The program: its own options and every subcommand. `strLogDir` gets the default of --log-dir.
-program LocalStorageProgram(std::string& strLogDir);
+/// What is said to the program rather than to a subcommand.
+struct programOptions {
+    std::string strLogDir;
+    bool bUtc = false, bOffset = false;
+};
+
+/// The program: its own options and every subcommand. `stOptions` gets the defaults.
+program LocalStorageProgram(programOptions& stOptions);
 
 #endif  // LOCALSTORAGE_TOOL_COMMANDS_COMMANDS_H

@@ -47,7 +47,7 @@ private:
     std::optional<clipFrames> Scan(const recording& stRecording);
     void Join(const recording& stRecording, const clipFrames& stFrames);
     BytesFunction ProgressOf(const recording& stRecording);
-    void TellGap(LocalTime tNext);
+    void TellGap(UtcTime tNext);
     bool Fits(const recording& stRecording, const clipFrames& stFrames);
     void TellResult() const;
 
@@ -59,20 +59,20 @@ private:
     std::uint64_t m_nDone = 0, m_nWhole = 0;
     clipFrames m_stFirst;  ///< of the first recording, without its frames
     bool m_bAnything = false, m_bFailed = false;
-    LocalTime m_tBegin;    ///< when the clip's first frame was taken
-    LocalTime m_tCovered;  ///< up to where recordings have been looked at
+    UtcTime m_tBegin;    ///< when the clip's first frame was taken
+    UtcTime m_tCovered;  ///< up to where recordings have been looked at
     unsigned m_nRecordings = 0, m_nGaps = 0;
 };
 
 BytesFunction CExport::ProgressOf(const recording& stRecording) {
-    return [this, strWhere = FormatTime(stRecording.stName.tStart)](std::size_t nBytes) {
+    return [this, strWhere = FormatTime(stRecording.tStart)](std::size_t nBytes) {
         m_nDone += nBytes;
         m_optProgress->Show(m_nDone, m_nWhole, strWhere);
     };
 }
 
-void CExport::TellGap(LocalTime tNext) {
-    const LocalTime tLast = m_bAnything ? m_tCovered : m_stRange.tStart;
+void CExport::TellGap(UtcTime tNext) {
+    const UtcTime tLast = m_bAnything ? m_tCovered : m_stRange.tStart;
     if (tNext <= tLast + GAP_TOLERANCE) return;
     ++m_nGaps;
     PrintMessage("gap: nothing recorded from " + FormatTime(tLast) + " to " + FormatTime(tNext) +
@@ -94,18 +94,17 @@ bool CExport::Fits(const recording& stRecording, const clipFrames& stFrames) {
         PrintMessage("the picture's size changes from " + std::to_string(m_stFirst.nWidth) + "x" +
                      std::to_string(m_stFirst.nHeight) + " to " + std::to_string(stFrames.nWidth) +
                      "x" + std::to_string(stFrames.nHeight) + " at " +
-                     FormatTime(stRecording.stName.tStart) + "; not every player follows");
+                     FormatTime(stRecording.tStart) + "; not every player follows");
     }
     return true;
 }
 
 void CExport::Join(const recording& stRecording, const clipFrames& stFrames) {
     const timeSpan stSpan = stRecording.Span();
-    const double fStep = FrameStep(stFrames.vFrames.size(), stSpan.Length(), stFrames.fRate);
-    const LocalTime tFrom = m_bAnything ? std::max(m_stRange.tStart, m_tCovered) : m_stRange.tStart;
-    const auto SecondsIn = [&](LocalTime t) {
-        return static_cast<double>((t - stSpan.tStart).count());
-    };
+    const double fStep = FrameStep(stFrames.vFrames.size(),
+                                   std::chrono::round<Seconds>(stSpan.Length()), stFrames.fRate);
+    const UtcTime tFrom = m_bAnything ? std::max(m_stRange.tStart, m_tCovered) : m_stRange.tStart;
+    const auto SecondsIn = [&](UtcTime t) { return InSeconds(t - stSpan.tStart); };
     const frameRange stRange = SelectFrames(stFrames.vFrames, stFrames.vPlaces, fStep,
                                             SecondsIn(tFrom), SecondsIn(m_stRange.tEnd));
     if (stRange.nFirst >= stRange.nEnd) return;
@@ -114,7 +113,7 @@ void CExport::Join(const recording& stRecording, const clipFrames& stFrames) {
     if (!m_bAnything) {
         m_stFirst = {stFrames.eCodec, stFrames.nWidth, stFrames.nHeight, stFrames.fRate, {}, {}};
         const double fBegin = static_cast<double>(stFrames.vPlaces[stRange.nFirst]) * fStep;
-        m_tBegin = stSpan.tStart + Seconds(static_cast<std::int64_t>(fBegin));
+        m_tBegin = stSpan.tStart + FromSeconds(fBegin);
     }
     m_objWriter.Append(stRecording.Path(), stFrames, stRange, fStep, bContinues,
                        ProgressOf(stRecording), m_bStop);
@@ -187,7 +186,8 @@ void RefuseExisting(const exportOptions& stOptions) {
 
 int Run(exportOptions& stOptions) {
     stOptions.stSelection.vCameras = {stOptions.strCamera};
-    const recordingFilter stFilter = stOptions.stSelection.Filter();
+    recordingFilter stFilter = stOptions.stSelection.Filter();
+    stFilter.bEach = true;
     RefuseExisting(stOptions);
     const auto vDirs = ExistingDirs(stOptions.stSelection.vDirs);
     const auto vFound = FindRecordings(vDirs, stFilter);

@@ -10,6 +10,8 @@
 #include "help/CommonOptions.h"
 #include "host/Host.h"
 #include "media/MediaInput.h"
+#include "records/FolderInUse.h"
+#include "records/Inspection.h"
 #include "screen/EventPrinter.h"
 #include "screen/Terminal.h"
 
@@ -21,14 +23,15 @@ constexpr const char* EXAMPLES =
     "      --end 2024-03-05T09:00:00 --type 2 door.mkv\n\n"
     "Without --end the recording ends after the input's own duration. The folder RecordFile below\n"
     "each directory belongs to the engine: what does not follow its naming rules there may be\n"
-    "deleted when the index has to be repaired.";
+    "deleted when the index has to be repaired. Where this import would delete something so, it\n"
+    "refuses and names it, unless --yes is given.";
 
 struct importOptions {
     std::vector<std::string> vDirs;
     hostSettings stHost;
     std::string strCamera, strStart, strEnd, strInput;
     unsigned nType = 1;
-    bool bJson = false;
+    bool bYes = false, bJson = false;
 };
 
 Seconds DurationOf(const CMediaInput& objInput, const std::string& strInput,
@@ -43,27 +46,48 @@ Seconds DurationOf(const CMediaInput& objInput, const std::string& strInput,
 
 recordingName NameOf(const importOptions& stOptions, const CMediaInput& objInput,
                      const std::atomic<bool>& bStop) {
-    const LocalTime tStart = TimeOf(stOptions.strStart);
-    const LocalTime tEnd = stOptions.strEnd.empty()
-                               ? tStart + DurationOf(objInput, stOptions.strInput, bStop)
-                               : TimeOf(stOptions.strEnd);
+    const UtcTime tStart = TimeOf(stOptions.strStart);
+    const UtcTime tEnd = stOptions.strEnd.empty()
+                             ? tStart + DurationOf(objInput, stOptions.strInput, bStop)
+                             : TimeOf(stOptions.strEnd);
     if (tEnd < tStart) {
         throw CUsageError("the recording would end at " + FormatTime(tEnd) +
                           ", before it starts at " + FormatTime(tStart));
     }
-    return {LOCAL_STORAGE_REMOTE_BACKUP, tStart, tEnd, stOptions.nType};
+    return {LOCAL_STORAGE_REMOTE_BACKUP, ToLocal(tStart), ToLocal(tEnd), stOptions.nType};
 }
 
 /// The engine would begin the file anew, and its index takes two recordings with the same times for
 /// one.
 void RefuseExisting(const importOptions& stOptions, const recordingName& stName) {
+    // What recordings carry may differ from their names by as much.
+    const localMoments stStart = MomentsOf(stName.tStart);
+    const timeSpan stNear{stStart.tFirst - GAP_TOLERANCE, stStart.tSecond + GAP_TOLERANCE};
     const recordingFilter stFilter{
-        {stOptions.strCamera}, timeSpan{stName.tStart, stName.tStart + Seconds(1)}, 0};
+        .vCameras = {stOptions.strCamera}, .stRange = stNear, .bEmpty = true};
     for (const recording& st : FindRecordings(stOptions.stHost.vDirs, stFilter)) {
-        if (st.stName.tStart != stName.tStart || st.tEnd != stName.tEnd) continue;
+        if (st.stName.tStart != stName.tStart || st.stName.tEnd != stName.tEnd) continue;
         throw CFailure("a recording of " + stOptions.strCamera +
                        " with these times is there already, and nothing was written: " + st.Path());
     }
+}
+
+/// A start that makes the index anew would remove what is foreign.
+void RefuseForeign(const std::vector<std::string>& vDirs) {
+    const CFolderInUse objFolder(vDirs);
+    std::vector<std::string> vForeign;
+    for (const std::string& strDir : vDirs) {
+        const std::string strFolder = objFolder.In(strDir);
+        if (!IsRepairDue(strDir + "/" + strFolder)) continue;
+        for (const finding& st : Inspect(strDir, strFolder).vFindings) {
+            if (st.eKind == findingKind::FOREIGN) vForeign.push_back(st.strPath);
+        }
+    }
+    if (vForeign.empty()) return;
+    throw CFailure(
+        "the index has to be made anew, which would remove what does not belong to it, and nothing "
+        "was written; move it away, or give --yes: " +
+        Joined(vForeign, ", "));
 }
 
 /// The engine deletes no pictures in this layout: a full disk would stay full.
@@ -136,6 +160,7 @@ int Run(importOptions& stOptions) {
     stSettings.nChannels = 1;
     RefuseOtherLayout(stSettings.vDirs, LOCAL_STORAGE_REMOTE_BACKUP);
     RefuseExisting(stOptions, stName);
+    if (!stOptions.bYes) RefuseForeign(stSettings.vDirs);
 
     CImportEvents objEvents(stOptions.bJson);
     bool bWhole = false;
@@ -174,6 +199,7 @@ command ImportCommand() {
           "When a disk is full, take the next record directory that has room"},
          AutoDeleteOption(st.stHost.bAutoDelete),
          stDeleteKind,
+         {"--yes", &st.bYes, "Import even where foreign files will be removed"},
          JsonOption(st.bJson),
          Required({"INPUT", &st.strInput, "File or address that FFmpeg can open, H.264 or H.265"})},
         [pOptions] { return Run(*pOptions); }};

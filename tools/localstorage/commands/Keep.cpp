@@ -162,7 +162,8 @@ void TellResult(const manifest& st, const std::string& strManifest, bool bJson) 
 
 int Run(keepOptions& stOptions) {
     stOptions.stSelection.vCameras = {stOptions.strCamera};
-    const recordingFilter stFilter = stOptions.stSelection.Filter();
+    recordingFilter stFilter = stOptions.stSelection.Filter();
+    stFilter.bEach = true;
     const auto vDirs = ExistingDirs(stOptions.stSelection.vDirs);
     RefuseInside(stOptions.strInto, vDirs);
     const auto vFound = FindRecordings(vDirs, stFilter);

@@ -55,10 +55,11 @@ std::vector<oldFile> FindFiles(const std::vector<std::string>& vDirs, StoreFileT
     const CFolderInUse objFolder(vDirs);
     std::map<std::string, std::string> mFolders;
     for (const std::string& strDir : vDirs) mFolders[strDir] = objFolder.In(strDir);
-    for (const recording& st : FindRecordings(vDirs, {})) {
+    for (const recording& st :
+         FindRecordings(vDirs, {.stExact = SinceMidnight(Now()), .bEmpty = true})) {
         if (st.strFolder != mFolders[st.strDir]) continue;
         vFiles.push_back({st.strDir, st.strDir + "/" + st.strFolder, st.strDay, st.strCamera,
-                          st.strName, st.nBytes, st.tEnd});
+                          st.strName, st.nBytes, ToLocal(st.tEnd)});
     }
     return vFiles;
 }
@@ -70,8 +71,9 @@ std::map<std::string, diskRoom> RoomsOf(const std::vector<std::string>& vDirs) {
 }
 
 std::vector<oldFile> Choose(const std::vector<std::string>& vDirs, const pruneOptions& stOptions) {
-    const auto vFiles = EarlierThanToday(FindFiles(vDirs, stOptions.eKind), Now());
-    if (!stOptions.strBefore.empty()) return BeforeDay(vFiles, TimeOf(stOptions.strBefore));
+    const auto vFiles = EarlierThanToday(FindFiles(vDirs, stOptions.eKind), ToLocal(Now()));
+    if (!stOptions.strBefore.empty())
+        return BeforeDay(vFiles, ToLocal(TimeOf(stOptions.strBefore)));
     const auto mRooms = RoomsOf(vDirs);
     const std::uint64_t nKeepFree = stOptions.nKeepFree << 20;
     const auto vChosen = UntilFree(vFiles, mRooms, nKeepFree);

@@ -19,25 +19,37 @@ constexpr const char* EXAMPLES =
     "      --from \"2024-03-05 08:00\" --to \"2024-03-05 18:00\" --type 2\n"
     "  localstorage query --dir /mnt/disk1 --from -2h --json\n\n"
     "Nothing is changed, and a host may be recording meanwhile. A recording that began before the\n"
-    "range and runs into it is found too. The client layout (made by record) names no end: there "
-    "a\n"
-    "recording ends where the camera's next one begins or with the file's last change, whichever\n"
-    "comes first. Exit code 3: nothing found.";
+    "range and runs into it is found too. Begin and end are those of the UTC times that key "
+    "frames\n"
+    "carry. Without them a recording begins as its name says, and in the client layout, which "
+    "names\n"
+    "no end, it is as long as its stream says. \"end_from\" of --json tells which. Exit code 3:\n"
+    "nothing found.";
 
 const char* LayoutName(LocalStorageType eLayout) {
     return eLayout == LOCAL_STORAGE_CLIENT ? "client" : "remote-backup";
 }
 
-bool IsClient(const recording& st) {
-    return st.stName.eLayout == LOCAL_STORAGE_CLIENT;
+const char* SourceName(endSource eSource) {
+    switch (eSource) {
+        case endSource::NAME:
+            return "name";
+        case endSource::STAMP:
+            return "stamp";
+        case endSource::STREAM:
+            return "stream";
+        case endSource::LAST_CHANGE:
+            return "next file or last change";
+    }
+    return "";
 }
 
 void PrintAsJson(const recording& st) {
     PrintJson({{"camera", st.strCamera},
-               {"start", FormatIso(st.stName.tStart)},
+               {"start", FormatIso(st.tStart)},
                {"end", FormatIso(st.tEnd)},
-               {"end_from", IsClient(st) ? "next file or last change" : "name"},
-               {"type", IsClient(st) ? CJson(nullptr) : CJson(st.stName.nType)},
+               {"end_from", SourceName(st.eEnd)},
+               {"type", st.IsClient() ? CJson(nullptr) : CJson(st.stName.nType)},
                {"layout", LayoutName(st.stName.eLayout)},
                {"bytes", st.nBytes},
                {"dir", st.strDir},
@@ -52,15 +64,16 @@ void PrintAsTable(const std::vector<recording>& vFound) {
                      {"CAMERA"},
                      {"PATH"}});
     for (const recording& st : vFound) {
-        objTable.AddRow({FormatTime(st.stName.tStart), FormatTime(st.tEnd),
-                         IsClient(st) ? "-" : std::to_string(st.stName.nType),
+        objTable.AddRow({FormatTime(st.tStart), FormatTime(st.tEnd),
+                         st.IsClient() ? "-" : std::to_string(st.stName.nType),
                          FormatBytes(st.nBytes), st.strCamera, st.Path()});
     }
     objTable.Print();
 }
 
 int Run(const selection& stSelection, bool bJson) {
-    const recordingFilter stFilter = stSelection.Filter();
+    recordingFilter stFilter = stSelection.Filter();
+    stFilter.bEach = bJson;
     const auto vDirs = ExistingDirs(stSelection.vDirs);
     const auto vFound = FindRecordings(vDirs, stFilter);
     TellHidden(vDirs, vFound);
@@ -74,10 +87,6 @@ int Run(const selection& stSelection, bool bJson) {
         return EXIT_OK;
     }
     PrintAsTable(vFound);
-    if (AnyEndGuessed(vFound)) {
-        PrintMessage(
-            "client layout: a recording ends with the camera's next one or its last change");
-    }
     return EXIT_OK;
 }
 

@@ -23,7 +23,12 @@ constexpr const char* EXAMPLES =
     "  localstorage status --dir /mnt/disk1 --dir /mnt/disk2\n"
     "  localstorage status --dir /mnt/disk1 --json\n\n"
     "Nothing is changed, and a host may be recording meanwhile. A disk with 2048 MiB free or less\n"
-    "counts as full. Gaps are those between today's recordings of a camera.";
+    "counts as full. Gaps are those between today's recordings of a camera. One that is recorded "
+    "as\n"
+    "it is filmed (client layout) has stopped when its last picture is more than a minute old.";
+
+/// A camera that is recorded was seen so recently.
+constexpr Seconds SILENCE(60);
 
 struct diskStatus {
     std::uint64_t nFreeBytes = 0;
@@ -36,8 +41,12 @@ struct diskStatus {
 
 struct cameraStatus {
     std::uint64_t nRecordings = 0, nBytes = 0;
-    timeSpan stWhole{LocalTime::max(), LocalTime::min()};
+    timeSpan stWhole{UtcTime::max(), UtcTime::min()};
     std::vector<timeSpan> vToday;  ///< merged once all are known
+    bool bLive = false;            ///< recorded as it is filmed: the client layout
+    bool bStopped = false;
+
+    const char* State() const { return bStopped ? "stopped" : bLive ? "recording" : "-"; }
 };
 
 using DiskStatuses = std::vector<std::pair<std::string, diskStatus>>;
@@ -67,19 +76,23 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
     return vDisks;
 }
 
-CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, LocalTime tNow) {
-    const timeSpan stToday{StartOfDay(tNow), tNow};
+CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow) {
+    const timeSpan stToday{SinceMidnight(tNow).tStart, tNow};
     CameraStatuses mCameras;
     for (const recording& stRecording : vRecordings) {
         cameraStatus& st = mCameras[stRecording.strCamera];
         const timeSpan stSpan = stRecording.Span();
         ++st.nRecordings;
         st.nBytes += stRecording.nBytes;
+        st.bLive |= stRecording.IsClient();
         st.stWhole = {std::min(st.stWhole.tStart, stSpan.tStart),
                       std::max(st.stWhole.tEnd, stSpan.tEnd)};
         st.vToday.push_back(Clip(stSpan, stToday));
     }
-    for (auto& [strCamera, st] : mCameras) st.vToday = Merge(std::move(st.vToday));
+    for (auto& [strCamera, st] : mCameras) {
+        st.vToday = Merge(std::move(st.vToday));
+        st.bStopped = st.bLive && st.stWhole.tEnd < tNow - SILENCE;
+    }
     return mCameras;
 }
 
@@ -114,18 +127,21 @@ void PrintCamerasAsTable(const CameraStatuses& mCameras) {
     CTable objTable({{"CAMERA"},
                      {"FIRST"},
                      {"LAST"},
+                     {"STATE"},
                      {"RECORDINGS", CTable::RIGHT},
                      {"SIZE", CTable::RIGHT},
                      {"TODAY", CTable::RIGHT},
                      {"GAPS TODAY"}});
     for (const auto& [strCamera, st] : mCameras) {
         const auto vGaps = GapsBetween(st.vToday);
+        constexpr std::size_t LAST = 2, STATE = 3;
         objTable.AddRow(
-            {strCamera, FormatTime(st.stWhole.tStart), FormatTime(st.stWhole.tEnd),
+            {strCamera, FormatTime(st.stWhole.tStart), FormatTime(st.stWhole.tEnd), st.State(),
              std::to_string(st.nRecordings), FormatBytes(st.nBytes),
              FormatSpan(TotalLength(st.vToday)),
              vGaps.empty() ? "none"
-                           : std::to_string(vGaps.size()) + ", " + FormatSpan(TotalLength(vGaps))});
+                           : std::to_string(vGaps.size()) + ", " + FormatSpan(TotalLength(vGaps))},
+            st.bStopped ? std::set<std::size_t>{LAST, STATE} : std::set<std::size_t>{});
     }
     objTable.Print();
 }
@@ -154,20 +170,22 @@ void PrintCamerasAsJson(const CameraStatuses& mCameras) {
                    {"camera", strCamera},
                    {"first", FormatIso(st.stWhole.tStart)},
                    {"last", FormatIso(st.stWhole.tEnd)},
+                   {"state", st.State()},
                    {"recordings", st.nRecordings},
                    {"bytes", st.nBytes},
-                   {"seconds_today", TotalLength(st.vToday).count()},
+                   {"seconds_today", InSeconds(TotalLength(st.vToday))},
                    {"gaps_today", vGaps.size()},
-                   {"gap_seconds_today", TotalLength(vGaps).count()}});
+                   {"gap_seconds_today", InSeconds(TotalLength(vGaps))}});
     }
 }
 
 int Run(const std::vector<std::string>& vGiven, bool bJson) {
     const auto vDirs = ExistingDirs(vGiven);
-    const auto vRecordings = FindRecordings(vDirs, {});
+    const UtcTime tNow = Now();
+    const auto vRecordings = FindRecordings(vDirs, {.stExact = SinceMidnight(tNow)});
     TellHidden(vDirs, vRecordings);
     const DiskStatuses vDisks = StatusOfDisks(vDirs, vRecordings);
-    const CameraStatuses mCameras = StatusOfCameras(vRecordings, Now());
+    const CameraStatuses mCameras = StatusOfCameras(vRecordings, tNow);
     if (bJson) {
         PrintDisksAsJson(vDisks);
         PrintCamerasAsJson(mCameras);

@@ -1,7 +1,6 @@
 // localstorage timeline: what is recorded of a day, and where the gaps are.
 
 #include <cerrno>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
 
@@ -44,8 +43,8 @@ void PrintAsJson(const timelineDay& stTimeline) {
             vGaps.push_back({{"start", FormatIso(st.tStart)}, {"end", FormatIso(st.tEnd)}});
         }
         PrintJson({{"camera", stRow.strCamera},
-                   {"day", FormatDay(stTimeline.stDay.tStart)},
-                   {"seconds", TotalLength(stRow.vCovered).count()},
+                   {"day", DayText(stTimeline.stDay)},
+                   {"seconds", InSeconds(TotalLength(stRow.vCovered))},
                    {"recordings", vSpans},
                    {"gaps", vGaps}});
     }
@@ -56,7 +55,7 @@ barStyle StyleFor(const timelineOptions& stOptions) {
     barStyle st;
     st.nWidth = TerminalSize(outputStream::OUT, {100, 24}).nColumns;
     st.bAscii = stOptions.bAscii || !bTerminal || !IsUtf8Locale();
-    st.bColour = bTerminal && !stOptions.bAscii && !std::getenv("NO_COLOR");
+    st.bColour = WantsColour() && !stOptions.bAscii;
     return st;
 }
 
@@ -82,14 +81,14 @@ void WriteSvg(const timelineDay& stTimeline, const std::string& strFile) {
 }
 
 int Run(const timelineOptions& stOptions) {
-    const LocalTime tDay = StartOfDay(TimeOf(stOptions.strDay));
-    const timeSpan stDay{tDay, tDay + Seconds(86400)};
+    const timeSpan stDay = DayAround(TimeOf(stOptions.strDay));
     const auto vDirs = ExistingDirs(stOptions.vDirs);
-    const auto vFound = FindRecordings(vDirs, {stOptions.vCameras, stDay, 0});
+    const auto vFound = FindRecordings(
+        vDirs, {.vCameras = stOptions.vCameras, .stRange = stDay, .bEach = stOptions.bJson});
     TellHidden(vDirs, vFound);
     const timelineDay stTimeline = MakeTimeline(vFound, stDay);
     if (stTimeline.vRows.empty()) {
-        PrintMessage("nothing was recorded on " + FormatDay(tDay));
+        PrintMessage("nothing was recorded on " + DayText(stDay));
         return EXIT_NOTHING_FOUND;
     }
     if (!stOptions.strSvg.empty()) WriteSvg(stTimeline, stOptions.strSvg);

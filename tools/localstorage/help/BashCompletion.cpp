@@ -13,17 +13,19 @@ std::string OptionWords(const std::vector<option>& vOptions) {
     return strWords;
 }
 
-/// How the value of an option is completed; empty where only the user can know it.
-std::string ValueAction(const std::string& strValue) {
-    if (strValue == "DIR") return "_localstorage_paths -d";
-    if (strValue == "FILE") return "_localstorage_paths -f";
-    if (strValue == "TIME") {
-        return "COMPREPLY=($(compgen -W \"now today yesterday -1h -1d\" -- \"$cur\"))";
+std::string ValueAction(const option& st) {
+    const optionValue stValue = ValueOf(st);
+    switch (stValue.eKind) {
+        case valueKind::DIRECTORY:
+            return "_localstorage_paths -d";
+        case valueKind::PATH:
+            return "_localstorage_paths -f";
+        case valueKind::WORDS:
+            return "COMPREPLY=($(compgen -W \"" + Joined(stValue.vWords, " ") + "\" -- \"$cur\"))";
+        case valueKind::UNKNOWN:
+            break;
     }
-    if (strValue.find('|') == std::string::npos) return "COMPREPLY=()";
-    std::string strWords = strValue;
-    for (char& c : strWords) c = c == '|' ? ' ' : c;
-    return "COMPREPLY=($(compgen -W \"" + strWords + "\" -- \"$cur\"))";
+    return "COMPREPLY=()";
 }
 
 /// One case of the shell's switch over command and option.
@@ -31,7 +33,7 @@ std::string ValueCase(const std::string& strCommand, const option& st) {
     if (st.IsPositional() || st.strValue.empty()) return {};
     std::vector<std::string> vPatterns;
     for (const std::string& strName : st.Names()) vPatterns.push_back(strCommand + ":" + strName);
-    return "    " + Joined(vPatterns, " | ") + ")\n        " + ValueAction(st.strValue) +
+    return "    " + Joined(vPatterns, " | ") + ")\n        " + ValueAction(st) +
            "\n        return\n        ;;\n";
 }
 

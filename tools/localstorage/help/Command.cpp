@@ -11,6 +11,18 @@ std::vector<std::string> option::Names() const {
     return vNames;
 }
 
+optionValue ValueOf(const option& st) {
+    if (st.strValue == "DIR") return {valueKind::DIRECTORY};
+    if (st.strValue == "FILE" || st.IsPositional()) return {valueKind::PATH};
+    if (st.strValue == "TIME")
+        return {valueKind::WORDS, {"now", "today", "yesterday", "-1h", "-1d"}};
+    if (st.strValue.find('|') == std::string::npos) return {};
+    optionValue stValue{valueKind::WORDS};
+    std::istringstream stWords(st.strValue);
+    for (std::string str; std::getline(stWords, str, '|');) stValue.vWords.push_back(str);
+    return stValue;
+}
+
 option HelpOption() {
     return {"-h,--help", static_cast<bool*>(nullptr), "Print this help and exit"};
 }

@@ -37,6 +37,19 @@ struct option {
     bool IsRepeatable() const { return std::holds_alternative<std::vector<std::string>*>(target); }
 };
 
+/// How a shell completes the value of an option.
+enum class valueKind {
+    UNKNOWN,  ///< only the user knows it
+    DIRECTORY,
+    PATH,
+    WORDS  ///< one of a few, or something like them
+};
+struct optionValue {
+    valueKind eKind = valueKind::UNKNOWN;
+    std::vector<std::string> vWords = {};
+};
+optionValue ValueOf(const option& st);
+
 struct command {
     std::string strName;
     std::string strDescription;
@@ -72,8 +85,10 @@ struct request {
 
 request ReadCommandLine(const program& stProgram, int argc, const char* const* argv);
 
-/// Completion for bash, and the page for man(1), of the whole program.
+/// Completion for shells, and the page for man(1), of the whole program.
 std::string MakeBashCompletion(const program& stProgram);
+std::string MakeZshCompletion(const program& stProgram);
+std::string MakeFishCompletion(const program& stProgram);
 std::string MakeManPage(const program& stProgram);
 
 #endif  // LOCALSTORAGE_TOOL_HELP_COMMAND_H

@@ -1,6 +1,8 @@
 // Reading a command line by the table of commands.
 
+#include <algorithm>
 #include <memory>
+#include <numeric>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
@@ -85,16 +87,78 @@ void AddProgram(CLI::App& stApp, const program& stProgram) {
     stApp.footer(stProgram.strFooter);
 }
 
-/// The mistake, and which help to read. What was typed may hold a password.
-std::string MistakeText(const CLI::App& stApp, const CLI::ParseError& stError) {
-    std::string strText = stError.what(), strHelp = stApp.get_name();
-    const std::vector<std::string> vUnknown = stApp.remaining();
-    const auto vCommands = stApp.get_subcommands();
-    if (!vCommands.empty()) {
-        strHelp += " " + vCommands.front()->get_name();
-    } else if (!vUnknown.empty()) {
-        strText = "there is no command \"" + vUnknown.front() + "\"";
+/// How many characters have to be put in, left out or changed to make one text the other.
+std::size_t Distance(const std::string& strOne, const std::string& strOther) {
+    std::vector<std::size_t> vRow(strOther.size() + 1);
+    std::iota(vRow.begin(), vRow.end(), 0u);
+    for (std::size_t i = 1; i <= strOne.size(); ++i) {
+        std::size_t nDiagonal = std::exchange(vRow[0], i);
+        for (std::size_t j = 1; j <= strOther.size(); ++j) {
+            const std::size_t nChanged = nDiagonal + (strOne[i - 1] != strOther[j - 1]);
+            nDiagonal = vRow[j];
+            vRow[j] = std::min({nChanged, vRow[j] + 1, vRow[j - 1] + 1});
+        }
     }
+    return vRow.back();
+}
+
+/// The name that may have been meant, as a question behind the mistake; empty when none comes near.
+std::string Suggestion(std::string strTyped, const std::vector<std::string>& vNames) {
+    constexpr std::size_t NEAR = 2;
+    strTyped = strTyped.substr(0, strTyped.find('='));
+    const auto it = std::min_element(
+        vNames.begin(), vNames.end(), [&](const std::string& strOne, const std::string& strOther) {
+            return Distance(strTyped, strOne) < Distance(strTyped, strOther);
+        });
+    if (it == vNames.end() || Distance(strTyped, *it) > NEAR) return {};
+    return "; did you mean " + *it + "?";
+}
+
+std::vector<std::string> NamesOf(const std::vector<option>& vOptions) {
+    std::vector<std::string> vNames;
+    for (const option& st : vOptions) {
+        const auto vMore = st.Names();
+        if (!st.IsPositional()) vNames.insert(vNames.end(), vMore.begin(), vMore.end());
+    }
+    return vNames;
+}
+
+const command& CommandOf(const program& stProgram, const CLI::App& stApp) {
+    const std::string strName = stApp.get_subcommands().front()->get_name();
+    return *std::find_if(stProgram.vCommands.begin(), stProgram.vCommands.end(),
+                         [&](const command& st) { return st.strName == strName; });
+}
+
+/// The first option that there is not, with what was meant; empty when all are known.
+std::string UnknownOption(const std::vector<std::string>& vUnknown,
+                          const std::vector<option>& vOptions) {
+    const auto it = std::find_if(vUnknown.begin(), vUnknown.end(),
+                                 [](const std::string& str) { return str.starts_with('-'); });
+    if (it == vUnknown.end()) return {};
+    return "there is no option " + *it + Suggestion(*it, NamesOf(vOptions));
+}
+
+std::string UnknownCommand(const std::string& strTyped, const program& stProgram) {
+    std::vector<std::string> vNames;
+    for (const command& st : stProgram.vCommands) vNames.push_back(st.strName);
+    return "there is no command \"" + strTyped + "\"" + Suggestion(strTyped, vNames);
+}
+
+/// The mistake, and which help to read. What was typed may hold a password.
+std::string MistakeText(const program& stProgram, const CLI::App& stApp,
+                        const CLI::ParseError& stError) {
+    std::string strHelp = stApp.get_name(), strText;
+    const std::vector<std::string> vUnknown = stApp.remaining(true);
+    std::vector<option> vOptions = AllOptions(stProgram);
+    if (!stApp.get_subcommands().empty()) {
+        const command& stCommand = CommandOf(stProgram, stApp);
+        strHelp += " " + stCommand.strName;
+        vOptions.insert(vOptions.end(), stCommand.vOptions.begin(), stCommand.vOptions.end());
+    } else if (!vUnknown.empty() && !vUnknown.front().starts_with('-')) {
+        strText = UnknownCommand(vUnknown.front(), stProgram);
+    }
+    if (strText.empty()) strText = UnknownOption(vUnknown, vOptions);
+    if (strText.empty()) strText = stError.what();
     return WithoutPasswords(strText) + "; see \"" + strHelp + " --help\"";
 }
 
@@ -113,10 +177,7 @@ request ReadCommandLine(const program& stProgram, int argc, const char* const* a
         stApp.parse(argc, argv);
     } catch (const CLI::ParseError& stError) {
         if (stError.get_exit_code() == 0) return {nullptr, AnswerText(stApp, stError), {}};
-        return {nullptr, {}, MistakeText(stApp, stError)};
+        return {nullptr, {}, MistakeText(stProgram, stApp, stError)};
     }
-    const std::string strName = stApp.get_subcommands().front()->get_name();
-    const auto it = std::find_if(stProgram.vCommands.begin(), stProgram.vCommands.end(),
-                                 [&](const command& st) { return st.strName == strName; });
-    return {&*it, {}, {}};
+    return {&CommandOf(stProgram, stApp), {}, {}};
 }

@@ -12,7 +12,7 @@ std::string TimeFault(const std::string& strText) {
     if (ParseTime(strText, Now())) return {};
     return "\"" + strText +
            "\" is no time; write it as 2024-03-05T08:00:00, \"2024-03-05 08:00\", 08:00, today or "
-           "-2h";
+           "-2h; Z or +02:00 may stand behind a time of day";
 }
 
 std::string SpanFault(const std::string& strText) {
@@ -111,7 +111,8 @@ option SpanOption(const std::string& strName, std::string& strSpan,
 }
 
 timeSpan selection::Range() const {
-    timeSpan stRange{TimeOf(strFrom), TimeOf(strTo)};
+    // Times that come twice: all of both hours.
+    timeSpan stRange{TimeOf(strFrom), ParseTime(strTo, Now()).value().tSecond};
     if (strTo == "now") stRange.tEnd += Seconds(1);  // the second that has just begun belongs to it
     if (stRange.tStart < stRange.tEnd) return stRange;
     throw CUsageError("the range is empty: from " + FormatTime(stRange.tStart) + " to " +
@@ -126,8 +127,8 @@ option ToOption(selection& stSelection) {
     return TimeOption("--to", stSelection.strTo, "End of the range");
 }
 
-LocalTime TimeOf(const std::string& strTime) {
-    return ParseTime(strTime, Now()).value();
+UtcTime TimeOf(const std::string& strTime) {
+    return ParseTime(strTime, Now()).value().tFirst;
 }
 Seconds SpanOf(const std::string& strSpan) {
     return ParseSpan(strSpan).value();

@@ -48,8 +48,8 @@ struct selection {
 option FromOption(selection& stSelection);
 option ToOption(selection& stSelection);
 
-/// The time of an option that was checked.
-LocalTime TimeOf(const std::string& strTime);
+/// The time of an option that was checked; of one that comes twice the first.
+UtcTime TimeOf(const std::string& strTime);
 Seconds SpanOf(const std::string& strSpan);
 
 /// Why a camera identifier cannot be used; empty when it can.

@@ -1,5 +1,7 @@
 // The page for man(1), made from the table of commands.
 
+#include <sstream>
+
 #include "help/Command.h"
 
 namespace {
@@ -54,14 +56,80 @@ std::string Usage(const command& stCommand) {
            strPositionals;
 }
 
+/// A command line of an example, on as many lines as a page of 80 columns needs.
+std::string Example(std::string strLine) {
+    constexpr std::size_t WIDEST = 68;
+    std::string strOut;
+    while (strLine.size() > WIDEST) {
+        const std::size_t nCut = strLine.rfind(" -", WIDEST);
+        if (nCut == std::string::npos || strLine.find_first_not_of(' ') > nCut) break;
+        strOut += strLine.substr(0, nCut) + " \\\n";
+        strLine = "      " + strLine.substr(nCut + 1);
+    }
+    return strOut + strLine + "\n";
+}
+
+/// The end of a command's help: lines that are indented stand as they are, the rest is filled.
+std::string Footer(const command& stCommand) {
+    std::string strText;
+    bool bExample = false;
+    std::istringstream stLines(stCommand.Footer());
+    for (std::string strLine; std::getline(stLines, strLine);) {
+        const bool bIndented = strLine.starts_with(' ');
+        if (bIndented != bExample) strText += bIndented ? ".PP\n.nf\n" : ".fi\n";
+        bExample = bIndented;
+        strText += strLine.empty() ? ".PP\n" : Roff(bIndented ? Example(strLine) : strLine + "\n");
+    }
+    return strText + (bExample ? ".fi\n" : "");
+}
+
 std::string CommandText(const command& stCommand) {
     std::string strText = ".SS " + stCommand.strName + "\n" + Roff(stCommand.strDescription) +
                           ".\n.PP\n" + Usage(stCommand) + "\n";
     for (const option& st : AllOptions(stCommand)) strText += OptionText(st);
-    return strText + ".PP\n.nf\n" + Roff(stCommand.Footer()) + "\n.fi\n";
+    return strText + ".PP\n" + Footer(stCommand);
 }
 
 constexpr const char* END =
+    ".SH EVENTS\n"
+    "\\fBrecord\\fR and \\fBimport\\fR print what happens, a line each; with "
+    "\\fB\\-\\-json\\fR as objects with the keys \\fIevent\\fR (the name), \\fItime\\fR, where it "
+    "is of one \\fIcamera\\fR, and those told here.\n"
+    ".TP\n.B created\nA file was begun: \\fIpath\\fR.\n"
+    ".TP\n.B closed\nA file is complete: \\fIpath\\fR, \\fIbytes\\fR.\n"
+    ".TP\n.B snapshot\nA picture was stored: \\fIpath\\fR, \\fIbytes\\fR.\n"
+    ".TP\n.B deleted\nA full disk made the engine delete a file: \\fIpath\\fR.\n"
+    ".TP\n.B switched\nRecording goes on in another directory.\n"
+    ".TP\n.B disk\\-full\nNo record directory has room.\n"
+    ".TP\n.B write\\-failed\nA disk did not take what was to be written.\n"
+    ".TP\n.B ended\nA camera's recording is over: \\fIreason\\fR, \\fIbytes\\fR, "
+    "\\fIfiles\\fR.\n"
+    ".SH KEYS\n"
+    "What \\fB\\-\\-json\\fR prints besides events; times are RFC 3339 with their offset, sizes "
+    "bytes.\n"
+    ".TP\n.B query\n\\fIcamera\\fR, \\fIstart\\fR, \\fIend\\fR, \\fIend_from\\fR (stamp: the times "
+    "that key frames carry; stream: the length of the stream; name; next file or last change), "
+    "\\fItype\\fR (null in the client layout), \\fIlayout\\fR, \\fIbytes\\fR, \\fIdir\\fR, "
+    "\\fIpath\\fR.\n"
+    ".TP\n.B timeline\n\\fIcamera\\fR, \\fIday\\fR, \\fIseconds\\fR recorded, \\fIrecordings\\fR "
+    "(each with \\fIstart\\fR, \\fIend\\fR, \\fItype\\fR), \\fIgaps\\fR (each with "
+    "\\fIstart\\fR, \\fIend\\fR).\n"
+    ".TP\n.B export\n\\fIpath\\fR, \\fIcamera\\fR, \\fIstart\\fR, \\fIseconds\\fR, "
+    "\\fIframes\\fR, \\fIrecordings\\fR, \\fIgaps\\fR, \\fIbytes\\fR.\n"
+    ".TP\n.B status\n\\fIkind\\fR disk: \\fIdir\\fR, \\fIfree_bytes\\fR, \\fIfull\\fR, "
+    "\\fIfolder\\fR, \\fIoldest_day\\fR, \\fInewest_day\\fR, \\fIrecordings\\fR, "
+    "\\fIbytes\\fR, \\fIpictures\\fR, \\fIpicture_bytes\\fR; \\fIkind\\fR camera: "
+    "\\fIcamera\\fR, \\fIfirst\\fR, \\fIlast\\fR, \\fIstate\\fR (recording, stopped, or \\- for "
+    "one that is only imported), \\fIrecordings\\fR, \\fIbytes\\fR, \\fIseconds_today\\fR, "
+    "\\fIgaps_today\\fR, \\fIgap_seconds_today\\fR.\n"
+    ".TP\n.B check\n\\fIkind\\fR finding: \\fIdir\\fR, \\fIfinding\\fR, \\fIpath\\fR, "
+    "\\fIwhy\\fR, \\fIfiles\\fR, \\fIbytes\\fR; \\fIkind\\fR directory: \\fIdir\\fR, "
+    "\\fIfolder\\fR, \\fIlayout\\fR, \\fIin_use\\fR, \\fIrecordings\\fR, \\fIentries\\fR, "
+    "\\fIhidden\\fR, \\fIfindings\\fR, \\fIwould_remove_files\\fR, \\fIclean\\fR.\n"
+    ".SH SIGNALS\n"
+    ".TP\n.B SIGINT, SIGTERM, SIGHUP\nEverything that is being written is closed and made durable, "
+    "then the command ends; a second one ends it at once. A closed terminal sends SIGHUP.\n"
+    ".TP\n.B SIGPIPE\nIs ignored: recording goes on when whoever read its output has gone.\n"
     ".SH EXIT STATUS\n"
     ".TP\n.B 0\nDone.\n"
     ".TP\n.B 1\nA failure; standard error says what failed, where and why.\n"
@@ -93,7 +161,10 @@ std::string MakeManPage(const program& stProgram) {
         ".SH TIMES\nTimes are local: \\fB2024\\-03\\-05T08:00:00\\fR, "
         "\\fB\"2024\\-03\\-05 08:00\"\\fR, \\fB2024\\-03\\-05\\fR, \\fB08:00\\fR, "
         "\\fBnow\\fR, \\fBtoday\\fR, \\fByesterday\\fR, \\fB\"yesterday 08:00\"\\fR, or an "
-        "age such as \\fB\\-90s\\fR, \\fB\\-2h\\fR, \\fB\\-1d12h\\fR. Spans are written "
+        "age such as \\fB\\-90s\\fR, \\fB\\-2h\\fR, \\fB\\-1d12h\\fR. Behind a time of day may "
+        "stand \\fBZ\\fR or an offset, such as \\fB+02:00\\fR. At the end of summer time an hour "
+        "comes twice: a range takes in both, and what is printed of it has its offset. Spans are "
+        "written "
         "\\fB90\\fR, \\fB90s\\fR, \\fB15m\\fR, \\fB1h30m\\fR.\n.SH COMMANDS\n";
     for (const command& st : stProgram.vCommands) strPage += CommandText(st);
     return strPage + END;

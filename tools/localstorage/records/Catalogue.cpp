@@ -1,13 +1,17 @@
 #include "records/Catalogue.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <map>
 #include <tuple>
 
 #include "RecordTree/Names.h"
 #include "base/Failure.h"
+#include "base/System.h"
 #include "base/Text.h"
+#include "records/ExactTimes.h"
+#include "records/StreamTimes.h"
 #include "records/Tree.h"
 
 namespace chrono = std::chrono;
@@ -19,77 +23,115 @@ bool Wanted(const recordingFilter& stFilter, const recordingName& stName) {
     return stFilter.nType == 0 || stFilter.nType == stName.nType;
 }
 
-// A recording lies in the day in which it begins. None is believed to be longer than a week: so far
-// before a range one may begin that reaches into it, and so far behind it the one that ends such a
-// recording.
+// A recording lies in the day in which it begins.
 treePart PartOf(const recordingFilter& stFilter) {
-    constexpr chrono::days LONGEST(7);
     treePart stPart{stFilter.vCameras};
     if (stFilter.stRange) {
-        stPart.strFirstDay = DayName(stFilter.stRange->tStart - LONGEST);
-        stPart.strLastDay = DayName(stFilter.stRange->tEnd + LONGEST);
+        const LocalTime tFirst = ToLocal(stFilter.stRange->tStart);
+        stPart.strFirstDay = DayName(tFirst);
+        stPart.strReach = DayName(tFirst - LONGEST_RECORDING);
+        stPart.strLastDay = DayName(ToLocal(stFilter.stRange->tEnd - UtcTime::duration(1)));
     }
     return stPart;
 }
 
+/// When clocks showed what names say, asked once for each day of one length.
+class CNameClock {
+public:
+    localMoments MomentsOf(LocalTime tTime) {
+        const LocalTime tDay = StartOfDay(tTime);
+        const auto [it, bNew] = m_mMidnights.try_emplace(tDay);
+        if (bNew) it->second = MidnightOf(tDay);
+        if (!it->second) return ::MomentsOf(tTime);
+        const UtcTime tOnly = *it->second + (tTime - tDay);
+        return {tOnly, tOnly};
+    }
+
+private:
+    /// Nothing for a day in which the clock is put forward or back.
+    static std::optional<UtcTime> MidnightOf(LocalTime tDay) {
+        const localMoments stThis = ::MomentsOf(tDay), stNext = ::MomentsOf(tDay + chrono::days(1));
+        const bool bPlain = !stThis.IsTwice() && stNext.tFirst - stThis.tFirst == chrono::days(1);
+        return bPlain ? std::optional(stThis.tFirst) : std::nullopt;
+    }
+
+    std::map<LocalTime, std::optional<UtcTime>> m_mMidnights;
+};
+
+/// Of the two moments that a name may mean, the one when the recording began.
+UtcTime StartOf(const recording& st, const localMoments& stMoments) {
+    if (!stMoments.IsTwice()) return stMoments.tFirst;
+    if (const auto tStamp = ReadStreamTimes(st.Path(), FileSize(st.Path())).tStart) {
+        return Agree(*tStamp, stMoments.tSecond) ? stMoments.tSecond : stMoments.tFirst;
+    }
+    // The file was closed within the hour behind it, or copied later.
+    const UtcTime tChange = LookAtFile(st.Path()).tChange;
+    const bool bSecond =
+        tChange >= stMoments.tSecond && tChange < stMoments.tSecond + chrono::hours(1);
+    return bSecond ? stMoments.tSecond : stMoments.tFirst;
+}
+
+UtcTime EndOf(const recording& st, const localMoments& stMoments) {
+    const bool bFirst = stMoments.tFirst >= st.tStart;
+    return std::max(st.tStart, bFirst ? stMoments.tFirst : stMoments.tSecond);
+}
+
 void ReadTree(const std::string& strDir, const std::string& strFolder, const treePart& stPart,
-              const recordingFilter& stFilter, std::vector<recording>& vFound) {
+              const recordingFilter& stFilter, CNameClock& objClock,
+              std::vector<recording>& vFound) {
     WalkTree(strDir + "/" + strFolder, stPart, [&](const treeFile& stFile) {
         const auto stName = ParseRecordingName(stFile.strName);
-        if (stName && Wanted(stFilter, *stName)) {
-            vFound.push_back({strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName,
-                              *stName, stName->tEnd, 0});
-        }
+        if (!stName || !Wanted(stFilter, *stName)) return true;
+        recording st{strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName, *stName};
+        st.tStart = StartOf(st, objClock.MomentsOf(stName->tStart));
+        st.tEnd = st.IsClient() ? UtcTime::max() : EndOf(st, objClock.MomentsOf(stName->tEnd));
+        vFound.push_back(std::move(st));
         return true;
     });
 }
 
-bool IsGuessed(const recording& stRecording) {
-    return stRecording.stName.eLayout == LOCAL_STORAGE_CLIENT;
-}
-
 /// In the client layout, lets every recording end where the next one of its camera begins.
 void EndWithNext(std::vector<recording>& vRecordings) {
-    std::map<std::string, LocalTime> mNext;
+    std::map<std::string, UtcTime> mNext;
     for (auto it = vRecordings.rbegin(); it != vRecordings.rend(); ++it) {
-        if (!IsGuessed(*it)) continue;
-        const auto itNext = mNext.find(it->strCamera);
-        it->tEnd = itNext == mNext.end() ? LocalTime::max() : itNext->second;
-        mNext[it->strCamera] = it->stName.tStart;
+        if (!it->IsClient()) continue;
+        const auto [itNext, bLast] = mNext.try_emplace(it->strCamera, UtcTime::max());
+        it->tEnd = itNext->second;
+        itNext->second = it->tStart;
     }
 }
 
-LocalTime ToLocal(fs::file_time_type tFile) {
-    return FromUnix(std::chrono::system_clock::to_time_t(
-        std::chrono::floor<Seconds>(std::chrono::file_clock::to_sys(tFile))));
-}
-
-/// Fills in size and, in the client layout, the end; false when the file is gone.
-bool LookAt(recording& stRecording) {
-    std::error_code stError;
-    const std::string strPath = stRecording.Path();
-    stRecording.nBytes = fs::file_size(strPath, stError);
-    if (!stError && IsGuessed(stRecording)) {
-        const LocalTime tChange = ToLocal(fs::last_write_time(strPath, stError));
-        stRecording.tEnd = std::max(stRecording.stName.tStart, std::min(stRecording.tEnd, tChange));
+/// Fills in size and last change; false when the file is gone.
+bool LookAt(recording& st) {
+    const fileState stFile = LookAtFile(st.Path());
+    if (stFile.nError == ENOENT) return false;
+    if (stFile.nError != 0) {
+        throw CFailure("cannot look at " + st.Path() + ": " + ErrorText(stFile.nError));
     }
-    if (!stError) return true;
-    if (stError == std::errc::no_such_file_or_directory) return false;
-    throw CFailure("cannot look at " + strPath + ": " + stError.message());
+    st.nBytes = stFile.nBytes;
+    st.tChange = stFile.tChange;
+    return true;
 }
 
-bool Overlaps(const timeSpan& stSpan, const std::optional<timeSpan>& stRange) {
-    return !stRange || (stSpan.tStart < stRange->tEnd && stSpan.tEnd > stRange->tStart);
+void SortByStart(std::vector<recording>& vRecordings) {
+    std::sort(vRecordings.begin(), vRecordings.end(), [](const recording& a, const recording& b) {
+        return std::tie(a.tStart, a.strCamera, a.strDir, a.strName) <
+               std::tie(b.tStart, b.strCamera, b.strDir, b.strName);
+    });
 }
 
 }  // namespace
+
+bool recording::IsClient() const {
+    return stName.eLayout == LOCAL_STORAGE_CLIENT;
+}
 
 std::string recording::Path() const {
     return strDir + "/" + strFolder + "/" + strDay + "/" + strCamera + "/" + strName;
 }
 
 timeSpan recording::Span() const {
-    return {stName.tStart, std::max(tEnd, stName.tStart + Seconds(1))};
+    return {tStart, std::max(tEnd, tStart + Seconds(1))};
 }
 
 std::string picture::Path() const {
@@ -100,20 +142,25 @@ std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter) {
     const treePart stPart = PartOf(stFilter);
     std::vector<recording> vFound;
+    CNameClock objClock;
     for (const std::string& strDir : vDirs) {
         for (const std::string& strFolder : RecordFolders(strDir)) {
-            ReadTree(strDir, strFolder, stPart, stFilter, vFound);
+            ReadTree(strDir, strFolder, stPart, stFilter, objClock, vFound);
         }
     }
-    std::sort(vFound.begin(), vFound.end(), [](const recording& a, const recording& b) {
-        return std::tie(a.stName.tStart, a.strCamera, a.strDir, a.strName) <
-               std::tie(b.stName.tStart, b.strCamera, b.strDir, b.strName);
-    });
+    SortByStart(vFound);
     EndWithNext(vFound);
-    std::erase_if(vFound, [&](recording& stRecording) {
-        if (!Overlaps(stRecording.Span(), stFilter.stRange)) return true;
-        return !LookAt(stRecording) || !Overlaps(stRecording.Span(), stFilter.stRange);
+    // Names count in whole seconds, and what they tell may be corrected by as much.
+    const timeSpan stRange = stFilter.stRange.value_or(EVER);
+    const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
+    std::erase_if(vFound, [&](recording& st) {
+        return !Overlap(st.Span(), stNear) || !LookAt(st) || (st.nBytes == 0 && !stFilter.bEmpty);
     });
+    // The next one may have been empty; in a range it may only have been left out.
+    if (!stFilter.stRange) EndWithNext(vFound);
+    FindExactTimes(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
+    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stRange); });
+    SortByStart(vFound);
     return vFound;
 }
 
@@ -156,10 +203,6 @@ std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageTyp
         });
     }
     return strFound;
-}
-
-bool AnyEndGuessed(const std::vector<recording>& vRecordings) {
-    return std::any_of(vRecordings.begin(), vRecordings.end(), IsGuessed);
 }
 
 std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs) {

@@ -1,9 +1,11 @@
 // The recordings and pictures of record directories, read without changing anything, in both
 // layouts and also while a host records.
 //
-// Everything comes from the names in the tree. They tell what index entries tell, cost no more to
-// read (one folder instead of one index file for each day and camera), and are up to date while a
-// host records, after a crash and when hands have put files there.
+// What is there comes from the names in the tree. They tell what index entries tell, cost no more
+// to read (one folder instead of one index file for each day and camera), and are up to date while
+// a host records, after a crash and when hands have put files there. When exactly a recording began
+// and ended comes from its own bytes: names count in seconds of a clock that shows an hour twice a
+// year, and those of the client layout tell no end.
 
 #ifndef LOCALSTORAGE_TOOL_RECORDS_CATALOGUE_H
 #define LOCALSTORAGE_TOOL_RECORDS_CATALOGUE_H
@@ -16,6 +18,14 @@
 #include "records/Coverage.h"
 #include "records/RecordingName.h"
 
+/// What tells when a recording ended.
+enum class endSource {
+    NAME,
+    STAMP,       ///< the UTC times that its key frames carry
+    STREAM,      ///< its container's times, or the number of its frames, from its start on
+    LAST_CHANGE  ///< of its file, or the camera's next recording, whichever came first
+};
+
 /// One recording on disk.
 struct recording {
     std::string strDir;     ///< record directory, without a trailing "/"
@@ -24,26 +34,45 @@ struct recording {
     std::string strCamera;  ///< channel folder
     std::string strName;
     recordingName stName;
-    LocalTime tEnd;            ///< as the name says; client layout: see FindRecordings
+    UtcTime tStart = {}, tEnd = {};
+    endSource eEnd = endSource::NAME;
     std::uint64_t nBytes = 0;  ///< size when it was looked at
+    UtcTime tChange = {};      ///< last change of the file then
 
+    bool IsClient() const;  ///< of the client layout
     std::string Path() const;
     /// What it covers: at least one second.
     timeSpan Span() const;
 };
 
+/// None is believed to be longer.
+constexpr std::chrono::days LONGEST_RECORDING(7);
+
 /// Which recordings are wanted.
 struct recordingFilter {
-    std::vector<std::string> vCameras;  ///< none: every camera
-    std::optional<timeSpan> stRange;    ///< none: all of them
-    unsigned nType = 0;                 ///< 0: every type; the client layout knows none
+    std::vector<std::string> vCameras = {};  ///< none: every camera
+    std::optional<timeSpan> stRange = {};    ///< none: all of them
+    unsigned nType = 0;                      ///< 0: every type; the client layout knows none
+    /// Where the bytes of recordings are asked when they began and ended, unless in the range.
+    std::optional<timeSpan> stExact = {};
+    bool bEach = false;   ///< ask each of them, also where another adjoins
+    bool bEmpty = false;  ///< files without a byte too, which show nothing
 };
 
 /// The recordings that pass the filter, sorted by start time, then camera and path.
 ///
-/// The client layout names no end: there a recording ends where the next one of its camera begins
-/// or with its last change, whichever comes first. With a range, folders of days that are more than
-/// a week away from it are not looked at. Throws CFailure when a directory cannot be read.
+/// With a range, the folders of its days are read, and for each camera the last one before them, at
+/// most a week back: the last recording there may reach into the range.
+///
+/// When a recording began and ended is read from it where no other one of its camera adjoins, by
+/// name and last change; those in between begin and end to the second unless each is asked.
+/// Begin and end are those of the stamps that key frames carry; in the remote-backup layout only
+/// where they agree with the name. Without stamps a recording begins as its name says. In the
+/// client layout, whose names tell no end, it is then as long as its container's times say, or as
+/// its frames at their own rate; those are counted only where the file was not last changed just
+/// when the camera's next one began. It never reaches into the next one. An hour that clocks show
+/// twice is told apart by the stamps, else by the file's last change. Throws CFailure when a
+/// directory cannot be read.
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter);
 
@@ -64,9 +93,6 @@ std::vector<std::string> RecordFolders(const std::string& strDir);
 /// Whether a recording of the given layout lies below the record directory, and where the first of
 /// them was found. Stops at the first.
 std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageType eLayout);
-
-/// Whether the end of any of them is not its name's (client layout).
-bool AnyEndGuessed(const std::vector<recording>& vRecordings);
 
 /// Record directories in the form that the catalogue uses: no trailing "/", each once. Throws
 /// CFailure for one that does not exist or is no directory.

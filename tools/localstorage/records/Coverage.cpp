@@ -3,8 +3,16 @@
 #include <algorithm>
 #include <numeric>
 
+timeSpan SinceMidnight(UtcTime tNow) {
+    return {MomentsOf(StartOfDay(ToLocal(tNow))).tFirst, EVER.tEnd};
+}
+
 timeSpan Clip(const timeSpan& stSpan, const timeSpan& stRange) {
     return {std::max(stSpan.tStart, stRange.tStart), std::min(stSpan.tEnd, stRange.tEnd)};
+}
+
+bool Overlap(const timeSpan& stOne, const timeSpan& stOther) {
+    return stOne.tStart < stOther.tEnd && stOther.tStart < stOne.tEnd;
 }
 
 std::vector<timeSpan> Merge(std::vector<timeSpan> vSpans) {
@@ -30,8 +38,8 @@ std::vector<timeSpan> GapsBetween(const std::vector<timeSpan>& vMerged) {
     return vGaps;
 }
 
-Seconds TotalLength(const std::vector<timeSpan>& vSpans) {
+UtcTime::duration TotalLength(const std::vector<timeSpan>& vSpans) {
     return std::accumulate(
-        vSpans.begin(), vSpans.end(), Seconds(0),
-        [](Seconds nSum, const timeSpan& stSpan) { return nSum + stSpan.Length(); });
+        vSpans.begin(), vSpans.end(), UtcTime::duration(0),
+        [](UtcTime::duration nSum, const timeSpan& stSpan) { return nSum + stSpan.Length(); });
 }

@@ -7,20 +7,30 @@
 
 #include "base/Times.h"
 
-/// A stretch of time from its first second up to, not including, its end.
+/// A stretch of time up to, not including, its end.
 struct timeSpan {
-    LocalTime tStart;
-    LocalTime tEnd;
+    UtcTime tStart;
+    UtcTime tEnd;
 
-    Seconds Length() const { return tEnd - tStart; }
+    UtcTime::duration Length() const { return tEnd - tStart; }
     bool operator==(const timeSpan&) const = default;
 };
+
+/// All of time, with room to reckon beyond it.
+constexpr timeSpan EVER{UtcTime(UtcTime::duration::min() / 2),
+                        UtcTime(UtcTime::duration::max() / 2)};
+
+/// From the beginning of the machine's day on.
+timeSpan SinceMidnight(UtcTime tNow);
 
 /// Names count in whole seconds, so recordings that touch may lie this far apart: no gap yet.
 constexpr Seconds GAP_TOLERANCE{2};
 
 /// The part of `stSpan` that lies in `stRange`; empty (end not after start) when there is none.
 timeSpan Clip(const timeSpan& stSpan, const timeSpan& stRange);
+
+/// Whether they have any time in common.
+bool Overlap(const timeSpan& stOne, const timeSpan& stOther);
 
 /// Spans in order, overlapping and touching ones made one.
 std::vector<timeSpan> Merge(std::vector<timeSpan> vSpans);
@@ -29,6 +39,6 @@ std::vector<timeSpan> Merge(std::vector<timeSpan> vSpans);
 std::vector<timeSpan> GapsBetween(const std::vector<timeSpan>& vMerged);
 
 /// Sum of the lengths.
-Seconds TotalLength(const std::vector<timeSpan>& vSpans);
+UtcTime::duration TotalLength(const std::vector<timeSpan>& vSpans);
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_COVERAGE_H

@@ -90,7 +90,7 @@ void CountRecordings(inspection& st) {
     finding stHidden;
     stHidden.eKind = findingKind::HIDDEN;
     stHidden.bDirectory = true;
-    for (const recording& stRecording : FindRecordings({st.strDir}, {})) {
+    for (const recording& stRecording : FindRecordings({st.strDir}, {.bEmpty = true})) {
         if (stRecording.strFolder == st.strFolder) {
             st.nRecordings += st.bClientLayout;
             continue;
@@ -149,6 +149,14 @@ std::string inspection::Alarm() const {
                Count(nRecordings, "recording");
     }
     return {};
+}
+
+bool IsRepairDue(const std::string& strFolderPath) {
+    if (!Exists(strFolderPath)) return false;
+    if (AskIndexMarker(strFolderPath) != IndexMarker::None) return true;
+    CIndexTree objIndex;
+    indexFileFault stFault;
+    return !LoadIndex(strFolderPath, IndexLength::Exact, objIndex, stFault);
 }
 
 inspection Inspect(const std::string& strDir, const std::string& strFolder) {

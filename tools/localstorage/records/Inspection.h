@@ -50,6 +50,10 @@ struct inspection {
     std::string Alarm() const;
 };
 
+/// Whether the next start of a host on this record folder makes the index anew, and so removes what
+/// is foreign.
+bool IsRepairDue(const std::string& strFolderPath);
+
 /// Looks at a record directory of which hosts use this record folder. Throws CFailure when it
 /// cannot be read.
 inspection Inspect(const std::string& strDir, const std::string& strFolder);

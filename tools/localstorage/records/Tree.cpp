@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "RecordTree/Names.h"
 #include "base/Failure.h"
@@ -59,11 +60,15 @@ std::uint64_t FileSize(const std::string& strPath) {
 
 void WalkTree(const std::string& strRoot, const treePart& stPart,
               const std::function<bool(const treeFile&)>& fnFile) {
-    for (const std::string& strDay : NamesOf(strRoot, true)) {
-        const bool bWanted = strDay >= stPart.strFirstDay && strDay <= stPart.strLastDay;
-        if (VerifyDateDir(strDay) && !bWanted) continue;
+    std::set<std::string> setReached;
+    const std::vector<std::string> vDays = NamesOf(strRoot, true);
+    for (auto it = vDays.rbegin(); it != vDays.rend(); ++it) {
+        const std::string& strDay = *it;
+        const bool bDay = VerifyDateDir(strDay), bBefore = bDay && strDay < stPart.strFirstDay;
+        if (bDay && (strDay < stPart.strReach || strDay > stPart.strLastDay)) continue;
         const std::string strDayPath = strRoot + "/" + strDay;
         for (const std::string& strCamera : FoldersOf(strDayPath, stPart.vCameras)) {
+            if (bBefore && !setReached.insert(strCamera).second) continue;
             for (const std::string& strName : NamesOf(strDayPath + "/" + strCamera, false)) {
                 if (!fnFile({strDay, strCamera, strName})) return;
             }

@@ -29,11 +29,13 @@ struct treePart {
     /// Days by the names of their folders, the last one included; a name that is no day's counts
     /// for any.
     std::string strFirstDay = "", strLastDay = "99999999";
+    /// Back to this day, the last folder that a camera has before the first day is read too.
+    std::string strReach = strFirstDay;
 };
 
-/// Calls `fnFile` for every file two levels below `strRoot`, day by day, camera by camera, until it
-/// returns false. What is not there, or has just been removed, holds nothing; throws CFailure for a
-/// folder that cannot be read to its end.
+/// Calls `fnFile` for every file two levels below `strRoot`, day by day from the last one on,
+/// camera by camera, until it returns false. What is not there, or has just been removed, holds
+/// nothing; throws CFailure for a folder that cannot be read to its end.
 void WalkTree(const std::string& strRoot, const treePart& stPart,
               const std::function<bool(const treeFile&)>& fnFile);
 

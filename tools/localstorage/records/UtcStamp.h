@@ -4,16 +4,13 @@
 #ifndef LOCALSTORAGE_TOOL_RECORDS_UTCSTAMP_H
 #define LOCALSTORAGE_TOOL_RECORDS_UTCSTAMP_H
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <vector>
 
 #include "StreamProbe/Nal.h"
-
-/// Microseconds since 1970, UTC.
-using UtcTime = std::chrono::sys_time<std::chrono::microseconds>;
+#include "base/Times.h"
 
 /// The message as a NAL unit of its own, start code included. `eCodec` must be known.
 std::vector<std::uint8_t> MakeUtcStamp(ECodec eCodec, UtcTime tTime);

@@ -112,7 +112,7 @@ void CEventPrinter::OnTrouble(const std::string& strCamera, const std::string& s
 
 void CEventPrinter::Print(const std::string& strName, const std::string& strCamera,
                           const std::string& strText, const JsonObject& vData) const {
-    const LocalTime tNow = Now();
+    const UtcTime tNow = Now();
     if (!m_bJson) {
         PrintLine(FormatClock(tNow) + "  " + PadToWidth(strName, 12) + "  " +
                   PadToWidth(strCamera, 8) + "  " + strText);

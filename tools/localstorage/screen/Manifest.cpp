@@ -15,10 +15,10 @@ namespace {
 
 constexpr const char* KIND = "localstorage-manifest-1";
 
-LocalTime ReadTime(const ordered_json& js) {
-    const auto tTime = ParseTime(js.get<std::string>(), LocalTime());
+UtcTime ReadTime(const ordered_json& js) {
+    const auto tTime = ParseTime(js.get<std::string>(), UtcTime());
     if (!tTime) throw CFailure("a time cannot be read: " + js.dump());
-    return *tTime;
+    return tTime->tFirst;
 }
 
 timeSpan ReadSpan(const ordered_json& js) {

@@ -25,7 +25,7 @@ struct manifest {
     std::string strCamera;
     timeSpan stRange;  ///< what was asked for
     std::string strNote;
-    LocalTime tMade;
+    UtcTime tMade;
     std::string strMadeBy;  ///< user@host
     std::vector<manifestFile> vFiles;
 };

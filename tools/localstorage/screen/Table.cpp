@@ -18,18 +18,26 @@ std::vector<std::size_t> CTable::Widths() const {
 
 void CTable::Print() const {
     const std::vector<std::size_t> vWidths = Widths();
-    const auto PrintRow = [&](const std::vector<std::string>& vCells) {
+    const auto PrintRow = [&](const std::vector<std::string>& vCells,
+                              const std::set<std::size_t>& setRed) {
         std::string strLine;
         for (std::size_t n = 0; n < vCells.size(); ++n) {
             const std::string strPad(vWidths[n] - TextWidth(vCells[n]), ' ');
+            const std::string strCell =
+                setRed.contains(n) ? "\x1b[31m" + vCells[n] + "\x1b[0m" : vCells[n];
             if (n > 0) strLine += "  ";
-            strLine += m_vColumns[n].eAlign == RIGHT ? strPad + vCells[n] : vCells[n] + strPad;
+            strLine += m_vColumns[n].eAlign == RIGHT ? strPad + strCell : strCell + strPad;
         }
         strLine.erase(strLine.find_last_not_of(' ') + 1);
         PrintLine(strLine);
     };
     std::vector<std::string> vTitles;
     for (const column& stColumn : m_vColumns) vTitles.push_back(stColumn.strTitle);
-    PrintRow(vTitles);
-    for (const auto& vCells : m_vRows) PrintRow(vCells);
+    PrintRow(vTitles, {});
+    const bool bColour = WantsColour();
+    for (std::size_t n = 0; n < m_vRows.size(); ++n) {
+        const auto itRed = m_mRed.find(n);
+        PrintRow(m_vRows[n],
+                 bColour && itRed != m_mRed.end() ? itRed->second : std::set<std::size_t>{});
+    }
 }

@@ -3,6 +3,8 @@
 #ifndef LOCALSTORAGE_TOOL_SCREEN_TABLE_H
 #define LOCALSTORAGE_TOOL_SCREEN_TABLE_H
 
+#include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +21,11 @@ public:
     explicit CTable(std::vector<column> vColumns) : m_vColumns(std::move(vColumns)) {}
 
     void AddRow(std::vector<std::string> vCells) { m_vRows.push_back(std::move(vCells)); }
+    /// A row of which these cells are red where there are colours.
+    void AddRow(std::vector<std::string> vCells, std::set<std::size_t> setRed) {
+        m_mRed[m_vRows.size()] = std::move(setRed);
+        AddRow(std::move(vCells));
+    }
     bool Empty() const { return m_vRows.empty(); }
     /// Prints title line and rows to standard output.
     void Print() const;
@@ -28,6 +35,7 @@ private:
 
     std::vector<column> m_vColumns;
     std::vector<std::vector<std::string>> m_vRows;
+    std::map<std::size_t, std::set<std::size_t>> m_mRed;  ///< cells by row
 };
 
 #endif  // LOCALSTORAGE_TOOL_SCREEN_TABLE_H

@@ -27,6 +27,10 @@ bool IsUtf8Locale() {
     return false;
 }
 
+bool WantsColour() {
+    return IsTerminal(outputStream::OUT) && !std::getenv("NO_COLOR");
+}
+
 void PrintLine(std::string_view strText) {
     CLiveLines::Pause stPause;
     std::cout << strText << '\n';

@@ -13,6 +13,9 @@
 /// Whether the user's locale has UTF-8.
 bool IsUtf8Locale();
 
+/// Whether standard output is a terminal whose user wants colours.
+bool WantsColour();
+
 /// Prints one line to standard output, above the live lines. Any thread.
 void PrintLine(std::string_view strText);
 /// Prints "localstorage: TEXT" to standard error, above the live lines. Any thread.

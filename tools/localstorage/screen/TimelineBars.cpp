@@ -40,7 +40,7 @@ std::size_t NameWidth(const timelineDay& stTimeline) {
 }
 
 /// The hours above the bars, as many as have room.
-std::string HourLine(std::size_t nColumns) {
+std::string HourLine(const timeSpan& stDay, std::size_t nColumns) {
     std::size_t nStep = 1;
     for (const std::size_t nTry : {1, 2, 3, 4, 6, 12}) {
         nStep = nTry;
@@ -50,7 +50,8 @@ std::string HourLine(std::size_t nColumns) {
     for (std::size_t nHour = 0; nHour <= 24; nHour += nStep) {
         char szHour[8];
         std::snprintf(szHour, sizeof(szHour), "%02zu", nHour);
-        strLine.replace(nColumns * nHour / 24, 2, szHour);
+        const double fPlace = PlaceOfHour(stDay, nHour) * static_cast<double>(nColumns);
+        strLine.replace(static_cast<std::size_t>(fPlace + 1e-6), 2, szHour);
     }
     return strLine;
 }
@@ -96,8 +97,8 @@ std::vector<std::string> DrawBars(const timelineDay& stTimeline, const barStyle&
     const std::size_t nColumns = std::max<std::size_t>(
         LEAST_BAR, stStyle.nWidth > nTaken + 1 ? stStyle.nWidth - nTaken - 1 : 0);
     std::vector<std::string> vLines;
-    vLines.push_back(PadToWidth(FormatDay(stTimeline.stDay.tStart), nName) + "  " +
-                     HourLine(nColumns) + "RECORDED");
+    vLines.push_back(PadToWidth(DayText(stTimeline.stDay), nName) + "  " +
+                     HourLine(stTimeline.stDay, nColumns) + "RECORDED");
     for (const timelineRow& st : stTimeline.vRows) {
         vLines.push_back(PadToWidth(CutToWidth(st.strCamera, nName), nName) + "  " +
                          Bar(st, stTimeline.stDay, nColumns, stStyle) + "    " +

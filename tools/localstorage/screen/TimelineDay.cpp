@@ -7,10 +7,10 @@ namespace {
 
 /// The longest type of a cell.
 unsigned MainType(const timelineRow& stRow, const timeSpan& stCell) {
-    std::map<unsigned, Seconds> mLengths;
+    std::map<unsigned, UtcTime::duration> mLengths;
     for (const typedSpan& st : stRow.vSpans) {
         const timeSpan stPart = Clip(st.stSpan, stCell);
-        if (stPart.Length() > Seconds(0)) mLengths[st.nType] += stPart.Length();
+        if (stPart.Length() > UtcTime::duration(0)) mLengths[st.nType] += stPart.Length();
     }
     const auto it =
         std::max_element(mLengths.begin(), mLengths.end(),
@@ -28,11 +28,29 @@ std::set<unsigned> timelineDay::Types() const {
     return setTypes;
 }
 
+timeSpan DayAround(UtcTime tTime) {
+    const LocalTime tDay = StartOfDay(ToShown(tTime));
+    return {ShownMomentsOf(tDay).tFirst, ShownMomentsOf(tDay + std::chrono::days(1)).tFirst};
+}
+
+double PlaceIn(const timeSpan& stDay, UtcTime tTime) {
+    return InSeconds(tTime - stDay.tStart) / InSeconds(stDay.Length());
+}
+
+double PlaceOfHour(const timeSpan& stDay, std::size_t nHour) {
+    const LocalTime tHour = StartOfDay(ToShown(stDay.tStart)) + std::chrono::hours(nHour);
+    return PlaceIn(stDay, ShownMomentsOf(tHour).tFirst);
+}
+
+std::string DayText(const timeSpan& stDay) {
+    return FormatDay(ToShown(stDay.tStart));
+}
+
 timelineDay MakeTimeline(const std::vector<recording>& vRecordings, timeSpan stDay) {
     std::map<std::string, timelineRow> mRows;
     for (const recording& st : vRecordings) {
         const timeSpan stPart = Clip(st.Span(), stDay);
-        if (stPart.Length() <= Seconds(0)) continue;
+        if (stPart.Length() <= UtcTime::duration(0)) continue;
         timelineRow& stRow = mRows[st.strCamera];
         stRow.vSpans.push_back({stPart, st.stName.nType});
         stRow.vCovered.push_back(stPart);
@@ -55,11 +73,11 @@ std::vector<timelineCell> MakeCells(const timelineRow& stRow, const timeSpan& st
     };
     for (std::size_t n = 0; n < nColumns; ++n) {
         const timeSpan stCell{Edge(n), Edge(n + 1)};
-        Seconds nCovered(0);
+        UtcTime::duration nCovered(0);
         for (const timeSpan& st : stRow.vCovered) {
-            nCovered += std::max(Seconds(0), Clip(st, stCell).Length());
+            nCovered += std::max(UtcTime::duration(0), Clip(st, stCell).Length());
         }
-        if (nCovered == Seconds(0)) continue;
+        if (nCovered == UtcTime::duration(0)) continue;
         vCells[n] = {
             static_cast<double>(nCovered.count()) / static_cast<double>(stCell.Length().count()),
             MainType(stRow, stCell)};

@@ -31,6 +31,13 @@ struct timelineDay {
     std::set<unsigned> Types() const;
 };
 
+/// The day in which a time lies, by the clock that is shown: 23 to 25 hours.
+timeSpan DayAround(UtcTime tTime);
+/// Where a time stands in a day, 0 to 1, and where its hour does, 0 to 24.
+double PlaceIn(const timeSpan& stDay, UtcTime tTime);
+double PlaceOfHour(const timeSpan& stDay, std::size_t nHour);
+std::string DayText(const timeSpan& stDay);
+
 timelineDay MakeTimeline(const std::vector<recording>& vRecordings, timeSpan stDay);
 
 /// One column of a bar: how much of it is recorded, 0 to 1, and as which type for the longest time.

@@ -7,8 +7,7 @@
 
 namespace {
 
-constexpr double HOUR_WIDTH = 40;
-constexpr double BAR_WIDTH = 24 * HOUR_WIDTH;
+constexpr double BAR_WIDTH = 24 * 40;
 constexpr double MARGIN = 24;
 constexpr double TOP = 76;  // title and hours
 constexpr double ROW_HEIGHT = 30;
@@ -98,15 +97,15 @@ std::string Head(const frame& st) {
            Rect(0, 0, st.fWidth, st.fHeight, "#ffffff");
 }
 
-std::string Hours(const frame& st) {
+std::string Hours(const timeSpan& stDay, const frame& st) {
     std::string strOut;
-    for (int nHour = 0; nHour <= 24; ++nHour) {
-        const double fX = st.fLeft + nHour * HOUR_WIDTH;
+    for (unsigned nHour = 0; nHour <= 24; ++nHour) {
+        const double fX = st.fLeft + PlaceOfHour(stDay, nHour) * BAR_WIDTH;
         strOut += "<line x1=\"" + Number(fX) + "\" y1=\"" + Number(TOP - 6) + "\" x2=\"" +
                   Number(fX) + "\" y2=\"" + Number(st.fBottom) + "\" stroke=\"" +
                   (nHour % 6 == 0 ? "#9aa5b1" : "#e4e7eb") + "\"/>\n";
         char szHour[8];
-        std::snprintf(szHour, sizeof(szHour), "%02d", nHour);
+        std::snprintf(szHour, sizeof(szHour), "%02u", nHour);
         strOut += Text(fX, TOP - 12, "hour", szHour);
     }
     return strOut;
@@ -124,9 +123,7 @@ std::string RowFrame(const timelineRow& stRow, const frame& stFrame, double fTop
 /// What is recorded of a camera.
 std::string RowSpans(const timelineRow& stRow, const timeSpan& stDay, const frame& stFrame,
                      double fTop) {
-    const auto Place = [&](LocalTime t) {
-        return static_cast<double>((t - stDay.tStart).count()) / 3600 * HOUR_WIDTH;
-    };
+    const auto Place = [&](UtcTime t) { return PlaceIn(stDay, t) * BAR_WIDTH; };
     std::string strOut;
     for (const typedSpan& st : stRow.vSpans) {
         const double fX = Place(st.stSpan.tStart);
@@ -155,10 +152,9 @@ std::string Legend(const timelineDay& stTimeline, const frame& stFrame) {
 
 std::string DrawSvg(const timelineDay& stTimeline) {
     const frame stFrame = Measure(stTimeline);
-    std::string strSvg =
-        Head(stFrame) +
-        Text(MARGIN, 34, "title", "Recordings of " + FormatDay(stTimeline.stDay.tStart)) +
-        Text(stFrame.fLeft + BAR_WIDTH + SUM_WIDTH, TOP - 12, "sum", "recorded");
+    std::string strSvg = Head(stFrame) +
+                         Text(MARGIN, 34, "title", "Recordings of " + DayText(stTimeline.stDay)) +
+                         Text(stFrame.fLeft + BAR_WIDTH + SUM_WIDTH, TOP - 12, "sum", "recorded");
     std::string strSpans;
     double fTop = TOP;
     for (const timelineRow& st : stTimeline.vRows) {
@@ -167,5 +163,6 @@ std::string DrawSvg(const timelineDay& stTimeline) {
         fTop += ROW_HEIGHT;
     }
     // The hours lie between the empty bars and what is recorded.
-    return strSvg + Hours(stFrame) + strSpans + Legend(stTimeline, stFrame) + "</svg>\n";
+    return strSvg + Hours(stTimeline.stDay, stFrame) + strSpans + Legend(stTimeline, stFrame) +
+           "</svg>\n";
 }

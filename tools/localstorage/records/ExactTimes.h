@@ -1,0 +1,21 @@
+// When recordings began and ended: which of them are asked for it, and what is believed of the
+// others.
+
+#ifndef LOCALSTORAGE_TOOL_RECORDS_EXACTTIMES_H
+#define LOCALSTORAGE_TOOL_RECORDS_EXACTTIMES_H
+
+#include <optional>
+#include <vector>
+
+#include "records/Catalogue.h"
+
+/// Whether a time is that of a name, which counts in whole seconds and was made with the file.
+bool Agree(UtcTime tTime, UtcTime tName);
+
+/// Fills in when recordings began and ended. They are sorted, begin and end as their names say, in
+/// the client layout with the camera's next one, and have been looked at. Those that reach into
+/// `stWhere` are asked: each, or only those that no other one of their camera adjoins.
+void FindExactTimes(std::vector<recording>& vRecordings, const std::optional<timeSpan>& stWhere,
+                    bool bEach);
+
+#endif  // LOCALSTORAGE_TOOL_RECORDS_EXACTTIMES_H
