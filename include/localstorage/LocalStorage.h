@@ -235,7 +235,11 @@ enum StorageOption {
     /// 1: files and folders, those of the log too, are made for the user and the group of the host
     /// from now on, with the modes 0640 and 0750; 0: for everybody, 0777. What is there already
     /// keeps its mode. Default 0.
-    STORAGE_OPTION_PRIVATE_MODES = 4
+    STORAGE_OPTION_PRIVATE_MODES = 4,
+    /// 1: a record directory that lies on the root's file system at Initialize only marks where a
+    /// disk is going to be mounted: nothing is made or read there, and the disk is taken over when
+    /// it is. Default 0.
+    STORAGE_OPTION_REQUIRE_MOUNT = 5
 };
 
 /// Data of MESSAGEVALUE_CREATEFILE and MESSAGEVALUE_CLOSEFILE, 396 bytes.

@@ -301,6 +301,31 @@ TEST_F(DiskCheck, APassTakesNothingFromADiskThatDeletingCannotHelp) {
     }
 }
 
+TEST_F(DiskCheck, WhereADiskIsRequiredNothingIsRecordedBelowIt) {
+    for (const auto eType : {LOCAL_STORAGE_REMOTE_BACKUP, LOCAL_STORAGE_CLIENT}) {
+        Reset();
+        SetStorageOption(STORAGE_OPTION_REQUIRE_MOUNT, 1);
+        AddDisk("1");
+        PutFile(Disk("1") + "RecordFile/20240301/cam01/20240301_080000.mp4");
+        AddRecordDir(m_stInfo, Disk("2") + "records/");
+        m_stInfo.bAutoDelete = m_stInfo.bCycWrite = true;
+        m_faults.SetDevice("/", 7);
+        Start(eType);
+        EXPECT_FALSE(Open("cam01", Hour(5, 8)));
+        EXPECT_EQ(LastError(), STORAGE_ERROR_DISK_FULL);
+        EXPECT_FALSE(Exists(Disk("2"))) << "not made either";
+        EXPECT_THAT(RecordFiles(), SizeIs(1)) << "what lies below is left alone";
+        std::filesystem::create_directory(m_dir / "2");
+        m_faults.SetDevice(m_dir / "2", 4711);
+        CheckDisk();
+        EXPECT_TRUE(Open("cam01", Hour(5, 8)) && Write("cam01", Hour(5, 8), "video"));
+        EXPECT_THAT(Told(MESSAGEVALUE_CREATEFILE).back(),
+                    testing::HasSubstr("/2/records/RecordFile/"));
+        m_pEngine->Release();
+    }
+    SetStorageOption(STORAGE_OPTION_REQUIRE_MOUNT, 0);
+}
+
 TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
     const auto eBackup = LOCAL_STORAGE_REMOTE_BACKUP, eClient = LOCAL_STORAGE_CLIENT;
     const struct {

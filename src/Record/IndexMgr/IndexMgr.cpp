@@ -20,8 +20,10 @@
 
 CIndexMgr::CIndexMgr() : CIndexMgr(STORAGE_TYPE_RECORD) {}
 
-CIndexMgr::CIndexMgr(StorageType enumStorageType)
-    : m_enumStorageType(enumStorageType), m_pFolder(RECORD_FOLDER) {}
+CIndexMgr::CIndexMgr(StorageType enumStorageType, bool bRequireMount)
+    : m_enumStorageType(enumStorageType),
+      m_bRequireMount(bRequireMount),
+      m_pFolder(RECORD_FOLDER) {}
 
 CIndexMgr::~CIndexMgr() {
     for (const auto& [strPath, pDisk] : m_mDisks) pDisk->Abandon();
@@ -32,8 +34,8 @@ int CIndexMgr::Initialize(const std::list<std::string>& lsRecDir) {
     std::vector<DiskPtr> vDisks, vMet;
     for (const std::string& strRecDir : lsRecDir) {
         if (m_mDisks.contains(strRecDir)) continue;
-        vDisks.push_back(
-            std::make_shared<CRecordDisk>(strRecDir, m_enumStorageType == STORAGE_TYPE_KESTREL));
+        vDisks.push_back(std::make_shared<CRecordDisk>(
+            strRecDir, m_enumStorageType == STORAGE_TYPE_KESTREL, m_bRequireMount));
         m_mDisks.emplace(strRecDir, vDisks.back());
         if (!vDisks.back()->Calls().Start()) return 1;
         // Those that hang do so at the same time.

@@ -47,7 +47,8 @@ public:
     };
 
     CIndexMgr();
-    explicit CIndexMgr(StorageType enumStorageType);
+    /// With `bRequireMount` no directory on the root's file system is used: see CRecordDir.
+    explicit CIndexMgr(StorageType enumStorageType, bool bRequireMount = false);
     /// Call Release first: what is still held is dropped without a last flush.
     virtual ~CIndexMgr();
     CIndexMgr(const CIndexMgr&) = delete;
@@ -124,6 +125,7 @@ private:
     // Other names of the same directories.
     std::vector<std::pair<std::string, DiskPtr>> m_vAliases;
     StorageType m_enumStorageType;
+    const bool m_bRequireMount;
     const char* m_pFolder;
     std::string m_strFault;  // why an index is beyond repair
 };

@@ -41,8 +41,9 @@ bool LiesBelow(std::string strPath, std::uint64_t nDevice) {
 
 }  // namespace
 
-CRecordDir::CRecordDir(std::string strPath)
+CRecordDir::CRecordDir(std::string strPath, bool bRequireMount)
     : m_strPath(std::move(strPath)),
+      m_bRequireMount(bRequireMount),
       m_mtx(OSL_LockRank::RecordDir, "record directory"),
       m_pLock(std::make_unique<CDirectoryLock>()) {}
 
@@ -50,12 +51,32 @@ CRecordDir::~CRecordDir() = default;
 
 void CRecordDir::Make() {
     const std::string strDir = m_strPath + "/";
+    if (m_bRequireMount && LiesOnRootDisk()) {
+        LogText("[wtb][CRecordDir] no disk is mounted there yet, strRecDir [%s]",
+                m_strPath.c_str());
+        OSL_FINFO_S stInfo;
+        OSL_Guard guard(m_mtx);
+        m_bEmpty = m_bAwaitsMount = true;  // what lies there is not used
+        if (GetNearestInfo(m_strPath, stInfo)) m_identity = {stInfo.nDevice, stInfo.nInode};
+        return;
+    }
     if (OSL_AccessFile(strDir.c_str(), 0) != 0 && !MakeFullPath(strDir.c_str())) {
         LogFailure("cannot make the directory", m_strPath);
     }
     OSL_Guard guard(m_mtx);
     m_bEmpty = HoldsNothing();  // first: what is mounted in between is what is remembered
     m_identity = GetIdentity();
+}
+
+bool CRecordDir::LiesOnRootDisk() const {
+    OSL_FINFO_S stInfo, stRoot;
+    return GetNearestInfo(m_strPath, stInfo) && OSL_GetTargetInfo("/", stRoot) == 0 &&
+           stInfo.nDevice == stRoot.nDevice;
+}
+
+bool CRecordDir::AwaitsMount() {
+    OSL_Guard guard(m_mtx);
+    return m_bAwaitsMount;
 }
 
 // Nothing when it does not exist.
@@ -70,6 +91,7 @@ bool CRecordDir::IsPresent() {
     OSL_FINFO_S stNearest;
     const bool bReached = identity || GetNearestInfo(m_strPath, stNearest);
     OSL_Guard guard(m_mtx);
+    if (m_bAwaitsMount) return false;
     if (!m_identity) {
         if (!identity) return true;
         if (!HoldsNothing()) return false;
@@ -119,7 +141,7 @@ std::unique_ptr<CDirectoryLock> CRecordDir::TakeOver() {
     }
     m_identity = GetIdentity();
     m_strDiskID = m_pLock->Note().strIdentity;
-    m_bEmpty = m_bWasAway = false;
+    m_bEmpty = m_bWasAway = m_bAwaitsMount = false;
     ++m_nDisk;
     return pBelow;
 }

@@ -17,8 +17,9 @@
 
 class CRecordDir {
 public:
-    /// `strPath` as it is used in paths, with "/" and a name behind it.
-    explicit CRecordDir(std::string strPath);
+    /// `strPath` as it is used in paths, with "/" and a name behind it. With `bRequireMount` a
+    /// directory on the root's file system is none yet: it awaits a disk, which TakeOver takes.
+    explicit CRecordDir(std::string strPath, bool bRequireMount = false);
     /// Gives the lock back.
     ~CRecordDir();
     CRecordDir(const CRecordDir&) = delete;
@@ -54,6 +55,8 @@ public:
     /// where nothing did. A disk that only came to light because another was pulled stays a
     /// stranger: it is mounted over a directory if that lies on the file system of one above it.
     std::unique_ptr<CDirectoryLock> TakeOver();
+    /// Whether it only marks, so far, where a disk is going to be mounted.
+    bool AwaitsMount();
 
     /// Whether it was not present for a while: others may have changed what lies in it. Any thread.
     bool WasAway() const { return m_bWasAway; }
@@ -74,6 +77,7 @@ private:
     };
 
     std::optional<Identity> GetIdentity() const;
+    bool LiesOnRootDisk() const;
     bool HoldsNothing() const;
     bool IsSameDisk() const OSL_REQUIRES(m_mtx);
     bool IsMountedOver() const OSL_REQUIRES(m_mtx);
@@ -81,12 +85,14 @@ private:
     void Unlock() OSL_REQUIRES(m_mtx);
 
     const std::string m_strPath;
+    const bool m_bRequireMount;
     OSL_Mutex m_mtx;
     std::optional<Identity> m_identity OSL_GUARDED_BY(m_mtx);  // none: has never been there
     std::string m_strDiskID OSL_GUARDED_BY(m_mtx);             // of its file; empty: it has none
     std::unique_ptr<CDirectoryLock> m_pLock OSL_GUARDED_BY(m_mtx);
     bool m_bEmpty OSL_GUARDED_BY(m_mtx) = false;  // nothing was recorded there before this run
     bool m_bInUse OSL_GUARDED_BY(m_mtx) = false;
+    bool m_bAwaitsMount OSL_GUARDED_BY(m_mtx) = false;
     int m_nLockError OSL_GUARDED_BY(m_mtx) = 0;  // why it is not locked; was logged
     std::atomic<bool> m_bWasAway{false};
     std::atomic<int> m_nDisk{0};

@@ -8,9 +8,9 @@
 #include "Log/LogText.h"
 #include "RecordTree/ReservedSpace.h"
 
-CRecordDisk::CRecordDisk(const std::string& strPath, bool bClientLayout)
+CRecordDisk::CRecordDisk(const std::string& strPath, bool bClientLayout, bool bRequireMount)
     : m_bClientLayout(bClientLayout),
-      m_objDir(strPath),
+      m_objDir(strPath, bRequireMount),
       m_objRecordings(strPath, STORE_FILE_RECORD, &m_objDir),
       m_objPictures(strPath, STORE_FILE_IMAGE, &m_objDir) {}
 
@@ -24,7 +24,8 @@ CRecordDisk::Meeting CRecordDisk::Meet(const std::vector<std::shared_ptr<CRecord
         pSame = *it;
         m_eMeeting = Meeting::IsOtherName;
     } else {
-        m_eMeeting = m_objDir.IsPresent() ? Meeting::Ready : Meeting::IsNotThere;
+        const bool bReady = m_objDir.IsPresent() || m_objDir.AwaitsMount();
+        m_eMeeting = bReady ? Meeting::Ready : Meeting::IsNotThere;
     }
     return m_eMeeting;
 }
@@ -34,6 +35,7 @@ int CRecordDisk::Open(const char* pFolder, bool bAllTheSame) {
     // What was read below another folder is not flushed below this one.
     m_pIndex = nullptr;
     m_vIndexes.clear();
+    if (m_objDir.AwaitsMount()) return 0;
     return OpenIndex(pFolder, bAllTheSame);
 }
 

@@ -20,7 +20,7 @@
 
 class CRecordDisk : public std::enable_shared_from_this<CRecordDisk> {
 public:
-    CRecordDisk(const std::string& strPath, bool bClientLayout);
+    CRecordDisk(const std::string& strPath, bool bClientLayout, bool bRequireMount);
     CRecordDisk(const CRecordDisk&) = delete;
     CRecordDisk& operator=(const CRecordDisk&) = delete;
 

@@ -92,7 +92,8 @@ bool CLocalStorage::Initialize(tagStoreInfo& stStoreInfo) try {
 
 bool CLocalStorage::StartIndex(const std::list<std::string>& lsRecDir) {
     m_pIndexMgr.reset(new (std::nothrow) CIndexMgr(
-        ConvertLocalStorageTypeToStorageType(m_stStoreInfo.enumStorageType)));
+        ConvertLocalStorageTypeToStorageType(m_stStoreInfo.enumStorageType),
+        GetStorageOption(STORAGE_OPTION_REQUIRE_MOUNT) != 0));
     if (!m_pIndexMgr) {
         return Fail(STORAGE_ERROR_NO_MEMORY,
                     "[wtb][CLocalStorage::Initialize] new m_pIndexMgr fail");

@@ -20,6 +20,7 @@ constinit storageOption g_aOptions[] = {
     {STORAGE_OPTION_RESERVE_STEP, 0, 1024, 16},
     {STORAGE_OPTION_FULL_SPACE, 64, 1 << 30, LOCALSTORAGE_DISK_FULL_SPACE},
     {STORAGE_OPTION_PRIVATE_MODES, 0, 1, 0},
+    {STORAGE_OPTION_REQUIRE_MOUNT, 0, 1, 0},
 };
 
 storageOption* FindOption(int nOption) {
