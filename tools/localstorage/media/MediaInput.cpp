@@ -65,6 +65,7 @@ CMediaInput::CMediaInput(const std::string& strInput, const std::atomic<bool>* p
       m_pPacket(av_packet_alloc()),
       m_nStreams(m_stMedia.pFormat->nb_streams) {
     m_optKeeper.emplace(m_stMedia.eCodec, ExtraOf(Parameters()));
+    if (CBareVideo::IsBare(*m_stMedia.pFormat)) m_optBare.emplace(*m_stMedia.pStream->codecpar);
     if (m_stMedia.pAudio) OpenAudio();
     m_bAudioWanted = stOptions.eAudio == EAudio::Yes && !m_optAudio;
 }
@@ -118,20 +119,25 @@ void CMediaInput::ReadPacket() {
     m_bEnded = !NextPacket(m_stMedia, *m_pPacket);
     LookForLateAudio();
     if (m_bEnded) {
+        if (m_optBare) m_optBare->Push(nullptr);
         if (m_optAudio) m_optAudio->Push(nullptr);
     } else if (m_pPacket->stream_index == m_stMedia.pStream->index) {
         MendTimes(ETrack::Video);
-        const int nResult = av_bsf_send_packet(m_pFilter.get(), m_pPacket.get());
-        if (nResult < 0) {
-            throw CFailure("cannot read " + m_stMedia.strName + ": " + AvErrorText(nResult));
-        }
+        m_optBare ? m_optBare->Push(m_pPacket.get()) : PushVideo();
     } else {
         MendTimes(ETrack::Audio);
         if (!m_optAudio->Push(m_pPacket.get())) TellOnce("some of its sound cannot be used");
     }
 }
 
+void CMediaInput::PushVideo() {
+    const int nResult = av_bsf_send_packet(m_pFilter.get(), m_pPacket.get());
+    if (nResult >= 0) return;
+    throw CFailure("cannot read " + m_stMedia.strName + ": " + AvErrorText(nResult));
+}
+
 bool CMediaInput::PullVideo() {
+    if (m_optBare && m_optBare->Pull(*m_pPacket)) PushVideo();
     const int nResult = av_bsf_receive_packet(m_pFilter.get(), m_pPacket.get());
     if (nResult == AVERROR(EAGAIN) || nResult == AVERROR_EOF) return false;
     if (nResult < 0) {

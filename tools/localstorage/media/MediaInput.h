@@ -12,6 +12,7 @@
 #include <string>
 
 #include "media/AudioTrack.h"
+#include "media/BareVideo.h"
 #include "media/MediaOpening.h"
 #include "media/ParameterSets.h"
 #include "media/TimeMender.h"
@@ -69,6 +70,7 @@ private:
     void LookForLateAudio();
     void ReadPacket();
     void MendTimes(ETrack eTrack);
+    void PushVideo();
     bool PullVideo();
     bool PullAudio();
     void TellOnce(const std::string& strTrouble);
@@ -76,6 +78,7 @@ private:
     TroubleFunction m_fnTrouble;
     openMedia m_stMedia;
     avPointer<AVBSFContext> m_pFilter;
+    std::optional<CBareVideo> m_optBare;  ///< where the video has no times
     std::optional<CAudioTrack> m_optAudio;
     avPointer<AVPacket> m_pPacket;
     std::optional<CParameterSetKeeper> m_optKeeper;
