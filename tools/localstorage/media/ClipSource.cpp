@@ -12,9 +12,7 @@ double RateOf(const AVStream& stStream) {
 
 }  // namespace
 
-clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
-                      const std::atomic<bool>& bStop) {
-    const openMedia stMedia = OpenMedia(strPath, &bStop);
+clipFrames ScanFrames(const openMedia& stMedia, const BytesFunction& fnBytes) {
     const AVCodecParameters& stParameters = *stMedia.pStream->codecpar;
     clipFrames st;
     st.eCodec = stMedia.eCodec;
@@ -25,8 +23,11 @@ clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
     const avPointer<AVPacket> pPacket(av_packet_alloc());
     while (NextPacket(stMedia, *pPacket)) {
         fnBytes(static_cast<std::size_t>(pPacket->size));
+        const auto optStamp = StampOf(*pPacket, st.eCodec);
+        if (optStamp) st.vStamped.push_back({st.vFrames.size(), *optStamp});
         st.vFrames.push_back(objParser.Look(*pPacket));
     }
     st.vPlaces = DisplayPlaces(st.vFrames);
+    for (stampedFrame& stFrame : st.vStamped) stFrame.nPlace = st.vPlaces[stFrame.nPlace];
     return st;
 }

@@ -57,6 +57,27 @@ bool NextPacket(const openMedia& stMedia, AVPacket& stPacket) {
     return true;
 }
 
+void MendPacket(CTimeMender& objMender, ETrack eTrack, AVPacket& stPacket, std::int64_t nArrived) {
+    const auto Known = [](std::int64_t n) {
+        return n == AV_NOPTS_VALUE ? std::nullopt : std::optional(n);
+    };
+    const rawTimes stRaw{Known(stPacket.pts), Known(stPacket.dts), stPacket.duration};
+    const packetTimes st = objMender.Mend(static_cast<std::size_t>(eTrack), stRaw, nArrived);
+    stPacket.pts = st.nShow;
+    stPacket.dts = st.nDecode;
+}
+
+std::optional<UtcTime> StampOf(const AVPacket& stPacket, ECodec eCodec) {
+    if (!(stPacket.flags & AV_PKT_FLAG_KEY)) return std::nullopt;
+    const Bytes stBytes = BytesOf(stPacket);
+    return FindUtcStamp(stBytes.first(FirstSlicePlace(stBytes, eCodec)));
+}
+
+std::int64_t FrameLength(const AVStream& stVideo) {
+    const AVRational stRate = stVideo.avg_frame_rate;
+    return std::llround(TICKS / (stRate.num > 0 ? av_q2d(stRate) : USUAL_FRAME_RATE));
+}
+
 CMediaInput::CMediaInput(const std::string& strInput, const std::atomic<bool>* pStop,
                          const mediaOptions& stOptions, TroubleFunction fnTrouble)
     : m_fnTrouble(std::move(fnTrouble)),
@@ -68,6 +89,8 @@ CMediaInput::CMediaInput(const std::string& strInput, const std::atomic<bool>* p
     if (CBareVideo::IsBare(*m_stMedia.pFormat)) m_optBare.emplace(*m_stMedia.pStream->codecpar);
     if (m_stMedia.pAudio) OpenAudio();
     m_bAudioWanted = stOptions.eAudio == EAudio::Yes && !m_optAudio;
+    const auto fnRead = [this](AVPacket& st) { return NextPacket(m_stMedia, st); };
+    if (Source() != ESource::File) m_objBacklog.Read(fnRead, *m_stMedia.pStream);
 }
 
 void CMediaInput::OpenAudio() {
@@ -99,29 +122,20 @@ void CMediaInput::MendTimes(ETrack eTrack) {
     const bool bVideo = eTrack == ETrack::Video;
     const AVStream& stStream = bVideo ? *m_stMedia.pStream : *m_stMedia.pAudio;
     av_packet_rescale_ts(&st, stStream.time_base, {1, TICKS});
-    if (st.duration == 0 && bVideo) {
-        const AVRational stRate = stStream.avg_frame_rate;
-        st.duration = std::llround(TICKS / (stRate.num > 0 ? av_q2d(stRate) : USUAL_FRAME_RATE));
-    }
-    const auto Known = [](std::int64_t n) {
-        return n == AV_NOPTS_VALUE ? std::nullopt : std::optional(n);
-    };
+    if (st.duration == 0 && bVideo) st.duration = FrameLength(stStream);
     const std::chrono::duration<double> nNow = std::chrono::steady_clock::now().time_since_epoch();
-    const packetTimes stTimes = m_objMender.Mend(static_cast<std::size_t>(eTrack),
-                                                 {Known(st.pts), Known(st.dts), st.duration},
-                                                 static_cast<std::int64_t>(nNow.count() * TICKS));
-    st.pts = stTimes.nShow;
-    st.dts = stTimes.nDecode;
+    MendPacket(m_objMender, eTrack, st, static_cast<std::int64_t>(nNow.count() * TICKS));
 }
 
 /// Moves one packet from the container to its track.
 void CMediaInput::ReadPacket() {
-    m_bEnded = !NextPacket(m_stMedia, *m_pPacket);
+    m_bEnded = !m_objBacklog.Next(*m_pPacket) && !NextPacket(m_stMedia, *m_pPacket);
     LookForLateAudio();
     if (m_bEnded) {
         if (m_optBare) m_optBare->Push(nullptr);
         if (m_optAudio) m_optAudio->Push(nullptr);
     } else if (m_pPacket->stream_index == m_stMedia.pStream->index) {
+        m_stUnit.optArrived = m_objBacklog.ArrivalOf(*m_pPacket);
         MendTimes(ETrack::Video);
         m_optBare ? m_optBare->Push(m_pPacket.get()) : PushVideo();
     } else {

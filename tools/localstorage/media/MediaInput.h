@@ -12,6 +12,7 @@
 #include <string>
 
 #include "media/AudioTrack.h"
+#include "media/Backlog.h"
 #include "media/BareVideo.h"
 #include "media/MediaOpening.h"
 #include "media/ParameterSets.h"
@@ -22,18 +23,28 @@
 /// come is handed out. Throws CFailure.
 bool NextPacket(const openMedia& stMedia, AVPacket& stPacket);
 
+/// The time that a packet of video carries; none but in key frames.
+std::optional<UtcTime> StampOf(const AVPacket& stPacket, ECodec eCodec);
+
+/// How long a frame lasts, in ticks, where it does not tell itself.
+std::int64_t FrameLength(const AVStream& stVideo);
+
 /// The tracks of a stream, as they are numbered.
 enum class ETrack { Video, Audio };
+
+/// Mends the stamps of a packet, which are in ticks; see CTimeMender::Mend.
+void MendPacket(CTimeMender& objMender, ETrack eTrack, AVPacket& stPacket, std::int64_t nArrived);
 
 /// One access unit, valid until the next call.
 struct accessUnit {
     ETrack eTrack = ETrack::Video;
-    Bytes stBytes;                     ///< video: of the byte stream
-    bool bKeyFrame = false;            ///< of video
-    double fTime = 0;                  ///< seconds since the first one, in the order of decoding
-    packetTimes stTimes;               ///< mended
-    std::int64_t nLength = 0;          ///< in ticks; 0: unknown
-    std::optional<UtcTime> optCamera;  ///< when it was taken, where the camera says so
+    Bytes stBytes;                      ///< video: of the byte stream
+    bool bKeyFrame = false;             ///< of video
+    double fTime = 0;                   ///< seconds since the first one, in the order of decoding
+    packetTimes stTimes;                ///< mended
+    std::int64_t nLength = 0;           ///< in ticks; 0: unknown
+    std::optional<UtcTime> optCamera;   ///< when it was taken, where the camera says so
+    std::optional<UtcTime> optArrived;  ///< when it came, unless just now
 };
 
 /// Is told what is wrong with an input, in words, while reading goes on.
@@ -82,6 +93,7 @@ private:
     std::optional<CAudioTrack> m_optAudio;
     avPointer<AVPacket> m_pPacket;
     std::optional<CParameterSetKeeper> m_optKeeper;
+    CBacklog m_objBacklog;
     CTimeMender m_objMender;
     accessUnit m_stUnit;
     std::optional<std::int64_t> m_optFirstTime;

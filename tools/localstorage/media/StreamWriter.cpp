@@ -12,7 +12,8 @@ CStreamWriter::CStreamWriter(const streamForm& stForm, const CMediaInput& objInp
 
 /// The bytes of a picture; a key frame's with its time.
 Bytes CStreamWriter::Stamp(const accessUnit& stUnit) {
-    const UtcTime tTaken = m_objClock.TimeOf(stUnit.stTimes.nShow, Now(), stUnit.optCamera);
+    const UtcTime tTaken = m_objClock.TimeOf(stUnit.stTimes.nShow,
+                                             stUnit.optArrived.value_or(Now()), stUnit.optCamera);
     if (!m_bStamps || !stUnit.bKeyFrame) return stUnit.stBytes;
     InsertAt(stUnit.stBytes, FirstSlicePlace(stUnit.stBytes, m_eCodec),
              MakeUtcStamp(m_eCodec, tTaken), m_vStamped);

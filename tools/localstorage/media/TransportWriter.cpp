@@ -47,8 +47,6 @@ CTransportWriter::CTransportWriter(const AVCodecParameters& stVideo,
     pFormat->flags |= AVFMT_FLAG_FLUSH_PACKETS;
     AVDictionary* pOptions = nullptr;
     av_dict_set(&pOptions, "mpegts_copyts", "1", 0);
-    // Sound that is collected for a packet would lie behind the cut that it belongs in front of.
-    av_dict_set(&pOptions, "pes_payload_size", "0", 0);
     // Tables by the clock only: there is no need for them between key frames.
     av_dict_set(&pOptions, "pat_period", "1000000", 0);
     av_dict_set(&pOptions, "sdt_period", "1000000", 0);
@@ -79,5 +77,7 @@ Bytes CTransportWriter::Pack(const accessUnit& stUnit) {
     pPacket->duration = stUnit.nLength;
     if (stUnit.bKeyFrame) pPacket->flags |= AV_PKT_FLAG_KEY;
     Require(av_write_frame(m_pFormat.get(), pPacket.get()));
+    // Sound that waits for more would lie behind the cut that it belongs in front of.
+    Require(av_write_frame(m_pFormat.get(), nullptr));
     return m_vPacked;
 }
