@@ -116,7 +116,7 @@ bool Copy(CMediaInput& objInput, CStreamWriter& objWriter, CHostChannel& objChan
     while (const accessUnit* pUnit = objInput.Next()) {
         if (bLive && pUnit->fTime >= static_cast<double>(nLength.count())) break;
         const Bytes stBytes = objWriter.Make(*pUnit);
-        if (!objChannel.Write(stBytes)) {
+        if (!stBytes.empty() && !objChannel.Write(stBytes)) {
             throw CFailure("writing failed, the recording holds only its first " +
                            FormatBytes(nBytes));
         }

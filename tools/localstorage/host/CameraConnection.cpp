@@ -34,7 +34,7 @@ std::optional<std::size_t> CCameraConnection::RecordNext() {
     const bool bAnother = BeginsAnotherStream(*pUnit);
     if (bAnother || !m_optChannel) BeginFile();
     const Bytes stBytes = m_objWriter.Make(*pUnit);
-    const bool bWritten = m_optChannel->Write(stBytes);
+    const bool bWritten = !stBytes.empty() && m_optChannel->Write(stBytes);
     m_objSnapshots.Take(*pUnit, m_objInput.Parameters());
     return bWritten ? stBytes.size() : 0;
 }

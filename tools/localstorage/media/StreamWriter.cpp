@@ -23,5 +23,11 @@ Bytes CStreamWriter::Stamp(const accessUnit& stUnit) {
 Bytes CStreamWriter::Make(const accessUnit& stUnit) {
     accessUnit st = stUnit;
     if (st.eTrack == ETrack::Video) st.stBytes = Stamp(st);
-    return m_optTransport ? m_optTransport->Pack(st) : st.stBytes;
+    if (!m_optTransport) return st.stBytes;
+    try {
+        return m_optTransport->Pack(st);
+    } catch (const CFailure&) {
+        if (st.eTrack == ETrack::Video) throw;
+        return {};  // no picture is lost for sound that is damaged
+    }
 }
