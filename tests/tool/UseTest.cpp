@@ -35,8 +35,7 @@ std::size_t CountOf(const std::string& strWhole, const std::string& strPart) {
 }
 
 std::vector<codedFrame> Frames(const std::string& strPath) {
-    const clipFrames st = ScanFrames(
-        strPath, [](std::size_t) {}, std::atomic<bool>(false));
+    const clipFrames st = ScanFrames(OpenMedia(strPath, nullptr), [](std::size_t) {});
     EXPECT_TRUE(!st.vFrames.empty() && st.vFrames[0].bKey && st.nWidth > 0)
         << strPath << " does not play alone";
     return st.vFrames;
@@ -67,6 +66,84 @@ TEST_F(ToolUse, CamerasAreRecordedFoundAndCheckedAtOnce) {
     ASSERT_EQ(vStatus.size(), 5u);
     EXPECT_EQ(vStatus[0]["pictures"], vSnapshots.size());
     EXPECT_EQ(vStatus[1]["recordings"], 1);
+}
+
+/// When pictures are shown and sound is heard, in ms behind the first picture.
+std::vector<std::int64_t> TimesOf(const std::string& strPath, ETrack eTrack) {
+    CMediaInput objInput(strPath, nullptr, {.eAudio = EAudio::Yes});
+    std::optional<std::int64_t> optFirst;
+    std::vector<std::int64_t> vTimes;
+    while (const accessUnit* pUnit = objInput.Next()) {
+        const std::int64_t nShow = pUnit->stTimes.nShow * 1000 / TICKS;
+        if (pUnit->eTrack == ETrack::Video && !optFirst) optFirst = nShow;
+        if (pUnit->eTrack == eTrack) vTimes.push_back(nShow);
+    }
+    for (std::int64_t& n : vTimes) n -= *optFirst;
+    std::erase_if(vTimes, [](std::int64_t n) { return n < 0; });  // a clip begins with its picture
+    return vTimes;
+}
+
+TEST_F(ToolUse, SoundAndTimesComeThroughToTheClip) {
+    const toolResult st = Tool(RECORD + Cameras({"sound.mkv"}) + " --file-size 1");
+    EXPECT_GE(Events(st, "closed").size(), 2u);
+    for (const json& js : Events(st, "closed")) {
+        const openMedia stMedia = OpenMedia(js["path"], nullptr, {.eAudio = EAudio::Yes});
+        EXPECT_STREQ(stMedia.pFormat->iformat->name, "mpegts");
+        ASSERT_TRUE(stMedia.pAudio);
+        EXPECT_EQ(stMedia.pAudio->codecpar->codec_id, AV_CODEC_ID_AAC);
+    }
+    Tool("export --dir disk -o clip.mp4 --camera sound.mkv" + EVER);
+    using testing::Pointwise, testing::Truly;
+    const auto Near = Truly(
+        [](const auto& pair) { return std::abs(std::get<0>(pair) - std::get<1>(pair)) <= 1; });
+    for (const ETrack eTrack : {ETrack::Video, ETrack::Audio}) {
+        EXPECT_THAT(TimesOf("clip.mp4", eTrack),
+                    Pointwise(Near, TimesOf("streams/sound.mkv", eTrack)));
+    }
+}
+
+TEST_F(ToolUse, OfADamagedRecordingTheRestIsExported) {
+    const toolResult st = Tool(RECORD + Cameras({"sound.mkv"}));
+    const std::string strPath = Events(st, "closed").at(0)["path"];
+    std::string strData = GetFile(strPath);
+    for (std::size_t n = 50'000; n < strData.size(); n += 5000) strData[n] ^= 0x55;
+    PutFile(strPath, strData);
+    const std::string strExport = "export --dir disk -o clip --camera sound.mkv" + EVER;
+    EXPECT_GT(Tool(strExport).Json().at(0)["seconds"], 5);
+}
+
+TEST_F(ToolUse, BareVideoTellsItsTimesByItsKeyFrames) {
+    ExpectEnd(0, RECORD + Cameras({"noise.mp4"}) + " --file-size 1 --container es");
+    const json js = Tool("export --dir disk -o clip --camera noise.mp4" + EVER).Json().at(0);
+    EXPECT_GE(js["recordings"], 2);
+    EXPECT_EQ(js["frames"], 75) << "recorded faster than filmed";
+    EXPECT_NEAR(js["seconds"].get<double>(), 3, 0.05);
+}
+
+TEST_F(ToolUse, AStreamIsKeptInTheFormThatIsAskedFor) {
+    const struct {
+        const char *pOptions, *pFormat;
+        bool bAudio, bStamp;
+    } ROWS[] = {{"", "mpegts", true, true},
+                {" --no-audio --no-stamps", "mpegts", false, false},
+                {" --container es", "h264", false, true},
+                {" --container es --no-stamps", "h264", false, false}};
+    const UtcTime tStart = MomentsOf(FromFields({2024, 3, 5, 8, 0, 0})).tFirst;
+    for (const auto& row : ROWS) {
+        const std::string strDir = "disk" + std::to_string(&row - ROWS);
+        const auto vEvents = Tool("import --json --start '2024-03-05 08:00' streams/sound.mkv" +
+                                  std::string(row.pOptions) + " --camera a --dir " + strDir)
+                                 .Json();
+        const openMedia stMedia =
+            OpenMedia(vEvents.back()["path"], nullptr, {.eAudio = EAudio::Yes});
+        EXPECT_STREQ(stMedia.pFormat->iformat->name, row.pFormat) << row.pOptions;
+        EXPECT_EQ(stMedia.pAudio != nullptr, row.bAudio) << row.pOptions;
+        const avPointer<AVPacket> pPacket(av_packet_alloc());
+        while (NextPacket(stMedia, *pPacket) && !(pPacket->flags & AV_PKT_FLAG_KEY)) {
+        }
+        const auto optStamp = FindUtcStamp({pPacket->data, std::size_t(pPacket->size)});
+        EXPECT_EQ(optStamp, row.bStamp ? std::optional(tStart) : std::nullopt) << row.pOptions;
+    }
 }
 
 TEST_F(ToolUse, AFailingCameraDoesNotStopTheOthers) {

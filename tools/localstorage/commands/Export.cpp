@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "base/Failure.h"
 #include "base/System.h"
 #include "base/Text.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
-#include "media/ClipWriter.h"
+#include "media/TimedClip.h"
 #include "records/Tree.h"
 #include "screen/Findings.h"
 #include "screen/Json.h"
@@ -21,14 +22,30 @@ constexpr const char* EXAMPLES =
     "      --from \"2024-03-05 08:00\" --to \"2024-03-05 08:10\" -o door.mp4\n"
     "  localstorage export --dir /mnt/disk1 --camera door --from -10m --to now -o last.mp4\n\n"
     "The clip begins at the last key frame at or before --from. Gaps are left out of the clip and\n"
-    "told on standard error. Recordings carry no times of their own: frames follow the stream's\n"
-    "frame rate where a file's length agrees with it, else they are spread evenly over the time\n"
-    "from the file's start to its end. Sound is not exported. Exit code 3: nothing recorded there.";
+    "told on standard error. Transport streams give their own times, and their sound. Bare video\n"
+    "holds no times: frames follow the stream's frame rate where a file's length agrees with it,\n"
+    "else they are spread evenly over the time from the file's start to its end. Exit code 3:\n"
+    "nothing recorded there.";
 
 struct exportOptions {
     selection stSelection;
     std::string strCamera, strFile;
     bool bForce = false, bJson = false;
+};
+
+/// What a track of a clip holds: one kind of stream.
+struct trackKind {
+    AVCodecID eCodec;
+    int nWidth, nHeight, nRate, nChannels;
+
+    explicit trackKind(const AVCodecParameters& st)
+        : eCodec(st.codec_id),
+          nWidth(st.width),
+          nHeight(st.height),
+          nRate(st.sample_rate),
+          nChannels(st.ch_layout.nb_channels) {}
+    bool operator==(const trackKind&) const = default;
+    std::string Size() const { return std::to_string(nWidth) + "x" + std::to_string(nHeight); }
 };
 
 /// What has gone into the clip so far.
@@ -38,37 +55,51 @@ public:
         : m_stOptions(stOptions),
           m_stRange(stRange),
           m_bStop(bStop),
-          m_objWriter(stOptions.strFile) {}
+          m_objWriter(stOptions.strFile),
+          m_objTimed(m_objWriter, stRange.tStart, stRange.tEnd,
+                     [this](const std::string& str) { TellFailure(str); }) {}
 
     int Run(const std::vector<recording>& vRecordings);
 
 private:
     void Add(const recording& stRecording);
-    std::optional<clipFrames> Scan(const recording& stRecording);
-    void Join(const recording& stRecording, const clipFrames& stFrames);
-    BytesFunction ProgressOf(const recording& stRecording);
+    template <typename Function>
+    auto Try(const Function& fnRead) -> std::optional<decltype(fnRead())>;
+    void AddTimed(const recording& stRecording, openMedia& stMedia);
+    void AddBare(const recording& stRecording, const openMedia& stMedia);
+    void Join(const recording& stRecording, const clipFrames& stFrames, const fileTimes& stTimes);
+    BytesFunction ProgressOf(const recording& stRecording, std::size_t nReadings);
     void TellGap(UtcTime tNext);
-    bool Fits(const recording& stRecording, const clipFrames& stFrames);
+    void TellFailure(const std::string& strText);
+    bool Fits(const recording& stRecording, const openMedia& stMedia);
+    void FitAudio(const recording& stRecording, openMedia& stMedia);
+    void Cover(UtcTime tBegin, UtcTime tEnd);
     void TellResult() const;
 
     const exportOptions& m_stOptions;
     const timeSpan m_stRange;
     const std::atomic<bool>& m_bStop;
     CClipWriter m_objWriter;
+    CTimedClip m_objTimed;
     std::optional<CProgress> m_optProgress;
     std::uint64_t m_nDone = 0, m_nWhole = 0;
-    clipFrames m_stFirst;  ///< of the first recording, without its frames
-    bool m_bAnything = false, m_bFailed = false;
+    std::optional<trackKind> m_optVideo;  ///< of the first recording
+    bool m_bAnything = false, m_bFailed = false, m_bAudioTold = false;
     UtcTime m_tBegin;    ///< when the clip's first frame was taken
     UtcTime m_tCovered;  ///< up to where recordings have been looked at
     unsigned m_nRecordings = 0, m_nGaps = 0;
 };
 
-BytesFunction CExport::ProgressOf(const recording& stRecording) {
-    return [this, strWhere = FormatTime(stRecording.tStart)](std::size_t nBytes) {
-        m_nDone += nBytes;
+BytesFunction CExport::ProgressOf(const recording& stRecording, std::size_t nReadings) {
+    return [=, this, strWhere = FormatTime(stRecording.tStart)](std::size_t nBytes) {
+        m_nDone += nBytes / nReadings;
         m_optProgress->Show(m_nDone, m_nWhole, strWhere);
     };
+}
+
+void CExport::TellFailure(const std::string& strText) {
+    m_bFailed = true;
+    PrintMessage(strText);
 }
 
 void CExport::TellGap(UtcTime tNext) {
@@ -80,72 +111,107 @@ void CExport::TellGap(UtcTime tNext) {
 }
 
 /// A track holds one kind of stream.
-bool CExport::Fits(const recording& stRecording, const clipFrames& stFrames) {
-    if (!m_bAnything) return true;
-    if (stFrames.eCodec != m_stFirst.eCodec) {
-        m_bFailed = true;
-        PrintMessage(stRecording.Path() + " is " +
-                     (stFrames.eCodec == ECodec::H264 ? "H.264, the clip began as H.265"
-                                                      : "H.265, the clip began as H.264") +
-                     "; it is left out, export it on its own");
+bool CExport::Fits(const recording& stRecording, const openMedia& stMedia) {
+    const trackKind stKind(*stMedia.pStream->codecpar);
+    if (!m_optVideo) m_optVideo = stKind;
+    if (stKind.eCodec != m_optVideo->eCodec) {
+        TellFailure(stRecording.Path() + " is " +
+                    (stMedia.eCodec == ECodec::H264 ? "H.264, the clip began as H.265"
+                                                    : "H.265, the clip began as H.264") +
+                    "; it is left out, export it on its own");
         return false;
     }
-    if (stFrames.nWidth != m_stFirst.nWidth || stFrames.nHeight != m_stFirst.nHeight) {
-        PrintMessage("the picture's size changes from " + std::to_string(m_stFirst.nWidth) + "x" +
-                     std::to_string(m_stFirst.nHeight) + " to " + std::to_string(stFrames.nWidth) +
-                     "x" + std::to_string(stFrames.nHeight) + " at " +
-                     FormatTime(stRecording.tStart) + "; not every player follows");
+    if (stKind != *m_optVideo) {
+        PrintMessage("the picture's size changes from " + m_optVideo->Size() + " to " +
+                     stKind.Size() + " at " + FormatTime(stRecording.tStart) +
+                     "; not every player follows");
     }
     return true;
 }
 
-void CExport::Join(const recording& stRecording, const clipFrames& stFrames) {
-    const timeSpan stSpan = stRecording.Span();
-    const double fStep = FrameStep(stFrames.vFrames.size(),
-                                   std::chrono::round<Seconds>(stSpan.Length()), stFrames.fRate);
-    const UtcTime tFrom = m_bAnything ? std::max(m_stRange.tStart, m_tCovered) : m_stRange.tStart;
-    const auto SecondsIn = [&](UtcTime t) { return InSeconds(t - stSpan.tStart); };
-    const frameRange stRange = SelectFrames(stFrames.vFrames, stFrames.vPlaces, fStep,
-                                            SecondsIn(tFrom), SecondsIn(m_stRange.tEnd));
-    if (stRange.nFirst >= stRange.nEnd) return;
-    const bool bContinues =
-        m_bAnything && stRange.nFirst == 0 && stSpan.tStart <= m_tCovered + GAP_TOLERANCE;
-    if (!m_bAnything) {
-        m_stFirst = {stFrames.eCodec, stFrames.nWidth, stFrames.nHeight, stFrames.fRate, {}, {}};
-        const double fBegin = static_cast<double>(stFrames.vPlaces[stRange.nFirst]) * fStep;
-        m_tBegin = stSpan.tStart + FromSeconds(fBegin);
-    }
-    m_objWriter.Append(stRecording.Path(), stFrames, stRange, fStep, bContinues,
-                       ProgressOf(stRecording), m_bStop);
+/// Leaves out sound that is not of the clip's kind.
+void CExport::FitAudio(const recording& stRecording, openMedia& stMedia) {
+    const AVCodecParameters* pAudio = m_objWriter.HasBegun() ? m_objWriter.Audio() : nullptr;
+    if (!m_objWriter.HasBegun() || !stMedia.pAudio) return;
+    if (pAudio && trackKind(*pAudio) == trackKind(*stMedia.pAudio->codecpar)) return;
+    stMedia.pAudio = nullptr;
+    if (std::exchange(m_bAudioTold, true)) return;
+    PrintMessage("the sound that begins at " + FormatTime(stRecording.tStart) +
+                 " is left out: the clip began " + (pAudio ? "with another kind" : "without") +
+                 "; export it on its own");
+}
+
+/// Notes what a recording gave to the clip.
+void CExport::Cover(UtcTime tBegin, UtcTime tEnd) {
+    if (!m_bAnything) m_tBegin = tBegin;
     m_bAnything = true;
+    m_tCovered = std::max(m_tCovered, tEnd);
     ++m_nRecordings;
 }
 
+void CExport::AddTimed(const recording& stRecording, openMedia& stMedia) {
+    FitAudio(stRecording, stMedia);
+    const auto optCovered = m_bAnything ? std::optional(m_tCovered) : std::nullopt;
+    const auto optSpan =
+        m_objTimed.Append(stMedia, stRecording.tStart, optCovered, ProgressOf(stRecording, 1));
+    if (!optSpan) return;
+    TellGap(optSpan->tBegin);
+    Cover(optSpan->tBegin, optSpan->tEnd);
+}
+
+void CExport::Join(const recording& stRecording, const clipFrames& stFrames,
+                   const fileTimes& stTimes) {
+    const UtcTime tFrom = m_bAnything ? std::max(m_stRange.tStart, m_tCovered) : m_stRange.tStart;
+    const auto SecondsIn = [&](UtcTime t) { return InSeconds(t - stTimes.tStart); };
+    const frameRange stRange = SelectFrames(stFrames.vFrames, stFrames.vPlaces, stTimes.fStep,
+                                            SecondsIn(tFrom), SecondsIn(m_stRange.tEnd));
+    if (stRange.nFirst >= stRange.nEnd) return;
+    const bool bContinues =
+        m_bAnything && stRange.nFirst == 0 && stTimes.tStart <= m_tCovered + GAP_TOLERANCE;
+    const UtcTime tBegin = stTimes.TimeOf(stFrames.vPlaces[stRange.nFirst]);
+    m_objWriter.Append(stRecording.Path(), stFrames, stRange, stTimes.fStep, bContinues, tBegin,
+                       ProgressOf(stRecording, 2), m_bStop);
+    Cover(tBegin, tBegin);
+}
+
+void CExport::AddBare(const recording& stRecording, const openMedia& stMedia) {
+    const auto optFrames = Try([&] { return ScanFrames(stMedia, ProgressOf(stRecording, 2)); });
+    if (m_bStop || !optFrames) return;
+    const timeSpan stSpan = stRecording.Span();
+    const std::size_t nFrames = optFrames->vFrames.size();
+    const bool bStamped = !optFrames->vStamped.empty();
+    const fileTimes stTimes =
+        TimesOf(nFrames, optFrames->vStamped, stSpan.tStart, stSpan.tEnd, optFrames->fRate);
+    const UtcTime tEnd = bStamped ? stTimes.TimeOf(nFrames) : stSpan.tEnd;
+    if (m_bAnything && tEnd <= m_tCovered) return;  // others hold all of it
+    TellGap(stTimes.tStart);
+    Join(stRecording, *optFrames, stTimes);
+    m_objTimed.BreakOff();
+    m_tCovered = std::max(m_tCovered, tEnd);
+}
+
 /// Nothing when the recording cannot be read; the clip goes on without it.
-std::optional<clipFrames> CExport::Scan(const recording& stRecording) {
+template <typename Function>
+auto CExport::Try(const Function& fnRead) -> std::optional<decltype(fnRead())> {
     try {
-        return ScanFrames(stRecording.Path(), ProgressOf(stRecording), m_bStop);
+        return fnRead();
     } catch (const CFailure& error) {
-        m_bFailed = true;
-        PrintMessage(std::string(error.what()) + "; this recording is left out");
+        if (!m_bStop) TellFailure(std::string(error.what()) + "; this recording is left out");
         return std::nullopt;
     }
 }
 
 void CExport::Add(const recording& stRecording) {
-    const timeSpan stSpan = stRecording.Span();
-    if (m_bAnything && stSpan.tEnd <= m_tCovered) return;  // others hold all of it
-    const auto stFrames = Scan(stRecording);
-    if (m_bStop || !stFrames || !Fits(stRecording, *stFrames)) return;
-    TellGap(stSpan.tStart);
-    Join(stRecording, *stFrames);
-    m_tCovered = std::max(m_tCovered, stSpan.tEnd);
+    auto optMedia =
+        Try([&] { return OpenMedia(stRecording.Path(), &m_bStop, {.eAudio = EAudio::Yes}); });
+    if (m_bStop || !optMedia || !Fits(stRecording, *optMedia)) return;
+    HasTimes(*optMedia) ? AddTimed(stRecording, *optMedia) : AddBare(stRecording, *optMedia);
 }
 
 int CExport::Run(const std::vector<recording>& vRecordings) {
     m_optProgress.emplace(m_stOptions.strFile.substr(m_stOptions.strFile.rfind('/') + 1));
     m_tCovered = m_stRange.tStart;
-    for (const recording& st : vRecordings) m_nWhole += 2 * st.nBytes;  // each is read twice
+    for (const recording& st : vRecordings) m_nWhole += st.nBytes;
     for (const recording& st : vRecordings) {
         Add(st);
         if (m_bStop) throw CFailure("stopped; nothing was written");
@@ -153,6 +219,10 @@ int CExport::Run(const std::vector<recording>& vRecordings) {
     m_optProgress.reset();
     if (!m_bAnything) throw CFailure("the recordings hold no key frame; nothing was written");
     TellGap(m_stRange.tEnd);
+    if (const auto nDamaged = m_objWriter.Damaged()) {
+        TellFailure(Count(nDamaged, "damaged packet") +
+                    " of the recordings cannot be kept in an MP4 file; left out");
+    }
     m_objWriter.Finish();
     TellResult();
     return m_bFailed ? EXIT_FAILED : EXIT_OK;

@@ -9,7 +9,7 @@
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "host/Host.h"
-#include "media/MediaInput.h"
+#include "media/StreamWriter.h"
 #include "records/FolderInUse.h"
 #include "records/Inspection.h"
 #include "screen/EventPrinter.h"
@@ -29,6 +29,7 @@ constexpr const char* EXAMPLES =
 struct importOptions {
     std::vector<std::string> vDirs;
     hostSettings stHost;
+    streamForm stForm;
     std::string strCamera, strStart, strEnd, strInput;
     unsigned nType = 1;
     bool bYes = false, bJson = false;
@@ -107,18 +108,19 @@ recFileInfo FileInfoOf(const recordingName& stName) {
 
 /// Copies the stream, a live one until the recording's time is over; false when it was stopped
 /// halfway.
-bool Copy(CMediaInput& objInput, CHostChannel& objChannel, const std::string& strInput,
-          Seconds nLength, const std::atomic<bool>& bStop) {
+bool Copy(CMediaInput& objInput, CStreamWriter& objWriter, CHostChannel& objChannel,
+          const std::string& strInput, Seconds nLength, const std::atomic<bool>& bStop) {
     const bool bLive = objInput.Size() == 0;
     CProgress objProgress(strInput.substr(strInput.rfind('/') + 1));
     std::uint64_t nBytes = 0;
     while (const accessUnit* pUnit = objInput.Next()) {
         if (bLive && pUnit->fTime >= static_cast<double>(nLength.count())) break;
-        if (!objChannel.Write(pUnit->stBytes)) {
+        const Bytes stBytes = objWriter.Make(*pUnit);
+        if (!stBytes.empty() && !objChannel.Write(stBytes)) {
             throw CFailure("writing failed, the recording holds only its first " +
                            FormatBytes(nBytes));
         }
-        nBytes += pUnit->stBytes.size();
+        nBytes += stBytes.size();
         objProgress.Show(objInput.Position(), objInput.Size(), FormatBytes(nBytes));
     }
     return !bStop;
@@ -151,7 +153,8 @@ private:
 
 int Run(importOptions& stOptions) {
     const std::atomic<bool>& bStop = CatchStopSignals();
-    CMediaInput objInput(stOptions.strInput, &bStop);
+    CMediaInput objInput(stOptions.strInput, &bStop, {.eAudio = stOptions.stForm.Audio()},
+                         PrintMessage);
     const recordingName stName = NameOf(stOptions, objInput, bStop);
     MakeRecordDirs(stOptions.vDirs);
     hostSettings& stSettings = stOptions.stHost;
@@ -162,13 +165,14 @@ int Run(importOptions& stOptions) {
     RefuseExisting(stOptions, stName);
     if (!stOptions.bYes) RefuseForeign(stSettings.vDirs);
 
+    CStreamWriter objWriter(stOptions.stForm, objInput, TimeOf(stOptions.strStart));
     CImportEvents objEvents(stOptions.bJson);
     bool bWhole = false;
     {
         CHost objHost(stSettings, [&](const hostEvent& st) { objEvents.Take(st); });
         CHostChannel objChannel(objHost, stOptions.strCamera, nullptr, FileInfoOf(stName));
         const Seconds nLength = stName.tEnd - stName.tStart;
-        bWhole = Copy(objInput, objChannel, stOptions.strInput, nLength, bStop);
+        bWhole = Copy(objInput, objWriter, objChannel, stOptions.strInput, nLength, bStop);
     }  // closed, and durable
     objEvents.Finish();
     if (bWhole) return EXIT_OK;
@@ -195,6 +199,9 @@ command ImportCommand() {
          Required(TimeOption("--start", st.strStart, "When the recording starts")),
          TimeOption("--end", st.strEnd, "When it ends"),
          TypeOption(st.nType, 1),
+         ContainerOption(st.stForm.bTransport),
+         NoAudioOption(st.stForm.bAudio),
+         NoStampsOption(st.stForm.bStamps),
          {"--cyclic", &st.stHost.bCyclic,
           "When a disk is full, take the next record directory that has room"},
          AutoDeleteOption(st.stHost.bAutoDelete),

@@ -41,6 +41,7 @@ constexpr const char* EXAMPLES =
 struct recordOptions {
     std::vector<std::string> vDirs, vCameras, vInputOptions;
     hostSettings stHost;
+    streamForm stForm;
     std::string strDuration, strSnapshotEvery, strStall = "10s", strPace = "real";
     std::string strRtspTransport = "tcp";
     bool bRetry = false, bJson = false;
@@ -79,6 +80,8 @@ cameraPlan CommonPlan(const recordOptions& stOptions) {
     for (const std::string& strText : stOptions.vInputOptions) {
         st.stOptions.vForInput.push_back(SplitPair(strText));
     }
+    st.stForm = stOptions.stForm;
+    st.stOptions.eAudio = st.stForm.Audio();
     st.bRetry = stOptions.bRetry;
     st.bRealTime = stOptions.strPace == "real";
     if (!stOptions.strSnapshotEvery.empty()) {
@@ -191,6 +194,9 @@ command RecordCommand() {
               .strValue = "ID=INPUT",
               .bRequired = true,
               .fnFault = CameraFault},
+             ContainerOption(st.stForm.bTransport),
+             NoAudioOption(st.stForm.bAudio),
+             NoStampsOption(st.stForm.bStamps),
              {.strNames = "--file-size",
               .target = &st.stHost.nFileSize,
               .strDescription = "Begin a new file after so many MiB",

@@ -81,6 +81,26 @@ option AutoDeleteOption(bool& bAutoDelete) {
                 (bAutoDelete ? "on" : "off") + " unless said otherwise)"};
 }
 
+option ContainerOption(bool& bTransport) {
+    return {.strNames = "--container",
+            .target = [&bTransport](const std::string& str) { bTransport = str == "ts"; },
+            .strDescription =
+                "Keep an MPEG transport stream, with sound and times (ts), or video "
+                "alone as the bare H.264 or H.265 stream (es)",
+            .strValue = "ts|es",
+            .strDefault = bTransport ? "ts" : "es",
+            .vChoices = {"ts", "es"}};
+}
+
+option NoAudioOption(bool& bAudio) {
+    return {"!--no-audio", &bAudio, "Leave the sound out"};
+}
+
+option NoStampsOption(bool& bStamps) {
+    return {"!--no-stamps", &bStamps,
+            "Leave out the UTC time that every key frame carries otherwise"};
+}
+
 option TypeOption(unsigned& nType, unsigned nLeast) {
     return {.strNames = "--type",
             .target = &nType,

@@ -23,6 +23,11 @@ option JsonOption(bool& bJson);
 option FileKindOption(const std::string& strName, StoreFileType& eKind);
 /// `--auto-delete/--no-auto-delete`; `bAutoDelete` holds the default.
 option AutoDeleteOption(bool& bAutoDelete);
+/// How a stream is kept: `--container`, `--no-audio`, `--no-stamps`; the arguments hold the
+/// defaults.
+option ContainerOption(bool& bTransport);
+option NoAudioOption(bool& bAudio);
+option NoStampsOption(bool& bStamps);
 /// Kind of recording; 0 is allowed where it asks for every kind.
 option TypeOption(unsigned& nType, unsigned nLeast);
 /// An option that takes a time, kept as it was typed.

@@ -2,14 +2,25 @@
 
 #include "base/Failure.h"
 
+namespace {
+
+/// A file that is read faster than it was filmed has no other time than its own.
+std::optional<UtcTime> StartOf(const cameraPlan& stPlan, ESource eSource) {
+    if (eSource != ESource::File || stPlan.bRealTime) return std::nullopt;
+    return Now();
+}
+
+}  // namespace
+
 CCameraConnection::CCameraConnection(const cameraPlan& stPlan, CHost& objHost,
                                      CSnapshotTaker& objSnapshots, void* pUser,
-                                     const std::atomic<bool>& bStop)
+                                     const std::atomic<bool>& bStop, TroubleFunction fnTrouble)
     : m_stPlan(stPlan),
       m_objHost(objHost),
       m_objSnapshots(objSnapshots),
       m_pUser(pUser),
-      m_objInput(stPlan.strInput, &bStop, stPlan.stOptions),
+      m_objInput(stPlan.strInput, &bStop, stPlan.stOptions, std::move(fnTrouble)),
+      m_objWriter(stPlan.stForm, m_objInput, StartOf(stPlan, Source())),
       m_objPacer(stPlan.bRealTime && Source() == ESource::File, bStop) {}
 
 std::optional<std::size_t> CCameraConnection::RecordNext() {
@@ -19,16 +30,19 @@ std::optional<std::size_t> CCameraConnection::RecordNext() {
         throw CFailure("the camera has changed its codec");
     }
     if (!m_objPacer.WaitFor(pUnit->fTime)) return std::nullopt;
+    if (pUnit->eTrack == ETrack::Audio && !m_optChannel) return 0;
     const bool bAnother = BeginsAnotherStream(*pUnit);
     if (bAnother || !m_optChannel) BeginFile();
-    const bool bWritten = m_optChannel->Write(pUnit->stBytes);
+    const Bytes stBytes = m_objWriter.Make(*pUnit);
+    const bool bWritten = !stBytes.empty() && m_optChannel->Write(stBytes);
     m_objSnapshots.Take(*pUnit, m_objInput.Parameters());
-    return bWritten ? pUnit->stBytes.size() : 0;
+    return bWritten ? stBytes.size() : 0;
 }
 
 /// FFmpeg goes on with the codec that it found at first, whatever comes.
 bool CCameraConnection::HasChangedCodec(const accessUnit& stUnit) const {
     const ECodec eCodec = m_objInput.Codec();
+    if (stUnit.eTrack != ETrack::Video) return false;
     return m_objInput.HasChanged() || CodecOf(stUnit.stBytes, eCodec) != eCodec;
 }
 

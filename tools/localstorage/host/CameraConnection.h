@@ -18,9 +18,10 @@
 /// Used by the camera's thread. The references must outlive the object.
 class CCameraConnection {
 public:
-    /// Opens the stream; throws CFailure. `pUser` comes with the engine's messages.
+    /// Opens the stream; throws CFailure. `pUser` comes with the engine's messages;
+    /// `fnTrouble` is told what is left out while recording goes on.
     CCameraConnection(const cameraPlan& stPlan, CHost& objHost, CSnapshotTaker& objSnapshots,
-                      void* pUser, const std::atomic<bool>& bStop);
+                      void* pUser, const std::atomic<bool>& bStop, TroubleFunction fnTrouble);
 
     ESource Source() const { return m_objInput.Source(); }
 
@@ -40,6 +41,7 @@ private:
     CSnapshotTaker& m_objSnapshots;
     void* const m_pUser;
     CMediaInput m_objInput;
+    CStreamWriter m_objWriter;
     CPacer m_objPacer;
     std::optional<CHostChannel> m_optChannel;
     std::set<std::string> m_setParameters;  ///< of the file being written

@@ -6,12 +6,13 @@
 #include <string>
 
 #include "base/Times.h"
-#include "media/MediaOpening.h"
+#include "media/StreamWriter.h"
 
 struct cameraPlan {
     std::string strCamera;
     std::string strInput;  ///< an address, or what stands for one (AddressOf)
     mediaOptions stOptions;
+    streamForm stForm;
     bool bRetry = false;        ///< files are read again and again, too
     bool bRealTime = true;      ///< files are read as fast as a camera would send them
     Seconds nSnapshotEvery{0};  ///< 0: no snapshots

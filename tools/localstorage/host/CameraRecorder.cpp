@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstdio>
+#include <utility>
 
 #include "base/Failure.h"
 #include "base/Text.h"
@@ -55,7 +56,12 @@ void CCameraRecorder::Record() {
     // An address that cannot be read just now may be there at the next try.
     m_eSource = ESource::Live;
     m_eSource = SourceOf(AddressOf(m_stPlan.strInput));
-    CCameraConnection objConnection(m_stPlan, m_objHost, m_objSnapshots, this, m_bStop);
+    // Told once, however often the camera comes back.
+    const auto fnTrouble = [this](const std::string& str) {
+        if (std::exchange(m_strToldTrouble, str) == str) return;
+        m_objListener.OnTrouble(m_stPlan.strCamera, str);
+    };
+    CCameraConnection objConnection(m_stPlan, m_objHost, m_objSnapshots, this, m_bStop, fnTrouble);
     m_eSource = objConnection.Source();
     while (const auto optWritten = objConnection.RecordNext()) Note(*optWritten);
 }

@@ -65,8 +65,9 @@ private:
     CBackoff m_objBackoff;
     std::minstd_rand m_objRandom{std::random_device()()};
     std::optional<Clock::time_point> m_optConnected;  ///< since when pictures come, while they do
-    std::string m_strWhy;                             ///< why the last try failed
-    std::set<std::string> m_setToldReasons;           ///< since pictures came last
+    std::string m_strToldTrouble;            ///< of what is left out while recording goes on
+    std::string m_strWhy;                    ///< why the last try failed
+    std::set<std::string> m_setToldReasons;  ///< since pictures came last
 
     std::atomic<unsigned> m_nTries = 0, m_nConnections = 0;
     std::atomic<std::uint64_t> m_nBytes = 0, m_nFileBytes = 0, m_nFiles = 0;

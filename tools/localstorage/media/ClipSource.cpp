@@ -1,32 +1,8 @@
 #include "media/ClipSource.h"
 
-#include "base/Failure.h"
+#include "media/FrameParser.h"
 
 namespace {
-
-/// Looks into frames for their place in the order of display.
-class CFrameParser {
-public:
-    explicit CFrameParser(const AVCodecParameters& stParameters)
-        : m_pParser(av_parser_init(stParameters.codec_id)),
-          m_pCodec(avcodec_alloc_context3(nullptr)) {
-        if (!m_pParser || !m_pCodec) throw CFailure("FFmpeg has no parser for this stream");
-        m_pParser->flags |= PARSER_FLAG_COMPLETE_FRAMES;
-        avcodec_parameters_to_context(m_pCodec.get(), &stParameters);
-    }
-
-    int OrderOf(const AVPacket& stPacket) {
-        std::uint8_t* pData = nullptr;
-        int nSize = 0;
-        av_parser_parse2(m_pParser.get(), m_pCodec.get(), &pData, &nSize, stPacket.data,
-                         stPacket.size, AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
-        return m_pParser->output_picture_number;
-    }
-
-private:
-    avPointer<AVCodecParserContext> m_pParser;
-    avPointer<AVCodecContext> m_pCodec;
-};
 
 double RateOf(const AVStream& stStream) {
     const AVRational st =
@@ -36,9 +12,7 @@ double RateOf(const AVStream& stStream) {
 
 }  // namespace
 
-clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
-                      const std::atomic<bool>& bStop) {
-    const openMedia stMedia = OpenMedia(strPath, &bStop);
+clipFrames ScanFrames(const openMedia& stMedia, const BytesFunction& fnBytes) {
     const AVCodecParameters& stParameters = *stMedia.pStream->codecpar;
     clipFrames st;
     st.eCodec = stMedia.eCodec;
@@ -49,9 +23,11 @@ clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
     const avPointer<AVPacket> pPacket(av_packet_alloc());
     while (NextPacket(stMedia, *pPacket)) {
         fnBytes(static_cast<std::size_t>(pPacket->size));
-        st.vFrames.push_back(
-            {(pPacket->flags & AV_PKT_FLAG_KEY) != 0, objParser.OrderOf(*pPacket)});
+        const auto optStamp = StampOf(*pPacket, st.eCodec);
+        if (optStamp) st.vStamped.push_back({st.vFrames.size(), *optStamp});
+        st.vFrames.push_back(objParser.Look(*pPacket));
     }
     st.vPlaces = DisplayPlaces(st.vFrames);
+    for (stampedFrame& stFrame : st.vStamped) stFrame.nPlace = st.vPlaces[stFrame.nPlace];
     return st;
 }

@@ -19,13 +19,13 @@ struct clipFrames {
     double fRate = 0;  ///< frames per second that the stream names; 0: none
     std::vector<codedFrame> vFrames;
     std::vector<std::size_t> vPlaces;
+    std::vector<stampedFrame> vStamped;  ///< key frames
 };
 
 /// Told of the size of each frame that was read.
 using BytesFunction = std::function<void(std::size_t)>;
 
-/// Reads a recording whole. Throws CFailure.
-clipFrames ScanFrames(const std::string& strPath, const BytesFunction& fnBytes,
-                      const std::atomic<bool>& bStop);
+/// Reads an open recording whole. Throws CFailure.
+clipFrames ScanFrames(const openMedia& stMedia, const BytesFunction& fnBytes);
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_CLIPSOURCE_H

@@ -29,18 +29,20 @@ CClipWriter::~CClipWriter() {
     std::filesystem::remove(m_strPart, stError);
 }
 
-void CClipWriter::Begin(const AVCodecParameters& stParameters) {
+void CClipWriter::Begin(const AVCodecParameters& stVideo, const AVCodecParameters* pAudio,
+                        UtcTime tBegin) {
     AVFormatContext* pFormat = nullptr;
     int nResult = avformat_alloc_output_context2(&pFormat, nullptr, "mp4", m_strPart.c_str());
     m_pFormat.reset(pFormat);
-    AVStream* pStream = nResult >= 0 ? avformat_new_stream(pFormat, nullptr) : nullptr;
-    if (!pStream) throw CFailure("no memory to write " + m_strPath);
-    nResult = avcodec_parameters_copy(pStream->codecpar, &stParameters);
+    if (nResult < 0) throw CFailure("no memory to write " + m_strPath);
     // The tag that every player knows.
-    pStream->codecpar->codec_tag =
-        stParameters.codec_id == AV_CODEC_ID_HEVC ? MKTAG('h', 'v', 'c', '1') : 0;
-    pStream->time_base = {1, TICKS};
-    if (nResult >= 0) nResult = avio_open(&pFormat->pb, m_strPart.c_str(), AVIO_FLAG_WRITE);
+    AddTrack(stVideo, stVideo.codec_id == AV_CODEC_ID_HEVC ? MKTAG('h', 'v', 'c', '1') : 0);
+    if (pAudio && avformat_query_codec(pFormat->oformat, pAudio->codec_id, FF_COMPLIANCE_NORMAL)) {
+        AddTrack(*pAudio, 0);
+    }
+    const auto nBegin = tBegin.time_since_epoch().count();
+    av_dict_set(&pFormat->metadata, "creation_time", (std::to_string(nBegin) + "us").c_str(), 0);
+    nResult = avio_open(&pFormat->pb, m_strPart.c_str(), AVIO_FLAG_WRITE);
     AVDictionary* pOptions = nullptr;
     av_dict_set(&pOptions, "movflags", "faststart", 0);
     if (nResult >= 0) nResult = avformat_write_header(pFormat, &pOptions);
@@ -48,26 +50,51 @@ void CClipWriter::Begin(const AVCodecParameters& stParameters) {
     if (nResult < 0) throw CFailure("cannot write " + m_strPart + ": " + AvErrorText(nResult));
 }
 
-void CClipWriter::Write(AVPacket& stPacket, std::int64_t nDecode, std::int64_t nShow,
+void CClipWriter::AddTrack(const AVCodecParameters& stParameters, int nTag) {
+    AVStream* pStream = avformat_new_stream(m_pFormat.get(), nullptr);
+    if (!pStream || avcodec_parameters_copy(pStream->codecpar, &stParameters) < 0) {
+        throw CFailure("no memory to write " + m_strPath);
+    }
+    pStream->codecpar->codec_tag = static_cast<unsigned>(nTag);
+    pStream->time_base = {1, TICKS};
+}
+
+const AVCodecParameters* CClipWriter::ParametersOf(ETrack eTrack) const {
+    const auto nTrack = static_cast<unsigned>(eTrack);
+    return nTrack < m_pFormat->nb_streams ? m_pFormat->streams[nTrack]->codecpar : nullptr;
+}
+
+void CClipWriter::Write(ETrack eTrack, AVPacket& stPacket, packetTimes stTimes,
                         std::int64_t nLength) {
-    if (m_nFrames > 0) nDecode = std::max(nDecode, m_nLastDecode + 1);
-    m_nLastDecode = nDecode;
-    const AVRational stFrom = {1, TICKS}, stTo = m_pFormat->streams[0]->time_base;
-    stPacket.dts = av_rescale_q(nDecode, stFrom, stTo);
-    stPacket.pts = av_rescale_q(std::max(nShow, nDecode), stFrom, stTo);
-    stPacket.duration = av_rescale_q(nLength, stFrom, stTo);
-    stPacket.stream_index = 0;
+    const int nTrack = static_cast<int>(eTrack);
+    auto& optLast = m_aLastDecode[nTrack];
+    if (optLast) stTimes.nDecode = std::max(stTimes.nDecode, *optLast + 1);
+    optLast = stTimes.nDecode;
+    stTimes.nShow = std::max(stTimes.nShow, stTimes.nDecode);
+    stPacket.pts = stTimes.nShow;
+    stPacket.dts = stTimes.nDecode;
+    stPacket.duration = nLength;
+    av_packet_rescale_ts(&stPacket, {1, TICKS}, m_pFormat->streams[nTrack]->time_base);
+    stPacket.stream_index = nTrack;
     stPacket.pos = -1;
     const int nResult = av_write_frame(m_pFormat.get(), &stPacket);
-    if (nResult < 0) throw CFailure("cannot write " + m_strPart + ": " + AvErrorText(nResult));
-    ++m_nFrames;
+    if (const int nError = m_pFormat->pb->error) {
+        throw CFailure("cannot write " + m_strPart + ": " + AvErrorText(nError));
+    }
+    if (nResult < 0) {
+        ++m_nDamaged;
+        return;
+    }
+    std::int64_t& nEnd = eTrack == ETrack::Video ? m_nEnd : m_nAudioEnd;
+    nEnd = std::max(nEnd, stTimes.nShow + nLength);
+    if (eTrack == ETrack::Video) ++m_nFrames;
 }
 
 void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
-                         const frameRange& stRange, double fStep, bool bContinues,
+                         const frameRange& stRange, double fStep, bool bContinues, UtcTime tBegin,
                          const BytesFunction& fnBytes, const std::atomic<bool>& bStop) {
     const openMedia stMedia = OpenMedia(strPath, &bStop);
-    if (!m_pFormat) Begin(*stMedia.pStream->codecpar);
+    if (!HasBegun()) Begin(*stMedia.pStream->codecpar, nullptr, tBegin);
     const std::size_t nFirstPlace = stFrames.vPlaces[stRange.nFirst];
     const std::size_t nDelay = Reordering(stFrames.vPlaces);
     const std::int64_t nBegin = m_nEnd;
@@ -84,8 +111,8 @@ void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
         const std::size_t nPlace = stFrames.vPlaces[n];
         if (nPlace < nFirstPlace && !bContinues) continue;
         const std::int64_t nShow = TimeAt(nPlace), nNext = TimeAt(nPlace + 1);
-        Write(*pPacket, TimeAt(n) - (TimeAt(nDelay) - TimeAt(0)), nShow, nNext - nShow);
-        m_nEnd = std::max(m_nEnd, nNext);
+        const packetTimes stTimes{nShow, TimeAt(n) - (TimeAt(nDelay) - TimeAt(0))};
+        Write(ETrack::Video, *pPacket, stTimes, nNext - nShow);
     }
 }
 

@@ -1,4 +1,4 @@
-// Writes a clip: one video track in an MP4 file, frames copied as they are.
+// Writes a clip: a video track and perhaps one of sound in an MP4 file, all copied as it is.
 
 #ifndef LOCALSTORAGE_TOOL_MEDIA_CLIPWRITER_H
 #define LOCALSTORAGE_TOOL_MEDIA_CLIPWRITER_H
@@ -16,10 +16,26 @@ public:
     CClipWriter(const CClipWriter&) = delete;
     CClipWriter& operator=(const CClipWriter&) = delete;
 
+    /// Begins the file, with sound where `pAudio` is not null and an MP4 file holds such; `tBegin`
+    /// is when its first frame was taken. Throws CFailure.
+    void Begin(const AVCodecParameters& stVideo, const AVCodecParameters* pAudio, UtcTime tBegin);
+    bool HasBegun() const { return m_pFormat != nullptr; }
+    /// Of the tracks, once it has begun; null: there is none.
+    const AVCodecParameters* Video() const { return ParametersOf(ETrack::Video); }
+    const AVCodecParameters* Audio() const { return ParametersOf(ETrack::Audio); }
+
+    /// Writes a packet, times and length in ticks from the clip's beginning; one that is damaged is
+    /// left out and counted. Throws CFailure.
+    void Write(ETrack eTrack, AVPacket& stPacket, packetTimes stTimes, std::int64_t nLength);
+    /// Where the next picture goes, in ticks, and where the next sound.
+    std::int64_t End() const { return m_nEnd; }
+    std::int64_t AudioEnd() const { return m_nAudioEnd; }
+
     /// Appends frames of a recording, `fStep` seconds each. Frames that are shown before the first
-    /// one are left out unless `bContinues` (then the clip holds what they need). Throws CFailure.
+    /// one are left out unless `bContinues` (then the clip holds what they need). Begins the file
+    /// if need be. Throws CFailure.
     void Append(const std::string& strPath, const clipFrames& stFrames, const frameRange& stRange,
-                double fStep, bool bContinues, const BytesFunction& fnBytes,
+                double fStep, bool bContinues, UtcTime tBegin, const BytesFunction& fnBytes,
                 const std::atomic<bool>& bStop);
 
     /// Completes the file and gives it its name. Throws CFailure.
@@ -27,18 +43,17 @@ public:
 
     double Length() const { return static_cast<double>(m_nEnd) / TICKS; }
     std::uint64_t Frames() const { return m_nFrames; }
+    std::uint64_t Damaged() const { return m_nDamaged; }
 
 private:
-    static constexpr int TICKS = 90000;  ///< per second
-
-    void Begin(const AVCodecParameters& stParameters);
-    void Write(AVPacket& stPacket, std::int64_t nDecode, std::int64_t nShow, std::int64_t nLength);
+    void AddTrack(const AVCodecParameters& stParameters, int nTag);
+    const AVCodecParameters* ParametersOf(ETrack eTrack) const;
 
     std::string m_strPath, m_strPart;
     avPointer<AVFormatContext> m_pFormat;
-    std::int64_t m_nEnd = 0;         ///< where the next recording goes
-    std::int64_t m_nLastDecode = 0;  ///< of the frame written last
-    std::uint64_t m_nFrames = 0;
+    std::int64_t m_nEnd = 0, m_nAudioEnd = 0;
+    std::optional<std::int64_t> m_aLastDecode[CTimeMender::TRACKS];  ///< of what was written last
+    std::uint64_t m_nFrames = 0, m_nDamaged = 0;
 };
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_CLIPWRITER_H

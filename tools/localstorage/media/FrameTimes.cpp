@@ -49,6 +49,27 @@ double FrameStep(std::size_t nFrames, Seconds nLength, double fRate) {
     return fSpread < 1 / HIGHEST_RATE ? fOwnStep : fSpread;
 }
 
+UtcTime fileTimes::TimeOf(std::size_t nPlace) const {
+    return tStart +
+           std::chrono::microseconds(std::llround(static_cast<double>(nPlace) * fStep * 1e6));
+}
+
+fileTimes TimesOf(std::size_t nFrames, const std::vector<stampedFrame>& vStamped, UtcTime tStart,
+                  UtcTime tEnd, double fRate) {
+    fileTimes st{tStart, FrameStep(nFrames, std::chrono::round<Seconds>(tEnd - tStart), fRate)};
+    if (vStamped.empty()) return st;
+    const stampedFrame &stFirst = vStamped.front(), &stLast = vStamped.back();
+    if (stLast.nPlace > stFirst.nPlace && stLast.tTime > stFirst.tTime) {
+        const std::chrono::duration<double> nSpan = stLast.tTime - stFirst.tTime;
+        st.fStep = nSpan.count() / static_cast<double>(stLast.nPlace - stFirst.nPlace);
+    } else {
+        st.fStep = 1 / (fRate > 0 ? fRate : USUAL_RATE);
+    }
+    st.tStart = {};
+    st.tStart = stFirst.tTime - (st.TimeOf(stFirst.nPlace) - st.tStart);
+    return st;
+}
+
 frameRange SelectFrames(const std::vector<codedFrame>& vFrames,
                         const std::vector<std::size_t>& vPlaces, double fStep, double fFrom,
                         double fTo) {

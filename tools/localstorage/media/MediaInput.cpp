@@ -1,6 +1,8 @@
 #include "media/MediaInput.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 #include "base/Failure.h"
 
@@ -28,6 +30,20 @@ Bytes ExtraOf(const AVCodecParameters& st) {
     return {st.extradata, static_cast<std::size_t>(st.extradata_size)};
 }
 
+Bytes BytesOf(const AVPacket& st) {
+    return {st.data, static_cast<std::size_t>(st.size)};
+}
+
+/// When a packet was taken, as the sender reports of its camera say.
+std::optional<UtcTime> CameraTimeOf(const AVPacket& stPacket) {
+    std::size_t nSize = 0;
+    const std::uint8_t* pData = av_packet_get_side_data(&stPacket, AV_PKT_DATA_PRFT, &nSize);
+    AVProducerReferenceTime st;
+    if (!pData || nSize < sizeof(st)) return std::nullopt;
+    std::memcpy(&st, pData, sizeof(st));
+    return UtcTime(std::chrono::microseconds(st.wallclock));
+}
+
 }  // namespace
 
 bool NextPacket(const openMedia& stMedia, AVPacket& stPacket) {
@@ -37,55 +53,142 @@ bool NextPacket(const openMedia& stMedia, AVPacket& stPacket) {
         const int nResult = av_read_frame(stMedia.pFormat.get(), &stPacket);
         if (nResult == AVERROR_EOF || (nResult < 0 && stMedia.pGuard->IsStopped())) return false;
         if (nResult < 0) FailToRead(stMedia, nResult);
-    } while (stPacket.stream_index != stMedia.pStream->index);
+    } while (!stMedia.Has(*stMedia.pFormat->streams[stPacket.stream_index]));
     return true;
+}
+
+void MendPacket(CTimeMender& objMender, ETrack eTrack, AVPacket& stPacket, std::int64_t nArrived) {
+    const auto Known = [](std::int64_t n) {
+        return n == AV_NOPTS_VALUE ? std::nullopt : std::optional(n);
+    };
+    const rawTimes stRaw{Known(stPacket.pts), Known(stPacket.dts), stPacket.duration};
+    const packetTimes st = objMender.Mend(static_cast<std::size_t>(eTrack), stRaw, nArrived);
+    stPacket.pts = st.nShow;
+    stPacket.dts = st.nDecode;
+}
+
+std::optional<UtcTime> StampOf(const AVPacket& stPacket, ECodec eCodec) {
+    if (!(stPacket.flags & AV_PKT_FLAG_KEY)) return std::nullopt;
+    const Bytes stBytes = BytesOf(stPacket);
+    return FindUtcStamp(stBytes.first(FirstSlicePlace(stBytes, eCodec)));
+}
+
+std::int64_t FrameLength(const AVStream& stVideo) {
+    const AVRational stRate = stVideo.avg_frame_rate;
+    return std::llround(TICKS / (stRate.num > 0 ? av_q2d(stRate) : USUAL_FRAME_RATE));
 }
 
 CMediaInput::CMediaInput(const std::string& strInput, const std::atomic<bool>* pStop,
-                         const mediaOptions& stOptions)
-    : m_stMedia(OpenMedia(AddressOf(strInput), pStop, stOptions)),
+                         const mediaOptions& stOptions, TroubleFunction fnTrouble)
+    : m_fnTrouble(std::move(fnTrouble)),
+      m_stMedia(OpenMedia(AddressOf(strInput), pStop, stOptions)),
       m_pFilter(OpenFilter(m_stMedia)),
-      m_pPacket(av_packet_alloc()) {
+      m_pPacket(av_packet_alloc()),
+      m_nStreams(m_stMedia.pFormat->nb_streams) {
     m_optKeeper.emplace(m_stMedia.eCodec, ExtraOf(Parameters()));
+    if (CBareVideo::IsBare(*m_stMedia.pFormat)) m_optBare.emplace(*m_stMedia.pStream->codecpar);
+    if (m_stMedia.pAudio) OpenAudio();
+    m_bAudioWanted = stOptions.eAudio == EAudio::Yes && !m_optAudio;
+    const auto fnRead = [this](AVPacket& st) { return NextPacket(m_stMedia, st); };
+    if (Source() != ESource::File) m_objBacklog.Read(fnRead, *m_stMedia.pStream);
 }
 
-/// Moves one packet from the container into the filter; false at the end.
-bool CMediaInput::ReadPacket() {
-    if (!NextPacket(m_stMedia, *m_pPacket)) return false;
+void CMediaInput::OpenAudio() {
+    try {
+        m_optAudio.emplace(*m_stMedia.pAudio->codecpar);
+    } catch (const CFailure& error) {
+        TellOnce(std::string("its sound is left out: ") + error.what());
+        m_stMedia.pAudio->discard = AVDISCARD_ALL;
+        m_stMedia.pAudio = nullptr;
+    }
+}
+
+void CMediaInput::TellOnce(const std::string& strTrouble) {
+    if (!m_bToldTrouble && m_fnTrouble) m_fnTrouble(strTrouble);
+    m_bToldTrouble = true;
+}
+
+/// What a file is about stands in front of its first key frame: sound cannot be added later.
+void CMediaInput::LookForLateAudio() {
+    const AVFormatContext& st = *m_stMedia.pFormat;
+    for (; m_nStreams < st.nb_streams; ++m_nStreams) {
+        const bool bAudio = st.streams[m_nStreams]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+        if (bAudio && m_bAudioWanted) TellOnce("its sound came too late and is left out");
+    }
+}
+
+void CMediaInput::MendTimes(ETrack eTrack) {
+    AVPacket& st = *m_pPacket;
+    const bool bVideo = eTrack == ETrack::Video;
+    const AVStream& stStream = bVideo ? *m_stMedia.pStream : *m_stMedia.pAudio;
+    av_packet_rescale_ts(&st, stStream.time_base, {1, TICKS});
+    if (st.duration == 0 && bVideo) st.duration = FrameLength(stStream);
+    const std::chrono::duration<double> nNow = std::chrono::steady_clock::now().time_since_epoch();
+    MendPacket(m_objMender, eTrack, st, static_cast<std::int64_t>(nNow.count() * TICKS));
+}
+
+/// Moves one packet from the container to its track.
+void CMediaInput::ReadPacket() {
+    m_bEnded = !m_objBacklog.Next(*m_pPacket) && !NextPacket(m_stMedia, *m_pPacket);
+    LookForLateAudio();
+    if (m_bEnded) {
+        if (m_optBare) m_optBare->Push(nullptr);
+        if (m_optAudio) m_optAudio->Push(nullptr);
+    } else if (m_pPacket->stream_index == m_stMedia.pStream->index) {
+        m_stUnit.optArrived = m_objBacklog.ArrivalOf(*m_pPacket);
+        MendTimes(ETrack::Video);
+        m_optBare ? m_optBare->Push(m_pPacket.get()) : PushVideo();
+    } else {
+        MendTimes(ETrack::Audio);
+        if (!m_optAudio->Push(m_pPacket.get())) TellOnce("some of its sound cannot be used");
+    }
+}
+
+void CMediaInput::PushVideo() {
     const int nResult = av_bsf_send_packet(m_pFilter.get(), m_pPacket.get());
+    if (nResult >= 0) return;
+    throw CFailure("cannot read " + m_stMedia.strName + ": " + AvErrorText(nResult));
+}
+
+bool CMediaInput::PullVideo() {
+    if (m_optBare && m_optBare->Pull(*m_pPacket)) PushVideo();
+    const int nResult = av_bsf_receive_packet(m_pFilter.get(), m_pPacket.get());
+    if (nResult == AVERROR(EAGAIN) || nResult == AVERROR_EOF) return false;
     if (nResult < 0) {
         throw CFailure("cannot read " + m_stMedia.strName + ": " + AvErrorText(nResult));
     }
+    m_stUnit.eTrack = ETrack::Video;
+    m_stUnit.bKeyFrame = (m_pPacket->flags & AV_PKT_FLAG_KEY) != 0;
+    m_stUnit.optCamera = CameraTimeOf(*m_pPacket);
+    m_stUnit.stBytes = m_optKeeper->Complete(BytesOf(*m_pPacket), m_stUnit.bKeyFrame);
     return true;
 }
 
-double CMediaInput::TimeOf(const AVPacket& stPacket) {
-    const std::int64_t nTime = stPacket.dts != AV_NOPTS_VALUE ? stPacket.dts : stPacket.pts;
-    if (nTime == AV_NOPTS_VALUE) {
-        const AVRational stRate = m_stMedia.pStream->avg_frame_rate;
-        const double fRate = stRate.num > 0 ? av_q2d(stRate) : USUAL_FRAME_RATE;
-        return static_cast<double>(m_nUnits) / fRate;
-    }
-    if (!m_optFirstTime) m_optFirstTime = nTime;
-    return static_cast<double>(nTime - *m_optFirstTime) * av_q2d(m_stMedia.pStream->time_base);
+bool CMediaInput::PullAudio() {
+    if (!m_optAudio || !m_optAudio->Pull(*m_pPacket)) return false;
+    m_stUnit.eTrack = ETrack::Audio;
+    m_stUnit.bKeyFrame = false;
+    m_stUnit.optCamera.reset();
+    m_stUnit.stBytes = BytesOf(*m_pPacket);
+    return true;
 }
 
 const accessUnit* CMediaInput::Next() {
     for (;;) {
         av_packet_unref(m_pPacket.get());
-        const int nResult = av_bsf_receive_packet(m_pFilter.get(), m_pPacket.get());
-        if (nResult == 0) break;
-        if (nResult != AVERROR(EAGAIN) && nResult != AVERROR_EOF) {
-            throw CFailure("cannot read " + m_stMedia.strName + ": " + AvErrorText(nResult));
-        }
-        if (!ReadPacket()) return nullptr;
+        if (PullVideo() || PullAudio()) break;
+        if (m_bEnded) return nullptr;
+        ReadPacket();
     }
-    m_stUnit.bKeyFrame = (m_pPacket->flags & AV_PKT_FLAG_KEY) != 0;
-    m_stUnit.fTime = TimeOf(*m_pPacket);
-    m_stUnit.stBytes = m_optKeeper->Complete(
-        {m_pPacket->data, static_cast<std::size_t>(m_pPacket->size)}, m_stUnit.bKeyFrame);
-    ++m_nUnits;
+    m_stUnit.stTimes = {m_pPacket->pts, m_pPacket->dts};
+    m_stUnit.nLength = m_pPacket->duration;
+    if (!m_optFirstTime) m_optFirstTime = m_pPacket->dts;
+    m_stUnit.fTime = static_cast<double>(m_pPacket->dts - *m_optFirstTime) / TICKS;
     return &m_stUnit;
+}
+
+const AVCodecParameters* CMediaInput::AudioParameters() const {
+    return m_optAudio ? &m_optAudio->Parameters() : nullptr;
 }
 
 std::uint64_t CMediaInput::Size() const {

@@ -115,11 +115,13 @@ ECodec CodecOf(const AVStream& st) {
     }
 }
 
-void FindVideo(openMedia& stMedia) {
+void FindTracks(openMedia& stMedia, EAudio eAudio) {
     for (unsigned n = 0; n < stMedia.pFormat->nb_streams; ++n) {
         AVStream* pStream = stMedia.pFormat->streams[n];
         if (IsVideo(*pStream) && !stMedia.pStream) stMedia.pStream = pStream;
-        if (pStream != stMedia.pStream) pStream->discard = AVDISCARD_ALL;
+        const bool bAudio = pStream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+        if (bAudio && eAudio == EAudio::Yes && !stMedia.pAudio) stMedia.pAudio = pStream;
+        if (!stMedia.Has(*pStream)) pStream->discard = AVDISCARD_ALL;
     }
     if (!stMedia.pStream) throw CFailure(stMedia.strName + " has no video stream");
     stMedia.eCodec = CodecOf(*stMedia.pStream);
@@ -218,7 +220,7 @@ openMedia OpenMedia(const std::string& strAddress, const std::atomic<bool>* pSto
                        ReasonOf(nResult, *stMedia.pGuard));
     }
     stMedia.eSource = SourceOf(*stMedia.pFormat, SourceOf(strAddress));
-    FindVideo(stMedia);
+    FindTracks(stMedia, stOptions.eAudio);
     return stMedia;
 }
 

@@ -33,12 +33,16 @@ std::string AddressOf(const std::string& strInput);
 /// Whether FFmpeg has an option of this name for any kind of input.
 bool IsInputOption(const std::string& strName);
 
+/// Whether an input's sound is wanted.
+enum class EAudio { No, Yes };
+
 /// How an input is opened and how long one waits for it.
 struct mediaOptions {
     std::chrono::seconds nOpening{30};  ///< until its streams are known
     std::chrono::seconds nStall{30};    ///< from one packet to the next
     /// Handed to FFmpeg, the later of a name counts; what the input does not know is ignored.
     std::vector<std::pair<std::string, std::string>> vForInput = {{"rtsp_transport", "tcp"}};
+    EAudio eAudio = EAudio::No;
 };
 
 /// Nothing came for too long.
@@ -80,16 +84,18 @@ struct closeGuarded {
     void operator()(AVFormatContext* p) const;
 };
 
-/// An open container and its first video stream.
+/// An open container, its first video stream and, where it is wanted, its first audio stream.
 struct openMedia {
     std::string strName;                  ///< of the input, for messages: without a password
     std::unique_ptr<CFifo> pFifo;         ///< that is read, or null
     std::unique_ptr<CInputGuard> pGuard;  ///< of pFormat
     std::unique_ptr<AVFormatContext, closeGuarded> pFormat;
     AVStream* pStream = nullptr;
+    AVStream* pAudio = nullptr;  ///< null: none
     ECodec eCodec = ECodec::H264;
     ESource eSource = ESource::File;  ///< never Web
 
+    bool Has(const AVStream& st) const { return &st == pStream || &st == pAudio; }
     /// The video goes on in another codec, or in a stream that was not there at first.
     bool HasChanged() const;
 };

@@ -89,6 +89,23 @@ ECodec CodecOf(Bytes stUnit, ECodec eKnown) {
     return eCodec;
 }
 
+std::size_t FirstSlicePlace(Bytes stUnit, ECodec eCodec) {
+    std::size_t nPlace = stUnit.size();
+    ForEachUnit(stUnit, [&](const nalUnit& st) {
+        const bool bFront = GetNalRole(eCodec, st.aHead) < ENalRole::Slice;
+        if (!bFront) nPlace = static_cast<std::size_t>(st.stBytes.data() - stUnit.data());
+        return bFront;
+    });
+    return nPlace;
+}
+
+void InsertAt(Bytes stUnit, std::size_t nPlace, Bytes stNew, std::vector<std::uint8_t>& vResult) {
+    const Bytes stHead = stUnit.first(nPlace), stRest = stUnit.subspan(nPlace);
+    vResult.assign(stHead.begin(), stHead.end());
+    vResult.insert(vResult.end(), stNew.begin(), stNew.end());
+    vResult.insert(vResult.end(), stRest.begin(), stRest.end());
+}
+
 CParameterSetKeeper::CParameterSetKeeper(ECodec eCodec, Bytes stExtra)
     : m_eCodec(eCodec), m_vSets(CollectParameterSets(stExtra, eCodec).vBytes) {}
 
@@ -96,10 +113,6 @@ Bytes CParameterSetKeeper::Complete(Bytes stUnit, bool bKeyFrame) {
     parameterSets stOwn = CollectParameterSets(stUnit, m_eCodec);
     if (stOwn.bComplete) m_vSets = std::move(stOwn.vBytes);
     if (stOwn.bComplete || !bKeyFrame || m_vSets.empty()) return stUnit;
-    const std::size_t nPlace = ParameterSetPlace(stUnit, m_eCodec);
-    const Bytes stHead = stUnit.first(nPlace), stRest = stUnit.subspan(nPlace);
-    m_vUnit.assign(stHead.begin(), stHead.end());
-    m_vUnit.insert(m_vUnit.end(), m_vSets.begin(), m_vSets.end());
-    m_vUnit.insert(m_vUnit.end(), stRest.begin(), stRest.end());
+    InsertAt(stUnit, ParameterSetPlace(stUnit, m_eCodec), m_vSets, m_vUnit);
     return m_vUnit;
 }

@@ -1,5 +1,5 @@
-// Parameter sets of H.264 and H.265 byte streams: each key frame gets them in front, so that a file
-// that begins there plays alone. Pure functions on bytes.
+// What stands in front of the pictures of H.264 and H.265 byte streams. Parameter sets above all:
+// each key frame gets them, so that a file that begins there plays alone. Pure functions on bytes.
 
 #ifndef LOCALSTORAGE_TOOL_MEDIA_PARAMETERSETS_H
 #define LOCALSTORAGE_TOOL_MEDIA_PARAMETERSETS_H
@@ -22,6 +22,12 @@ std::set<std::string> ParameterSetsOf(Bytes stUnit, ECodec eCodec);
 /// The codec that what stands in front of a picture gives away; `eKnown` where nothing speaks
 /// against it.
 ECodec CodecOf(Bytes stUnit, ECodec eKnown);
+
+/// Where the first slice of an access unit begins; its end when there is none.
+std::size_t FirstSlicePlace(Bytes stUnit, ECodec eCodec);
+
+/// Makes `vResult` the access unit with something new at a place of it.
+void InsertAt(Bytes stUnit, std::size_t nPlace, Bytes stNew, std::vector<std::uint8_t>& vResult);
 
 /// Gives key frames the parameter sets that they lack: the latest complete ones of the stream.
 class CParameterSetKeeper {

@@ -1,0 +1,39 @@
+// What is stored of a stream: access units as the bytes of the container in which they are kept,
+// with the UTC time in every key frame.
+
+#ifndef LOCALSTORAGE_TOOL_MEDIA_STREAMWRITER_H
+#define LOCALSTORAGE_TOOL_MEDIA_STREAMWRITER_H
+
+#include "media/TransportWriter.h"
+#include "media/UtcClock.h"
+
+/// How a stream is kept.
+struct streamForm {
+    bool bTransport = true;  ///< as a transport stream; else video as the bare byte stream
+    bool bAudio = true;      ///< in a transport stream only
+    bool bStamps = true;
+
+    EAudio Audio() const { return bTransport && bAudio ? EAudio::Yes : EAudio::No; }
+};
+
+class CStreamWriter {
+public:
+    /// `optStart`: when the first picture was taken; none: as pictures arrive. Throws CFailure.
+    CStreamWriter(const streamForm& stForm, const CMediaInput& objInput,
+                  std::optional<UtcTime> optStart);
+
+    /// What to store of an access unit that arrived now, valid until the next call; empty where
+    /// there is nothing. Throws CFailure.
+    Bytes Make(const accessUnit& stUnit);
+
+private:
+    Bytes Stamp(const accessUnit& stUnit);
+
+    ECodec m_eCodec;
+    bool m_bStamps;
+    CUtcClock m_objClock;
+    std::optional<CTransportWriter> m_optTransport;
+    std::vector<std::uint8_t> m_vStamped;
+};
+
+#endif  // LOCALSTORAGE_TOOL_MEDIA_STREAMWRITER_H

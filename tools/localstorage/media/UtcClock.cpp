@@ -1,0 +1,39 @@
+#include "media/UtcClock.h"
+
+#include <algorithm>
+
+#include "media/TimeMender.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Short enough that a camera's clock drifts by nothing that counts.
+constexpr auto WINDOW = 5s;
+/// A picture is taken before it arrives, and not long before.
+constexpr auto MOST_DELAY = 1000ms, MOST_AHEAD = 100ms;
+
+}  // namespace
+
+UtcTime CUtcClock::SmoothArrival(Span nShow, UtcTime tArrived) {
+    const UtcTime tZero = tArrived - nShow;
+    const auto nAge = tArrived - m_tWindow;
+    // A host's clock that was set back begins anew as well.
+    if (nAge > WINDOW || nAge < -1s) {
+        m_tLeastPrevious = nAge < 2 * WINDOW && nAge > 0s ? m_tLeast : tZero;
+        m_tLeast = tZero;
+        m_tWindow = tArrived;
+    }
+    m_tLeast = std::min(m_tLeast, tZero);
+    return std::min(m_tLeast, m_tLeastPrevious) + nShow;
+}
+
+UtcTime CUtcClock::TimeOf(std::int64_t nShow, UtcTime tArrived, std::optional<UtcTime> optCamera) {
+    const Span nTime(nShow * 1000000 / TICKS);
+    if (!m_optFirst) m_optFirst = nTime;
+    if (m_optStart) return *m_optStart + (nTime - *m_optFirst);
+    const UtcTime tSmooth = SmoothArrival(nTime, tArrived);
+    const bool bSane =
+        optCamera && *optCamera > tSmooth - MOST_DELAY && *optCamera < tSmooth + MOST_AHEAD;
+    return bSane ? *optCamera : tSmooth;
+}

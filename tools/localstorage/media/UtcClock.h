@@ -1,0 +1,34 @@
+// The wall time at which pictures were taken, from their times on the time line. Pure: the caller
+// tells what time it is.
+
+#ifndef LOCALSTORAGE_TOOL_MEDIA_UTCCLOCK_H
+#define LOCALSTORAGE_TOOL_MEDIA_UTCCLOCK_H
+
+#include <cstdint>
+#include <optional>
+
+#include "records/UtcStamp.h"
+
+class CUtcClock {
+public:
+    /// With `optStart` the first picture was taken then, and the others as their times say.
+    /// Without, pictures are taken as they arrive: some come late, so the earliest of the last
+    /// seconds tells how the clocks stand to each other.
+    explicit CUtcClock(std::optional<UtcTime> optStart) : m_optStart(optStart) {}
+
+    /// To be called for every picture. `nShow`: ticks, see TimeMender.h; `optCamera`: what the
+    /// camera says, which is believed where it is plausible.
+    UtcTime TimeOf(std::int64_t nShow, UtcTime tArrived, std::optional<UtcTime> optCamera);
+
+private:
+    using Span = std::chrono::microseconds;
+
+    UtcTime SmoothArrival(Span nShow, UtcTime tArrived);
+
+    std::optional<UtcTime> m_optStart;
+    std::optional<Span> m_optFirst;      ///< the first picture's time
+    UtcTime m_tWindow;                   ///< where the window began
+    UtcTime m_tLeast, m_tLeastPrevious;  ///< earliest second 0 of the time line, by window
+};
+
+#endif  // LOCALSTORAGE_TOOL_MEDIA_UTCCLOCK_H
