@@ -15,6 +15,7 @@
 #include "FileSystem/FileSystem.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
+#include "Log/LogError.h"
 
 namespace {
 
@@ -44,6 +45,16 @@ bool HasNoFolder(const NameList& lsSubDir, const NameList&) {
     return lsSubDir.empty();
 }
 
+// False when it cannot be read to its end; a folder that is gone is no fault.
+bool ListFolder(const std::string& strDir, NameList& lsSubDir, NameList& lsSubFile) {
+    if (GetSubTargetList(strDir, lsSubDir, lsSubFile)) return true;
+    const int nError = OSL_GetSystemLastError();
+    if (nError != ENOENT) {
+        LogError("CLocalStorage::CleanUpDateDir", "cannot be read, stays", strDir, nError);
+    }
+    return false;
+}
+
 void RemoveLookedAt(const std::string& strDir, const NameList& lsSubDir,
                     const NameList& lsSubFile) {
     for (const std::string& strName : lsSubDir) DeleteDirectory(strDir + "/" + strName);
@@ -56,7 +67,7 @@ void RemoveLookedAt(const std::string& strDir, const NameList& lsSubDir,
 void RemoveWhileEmpty(const std::string& strDir, IsEmptyFunction IsEmpty) {
     for (int nTry = 0; nTry < MAX_REMOVE_TRIES; ++nTry) {
         NameList lsSubDir, lsSubFile;
-        if (!GetSubTargetList(strDir, lsSubDir, lsSubFile) || !IsEmpty(lsSubDir, lsSubFile)) return;
+        if (!ListFolder(strDir, lsSubDir, lsSubFile) || !IsEmpty(lsSubDir, lsSubFile)) return;
         RemoveLookedAt(strDir, lsSubDir, lsSubFile);
         if (OSL_AccessFile(strDir.c_str(), 0) != 0) return;
         OSL_Sleep(1);
@@ -69,7 +80,7 @@ void RemoveWhileEmpty(const std::string& strDir, IsEmptyFunction IsEmpty) {
 
 void CleanUpDateDir(const std::string& strDateDir, IsEmptyFunction IsChannelDirEmpty) {
     NameList lsSubDir, lsSubFile;
-    GetSubTargetList(strDateDir, lsSubDir, lsSubFile);
+    ListFolder(strDateDir, lsSubDir, lsSubFile);
     for (const std::string& strName : lsSubDir) {
         RemoveWhileEmpty(strDateDir + "/" + strName, IsChannelDirEmpty);
     }
@@ -217,7 +228,10 @@ bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
         if (fate.nError == EROFS) m_objDisks.NoteFailure(stPath.strPath, EROFS);
         if (fate.bDeleted) ReportDeleted(stPath);
         bDeleted |= fate.bDeleted || fate.bWasGone;
-        if (!fate.bDeleted && !fate.bWasGone) vKept.push_back(stPath);
+        if (fate.bDeleted || fate.bWasGone) return;
+        LogError("CLocalStorage::DeleteRecordFile", "cannot be deleted", stPath.strPath,
+                 fate.nError);
+        vKept.push_back(stPath);
     };
     DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
     // Recordings with the same times share one entry: what stays of them takes it over.
@@ -249,11 +263,14 @@ bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
     bool bDeleted = false;
     const auto isKept = [](const recordPath&) { return false; };
     const auto remove = [pDeleter](const recordPath& stPath) {
-        return fileFate{pDeleter->Delete(stPath.strPath), false, 0};
+        const bool bGone = pDeleter->Delete(stPath.strPath);
+        return fileFate{bGone, false, bGone ? 0 : OSL_GetSystemLastError()};
     };
     const auto tell = [&](const recordPath& stPath, const fileFate& fate) {
         bDeleted |= fate.bDeleted;
-        if (fate.bDeleted) ReportDeletedImage(stPath.strPath.c_str());
+        if (fate.bDeleted) return ReportDeletedImage(stPath.strPath.c_str());
+        LogError("CLocalStorage::DeleteImageFile", "cannot be deleted", stPath.strPath,
+                 fate.nError);
     };
     DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
     TidyDay("DeleteImageFile", *pDisk, day.stDay, HasNoPicture);
