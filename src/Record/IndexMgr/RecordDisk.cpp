@@ -163,7 +163,7 @@ CIndexChange::CIndexChange(std::shared_ptr<CRecordDisk> pDisk)
 }
 
 CIndexChange::~CIndexChange() {
-    if (m_pIndex && std::uncaught_exceptions() == m_nExceptions) m_pIndex->EndChange();
+    if (m_pIndex && !m_bLeft && std::uncaught_exceptions() == m_nExceptions) m_pIndex->EndChange();
 }
 
 void CIndexChange::MakeMarker() {

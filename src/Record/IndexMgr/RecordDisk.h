@@ -125,10 +125,14 @@ public:
     /// Tries again what the beginning could not, and each further change has to; on the disk's
     /// thread.
     void MakeMarker();
+    /// The index may lack what was done: the change does not end, so the marker stays for the next
+    /// start. Any thread.
+    void Leave() { m_bLeft = true; }
 
 private:
     const std::shared_ptr<CRecordDisk> m_pDisk;
     CIndex* const m_pIndex;  // null: nothing to announce
+    std::atomic<bool> m_bLeft{false};
     const int m_nExceptions = std::uncaught_exceptions();
 };
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <iterator>
 #include <system_error>
 
@@ -114,6 +115,27 @@ struct fileFate {
 // So many files go between two looks at the channels and at who waits.
 constexpr std::size_t BATCH = 256;
 
+// What `remove` does not get to for want of memory stays.
+template <typename Remove>
+fileFate TryToRemove(Remove remove, const recordPath& stPath) try {
+    return remove(stPath);
+} catch (const std::exception&) {
+    return fileFate{false, false, ENOMEM};
+}
+
+// Each is told, whatever becomes of the others.
+template <typename Tell>
+void TellAll(const std::vector<recordPath>& vFiles, const std::vector<fileFate>& vFates,
+             Tell tell) {
+    std::exception_ptr pShortage;
+    for (std::size_t n = 0; n < vFiles.size(); ++n) try {
+            tell(vFiles[n], vFates[n]);
+        } catch (const std::exception&) {
+            pShortage = std::current_exception();
+        }
+    if (pShortage) std::rethrow_exception(pShortage);
+}
+
 // Those of a batch that no channel writes to.
 template <typename IsKept>
 std::vector<recordPath> NextBatch(const std::vector<recordPath>& vFiles, std::size_t nFrom,
@@ -193,11 +215,12 @@ void CLocalStorage::DeleteInBatches(CRecordDisk& disk, const std::vector<recordP
         const std::vector<recordPath> vBatch = NextBatch(vFiles, nFrom, isKept);
         const auto vFates = disk.Calls().Run(DiskLane::CleanUp, [vBatch, remove] {
             std::vector<fileFate> vDone;
-            for (const recordPath& stPath : vBatch) vDone.push_back(remove(stPath));
+            vDone.reserve(vBatch.size());  // what became of a file is not forgotten
+            for (const recordPath& stPath : vBatch) vDone.push_back(TryToRemove(remove, stPath));
             return vDone;
         });
         if (!vFates) return;
-        for (std::size_t n = 0; n < vBatch.size(); ++n) tell(vBatch[n], (*vFates)[n]);
+        TellAll(vBatch, *vFates, tell);
         LetWritersGo(nBusySince);
     }
 }
@@ -233,10 +256,15 @@ bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
                  fate.nError);
         vKept.push_back(stPath);
     };
-    DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
-    // Recordings with the same times share one entry: what stays of them takes it over.
-    for (const recordPath& stPath : vKept) {
-        m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
+    try {
+        DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
+        // Recordings with the same times share one entry: what stays of them takes it over.
+        for (const recordPath& stPath : vKept) {
+            m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
+        }
+    } catch (const std::exception&) {
+        (*change)->Leave();
+        throw;
     }
     TidyDay("DeleteRecordFile", *pDisk, day.stDay, HasNoRecording);
     return bDeleted;
