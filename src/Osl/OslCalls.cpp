@@ -12,12 +12,16 @@
 
 namespace {
 
+int DuplicateAboveStandardStreams(int nFile) {
+    return ::fcntl(nFile, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
 /// Never hands out 0, 1 or 2: in a host that has closed its standard streams, whatever is printed
 /// to them would land in a recording.
 int OpenAboveStandardStreams(const char* pPath, int nFlags, mode_t nMode) {
     const int nFile = ::open(pPath, nFlags, nMode);
     if (nFile < 0 || nFile > STDERR_FILENO) return nFile;
-    const int nAbove = ::fcntl(nFile, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int nAbove = DuplicateAboveStandardStreams(nFile);
     const int nError = errno;
     ::close(nFile);
     errno = nError;
@@ -32,6 +36,7 @@ void SleepFor(std::uint32_t nMilliseconds) {
 
 constinit const OSL_Calls OSL_SYSTEM_CALLS = {
     .pfnOpen = OpenAboveStandardStreams,
+    .pfnDuplicate = DuplicateAboveStandardStreams,
     .pfnClose = ::close,
     .pfnRead = ::read,
     .pfnWrite = ::write,

@@ -20,6 +20,7 @@
 
 struct OSL_Calls {
     int (*pfnOpen)(const char* pPath, int nFlags, mode_t nMode);
+    int (*pfnDuplicate)(int nFile);  ///< F_DUPFD_CLOEXEC, above the standard streams
     int (*pfnClose)(int nFile);
     ssize_t (*pfnRead)(int nFile, void* pBuf, std::size_t nSize);
     ssize_t (*pfnWrite)(int nFile, const void* pBuf, std::size_t nSize);

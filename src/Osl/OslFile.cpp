@@ -104,7 +104,7 @@ int OSL_SyncFile(const char* pPath) {
 }
 
 OSL_FileHandle OSL_DuplicateFile(OSL_FileHandle hFile) {
-    return ::fcntl(static_cast<int>(hFile), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    return OSL_Call().pfnDuplicate(static_cast<int>(hFile));
 }
 
 int OSL_SyncData(OSL_FileHandle hFile) {

@@ -41,8 +41,8 @@ OSL_WatchedThread::~OSL_WatchedThread() {
 
 bool OSL_WatchedThread::Start(std::function<void()> body) {
     m_pState = std::make_shared<State>();
-    m_pState->m_body = std::move(body);
     auto pForThread = std::make_unique<std::shared_ptr<State>>(m_pState);
+    m_pState->m_body = std::move(body);
     m_hThread = OSL_Thread_Create(Run, pForThread.get());
     if (!m_hThread) {
         m_pState->m_body = nullptr;  // which may own this

@@ -76,6 +76,7 @@ protected:
         AddRecordDir(m_stInfo, Disk(strName));
     }
     void SetRoom(std::uint64_t nMiB, const std::string& strDisk = "") {
+        const CUncounted uncounted;
         m_faults.SetFreeSpace(m_dir / strDisk, nMiB);
     }
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "Osl/OslCalls.h"
+#include "Support/AllocationFault.h"
 
 using Paths = std::vector<std::string>;
 
@@ -62,10 +63,12 @@ Paths PathsOf(pthread_t*, auto...) {
 /// Runs what stands in front of the call, then obeys the first rule with a verdict. False, and
 /// errno, when the call fails; `pMostBytes` receives how many bytes it may move.
 bool Allow(Op eOp, const Paths& vPath, std::size_t* pMostBytes = nullptr) {
+    const CUncounted uncounted;
     std::vector<std::function<void()>> vRun;
     std::shared_ptr<faultRule> pVerdict;
     for (const CLockedFaults state; const auto& pRule : state->vRule) {
-        if (pRule->eOp != eOp || std::none_of(vPath.begin(), vPath.end(), pRule->match)) continue;
+        const bool bMeant = pRule->eOp == eOp || pRule->eOp == Op::Any;
+        if (!bMeant || std::none_of(vPath.begin(), vPath.end(), pRule->match)) continue;
         if (++pRule->nSeen < pRule->nFrom || pRule->nSeen - pRule->nFrom >= pRule->nTimes) continue;
         if (pRule->run) vRun.push_back(pRule->run);
         if (!pRule->run && !pVerdict) pVerdict = pRule;
@@ -84,9 +87,10 @@ struct Asked;
 template <Op OP, auto ENTRY, typename Result, typename... Args>
 struct Asked<OP, ENTRY, Result (*OSL_Calls::*)(Args...)> {
     static Result Call(Args... args) {
+        const CUncounted uncounted;
         if (Allow(OP, PathsOf(args...))) return (OSL_SYSTEM_CALLS.*ENTRY)(args...);
         const int nError = errno;
-        if constexpr (OP == Op::Close) (OSL_SYSTEM_CALLS.*ENTRY)(args...);
+        if constexpr (OP == Op::Close || OP == Op::CloseDir) (OSL_SYSTEM_CALLS.*ENTRY)(args...);
         errno = nError;
         if constexpr (std::is_pointer_v<Result>) {
             return nullptr;
@@ -97,18 +101,28 @@ struct Asked<OP, ENTRY, Result (*OSL_Calls::*)(Args...)> {
 };
 
 int Open(const char* pPath, int nFlags, mode_t nMode) {
+    const CUncounted uncounted;
     const int nFile = Asked<Op::Open, &OSL_Calls::pfnOpen>::Call(pPath, nFlags, nMode);
     if (nFile >= 0) CLockedFaults()->mPathOfFile[nFile] = CleanPath(pPath);
     return nFile;
 }
 
+int Duplicate(int nFile) {
+    const CUncounted uncounted;
+    const int nNew = Asked<Op::Duplicate, &OSL_Calls::pfnDuplicate>::Call(nFile);
+    if (nNew >= 0) CLockedFaults()->mPathOfFile[nNew] = PathOf(nFile);
+    return nNew;
+}
+
 ssize_t Write(int nFile, const void* pBuf, std::size_t nSize) {
+    const CUncounted uncounted;
     std::size_t nMostBytes = SIZE_MAX;
     if (!Allow(Op::Write, PathsOf(nFile), &nMostBytes)) return -1;
     return OSL_SYSTEM_CALLS.pfnWrite(nFile, pBuf, std::min(nSize, nMostBytes));
 }
 
 int StatAt(int nDir, const char* pPath, struct stat* pStat, int nFlags) {
+    const CUncounted uncounted;
     const int nResult = Asked<Op::Stat, &OSL_Calls::pfnStatAt>::Call(nDir, pPath, pStat, nFlags);
     if (nResult == 0) Fake(&faultState::mDevice, PathsOf(nDir, pPath)[0], pStat->st_dev);
     return nResult;
@@ -121,6 +135,7 @@ struct dirent* ReadDir(DIR* pDir) {
 }
 
 int StatVfs(const char* pPath, struct statvfs* pStat) {
+    const CUncounted uncounted;
     const int nResult = Asked<Op::StatVfs, &OSL_Calls::pfnStatVfs>::Call(pPath, pStat);
     if (nResult == 0 && Fake(&faultState::mFreeMiB, CleanPath(pPath), pStat->f_bavail)) {
         pStat->f_bfree = pStat->f_bavail;
@@ -130,9 +145,10 @@ int StatVfs(const char* pPath, struct statvfs* pStat) {
 }
 
 int Clock(clockid_t nClock, struct timespec* pTime) {
-    const std::optional<std::int64_t> nNow = CLockedFaults()->nNow;
-    if (!nNow) return OSL_SYSTEM_CALLS.pfnClock(nClock, pTime);
-    *pTime = {static_cast<std::time_t>(*nNow / 1000), static_cast<long>(*nNow % 1000) * 1000000};
+    const CLockedFaults state;
+    if (!state->nNow) return OSL_SYSTEM_CALLS.pfnClock(nClock, pTime);
+    const std::int64_t nNow = *state->nNow + (nClock == CLOCK_REALTIME ? state->nStep : 0);
+    *pTime = {static_cast<std::time_t>(nNow / 1000), static_cast<long>(nNow % 1000) * 1000000};
     return 0;
 }
 
@@ -143,6 +159,12 @@ void Sleep(std::uint32_t nMilliseconds) {
 const OSL_Calls g_faultyCalls = [] {
     OSL_Calls calls = OSL_SYSTEM_CALLS;
     calls.pfnOpen = Open;
+    calls.pfnDuplicate = Duplicate;
+    calls.pfnRead = Asked<Op::Read, &OSL_Calls::pfnRead>::Call;
+    calls.pfnSeek = Asked<Op::Seek, &OSL_Calls::pfnSeek>::Call;
+    calls.pfnOpenDir = Asked<Op::OpenDir, &OSL_Calls::pfnOpenDir>::Call;
+    calls.pfnCloseDir = Asked<Op::CloseDir, &OSL_Calls::pfnCloseDir>::Call;
+    calls.pfnLock = Asked<Op::Lock, &OSL_Calls::pfnLock>::Call;
     calls.pfnClose = Asked<Op::Close, &OSL_Calls::pfnClose>::Call;
     calls.pfnWrite = Write;
     calls.pfnTruncate = Asked<Op::Write, &OSL_Calls::pfnTruncate>::Call;
@@ -193,13 +215,4 @@ CFaultInjection::CFaultInjection() {
 CFaultInjection::~CFaultInjection() {
     g_pOslCalls.store(&OSL_SYSTEM_CALLS);
     Reset();
-}
-
-void CFaultInjection::KillAfter(PathMatch match, int& nLeft) {
-    for (const Op eOp : {Op::Open, Op::Write, Op::FileMode, Op::Unlink, Op::Rename, Op::RemoveDir,
-                         Op::MakeDir, Op::Sync}) {
-        Fail(
-            eOp, [&nLeft, match](const std::string& str) { return match(str) && nLeft-- <= 0; },
-            EIO);
-    }
 }

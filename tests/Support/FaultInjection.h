@@ -29,23 +29,30 @@
 /// The calls that can fail. A directory is opened with Open; a file is cut with Write; Stat is
 /// asked for attributes (and for types where ShowEntryTypes(false)); Rename matches when either of
 /// its paths does; CanSync asks whether a file system can be synced as a whole; the path of
-/// ThreadCreate is empty.
+/// ThreadCreate is empty. Any is each of them.
 enum class Op {
+    Any,
     Open,
+    Duplicate,
     Close,
+    Read,
+    Seek,
     Write,
     FileMode,
     Access,
     Unlink,
     Rename,
     Stat,
+    OpenDir,
     ReadDir,
+    CloseDir,
     MakeDir,
     RemoveDir,
     StatVfs,
     Sync,
     CanSync,
     Reserve,
+    Lock,
     ThreadCreate
 };
 
@@ -75,7 +82,8 @@ struct faultState {
     std::vector<std::shared_ptr<faultRule>> vRule = {};
     std::map<int, std::string> mPathOfFile = {};
     ValueOfDir mFreeMiB = {}, mDevice = {};
-    std::optional<std::int64_t> nNow = {};  ///< milliseconds, where the clock stands
+    std::optional<std::int64_t> nNow = {};  ///< milliseconds, where the clocks stand
+    std::int64_t nStep = 0;                 ///< of the wall clock, from the other
     bool bShowTypes = true, bSleeps = true;
 };
 
@@ -133,10 +141,6 @@ public:
     CRule Watch(Op eOp, PathMatch match) {
         return Before(eOp, match, [] {});
     }
-    /// Lets the first `nLeft` calls that change these paths happen and fails every later one, as
-    /// if the process had been killed there; `nLeft` counts down and is below zero then.
-    /// Directories are not opened any more either.
-    void KillAfter(PathMatch match, int& nLeft);
     /// Takes back all rules, but not free space, devices and clock.
     void ClearRules() { CLockedFaults()->vRule.clear(); }
     /// Takes back everything.
@@ -152,12 +156,14 @@ public:
         CLockedFaults()->mDevice[CleanPath(strDir)] = nDevice;
     }
     void ClearDevices() { CLockedFaults()->mDevice.clear(); }
-    /// Stops the clock at this time.
+    /// Stops the clocks at this time.
     void SetTime(std::time_t tSeconds, int nMilliseconds = 0) {
         CLockedFaults()->nNow = std::int64_t{tSeconds} * 1000 + nMilliseconds;
     }
-    /// Moves a stopped clock.
+    /// Moves the stopped clocks.
     void AdvanceTime(std::int64_t nMilliseconds) { *CLockedFaults()->nNow += nMilliseconds; }
+    /// Sets the wall clock forward or back; the other goes on.
+    void StepClock(std::int64_t nMilliseconds) { CLockedFaults()->nStep += nMilliseconds; }
     /// Lets every pause of the library be over at once.
     void SkipSleeps() { CLockedFaults()->bSleeps = false; }
     /// False: the directory listing tells no entry's type, as on some file systems.

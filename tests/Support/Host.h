@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "Support/AllocationFault.h"
 #include "localstorage/LocalStorage.h"
 #include "localstorage/LocalStorageLog.h"
 
@@ -92,6 +93,7 @@ inline void OnMessage(MessageHook hook) {
 
 /// The callback to give to an engine. A recording's `pUser` must point to a text.
 inline int RecordMessage(int nType, void* pData, unsigned int nSize, void* pUser) {
+    const CUncounted uncounted;
     hostMessage stMessage{nType, {}, {}, {}};
     if (nType == MESSAGEVALUE_CREATEFILE || nType == MESSAGEVALUE_CLOSEFILE) {
         const auto& stEvent = *static_cast<const recFileEvent*>(pData);
@@ -169,6 +171,7 @@ public:
         char szPath[LOCALSTORAGE_PATH_SIZE] = {};
         const bool bStored = m_pEngine->WriteImage(
             strCamera.c_str(), strData.data(), static_cast<unsigned int>(strData.size()), szPath);
+        const CUncounted uncounted;
         if (pPath) *pPath = szPath;
         return bStored;
     }
@@ -184,6 +187,7 @@ public:
         CVexList<pathNode>* pList = nullptr;
         std::vector<std::string> vPaths;
         if (!m_pEngine->QueryRecFile(stQuery, &pList)) return vPaths;
+        const CUncounted uncounted;
         for (const pathNode& stPath : *pList) vPaths.emplace_back(stPath.szPath);
         return vPaths;
     }

@@ -1,6 +1,7 @@
 #include "IndexMgr/DiskCalls.h"
 
 #include <algorithm>
+#include <exception>
 
 CDiskCalls::CDiskCalls() = default;
 
@@ -12,7 +13,7 @@ CDiskCalls::~CDiskCalls() {
 bool CDiskCalls::Start() {
     for (CLane* const pLane : {&m_use, &m_cleanUp}) {
         pLane->m_pQueue->Start();
-        if (!pLane->m_thread.Start([pQueue = pLane->m_pQueue] { pQueue->RunAll(); })) {
+        if (!pLane->StartThread()) {
             pLane->m_pQueue->Stop();
             return false;
         }
@@ -30,9 +31,24 @@ bool CDiskCalls::Wait(std::int64_t nPatience) {
     return m_cleanUp.m_thread.Wait(nPatience) && bUse;
 }
 
+bool CDiskCalls::AwaitIdle(DiskLane eLane, std::int64_t nPatience) {
+    for (std::int64_t nLeft = 0; !Of(eLane).m_pQueue->AwaitIdle(nLeft);) {
+        nLeft = nPatience - Silence(eLane);
+        if (nLeft <= 0) return false;
+    }
+    return true;
+}
+
 std::int64_t CDiskCalls::Silence(DiskLane eLane) const {
     const std::int64_t nUse = m_use.Silence();
     return eLane == DiskLane::Use ? nUse : std::max(nUse, m_cleanUp.Silence());
+}
+
+// A queue without a thread would keep whoever waits for a job.
+bool CDiskCalls::CLane::StartThread() try {
+    return m_thread.Start([pQueue = m_pQueue] { pQueue->RunAll(); });
+} catch (const std::exception&) {
+    return false;
 }
 
 std::int64_t CDiskCalls::CLane::Silence() const {
@@ -56,17 +72,31 @@ void CDiskCalls::CQueue::Stop() {
     OSL_Guard guard(m_mtx);
     m_bStop = true;
     m_changed.notify_one();
+    m_idle.notify_all();
+}
+
+bool CDiskCalls::CQueue::IsStopped() {
+    OSL_Guard guard(m_mtx);
+    return m_bStop;
+}
+
+bool CDiskCalls::CQueue::AwaitIdle(std::int64_t nMilliseconds) {
+    OSL_Guard guard(m_mtx);
+    OSL_WaitLock lock{m_mtx};
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(nMilliseconds);
+    while (!m_bStop && (m_bBusy || !m_lsCalls.empty())) {
+        if (m_idle.wait_until(lock, end) == std::cv_status::timeout) return false;
+    }
+    return true;
 }
 
 void CDiskCalls::CQueue::RunAll() {
     while (Call call = Take()) {
         OSL_WatchedThread::EndSilence();
-        m_bBusy = true;
         call();
         call = nullptr;  // with all that it owns
-        m_bBusy = false;
     }
-    std::deque<Call> lsDropped;  // here, since what they own may have to call the disk
+    std::list<Call> lsDropped;  // here, since what they own may have to call the disk
     OSL_Guard guard(m_mtx);
     lsDropped.swap(m_lsCalls);
 }
@@ -74,8 +104,11 @@ void CDiskCalls::CQueue::RunAll() {
 std::function<void()> CDiskCalls::CQueue::Take() {
     OSL_Guard guard(m_mtx);
     OSL_WaitLock lock{m_mtx};
+    m_bBusy = false;
+    if (m_lsCalls.empty()) m_idle.notify_all();
     while (m_lsCalls.empty() && !m_bStop) m_changed.wait(lock);
     if (m_bStop) return nullptr;
+    m_bBusy = true;
     Call call = std::move(m_lsCalls.front());
     m_lsCalls.pop_front();
     return call;

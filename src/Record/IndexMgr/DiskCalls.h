@@ -16,7 +16,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <functional>
 #include <future>
 #include <memory>
@@ -51,6 +51,8 @@ public:
     bool Start();
     /// No further job runs than those under way; the others are dropped.
     void Stop();
+    /// Until Stop; false where Start failed.
+    bool IsRunning() const { return !m_use.m_pQueue->IsStopped(); }
     /// Waits, after Stop, for the jobs under way. False: they are left behind, after so many
     /// milliseconds of silence.
     bool Wait(std::int64_t nPatience);
@@ -81,6 +83,9 @@ public:
         }
         return true;
     }
+    /// Waits until a lane has nothing to do, as one without a thread has. False: it has been silent
+    /// for so many milliseconds. Allocates nothing.
+    bool AwaitIdle(DiskLane eLane, std::int64_t nPatience);
     /// Both; what the job returns, nothing when it was not waited for to its end. A silent lane
     /// gets no job.
     template <typename Job>
@@ -111,13 +116,16 @@ private:
         void RunAll();
         void Stop();
         bool IsBusy() const { return m_bBusy; }
+        bool IsStopped();
+        /// False: not within so many milliseconds.
+        bool AwaitIdle(std::int64_t nMilliseconds);
 
     private:
         Call Take();
 
         OSL_Mutex m_mtx{OSL_LockRank::DiskCalls, "disk calls"};
-        std::condition_variable_any m_changed;
-        std::deque<Call> m_lsCalls OSL_GUARDED_BY(m_mtx);
+        std::condition_variable_any m_changed, m_idle;
+        std::list<Call> m_lsCalls OSL_GUARDED_BY(m_mtx);
         bool m_bStop OSL_GUARDED_BY(m_mtx) = true;
         std::atomic<bool> m_bBusy{false};
     };
@@ -125,6 +133,7 @@ private:
         const std::shared_ptr<CQueue> m_pQueue = std::make_shared<CQueue>();
         OSL_WatchedThread m_thread;
 
+        bool StartThread();
         std::int64_t Silence() const;
     };
 

@@ -14,8 +14,7 @@ constexpr std::uint32_t FLUSH_INTERVAL = 180000;  // ms
 }  // namespace
 
 CIndex::CIndex(CRecordDir* pRecordDir)
-    : m_hWriteEvent(OSL_CreateEvent()),
-      m_pRecordDir(pRecordDir),
+    : m_pRecordDir(pRecordDir),
       m_nDisk(pRecordDir ? pRecordDir->Disk() : 0),
       m_mutexIndex(OSL_LockRank::Index, "m_mutexIndex") {}
 
@@ -27,6 +26,12 @@ CIndex::~CIndex() {
 int CIndex::Initialize(const std::string& strRecDir, const char* pFolder, BeyondRepair eBeyond,
                        std::shared_ptr<const void> pOwner) {
     if (m_bInit) return 0;
+    if (!m_hWriteEvent) m_hWriteEvent = OSL_CreateEvent();
+    if (!m_hWriteEvent) {
+        LogText("[wtb][CIndex::Initialize] OSL_CreateEvent fail, strPrevPath [%s]",
+                strRecDir.c_str());
+        return 1;
+    }
     m_bInit = true;
     m_strPrevRecPath = strRecDir;
     m_pFolder = pFolder;

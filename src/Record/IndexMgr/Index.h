@@ -155,7 +155,7 @@ private:
     bool m_bInit = false;
     bool m_bRead = false;      // the tree holds what is on disk, or a repair made
     bool m_bDoubtful = false;  // the tree may lack recordings, or the files may not be replaced
-    OSL_EventHandle m_hWriteEvent;
+    OSL_EventHandle m_hWriteEvent = nullptr;
     CRecordDir* const m_pRecordDir;
     const int m_nDisk;  // CRecordDir::Disk
 

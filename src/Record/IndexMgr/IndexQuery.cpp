@@ -43,7 +43,9 @@ void AddUnlisted(const dayFolder& stDay, std::vector<recordPath>& vFiles) {
     for (const recordPath& stPath : vFiles) setListed.insert(stPath.strPath);
     std::vector<recordPath> vUnlisted;
     std::list<std::string> lsChannel, lsOther;
-    if (!GetSubTargetList(stDay.Path(), lsChannel, lsOther)) EndPassOnShortage();
+    if (!GetSubTargetList(stDay.Path(), lsChannel, lsOther)) {
+        PassOverUnreadable("CIndex::ListDay", stDay.Path());
+    }
     for (const std::string& strChannel : lsChannel) {
         const CChannelFolder folder(stDay, strChannel);
         const bool bWhole = ForEachEntry(folder.Path(), [&](const OSL_FIND_DATA& stData) {
@@ -55,7 +57,7 @@ void AddUnlisted(const dayFolder& stDay, std::vector<recordPath>& vFiles) {
             recordPath stPath = folder.Recording(stFile);
             if (setListed.count(stPath.strPath) == 0) vUnlisted.push_back(std::move(stPath));
         });
-        if (!bWhole) EndPassOnShortage();
+        if (!bWhole) PassOverUnreadable("CIndex::ListDay", folder.Path());
     }
     std::move(vUnlisted.begin(), vUnlisted.end(), std::back_inserter(vFiles));
 }
@@ -101,7 +103,11 @@ bool CIndex::GetOldestDate(const PassedOverDays& setPassedOver, dayOffer& offer)
     if (!FindOldestDay(setPassedOver, offer.stDay)) return false;
     OSL_FINFO_S stInfo;
     if (!GetFolderAttribute(offer.stDay.Tree(), offer.stDay.strDay, stInfo)) {
-        if (OSL_GetSystemLastError() == ENOENT) ForgetDay(offer.stDay.stDate);
+        if (OSL_GetSystemLastError() == ENOENT) {
+            ForgetDay(offer.stDay.stDate);
+        } else {
+            PassOverUnreadable("CIndex::GetOldestDate", offer.stDay.Path());
+        }
         return false;
     }
     offer.lTime = stInfo.tModify;

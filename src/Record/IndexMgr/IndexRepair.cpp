@@ -4,7 +4,7 @@
 
 #include "FileSystem/FileSystem.h"
 #include "IndexMgr/Index.h"
-#include "Log/LogText.h"
+#include "Log/LogError.h"
 #include "RecordTree/IndexMarker.h"
 #include "RecordTree/RepairPlan.h"
 
@@ -23,7 +23,10 @@ CIndex::Step CIndex::RepairIndex(Attempt eAttempt) {
     if (!bDisowned && eAttempt == Attempt::First) return Step::Failed;
     m_bDoubtful = !bWhole || !bDisowned;
     if (bWhole && plan.objTree.IsEmpty()) return BeginAnew(strFolder, plan);
-    if (!m_bDoubtful) RemoveFindings(plan);  // R3
+    if (const auto fault = m_bDoubtful ? std::nullopt : RemoveFindings(plan)) {  // R3
+        LogError("CIndex::RepairIndex", "does not belong and cannot be removed", fault->strPath,
+                 fault->nError);
+    }
     for (const std::string& strPath : plan.vCrowded) {
         LogCrowded("RepairIndex", strFolder + "/" + strPath);
     }

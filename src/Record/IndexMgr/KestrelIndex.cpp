@@ -13,7 +13,7 @@ std::list<std::string> ListAndClean(const std::string& strPath, Keep eKeep, F ve
                                     OSL_LastLink eLink = OSL_LastLink::Fails) {
     std::list<std::string> lsName, lsDir, lsFile;
     if (!GetSubTargetList(strPath, lsDir, lsFile, eLink)) {
-        EndPassOnShortage();
+        PassOverUnreadable("CKestrelIndex::ListDay", strPath);
         return lsName;
     }
     std::list<std::string>& lsKind = eKeep == Keep::Directories ? lsDir : lsFile;
@@ -39,7 +39,10 @@ bool CKestrelIndex::GetOldestDate(const PassedOverDays& setPassedOver, dayOffer&
         stDay.strDay = strName;
         if (setPassedOver.count(stDay.Path()) > 0) continue;
         OSL_FINFO_S stInfo;
-        if (!GetFolderAttribute(stDay.Tree(), strName, stInfo)) return false;
+        if (!GetFolderAttribute(stDay.Tree(), strName, stInfo)) {
+            PassOverUnreadable("CKestrelIndex::GetOldestDate", stDay.Path());
+            return false;
+        }
         offer.lTime = stInfo.tModify;
         return true;
     }

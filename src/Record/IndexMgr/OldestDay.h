@@ -4,12 +4,14 @@
 #define LOCALSTORAGE_INDEXMGR_OLDESTDAY_H
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <set>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "Log/LogError.h"
 #include "Osl/Osl.h"
 #include "RecordTree/RecordPath.h"
 
@@ -22,10 +24,12 @@ struct passedOver {
     std::vector<std::string> vRecDirs;  ///< whole record directories
 };
 
-/// After a walk that broke off: ends the pass, by a std::system_error, when the process has no
-/// handle or memory to spare. What it cannot see for that must not let a newer day go first.
-inline void EndPassOnShortage() {
+/// After a look at a folder that failed: logs it, unless the folder is gone. Ends the pass, by a
+/// std::system_error, when the process has no handle or memory to spare: what it cannot see for
+/// that must not let a newer day go first.
+inline void PassOverUnreadable(const char* pMethod, const std::string& strPath) {
     const int nError = OSL_GetSystemLastError();
+    if (nError != ENOENT) LogError(pMethod, "cannot be read, passed over", strPath, nError);
     if (OSL_IsShortage(nError)) throw std::system_error(nError, std::generic_category());
 }
 

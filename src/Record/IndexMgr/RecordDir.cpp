@@ -1,6 +1,7 @@
 #include "IndexMgr/RecordDir.h"
 
 #include <cerrno>
+#include <exception>
 #include <utility>
 
 #include "FileSystem/FileSystem.h"
@@ -177,7 +178,11 @@ std::optional<std::time_t> CRecordDir::BeginUse() {
 // Asks first, so that nothing is noted on another disk.
 void CRecordDir::EndUse() {
     OSL_Guard guard(m_mtx);
-    if (std::exchange(m_bInUse, false) && IsPresent()) m_pLock->SetInUse(std::nullopt);
+    try {
+        if (std::exchange(m_bInUse, false) && IsPresent()) m_pLock->SetInUse(std::nullopt);
+    } catch (const std::exception&) {  // the next start looks for reserved space in vain
+        LogText("[wtb][CRecordDir] out of memory, in use still, strRecDir [%s]", m_strPath.c_str());
+    }
     m_pLock->Release();
 }
 

@@ -1,6 +1,7 @@
 #include "IndexMgr/RecordDisk.h"
 
 #include <algorithm>
+#include <exception>
 #include <optional>
 #include <utility>
 
@@ -111,15 +112,11 @@ void CRecordDisk::BeginUse() {
 // The index belongs to the disk's thread until it is open; what opens later finds the mark.
 void CRecordDisk::BeginEnd() {
     m_bStopped = true;
-    m_used = m_objCalls.Post(DiskLane::Use, [] {});
-    m_cleanedUp = m_objCalls.Post(DiskLane::CleanUp, [] {});
 }
 
 bool CRecordDisk::EndCalls(std::int64_t nPatience) {
-    const auto IsOver = [&](DiskLane eLane, const std::future<void>& last) {
-        return !last.valid() || m_objCalls.Await(eLane, last, nPatience);  // none without a thread
-    };
-    const bool bEnded = IsOver(DiskLane::Use, m_used) && IsOver(DiskLane::CleanUp, m_cleanedUp);
+    const bool bEnded = m_objCalls.AwaitIdle(DiskLane::Use, nPatience) &&
+                        m_objCalls.AwaitIdle(DiskLane::CleanUp, nPatience);
     if (CIndex* const pIndex = Index()) pIndex->EndWriter();
     return bEnded || LeaveCalls();
 }
@@ -130,7 +127,13 @@ bool CRecordDisk::EndIndex(std::int64_t nPatience) {
 }
 
 bool CRecordDisk::EndUse(std::int64_t nPatience) {
-    if (!m_used.valid()) return true;
+    if (!m_objCalls.IsRunning()) return true;
+    const bool bEnded = UnlockOnThread(nPatience);
+    m_objCalls.Stop();
+    return bEnded && m_objCalls.Wait(nPatience) ? true : LeaveCalls();
+}
+
+bool CRecordDisk::UnlockOnThread(std::int64_t nPatience) try {
     const auto ended = m_objCalls.Run(
         DiskLane::Use,
         [p = shared_from_this()] {
@@ -138,8 +141,10 @@ bool CRecordDisk::EndUse(std::int64_t nPatience) {
             return true;
         },
         nPatience);
-    m_objCalls.Stop();
-    return ended && m_objCalls.Wait(nPatience) ? true : LeaveCalls();
+    return ended.has_value();
+} catch (const std::exception&) {  // then here
+    m_objDir.EndUse();
+    return true;
 }
 
 bool CRecordDisk::LeaveCalls() {
@@ -160,7 +165,7 @@ CIndexChange::CIndexChange(std::shared_ptr<CRecordDisk> pDisk)
 }
 
 CIndexChange::~CIndexChange() {
-    if (m_pIndex && std::uncaught_exceptions() == m_nExceptions) m_pIndex->EndChange();
+    if (m_pIndex && !m_bLeft && std::uncaught_exceptions() == m_nExceptions) m_pIndex->EndChange();
 }
 
 void CIndexChange::MakeMarker() {

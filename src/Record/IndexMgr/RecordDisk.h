@@ -90,6 +90,7 @@ public:
 
 private:
     /// Ends the disk's threads, or leaves them behind; false.
+    bool UnlockOnThread(std::int64_t nPatience);
     bool LeaveCalls();
     int OpenIndex(const char* pFolder, bool bAllTheSame);
     /// The steps of TakeOver.
@@ -108,8 +109,7 @@ private:
     bool m_bOpenAgain = false;  // a disk that was taken over, for which something was short
     std::atomic<const char*> m_pFolder{nullptr};
     std::atomic<bool> m_bOpen{false}, m_bStopped{false}, m_bLate{false};
-    std::future<void> m_used, m_cleanedUp;  // the last jobs of both lanes
-    CDiskCalls m_objCalls;                  // the last member: its threads end before the others
+    CDiskCalls m_objCalls;  // the last member: its threads end before the others
 };
 
 /// Lives while record files below a record directory are made or removed and entered or taken out:
@@ -125,10 +125,14 @@ public:
     /// Tries again what the beginning could not, and each further change has to; on the disk's
     /// thread.
     void MakeMarker();
+    /// The index may lack what was done: the change does not end, so the marker stays for the next
+    /// start. Any thread.
+    void Leave() { m_bLeft = true; }
 
 private:
     const std::shared_ptr<CRecordDisk> m_pDisk;
     CIndex* const m_pIndex;  // null: nothing to announce
+    std::atomic<bool> m_bLeft{false};
     const int m_nExceptions = std::uncaught_exceptions();
 };
 

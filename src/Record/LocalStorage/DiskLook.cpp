@@ -6,6 +6,7 @@
 #include "FileSystem/FileSystem.h"
 #include "IndexMgr/RecordDisk.h"
 #include "LocalStorage/DiskChoice.h"
+#include "Log/LogError.h"
 #include "Osl/Osl.h"
 
 namespace {
@@ -36,7 +37,11 @@ diskLook LookAtDisk(CRecordDisk& disk, int nFailure) {
     stLook.nFailure = nFailure;
     stLook.bPresent = MakeRecDir(disk);
     std::uint64_t nUsableSpace = 0;
-    if (!stLook.bPresent || !GetDiskUsableSpace((disk.Path() + "/").c_str(), nUsableSpace)) {
+    if (!stLook.bPresent) return stLook;
+    const std::string strInside = disk.Path() + "/";
+    if (!GetDiskUsableSpace(strInside.c_str(), nUsableSpace)) {
+        LogError("CLocalStorage::CheckDisk", "cannot be asked for its space, counts as full",
+                 strInside, OSL_GetSystemLastError());
         return stLook;
     }
     stLook.nUsableSpace = nUsableSpace;

@@ -28,7 +28,7 @@ CDiskSync::~CDiskSync() {
 
 bool CDiskSync::Start(std::uint32_t nInterval) {
     m_nInterval = nInterval;
-    return m_thread.Start([pSync = shared_from_this()] { pSync->SyncAgainAndAgain(); });
+    return m_hStop && m_thread.Start([pSync = shared_from_this()] { pSync->SyncAgainAndAgain(); });
 }
 
 void CDiskSync::Stop() {

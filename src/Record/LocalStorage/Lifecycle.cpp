@@ -149,7 +149,7 @@ bool CLocalStorage::StartDiskCheck() {
                 "[wtb][CLocalStorage::Initialize] create disk check thread fail");
 }
 
-bool CLocalStorage::Release() {
+bool CLocalStorage::Release() try {
     if (!m_bInit) return Refuse("[wtb][CLocalStorage::Release] not initialized");
     std::set<std::string> setHung;
     CloseAllChannels(setHung);
@@ -163,6 +163,8 @@ bool CLocalStorage::Release() {
     m_bInit = false;
     LogText("[wtb][CLocalStorage::Release] success");
     return true;
+} catch (const std::exception&) {  // to be called again
+    return OutOfMemory("Release");
 }
 
 namespace {

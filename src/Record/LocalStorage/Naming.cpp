@@ -4,6 +4,7 @@
 
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
+#include "Log/LogError.h"
 #include "RecordTree/Names.h"
 
 bool CLocalStorage::IsClientLayout() const {
@@ -71,8 +72,11 @@ std::future<std::optional<recordPath>> CLocalStorage::FindFreeSecond(const std::
             for (int nAhead = 0; nAhead <= nMaxAhead; ++nAhead) {
                 recordPath stPath = PathOfSecond(tNow + nAhead, getFolder);
                 if (OSL_AccessFile(stPath.strPath.c_str(), 0) == 0) continue;
-                if (OSL_GetSystemLastError() != ENOENT) break;
-                return stPath;
+                const int nError = OSL_GetSystemLastError();
+                if (nError == ENOENT) return stPath;
+                LogError("CLocalStorage::FindFreeSecond", "cannot tell whether the name is free",
+                         stPath.strPath, nError);
+                break;
             }
             return std::nullopt;
         });

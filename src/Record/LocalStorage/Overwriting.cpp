@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <iterator>
 #include <system_error>
 
@@ -15,6 +16,7 @@
 #include "FileSystem/FileSystem.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
+#include "Log/LogError.h"
 
 namespace {
 
@@ -44,6 +46,16 @@ bool HasNoFolder(const NameList& lsSubDir, const NameList&) {
     return lsSubDir.empty();
 }
 
+// False when it cannot be read to its end; a folder that is gone is no fault.
+bool ListFolder(const std::string& strDir, NameList& lsSubDir, NameList& lsSubFile) {
+    if (GetSubTargetList(strDir, lsSubDir, lsSubFile)) return true;
+    const int nError = OSL_GetSystemLastError();
+    if (nError != ENOENT) {
+        LogError("CLocalStorage::CleanUpDateDir", "cannot be read, stays", strDir, nError);
+    }
+    return false;
+}
+
 void RemoveLookedAt(const std::string& strDir, const NameList& lsSubDir,
                     const NameList& lsSubFile) {
     for (const std::string& strName : lsSubDir) DeleteDirectory(strDir + "/" + strName);
@@ -56,7 +68,7 @@ void RemoveLookedAt(const std::string& strDir, const NameList& lsSubDir,
 void RemoveWhileEmpty(const std::string& strDir, IsEmptyFunction IsEmpty) {
     for (int nTry = 0; nTry < MAX_REMOVE_TRIES; ++nTry) {
         NameList lsSubDir, lsSubFile;
-        if (!GetSubTargetList(strDir, lsSubDir, lsSubFile) || !IsEmpty(lsSubDir, lsSubFile)) return;
+        if (!ListFolder(strDir, lsSubDir, lsSubFile) || !IsEmpty(lsSubDir, lsSubFile)) return;
         RemoveLookedAt(strDir, lsSubDir, lsSubFile);
         if (OSL_AccessFile(strDir.c_str(), 0) != 0) return;
         OSL_Sleep(1);
@@ -69,7 +81,7 @@ void RemoveWhileEmpty(const std::string& strDir, IsEmptyFunction IsEmpty) {
 
 void CleanUpDateDir(const std::string& strDateDir, IsEmptyFunction IsChannelDirEmpty) {
     NameList lsSubDir, lsSubFile;
-    GetSubTargetList(strDateDir, lsSubDir, lsSubFile);
+    ListFolder(strDateDir, lsSubDir, lsSubFile);
     for (const std::string& strName : lsSubDir) {
         RemoveWhileEmpty(strDateDir + "/" + strName, IsChannelDirEmpty);
     }
@@ -102,6 +114,27 @@ struct fileFate {
 
 // So many files go between two looks at the channels and at who waits.
 constexpr std::size_t BATCH = 256;
+
+// What `remove` does not get to for want of memory stays.
+template <typename Remove>
+fileFate TryToRemove(Remove remove, const recordPath& stPath) try {
+    return remove(stPath);
+} catch (const std::exception&) {
+    return fileFate{false, false, ENOMEM};
+}
+
+// Each is told, whatever becomes of the others.
+template <typename Tell>
+void TellAll(const std::vector<recordPath>& vFiles, const std::vector<fileFate>& vFates,
+             Tell tell) {
+    std::exception_ptr pShortage;
+    for (std::size_t n = 0; n < vFiles.size(); ++n) try {
+            tell(vFiles[n], vFates[n]);
+        } catch (const std::exception&) {
+            pShortage = std::current_exception();
+        }
+    if (pShortage) std::rethrow_exception(pShortage);
+}
 
 // Those of a batch that no channel writes to.
 template <typename IsKept>
@@ -182,11 +215,12 @@ void CLocalStorage::DeleteInBatches(CRecordDisk& disk, const std::vector<recordP
         const std::vector<recordPath> vBatch = NextBatch(vFiles, nFrom, isKept);
         const auto vFates = disk.Calls().Run(DiskLane::CleanUp, [vBatch, remove] {
             std::vector<fileFate> vDone;
-            for (const recordPath& stPath : vBatch) vDone.push_back(remove(stPath));
+            vDone.reserve(vBatch.size());  // what became of a file is not forgotten
+            for (const recordPath& stPath : vBatch) vDone.push_back(TryToRemove(remove, stPath));
             return vDone;
         });
         if (!vFates) return;
-        for (std::size_t n = 0; n < vBatch.size(); ++n) tell(vBatch[n], (*vFates)[n]);
+        TellAll(vBatch, *vFates, tell);
         LetWritersGo(nBusySince);
     }
 }
@@ -217,12 +251,20 @@ bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
         if (fate.nError == EROFS) m_objDisks.NoteFailure(stPath.strPath, EROFS);
         if (fate.bDeleted) ReportDeleted(stPath);
         bDeleted |= fate.bDeleted || fate.bWasGone;
-        if (!fate.bDeleted && !fate.bWasGone) vKept.push_back(stPath);
+        if (fate.bDeleted || fate.bWasGone) return;
+        LogError("CLocalStorage::DeleteRecordFile", "cannot be deleted", stPath.strPath,
+                 fate.nError);
+        vKept.push_back(stPath);
     };
-    DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
-    // Recordings with the same times share one entry: what stays of them takes it over.
-    for (const recordPath& stPath : vKept) {
-        m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
+    try {
+        DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
+        // Recordings with the same times share one entry: what stays of them takes it over.
+        for (const recordPath& stPath : vKept) {
+            m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
+        }
+    } catch (const std::exception&) {
+        (*change)->Leave();
+        throw;
     }
     TidyDay("DeleteRecordFile", *pDisk, day.stDay, HasNoRecording);
     return bDeleted;
@@ -249,11 +291,14 @@ bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
     bool bDeleted = false;
     const auto isKept = [](const recordPath&) { return false; };
     const auto remove = [pDeleter](const recordPath& stPath) {
-        return fileFate{pDeleter->Delete(stPath.strPath), false, 0};
+        const bool bGone = pDeleter->Delete(stPath.strPath);
+        return fileFate{bGone, false, bGone ? 0 : OSL_GetSystemLastError()};
     };
     const auto tell = [&](const recordPath& stPath, const fileFate& fate) {
         bDeleted |= fate.bDeleted;
-        if (fate.bDeleted) ReportDeletedImage(stPath.strPath.c_str());
+        if (fate.bDeleted) return ReportDeletedImage(stPath.strPath.c_str());
+        LogError("CLocalStorage::DeleteImageFile", "cannot be deleted", stPath.strPath,
+                 fate.nError);
     };
     DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
     TidyDay("DeleteImageFile", *pDisk, day.stDay, HasNoPicture);

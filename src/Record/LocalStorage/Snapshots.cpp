@@ -1,5 +1,6 @@
 // Snapshot pictures: stored by day, camera and second; deleted by day.
 
+#include <cerrno>
 #include <cstring>
 
 #include "FileSystem/FileSystem.h"
@@ -7,6 +8,7 @@
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
+#include "Log/LogError.h"
 #include "RecordTree/Names.h"
 
 bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned int nSize,
@@ -148,9 +150,15 @@ bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
     const std::string strRoot = pDisk->Path() + "/" + IMAGE_FOLDER;
     pDisk->Calls().Run(DiskLane::CleanUp, [strDay, strRoot] {
         std::list<std::string> lsSubDir, lsSubFile;
-        GetSubTargetList(strRoot, lsSubDir, lsSubFile, OSL_LastLink::IsFollowed);
+        const auto note = [](bool bDone, const std::string& strPath) {
+            const int nError = OSL_GetSystemLastError();
+            if (bDone || nError == ENOENT) return;
+            LogError("CLocalStorage::DeleteImagesByDay", "cannot be deleted", strPath, nError);
+        };
+        note(GetSubTargetList(strRoot, lsSubDir, lsSubFile, OSL_LastLink::IsFollowed), strRoot);
         for (const std::string& strName : lsSubDir) {
-            if (strDay >= strName) DeleteDirectory(strRoot + "/" + strName);
+            const std::string strPath = strRoot + "/" + strName;
+            if (strDay >= strName) note(DeleteDirectory(strPath), strPath);
         }
         return true;
     });
