@@ -17,9 +17,10 @@ public:
     ~CLogFile() { StopWriteFile(); }
 
     /// Settles where to write and finds the file that was being written when the process last
-    /// stopped; the file is opened with the first line. A directory that the host names is made with
-    /// its parents at once, the default one with the first line. An open file is closed first. Parameters as in EnableTarget. LOG_ERR_PARAM: no such directory name
-    /// can be, nothing has changed.
+    /// stopped; the file is opened with the first line. A directory that the host names is made
+    /// with its parents at once, the default one with the first line. An open file is closed first.
+    /// Parameters as in EnableTarget. LOG_ERR_PARAM: no such directory name can be, nothing has
+    /// changed.
     int StartWriteFile(const char* pDir, std::uint32_t nSize, bool bCycle);
 
     /// Closes the file; what comes is dropped until the next start.

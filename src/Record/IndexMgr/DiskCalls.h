@@ -16,9 +16,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <list>
 #include <functional>
 #include <future>
+#include <list>
 #include <memory>
 #include <optional>
 #include <type_traits>
