@@ -32,10 +32,11 @@ bool WantsColour() {
 }
 
 void PrintLine(std::string_view strText) {
+    static const bool s_bTerminal = IsTerminal(outputStream::OUT);
     CLiveLines::Pause stPause;
     std::cout << strText << '\n';
     // Whoever reads events, or watches, sees them as they come.
-    if (g_pLive || IsTerminal(outputStream::OUT)) std::cout.flush();
+    if (g_pLive || s_bTerminal) std::cout.flush();
 }
 
 void PrintMessage(std::string_view strText) {
