@@ -30,7 +30,7 @@ struct importOptions {
     std::vector<std::string> vDirs;
     hostSettings stHost;
     streamForm stForm;
-    std::string strCamera, strStart, strEnd, strInput;
+    std::string strCamera, strStart, strEnd, strInput, strDeleteKind;
     unsigned nType = 1;
     bool bYes = false, bJson = false;
 };
@@ -186,7 +186,7 @@ int Run(importOptions& stOptions) {
 command ImportCommand() {
     const auto pOptions = std::make_shared<importOptions>();
     importOptions& st = *pOptions;
-    option stDeleteKind = FileKindOption("--delete-kind", st.stHost.eDeleteKind);
+    option stDeleteKind = FileKindOption("--delete-kind", st.strDeleteKind);
     stDeleteKind.strDescription =
         "What may be deleted; pictures never are in this layout, and are refused";
     stDeleteKind.fnFault = DeleteKindFault;
@@ -199,9 +199,9 @@ command ImportCommand() {
          Required(TimeOption("--start", st.strStart, "When the recording starts")),
          TimeOption("--end", st.strEnd, "When it ends"),
          TypeOption(st.nType, 1),
-         ContainerOption(st.stForm.bTransport),
-         NoAudioOption(st.stForm.bAudio),
-         NoStampsOption(st.stForm.bStamps),
+         ContainerOption(st.stForm.strContainer),
+         AudioOption(st.stForm.bAudio),
+         StampsOption(st.stForm.bStamps),
          {"--cyclic", &st.stHost.bCyclic,
           "When a disk is full, take the next record directory that has room"},
          AutoDeleteOption(st.stHost.bAutoDelete),

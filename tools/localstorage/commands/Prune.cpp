@@ -39,7 +39,7 @@ struct pruneOptions {
     std::vector<std::string> vDirs;
     std::string strBefore;
     std::uint64_t nKeepFree = 0;  ///< MiB
-    StoreFileType eKind = STORE_FILE_RECORD;
+    std::string strKind;
     bool bApply = false, bJson = false;
 };
 
@@ -71,7 +71,8 @@ std::map<std::string, diskRoom> RoomsOf(const std::vector<std::string>& vDirs) {
 }
 
 std::vector<oldFile> Choose(const std::vector<std::string>& vDirs, const pruneOptions& stOptions) {
-    const auto vFiles = EarlierThanToday(FindFiles(vDirs, stOptions.eKind), ToLocal(Now()));
+    const auto vFiles =
+        EarlierThanToday(FindFiles(vDirs, FileKindOf(stOptions.strKind)), ToLocal(Now()));
     if (!stOptions.strBefore.empty())
         return BeforeDay(vFiles, ToLocal(TimeOf(stOptions.strBefore)));
     const auto mRooms = RoomsOf(vDirs);
@@ -184,7 +185,7 @@ int Run(const pruneOptions& stOptions) {
         PrintMessage("nothing was deleted; --apply deletes these " + Count(vFiles.size(), "file"));
         return EXIT_OK;
     }
-    const std::size_t nFailed = Apply(vDirs, vFiles, stOptions.eKind);
+    const std::size_t nFailed = Apply(vDirs, vFiles, FileKindOf(stOptions.strKind));
     PrintMessage(Count(vFiles.size() - nFailed, "file") + " deleted");
     return nFailed == 0 ? EXIT_OK : EXIT_FAILED;
 }
@@ -204,7 +205,7 @@ command PruneCommand() {
               .strDescription = "Delete the oldest days until so many MiB are free on each disk",
               .strValue = "MiB",
               .stRange = {1, std::uint64_t{1} << 40}},
-             FileKindOption("--kind", st.eKind),
+             FileKindOption("--kind", st.strKind),
              {"--apply", &st.bApply, "Do it; without, only tell what would be deleted"},
              JsonOption(st.bJson)},
             [pOptions] { return Run(*pOptions); }};

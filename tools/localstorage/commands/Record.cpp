@@ -43,7 +43,7 @@ struct recordOptions {
     hostSettings stHost;
     streamForm stForm;
     std::string strDuration, strSnapshotEvery, strStall = "10s", strPace = "real";
-    std::string strRtspTransport = "tcp";
+    std::string strRtspTransport = "tcp", strDeleteKind;
     bool bRetry = false, bJson = false;
 };
 
@@ -153,6 +153,7 @@ int Run(recordOptions& stOptions) {
     stOptions.stHost.vDirs = ExistingDirs(stOptions.vDirs);
     stOptions.stHost.eLayout = LOCAL_STORAGE_CLIENT;
     stOptions.stHost.bAnalyze = true;
+    stOptions.stHost.eDeleteKind = FileKindOf(stOptions.strDeleteKind);
     stOptions.stHost.nChannels = static_cast<unsigned>(vPlans.size());
     RefuseOtherLayout(stOptions.stHost.vDirs, LOCAL_STORAGE_CLIENT);
     if (stOptions.stHost.vDirs.size() > 1 && !stOptions.stHost.bCyclic) {
@@ -194,9 +195,9 @@ command RecordCommand() {
               .strValue = "ID=INPUT",
               .bRequired = true,
               .fnFault = CameraFault},
-             ContainerOption(st.stForm.bTransport),
-             NoAudioOption(st.stForm.bAudio),
-             NoStampsOption(st.stForm.bStamps),
+             ContainerOption(st.stForm.strContainer),
+             AudioOption(st.stForm.bAudio),
+             StampsOption(st.stForm.bStamps),
              {.strNames = "--file-size",
               .target = &st.stHost.nFileSize,
               .strDescription = "Begin a new file after so many MiB",
@@ -215,7 +216,7 @@ command RecordCommand() {
              {"--cyclic", &st.stHost.bCyclic,
               "When a disk is full, go on with the next record directory that has room"},
              AutoDeleteOption(st.stHost.bAutoDelete),
-             FileKindOption("--delete-kind", st.stHost.eDeleteKind),
+             FileKindOption("--delete-kind", st.strDeleteKind),
              SpanOption("--snapshot-every", st.strSnapshotEvery,
                         "Store a JPEG of each camera's latest key frame, again and again after "
                         "this time"),

@@ -11,6 +11,11 @@ std::vector<std::string> option::Names() const {
     return vNames;
 }
 
+std::string option::Key() const {
+    const std::string strName = Names().front();
+    return strName.substr(strName.find_first_not_of('-'));
+}
+
 optionValue ValueOf(const option& st) {
     if (st.strValue == "DIR") return {valueKind::DIRECTORY};
     if (st.strValue == "FILE" || st.IsPositional()) return {valueKind::PATH};

@@ -5,10 +5,9 @@
 #include <numeric>
 #include <sstream>
 
-#include <CLI/CLI.hpp>
-
 #include "base/Address.h"
-#include "help/Command.h"
+#include "base/Failure.h"
+#include "help/OptionParser.h"
 
 namespace {
 
@@ -23,53 +22,22 @@ public:
     }
 };
 
-/// Declares an option for the kind of value that it takes.
-class COptionAdder {
-public:
-    COptionAdder(CLI::App& stApp, const option& stOption) : m_stApp(stApp), m_stOption(stOption) {}
-
-    CLI::Option* operator()(bool* pFlag) const {
-        return m_stApp.add_flag(m_stOption.strNames, *pFlag, m_stOption.strDescription);
+void AddOptions(CLI::App& stApp, const command& stCommand) {
+    for (const option& st : stCommand.vOptions) {
+        CLI::Option* pOption = AddOption(stApp, st);
+        const auto ppFile = std::get_if<configFile*>(&st.target);
+        if (!ppFile) continue;
+        pOption->each([&stApp, &stCommand, pFile = *ppFile](const std::string& strPath) {
+            pFile->strPath = strPath;
+            TakeConfig(stApp, stCommand, *pFile);
+        });
     }
-    CLI::Option* operator()(std::vector<std::string>* pTexts) const {
-        return Add(pTexts)->allow_extra_args(false)->take_all();
-    }
-    CLI::Option* operator()(const std::function<void(const std::string&)>& fnTake) const {
-        return m_stApp.add_option_function<std::string>(m_stOption.strNames, fnTake,
-                                                        m_stOption.strDescription);
-    }
-    template <typename T>
-    CLI::Option* operator()(T* pValue) const {
-        return Add(pValue);
-    }
-
-private:
-    template <typename T>
-    CLI::Option* Add(T* pValue) const {
-        return m_stApp.add_option(m_stOption.strNames, *pValue, m_stOption.strDescription);
-    }
-
-    CLI::App& m_stApp;
-    const option& m_stOption;
-};
-
-void AddOption(CLI::App& stApp, const option& st) {
-    CLI::Option* pOption = std::visit(COptionAdder(stApp, st), st.target);
-    pOption->required(st.bRequired);
-    if (!st.IsFlag()) pOption->type_name(st.strValue);
-    if (!st.strDefault.empty()) pOption->default_str(st.strDefault);
-    if (!st.vChoices.empty()) pOption->check(CLI::IsMember(st.vChoices).description(""));
-    if (st.stRange.second > 0) {
-        pOption->check(CLI::Range(st.stRange.first, st.stRange.second).description(""));
-    }
-    if (st.fnFault) pOption->check(CLI::Validator(st.fnFault, ""));
-    if (!st.strNeeds.empty()) pOption->needs(stApp.get_option(st.strNeeds));
 }
 
 void AddCommand(CLI::App& stApp, const command& stCommand) {
     CLI::App* pCommand = stApp.add_subcommand(stCommand.strName, stCommand.strDescription);
     pCommand->footer(stCommand.Footer());
-    for (const option& st : stCommand.vOptions) AddOption(*pCommand, st);
+    AddOptions(*pCommand, stCommand);
 }
 
 void AddProgram(CLI::App& stApp, const program& stProgram) {
@@ -178,6 +146,18 @@ request ReadCommandLine(const program& stProgram, int argc, const char* const* a
     } catch (const CLI::ParseError& stError) {
         if (stError.get_exit_code() == 0) return {nullptr, AnswerText(stApp, stError), {}};
         return {nullptr, {}, MistakeText(stProgram, stApp, stError)};
+    } catch (const CUsageError& error) {
+        return {nullptr, {}, error.what()};
     }
     return {&CommandOf(stProgram, stApp), {}, {}};
+}
+
+void ReadArguments(const command& stCommand, const std::vector<std::string>& vArguments) {
+    CLI::App stApp;
+    AddOptions(stApp, stCommand);
+    try {
+        stApp.parse(std::vector<std::string>(vArguments.rbegin(), vArguments.rend()));
+    } catch (const CLI::ParseError& error) {
+        throw CUsageError(error.what());
+    }
 }

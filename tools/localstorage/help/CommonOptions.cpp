@@ -63,16 +63,18 @@ option JsonOption(bool& bJson) {
     return {"--json", &bJson, "Print one JSON object per line"};
 }
 
-option FileKindOption(const std::string& strName, StoreFileType& eKind) {
+option FileKindOption(const std::string& strName, std::string& strKind) {
+    strKind = "recordings";
     return {.strNames = strName,
-            .target =
-                [&eKind](const std::string& str) {
-                    eKind = str == "pictures" ? STORE_FILE_IMAGE : STORE_FILE_RECORD;
-                },
+            .target = &strKind,
             .strDescription = "What may be deleted",
             .strValue = "recordings|pictures",
-            .strDefault = "recordings",
+            .strDefault = strKind,
             .vChoices = {"recordings", "pictures"}};
+}
+
+StoreFileType FileKindOf(const std::string& strKind) {
+    return strKind == "pictures" ? STORE_FILE_IMAGE : STORE_FILE_RECORD;
 }
 
 option AutoDeleteOption(bool& bAutoDelete) {
@@ -81,24 +83,24 @@ option AutoDeleteOption(bool& bAutoDelete) {
                 (bAutoDelete ? "on" : "off") + " unless said otherwise)"};
 }
 
-option ContainerOption(bool& bTransport) {
+option ContainerOption(std::string& strContainer) {
     return {.strNames = "--container",
-            .target = [&bTransport](const std::string& str) { bTransport = str == "ts"; },
+            .target = &strContainer,
             .strDescription =
                 "Keep an MPEG transport stream, with sound and times (ts), or video "
                 "alone as the bare H.264 or H.265 stream (es)",
             .strValue = "ts|es",
-            .strDefault = bTransport ? "ts" : "es",
+            .strDefault = strContainer,
             .vChoices = {"ts", "es"}};
 }
 
-option NoAudioOption(bool& bAudio) {
-    return {"!--no-audio", &bAudio, "Leave the sound out"};
+option AudioOption(bool& bAudio) {
+    return {"--audio,!--no-audio", &bAudio, "Keep the sound (on unless said otherwise)"};
 }
 
-option NoStampsOption(bool& bStamps) {
-    return {"!--no-stamps", &bStamps,
-            "Leave out the UTC time that every key frame carries otherwise"};
+option StampsOption(bool& bStamps) {
+    return {"--stamps,!--no-stamps", &bStamps,
+            "Let every key frame carry its UTC time (on unless said otherwise)"};
 }
 
 option TypeOption(unsigned& nType, unsigned nLeast) {

@@ -20,14 +20,15 @@ option CamerasOption(std::vector<std::string>& vCameras);
 option CameraOption(std::string& strCamera, const std::string& strDescription);
 option JsonOption(bool& bJson);
 /// `--delete-kind` or `--kind`.
-option FileKindOption(const std::string& strName, StoreFileType& eKind);
+option FileKindOption(const std::string& strName, std::string& strKind);
+StoreFileType FileKindOf(const std::string& strKind);
 /// `--auto-delete/--no-auto-delete`; `bAutoDelete` holds the default.
 option AutoDeleteOption(bool& bAutoDelete);
-/// How a stream is kept: `--container`, `--no-audio`, `--no-stamps`; the arguments hold the
-/// defaults.
-option ContainerOption(bool& bTransport);
-option NoAudioOption(bool& bAudio);
-option NoStampsOption(bool& bStamps);
+/// How a stream is kept: `--container`, `--audio/--no-audio`, `--stamps/--no-stamps`; the arguments
+/// hold the defaults.
+option ContainerOption(std::string& strContainer);
+option AudioOption(bool& bAudio);
+option StampsOption(bool& bStamps);
 /// Kind of recording; 0 is allowed where it asks for every kind.
 option TypeOption(unsigned& nType, unsigned nLeast);
 /// An option that takes a time, kept as it was typed.

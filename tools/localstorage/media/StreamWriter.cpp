@@ -5,7 +5,7 @@
 CStreamWriter::CStreamWriter(const streamForm& stForm, const CMediaInput& objInput,
                              std::optional<UtcTime> optStart)
     : m_eCodec(objInput.Codec()), m_bStamps(stForm.bStamps), m_objClock(optStart) {
-    if (stForm.bTransport) {
+    if (stForm.IsTransport()) {
         m_optTransport.emplace(objInput.Parameters(), objInput.AudioParameters());
     }
 }

@@ -9,11 +9,12 @@
 
 /// How a stream is kept.
 struct streamForm {
-    bool bTransport = true;  ///< as a transport stream; else video as the bare byte stream
-    bool bAudio = true;      ///< in a transport stream only
+    std::string strContainer = "ts";  ///< a transport stream; "es": video as the bare byte stream
+    bool bAudio = true;               ///< in a transport stream only
     bool bStamps = true;
 
-    EAudio Audio() const { return bTransport && bAudio ? EAudio::Yes : EAudio::No; }
+    bool IsTransport() const { return strContainer == "ts"; }
+    EAudio Audio() const { return IsTransport() && bAudio ? EAudio::Yes : EAudio::No; }
 };
 
 class CStreamWriter {
