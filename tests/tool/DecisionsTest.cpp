@@ -155,6 +155,16 @@ TEST(PrunePlan, NeverTouchesToday) {
     EXPECT_EQ(Days(BeforeDay(vFiles, FromFields({2024, 3, 4, 23}))), "a01 ");
 }
 
+TEST(PrunePlan, EveryCameraIsKeptAsLongAsItsRuleSays) {
+    std::vector<oldFile> vFiles = {File("a", "20240302", 1), File("b", "20240303", 1),
+                                   File("a", "20240304", 1), File("b", "20240301", 1)};
+    for (oldFile& st : vFiles) st.strCamera = st.strDir;
+    const LocalTime tNow = FromFields({2024, 3, 5, 12});
+    EXPECT_EQ(Days(OlderThanKept(vFiles, {2, {}}, tNow)), "a02 b01 ");
+    EXPECT_EQ(Days(OlderThanKept(vFiles, {0, {{"b", 1}}}, tNow)), "b03 b01 ");
+    EXPECT_EQ(Days(OlderThanKept(vFiles, {1, {{"a", 0}}}, tNow)), "b03 b01 ");
+}
+
 TEST(PrunePlan, WholeDaysUntilEveryDiskHasRoom) {
     const std::vector<oldFile> vFiles = {File("a", "20240301", 10), File("b", "20240301", 10),
                                          File("a", "20240302", 10), File("a", "20240302", 10),

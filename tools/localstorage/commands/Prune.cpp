@@ -1,14 +1,11 @@
 // localstorage prune: deletes the oldest days, as the engine does on a full disk; shows them first.
 
 #include <algorithm>
-#include <filesystem>
 #include <list>
 #include <memory>
 #include <set>
 
-#include "RecordTree/Names.h"
 #include "RecordTree/RecordDirectory.h"
-#include "RecordTree/Tidying.h"
 #include "base/Failure.h"
 #include "base/Text.h"
 #include "commands/Commands.h"
@@ -18,6 +15,7 @@
 #include "records/FolderInUse.h"
 #include "records/IndexMarker.h"
 #include "records/Inspection.h"
+#include "records/OldFiles.h"
 #include "records/PrunePlan.h"
 #include "screen/Json.h"
 #include "screen/Table.h"
@@ -43,27 +41,6 @@ struct pruneOptions {
     bool bApply = false, bJson = false;
 };
 
-std::vector<oldFile> FindFiles(const std::vector<std::string>& vDirs, StoreFileType eKind) {
-    std::vector<oldFile> vFiles;
-    if (eKind == STORE_FILE_IMAGE) {
-        for (const picture& st : FindPictures(vDirs)) {
-            vFiles.push_back({st.strDir, st.strDir + "/" + IMAGE_FOLDER, st.strDay, st.strCamera,
-                              st.strName, st.nBytes, st.tTime});
-        }
-        return vFiles;
-    }
-    const CFolderInUse objFolder(vDirs);
-    std::map<std::string, std::string> mFolders;
-    for (const std::string& strDir : vDirs) mFolders[strDir] = objFolder.In(strDir);
-    for (const recording& st :
-         FindRecordings(vDirs, {.stExact = SinceMidnight(Now()), .bEmpty = true})) {
-        if (st.strFolder != mFolders[st.strDir]) continue;
-        vFiles.push_back({st.strDir, st.strDir + "/" + st.strFolder, st.strDay, st.strCamera,
-                          st.strName, st.nBytes, ToLocal(st.tEnd)});
-    }
-    return vFiles;
-}
-
 std::map<std::string, diskRoom> RoomsOf(const std::vector<std::string>& vDirs) {
     std::map<std::string, diskRoom> mRooms;
     for (const std::string& strDir : vDirs) mRooms[strDir] = DiskRoomOf(strDir);
@@ -72,7 +49,7 @@ std::map<std::string, diskRoom> RoomsOf(const std::vector<std::string>& vDirs) {
 
 std::vector<oldFile> Choose(const std::vector<std::string>& vDirs, const pruneOptions& stOptions) {
     const auto vFiles =
-        EarlierThanToday(FindFiles(vDirs, FileKindOf(stOptions.strKind)), ToLocal(Now()));
+        EarlierThanToday(FindOldFiles(vDirs, FileKindOf(stOptions.strKind)), ToLocal(Now()));
     if (!stOptions.strBefore.empty())
         return BeforeDay(vFiles, ToLocal(TimeOf(stOptions.strBefore)));
     const auto mRooms = RoomsOf(vDirs);
@@ -116,23 +93,15 @@ void TellPlan(const std::vector<oldFile>& vFiles, bool bJson) {
     objTable.Print();
 }
 
-/// Deletes the files and the folders that they leave empty; the number of files that stayed.
+/// Deletes the files; the number of those that stayed.
 std::size_t Delete(const std::vector<oldFile>& vFiles) {
     std::size_t nFailed = 0;
-    std::set<std::string> setCameras, setDays;
-    for (const oldFile& st : vFiles) {
-        std::error_code stError;
-        std::filesystem::remove(st.Path(), stError);
-        if (stError) {
-            ++nFailed;
-            PrintMessage("cannot delete " + st.Path() + ": " + stError.message() +
-                         "; goes on with the next");
-        }
-        setCameras.insert(st.CameraPath());
-        setDays.insert(st.DayPath());
-    }
-    for (const std::string& strPath : setCameras) RemoveIfIndexOnly(strPath, TreeLevel::Channel);
-    for (const std::string& strPath : setDays) RemoveIfIndexOnly(strPath, TreeLevel::Day);
+    DeleteOldFiles(vFiles, [&](const oldFile& st, const std::error_code& stError) {
+        if (!stError) return;
+        ++nFailed;
+        PrintMessage("cannot delete " + st.Path() + ": " + stError.message() +
+                     "; goes on with the next");
+    });
     return nFailed;
 }
 

@@ -25,6 +25,17 @@ std::vector<oldFile> BeforeDay(const std::vector<oldFile>& vFiles, LocalTime tDa
     return vChosen;
 }
 
+std::vector<oldFile> OlderThanKept(const std::vector<oldFile>& vFiles, const keepRules& stRules,
+                                   LocalTime tNow) {
+    std::vector<oldFile> vChosen;
+    std::copy_if(vFiles.begin(), vFiles.end(), std::back_inserter(vChosen), [&](const oldFile& st) {
+        const auto it = stRules.mOfCameras.find(st.strCamera);
+        const unsigned nDays = it == stRules.mOfCameras.end() ? stRules.nDays : it->second;
+        return nDays > 0 && st.strDay < DayName(StartOfDay(tNow) - std::chrono::days(nDays));
+    });
+    return vChosen;
+}
+
 std::vector<oldFile> UntilFree(const std::vector<oldFile>& vFiles,
                                const std::map<std::string, diskRoom>& mRooms,
                                std::uint64_t nKeepFree) {

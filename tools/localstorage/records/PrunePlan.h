@@ -31,6 +31,16 @@ std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vFiles, LocalTime tNo
 /// Those of days before `tDay`.
 std::vector<oldFile> BeforeDay(const std::vector<oldFile>& vFiles, LocalTime tDay);
 
+/// How many days files are kept besides today; 0: for ever.
+struct keepRules {
+    unsigned nDays = 0;
+    std::map<std::string, unsigned> mOfCameras;  ///< of those that have a rule of their own
+};
+
+/// Those that are older than they are kept.
+std::vector<oldFile> OlderThanKept(const std::vector<oldFile>& vFiles, const keepRules& stRules,
+                                   LocalTime tNow);
+
 /// Whole days, the oldest first, until every file system has so many bytes free.
 std::vector<oldFile> UntilFree(const std::vector<oldFile>& vFiles,
                                const std::map<std::string, diskRoom>& mRooms,
