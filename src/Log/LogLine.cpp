@@ -90,6 +90,11 @@ int FormatLine(char (&szLine)[LOG_LINE_SIZE], log_level eLevel, const char* pFor
     return pTo ? static_cast<int>(Append(pTo, LINE_END) - szLine) - 1 : -1;
 }
 
+const char* BehindTime(const char* pLine) {
+    const char* pEnd = std::strchr(pLine, ']');
+    return pEnd ? pEnd + 1 : pLine;
+}
+
 log_level NearestLevel(log_level eLevel) {
     return std::clamp(eLevel, LOG_LEVEL_DISABLE, LOG_LEVEL_DBG);
 }

@@ -15,6 +15,9 @@ constexpr std::size_t LOG_LINE_SIZE = 10240;
 /// length without the NUL, or -1 when time or message could not be formatted.
 int FormatLine(char (&szLine)[LOG_LINE_SIZE], log_level eLevel, const char* pFormat, va_list args);
 
+/// The part of a line that FormatLine printed behind its time.
+const char* BehindTime(const char* pLine);
+
 /// The level, or the nearest one there is.
 log_level NearestLevel(log_level eLevel);
 

@@ -19,12 +19,13 @@ void OutputToConsole(const LogLines& stLines) {
 }
 
 void OutputToDebug(LogLines stLines) {
+    const bool bTimes = !OSL_IsDebugOutputJournal();
     char szLine[LOG_LINE_SIZE];
     for (; !stLines.m_vecLen.empty(); stLines = stLines.Behind(1)) {
         const std::size_t nLen = std::min<std::size_t>(stLines.m_vecLen[0], sizeof(szLine) - 1);
         std::memcpy(szLine, stLines.m_pText, nLen);
         szLine[nLen] = '\0';
-        OSL_OutputDebugString(szLine);
+        OSL_OutputDebugString(bTimes ? szLine : BehindTime(szLine));
     }
 }
 

@@ -40,6 +40,8 @@ const char* OSL_ErrorText(int nError, char* pText, std::size_t nSize);
 /// Debug output: standard error. The second prints one line and ends it.
 void OSL_OutputDebugString(const char* pText);
 void OSL_OutputDebug(const char* pFormat, ...) __attribute__((format(printf, 1, 2)));
+/// Whether it is read by the system's journal, which notes the time of each line by itself.
+bool OSL_IsDebugOutputJournal();
 
 // --- Files (OslFile.cpp) -----------------------------------------------------------------------
 

@@ -1,6 +1,10 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "Osl/Osl.h"
 #include "Osl/OslPlatform.h"
@@ -28,6 +32,13 @@ const char* OSL_ErrorText(int nError, char* pText, std::size_t nSize) {
 
 void OSL_OutputDebugString(const char* pText) {
     std::fputs(pText, stderr);
+}
+
+bool OSL_IsDebugOutputJournal() {
+    const char* pStream = std::getenv("JOURNAL_STREAM");
+    struct stat st = {};
+    if (!pStream || fstat(STDERR_FILENO, &st) != 0) return false;
+    return pStream == std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino);
 }
 
 void OSL_OutputDebug(const char* pFormat, ...) {

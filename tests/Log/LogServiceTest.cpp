@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <future>
 #include <sstream>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -205,7 +206,16 @@ void LogLate() {
 
 TEST(LogServiceExitTest, ALateLineIsRefusedAndAForkedProcessHasNoLogAndDoesNotHang) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(LogAndExit(), testing::ExitedWithCode(0), "in time\r\n$");
+    EXPECT_EXIT(LogAndExit(), testing::ExitedWithCode(0), "^\\[20.* in time\r\n$");
+    // The journal notes the time by itself.
+    const auto LogToJournal = [] {
+        struct stat st = {};
+        ::fstat(STDERR_FILENO, &st);
+        const std::string strStream = std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino);
+        ::setenv("JOURNAL_STREAM", strStream.c_str(), 1);
+        LogAndExit();
+    };
+    EXPECT_EXIT(LogToJournal(), testing::ExitedWithCode(0), "^\\[DBG\\] in time\r\n$");
     const CTempDir dir;
     EXPECT_EXIT(ForkAndExit(dir.Path()), testing::ExitedWithCode(0), "");
 }

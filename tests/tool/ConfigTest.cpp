@@ -111,7 +111,7 @@ TEST(Config, MistakesAreToldWithTheirLine) {
         {"[camera.a.b]\ninput = 'x'", "f:1: write this name in quotes"},
         {"[camera]", "f:1: a table is written as"},
         {"[kamera.a]", "f:1: there is no table \"kamera\""},
-        {"[camera.a]\nfile-size = 3", "f:2: there is no setting"},
+        {"[camera.a]\nfile-size = 3", "f:2: there is no setting \"file-size\" in [camera.a]"},
     };
     for (const auto& [pText, pExpected] : ROWS) {
         EXPECT_THAT(settings().Read(pText, {"--dir=x"}), testing::StartsWith(pExpected)) << pText;

@@ -11,6 +11,7 @@
 #include "base/Times.h"
 #include "host/Backoff.h"
 #include "host/EventHook.h"
+#include "host/Metrics.h"
 #include "media/FrameTimes.h"
 #include "media/MediaOpening.h"
 #include "media/ParameterSets.h"
@@ -173,6 +174,27 @@ TEST(PrunePlan, WholeDaysUntilEveryDiskHasRoom) {
     EXPECT_EQ(Days(UntilFree(vFiles, {{"a", {1, 85}}, {"b", {2, 100}}}, 100)), "a01 a02 a02 ");
     // Both lie on one file system.
     EXPECT_EQ(Days(UntilFree(vFiles, {{"a", {1, 85}}, {"b", {1, 85}}}, 100)), "a01 b01 ");
+}
+
+// What Prometheus cannot read is an alarm that never rings.
+TEST(Metrics, AreWhatPrometheusReads) {
+    const cameraStatus stDoor{
+        "do\"or", ECameraState::Lost,
+        2,        1000,
+        3,        std::chrono::system_clock::time_point(std::chrono::milliseconds(5025))};
+    const std::string strText = MetricsText({{"/a", 5, true}}, {stDoor, {}});
+    for (const char* pLine :
+         {"# TYPE localstorage_disk_free_bytes gauge\nlocalstorage_disk_free_bytes{dir=\"/a\"} 5\n",
+          "localstorage_disk_full{dir=\"/a\"} 1\n",
+          "localstorage_camera_state{camera=\"do\\\"or\",state=\"lost\"} 1\n",
+          "localstorage_camera_state{camera=\"do\\\"or\",state=\"connected\"} 0\n",
+          "localstorage_camera_written_bytes_total{camera=\"do\\\"or\"} 1000\n",
+          "localstorage_camera_reconnections_total{camera=\"do\\\"or\"} 2\n",
+          "_last_write_timestamp_seconds gauge\n"
+          "localstorage_camera_last_write_timestamp_seconds{camera=\"do\\\"or\"} 5.025\n"}) {
+        EXPECT_NE(strText.find(pLine), std::string::npos) << pLine << strText;
+    }
+    EXPECT_EQ(strText.find("seconds{camera=\"\"}"), std::string::npos) << "nothing was written yet";
 }
 
 TEST(EventHook, RunsFourAtOnceAndWaitsForNoneForEver) {

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "base/Failure.h"
+#include "base/ServiceManager.h"
 #include "base/Times.h"
 #include "commands/Commands.h"
 #include "localstorage/LocalStorageLog.h"
@@ -23,6 +24,7 @@ int Run(const programOptions& stOptions, const command& stCommand) {
         if (EnableTarget(LOG_TARGET_FILE, strLogDir.c_str(), 0, 1) == LOG_ERR_PARAM) {
             throw CUsageError("--log-dir " + strLogDir + ": the path is too long");
         }
+        if (IsReadByJournal(outputStream::ERR)) EnableTarget(LOG_TARGET_DEBUG, nullptr, 0, 0);
         return stCommand.fnRun();
     } catch (const CUsageError& error) {
         PrintMessage(error.what());

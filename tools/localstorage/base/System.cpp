@@ -12,11 +12,15 @@
 
 namespace {
 
-std::atomic<bool> g_bStop = false;
+std::atomic<bool> g_bStop = false, g_bReload = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers may set it");
 
 void OnSignal(int) {
     g_bStop = true;
+}
+
+void OnReloadSignal(int) {
+    g_bReload = true;
 }
 
 int DescriptorOf(outputStream eStream) {
@@ -34,6 +38,14 @@ const std::atomic<bool>& CatchStopSignals() {
     sigaction(SIGHUP, &st, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
     return g_bStop;
+}
+
+void CatchReloadSignal() {
+    std::signal(SIGHUP, OnReloadSignal);
+}
+
+bool TakeReloadSignal() {
+    return g_bReload.exchange(false);
 }
 
 void RequestStop() {

@@ -16,6 +16,11 @@
 /// is no longer fatal.
 const std::atomic<bool>& CatchStopSignals();
 
+/// Catches SIGHUP from now on, which asks a service to read its configuration again.
+void CatchReloadSignal();
+/// Whether one has come since this was called last.
+bool TakeReloadSignal();
+
 /// Sets the flag from inside, as a signal would.
 void RequestStop();
 

@@ -1,18 +1,23 @@
 // localstorage record: records cameras in the client layout, all at once. Live ones until it is
 // stopped, files until their end.
 
-#include <algorithm>
-#include <list>
+#include <iostream>
 #include <memory>
-#include <set>
-#include <tuple>
+#include <optional>
 
 #include "base/Failure.h"
+#include "base/ServiceManager.h"
 #include "base/System.h"
+#include "base/Text.h"
 #include "commands/Commands.h"
+#include "commands/RecordOptions.h"
 #include "help/CommonOptions.h"
-#include "host/CameraRecorder.h"
-#include "host/Host.h"
+#include "host/CameraSet.h"
+#include "host/EventHook.h"
+#include "host/Expiry.h"
+#include "host/Metrics.h"
+#include "host/Periodic.h"
+#include "host/ServiceReport.h"
 #include "screen/EventPrinter.h"
 #include "screen/Terminal.h"
 
@@ -25,7 +30,8 @@ constexpr const char* EXAMPLES =
     "  localstorage record --dir /mnt/disk1 --dir /mnt/disk2 --cyclic \\\n"
     "      --camera door=rtsp://192.168.1.20/stream1 --camera yard=yard.mkv --file-size 64\n"
     "  localstorage record --dir /tmp/try --camera test=clip.mp4 --pace fast --json\n"
-    "  localstorage record --dir /mnt/disk1 --camera door=address-file:/etc/cameras/door\n\n"
+    "  localstorage record --dir /mnt/disk1 --camera door=address-file:/etc/cameras/door\n"
+    "  localstorage record --config /etc/localstorage/record.toml\n\n"
     "Live inputs (rtsp, rtmp, srt, udp, rtp, tcp, http without an end, named pipes) are recorded\n"
     "until Ctrl-C, which closes every file, or for --duration. When one ends, fails, stays silent\n"
     "or cannot be opened, it is tried again after 1, 2, 4 and so on up to 30 seconds, for ever.\n"
@@ -34,143 +40,143 @@ constexpr const char* EXAMPLES =
     "So that no password shows in a list of processes, INPUT may be address-file:PATH, which is\n"
     "read for every try and holds the address in its first line, or env:NAME, a variable. In an\n"
     "address, a slash in a password is written %2F, an @ %40.\n\n"
+    "With --config the long options may stand in a file, without their dashes (file-size = 64,\n"
+    "dir = [\"/mnt/a\", \"/mnt/b\"]), and each camera in a table, with those of its own:\n"
+    "  [camera.door]\n"
+    "  input = \"rtsp://192.168.1.20/stream1\"\n"
+    "  keep-days = 7\n"
+    "What the command line says overrides what stands before the tables. SIGHUP takes over\n"
+    "cameras that were added, removed or changed (not on a terminal, where it stops).\n\n"
     "With several directories, only the first is recorded on unless --cyclic is given. The folder\n"
     "RecordFile below each directory belongs to the engine: with --auto-delete a full disk makes\n"
     "it delete the oldest day, and foreign files with it.";
 
-struct recordOptions {
-    std::vector<std::string> vDirs, vCameras, vInputOptions;
-    hostSettings stHost;
-    streamForm stForm;
-    std::string strDuration, strSnapshotEvery, strStall = "10s", strPace = "real";
-    std::string strRtspTransport = "tcp", strDeleteKind;
-    bool bRetry = false, bJson = false;
-};
-
-/// What stands in front of and behind the first "=".
-std::pair<std::string, std::string> SplitPair(const std::string& strText) {
-    const std::size_t nEquals = strText.find('=');
-    if (nEquals == std::string::npos) return {strText, {}};
-    return {strText.substr(0, nEquals), strText.substr(nEquals + 1)};
+CEventHook* HookFor(std::unique_ptr<CEventHook>& pHook, const std::string& strCommand) {
+    if (!strCommand.empty()) pHook = std::make_unique<CEventHook>(strCommand);
+    return pHook.get();
 }
 
-std::string CameraFault(const std::string& strText) {
-    const auto [strCamera, strInput] = SplitPair(strText);
-    if (strInput.empty() || strCamera.find("://") != std::string::npos) {
-        return "\"" + WithoutPassword(strText) +
-               "\": write a camera as ID=INPUT, for example door=rtsp://host/path";
-    }
-    return CameraIdFault(strCamera);
-}
-
-/// Values may be secret and are never told.
-std::string InputOptionFault(const std::string& strText) {
-    const auto [strName, strValue] = SplitPair(strText);
-    if (strValue.empty()) return "\"" + strName + "\": write an option as KEY=VALUE";
-    if (IsInputOption(strName)) return {};
-    return "\"" + strName + "\": FFmpeg has no option of this name for inputs";
-}
-
-/// What all cameras have in common.
-cameraPlan CommonPlan(const recordOptions& stOptions) {
-    constexpr auto OPENING = std::chrono::seconds(15);
-    cameraPlan st;
-    st.stOptions = {
-        OPENING, SpanOf(stOptions.strStall), {{"rtsp_transport", stOptions.strRtspTransport}}};
-    for (const std::string& strText : stOptions.vInputOptions) {
-        st.stOptions.vForInput.push_back(SplitPair(strText));
-    }
-    st.stForm = stOptions.stForm;
-    st.stOptions.eAudio = st.stForm.Audio();
-    st.bRetry = stOptions.bRetry;
-    st.bRealTime = stOptions.strPace == "real";
-    if (!stOptions.strSnapshotEvery.empty()) {
-        st.nSnapshotEvery = SpanOf(stOptions.strSnapshotEvery);
-    }
-    return st;
-}
-
-std::vector<cameraPlan> PlanCameras(const recordOptions& stOptions) {
-    std::vector<cameraPlan> vPlans;
-    std::set<std::string> setSeen;
-    for (const std::string& strText : stOptions.vCameras) {
-        cameraPlan st = CommonPlan(stOptions);
-        std::tie(st.strCamera, st.strInput) = SplitPair(strText);
-        AddressOf(st.strInput);  // a mistake in it is told before anything is recorded
-        if (!setSeen.insert(st.strCamera).second) {
-            throw CUsageError("camera " + st.strCamera + " is given twice");
-        }
-        vPlans.push_back(std::move(st));
-    }
-    if (vPlans.size() > 64) throw CUsageError("at most 64 cameras can be recorded at once");
-    return vPlans;
-}
-
-/// The cameras, each on its thread.
+/// Everything that runs while cameras are recorded.
 class CRecording {
 public:
-    CRecording(std::vector<cameraPlan> vPlans, CHost& objHost, CCameraListener& objListener) {
-        for (cameraPlan& stPlan : vPlans) {
-            m_lsCameras.emplace_back(std::move(stPlan), objHost, objListener);
+    explicit CRecording(recordOptions& stOptions)
+        : m_stOptions(stOptions),
+          m_objPrinter(stOptions.bJson, !IsReadByJournal(outputStream::OUT),
+                       HookFor(m_pHook, stOptions.strOnEvent)),
+          m_objExpiry(
+              stOptions.stHost.vDirs, [this](const std::string& str) { TellDeleted(str); },
+              PrintMessage),
+          m_objHost(stOptions.stHost, [this](const hostEvent& st) { OnEvent(st); }),
+          m_objCameras(m_objHost, m_objPrinter) {
+        m_objCameras.Take(PlanCameras(stOptions));
+        m_objExpiry.SetPlan(PlanKeeping(stOptions));
+        m_optExpiring.emplace(std::chrono::hours(1), [this] { m_objExpiry.DeleteOld(); });
+        if (m_stOptions.strMetrics.empty()) return;
+        m_optMeasuring.emplace(std::chrono::seconds(15), [this] { Measure(); });
+    }
+
+    /// Until the end of all cameras, or until stopped.
+    void Run(const std::atomic<bool>& bStop) {
+        const auto tEnd = m_stOptions.strDuration.empty()
+                              ? Clock::time_point::max()
+                              : Clock::now() + SpanOf(m_stOptions.strDuration);
+        CServiceReport objReport;
+        while (!m_objCameras.IsDone()) {
+            if (m_objLines.Enabled()) m_objLines.Show(m_objCameras.LiveLines());
+            objReport.Update(m_objCameras);
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            if (TakeReloadSignal()) Reload(objReport);
+            if (!bStop && Clock::now() < tEnd) continue;
+            objReport.BeginStop();
+            m_objCameras.Stop();
         }
     }
 
-    ~CRecording() { Stop(); }  // all at once; each is waited for next
-
-    void Stop() {
-        for (CCameraRecorder& stCamera : m_lsCameras) stCamera.Stop();
-    }
-    bool IsDone() const {
-        return std::all_of(m_lsCameras.begin(), m_lsCameras.end(),
-                           [](const CCameraRecorder& st) { return st.IsDone(); });
-    }
-    bool HasFailed() const {
-        return std::any_of(m_lsCameras.begin(), m_lsCameras.end(),
-                           [](const CCameraRecorder& st) { return st.HasFailed(); });
-    }
-    void Show(CLiveLines& objLines) {
-        if (!objLines.Enabled()) return;
-        std::vector<std::string> vLines;
-        for (CCameraRecorder& stCamera : m_lsCameras) vLines.push_back(stCamera.LiveLine());
-        objLines.Show(std::move(vLines));
-    }
+    bool HasFailed() { return m_objCameras.HasFailed(); }
 
 private:
-    std::list<CCameraRecorder> m_lsCameras;
+    void OnEvent(const hostEvent& stEvent) {
+        if (stEvent.nMessage == MESSAGEVALUE_CREATEFILE) {
+            static_cast<CCameraRecorder*>(stEvent.pUser)->OnFileCreated(stEvent.strPath);
+        }
+        m_objExpiry.OnEvent(stEvent);
+        m_objPrinter.Print(stEvent);
+    }
+
+    void TellDeleted(const std::string& strPath) {
+        hostEvent st;
+        st.nMessage = MESSAGEVALUE_DELETEFILE;
+        st.strPath = strPath;
+        m_objPrinter.Print(st);
+    }
+
+    void Measure() {
+        try {
+            WriteMetrics(
+                m_stOptions.strMetrics,
+                MetricsText(MetricsOfDisks(m_stOptions.stHost.vDirs), m_objCameras.Status()));
+        } catch (const CFailure& error) {
+            if (!m_bMeasureFailed) PrintMessage(error.what() + std::string("; goes on trying"));
+            m_bMeasureFailed = true;
+        }
+    }
+
+    /// What was read wrongly changes nothing.
+    void Reload(CServiceReport& objReport) {
+        objReport.BeginReload();
+        try {
+            recordOptions stNew;
+            ReadArguments({.vOptions = OptionsOfRecord(stNew), .stTable = CameraTables(stNew)},
+                          m_stOptions.stConfig.vArguments);
+            TakeOver(stNew);
+        } catch (const std::exception& error) {
+            PrintMessage(error.what() + std::string("; the configuration stays as it was"));
+        }
+        objReport.EndReload();
+    }
+
+    void TakeOver(recordOptions& stNew) {
+        const std::vector<cameraPlan> vPlans = PlanCameras(stNew);
+        for (const std::string& strName : FixedDifferences(m_stOptions, stNew)) {
+            PrintMessage(strName +
+                         " cannot change while cameras are recorded; it will with the "
+                         "next start");
+        }
+        m_objCameras.Take(vPlans);
+        m_objExpiry.SetPlan(PlanKeeping(stNew));
+        PrintMessage(m_stOptions.stConfig.strPath +
+                     " was taken over: " + Count(vPlans.size(), "camera"));
+    }
+
+    recordOptions& m_stOptions;
+    CLiveLines m_objLines;
+    std::unique_ptr<CEventHook> m_pHook;
+    CEventPrinter m_objPrinter;
+    CExpiry m_objExpiry;
+    CHost m_objHost;
+    CCameraSet m_objCameras;
+    bool m_bMeasureFailed = false;
+    std::optional<CPeriodic> m_optExpiring, m_optMeasuring;  ///< last: they use everything above
 };
 
-void OnEvent(CEventPrinter& objPrinter, const hostEvent& stEvent) {
-    if (stEvent.nMessage == MESSAGEVALUE_CREATEFILE) {
-        static_cast<CCameraRecorder*>(stEvent.pUser)->OnFileCreated(stEvent.strPath);
-    }
-    objPrinter.Print(stEvent);
-}
-
-int Run(recordOptions& stOptions) {
-    std::vector<cameraPlan> vPlans = PlanCameras(stOptions);
+int Run(recordOptions& st) {
     const std::atomic<bool>& bStop = CatchStopSignals();
-    MakeRecordDirs(stOptions.vDirs);
-    stOptions.stHost.vDirs = ExistingDirs(stOptions.vDirs);
-    stOptions.stHost.eLayout = LOCAL_STORAGE_CLIENT;
-    stOptions.stHost.bAnalyze = true;
-    stOptions.stHost.eDeleteKind = FileKindOf(stOptions.strDeleteKind);
-    stOptions.stHost.nChannels = static_cast<unsigned>(vPlans.size());
-    RefuseOtherLayout(stOptions.stHost.vDirs, LOCAL_STORAGE_CLIENT);
-    if (stOptions.stHost.vDirs.size() > 1 && !stOptions.stHost.bCyclic) {
-        PrintMessage("without --cyclic only " + stOptions.stHost.vDirs[0] + " is recorded on");
+    if (!st.stConfig.strPath.empty() && !IsTerminal(outputStream::ERR)) CatchReloadSignal();
+    PlanCameras(st);  // what is wrong with them is told before anything is made
+    if (st.bPrintConfig) {
+        std::cout << ConfigText(st);
+        return EXIT_OK;
     }
-
-    CLiveLines objLines;
-    CEventPrinter objPrinter(stOptions.bJson);
-    CHost objHost(stOptions.stHost, [&](const hostEvent& st) { OnEvent(objPrinter, st); });
-    CRecording objRecording(std::move(vPlans), objHost, objPrinter);
-    const auto tEnd = stOptions.strDuration.empty() ? Clock::time_point::max()
-                                                    : Clock::now() + SpanOf(stOptions.strDuration);
-    while (!objRecording.IsDone()) {
-        objRecording.Show(objLines);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        if (bStop || Clock::now() >= tEnd) objRecording.Stop();
+    MakeRecordDirs(st.vDirs);
+    st.stHost.vDirs = ExistingDirs(st.vDirs);
+    st.stHost.eDeleteKind = FileKindOf(st.strDeleteKind);
+    st.stHost.nChannels = MOST_CAMERAS;
+    RefuseOtherLayout(st.stHost.vDirs, LOCAL_STORAGE_CLIENT);
+    if (st.stHost.vDirs.size() > 1 && !st.stHost.bCyclic) {
+        PrintMessage("without --cyclic only " + st.stHost.vDirs[0] + " is recorded on");
     }
+    CRecording objRecording(st);
+    objRecording.Run(bStop);
     return objRecording.HasFailed() ? EXIT_FAILED : EXIT_OK;
 }
 
@@ -178,71 +184,10 @@ int Run(recordOptions& stOptions) {
 
 command RecordCommand() {
     const auto pOptions = std::make_shared<recordOptions>();
-    recordOptions& st = *pOptions;
-    st.stHost.bAutoDelete = true;
-    option stStall =
-        SpanOption("--stall", st.strStall, "Connect anew when nothing comes for so long");
-    stStall.strDefault = st.strStall;
     return {"record",
             "Record cameras, again and again when they went away (client layout)",
             EXAMPLES,
-            {DirsOption(st.vDirs),
-             {.strNames = "--camera",
-              .target = &st.vCameras,
-              .strDescription =
-                  "Camera and where its stream comes from: whatever FFmpeg opens, H.264 or "
-                  "H.265, address-file:PATH or env:NAME; may be given several times",
-              .strValue = "ID=INPUT",
-              .bRequired = true,
-              .fnFault = CameraFault},
-             ContainerOption(st.stForm.strContainer),
-             AudioOption(st.stForm.bAudio),
-             StampsOption(st.stForm.bStamps),
-             {.strNames = "--file-size",
-              .target = &st.stHost.nFileSize,
-              .strDescription = "Begin a new file after so many MiB",
-              .strValue = "MiB",
-              .strDefault = std::to_string(st.stHost.nFileSize),
-              .stRange = {1, 2048}},
-             {.strNames = "--sync-every",
-              .target = &st.stHost.nSyncEvery,
-              .strDescription =
-                  "Make what is recorded durable again and again after this time, so that a power "
-                  "cut costs no more; 0: when the system likes",
-              .strValue = "ms",
-              .strDefault = std::to_string(st.stHost.nSyncEvery),
-              .stRange = {0, 3600000}},
-             SpanOption("--duration", st.strDuration, "Stop after this time"),
-             {"--cyclic", &st.stHost.bCyclic,
-              "When a disk is full, go on with the next record directory that has room"},
-             AutoDeleteOption(st.stHost.bAutoDelete),
-             FileKindOption("--delete-kind", st.strDeleteKind),
-             SpanOption("--snapshot-every", st.strSnapshotEvery,
-                        "Store a JPEG of each camera's latest key frame, again and again after "
-                        "this time"),
-             {.strNames = "--pace",
-              .target = &st.strPace,
-              .strDescription =
-                  "Read files as fast as a camera would deliver them (real) or as fast as "
-                  "possible (fast)",
-              .strValue = "real|fast",
-              .strDefault = st.strPace,
-              .vChoices = {"real", "fast"}},
-             {.strNames = "--rtsp-transport",
-              .target = &st.strRtspTransport,
-              .strDescription = "How RTSP cameras send",
-              .strValue = "tcp|udp",
-              .strDefault = st.strRtspTransport,
-              .vChoices = {"tcp", "udp"}},
-             {.strNames = "--input-option",
-              .target = &st.vInputOptions,
-              .strDescription =
-                  "Hand this option to FFmpeg for every input that knows it; may be given several "
-                  "times",
-              .strValue = "KEY=VALUE",
-              .fnFault = InputOptionFault},
-             stStall,
-             {"--retry", &st.bRetry, "Try files again, too, when they have ended or failed"},
-             JsonOption(st.bJson)},
-            [pOptions] { return Run(*pOptions); }};
+            OptionsOfRecord(*pOptions),
+            [pOptions] { return Run(*pOptions); },
+            CameraTables(*pOptions)};
 }

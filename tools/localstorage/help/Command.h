@@ -70,12 +70,12 @@ struct configTable {
 };
 
 struct command {
-    std::string strName;
-    std::string strDescription;
-    std::string strExamples;
-    std::vector<option> vOptions;
-    std::function<int()> fnRun;  ///< returns the exit code
-    configTable stTable = {};    ///< of its configuration file
+    std::string strName = {};
+    std::string strDescription = {};
+    std::string strExamples = {};
+    std::vector<option> vOptions = {};
+    std::function<int()> fnRun = {};  ///< returns the exit code
+    configTable stTable = {};         ///< of its configuration file
 
     std::string Footer() const { return "Examples:\n" + strExamples; }
 };

@@ -32,8 +32,11 @@ public:
 
     void Take(const configStatement& st) {
         const option* pOption = FindSetting(m_vOptions, st.strKey);
-        if (!pOption)
-            throw CUsageError(st.strWhere + ": there is no setting \"" + st.strKey + "\"");
+        if (!pOption) {
+            throw CUsageError(
+                st.strWhere + ": there is no setting \"" + st.strKey + "\"" +
+                (st.strTable.empty() ? "" : " in [" + st.strTable + "." + st.strId + "]"));
+        }
         if (m_vGiven[static_cast<std::size_t>(pOption - m_vOptions.data())]) return;
         CLI::Option& stTarget = *OptionOf(*pOption);
         try {
@@ -93,7 +96,9 @@ private:
 std::vector<configStatement> ReadFile(const std::string& strPath) {
     std::ifstream file(strPath);
     if (!file) throw CUsageError("cannot read " + strPath + ": " + ErrorText(errno));
-    return ReadConfig(file, strPath);
+    auto vStatements = ReadConfig(file, strPath);
+    if (file.bad()) throw CUsageError("cannot read " + strPath + ": " + ErrorText(errno));
+    return vStatements;
 }
 
 /// The options that were given, as they can be given again.

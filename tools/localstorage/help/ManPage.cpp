@@ -95,10 +95,14 @@ constexpr const char* END =
     "\\fBrecord\\fR and \\fBimport\\fR print what happens, a line each; with "
     "\\fB\\-\\-json\\fR as objects with the keys \\fIevent\\fR (the name), \\fItime\\fR, where it "
     "is of one \\fIcamera\\fR, and those told here.\n"
-    ".TP\n.B created\nA file was begun: \\fIpath\\fR.\n"
-    ".TP\n.B closed\nA file is complete: \\fIpath\\fR, \\fIbytes\\fR.\n"
+    ".TP\n.B connecting, connected, lost, stalled\nA camera is tried, brings pictures, went away, "
+    "is silent: \\fIwhy\\fR, \\fIretry_ms\\fR, \\fItries\\fR, \\fIreconnections\\fR, "
+    "\\fIbytes\\fR, \\fIfiles\\fR.\n"
+    ".TP\n.B created\nA file was begun: \\fIpath\\fR, and \\fIstart\\fR of the recording in it.\n"
+    ".TP\n.B closed\nA file is complete: \\fIpath\\fR, \\fIstart\\fR, \\fIbytes\\fR.\n"
     ".TP\n.B snapshot\nA picture was stored: \\fIpath\\fR, \\fIbytes\\fR.\n"
-    ".TP\n.B deleted\nA full disk made the engine delete a file: \\fIpath\\fR.\n"
+    ".TP\n.B deleted\nA file was deleted, since the disks are full or it is older than it is "
+    "kept: \\fIpath\\fR, \\fIstart\\fR.\n"
     ".TP\n.B switched\nRecording goes on in another directory.\n"
     ".TP\n.B disk\\-full\nNo record directory has room.\n"
     ".TP\n.B write\\-failed\nA disk did not take what was to be written.\n"
@@ -128,7 +132,10 @@ constexpr const char* END =
     "\\fIhidden\\fR, \\fIfindings\\fR, \\fIwould_remove_files\\fR, \\fIclean\\fR.\n"
     ".SH SIGNALS\n"
     ".TP\n.B SIGINT, SIGTERM, SIGHUP\nEverything that is being written is closed and made durable, "
-    "then the command ends; a second one ends it at once. A closed terminal sends SIGHUP.\n"
+    "then the command ends; a second one ends it at once. A closed terminal sends SIGHUP. "
+    "\\fBrecord \\-\\-config\\fR, not on a terminal, reads the file again upon SIGHUP and takes "
+    "over "
+    "its cameras.\n"
     ".TP\n.B SIGPIPE\nIs ignored: recording goes on when whoever read its output has gone.\n"
     ".SH EXIT STATUS\n"
     ".TP\n.B 0\nDone.\n"
@@ -144,7 +151,8 @@ constexpr const char* END =
     ".TP\n.I DIR/RecordFile\nThe recordings of a record directory, and their index. The folder "
     "belongs to the engine: whatever does not follow its naming rules there is deleted when the "
     "index is repaired. \\fIDIR/BackupFile\\fR takes its place while it cannot be used.\n"
-    ".TP\n.I DIR/ImageFile\nThe snapshots.\n";
+    ".TP\n.I DIR/ImageFile\nThe snapshots.\n"
+    ".TP\n.I /etc/localstorage/record.toml\nWhat \\fIlocalstorage\\-record.service\\fR records.\n";
 
 }  // namespace
 

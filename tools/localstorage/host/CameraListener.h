@@ -15,11 +15,24 @@ enum class ECameraState {
     Ended       ///< for good
 };
 
+/// As events and numbers call it.
+const char* NameOf(ECameraState eState);
+
 /// What has been of a camera since it was started.
 struct cameraCounts {
     unsigned nTries = 0;        ///< since pictures came last
     unsigned nConnections = 0;  ///< that brought pictures
+    unsigned Reconnections() const { return nConnections > 1 ? nConnections - 1 : 0; }
     std::uint64_t nBytes = 0, nFiles = 0;
+};
+
+/// What can be told of a camera at any time.
+struct cameraStatus {
+    std::string strCamera;
+    ECameraState eState = ECameraState::Connecting;
+    unsigned nReconnections = 0;
+    std::uint64_t nBytes = 0, nFiles = 0;
+    std::chrono::system_clock::time_point tLastWrite;  ///< the epoch: none yet
 };
 
 /// A camera has gone over to a state.

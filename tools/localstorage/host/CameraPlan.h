@@ -8,6 +8,9 @@
 #include "base/Times.h"
 #include "media/StreamWriter.h"
 
+/// As many as an engine records at once.
+constexpr unsigned MOST_CAMERAS = 64;
+
 struct cameraPlan {
     std::string strCamera;
     std::string strInput;  ///< an address, or what stands for one (AddressOf)
@@ -16,6 +19,8 @@ struct cameraPlan {
     bool bRetry = false;        ///< files are read again and again, too
     bool bRealTime = true;      ///< files are read as fast as a camera would send them
     Seconds nSnapshotEvery{0};  ///< 0: no snapshots
+
+    bool operator==(const cameraPlan&) const = default;
 };
 
 #endif  // LOCALSTORAGE_TOOL_HOST_CAMERAPLAN_H

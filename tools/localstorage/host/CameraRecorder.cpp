@@ -1,5 +1,6 @@
 #include "host/CameraRecorder.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdio>
 #include <utility>
@@ -13,10 +14,15 @@ namespace {
 /// Reasons with numbers in them would never end.
 constexpr std::size_t MOST_REASONS = 8;
 
+cameraPlan WithHeartbeat(cameraPlan stPlan, CHeartbeat& objHeartbeat) {
+    stPlan.stOptions.pHeartbeat = &objHeartbeat;
+    return stPlan;
+}
+
 }  // namespace
 
 CCameraRecorder::CCameraRecorder(cameraPlan stPlan, CHost& objHost, CCameraListener& objListener)
-    : m_stPlan(std::move(stPlan)),
+    : m_stPlan(WithHeartbeat(std::move(stPlan), m_objHeartbeat)),
       m_objHost(objHost),
       m_objListener(objListener),
       m_objSnapshots(m_stPlan, objHost, objListener),
@@ -30,7 +36,7 @@ CCameraRecorder::~CCameraRecorder() {
 void CCameraRecorder::Run() {
     while (TryOnce()) continue;
     const char* pReason = m_bFailed ? "failed" : m_bStop ? "stopped" : "end of input";
-    SetState(m_bFailed ? "failed" : "ended");
+    SetState(ECameraState::Ended, m_bFailed ? "failed" : "ended");
     Tell(ECameraState::Ended, pReason);
     m_bDone = true;
 }
@@ -38,8 +44,10 @@ void CCameraRecorder::Run() {
 /// False when it was the last one. A camera that stays away is not told every time.
 bool CCameraRecorder::TryOnce() {
     const unsigned nTry = ++m_nTries;
-    SetState(nTry == 1 ? "connecting"
-                       : "connecting, try " + std::to_string(nTry) + ": " + m_strWhy);
+    m_objHeartbeat.Beat();
+    SetState(
+        ECameraState::Connecting,
+        nTry == 1 ? "connecting" : "connecting, try " + std::to_string(nTry) + ": " + m_strWhy);
     if (std::has_single_bit(nTry)) Tell(ECameraState::Connecting, m_strWhy);
     try {
         Record();
@@ -67,12 +75,14 @@ void CCameraRecorder::Record() {
 }
 
 void CCameraRecorder::Note(std::size_t nWritten) {
+    m_objHeartbeat.Beat();
+    if (nWritten > 0) m_tLastWrite = std::chrono::system_clock::now();
     m_nBytes += nWritten;
     m_nFileBytes += nWritten;
     if (m_optConnected) return;
     m_optConnected = Clock::now();
     ++m_nConnections;
-    SetState("");
+    SetState(ECameraState::Connected, "");
     Tell(ECameraState::Connected);
     m_nTries = 0;
     m_strWhy.clear();
@@ -98,11 +108,14 @@ bool CCameraRecorder::GoDown(ECameraState eState, const std::string& strWhy) {
                           std::generate_canonical<double, 32>(m_objRandom));
     m_optConnected.reset();
     m_strWhy = strWhy;
-    SetState((eState == ECameraState::Stalled ? "stalled: " : "lost: ") + strWhy);
+    SetState(eState, (eState == ECameraState::Stalled ? "stalled: " : "lost: ") + strWhy);
     if (m_setToldReasons.size() < MOST_REASONS && m_setToldReasons.insert(strWhy).second) {
         Tell(eState, strWhy, nWait);
     }
-    WaitUntil(tNow + nWait, m_bStop);
+    for (const auto tDue = tNow + nWait; !m_bStop && Clock::now() < tDue;) {
+        m_objHeartbeat.Beat();
+        WaitUntil(std::min(tDue, Clock::now() + std::chrono::seconds(1)), m_bStop);
+    }
     return !m_bStop;
 }
 
@@ -114,9 +127,16 @@ void CCameraRecorder::Tell(ECameraState eState, const std::string& strWhy, CBack
                             nWait});
 }
 
-void CCameraRecorder::SetState(const std::string& strState) {
+void CCameraRecorder::SetState(ECameraState eState, const std::string& strShown) {
     const std::lock_guard stLock(m_mtxShown);
-    m_strState = strState;
+    m_eState = eState;
+    m_strState = strShown;
+}
+
+cameraStatus CCameraRecorder::Status() {
+    const std::lock_guard stLock(m_mtxShown);
+    return {m_stPlan.strCamera, m_eState, cameraCounts{0, m_nConnections}.Reconnections(),
+            m_nBytes,           m_nFiles, m_tLastWrite};
 }
 
 void CCameraRecorder::OnFileCreated(const std::string& strPath) {

@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "base/Heartbeat.h"
 #include "host/Backoff.h"
 #include "host/CameraListener.h"
 #include "host/CameraPlan.h"
@@ -38,6 +39,9 @@ public:
     bool IsDone() const { return m_bDone; }
     /// It ended by a failure, or never brought a picture.
     bool HasFailed() const { return m_bFailed || m_nConnections == 0; }
+    /// How long its thread has not answered.
+    CHeartbeat::Clock::duration Silence() const { return m_objHeartbeat.Age(); }
+    cameraStatus Status();
     /// State, file, size and rate since the last call, for the terminal.
     std::string LiveLine();
 
@@ -51,9 +55,10 @@ private:
     bool ComesBack() const;
     bool GoDown(ECameraState eState, const std::string& strWhy);
     void Tell(ECameraState eState, const std::string& strWhy = {}, CBackoff::Span nWait = {});
-    void SetState(const std::string& strState);
+    void SetState(ECameraState eState, const std::string& strShown);
     double Rate();
 
+    CHeartbeat m_objHeartbeat;
     const cameraPlan m_stPlan;
     CHost& m_objHost;
     CCameraListener& m_objListener;
@@ -71,8 +76,10 @@ private:
 
     std::atomic<unsigned> m_nTries = 0, m_nConnections = 0;
     std::atomic<std::uint64_t> m_nBytes = 0, m_nFileBytes = 0, m_nFiles = 0;
+    std::atomic<std::chrono::system_clock::time_point> m_tLastWrite{};
     std::mutex m_mtxShown;
-    std::string m_strFile;   ///< being written; guarded by m_mtxShown
+    ECameraState m_eState = ECameraState::Connecting;  ///< guarded by m_mtxShown
+    std::string m_strFile;                             ///< being written; guarded by m_mtxShown
     std::string m_strState;  ///< for the terminal, empty while pictures come; guarded by m_mtxShown
 
     std::uint64_t m_nShownBytes = 0;  ///< for the rate on the terminal

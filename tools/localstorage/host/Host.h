@@ -26,7 +26,7 @@ struct hostEvent {
 using EventHandler = std::function<void(const hostEvent&)>;
 
 struct hostSettings {
-    std::vector<std::string> vDirs;
+    std::vector<std::string> vDirs = {};
     LocalStorageType eLayout = LOCAL_STORAGE_REMOTE_BACKUP;
     bool bAnalyze = false;
     bool bCyclic = false;

@@ -173,16 +173,20 @@ bool IsInputOption(const std::string& strName) {
                        AV_OPT_SEARCH_CHILDREN | AV_OPT_SEARCH_FAKE_OBJ) != nullptr;
 }
 
-CInputGuard::CInputGuard(const std::atomic<bool>* pStop, std::chrono::seconds nOpening,
-                         std::chrono::seconds nStall)
-    : m_pStop(pStop), m_nStall(nStall) {
-    Expect(nOpening);
+CInputGuard::CInputGuard(const std::atomic<bool>* pStop, const mediaOptions& stOptions)
+    : m_pStop(pStop), m_nStall(stOptions.nStall), m_pHeartbeat(stOptions.pHeartbeat) {
+    Expect(stOptions.nOpening);
 }
 
 void CInputGuard::Expect(std::chrono::seconds nPatience) {
     if (m_bSilent) return;
     m_nPatience = nPatience;
     m_tDeadline = std::chrono::steady_clock::now() + nPatience;
+}
+
+bool CInputGuard::EndsWaiting() {
+    if (m_pHeartbeat) m_pHeartbeat->Beat();
+    return IsStopped() || IsSilent();
 }
 
 bool CInputGuard::IsSilent() {
@@ -211,7 +215,7 @@ openMedia OpenMedia(const std::string& strAddress, const std::atomic<bool>* pSto
                     const mediaOptions& stOptions) {
     openMedia stMedia;
     stMedia.strName = WithoutPassword(strAddress);
-    stMedia.pGuard = std::make_unique<CInputGuard>(pStop, stOptions.nOpening, stOptions.nStall);
+    stMedia.pGuard = std::make_unique<CInputGuard>(pStop, stOptions);
     OpenContainer(OpenPipe(strAddress, stMedia), stOptions, stMedia);
     // What came before a stop or a silence is kept, and read before they are noticed.
     const int nResult = avformat_find_stream_info(stMedia.pFormat.get(), nullptr);

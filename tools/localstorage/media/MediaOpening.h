@@ -15,6 +15,7 @@
 #include "base/Address.h"
 #include "base/Failure.h"
 #include "base/Fifo.h"
+#include "base/Heartbeat.h"
 #include "media/Ffmpeg.h"
 
 /// How a stream comes.
@@ -43,6 +44,9 @@ struct mediaOptions {
     /// Handed to FFmpeg, the later of a name counts; what the input does not know is ignored.
     std::vector<std::pair<std::string, std::string>> vForInput = {{"rtsp_transport", "tcp"}};
     EAudio eAudio = EAudio::No;
+    CHeartbeat* pHeartbeat = nullptr;  ///< unless null: beats while an input is waited for
+
+    bool operator==(const mediaOptions&) const = default;
 };
 
 /// Nothing came for too long.
@@ -56,8 +60,7 @@ public:
 class CInputGuard {
 public:
     /// `pStop` may be null.
-    CInputGuard(const std::atomic<bool>* pStop, std::chrono::seconds nOpening,
-                std::chrono::seconds nStall);
+    CInputGuard(const std::atomic<bool>* pStop, const mediaOptions& stOptions);
 
     /// A packet is waited for from now on.
     void Rearm() { Expect(m_nStall); }
@@ -67,7 +70,8 @@ public:
     bool IsStopped() const { return m_pStop && *m_pStop; }
     /// Once silent it stays so, so that what was read is handed out without waiting for more.
     bool IsSilent();
-    bool EndsWaiting() { return IsStopped() || IsSilent(); }
+    /// Asked again and again by whatever waits.
+    bool EndsWaiting();
     std::chrono::seconds Patience() const { return m_nPatience; }
 
 private:
@@ -75,6 +79,7 @@ private:
 
     const std::atomic<bool>* m_pStop;
     const std::chrono::seconds m_nStall;
+    CHeartbeat* const m_pHeartbeat;
     std::chrono::seconds m_nPatience{0};
     std::chrono::steady_clock::time_point m_tDeadline;
     bool m_bSilent = false;

@@ -4,6 +4,8 @@
 #ifndef LOCALSTORAGE_TOOL_MEDIA_STREAMWRITER_H
 #define LOCALSTORAGE_TOOL_MEDIA_STREAMWRITER_H
 
+#include <string>
+
 #include "media/TransportWriter.h"
 #include "media/UtcClock.h"
 
@@ -12,6 +14,8 @@ struct streamForm {
     std::string strContainer = "ts";  ///< a transport stream; "es": video as the bare byte stream
     bool bAudio = true;               ///< in a transport stream only
     bool bStamps = true;
+
+    bool operator==(const streamForm&) const = default;
 
     bool IsTransport() const { return strContainer == "ts"; }
     EAudio Audio() const { return IsTransport() && bAudio ? EAudio::Yes : EAudio::No; }

@@ -34,8 +34,7 @@ void DeleteOldFiles(const std::vector<oldFile>& vFiles,
     std::set<std::string> setCameras, setDays;
     for (const oldFile& st : vFiles) {
         std::error_code stError;
-        std::filesystem::remove(st.Path(), stError);
-        fnTold(st, stError);
+        if (std::filesystem::remove(st.Path(), stError) || stError) fnTold(st, stError);
         setCameras.insert(st.CameraPath());
         setDays.insert(st.DayPath());
     }

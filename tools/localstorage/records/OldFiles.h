@@ -16,7 +16,7 @@
 std::vector<oldFile> FindOldFiles(const std::vector<std::string>& vDirs, StoreFileType eKind);
 
 /// Deletes the files, and the folders in which nothing but files of the index is left. Each file is
-/// told with what the system says, also one that was gone already.
+/// told with what the system says, but for one that was gone already.
 void DeleteOldFiles(const std::vector<oldFile>& vFiles,
                     const std::function<void(const oldFile&, const std::error_code&)>& fnTold);
 

@@ -2,31 +2,13 @@
 
 #include "base/Text.h"
 #include "base/Times.h"
+#include "records/RecordingName.h"
 #include "records/Tree.h"
 #include "screen/Terminal.h"
 
 namespace {
 
 constexpr auto QUIET = std::chrono::seconds(10);
-
-const char* NameOf(ECameraState eState) {
-    switch (eState) {
-        case ECameraState::Connecting:
-            return "connecting";
-        case ECameraState::Connected:
-            return "connected";
-        case ECameraState::Lost:
-            return "lost";
-        case ECameraState::Stalled:
-            return "stalled";
-        default:
-            return "ended";
-    }
-}
-
-unsigned Reconnections(const cameraCounts& st) {
-    return st.nConnections > 1 ? st.nConnections - 1 : 0;
-}
 
 std::string TextOf(const cameraChange& st) {
     const cameraCounts& stCounts = st.stCounts;
@@ -39,7 +21,7 @@ std::string TextOf(const cameraChange& st) {
         case ECameraState::Connected:
             return "after " + Count(stCounts.nTries, "try", "tries") +
                    (stCounts.nConnections > 1
-                        ? ", reconnection " + std::to_string(Reconnections(stCounts))
+                        ? ", reconnection " + std::to_string(stCounts.Reconnections())
                         : "");
         case ECameraState::Ended:
             return st.strWhy + ", " + strStored;
@@ -48,6 +30,12 @@ std::string TextOf(const cameraChange& st) {
                    Count(static_cast<std::uint64_t>((st.nWait.count() + 500) / 1000), "second") +
                    "; " + strStored + " so far";
     }
+}
+
+/// When a recording begins, as its name says; empty for other files.
+std::string StartOf(const std::string& strPath) {
+    const auto stName = ParseRecordingName(strPath.substr(strPath.rfind('/') + 1));
+    return stName ? FormatIso(MomentsOf(stName->tStart).tFirst) : "";
 }
 
 }  // namespace
@@ -62,64 +50,89 @@ bool CEventPrinter::IsToldAlready(const std::string& strCamera) {
 void CEventPrinter::Print(const hostEvent& st) {
     switch (st.nMessage) {
         case MESSAGEVALUE_CREATEFILE:
-            return Print("created", st.strCamera, st.strPath, {{"path", st.strPath}});
+            return Tell({.strName = "created",
+                         .strCamera = st.strCamera,
+                         .strText = st.strPath,
+                         .strPath = st.strPath});
         case MESSAGEVALUE_CLOSEFILE: {
             const std::uint64_t nBytes = FileSize(st.strPath);
-            return Print("closed", st.strCamera, st.strPath + "  " + FormatBytes(nBytes),
-                         {{"path", st.strPath}, {"bytes", nBytes}});
+            return Tell({.strName = "closed",
+                         .strCamera = st.strCamera,
+                         .strText = st.strPath + "  " + FormatBytes(nBytes),
+                         .strPath = st.strPath,
+                         .optBytes = nBytes});
         }
         case MESSAGEVALUE_DELETEFILE:
-            return Print("deleted", "", st.strPath, {{"path", st.strPath}});
+            return Tell({.strName = "deleted", .strText = st.strPath, .strPath = st.strPath});
         case MESSAGEVALUE_DISKFULL:
-            return Print("disk-full", st.strCamera, "no record directory has room", {});
+            return Tell({.strName = "disk-full",
+                         .strCamera = st.strCamera,
+                         .strText = "no record directory has room"});
         case MESSAGEVALUE_SWITCHDISK:
-            return Print("switched", "",
-                         st.strPath + "  " + FormatBytes(st.nUsableMiB << 20) + " free",
-                         {{"dir", st.strPath}, {"free_bytes", st.nUsableMiB << 20}});
+            return Tell({.strName = "switched",
+                         .strText = st.strPath + "  " + FormatBytes(st.nUsableMiB << 20) + " free",
+                         .vMore = {{"dir", st.strPath}, {"free_bytes", st.nUsableMiB << 20}}});
         case MESSAGEVALUE_WRITEFAIL:
             if (IsToldAlready(st.strCamera)) return;
-            return Print("write-failed", st.strCamera,
-                         ErrorText(st.nError) + "; goes on trying with every picture",
-                         {{"error", ErrorText(st.nError)}, {"errno", st.nError}});
+            return Tell({.strName = "write-failed",
+                         .strCamera = st.strCamera,
+                         .strText = ErrorText(st.nError) + "; goes on trying with every picture",
+                         .vMore = {{"error", ErrorText(st.nError)}, {"errno", st.nError}}});
         default:
             return;
     }
 }
 
 void CEventPrinter::OnChange(const cameraChange& st) {
-    JsonObject vData;
+    const cameraCounts& stCounts = st.stCounts;
+    event stEvent{.strName = NameOf(st.eState),
+                  .strCamera = st.strCamera,
+                  .strText = TextOf(st),
+                  .optBytes = stCounts.nBytes};
     if (!st.strWhy.empty()) {
-        vData.emplace_back(st.eState == ECameraState::Ended ? "reason" : "why", st.strWhy);
+        stEvent.vMore.emplace_back(st.eState == ECameraState::Ended ? "reason" : "why", st.strWhy);
     }
     const auto nRetryMs = static_cast<std::uint64_t>(st.nWait.count());
-    if (nRetryMs > 0) vData.emplace_back("retry_ms", nRetryMs);
-    const cameraCounts& stCounts = st.stCounts;
-    vData.insert(vData.end(), {{"tries", stCounts.nTries},
-                               {"reconnections", Reconnections(stCounts)},
-                               {"bytes", stCounts.nBytes},
-                               {"files", stCounts.nFiles}});
-    Print(NameOf(st.eState), st.strCamera, TextOf(st), vData);
+    if (nRetryMs > 0) stEvent.vMore.emplace_back("retry_ms", nRetryMs);
+    stEvent.vMore.insert(stEvent.vMore.end(), {{"tries", stCounts.nTries},
+                                               {"reconnections", stCounts.Reconnections()},
+                                               {"files", stCounts.nFiles}});
+    Tell(stEvent);
 }
 
 void CEventPrinter::OnSnapshot(const std::string& strCamera, const std::string& strPath,
                                std::uint64_t nBytes) {
-    Print("snapshot", strCamera, strPath, {{"path", strPath}, {"bytes", nBytes}});
+    Tell({.strName = "snapshot",
+          .strCamera = strCamera,
+          .strText = strPath,
+          .strPath = strPath,
+          .optBytes = nBytes});
 }
 
 void CEventPrinter::OnTrouble(const std::string& strCamera, const std::string& strText) {
     PrintMessage(strCamera + ": " + strText);
 }
 
-void CEventPrinter::Print(const std::string& strName, const std::string& strCamera,
-                          const std::string& strText, const JsonObject& vData) const {
+void CEventPrinter::Tell(const event& st) const {
     const UtcTime tNow = Now();
+    const std::string strStart = StartOf(st.strPath);
+    if (m_pHook) {
+        m_pHook->Post({{"LOCALSTORAGE_EVENT", st.strName},
+                       {"LOCALSTORAGE_CAMERA", st.strCamera},
+                       {"LOCALSTORAGE_PATH", st.strPath},
+                       {"LOCALSTORAGE_START", strStart},
+                       {"LOCALSTORAGE_BYTES", st.optBytes ? std::to_string(*st.optBytes) : ""}});
+    }
     if (!m_bJson) {
-        PrintLine(FormatClock(tNow) + "  " + PadToWidth(strName, 12) + "  " +
-                  PadToWidth(strCamera, 8) + "  " + strText);
+        PrintLine((m_bTimes ? FormatClock(tNow) + "  " : "") + PadToWidth(st.strName, 12) + "  " +
+                  PadToWidth(st.strCamera, 8) + "  " + st.strText);
         return;
     }
-    JsonObject vAll = {{"event", strName}, {"time", FormatIso(tNow)}};
-    if (!strCamera.empty()) vAll.emplace_back("camera", strCamera);
-    vAll.insert(vAll.end(), vData.begin(), vData.end());
+    JsonObject vAll = {{"event", st.strName}, {"time", FormatIso(tNow)}};
+    if (!st.strCamera.empty()) vAll.emplace_back("camera", st.strCamera);
+    if (!st.strPath.empty()) vAll.emplace_back("path", st.strPath);
+    if (!strStart.empty()) vAll.emplace_back("start", strStart);
+    if (st.optBytes) vAll.emplace_back("bytes", *st.optBytes);
+    vAll.insert(vAll.end(), st.vMore.begin(), st.vMore.end());
     PrintJson(vAll);
 }

@@ -6,16 +6,21 @@
 
 #include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "host/CameraListener.h"
+#include "host/EventHook.h"
 #include "host/Host.h"
 #include "screen/Json.h"
 
 /// Any thread; the engine's messages come one at a time.
 class CEventPrinter : public CCameraListener {
 public:
-    explicit CEventPrinter(bool bJson) : m_bJson(bJson) {}
+    /// In words, with the time of day where `bTimes`; or as NDJSON. `pHook`, unless null, gets the
+    /// same events and must outlive the object.
+    explicit CEventPrinter(bool bJson, bool bTimes = true, CEventHook* pHook = nullptr)
+        : m_bJson(bJson), m_bTimes(bTimes), m_pHook(pHook) {}
 
     /// A message of the engine. Of a camera whose writes fail again and again, only one message in
     /// ten seconds is told.
@@ -29,12 +34,19 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    /// Prints an event: its name, its camera, and its data in words and as JSON.
-    void Print(const std::string& strName, const std::string& strCamera, const std::string& strText,
-               const JsonObject& vData) const;
+    struct event {
+        std::string strName, strCamera = {};
+        std::string strText = {};  ///< its data, in words
+        std::string strPath = {};
+        std::optional<std::uint64_t> optBytes = {};
+        JsonObject vMore = {};
+    };
+
+    void Tell(const event& st) const;
     bool IsToldAlready(const std::string& strCamera);
 
-    bool m_bJson;
+    const bool m_bJson, m_bTimes;
+    CEventHook* const m_pHook;
     std::map<std::string, Clock::time_point> m_mQuietUntil;
 };
 

@@ -1,0 +1,11 @@
+#include "base/ServiceManager.h"
+
+void TellServiceManager(const std::string&) {}
+
+std::chrono::microseconds WatchdogTime() {
+    return std::chrono::microseconds(0);
+}
+
+bool IsReadByJournal(outputStream) {
+    return false;
+}
