@@ -6,9 +6,18 @@
 #include <cstdint>
 #include <string>
 
+#include "Osl/Osl.h"
+
 /// Makes the directory and those above it, open to every user where it was not there before.
 /// Returns 0, or the system's error number.
 int MakeRecordDirectory(const std::string& strDir);
+
+/// The attributes of a path, or of its nearest existing parent. The root always has some.
+bool GetNearestInfo(std::string strPath, OSL_FINFO_S& stInfo);
+
+/// Whether a path, or its nearest existing parent, lies on the root's file system: no disk is
+/// mounted there.
+bool LiesOnRootDisk(const std::string& strPath);
 
 /// Where a directory lies and how much is free there, which several directories may share.
 struct diskRoom {

@@ -7,6 +7,7 @@
 #include "FileSystem/FileSystem.h"
 #include "Log/LogText.h"
 #include "RecordTree/Names.h"
+#include "RecordTree/RecordDirectory.h"
 
 namespace {
 
@@ -14,17 +15,6 @@ void LogFailure(const char* pWhat, const std::string& strPath) {
     char szError[128];
     LogText("[wtb][CRecordDir] %s, strRecDir [%s], error [%s]", pWhat, strPath.c_str(),
             OSL_ErrorText(OSL_GetSystemLastError(), szError, sizeof(szError)));
-}
-
-// The attributes of a path, or of its nearest existing parent. The root always has some.
-bool GetNearestInfo(std::string strPath, OSL_FINFO_S& stInfo) {
-    while (OSL_GetTargetInfo(strPath.empty() ? "/" : strPath.c_str(), stInfo) != 0) {
-        const int nError = OSL_GetSystemLastError();
-        const std::size_t nSlash = WithoutTrailingSlashes(strPath).rfind('/');
-        if ((nError != ENOENT && nError != ENOTDIR) || nSlash == std::string::npos) return false;
-        strPath.resize(nSlash);
-    }
-    return true;
 }
 
 // Whether one of the directories above lies on this file system.
@@ -52,7 +42,7 @@ CRecordDir::~CRecordDir() = default;
 
 void CRecordDir::Make() {
     const std::string strDir = m_strPath + "/";
-    if (m_bRequireMount && LiesOnRootDisk()) {
+    if (m_bRequireMount && LiesOnRootDisk(m_strPath)) {
         LogText("[wtb][CRecordDir] no disk is mounted there yet, strRecDir [%s]",
                 m_strPath.c_str());
         OSL_FINFO_S stInfo;
@@ -67,12 +57,6 @@ void CRecordDir::Make() {
     OSL_Guard guard(m_mtx);
     m_bEmpty = HoldsNothing();  // first: what is mounted in between is what is remembered
     m_identity = GetIdentity();
-}
-
-bool CRecordDir::LiesOnRootDisk() const {
-    OSL_FINFO_S stInfo, stRoot;
-    return GetNearestInfo(m_strPath, stInfo) && OSL_GetTargetInfo("/", stRoot) == 0 &&
-           stInfo.nDevice == stRoot.nDevice;
 }
 
 bool CRecordDir::AwaitsMount() {

@@ -77,7 +77,6 @@ private:
     };
 
     std::optional<Identity> GetIdentity() const;
-    bool LiesOnRootDisk() const;
     bool HoldsNothing() const;
     bool IsSameDisk() const OSL_REQUIRES(m_mtx);
     bool IsMountedOver() const OSL_REQUIRES(m_mtx);

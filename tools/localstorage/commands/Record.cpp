@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
 #include "base/ServiceManager.h"
 #include "base/System.h"
@@ -36,7 +37,8 @@ constexpr const char* EXAMPLES =
     "until Ctrl-C, which closes every file, or for --duration. When one ends, fails, stays silent\n"
     "or cannot be opened, it is tried again after 1, 2, 4 and so on up to 30 seconds, for ever.\n"
     "Files and standard input are recorded to their end once, unless --retry is given.\n"
-    "The exit code is 1 when one of those failed, or a camera never brought a picture.\n\n"
+    "The exit code is 1 when one of those failed, or a camera had brought no picture by "
+    "--duration.\n\n"
     "So that no password shows in a list of processes, INPUT may be address-file:PATH, which is\n"
     "read for every try and holds the address in its first line, or env:NAME, a variable. In an\n"
     "address, a slash in a password is written %2F, an @ %40.\n\n"
@@ -93,6 +95,7 @@ public:
     }
 
     bool HasFailed() { return m_objCameras.HasFailed(); }
+    bool LacksCamera() { return m_objCameras.LacksCamera(); }
 
 private:
     void OnEvent(const hostEvent& stEvent) {
@@ -159,6 +162,23 @@ private:
     std::optional<CPeriodic> m_optExpiring, m_optMeasuring;  ///< last: they use everything above
 };
 
+/// Makes the record directories, but for those whose disk is not mounted yet, which are told.
+std::vector<std::string> PrepareDirs(const recordOptions& st) {
+    std::vector<std::string> vPrepared;
+    for (const std::string& strGiven : st.vDirs) {
+        if (st.stHost.bRequireMount && LiesOnRootDisk(strGiven)) {
+            PrintMessage(strGiven + ": no disk is mounted there; it is used once one is");
+            vPrepared.push_back(strGiven.substr(0, strGiven.find_last_not_of('/') + 1));
+            continue;
+        }
+        MakeRecordDirs({strGiven});
+        const auto vExisting = ExistingDirs({strGiven});
+        RefuseOtherLayout(vExisting, LOCAL_STORAGE_CLIENT);
+        vPrepared.insert(vPrepared.end(), vExisting.begin(), vExisting.end());
+    }
+    return vPrepared;
+}
+
 int Run(recordOptions& st) {
     const std::atomic<bool>& bStop = CatchStopSignals();
     if (!st.stConfig.strPath.empty() && !IsTerminal(outputStream::ERR)) CatchReloadSignal();
@@ -167,17 +187,17 @@ int Run(recordOptions& st) {
         std::cout << ConfigText(st);
         return EXIT_OK;
     }
-    MakeRecordDirs(st.vDirs);
-    st.stHost.vDirs = ExistingDirs(st.vDirs);
+    st.stHost.vDirs = PrepareDirs(st);
     st.stHost.eDeleteKind = FileKindOf(st.strDeleteKind);
     st.stHost.nChannels = MOST_CAMERAS;
-    RefuseOtherLayout(st.stHost.vDirs, LOCAL_STORAGE_CLIENT);
     if (st.stHost.vDirs.size() > 1 && !st.stHost.bCyclic) {
         PrintMessage("without --cyclic only " + st.stHost.vDirs[0] + " is recorded on");
     }
     CRecording objRecording(st);
     objRecording.Run(bStop);
-    return objRecording.HasFailed() ? EXIT_FAILED : EXIT_OK;
+    // Who is stopped while a camera is away has not failed.
+    return objRecording.HasFailed() || (!bStop && objRecording.LacksCamera()) ? EXIT_FAILED
+                                                                              : EXIT_OK;
 }
 
 }  // namespace

@@ -110,6 +110,9 @@ std::vector<option> FixedOptions(recordOptions& st) {
             SpanOption("--duration", st.strDuration, "Stop after this time"),
             {"--cyclic", &st.stHost.bCyclic,
              "When a disk is full, go on with the next record directory that has room"},
+            {"--require-mount", &st.stHost.bRequireMount,
+             "Take a record directory on the system's own disk for one whose disk is not mounted "
+             "yet: record on the others, and there once it is"},
             AutoDeleteOption(st.stHost.bAutoDelete),
             FileKindOption("--delete-kind", st.strDeleteKind),
             {.strNames = "--on-event",

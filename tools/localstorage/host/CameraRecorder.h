@@ -37,8 +37,9 @@ public:
 
     /// Nothing more will come. A live camera that was not stopped is never done.
     bool IsDone() const { return m_bDone; }
-    /// It ended by a failure, or never brought a picture.
-    bool HasFailed() const { return m_bFailed || m_nConnections == 0; }
+    /// It ended by a failure.
+    bool HasFailed() const { return m_bFailed; }
+    bool HasBroughtPictures() const { return m_nConnections > 0; }
     /// How long its thread has not answered.
     CHeartbeat::Clock::duration Silence() const { return m_objHeartbeat.Age(); }
     cameraStatus Status();

@@ -43,6 +43,12 @@ bool CCameraSet::HasFailed() {
                        [](const camera& st) { return st.objRecorder.HasFailed(); });
 }
 
+bool CCameraSet::LacksCamera() {
+    const std::lock_guard lock(m_mtx);
+    return std::any_of(m_lsCameras.begin(), m_lsCameras.end(),
+                       [](const camera& st) { return !st.objRecorder.HasBroughtPictures(); });
+}
+
 std::vector<std::string> CCameraSet::LiveLines() {
     const std::lock_guard lock(m_mtx);
     std::vector<std::string> vLines;

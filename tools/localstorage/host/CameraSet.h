@@ -27,6 +27,8 @@ public:
     void Stop();
     bool IsDone();
     bool HasFailed();
+    /// Whether one of them has never brought a picture.
+    bool LacksCamera();
     std::vector<std::string> LiveLines();
     std::vector<cameraStatus> Status();
     /// How long the thread has not answered that has answered least.

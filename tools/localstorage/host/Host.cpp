@@ -115,6 +115,7 @@ CHost::~CHost() {
 
 void CHost::Start() {
     SetStorageOption(STORAGE_OPTION_SYNC_INTERVAL, static_cast<int>(m_stSettings.nSyncEvery));
+    SetStorageOption(STORAGE_OPTION_REQUIRE_MOUNT, m_stSettings.bRequireMount);
     tagStoreInfo st;
     st.nMaxChannels = m_stSettings.nChannels;
     st.bAnalyze = m_stSettings.bAnalyze;

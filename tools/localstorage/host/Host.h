@@ -31,6 +31,7 @@ struct hostSettings {
     bool bAnalyze = false;
     bool bCyclic = false;
     bool bAutoDelete = false;
+    bool bRequireMount = false;  ///< directories on the root's disk are waited for
     StoreFileType eDeleteKind = STORE_FILE_RECORD;
     unsigned nChannels = 0;
     unsigned nFileSize = 256;    ///< MiB

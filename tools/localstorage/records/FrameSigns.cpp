@@ -151,13 +151,13 @@ std::optional<std::uint16_t> FindVideoPid(CPackets objPackets) {
 
 }  // namespace
 
-streamForm RecogniseForm(Bytes stHead) {
+recordedForm RecogniseForm(Bytes stHead) {
     const CPackets objPackets(stHead);
     if (objPackets.Found()) {
         const auto nPid = FindVideoPid(objPackets);
-        return nPid ? streamForm{streamKind::TRANSPORT, *nPid, {}} : streamForm{};
+        return nPid ? recordedForm{streamKind::TRANSPORT, *nPid, {}} : recordedForm{};
     }
-    streamForm stForm;
+    recordedForm stForm;
     ForEachUnit(stHead, [&](Bytes stUnit) {
         if (!stUnit.empty() && stUnit[0] == PACK) {
             stForm.eKind = streamKind::PROGRAM;
@@ -170,7 +170,7 @@ streamForm RecogniseForm(Bytes stHead) {
     return stForm;
 }
 
-std::vector<frameSign> FindFrames(const streamForm& stForm, Bytes stBytes) {
+std::vector<frameSign> FindFrames(const recordedForm& stForm, Bytes stBytes) {
     switch (stForm.eKind) {
         case streamKind::TRANSPORT:
             return FindInPackets(stForm.nVideoPid, stBytes);

@@ -23,14 +23,14 @@ enum class streamKind {
 };
 
 /// What has to be known of a recording to read a piece of it.
-struct streamForm {
+struct recordedForm {
     streamKind eKind = streamKind::UNKNOWN;
     std::uint16_t nVideoPid = 0;      ///< of a transport stream
     ECodec eCodec = ECodec::Unknown;  ///< of a raw stream
 };
 
 /// By the beginning of a recording.
-streamForm RecogniseForm(std::span<const std::uint8_t> stHead);
+recordedForm RecogniseForm(std::span<const std::uint8_t> stHead);
 
 /// A frame of a raw stream, or a PES packet of video.
 struct frameSign {
@@ -39,6 +39,7 @@ struct frameSign {
 };
 
 /// In the order in which they stand there.
-std::vector<frameSign> FindFrames(const streamForm& stForm, std::span<const std::uint8_t> stBytes);
+std::vector<frameSign> FindFrames(const recordedForm& stForm,
+                                  std::span<const std::uint8_t> stBytes);
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_FRAMESIGNS_H

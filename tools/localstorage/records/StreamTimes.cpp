@@ -108,7 +108,7 @@ std::optional<UtcTime> ContainerEnd(const Frames& vTail) {
 /// Of a recording whose head holds these frames.
 class CTail {
 public:
-    CTail(CBytes& objBytes, const streamForm& stForm, const Frames& vHead)
+    CTail(CBytes& objBytes, const recordedForm& stForm, const Frames& vHead)
         : m_objBytes(objBytes),
           m_stForm(stForm),
           m_bStamps(std::any_of(vHead.begin(), vHead.end(), HasStamp)),
@@ -133,7 +133,7 @@ private:
     }
 
     CBytes& m_objBytes;
-    const streamForm m_stForm;
+    const recordedForm m_stForm;
     const bool m_bStamps;
     const FrameIterator m_itHead;
     const bool m_bPts;
@@ -185,7 +185,7 @@ private:
 streamTimes ReadStreamTimes(const std::string& strPath, std::uint64_t nBytes) {
     CBytes objBytes(strPath, nBytes);
     const auto stHead = objBytes.Read(0, HEAD);
-    const streamForm stForm = RecogniseForm(stHead);
+    const recordedForm stForm = RecogniseForm(stHead);
     const Frames vHead = FindFrames(stForm, stHead);
     streamTimes st;
     if (vHead.empty()) return st;
