@@ -178,7 +178,7 @@ TEST(PrunePlan, WholeDaysUntilEveryDiskHasRoom) {
 
 // What Prometheus cannot read is an alarm that never rings.
 TEST(Metrics, AreWhatPrometheusReads) {
-    const cameraStatus stDoor{
+    const liveCamera stDoor{
         "do\"or", ECameraState::Lost,
         2,        1000,
         3,        std::chrono::system_clock::time_point(std::chrono::milliseconds(5025))};

@@ -7,7 +7,7 @@
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "screen/Findings.h"
-#include "screen/Json.h"
+#include "screen/RecordsJson.h"
 #include "screen/Table.h"
 #include "screen/Terminal.h"
 
@@ -25,36 +25,6 @@ constexpr const char* EXAMPLES =
     "names\n"
     "no end, it is as long as its stream says. \"end_from\" of --json tells which. Exit code 3:\n"
     "nothing found.";
-
-const char* LayoutName(LocalStorageType eLayout) {
-    return eLayout == LOCAL_STORAGE_CLIENT ? "client" : "remote-backup";
-}
-
-const char* SourceName(endSource eSource) {
-    switch (eSource) {
-        case endSource::NAME:
-            return "name";
-        case endSource::STAMP:
-            return "stamp";
-        case endSource::STREAM:
-            return "stream";
-        case endSource::LAST_CHANGE:
-            return "next file or last change";
-    }
-    return "";
-}
-
-void PrintAsJson(const recording& st) {
-    PrintJson({{"camera", st.strCamera},
-               {"start", FormatIso(st.tStart)},
-               {"end", FormatIso(st.tEnd)},
-               {"end_from", SourceName(st.eEnd)},
-               {"type", st.IsClient() ? CJson(nullptr) : CJson(st.stName.nType)},
-               {"layout", LayoutName(st.stName.eLayout)},
-               {"bytes", st.nBytes},
-               {"dir", st.strDir},
-               {"path", st.Path()}});
-}
 
 void PrintAsTable(const std::vector<recording>& vFound) {
     CTable objTable({{"START"},
@@ -83,7 +53,7 @@ int Run(const selection& stSelection, bool bJson) {
         return EXIT_NOTHING_FOUND;
     }
     if (bJson) {
-        for (const recording& st : vFound) PrintAsJson(st);
+        for (const recording& st : vFound) PrintJson(RecordingJson(st));
         return EXIT_OK;
     }
     PrintAsTable(vFound);

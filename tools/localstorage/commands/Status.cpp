@@ -1,19 +1,16 @@
 // localstorage status: what stands on each disk and of each camera.
 
-#include <map>
+#include "records/Status.h"
+
 #include <memory>
 #include <set>
 
-#include "RecordTree/Names.h"
-#include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
 #include "base/Text.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
-#include "records/FolderInUse.h"
-#include "records/Tree.h"
 #include "screen/Findings.h"
-#include "screen/Json.h"
+#include "screen/RecordsJson.h"
 #include "screen/Table.h"
 #include "screen/Terminal.h"
 
@@ -26,80 +23,6 @@ constexpr const char* EXAMPLES =
     "counts as full. Gaps are those between today's recordings of a camera. One that is recorded "
     "as\n"
     "it is filmed (client layout) has stopped when its last picture is more than a minute old.";
-
-/// A camera that is recorded was seen so recently.
-constexpr Seconds SILENCE(60);
-
-struct diskStatus {
-    std::uint64_t nFreeBytes = 0;
-    std::string strFolder;
-    std::set<std::string> setDays;
-    std::uint64_t nRecordings = 0, nBytes = 0, nPictures = 0, nPictureBytes = 0;
-
-    bool IsFull() const { return nFreeBytes >> 20 <= LOCALSTORAGE_DISK_FULL_SPACE; }
-};
-
-struct cameraStatus {
-    std::uint64_t nRecordings = 0, nBytes = 0;
-    timeSpan stWhole{UtcTime::max(), UtcTime::min()};
-    std::vector<timeSpan> vToday;  ///< merged once all are known
-    bool bLive = false;            ///< recorded as it is filmed: the client layout
-    bool bStopped = false;
-
-    const char* State() const { return bStopped ? "stopped" : bLive ? "recording" : "-"; }
-};
-
-using DiskStatuses = std::vector<std::pair<std::string, diskStatus>>;
-using CameraStatuses = std::map<std::string, cameraStatus>;
-
-DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
-                           const std::vector<recording>& vRecordings) {
-    DiskStatuses vDisks;
-    const CFolderInUse objFolder(vDirs);
-    for (const std::string& strDir : vDirs) {
-        diskStatus st;
-        st.nFreeBytes = DiskRoomOf(strDir).nFreeBytes;
-        const std::string strInUse = objFolder.In(strDir);
-        if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
-        for (const recording& stRecording : vRecordings) {
-            if (stRecording.strDir != strDir) continue;
-            st.setDays.insert(stRecording.strDay);
-            ++st.nRecordings;
-            st.nBytes += stRecording.nBytes;
-        }
-        for (const picture& stPicture : FindPictures({strDir})) {
-            ++st.nPictures;
-            st.nPictureBytes += stPicture.nBytes;
-        }
-        vDisks.emplace_back(strDir, std::move(st));
-    }
-    return vDisks;
-}
-
-CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow) {
-    const timeSpan stToday{SinceMidnight(tNow).tStart, tNow};
-    CameraStatuses mCameras;
-    for (const recording& stRecording : vRecordings) {
-        cameraStatus& st = mCameras[stRecording.strCamera];
-        const timeSpan stSpan = stRecording.Span();
-        ++st.nRecordings;
-        st.nBytes += stRecording.nBytes;
-        st.bLive |= stRecording.IsClient();
-        st.stWhole = {std::min(st.stWhole.tStart, stSpan.tStart),
-                      std::max(st.stWhole.tEnd, stSpan.tEnd)};
-        st.vToday.push_back(Clip(stSpan, stToday));
-    }
-    for (auto& [strCamera, st] : mCameras) {
-        st.vToday = Merge(std::move(st.vToday));
-        st.bStopped = st.bLive && st.stWhole.tEnd < tNow - SILENCE;
-    }
-    return mCameras;
-}
-
-std::string DayText(const std::string& strDay) {
-    const auto tDay = ParseDayName(strDay);
-    return tDay ? FormatDay(*tDay) : strDay;
-}
 
 void PrintDisksAsTable(const DiskStatuses& vDisks) {
     CTable objTable({{"DIRECTORY"},
@@ -146,37 +69,13 @@ void PrintCamerasAsTable(const CameraStatuses& mCameras) {
     objTable.Print();
 }
 
-void PrintDisksAsJson(const DiskStatuses& vDisks) {
-    for (const auto& [strDir, st] : vDisks) {
-        const bool bEmpty = st.setDays.empty();
-        PrintJson({{"kind", "disk"},
-                   {"dir", strDir},
-                   {"free_bytes", st.nFreeBytes},
-                   {"full", st.IsFull()},
-                   {"folder", st.strFolder},
-                   {"oldest_day", bEmpty ? CJson(nullptr) : DayText(*st.setDays.begin())},
-                   {"newest_day", bEmpty ? CJson(nullptr) : DayText(*st.setDays.rbegin())},
-                   {"recordings", st.nRecordings},
-                   {"bytes", st.nBytes},
-                   {"pictures", st.nPictures},
-                   {"picture_bytes", st.nPictureBytes}});
-    }
-}
-
-void PrintCamerasAsJson(const CameraStatuses& mCameras) {
-    for (const auto& [strCamera, st] : mCameras) {
-        const auto vGaps = GapsBetween(st.vToday);
-        PrintJson({{"kind", "camera"},
-                   {"camera", strCamera},
-                   {"first", FormatIso(st.stWhole.tStart)},
-                   {"last", FormatIso(st.stWhole.tEnd)},
-                   {"state", st.State()},
-                   {"recordings", st.nRecordings},
-                   {"bytes", st.nBytes},
-                   {"seconds_today", InSeconds(TotalLength(st.vToday))},
-                   {"gaps_today", vGaps.size()},
-                   {"gap_seconds_today", InSeconds(TotalLength(vGaps))}});
-    }
+void PrintAsJson(const DiskStatuses& vDisks, const CameraStatuses& mCameras) {
+    const auto PrintAs = [](const char* pKind, JsonObject vMembers) {
+        vMembers.insert(vMembers.begin(), {"kind", pKind});
+        PrintJson(vMembers);
+    };
+    for (const auto& [strDir, st] : vDisks) PrintAs("disk", DiskJson(strDir, st));
+    for (const auto& [strCamera, st] : mCameras) PrintAs("camera", CameraJson(strCamera, st));
 }
 
 int Run(const std::vector<std::string>& vGiven, bool bJson) {
@@ -187,8 +86,7 @@ int Run(const std::vector<std::string>& vGiven, bool bJson) {
     const DiskStatuses vDisks = StatusOfDisks(vDirs, vRecordings);
     const CameraStatuses mCameras = StatusOfCameras(vRecordings, tNow);
     if (bJson) {
-        PrintDisksAsJson(vDisks);
-        PrintCamerasAsJson(mCameras);
+        PrintAsJson(vDisks, mCameras);
         return EXIT_OK;
     }
     PrintDisksAsTable(vDisks);

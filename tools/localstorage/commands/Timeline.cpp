@@ -10,7 +10,7 @@
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "screen/Findings.h"
-#include "screen/Json.h"
+#include "screen/RecordsJson.h"
 #include "screen/Table.h"
 #include "screen/Terminal.h"
 #include "screen/TimelineBars.h"
@@ -30,25 +30,6 @@ struct timelineOptions {
     std::string strDay = "today", strSvg;
     bool bAscii = false, bJson = false;
 };
-
-void PrintAsJson(const timelineDay& stTimeline) {
-    for (const timelineRow& stRow : stTimeline.vRows) {
-        std::vector<JsonObject> vSpans, vGaps;
-        for (const typedSpan& st : stRow.vSpans) {
-            vSpans.push_back({{"start", FormatIso(st.stSpan.tStart)},
-                              {"end", FormatIso(st.stSpan.tEnd)},
-                              {"type", st.nType ? CJson(st.nType) : CJson(nullptr)}});
-        }
-        for (const timeSpan& st : stRow.Gaps()) {
-            vGaps.push_back({{"start", FormatIso(st.tStart)}, {"end", FormatIso(st.tEnd)}});
-        }
-        PrintJson({{"camera", stRow.strCamera},
-                   {"day", DayText(stTimeline.stDay)},
-                   {"seconds", InSeconds(TotalLength(stRow.vCovered))},
-                   {"recordings", vSpans},
-                   {"gaps", vGaps}});
-    }
-}
 
 barStyle StyleFor(const timelineOptions& stOptions) {
     const bool bTerminal = IsTerminal(outputStream::OUT);
@@ -93,7 +74,7 @@ int Run(const timelineOptions& stOptions) {
     }
     if (!stOptions.strSvg.empty()) WriteSvg(stTimeline, stOptions.strSvg);
     if (stOptions.bJson) {
-        PrintAsJson(stTimeline);
+        for (const timelineRow& st : stTimeline.vRows) PrintJson(TimelineJson(stTimeline, st));
         return EXIT_OK;
     }
     for (const std::string& strLine : DrawBars(stTimeline, StyleFor(stOptions))) PrintLine(strLine);

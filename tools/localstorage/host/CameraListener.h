@@ -27,7 +27,7 @@ struct cameraCounts {
 };
 
 /// What can be told of a camera at any time.
-struct cameraStatus {
+struct liveCamera {
     std::string strCamera;
     ECameraState eState = ECameraState::Connecting;
     unsigned nReconnections = 0;

@@ -133,7 +133,7 @@ void CCameraRecorder::SetState(ECameraState eState, const std::string& strShown)
     m_strState = strShown;
 }
 
-cameraStatus CCameraRecorder::Status() {
+liveCamera CCameraRecorder::Status() {
     const std::lock_guard stLock(m_mtxShown);
     return {m_stPlan.strCamera, m_eState, cameraCounts{0, m_nConnections}.Reconnections(),
             m_nBytes,           m_nFiles, m_tLastWrite};

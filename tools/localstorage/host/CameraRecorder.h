@@ -42,7 +42,7 @@ public:
     bool HasBroughtPictures() const { return m_nConnections > 0; }
     /// How long its thread has not answered.
     CHeartbeat::Clock::duration Silence() const { return m_objHeartbeat.Age(); }
-    cameraStatus Status();
+    liveCamera Status();
     /// State, file, size and rate since the last call, for the terminal.
     std::string LiveLine();
 

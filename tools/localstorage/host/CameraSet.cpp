@@ -56,9 +56,9 @@ std::vector<std::string> CCameraSet::LiveLines() {
     return vLines;
 }
 
-std::vector<cameraStatus> CCameraSet::Status() {
+std::vector<liveCamera> CCameraSet::Status() {
     const std::lock_guard lock(m_mtx);
-    std::vector<cameraStatus> vStatus;
+    std::vector<liveCamera> vStatus;
     for (camera& st : m_lsCameras) vStatus.push_back(st.objRecorder.Status());
     return vStatus;
 }

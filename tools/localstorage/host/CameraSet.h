@@ -30,7 +30,7 @@ public:
     /// Whether one of them has never brought a picture.
     bool LacksCamera();
     std::vector<std::string> LiveLines();
-    std::vector<cameraStatus> Status();
+    std::vector<liveCamera> Status();
     /// How long the thread has not answered that has answered least.
     CHeartbeat::Clock::duration LongestSilence();
 

@@ -43,9 +43,9 @@ private:
     std::string m_strText;
 };
 
-std::string TextOfStates(const std::vector<cameraStatus>& vCameras) {
+std::string TextOfStates(const std::vector<liveCamera>& vCameras) {
     CMetric objMetric("camera_state", "gauge", "1 for the state that the camera is in.");
-    for (const cameraStatus& st : vCameras) {
+    for (const liveCamera& st : vCameras) {
         for (const ECameraState eState : STATES) {
             objMetric.Add(Label("camera", st.strCamera) + "," + Label("state", NameOf(eState)),
                           st.eState == eState ? "1" : "0");
@@ -76,7 +76,7 @@ std::vector<diskMetrics> MetricsOfDisks(const std::vector<std::string>& vDirs) {
 }
 
 std::string MetricsText(const std::vector<diskMetrics>& vDisks,
-                        const std::vector<cameraStatus>& vCameras) {
+                        const std::vector<liveCamera>& vCameras) {
     CMetric objFree("disk_free_bytes", "gauge", "Room left on the disk of a record directory.");
     CMetric objFull("disk_full", "gauge", "1 while nothing more is recorded there.");
     for (const diskMetrics& st : vDisks) {
@@ -89,7 +89,7 @@ std::string MetricsText(const std::vector<diskMetrics>& vDisks,
                              "How often it went away and came back since the start.");
     CMetric objLast("camera_last_write_timestamp_seconds", "gauge",
                     "When something of it was recorded last.");
-    for (const cameraStatus& st : vCameras) {
+    for (const liveCamera& st : vCameras) {
         const std::string strLabel = Label("camera", st.strCamera);
         objBytes.Add(strLabel, std::to_string(st.nBytes));
         objFiles.Add(strLabel, std::to_string(st.nFiles));

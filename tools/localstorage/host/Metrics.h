@@ -18,7 +18,7 @@ std::vector<diskMetrics> MetricsOfDisks(const std::vector<std::string>& vDirs);
 
 /// In the text format that Prometheus reads. Pure.
 std::string MetricsText(const std::vector<diskMetrics>& vDisks,
-                        const std::vector<cameraStatus>& vCameras);
+                        const std::vector<liveCamera>& vCameras);
 
 /// Replaces the file whole, so that its reader never finds half of it; others may read it. Throws
 /// CFailure.

@@ -26,7 +26,7 @@ void CServiceReport::Update(CCameraSet& objCameras) {
     const auto vCameras = objCameras.Status();
     const auto nConnected =
         std::count_if(vCameras.begin(), vCameras.end(),
-                      [](const cameraStatus& st) { return st.eState == ECameraState::Connected; });
+                      [](const liveCamera& st) { return st.eState == ECameraState::Connected; });
     const std::string strStatus =
         std::to_string(nConnected) + " of " + Count(vCameras.size(), "camera") + " connected";
     if (strStatus != m_strStatus) TellServiceManager("STATUS=" + strStatus);

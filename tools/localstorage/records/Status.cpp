@@ -1,0 +1,62 @@
+#include "records/Status.h"
+
+#include <algorithm>
+
+#include "RecordTree/RecordDirectory.h"
+#include "records/FolderInUse.h"
+#include "records/Tree.h"
+
+namespace {
+
+/// A camera that is recorded was seen so recently.
+constexpr Seconds SILENCE(60);
+
+}  // namespace
+
+bool diskStatus::IsFull() const {
+    return nFreeBytes >> 20 <= LOCALSTORAGE_DISK_FULL_SPACE;
+}
+
+DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
+                           const std::vector<recording>& vRecordings) {
+    DiskStatuses vDisks;
+    const CFolderInUse objFolder(vDirs);
+    for (const std::string& strDir : vDirs) {
+        diskStatus st;
+        st.nFreeBytes = DiskRoomOf(strDir).nFreeBytes;
+        const std::string strInUse = objFolder.In(strDir);
+        if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
+        for (const recording& stRecording : vRecordings) {
+            if (stRecording.strDir != strDir) continue;
+            st.setDays.insert(stRecording.strDay);
+            ++st.nRecordings;
+            st.nBytes += stRecording.nBytes;
+        }
+        for (const picture& stPicture : FindPictures({strDir})) {
+            ++st.nPictures;
+            st.nPictureBytes += stPicture.nBytes;
+        }
+        vDisks.emplace_back(strDir, std::move(st));
+    }
+    return vDisks;
+}
+
+CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow) {
+    const timeSpan stToday{SinceMidnight(tNow).tStart, tNow};
+    CameraStatuses mCameras;
+    for (const recording& stRecording : vRecordings) {
+        cameraStatus& st = mCameras[stRecording.strCamera];
+        const timeSpan stSpan = stRecording.Span();
+        ++st.nRecordings;
+        st.nBytes += stRecording.nBytes;
+        st.bLive |= stRecording.IsClient();
+        st.stWhole = {std::min(st.stWhole.tStart, stSpan.tStart),
+                      std::max(st.stWhole.tEnd, stSpan.tEnd)};
+        st.vToday.push_back(Clip(stSpan, stToday));
+    }
+    for (auto& [strCamera, st] : mCameras) {
+        st.vToday = Merge(std::move(st.vToday));
+        st.bStopped = st.bLive && st.stWhole.tEnd < tNow - SILENCE;
+    }
+    return mCameras;
+}

@@ -1,0 +1,45 @@
+// What stands on each disk and of each camera.
+
+#ifndef LOCALSTORAGE_TOOL_RECORDS_STATUS_H
+#define LOCALSTORAGE_TOOL_RECORDS_STATUS_H
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "records/Catalogue.h"
+
+struct diskStatus {
+    std::uint64_t nFreeBytes = 0;
+    std::string strFolder;          ///< the record folder in use; empty: there is none
+    std::set<std::string> setDays;  ///< by their names
+    std::uint64_t nRecordings = 0, nBytes = 0, nPictures = 0, nPictureBytes = 0;
+
+    bool IsFull() const;
+};
+
+struct cameraStatus {
+    std::uint64_t nRecordings = 0, nBytes = 0;
+    timeSpan stWhole{UtcTime::max(), UtcTime::min()};
+    std::vector<timeSpan> vToday;  ///< merged
+    bool bLive = false;            ///< recorded as it is filmed: the client layout
+    bool bStopped = false;         ///< is no more
+
+    const char* State() const { return bStopped ? "stopped" : bLive ? "recording" : "-"; }
+};
+
+/// By record directory and by camera.
+using DiskStatuses = std::vector<std::pair<std::string, diskStatus>>;
+using CameraStatuses = std::map<std::string, cameraStatus>;
+
+/// The disks, of whose recordings these were found. Throws CFailure.
+DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
+                           const std::vector<recording>& vRecordings);
+
+/// The cameras of these recordings.
+CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow);
+
+#endif  // LOCALSTORAGE_TOOL_RECORDS_STATUS_H
