@@ -90,6 +90,8 @@ TEST_F(Service, TakesOverWhatChangedAndDeletesWhatIsTooOld) {
     EXPECT_EQ(mEvents["ended yard"] + mEvents["ended hall"], 2);
     EXPECT_EQ(mEvents["deleted "], 1);
     EXPECT_THAT(GetFile("numbers"), testing::HasSubstr("{camera=\"door\",state="));
+    Configure(strDoor + "[camera.attic]\ninput = 'none'\n");
+    EXPECT_EQ(Tool("status --config c.toml --json").Json().at(1)["state"], "never");
     for (const char* pEvent : {"created door\n", "deleted\n", "ended hall "}) {
         EXPECT_THAT(GetFile("events"), testing::HasSubstr(pEvent));
     }

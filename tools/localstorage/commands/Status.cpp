@@ -8,6 +8,7 @@
 #include "base/Failure.h"
 #include "base/Text.h"
 #include "commands/Commands.h"
+#include "commands/RecordOptions.h"
 #include "help/CommonOptions.h"
 #include "screen/Findings.h"
 #include "screen/RecordsJson.h"
@@ -18,7 +19,8 @@ namespace {
 
 constexpr const char* EXAMPLES =
     "  localstorage status --dir /mnt/disk1 --dir /mnt/disk2\n"
-    "  localstorage status --dir /mnt/disk1 --json\n\n"
+    "  localstorage status --dir /mnt/disk1 --json\n"
+    "  localstorage status --config /etc/localstorage/record.toml\n\n"
     "Nothing is changed, and a host may be recording meanwhile. A disk with 2048 MiB free or less\n"
     "counts as full. Gaps are those between today's recordings of a camera. One that is recorded "
     "as\n"
@@ -46,6 +48,10 @@ void PrintDisksAsTable(const DiskStatuses& vDisks) {
     objTable.Print();
 }
 
+std::string TimeOrNone(const cameraStatus& st, UtcTime tTime) {
+    return st.HasNeverCome() ? "-" : FormatTime(tTime);
+}
+
 void PrintCamerasAsTable(const CameraStatuses& mCameras) {
     CTable objTable({{"CAMERA"},
                      {"FIRST"},
@@ -59,12 +65,13 @@ void PrintCamerasAsTable(const CameraStatuses& mCameras) {
         const auto vGaps = GapsBetween(st.vToday);
         constexpr std::size_t LAST = 2, STATE = 3;
         objTable.AddRow(
-            {strCamera, FormatTime(st.stWhole.tStart), FormatTime(st.stWhole.tEnd), st.State(),
-             std::to_string(st.nRecordings), FormatBytes(st.nBytes),
+            {strCamera, TimeOrNone(st, st.stWhole.tStart), TimeOrNone(st, st.stWhole.tEnd),
+             st.State(), std::to_string(st.nRecordings), FormatBytes(st.nBytes),
              FormatSpan(TotalLength(st.vToday)),
              vGaps.empty() ? "none"
                            : std::to_string(vGaps.size()) + ", " + FormatSpan(TotalLength(vGaps))},
-            st.bStopped ? std::set<std::size_t>{LAST, STATE} : std::set<std::size_t>{});
+            st.bStopped || st.HasNeverCome() ? std::set<std::size_t>{LAST, STATE}
+                                             : std::set<std::size_t>{});
     }
     objTable.Print();
 }
@@ -78,14 +85,29 @@ void PrintAsJson(const DiskStatuses& vDisks, const CameraStatuses& mCameras) {
     for (const auto& [strCamera, st] : mCameras) PrintAs("camera", CameraJson(strCamera, st));
 }
 
-int Run(const std::vector<std::string>& vGiven, bool bJson) {
+struct statusOptions {
+    std::vector<std::string> vDirs;
+    std::string strConfig;
+    bool bJson = false;
+};
+
+int Run(const statusOptions& stOptions) {
+    recordOptions stRecord;
+    if (!stOptions.strConfig.empty()) {
+        ReadArguments({.vOptions = OptionsOfRecord(stRecord), .stTable = CameraTables(stRecord)},
+                      {"--config", stOptions.strConfig});
+    }
+    const auto& vGiven = stOptions.vDirs.empty() ? stRecord.vDirs : stOptions.vDirs;
+    if (vGiven.empty()) throw CUsageError("give --dir or --config");
+    std::vector<std::string> vExpected;
+    for (const auto& [strCamera, st] : stRecord.mTables) vExpected.push_back(strCamera);
     const auto vDirs = ExistingDirs(vGiven);
     const UtcTime tNow = Now();
     const auto vRecordings = FindRecordings(vDirs, {.stExact = SinceMidnight(tNow)});
     TellHidden(vDirs, vRecordings);
     const DiskStatuses vDisks = StatusOfDisks(vDirs, vRecordings);
-    const CameraStatuses mCameras = StatusOfCameras(vRecordings, tNow);
-    if (bJson) {
+    const CameraStatuses mCameras = StatusOfCameras(vRecordings, tNow, vExpected);
+    if (stOptions.bJson) {
         PrintAsJson(vDisks, mCameras);
         return EXIT_OK;
     }
@@ -99,11 +121,18 @@ int Run(const std::vector<std::string>& vGiven, bool bJson) {
 }  // namespace
 
 command StatusCommand() {
-    const auto pDirs = std::make_shared<std::vector<std::string>>();
-    const auto pJson = std::make_shared<bool>(false);
+    const auto pOptions = std::make_shared<statusOptions>();
+    option stDirs = DirsOption(pOptions->vDirs);
+    stDirs.bRequired = false;
     return {"status",
             "Tell what stands on each disk and of each camera",
             EXAMPLES,
-            {DirsOption(*pDirs), JsonOption(*pJson)},
-            [=] { return Run(*pDirs, *pJson); }};
+            {stDirs,
+             {.strNames = "--config",
+              .target = &pOptions->strConfig,
+              .strDescription = "Take the directories, and the cameras that should be recorded, "
+                                "from a configuration file of \"record\"",
+              .strValue = "FILE"},
+             JsonOption(pOptions->bJson)},
+            [pOptions] { return Run(*pOptions); }};
 }

@@ -41,9 +41,11 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
     return vDisks;
 }
 
-CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow) {
+CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow,
+                               const std::vector<std::string>& vExpected) {
     const timeSpan stToday{SinceMidnight(tNow).tStart, tNow};
     CameraStatuses mCameras;
+    for (const std::string& strCamera : vExpected) mCameras[strCamera];
     for (const recording& stRecording : vRecordings) {
         cameraStatus& st = mCameras[stRecording.strCamera];
         const timeSpan stSpan = stRecording.Span();

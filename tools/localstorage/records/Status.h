@@ -28,7 +28,11 @@ struct cameraStatus {
     bool bLive = false;            ///< recorded as it is filmed: the client layout
     bool bStopped = false;         ///< is no more
 
-    const char* State() const { return bStopped ? "stopped" : bLive ? "recording" : "-"; }
+    bool HasNeverCome() const { return nRecordings == 0; }
+    const char* State() const {
+        if (HasNeverCome()) return "never";
+        return bStopped ? "stopped" : bLive ? "recording" : "-";
+    }
 };
 
 /// By record directory and by camera.
@@ -39,7 +43,8 @@ using CameraStatuses = std::map<std::string, cameraStatus>;
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
                            const std::vector<recording>& vRecordings);
 
-/// The cameras of these recordings.
-CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow);
+/// The cameras of these recordings, and those that should be recorded.
+CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow,
+                               const std::vector<std::string>& vExpected = {});
 
 #endif  // LOCALSTORAGE_TOOL_RECORDS_STATUS_H

@@ -39,8 +39,8 @@ JsonObject DiskJson(const std::string& strDir, const diskStatus& st) {
 JsonObject CameraJson(const std::string& strCamera, const cameraStatus& st) {
     const auto vGaps = GapsBetween(st.vToday);
     return {{"camera", strCamera},
-            {"first", FormatIso(st.stWhole.tStart)},
-            {"last", FormatIso(st.stWhole.tEnd)},
+            {"first", st.HasNeverCome() ? CJson(nullptr) : FormatIso(st.stWhole.tStart)},
+            {"last", st.HasNeverCome() ? CJson(nullptr) : FormatIso(st.stWhole.tEnd)},
             {"state", st.State()},
             {"recordings", st.nRecordings},
             {"bytes", st.nBytes},
