@@ -100,6 +100,12 @@ TEST_F(ToolUse, SoundAndTimesComeThroughToTheClip) {
         EXPECT_THAT(TimesOf("clip.mp4", eTrack),
                     Pointwise(Near, TimesOf("streams/sound.mkv", eTrack)));
     }
+    // A recording that broke off before any sound came only announces it.
+    fs::resize_file(Events(st, "closed")[0]["path"], 20'000);
+    const toolResult stClip =
+        Tool("export --dir disk -o clip.mp4 --force --camera sound.mkv" + EVER);
+    EXPECT_EQ(stClip.nCode, 0) << stClip.strErr;
+    EXPECT_FALSE(TimesOf("clip.mp4", ETrack::Audio).empty());
 }
 
 TEST_F(ToolUse, OfADamagedRecordingTheRestIsExported) {

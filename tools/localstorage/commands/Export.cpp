@@ -51,15 +51,17 @@ struct trackKind {
 /// What has gone into the clip so far.
 class CExport {
 public:
-    CExport(const exportOptions& stOptions, timeSpan stRange, const std::atomic<bool>& bStop)
+    CExport(const exportOptions& stOptions, timeSpan stRange,
+            const std::vector<recording>& vRecordings, const std::atomic<bool>& bStop)
         : m_stOptions(stOptions),
           m_stRange(stRange),
+          m_vRecordings(vRecordings),
           m_bStop(bStop),
           m_objWriter(stOptions.strFile),
           m_objTimed(m_objWriter, stRange.tStart, stRange.tEnd,
                      [this](const std::string& str) { TellFailure(str); }) {}
 
-    int Run(const std::vector<recording>& vRecordings);
+    int Run();
 
 private:
     void Add(const recording& stRecording);
@@ -73,11 +75,13 @@ private:
     void TellFailure(const std::string& strText);
     bool Fits(const recording& stRecording, const openMedia& stMedia);
     void FitAudio(const recording& stRecording, openMedia& stMedia);
+    bool FindAudioKind(AVCodecParameters& stAudio) const;
     void Cover(UtcTime tBegin, UtcTime tEnd);
     void TellResult() const;
 
     const exportOptions& m_stOptions;
     const timeSpan m_stRange;
+    const std::vector<recording>& m_vRecordings;
     const std::atomic<bool>& m_bStop;
     CClipWriter m_objWriter;
     CTimedClip m_objTimed;
@@ -129,11 +133,34 @@ bool CExport::Fits(const recording& stRecording, const openMedia& stMedia) {
     return true;
 }
 
-/// Leaves out sound that is not of the clip's kind.
+/// A short recording may announce sound of which it holds nothing.
+bool IsOnlyAnnounced(const AVCodecParameters& stAudio) {
+    return stAudio.sample_rate == 0;
+}
+
+/// What sound that is only announced is like where a recording holds it; false: none does.
+bool CExport::FindAudioKind(AVCodecParameters& stAudio) const {
+    for (const recording& st : m_vRecordings) {
+        try {
+            const openMedia stMedia = OpenMedia(st.Path(), &m_bStop, {.eAudio = EAudio::Yes});
+            if (!stMedia.pAudio || IsOnlyAnnounced(*stMedia.pAudio->codecpar)) continue;
+            return avcodec_parameters_copy(&stAudio, stMedia.pAudio->codecpar) >= 0;
+        } catch (const CFailure&) {
+            // It is told when its turn comes.
+        }
+    }
+    return false;
+}
+
+/// Leaves out sound that is not of the clip's kind. A clip that begins without can get none later.
 void CExport::FitAudio(const recording& stRecording, openMedia& stMedia) {
-    const AVCodecParameters* pAudio = m_objWriter.HasBegun() ? m_objWriter.Audio() : nullptr;
-    if (!m_objWriter.HasBegun() || !stMedia.pAudio) return;
-    if (pAudio && trackKind(*pAudio) == trackKind(*stMedia.pAudio->codecpar)) return;
+    if (!stMedia.pAudio) return;
+    const bool bBegun = m_objWriter.HasBegun();
+    AVCodecParameters& stAudio = *stMedia.pAudio->codecpar;
+    if (IsOnlyAnnounced(stAudio) && (bBegun || !FindAudioKind(stAudio))) stMedia.pAudio = nullptr;
+    if (!bBegun || !stMedia.pAudio) return;
+    const AVCodecParameters* pAudio = m_objWriter.Audio();
+    if (pAudio && trackKind(*pAudio) == trackKind(stAudio)) return;
     stMedia.pAudio = nullptr;
     if (std::exchange(m_bAudioTold, true)) return;
     PrintMessage("the sound that begins at " + FormatTime(stRecording.tStart) +
@@ -208,11 +235,11 @@ void CExport::Add(const recording& stRecording) {
     HasTimes(*optMedia) ? AddTimed(stRecording, *optMedia) : AddBare(stRecording, *optMedia);
 }
 
-int CExport::Run(const std::vector<recording>& vRecordings) {
+int CExport::Run() {
     m_optProgress.emplace(m_stOptions.strFile.substr(m_stOptions.strFile.rfind('/') + 1));
     m_tCovered = m_stRange.tStart;
-    for (const recording& st : vRecordings) m_nWhole += st.nBytes;
-    for (const recording& st : vRecordings) {
+    for (const recording& st : m_vRecordings) m_nWhole += st.nBytes;
+    for (const recording& st : m_vRecordings) {
         Add(st);
         if (m_bStop) throw CFailure("stopped; nothing was written");
     }
@@ -268,7 +295,7 @@ int Run(exportOptions& stOptions) {
                      FormatTime(stFilter.stRange->tEnd) + "; nothing was written");
         return EXIT_NOTHING_FOUND;
     }
-    return CExport(stOptions, *stFilter.stRange, CatchStopSignals()).Run(vFound);
+    return CExport(stOptions, *stFilter.stRange, vFound, CatchStopSignals()).Run();
 }
 
 }  // namespace
