@@ -232,7 +232,7 @@ void CExport::Add(const recording& stRecording) {
     auto optMedia =
         Try([&] { return OpenMedia(stRecording.Path(), &m_bStop, {.eAudio = EAudio::Yes}); });
     if (m_bStop || !optMedia || !Fits(stRecording, *optMedia)) return;
-    HasTimes(*optMedia) ? AddTimed(stRecording, *optMedia) : AddBare(stRecording, *optMedia);
+    optMedia->IsTransport() ? AddTimed(stRecording, *optMedia) : AddBare(stRecording, *optMedia);
 }
 
 int CExport::Run() {
