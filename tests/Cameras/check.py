@@ -1,26 +1,50 @@
 #!/usr/bin/python3
 """Holds what cameras sent (serve.py) against what was recorded.
 
-check.py SERVED EVENTS: the output of serve.py, and of localstorage record --json. One line per camera;
-the last line is "N passed, M failed".
+check.py SERVED EVENTS DIR TOOL...: the output of serve.py, and of localstorage record --json; the record
+directory, and how the tool is called. One line per camera; the last line is "N passed, M failed".
 """
 import collections
+import datetime
 import json
+import os
+import re
 import subprocess
 import sys
+import tempfile
 
 UNDER_WAY = 0.3  # s: what is sent while a connection begins or ends may be lost with it
 BACK = 3  # s
+SOUND_APART = 0.040  # s: from the picture that it belongs to
+TIME_APART = 0.1  # s: of what the tool tells from what the camera did
+FRAME = 0.040  # s
+TONE_EVERY = 25  # frames
 
 
-def numbers_in(path):
-    """The numbers drawn into the frames of a file, as serve.py draws them."""
-    blocks = subprocess.run(
-        ["ffmpeg", "-nostdin", "-v", "fatal", "-i", path, "-fps_mode", "passthrough", "-vf",
-         "crop=iw:iw/5:0:0,scale=10:2:flags=area", "-pix_fmt", "gray", "-f", "rawvideo", "-"],
-        check=True, stdout=subprocess.PIPE).stdout
-    return [sum((blocks[at + bit] > 128) << bit for bit in range(20))
-            for at in range(0, len(blocks), 20)]
+class Film:
+    """What a file shows: the numbers that serve.py drew, by when they are shown; and when tones begin."""
+
+    def __init__(self, path):
+        run = subprocess.run(
+            ["ffmpeg", "-nostdin", "-v", "info", "-copyts", "-i", path,
+             "-map", "0:v", "-fps_mode", "passthrough", "-pix_fmt", "gray", "-f", "rawvideo",
+             "-vf", "crop=iw:iw/5:0:0,scale=10:2:flags=area,showinfo=checksum=0", "-",
+             "-map", "0:a?", "-af", "silencedetect=noise=-18dB:duration=0.2,ashowinfo",
+             "-f", "null", "-"],
+            check=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        log = run.stderr.decode(errors="replace")
+        self.times = [float(t) for t in re.findall(r"Parsed_showinfo.* pts_time:(\S+)", log)]
+        self.heard = [float(t) for t in re.findall(r"Parsed_ashowinfo.* pts_time:(\S+)", log)]
+        self.tones = [float(t) for t in re.findall(r"silence_end: (\S+)", log)]
+        self.numbers = [sum((run.stdout[at + bit] > 128) << bit for bit in range(20))
+                        for at in range(0, len(run.stdout), 20)]
+        assert len(self.times) == len(self.numbers), path
+
+    def sound_offsets(self):
+        """Of each tone, how far behind the picture that it belongs to it is heard."""
+        shown = [t for t, n in zip(self.times, self.numbers) if n % TONE_EVERY == 0]
+        tones = [t for t in self.tones if t < self.times[-1] - 2 * FRAME]  # silence ends there, too
+        return [min((tone - t for t in shown), key=abs, default=float("inf")) for tone in tones]
 
 
 def read_served(path):
@@ -33,14 +57,14 @@ def read_served(path):
 
 
 def read_recorded(path):
-    """Of each camera, the numbers in its files; and how often each event came."""
-    numbers, events = collections.defaultdict(list), collections.Counter()
+    """Of each camera, its files by path; and how often each event came."""
+    films, events = collections.defaultdict(dict), collections.Counter()
     for line in open(path):
         event = json.loads(line)
         events[event.get("camera"), event["event"]] += 1
         if event["event"] == "closed":
-            numbers[event["camera"]] += numbers_in(event["path"])
-    return numbers, events
+            films[event["camera"]][event["path"]] = Film(event["path"])
+    return films, events
 
 
 def connections(served):
@@ -68,19 +92,73 @@ def delays(served, recorded):
             opened = None
 
 
+def ask(command, camera, begin, end, *options):
+    """The lines of JSON that the tool prints."""
+    out = subprocess.run([*sys.argv[4:], command, "--dir", sys.argv[3], "--camera", camera,
+                          "--from", begin, "--to", end, "--json", *options],
+                         stdout=subprocess.PIPE).stdout
+    return [json.loads(line) for line in out.splitlines()]
+
+
+def seconds(text):
+    return datetime.datetime.fromisoformat(text).timestamp()
+
+
+def sent_by(served):
+    """When which number was sent."""
+    return {number: time for what, time, number in served if what == "sent"}
+
+
+def query_errors(camera, films, sent):
+    """How far the ends of recordings are told from when their first and last frames were sent."""
+    for found in ask("query", camera, "-1d", "now") if films else []:
+        film = films[found["path"]]
+        yield seconds(found["start"]) - sent[film.numbers[0]]
+        yield seconds(found["end"]) - sent[film.numbers[-1]] - FRAME
+
+
+def export_errors(camera, sent):
+    """How far the frames of the middle fifth, as exported, are told from when they were sent."""
+    moments = sorted(sent.values())
+    begin, end = moments[len(moments) * 2 // 5], moments[len(moments) * 3 // 5]
+    with tempfile.TemporaryDirectory() as folder:
+        clip = os.path.join(folder, "clip.mp4")
+        stamps = [datetime.datetime.fromtimestamp(t, datetime.timezone.utc).isoformat()
+                  for t in (begin, end)]
+        told = ask("export", camera, *stamps, "-o", clip)[0]
+        film = Film(clip)
+    start = seconds(told["start"]) - film.times[0]
+    for time, number in zip(film.times, film.numbers):
+        yield start + time - sent[number]
+    yield min(0, begin - sent[film.numbers[0]])  # it holds the beginning
+    yield end - sent[film.numbers[-1]] - FRAME
+
+
+def worst(errors):
+    return max(errors, key=abs, default=0)
+
+
 def main():
     served, (recorded, events) = read_served(sys.argv[1]), read_recorded(sys.argv[2])
     failed = 0
-    print("camera     connections  sent  recorded  missing  doubled  back after  lost  stalled")
+    print("camera     connections  sent  recorded  missing  doubled  back after  lost  stalled  "
+          "sound off  query off  clip off")
     for camera, what in served.items():
-        numbers = recorded[camera]
+        films = recorded[camera]
+        numbers = [n for film in films.values() for n in film.numbers]
         stand = list(connections(what))
-        wanted = {n for sent in stand for n in sent}
+        sent = sent_by(what)
+        wanted = {n for numbers_sent in stand for n in numbers_sent}
         missing = wanted - set(numbers)
         doubled = len(numbers) - len(set(numbers))
         back = max(delays(what, set(numbers)), default=0)
         lost, stalled = events[camera, "lost"], events[camera, "stalled"]
+        offsets = [offset for film in films.values() for offset in film.sound_offsets()]
+        sound, query, clip = worst(offsets), worst(query_errors(camera, films, sent)), 0
+        if len(stand) == 1:  # a clip leaves out gaps
+            clip = worst(export_errors(camera, sent))
         good = not missing and not doubled and numbers == sorted(numbers) and back <= BACK
+        good = good and abs(sound) <= SOUND_APART and max(abs(query), abs(clip)) <= TIME_APART
         if camera == "refuses":
             good = lost == 1 and not numbers
         elif camera == "drops":
@@ -89,13 +167,17 @@ def main():
             good = good and stalled > 0
         else:
             good = good and numbers and not lost
+        if camera in ("pcma", "aac"):
+            good = good and len(offsets) >= len(wanted) // TONE_EVERY - 2 * len(films)
         failed += not good
         print(f"{camera:10} {len(stand):11} {len(wanted):5} {len(numbers):9} {len(missing):8} "
-              f"{doubled:8} {back:9.1f} s {lost:5} {stalled:8} {'' if good else ' FAILED'}")
+              f"{doubled:8} {back:9.1f} s {lost:5} {stalled:8} {sound * 1000:7.0f} ms "
+              f"{query * 1000:7.0f} ms {clip * 1000:6.0f} ms {'' if good else ' FAILED'}")
         if missing:
             print("  missing:", *sorted(missing)[:50])
     print(f"{len(served) - failed} passed, {failed} failed")
     return failed > 0
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())

@@ -20,17 +20,23 @@ H264 = ("x264enc tune=zerolatency speed-preset=ultrafast sliced-threads=false th
         "key-int-max=25 ! h264parse ! rtph264pay name=pay0 pt=96 config-interval=-1")
 H265 = ("x265enc tune=zerolatency speed-preset=ultrafast key-int-max=25 option-string=pools=none:"
         "frame-threads=1:log-level=none ! h265parse ! rtph265pay name=pay0 pt=96 config-interval=-1")
-SOUND = (" appsrc name=sound is-live=true do-timestamp=true format=time caps=audio/x-raw,format=S16LE,"
-         "layout=interleaved,rate=8000,channels=1 ! audioconvert ! ")
-PCMA = SOUND + "alawenc ! rtppcmapay name=pay1"
-AAC = SOUND + "avenc_aac ! aacparse ! rtpmp4gpay name=pay1 pt=97"
-SILENT, LOUD = (struct.pack("<320h", *(level * (-1) ** (n // 8) for n in range(320)))
-                for level in (0, 8000))
+SOUND = (" appsrc name=sound is-live=true format=time caps=audio/x-raw,format=S16LE,"
+         "layout=interleaved,rate={},channels=1 ! audioconvert ! ")
+PCMA = SOUND.format(8000) + "alawenc ! rtppcmapay name=pay1"
+# The encoder delays sound by 1024 samples: so many a second that it does not count.
+AAC = SOUND.format(48000) + "avenc_aac ! aacparse ! rtpmp4gpay name=pay1 pt=97"
 
 
 def say(camera, what, *rest):
     line = " ".join(map(str, (camera, what, f"{time.time():.3f}", *rest)))
     os.write(1, f"{line}\n".encode())  # in one piece: every camera has threads of its own
+
+
+def tone(level, rate):
+    """Of 500 Hz, as long as a frame."""
+    half = rate // 1000
+    return b"".join(struct.pack("<h", level * (-1) ** (n // half))
+                    for n in range(rate // FRAMES_PER_SECOND))
 
 
 def picture(number, width, height):
@@ -54,7 +60,7 @@ class Camera:
         self.media = None
         self.server = GstRtspServer.RTSPServer(address="127.0.0.1", service="0")
         factory = GstRtspServer.RTSPMediaFactory()
-        factory.set_launch("( appsrc name=src is-live=true do-timestamp=true format=time ! "
+        factory.set_launch("( appsrc name=src is-live=true format=time ! "
                            "videoconvert ! " + pipeline + " )")
         factory.connect("media-configure", self.on_media)
         if password:
@@ -94,6 +100,9 @@ class Camera:
     def on_media(self, factory, media):
         self.source = media.get_element().get_child_by_name("src")
         self.sound = media.get_element().get_child_by_name("sound")
+        if self.sound:
+            rate = self.sound.get_property("caps").get_structure(0).get_int("rate").value
+            self.silent, self.loud = tone(0, rate), tone(8000, rate)
         pay = media.get_element().get_child_by_name("pay0")
         self.pushed = []
         pushed = self.pushed
@@ -102,7 +111,8 @@ class Camera:
         self.set_size(self.size)
         self.media = media
         self.began = self.second = 0
-        GLib.timeout_add(1000 // FRAMES_PER_SECOND, self.push_next, media)
+        self.first = self.due = time.monotonic()
+        self.push_next(media)
 
     def on_coded(self, pushed):
         say(self.name, "sent", pushed.pop(0))
@@ -128,15 +138,24 @@ class Camera:
             self.script(self, self.second)
         if media is self.media and now >= self.quiet_until:
             self.push()
-        return media is self.media
+        self.due += 1 / FRAMES_PER_SECOND
+        GLib.timeout_add(max(0, int((self.due - time.monotonic()) * 1000)), self.push_next, media)
+        return False
+
+    def stamped(self, data):
+        """However late it is pushed on a busy machine: else sound and picture would part."""
+        buffer = Gst.Buffer.new_wrapped(data)
+        buffer.pts = int((self.due - self.first) * Gst.SECOND)
+        buffer.duration = Gst.SECOND // FRAMES_PER_SECOND
+        return buffer
 
     def push(self):
         self.pushed.append(self.number)
         data = picture(self.number, self.width, self.height)
-        self.source.emit("push-buffer", Gst.Buffer.new_wrapped(data))
+        self.source.emit("push-buffer", self.stamped(data))
         if self.sound:  # a tone with each 25th frame
-            sound = LOUD if self.number % FRAMES_PER_SECOND == 0 else SILENT
-            self.sound.emit("push-buffer", Gst.Buffer.new_wrapped(sound))
+            sound = self.loud if self.number % FRAMES_PER_SECOND == 0 else self.silent
+            self.sound.emit("push-buffer", self.stamped(sound))
         self.number += 1
 
 

@@ -78,6 +78,9 @@ TEST(UtcClock, FollowsTheCameraAndNotTheNetwork) {
                 obj.TimeOf(std::llround(n * fRate * STEP), tTaken + nJitter, optCamera);
             nWorst = std::max(nWorst, std::chrono::abs(tTime - tTaken));
         }
+        const UtcTime tLast = tBegin + std::chrono::microseconds(40'000L * 3000);
+        const UtcTime tSilent = obj.TimeOf(std::llround(3000 * fRate * STEP), tLast + 20s, {});
+        if (!nCamera) nWorst = std::max(nWorst, std::chrono::abs(tSilent - tLast));
         return nWorst;
     };
     EXPECT_LT(Error(1, {}), 1ms);

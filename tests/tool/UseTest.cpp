@@ -100,6 +100,12 @@ TEST_F(ToolUse, SoundAndTimesComeThroughToTheClip) {
         EXPECT_THAT(TimesOf("clip.mp4", eTrack),
                     Pointwise(Near, TimesOf("streams/sound.mkv", eTrack)));
     }
+    // A recording that broke off before any sound came only announces it.
+    fs::resize_file(Events(st, "closed")[0]["path"], 20'000);
+    const toolResult stClip =
+        Tool("export --dir disk -o clip.mp4 --force --camera sound.mkv" + EVER);
+    EXPECT_EQ(stClip.nCode, 0) << stClip.strErr;
+    EXPECT_FALSE(TimesOf("clip.mp4", ETrack::Audio).empty());
 }
 
 TEST_F(ToolUse, OfADamagedRecordingTheRestIsExported) {
@@ -264,8 +270,8 @@ TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
     Import("d1", "2024-03-05 08:01:00");
     PutFile("d1/RecordFile/20240305/cam01/20240305080012_20240305080020_1.mp4", "none");
     const std::string strExport =
-        "export --dir d1 --dir d2 --camera cam01 -o clip.mp4 --json --from '2024-03-05 08:00:03' "
-        "--to ";
+        "export --dir d1 --dir d2 --camera cam01 -o clip.mp4 --json --manifest "
+        "--from '2024-03-05 08:00:03' --to ";
     const toolResult st = Tool(strExport + "'2024-03-05 08:00:10'");
     ASSERT_EQ(st.nCode, 0) << st.strErr;
     const json js = st.Json().at(0);
@@ -273,6 +279,8 @@ TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
     EXPECT_EQ(js["gaps"], 0);
     EXPECT_EQ(Frames("clip.mp4").size(), js["frames"]);
     EXPECT_NEAR(*CMediaInput("clip.mp4", nullptr).Duration(), 7, 0.2);
+    ExpectEnd(0, "verify clip.mp4.manifest.json");
+    EXPECT_EQ(json::parse(GetFile("clip.mp4.manifest.json"))["recordings"].size(), 2u);
 
     ExpectEnd(1, strExport + "'2024-03-05 08:01:06'", "exists already");
     const toolResult stGap = Tool(strExport + "'2024-03-05 08:01:06' --force");
@@ -281,6 +289,10 @@ TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
         << "the rest is exported all the same";
     EXPECT_EQ(stGap.Json().at(0)["gaps"], 1);
     EXPECT_NEAR(stGap.Json().at(0)["seconds"].get<double>(), 15, 0.3);
+    std::fstream("clip.mp4", std::ios::in | std::ios::out).put('x');
+    ExpectEnd(4, "verify clip.mp4.manifest.json");
+    std::filesystem::remove("clip.mp4");
+    ExpectEnd(1, strExport + "'2024-03-05 08:01:06'", "manifest.json exists already");
 }
 
 TEST_F(ToolUse, ARunningHostIsLeftAloneAndCtrlCClosesIt) {

@@ -1,6 +1,7 @@
 // localstorage export: joins the recordings of a range into one playable file, without encoding.
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <utility>
 
@@ -9,17 +10,20 @@
 #include "base/Text.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
+#include "media/Checksum.h"
 #include "media/TimedClip.h"
 #include "records/Tree.h"
 #include "screen/Findings.h"
 #include "screen/Json.h"
+#include "screen/Manifest.h"
 #include "screen/Terminal.h"
 
 namespace {
 
 constexpr const char* EXAMPLES =
     "  localstorage export --dir /mnt/disk1 --dir /mnt/disk2 --camera door \\\n"
-    "      --from \"2024-03-05 08:00\" --to \"2024-03-05 08:10\" -o door.mp4\n"
+    "      --from \"2024-03-05 08:00\" --to \"2024-03-05 08:10\" -o door.mp4 --manifest\n"
+    "  localstorage verify door.mp4.manifest.json\n"
     "  localstorage export --dir /mnt/disk1 --camera door --from -10m --to now -o last.mp4\n\n"
     "The clip begins at the last key frame at or before --from. Gaps are left out of the clip and\n"
     "told on standard error. Transport streams give their own times, and their sound. Bare video\n"
@@ -30,7 +34,9 @@ constexpr const char* EXAMPLES =
 struct exportOptions {
     selection stSelection;
     std::string strCamera, strFile;
-    bool bForce = false, bJson = false;
+    bool bForce = false, bManifest = false, bJson = false;
+
+    std::string Manifest() const { return strFile + "." + MANIFEST_NAME; }
 };
 
 /// What a track of a clip holds: one kind of stream.
@@ -51,15 +57,17 @@ struct trackKind {
 /// What has gone into the clip so far.
 class CExport {
 public:
-    CExport(const exportOptions& stOptions, timeSpan stRange, const std::atomic<bool>& bStop)
+    CExport(const exportOptions& stOptions, timeSpan stRange,
+            const std::vector<recording>& vRecordings, const std::atomic<bool>& bStop)
         : m_stOptions(stOptions),
           m_stRange(stRange),
+          m_vRecordings(vRecordings),
           m_bStop(bStop),
           m_objWriter(stOptions.strFile),
           m_objTimed(m_objWriter, stRange.tStart, stRange.tEnd,
                      [this](const std::string& str) { TellFailure(str); }) {}
 
-    int Run(const std::vector<recording>& vRecordings);
+    int Run();
 
 private:
     void Add(const recording& stRecording);
@@ -73,11 +81,14 @@ private:
     void TellFailure(const std::string& strText);
     bool Fits(const recording& stRecording, const openMedia& stMedia);
     void FitAudio(const recording& stRecording, openMedia& stMedia);
-    void Cover(UtcTime tBegin, UtcTime tEnd);
+    bool FindAudioKind(AVCodecParameters& stAudio) const;
+    void Cover(const recording& stRecording, UtcTime tBegin, UtcTime tEnd);
+    void DescribeClip() const;
     void TellResult() const;
 
     const exportOptions& m_stOptions;
     const timeSpan m_stRange;
+    const std::vector<recording>& m_vRecordings;
     const std::atomic<bool>& m_bStop;
     CClipWriter m_objWriter;
     CTimedClip m_objTimed;
@@ -85,9 +96,10 @@ private:
     std::uint64_t m_nDone = 0, m_nWhole = 0;
     std::optional<trackKind> m_optVideo;  ///< of the first recording
     bool m_bAnything = false, m_bFailed = false, m_bAudioTold = false;
-    UtcTime m_tBegin;    ///< when the clip's first frame was taken
-    UtcTime m_tCovered;  ///< up to where recordings have been looked at
-    unsigned m_nRecordings = 0, m_nGaps = 0;
+    UtcTime m_tBegin;                       ///< when the clip's first frame was taken
+    UtcTime m_tCovered;                     ///< up to where recordings have been looked at
+    std::vector<const recording*> m_vUsed;  ///< those that gave something to the clip
+    unsigned m_nGaps = 0;
 };
 
 BytesFunction CExport::ProgressOf(const recording& stRecording, std::size_t nReadings) {
@@ -129,11 +141,34 @@ bool CExport::Fits(const recording& stRecording, const openMedia& stMedia) {
     return true;
 }
 
-/// Leaves out sound that is not of the clip's kind.
+/// A short recording may announce sound of which it holds nothing.
+bool IsOnlyAnnounced(const AVCodecParameters& stAudio) {
+    return stAudio.sample_rate == 0;
+}
+
+/// What sound that is only announced is like where a recording holds it; false: none does.
+bool CExport::FindAudioKind(AVCodecParameters& stAudio) const {
+    for (const recording& st : m_vRecordings) {
+        try {
+            const openMedia stMedia = OpenMedia(st.Path(), &m_bStop, {.eAudio = EAudio::Yes});
+            if (!stMedia.pAudio || IsOnlyAnnounced(*stMedia.pAudio->codecpar)) continue;
+            return avcodec_parameters_copy(&stAudio, stMedia.pAudio->codecpar) >= 0;
+        } catch (const CFailure&) {
+            // It is told when its turn comes.
+        }
+    }
+    return false;
+}
+
+/// Leaves out sound that is not of the clip's kind. A clip that begins without can get none later.
 void CExport::FitAudio(const recording& stRecording, openMedia& stMedia) {
-    const AVCodecParameters* pAudio = m_objWriter.HasBegun() ? m_objWriter.Audio() : nullptr;
-    if (!m_objWriter.HasBegun() || !stMedia.pAudio) return;
-    if (pAudio && trackKind(*pAudio) == trackKind(*stMedia.pAudio->codecpar)) return;
+    if (!stMedia.pAudio) return;
+    const bool bBegun = m_objWriter.HasBegun();
+    AVCodecParameters& stAudio = *stMedia.pAudio->codecpar;
+    if (IsOnlyAnnounced(stAudio) && (bBegun || !FindAudioKind(stAudio))) stMedia.pAudio = nullptr;
+    if (!bBegun || !stMedia.pAudio) return;
+    const AVCodecParameters* pAudio = m_objWriter.Audio();
+    if (pAudio && trackKind(*pAudio) == trackKind(stAudio)) return;
     stMedia.pAudio = nullptr;
     if (std::exchange(m_bAudioTold, true)) return;
     PrintMessage("the sound that begins at " + FormatTime(stRecording.tStart) +
@@ -142,11 +177,11 @@ void CExport::FitAudio(const recording& stRecording, openMedia& stMedia) {
 }
 
 /// Notes what a recording gave to the clip.
-void CExport::Cover(UtcTime tBegin, UtcTime tEnd) {
+void CExport::Cover(const recording& stRecording, UtcTime tBegin, UtcTime tEnd) {
     if (!m_bAnything) m_tBegin = tBegin;
     m_bAnything = true;
     m_tCovered = std::max(m_tCovered, tEnd);
-    ++m_nRecordings;
+    m_vUsed.push_back(&stRecording);
 }
 
 void CExport::AddTimed(const recording& stRecording, openMedia& stMedia) {
@@ -156,7 +191,7 @@ void CExport::AddTimed(const recording& stRecording, openMedia& stMedia) {
         m_objTimed.Append(stMedia, stRecording.tStart, optCovered, ProgressOf(stRecording, 1));
     if (!optSpan) return;
     TellGap(optSpan->tBegin);
-    Cover(optSpan->tBegin, optSpan->tEnd);
+    Cover(stRecording, optSpan->tBegin, optSpan->tEnd);
 }
 
 void CExport::Join(const recording& stRecording, const clipFrames& stFrames,
@@ -171,7 +206,7 @@ void CExport::Join(const recording& stRecording, const clipFrames& stFrames,
     const UtcTime tBegin = stTimes.TimeOf(stFrames.vPlaces[stRange.nFirst]);
     m_objWriter.Append(stRecording.Path(), stFrames, stRange, stTimes.fStep, bContinues, tBegin,
                        ProgressOf(stRecording, 2), m_bStop);
-    Cover(tBegin, tBegin);
+    Cover(stRecording, tBegin, tBegin);
 }
 
 void CExport::AddBare(const recording& stRecording, const openMedia& stMedia) {
@@ -205,14 +240,14 @@ void CExport::Add(const recording& stRecording) {
     auto optMedia =
         Try([&] { return OpenMedia(stRecording.Path(), &m_bStop, {.eAudio = EAudio::Yes}); });
     if (m_bStop || !optMedia || !Fits(stRecording, *optMedia)) return;
-    HasTimes(*optMedia) ? AddTimed(stRecording, *optMedia) : AddBare(stRecording, *optMedia);
+    optMedia->IsTransport() ? AddTimed(stRecording, *optMedia) : AddBare(stRecording, *optMedia);
 }
 
-int CExport::Run(const std::vector<recording>& vRecordings) {
+int CExport::Run() {
     m_optProgress.emplace(m_stOptions.strFile.substr(m_stOptions.strFile.rfind('/') + 1));
     m_tCovered = m_stRange.tStart;
-    for (const recording& st : vRecordings) m_nWhole += st.nBytes;
-    for (const recording& st : vRecordings) {
+    for (const recording& st : m_vRecordings) m_nWhole += st.nBytes;
+    for (const recording& st : m_vRecordings) {
         Add(st);
         if (m_bStop) throw CFailure("stopped; nothing was written");
     }
@@ -224,8 +259,33 @@ int CExport::Run(const std::vector<recording>& vRecordings) {
                     " of the recordings cannot be kept in an MP4 file; left out");
     }
     m_objWriter.Finish();
+    if (m_stOptions.bManifest) DescribeClip();
     TellResult();
     return m_bFailed ? EXIT_FAILED : EXIT_OK;
+}
+
+/// Writes the manifest.
+void CExport::DescribeClip() const {
+    const auto Describe = [&](const std::string& strPath, const timeSpan& stSpan) {
+        return DescribeFile(
+            strPath, stSpan, [](std::size_t) {}, m_bStop);
+    };
+    const auto nLength = static_cast<std::int64_t>(m_objWriter.Length() * 1e6);
+    const timeSpan stShown{m_tBegin, m_tBegin + UtcTime::duration(nLength)};
+    manifest st{m_stOptions.strCamera,
+                m_stRange,
+                {},
+                Now(),
+                UserAtHost(),
+                {Describe(m_stOptions.strFile, stShown)}};
+    for (const recording* p : m_vUsed) {
+        st.vRecordings.push_back(Describe(p->Path(), p->Span()));
+        st.vRecordings.back().strSource = std::filesystem::absolute(p->Path());
+    }
+    if (!MakeDurable(m_stOptions.strFile)) {
+        throw CFailure("cannot store " + m_stOptions.strFile + ": " + ErrorText(errno));
+    }
+    WriteManifest(m_stOptions.Manifest(), st);
 }
 
 void CExport::TellResult() const {
@@ -236,7 +296,7 @@ void CExport::TellResult() const {
                    {"start", FormatIso(m_tBegin)},
                    {"seconds", m_objWriter.Length()},
                    {"frames", m_objWriter.Frames()},
-                   {"recordings", m_nRecordings},
+                   {"recordings", m_vUsed.size()},
                    {"gaps", m_nGaps},
                    {"bytes", nBytes}});
         return;
@@ -244,14 +304,22 @@ void CExport::TellResult() const {
     PrintLine(m_stOptions.strFile + ": " +
               FormatSpan(Seconds(static_cast<std::int64_t>(m_objWriter.Length() + 0.5))) +
               " from " + FormatTime(m_tBegin) + ", " + Count(m_objWriter.Frames(), "frame") +
-              " of " + Count(m_nRecordings, "recording") + ", " + Count(m_nGaps, "gap") + ", " +
+              " of " + Count(m_vUsed.size(), "recording") + ", " + Count(m_nGaps, "gap") + ", " +
               FormatBytes(nBytes));
+    if (!m_stOptions.bManifest) return;
+    PrintLine("SHA-256 of " + m_stOptions.Manifest() + ": " +
+              Sha256Of(
+                  m_stOptions.Manifest(), [](std::size_t) {}, m_bStop));
 }
 
 void RefuseExisting(const exportOptions& stOptions) {
-    if (stOptions.bForce || !Exists(stOptions.strFile)) return;
-    throw CFailure(stOptions.strFile +
-                   " exists already; nothing was written (--force replaces it)");
+    if (stOptions.bForce) return;
+    std::vector<std::string> vFiles = {stOptions.strFile};
+    if (stOptions.bManifest) vFiles.push_back(stOptions.Manifest());
+    for (const std::string& str : vFiles) {
+        if (!Exists(str)) continue;
+        throw CFailure(str + " exists already; nothing was written (--force replaces it)");
+    }
 }
 
 int Run(exportOptions& stOptions) {
@@ -268,7 +336,7 @@ int Run(exportOptions& stOptions) {
                      FormatTime(stFilter.stRange->tEnd) + "; nothing was written");
         return EXIT_NOTHING_FOUND;
     }
-    return CExport(stOptions, *stFilter.stRange, CatchStopSignals()).Run(vFound);
+    return CExport(stOptions, *stFilter.stRange, vFound, CatchStopSignals()).Run();
 }
 
 }  // namespace
@@ -286,6 +354,8 @@ command ExportCommand() {
              TypeOption(st.stSelection.nType, 0),
              Required({"-o,--output", &st.strFile, "File to write", "FILE"}),
              {"--force", &st.bForce, "Replace the file if it exists"},
+             {"--manifest", &st.bManifest,
+              "Write FILE.manifest.json, too: checksums of the clip and its recordings"},
              JsonOption(st.bJson)},
             [pOptions] { return Run(*pOptions); }};
 }

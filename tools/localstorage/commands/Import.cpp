@@ -113,16 +113,19 @@ bool Copy(CMediaInput& objInput, CStreamWriter& objWriter, CHostChannel& objChan
     const bool bLive = objInput.Size() == 0;
     CProgress objProgress(strInput.substr(strInput.rfind('/') + 1));
     std::uint64_t nBytes = 0;
-    while (const accessUnit* pUnit = objInput.Next()) {
-        if (bLive && pUnit->fTime >= static_cast<double>(nLength.count())) break;
-        const Bytes stBytes = objWriter.Make(*pUnit);
+    const auto Write = [&](Bytes stBytes) {
         if (!stBytes.empty() && !objChannel.Write(stBytes)) {
             throw CFailure("writing failed, the recording holds only its first " +
                            FormatBytes(nBytes));
         }
         nBytes += stBytes.size();
+    };
+    while (const accessUnit* pUnit = objInput.Next()) {
+        if (bLive && pUnit->fTime >= static_cast<double>(nLength.count())) break;
+        Write(objWriter.Make(*pUnit));
         objProgress.Show(objInput.Position(), objInput.Size(), FormatBytes(nBytes));
     }
+    Write(objWriter.TakeRest());
     return !bStop;
 }
 

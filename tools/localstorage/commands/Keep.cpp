@@ -128,15 +128,12 @@ manifest Fill(CKeepFolder& objFolder, const keepOptions& stOptions, const timeSp
     std::uint64_t nDone = 0, nWhole = 0;
     for (const recording& st : vFound) nWhole += st.nBytes;
     for (const recording& st : vFound) {
-        manifestFile stFile;
-        stFile.strName = objFolder.Add(st.Path(), IsFinal(st, &st == &vFound.back()));
-        stFile.strSource = fs::absolute(st.Path());
-        stFile.stSpan = st.Span();
-        stFile.nBytes = FileSize(objFolder.PathOf(stFile.strName));
+        const std::string strName = objFolder.Add(st.Path(), IsFinal(st, &st == &vFound.back()));
         const auto fnBytes = [&](std::size_t nBytes) {
-            objProgress.Show(nDone += nBytes, nWhole, stFile.strName);
+            objProgress.Show(nDone += nBytes, nWhole, strName);
         };
-        stFile.strSha256 = Sha256Of(objFolder.PathOf(stFile.strName), fnBytes, bStop);
+        manifestFile stFile = DescribeFile(objFolder.PathOf(strName), st.Span(), fnBytes, bStop);
+        stFile.strSource = fs::absolute(st.Path());
         stKept.vFiles.push_back(std::move(stFile));
     }
     return stKept;

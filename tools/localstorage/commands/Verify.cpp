@@ -65,7 +65,7 @@ int Run(const verifyOptions& stOptions) {
         }
     }
     if (stOptions.bJson) return nWrong == 0 ? EXIT_OK : EXIT_DAMAGED;
-    PrintLine(Count(st.vFiles.size(), "recording") + " of " + st.strCamera + ", kept " +
+    PrintLine(Count(st.vFiles.size(), "file") + " of " + st.strCamera + ", kept " +
               FormatTime(st.tMade) + " by " + st.strMadeBy +
               (nWrong == 0 ? ": all the same" : ": " + std::to_string(nWrong) + " not the same"));
     PrintLine("SHA-256 of the manifest: " + Sha256Of(
@@ -79,7 +79,7 @@ command VerifyCommand() {
     const auto pOptions = std::make_shared<verifyOptions>();
     verifyOptions& st = *pOptions;
     return {"verify",
-            "Check what \"keep\" stored against its manifest",
+            "Check what \"keep\" or \"export\" stored against its manifest",
             EXAMPLES,
             {Required({"DIR", &st.strPath, "Folder that was kept, or a manifest"}),
              JsonOption(st.bJson)},

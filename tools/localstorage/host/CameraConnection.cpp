@@ -23,6 +23,10 @@ CCameraConnection::CCameraConnection(const cameraPlan& stPlan, CHost& objHost,
       m_objWriter(stPlan.stForm, m_objInput, StartOf(stPlan, Source())),
       m_objPacer(stPlan.bRealTime && Source() == ESource::File, bStop) {}
 
+CCameraConnection::~CCameraConnection() {
+    EndFile();
+}
+
 std::optional<std::size_t> CCameraConnection::RecordNext() {
     const accessUnit* pUnit = m_objInput.Next();
     if (!pUnit) return std::nullopt;
@@ -46,8 +50,14 @@ bool CCameraConnection::HasChangedCodec(const accessUnit& stUnit) const {
     return m_objInput.HasChanged() || CodecOf(stUnit.stBytes, eCodec) != eCodec;
 }
 
+void CCameraConnection::EndFile() {
+    const Bytes stRest = m_objWriter.TakeRest();
+    if (m_optChannel && !stRest.empty()) m_optChannel->Write(stRest);
+    m_optChannel.reset();
+}
+
 void CCameraConnection::BeginFile() {
-    m_optChannel.reset();  // closed before the next is opened: a camera has one at a time
+    EndFile();  // before the next is opened: a camera has one at a time
     m_optChannel.emplace(m_objHost, m_stPlan.strCamera, m_pUser, recFileInfo());
     m_objSnapshots.BeginStream();
 }

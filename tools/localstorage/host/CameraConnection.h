@@ -23,6 +23,10 @@ public:
     CCameraConnection(const cameraPlan& stPlan, CHost& objHost, CSnapshotTaker& objSnapshots,
                       void* pUser, const std::atomic<bool>& bStop, TroubleFunction fnTrouble);
 
+    ~CCameraConnection();
+    CCameraConnection(const CCameraConnection&) = delete;
+    CCameraConnection& operator=(const CCameraConnection&) = delete;
+
     ESource Source() const { return m_objInput.Source(); }
 
     /// Records what comes next: how many bytes were written, 0 where that failed (the engine's
@@ -34,6 +38,7 @@ public:
 private:
     bool HasChangedCodec(const accessUnit& stUnit) const;
     void BeginFile();
+    void EndFile();
     bool BeginsAnotherStream(const accessUnit& stUnit);
 
     const cameraPlan& m_stPlan;

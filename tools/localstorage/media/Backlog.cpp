@@ -1,7 +1,9 @@
 #include "media/Backlog.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "media/MediaInput.h"
 #include "media/UtcClock.h"
 
 namespace {
@@ -23,8 +25,17 @@ std::int64_t StampOf(const AVPacket& st) {
 
 }  // namespace
 
-void CBacklog::Read(const ReadFunction& fnRead, const AVStream& stVideo) try {
+void CBacklog::Read(const ReadFunction& fnRead, const AVStream& stVideo) {
     m_stTimeBase = stVideo.time_base;
+    try {
+        Fill(fnRead, stVideo);
+    } catch (...) {
+        m_pBroken = std::current_exception();
+    }
+    StampBeginning(stVideo);
+}
+
+void CBacklog::Fill(const ReadFunction& fnRead, const AVStream& stVideo) {
     const auto tBegin = Clock::now();
     std::size_t nBytes = 0;
     for (bool bWaited = false; !bWaited && nBytes < MOST_BYTES;) {
@@ -40,8 +51,22 @@ void CBacklog::Read(const ReadFunction& fnRead, const AVStream& stVideo) try {
         }
         m_dqPackets.push_back(std::move(pPacket));
     }
-} catch (...) {
-    m_pBroken = std::current_exception();
+}
+
+/// FFmpeg loses the stamp of an RTSP camera's first picture; without one it would seem to have come
+/// when it is handed out.
+void CBacklog::StampBeginning(const AVStream& stVideo) {
+    const auto IsVideo = [&](const auto& p) { return p->stream_index == stVideo.index; };
+    auto it = std::find_if(m_dqPackets.begin(), m_dqPackets.end(), [&](const auto& p) {
+        return IsVideo(p) && StampOf(*p) != AV_NOPTS_VALUE;
+    });
+    if (it == m_dqPackets.end()) return;
+    std::int64_t nStamp = StampOf(**it);
+    while (it != m_dqPackets.begin()) {
+        if (!IsVideo(*--it)) continue;
+        nStamp -= av_rescale_q(FrameLength(stVideo), {1, TICKS}, stVideo.time_base);
+        (*it)->pts = (*it)->dts = nStamp;
+    }
 }
 
 bool CBacklog::Next(AVPacket& stPacket) {

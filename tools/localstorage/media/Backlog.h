@@ -28,6 +28,9 @@ public:
     std::optional<UtcTime> ArrivalOf(const AVPacket& stVideo) const;
 
 private:
+    void Fill(const ReadFunction& fnRead, const AVStream& stVideo);
+    void StampBeginning(const AVStream& stVideo);
+
     std::deque<avPointer<AVPacket>> m_dqPackets;
     std::exception_ptr m_pBroken;
     AVRational m_stTimeBase = {0, 1};

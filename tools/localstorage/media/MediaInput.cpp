@@ -127,6 +127,15 @@ void CMediaInput::MendTimes(ETrack eTrack) {
     MendPacket(m_objMender, eTrack, st, static_cast<std::int64_t>(nNow.count() * TICKS));
 }
 
+/// FFmpeg hands out a picture when the next one begins; of a transport stream's, the one behind it.
+UtcTime CMediaInput::ArrivalOf(const AVPacket& stVideo) const {
+    const UtcTime tGiven = m_objBacklog.ArrivalOf(stVideo).value_or(Now());
+    const AVStream& stStream = *m_stMedia.pStream;
+    const int nHeld = (av_stream_get_parser(&stStream) ? 1 : 0) + (m_stMedia.IsTransport() ? 1 : 0);
+    const std::int64_t nLength = std::min<std::int64_t>(FrameLength(stStream), TICKS);
+    return tGiven - std::chrono::microseconds(nHeld * nLength * 1000000 / TICKS);
+}
+
 /// Moves one packet from the container to its track.
 void CMediaInput::ReadPacket() {
     m_bEnded = !m_objBacklog.Next(*m_pPacket) && !NextPacket(m_stMedia, *m_pPacket);
@@ -135,7 +144,7 @@ void CMediaInput::ReadPacket() {
         if (m_optBare) m_optBare->Push(nullptr);
         if (m_optAudio) m_optAudio->Push(nullptr);
     } else if (m_pPacket->stream_index == m_stMedia.pStream->index) {
-        m_stUnit.optArrived = m_objBacklog.ArrivalOf(*m_pPacket);
+        if (Source() != ESource::File) m_stUnit.optArrived = ArrivalOf(*m_pPacket);
         MendTimes(ETrack::Video);
         m_optBare ? m_optBare->Push(m_pPacket.get()) : PushVideo();
     } else {

@@ -79,6 +79,7 @@ public:
 private:
     void OpenAudio();
     void LookForLateAudio();
+    UtcTime ArrivalOf(const AVPacket& stVideo) const;
     void ReadPacket();
     void MendTimes(ETrack eTrack);
     void PushVideo();

@@ -205,6 +205,10 @@ void closeGuarded::operator()(AVFormatContext* p) const {
     avformat_close_input(&p);
 }
 
+bool openMedia::IsTransport() const {
+    return pFormat->iformat->name == std::string_view("mpegts");
+}
+
 bool openMedia::HasChanged() const {
     const AVStream& stLast = *pFormat->streams[pFormat->nb_streams - 1];
     const bool bOther = IsVideo(stLast) && stLast.discard != AVDISCARD_ALL && &stLast != pStream;

@@ -101,6 +101,8 @@ struct openMedia {
     ESource eSource = ESource::File;  ///< never Web
 
     bool Has(const AVStream& st) const { return &st == pStream || &st == pAudio; }
+    /// An MPEG transport stream, which holds times.
+    bool IsTransport() const;
     /// The video goes on in another codec, or in a stream that was not there at first.
     bool HasChanged() const;
 };

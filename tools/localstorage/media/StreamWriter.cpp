@@ -31,3 +31,7 @@ Bytes CStreamWriter::Make(const accessUnit& stUnit) {
         return {};  // no picture is lost for sound that is damaged
     }
 }
+
+Bytes CStreamWriter::TakeRest() {
+    return m_optTransport ? m_optTransport->TakeRest() : Bytes();
+}

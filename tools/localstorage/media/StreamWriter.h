@@ -27,9 +27,11 @@ public:
     CStreamWriter(const streamForm& stForm, const CMediaInput& objInput,
                   std::optional<UtcTime> optStart);
 
-    /// What to store of an access unit that arrived now, valid until the next call; empty where
+    /// What to store now that an access unit has arrived, valid until the next call; empty where
     /// there is nothing. Throws CFailure.
     Bytes Make(const accessUnit& stUnit);
+    /// What has not been given out yet, valid until the next call; to be stored at the end.
+    Bytes TakeRest();
 
 private:
     Bytes Stamp(const accessUnit& stUnit);

@@ -1,7 +1,6 @@
 #include "media/TimedClip.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include "base/Failure.h"
 #include "records/Coverage.h"
@@ -65,10 +64,6 @@ struct CTimedClip::reading {
     }
     bool IsVideo(const AVPacket& st) const { return st.stream_index == stMedia.pStream->index; }
 };
-
-bool HasTimes(const openMedia& stMedia) {
-    return stMedia.pFormat->iformat->name == std::string_view("mpegts");
-}
 
 packetTimes CTimedClip::Mend(const reading& st, const AVPacket& stPacket) {
     // Where the stamps of recordings do not fit, the wall time tells how far they lie apart.

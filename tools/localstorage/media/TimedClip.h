@@ -7,9 +7,6 @@
 
 #include "media/ClipWriter.h"
 
-/// Whether a recording is in a container that holds times.
-bool HasTimes(const openMedia& stMedia);
-
 class CTimedClip {
 public:
     /// Of what was taken from `tFrom` up to `tTo`; the clip begins with the key frame before.

@@ -1,5 +1,7 @@
 #include "media/TransportWriter.h"
 
+#include <utility>
+
 #include "base/Failure.h"
 
 extern "C" {
@@ -9,6 +11,8 @@ extern "C" {
 namespace {
 
 constexpr int BUFFER_SIZE = 64 * 188;
+/// Where pictures are rare or stay away: a fraction of a second.
+constexpr std::size_t MOST_WAITING = 4096;
 
 void Require(int nResult) {
     if (nResult < 0) {
@@ -62,7 +66,7 @@ void CTransportWriter::AddTrack(const AVCodecParameters& stParameters) {
 }
 
 Bytes CTransportWriter::Pack(const accessUnit& stUnit) {
-    m_vPacked.clear();
+    if (std::exchange(m_bTaken, false)) m_vPacked.clear();
     // The muxer repeats the tables of its own accord only behind frames that are no key frames.
     if (stUnit.eTrack == ETrack::Video && stUnit.bKeyFrame) {
         av_opt_set(m_pFormat->priv_data, "mpegts_flags", "+resend_headers", 0);
@@ -79,5 +83,10 @@ Bytes CTransportWriter::Pack(const accessUnit& stUnit) {
     Require(av_write_frame(m_pFormat.get(), pPacket.get()));
     // Sound that waits for more would lie behind the cut that it belongs in front of.
     Require(av_write_frame(m_pFormat.get(), nullptr));
-    return m_vPacked;
+    const bool bWaits = stUnit.eTrack == ETrack::Audio && m_vPacked.size() < MOST_WAITING;
+    return bWaits ? Bytes() : TakeRest();
+}
+
+Bytes CTransportWriter::TakeRest() {
+    return std::exchange(m_bTaken, true) ? Bytes() : Bytes(m_vPacked);
 }

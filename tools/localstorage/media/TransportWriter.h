@@ -13,8 +13,12 @@ public:
     /// `pSound` may be null. Throws CFailure.
     CTransportWriter(const AVCodecParameters& stVideo, const AVCodecParameters* pSound);
 
-    /// The packets of one access unit, all of them, valid until the next call. Throws CFailure.
+    /// The packets of one access unit, all of them, valid until the next call. Sound waits for the
+    /// next picture, in front of which it lies: it comes in small pieces, and often. Empty while it
+    /// waits. Throws CFailure.
     Bytes Pack(const accessUnit& stUnit);
+    /// What still waits, valid until the next call.
+    Bytes TakeRest();
 
 private:
     struct outputFree {
@@ -25,6 +29,7 @@ private:
 
     std::unique_ptr<AVFormatContext, outputFree> m_pFormat;
     std::vector<std::uint8_t> m_vPacked;
+    bool m_bTaken = false;  ///< what was packed
 };
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_TRANSPORTWRITER_H

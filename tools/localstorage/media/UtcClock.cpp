@@ -10,6 +10,8 @@ using namespace std::chrono_literals;
 
 /// Short enough that a camera's clock drifts by nothing that counts.
 constexpr auto WINDOW = 5s;
+/// What is handed out when a camera fell silent came before that.
+constexpr auto LONGEST_SILENCE = 60s;
 /// A picture is taken before it arrives, and not long before.
 constexpr auto MOST_DELAY = 1000ms, MOST_AHEAD = 100ms;
 
@@ -20,7 +22,7 @@ UtcTime CUtcClock::SmoothArrival(Span nShow, UtcTime tArrived) {
     const auto nAge = tArrived - m_tWindow;
     // A host's clock that was set back begins anew as well.
     if (nAge > WINDOW || nAge < -1s) {
-        m_tLeastPrevious = nAge < 2 * WINDOW && nAge > 0s ? m_tLeast : tZero;
+        m_tLeastPrevious = nAge < LONGEST_SILENCE && nAge > 0s ? m_tLeast : tZero;
         m_tLeast = tZero;
         m_tWindow = tArrived;
     }

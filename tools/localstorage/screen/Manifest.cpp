@@ -8,6 +8,8 @@
 #include "base/Failure.h"
 #include "base/System.h"
 #include "base/Text.h"
+#include "media/Checksum.h"
+#include "records/Tree.h"
 
 using nlohmann::ordered_json;
 
@@ -31,7 +33,7 @@ manifestFile ReadFile(const ordered_json& js) {
     if (st.strName.empty() || st.strName.find('/') != st.strName.npos || st.strName == "..") {
         throw CFailure("a file's name leads out of the folder: " + st.strName);
     }
-    st.strSource = js.at("source");
+    st.strSource = js.value("source", "");
     st.stSpan = ReadSpan(js);
     st.nBytes = js.at("bytes");
     st.strSha256 = js.at("sha256");
@@ -39,30 +41,47 @@ manifestFile ReadFile(const ordered_json& js) {
 }
 
 ordered_json ToJson(const manifestFile& st) {
-    return {{"name", st.strName},
-            {"source", st.strSource},
-            {"start", FormatIso(st.stSpan.tStart)},
-            {"end", FormatIso(st.stSpan.tEnd)},
-            {"bytes", st.nBytes},
-            {"sha256", st.strSha256}};
+    ordered_json js = {{"name", st.strName}};
+    if (!st.strSource.empty()) js["source"] = st.strSource;
+    js.update({{"start", FormatIso(st.stSpan.tStart)},
+               {"end", FormatIso(st.stSpan.tEnd)},
+               {"bytes", st.nBytes},
+               {"sha256", st.strSha256}});
+    return js;
+}
+
+ordered_json ToJson(const std::vector<manifestFile>& vFiles) {
+    ordered_json js = ordered_json::array();
+    for (const manifestFile& st : vFiles) js.push_back(ToJson(st));
+    return js;
 }
 
 std::string ToText(const manifest& st) {
-    ordered_json jsFiles = ordered_json::array();
-    for (const manifestFile& stFile : st.vFiles) jsFiles.push_back(ToJson(stFile));
-    const ordered_json js = {{"kind", KIND},
-                             {"camera", st.strCamera},
-                             {"start", FormatIso(st.stRange.tStart)},
-                             {"end", FormatIso(st.stRange.tEnd)},
-                             {"note", st.strNote},
-                             {"made", FormatIso(st.tMade)},
-                             {"made_by", st.strMadeBy},
-                             {"files", std::move(jsFiles)}};
+    ordered_json js = {{"kind", KIND},
+                       {"camera", st.strCamera},
+                       {"start", FormatIso(st.stRange.tStart)},
+                       {"end", FormatIso(st.stRange.tEnd)},
+                       {"note", st.strNote},
+                       {"made", FormatIso(st.tMade)},
+                       {"made_by", st.strMadeBy},
+                       {"files", ToJson(st.vFiles)}};
+    if (!st.vRecordings.empty()) js["recordings"] = ToJson(st.vRecordings);
     // Names of files may be anything.
     return js.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace
+
+manifestFile DescribeFile(const std::string& strPath, const timeSpan& stSpan,
+                          const std::function<void(std::size_t)>& fnBytes,
+                          const std::atomic<bool>& bStop) {
+    manifestFile st;
+    st.strName = std::filesystem::path(strPath).filename();
+    st.stSpan = stSpan;
+    st.nBytes = FileSize(strPath);
+    st.strSha256 = Sha256Of(strPath, fnBytes, bStop);
+    return st;
+}
 
 void WriteManifest(const std::string& strPath, const manifest& st) {
     const std::string strPart = strPath + ".part";
