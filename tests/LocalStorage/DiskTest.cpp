@@ -4,7 +4,6 @@
 #include <condition_variable>
 #include <future>
 #include <mutex>
-#include <thread>
 
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/EngineTest.h"
@@ -357,9 +356,7 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
         const auto await = [&](auto isSo) {  // a failed write makes the engine check
             m_faults.Fail(Op::Write, Ends(".mp4"), EFBIG).Times(1);
             EXPECT_FALSE(Write("open", Hour(2, 8), "lost"));
-            for (int n = 0; n < 1000 && !isSo(); ++n) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            }
+            EXPECT_TRUE(Await(isSo));
             EXPECT_TRUE(Write("open", Hour(2, 8), "below"));
         };
         CDirectoryLock lock;
