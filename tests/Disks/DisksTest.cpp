@@ -195,9 +195,7 @@ protected:
         }
         std::set<std::string> setThere;
         for (const CDisk* pDisk : {&m_disk1, &m_disk2}) {
-            for (const auto& entry : fs::recursive_directory_iterator(pDisk->Path())) {
-                if (entry.path().extension() == ".mp4") setThere.insert(entry.path());
-            }
+            for (const auto& strPath : RecordFilesBelow(pDisk->Path())) setThere.insert(strPath);
         }
         EXPECT_EQ(setThere, setExpected);
         if (!m_pHost || !m_bBackup) return;

@@ -13,6 +13,7 @@
 #include <future>
 #include <iostream>
 #include <list>
+#include <map>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -129,22 +130,14 @@ hostMessage Created(const std::string& strCamera) {
     return stNewest;
 }
 
-/// Longest times in ms, then numbers. Late is what began late in the hang.
-enum Value {
-    INITIALIZE,
-    RELEASE,
-    WRITE,  // on the good disk
-    QUERY,  // likewise
-    OPEN,
-    LATE_OPEN,
-    PICTURE,
-    LATE_PICTURE,
-    REFUSED,  // late openings and pictures, and recordings that begin late on the sick disk
-    FAILED,   // writes on the good disk
-    DELETED,
-    STUCK,  // the sick disk's channel, after the hang
-    VALUES
-};
+/// Longest times in ms, then numbers, each with the most that it may be. Writes, queries and failed
+/// writes are those on the good disk. Late is what began late in the hang; refused are such
+/// openings and pictures, and recordings on the sick disk. Stuck is the sick disk's channel
+/// afterwards.
+const std::pair<const char*, double> GOALS[] = {
+    {"Initialize", 11000}, {"Release", 10500},  {"write", 50},     {"query", 50},
+    {"open", 7000},        {"late open", 1000}, {"picture", 7000}, {"late picture", 1000},
+    {"refused", 0},        {"failed", 0},       {"deleted", 0},    {"stuck", 0}};
 
 // Layout; an operation of the disk's that hangs, or "all"; whether the sick disk is the one
 // recorded on; whether the other one is full.
@@ -153,14 +146,15 @@ class SickDisk
 protected:
     bool IsOnSick(const std::string& strPath) const { return strPath.starts_with(m_sick.Path()); }
 
-    void Count(Value eValue) {
+    void Count(const std::string& strWhat) {
         const std::lock_guard<std::mutex> guard(m_mtx);
-        ++m_values[eValue].dWorst;
+        ++m_mWorst[strWhat];
     }
-    void Note(Value eValue, Clock::time_point before, Clock::time_point after = Clock::now()) {
+    void Note(const std::string& strWhat, Clock::time_point before,
+              Clock::time_point after = Clock::now()) {
         const double dTime = std::chrono::duration<double, std::milli>(after - before).count();
         const std::lock_guard<std::mutex> guard(m_mtx);
-        m_values[eValue].dWorst = std::max(m_values[eValue].dWorst, dTime);
+        m_mWorst[strWhat] = std::max(m_mWorst[strWhat], dTime);
     }
 
     void MakeOld(const std::string& strDisk, const std::string& strDay, std::size_t nBytes) {
@@ -185,12 +179,12 @@ protected:
 
     /// Times a call that begins with a hang; the hang ends with it.
     template <typename Call>
-    void WhileItHangs(Value eValue, Call call) {
+    void WhileItHangs(const std::string& strWhat, Call call) {
         m_sick.Hang(m_strFault);
         const Clock::time_point before = Clock::now();
         const std::future<void> done = std::async(std::launch::async, [&] {
             call();
-            Note(eValue, before);
+            Note(strWhat, before);
         });
         done.wait_for(HANG);
         m_sick.GoOn();
@@ -218,37 +212,36 @@ protected:
         const bool bWritten = m_pHost->Write(strCamera, FILE, strPiece);
         const Clock::time_point after = Clock::now();
         const hostMessage stFile = Created(strCamera);
-        Note(WRITE, before, IsOnSick(stFile.strWhat) ? std::max(before, stFile.at) : after);
-        if (!bWritten) Count(FAILED);
+        Note("write", before, IsOnSick(stFile.strWhat) ? std::max(before, stFile.at) : after);
+        if (!bWritten) Count("failed");
     }
     void WriteOnSick() {
         const bool bAfter = Clock::now() > m_begun + HANG;
-        if (m_pHost->Write(SICK_CAMERA, FILE, m_strPiece) && bAfter) m_values[STUCK].dWorst = 0;
+        if (m_pHost->Write(SICK_CAMERA, FILE, m_strPiece) && bAfter) m_bStuck = false;
     }
     void Query() {
         const Clock::time_point before = Clock::now();
         m_pHost->Recordings(GOOD_CAMERA);
-        Note(QUERY, before);
+        Note("query", before);
     }
     /// What begins late in the hang has goals of its own.
     void OpenAnother(const std::string& strCamera) {
         const Clock::time_point before = Clock::now();
         const bool bLate = before >= m_begun + LATE;
         const bool bOpen = m_pHost->Open(strCamera, FILE);
-        Note(bLate ? LATE_OPEN : OPEN, before);
+        Note(bLate ? "late open" : "open", before);
         const bool bSick = m_strFault != "write" && IsOnSick(Created(strCamera).strWhat);
-        if (bLate && (!bOpen || bSick)) Count(REFUSED);
+        if (bLate && (!bOpen || bSick)) Count("refused");
     }
     void TakePicture(const std::string& strCamera) {
         const Clock::time_point before = Clock::now();
         const bool bLate = before >= m_begun + LATE;
         const bool bTaken = m_pHost->Picture(strCamera, m_strPiece);
-        Note(bLate ? LATE_PICTURE : PICTURE, before);
-        if (bLate && !bTaken) Count(REFUSED);
+        Note(bLate ? "late picture" : "picture", before);
+        if (bLate && !bTaken) Count("refused");
     }
 
     void RecordThroughHang() {
-        m_values[STUCK].dWorst = 1;
         m_sick.Hang(m_strFault);
         if (m_bOtherFull) m_good.SetFull(true);
         m_begun = Clock::now();
@@ -270,6 +263,8 @@ protected:
         m_sick.GoOn();
         sleep_for(4s);
         m_bStop = true;
+        lsThreads.clear();
+        if (m_bStuck) Count("stuck");
     }
 
     /// From the sick disk nothing may be gone, from the good one what made room.
@@ -279,7 +274,7 @@ protected:
             if (m_bOtherFull && !IsOnSick(strPath)) m_setThere.erase(strPath);
         }
         for (const std::string& strPath : m_setThere) {
-            if (!fs::exists(strPath)) Count(DELETED);
+            if (!fs::exists(strPath)) Count("deleted");
         }
     }
 
@@ -293,15 +288,9 @@ protected:
     std::set<std::string> m_setThere;  // paths that were created
     std::unique_ptr<CRecordingHost> m_pHost;
     Clock::time_point m_begun;  // of the long hang
-    std::atomic<bool> m_bStop = false;
+    std::atomic<bool> m_bStop = false, m_bStuck = true;
     std::mutex m_mtx;
-    struct {
-        const char* pName;
-        double dMost, dWorst = 0;
-    } m_values[VALUES] = {{"Initialize", 11000}, {"Release", 10500},     {"write", 50},
-                          {"query", 50},         {"open", 7000},         {"late open", 1000},
-                          {"picture", 7000},     {"late picture", 1000}, {"refused", 0},
-                          {"failed", 0},         {"deleted", 0},         {"stuck", 0}};
+    std::map<std::string, double> m_mWorst;
 };
 
 INSTANTIATE_TEST_SUITE_P(
@@ -316,20 +305,21 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(SickDisk, HarmsNobodyElse) {
     MakeOld(m_sick.Path(), "20200101", 1 << 12);
     MakeOld(m_good.Path(), "20200102", 12 << 20);
-    WhileItHangs(INITIALIZE, [this] { Start(); });
+    WhileItHangs("Initialize", [this] { Start(); });
     sleep_for(10s);  // which it has to come back
     for (const bool bSick : {!m_bCurrent, m_bCurrent}) OpenOn(bSick);
     RecordThroughHang();
-    WhileItHangs(RELEASE, [this] { m_pHost.reset(); });
+    WhileItHangs("Release", [this] { m_pHost.reset(); });
     sleep_for(1s);
     CountDeleted();
     std::ostringstream line;
     line << (m_bBackup ? "| backup, " : "| client, ") << m_strFault
          << (m_bCurrent ? ", current" : "") << (m_bOtherFull ? ", other full |" : " |");
     bool bAllMet = true;
-    for (const auto& st : m_values) {
-        const bool bMet = st.dWorst <= st.dMost;
-        line << ' ' << st.pName << ' ' << std::lround(st.dWorst) << (bMet ? " |" : " ! |");
+    for (const auto& [strWhat, dMost] : GOALS) {
+        const double dWorst = m_mWorst[strWhat];
+        const bool bMet = dWorst <= dMost;
+        line << ' ' << strWhat << ' ' << std::lround(dWorst) << (bMet ? " |" : " ! |");
         bAllMet &= bMet;
     }
     std::cout << line.str() << std::endl;

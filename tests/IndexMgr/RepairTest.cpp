@@ -7,7 +7,7 @@
 
 class Repair : public CRecordDirTest {};
 
-TEST_F(Repair, KeepsRecordingsAndRemovesEverythingForeign) {
+TEST_F(Repair, KeepsRecordingsAndRemovesEverythingForeignButWhatLinksLeadTo) {
     const Names vKept = {Path("cam_1_0", FILE_1), Path("front_door", FILE_1),
                          Path("cam_1_0", FILE_3)};
     for (const bool bTypes : {true, false}) {  // not every file system tells the types of entries
@@ -20,16 +20,22 @@ TEST_F(Repair, KeepsRecordingsAndRemovesEverythingForeign) {
               "20240307/cam_2_0/index03.bin", "20240307/index02.bin"}) {
             PutFile(m_strFolder + "/" + pForeign);
         }
-        PutFile(m_dir / "outside/precious");
-        fs::create_symlink(m_dir / "outside", m_strFolder + "/20240305/link_1_0");
+        PutFile(m_dir / "outside/cam_1_0/" + FILE_2);
+        for (const char* pLink : {"/20240305/link_1_0", "/20240309"}) {
+            fs::create_symlink(m_dir / "outside", m_strFolder + pLink);
+        }
         for (const std::string& strPath : vKept) PutFile(strPath);
         PutFile(m_strMarker);
         ASSERT_EQ(Start(), 0);
         EXPECT_EQ(m_nFiles, 3u);
         for (const std::string& strPath : vKept) EXPECT_TRUE(fs::exists(strPath)) << strPath;
         EXPECT_EQ(Tree(m_strFolder).size(), 16u) << "7 folders, 3 recordings, 6 index files";
-        EXPECT_TRUE(fs::exists(m_dir / "outside/precious"));
+        EXPECT_TRUE(fs::exists(m_dir / "outside/cam_1_0/" + FILE_2));
+        // A link to a larger disk is followed, but none in it.
+        if (bTypes) fs::rename(m_strFolder, m_dir / "larger disk");
+        if (bTypes) fs::create_directory_symlink(m_dir / "larger disk", m_strFolder);
     }
+    EXPECT_TRUE(fs::is_symlink(m_strFolder));
 }
 
 // A start that trusted the old index beside a changed tree would lose recordings.
@@ -97,21 +103,6 @@ TEST_F(Repair, ARecordFolderThatHoldsNothingCountsAsNew) {
         EXPECT_TRUE(fs::is_empty(m_strFolder));
         fs::remove(m_strFolder);
     }
-}
-
-TEST_F(Repair, ALinkedRecordFolderIsFollowedAndNothingInIt) {
-    const std::string strTarget = m_dir / "larger disk";
-    fs::create_directory(strTarget);
-    fs::create_directory_symlink(strTarget, m_strFolder);
-    PutFile(m_dir / "outside/cam_1_0/" + FILE_3);
-    for (const char* pFile : {FILE_1, FILE_2}) Put("cam_1_0", pFile);
-    fs::create_directory_symlink(m_dir / "outside", m_strFolder + "/20240306");
-    PutFile(m_strMarker);
-    EXPECT_EQ(Start(), 0);
-    EXPECT_EQ(m_nFiles, 2u);
-    EXPECT_FALSE(fs::exists(fs::symlink_status(strTarget + "/20240306")));
-    EXPECT_TRUE(fs::exists(m_dir / "outside/cam_1_0/" + FILE_3));
-    EXPECT_TRUE(fs::is_symlink(m_strFolder));
 }
 
 // Two recordings of two channels after a crash, and something that a repair removes.

@@ -1,10 +1,7 @@
 // Choice of the disk, and the disk check.
 
 #include <chrono>
-#include <condition_variable>
 #include <future>
-#include <mutex>
-#include <thread>
 
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/EngineTest.h"
@@ -33,124 +30,28 @@ TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
     }
 }
 
-/// Disks without an engine; what a look at them tells is made up, and one of them may hang.
-class Disks : public testing::Test {
-protected:
-    using Room = CDisks::Room;
-    static constexpr std::int64_t PATIENCE = 4000, SILENCE = 6000;  // ms
-
-    ~Disks() override { Hang(""); }
-
-    void Assign(bool bCycWrite) { m_disks.Assign({"/a", "/b", "/a/c"}, bCycWrite); }
-    /// "/a /b " have room.
-    void SetRoom(const std::string& strWithRoom) {
-        const std::lock_guard guard(m_mtx);
-        m_strWithRoom = strWithRoom;
-    }
-    void Hang(const std::string& strRecDir) {
-        const std::lock_guard guard(m_mtx);
-        m_strHangs = strRecDir;
-        m_changed.notify_all();
-    }
-    diskLook Look(const std::string& strRecDir) {
-        m_onLook();
-        std::unique_lock lock(m_mtx);
-        m_changed.wait(lock, [&] { return m_strHangs != strRecDir; });
-        const bool bRoom = m_strWithRoom.find(strRecDir + " ") != std::string::npos;
-        return diskLook{true, bRoom ? 9999u : 0u, 0};
-    }
-    /// What is found, and whether all the patience was spent on it.
-    std::pair<Room, bool> FindRoom() {
-        const auto begin = std::chrono::steady_clock::now();
-        m_disks.Ask();
-        const auto took = std::chrono::steady_clock::now() - begin;
-        return {m_disks.Choose(), took >= std::chrono::milliseconds(PATIENCE)};
-    }
-
-    std::mutex m_mtx;
-    std::condition_variable m_changed;
-    std::string m_strWithRoom, m_strHangs;
-    std::function<void()> m_onLook = [] {};
-    CDisks m_disks{[this](const std::string& strRecDir) {
-                       const auto pCalls = std::make_shared<CDiskCalls>();
-                       EXPECT_TRUE(pCalls->Start());
-                       return std::make_unique<CDiskAsker>(
-                           pCalls, strRecDir, [=, this](int) { return Look(strRecDir); }, SILENCE);
-                   },
-                   std::chrono::milliseconds(PATIENCE)};
-};
-
-TEST_F(Disks, TheFirstWithRoomIsTaken) {
-    const struct {
-        bool bCycWrite;
-        std::string strWithRoom;
-        Room eFound;
-        std::string strCurrent;
-    } steps[] = {
-        {true, "/a /b /a/c ", Room::Here, "/a"}, {true, "/b /a/c ", Room::Moved, "/b"},
-        {true, "/a /b /a/c ", Room::Here, "/b"}, {true, "/a/c ", Room::Moved, "/a/c"},
-        {true, "/a ", Room::Moved, "/a"},        {true, "", Room::None, "/a"},
-        {false, "/b /a/c ", Room::None, "/a"},
-    };
-    Assign(true);
-    for (const auto& step : steps) {
-        if (!step.bCycWrite) Assign(false);
-        SetRoom(step.strWithRoom);
-        EXPECT_EQ(FindRoom().first, step.eFound) << &step - steps;
-        EXPECT_EQ(m_disks.Current(), step.strCurrent) << &step - steps;
-    }
-    EXPECT_THAT(m_disks.BeyondHelp(), ElementsAre("/b", "/a/c"));  // never recorded on
-
-    Assign(true);
-    SetRoom("/b ");
-    FindRoom();
-    SetRoom("/a /b ");
-    EXPECT_TRUE(m_disks.ChooseAgain());
-    EXPECT_EQ(m_disks.Current(), "/a");
-}
-
-TEST_F(Disks, OneThatDoesNotAnswerCountsByItsLastAnswerAndThenAsFull) {
-    Assign(true);
-    SetRoom("/a /b /a/c ");
-    m_disks.AwaitAll();
-    Hang("/b");
-    EXPECT_EQ(FindRoom(), std::pair(Room::Here, false)) << "is not waited for";
-    Hang("/a");
-    EXPECT_EQ(FindRoom(), std::pair(Room::Here, true)) << "the last answer counts";
-    const auto pLastSilence = m_disks.LastSilence("/a");
-    EXPECT_LT(*pLastSilence, 0);
-    while (!m_disks.CurrentLook().bSilent) OSL_Sleep(10);
-    EXPECT_GT(*pLastSilence, 0);
-    SetRoom("/a/c ");
-    EXPECT_EQ(FindRoom(), std::pair(Room::Moved, false)) << "as from a full one";
-    EXPECT_EQ(m_disks.Current(), "/a/c");
-    EXPECT_THAT(m_disks.BeyondHelp(), ElementsAre("/a"));
-    EXPECT_TRUE(m_disks.HasAnother("/a/c"));
-    Hang("");
-    SetRoom("/a ");
-    bool bBack = false;
-    for (int n = 0; n < 1000 && !bBack; ++n) {  // its thread has to wake up
-        OSL_Sleep(10);
-        bBack = m_disks.ChooseAgain();
-    }
-    EXPECT_TRUE(bBack);
-    EXPECT_EQ(m_disks.Current(), "/a");
-}
-
-TEST_F(Disks, AFailureCountsForTheDiskOfTheFileUntilALookFindsItGone) {
-    Assign(false);
-    SetRoom("/a /b /a/c ");
-    FindRoom();
-    m_disks.NoteFailure("/a/c/RecordFile/x.mp4", EIO);  // of the longest directory
-    m_disks.NoteFailure("/a/RecordFile/x.mp4", EMFILE);
-    m_disks.NoteFailure("/d/x.mp4", EIO);
-    EXPECT_FALSE(IsDiskFull(m_disks.CurrentLook()));
-    EXPECT_TRUE(m_disks.IsOnCurrent("/a/RecordFile/x.mp4"));
-    EXPECT_FALSE(m_disks.IsOnCurrent("/a/c/RecordFile/x.mp4"));
-    m_onLook = [this] { m_disks.NoteFailure("/a/x.mp4", EROFS); };  // while a look is under way
-    EXPECT_EQ(m_disks.LookAtCurrent().nFailure, EROFS);
-    m_onLook = [] {};
-    EXPECT_EQ(m_disks.LookAtCurrent().nFailure, 0);
+TEST(Disks, AFailureCountsForTheDiskOfTheFileUntilALookFindsItGone) {
+    std::function<void()> onLook = [] {};
+    CDisks disks([&](const std::string& strRecDir) {
+        const auto pCalls = std::make_shared<CDiskCalls>();
+        EXPECT_TRUE(pCalls->Start());
+        return std::make_unique<CDiskAsker>(pCalls, strRecDir, [&](int) {
+            onLook();
+            return diskLook{true, 9999, 0};
+        });
+    });
+    disks.Assign({"/a", "/b", "/a/c"}, false);
+    disks.AwaitAll();
+    disks.NoteFailure("/a/c/RecordFile/x.mp4", EIO);  // of the longest directory
+    disks.NoteFailure("/a/RecordFile/x.mp4", EMFILE);
+    disks.NoteFailure("/d/x.mp4", EIO);
+    EXPECT_FALSE(IsDiskFull(disks.CurrentLook()));
+    EXPECT_TRUE(disks.IsOnCurrent("/a/RecordFile/x.mp4"));
+    EXPECT_FALSE(disks.IsOnCurrent("/a/c/RecordFile/x.mp4"));
+    onLook = [&] { disks.NoteFailure("/a/x.mp4", EROFS); };  // while a look is under way
+    EXPECT_EQ(disks.LookAtCurrent().nFailure, EROFS);
+    onLook = [] {};
+    EXPECT_EQ(disks.LookAtCurrent().nFailure, 0);
 }
 
 class DiskCheck : public CEngineTest {
@@ -165,10 +66,12 @@ protected:
     int m_nRecording = 0;
 };
 
+// Also when the next lacks its directory, or has no answer at first: neither costs a day.
 TEST_F(DiskCheck, MovesToTheNextAndComesBack) {
     StartOnTwo();
     SetRoom(FULL + 1, "1");
     EXPECT_EQ(DiskOfNext(), "1");
+    std::filesystem::remove_all(Disk("2"));
     SetRoom(FULL, "1");
     ForgetMessages();
     CheckDisk();
@@ -176,17 +79,6 @@ TEST_F(DiskCheck, MovesToTheNextAndComesBack) {
     SetRoom(ROOM, "1");
     EXPECT_EQ(DiskOfNext(), "2") << "stays while there is room";
     SetRoom(FULL, "2");
-    EXPECT_EQ(DiskOfNext(), "1");
-}
-
-TEST_F(DiskCheck, AnotherDiskThatLacksItsDirectoryOrAnAnswerCostsNoDay) {
-    StartOnTwo();
-    Record("cam01", Hour(1, 8));
-    std::filesystem::remove_all(Disk("2"));
-    SetRoom(FULL, "1");
-    EXPECT_EQ(DiskOfNext(), "2") << "made again";
-    SetRoom(FULL, "2");
-    SetRoom(ROOM, "1");
     EXPECT_EQ(DiskOfNext(), "1");
     SetRoom(FULL, "1");
     SetRoom(ROOM, "2");
@@ -208,27 +100,30 @@ TEST_F(DiskCheck, RefusingAFullDiskTellsTheHost) {
     EXPECT_THAT(RecordFiles(), SizeIs(1));
 }
 
-TEST_F(DiskCheck, ADiskThatTakesNoFilesCountsAsFull) {
-    const struct {
-        Op eOp;
-        int nError;
-        const char* pNext;  // where the next recording lies
-    } cases[] = {{Op::Open, ENOSPC, "2"}, {Op::Open, EDQUOT, "2"},    {Op::Open, EROFS, "2"},
-                 {Op::Open, EIO, "2"},    {Op::MakeDir, ENOSPC, "2"},  // no inodes
-                 {Op::Open, EMFILE, "1"}};  // says nothing about the disk
-    for (const auto& c : cases) {
-        Reset();
-        StartOnTwo();
-        m_faults.Fail(c.eOp, Below(m_dir / "1"), c.nError);
-        m_faults.Fail(Op::Open, Ends(".write-trial"), c.nError);
-        EXPECT_EQ(DiskOfNext(), "none");
-        EXPECT_EQ(LastError(), STORAGE_ERROR_OPEN_FILE);
-        if (c.nError == EMFILE) m_faults.ClearRules();
-        EXPECT_EQ(DiskOfNext(), c.pNext) << c.nError;
-        m_faults.ClearRules();
-        SetRoom(FULL, "2");
-        EXPECT_EQ(DiskOfNext(), "1") << "it could be written again";
-    }
+TEST_F(DiskCheck, ADiskThatHangsIsNotWaitedForUnlessRecordedOnAndThenCountsAsFull) {
+    StartOnTwo(LOCAL_STORAGE_CLIENT);
+    ASSERT_TRUE(Open("open", Hour(5, 8)));
+    std::promise<void> oneGoesOn, otherGoesOn;
+    m_faults.Before(Op::StatVfs, Below(m_dir / "2"), [&] { otherGoesOn.get_future().wait(); })
+        .Times(1);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(DiskOfNext(), "1");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+    otherGoesOn.set_value();
+
+    const auto hang = [&, gone = oneGoesOn.get_future().share()] {
+        while (gone.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready) {
+            m_faults.AdvanceTime(100);
+        }
+    };
+    m_faults.Before(Op::StatVfs, Below(m_dir / "1"), hang);
+    EXPECT_EQ(DiskOfNext(), "2");
+    EXPECT_TRUE(Write("open", Hour(5, 8), "on the other"));
+    EXPECT_THAT(RecordFiles().back(), testing::HasSubstr("/2/RecordFile/20240305/open/"));
+    EXPECT_THAT(Deleted(), IsEmpty());
+    oneGoesOn.set_value();
+    SetRoom(FULL, "2");
+    EXPECT_TRUE(Await([this] { return DiskOfNext() == "1"; }));
 }
 
 TEST_F(DiskCheck, AnOpeningThatIsGivenUpRemovesWhatItMadeAndNothingElse) {
@@ -286,6 +181,7 @@ TEST_F(DiskCheck, APassTakesNothingFromADiskThatDeletingCannotHelp) {
             m_faults.ClearDevices();
         }
         m_faults.Fail(Op::Open, Below(m_dir / "1"), nError);
+        if (nError == EROFS) m_faults.Fail(Op::MakeDir, Below(m_dir / "1"), nError);
         EXPECT_EQ(DiskOfNext(), nError == PULLED ? "2" : "none");
         Record("cam01", Hour(2, 8));
         Record("cam01", Hour(3, 8));
@@ -357,9 +253,7 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
         const auto await = [&](auto isSo) {  // a failed write makes the engine check
             m_faults.Fail(Op::Write, Ends(".mp4"), EFBIG).Times(1);
             EXPECT_FALSE(Write("open", Hour(2, 8), "lost"));
-            for (int n = 0; n < 1000 && !isSo(); ++n) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            }
+            EXPECT_TRUE(Await(isSo));
             EXPECT_TRUE(Write("open", Hour(2, 8), "below"));
         };
         CDirectoryLock lock;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <ctime>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -53,10 +54,7 @@ protected:
         OnMessage(nullptr);
         SetRoom(ROOM);
         std::tm stMorning{};
-        stMorning.tm_year = 124;
-        stMorning.tm_mon = 2;
-        stMorning.tm_mday = 5;
-        stMorning.tm_hour = 8;
+        ::strptime("2024-03-05 08", "%Y-%m-%d %H", &stMorning);
         stMorning.tm_isdst = -1;
         m_faults.SetTime(std::mktime(&stMorning));
         m_stInfo = tagStoreInfo();
@@ -116,17 +114,16 @@ protected:
         }
         return vSaid;
     }
+    /// Waits for what a thread of the engine is about to do, ten seconds at most.
+    static bool Await(const std::function<bool()>& isSo) {
+        for (int n = 0; n < 1000 && !isSo(); ++n) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return isSo();
+    }
     static Texts Deleted() { return Told(MESSAGEVALUE_DELETEFILE); }
     static bool Exists(const std::string& strPath) { return std::filesystem::exists(strPath); }
-    /// Every record file below the disks, in the order of their paths.
-    Texts RecordFiles() const {
-        Texts vPath;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_dir.Path())) {
-            if (entry.path().extension() == ".mp4") vPath.push_back(entry.path());
-        }
-        std::sort(vPath.begin(), vPath.end());
-        return vPath;
-    }
+    Texts RecordFiles() const { return RecordFilesBelow(m_dir.Path()); }
 
     CTempDir m_dir;
     CFaultInjection m_faults;

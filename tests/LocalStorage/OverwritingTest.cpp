@@ -1,7 +1,6 @@
 // Deletion passes and what they tidy.
 
 #include <atomic>
-#include <cstring>
 #include <thread>
 
 #include "LocalStorage/EngineTest.h"
@@ -27,19 +26,24 @@ protected:
     std::size_t Indexed(int nDay) { return Find("cam01", Time(nDay, 0), Time(nDay + 1, 0)).size(); }
 };
 
-TEST_F(Overwriting, TakesTheOldestDayButNotOpenFiles) {
+TEST_F(Overwriting, TakesTheOldestDayButNotOpenFilesAndPassesOverADayThatLosesNothing) {
     Start();
     Record("cam01", Hour(1, 8));
     Record("cam02", Hour(1, 9));
     ASSERT_TRUE(Open("cam01", Hour(1, 10)));
-    Record("cam01", Hour(2, 8));
+    RecordAt({{2, 8}, {3, 8}, {4, 8}});
     ForgetMessages();
     CheckFullDisk();
     EXPECT_EQ(Said().front(), "1   0 -") << "the host hears first that the disk is full";
     EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8), Path("cam02", 1, 9)));
-    EXPECT_THAT(RecordFiles(), ElementsAre(Path("cam01", 1, 10), Path("cam01", 2, 8)));
     EXPECT_FALSE(Exists(Day(1) + "/cam02"));
     EXPECT_EQ(Indexed(1), 1u);
+    m_faults.Fail(Op::Unlink, Below(Day(2)), EPERM);
+    CheckFullDisk();
+    EXPECT_EQ(Deleted().back(), Path("cam01", 3, 8));
+    EXPECT_THAT(RecordFiles(),
+                ElementsAre(Path("cam01", 1, 10), Path("cam01", 2, 8), Path("cam01", 4, 8)));
+    EXPECT_EQ(Indexed(2), 1u);
 }
 
 TEST_F(Overwriting, ADiskThatFailedForWantOfRoomIsTriedAgainRightAfterThePass) {
@@ -103,44 +107,6 @@ TEST_F(Overwriting, AFileGoesNoEarlierThanTheHostHearsThatItIsClosed) {
     });
     EXPECT_TRUE(Close("cam01", recFileInfo()));
     pass.join();
-}
-
-TEST_F(Overwriting, ADayThatLosesNothingIsPassedOver) {
-    Start();
-    ASSERT_TRUE(Open("cam01", Hour(1, 8)));
-    RecordAt({{2, 8}, {3, 8}, {4, 8}});
-    m_faults.Fail(Op::Unlink, Below(Day(2)), EPERM);
-    CheckFullDisk();
-    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 3, 8)));
-    EXPECT_THAT(RecordFiles(),
-                ElementsAre(Path("cam01", 1, 8), Path("cam01", 2, 8), Path("cam01", 4, 8)));
-    EXPECT_EQ(Indexed(2), 1u);
-}
-
-TEST_F(Overwriting, WhatCannotBeToldCostsNoDay) {
-    const struct {
-        Op eOp;
-        int nError;
-        std::string strBelow;
-        std::uint64_t nTimes;
-        bool bFull;
-    } cases[] = {{Op::StatVfs, EIO, "", 99, false},
-                 {Op::StatVfs, EIO, "", 1, false},
-                 {Op::Stat, EIO, "", 1, false},
-                 {Op::Open, EMFILE, "RecordFile", 99, true},
-                 {Op::ReadDir, ENOMEM, "RecordFile/20240305", 99, true}};
-    for (const auto& c : cases) {
-        Reset();
-        Start(LOCAL_STORAGE_CLIENT);
-        Record("cam01", recFileInfo());
-        m_faults.AdvanceTime(DAY);
-        Record("cam01", recFileInfo());
-        if (c.bFull) SetRoom(FULL);
-        m_faults.Fail(c.eOp, Below(Disk() + c.strBelow), c.nError).Times(c.nTimes);
-        CheckDisk();
-        EXPECT_THAT(Deleted(), IsEmpty()) << &c - cases;
-        EXPECT_EQ(LinesWith(std::strerror(c.nError)) > 0, c.eOp != Op::Stat) << &c - cases;
-    }
 }
 
 TEST_F(Overwriting, ARecordingThatComesWhileTidyingStays) {

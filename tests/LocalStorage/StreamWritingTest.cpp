@@ -1,8 +1,5 @@
 // Headers, plain streams and the switch from file to file.
 
-#include <chrono>
-#include <thread>
-
 #include "LocalStorage/EngineTest.h"
 
 using testing::ElementsAre;
@@ -147,8 +144,7 @@ TEST_F(StreamWriting, TheNextFileLiesOnTheDiskToWhichTheEngineMovedWhileTheHostH
         SetRoom(FULL, "1");
         check = std::thread([this] { CheckDisk(); });
         while (looks.Seen() == 0) std::this_thread::yield();
-        std::this_thread::sleep_for(
-            std::chrono::milliseconds(100));  // it has moved, and is to tell
+        OSL_Sleep(100);  // it has moved, and is to tell
     });
     EXPECT_TRUE(WritePiece("next"));
     check.join();
@@ -211,10 +207,9 @@ TEST_F(StreamWriting, AFileOnAFailedDiskIsGivenUpForAnotherDiskAtOnce) {
     ASSERT_TRUE(Open("cam01", m_stFile));
     m_faults.Fail(Op::Write, Below(m_dir / "1"), ENOSPC);
     EXPECT_FALSE(WritePiece("lost"));
-    for (int n = 0; n < 400 && Told(MESSAGEVALUE_SWITCHDISK).empty(); ++n) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    ASSERT_THAT(Told(MESSAGEVALUE_SWITCHDISK), SizeIs(1)) << "before the next regular check";
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(Await([] { return Told(MESSAGEVALUE_SWITCHDISK).size() == 1; }));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4)) << "at once";
     EXPECT_TRUE(WritePiece("kept"));
     EXPECT_EQ(GetFile(Disk("2") + "RecordFile/20240305/cam01/20240305_080000.mp4"), "kept");
 }

@@ -1,12 +1,10 @@
 // What is recorded is made durable by a thread of its own; what cannot be is told as a failed
 // write. What is reserved is given back. Modes.
 
-#include <chrono>
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
-#include <thread>
 
 #include "LocalStorage/EngineTest.h"
 
@@ -55,9 +53,7 @@ TEST_F(Sync, FailsAsAWriteFails) {
         Forget();
         m_faults.Fail(Op::Sync, Any(), EIO).Times(1);
         ASSERT_TRUE(Write("cam_2_0", Hour(4, 8), "video"));
-        for (int nTry = 0; nTry < 1000 && Messages().empty(); ++nTry) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
+        EXPECT_TRUE(Await([] { return !Messages().empty(); }));
         EXPECT_THAT(Said(), testing::Contains("6 cam_2_0 5 132 user"));
         // The disk counts as full until it takes files again, which the next check finds out.
         m_faults.Fail(Op::Write, Ends(".write-trial"), EIO);

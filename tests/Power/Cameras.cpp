@@ -25,7 +25,6 @@
 #include <iomanip>
 #include <iostream>
 #include <map>
-#include <set>
 #include <vector>
 
 #include "Support/Host.h"
@@ -44,19 +43,11 @@ double Seconds(std::int64_t nNanoseconds) {
     return static_cast<double>(nNanoseconds) / static_cast<double>(SECOND);
 }
 
-std::set<std::string> Files(const std::string& strDir) {
-    std::set<std::string> setFiles;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(strDir)) {
-        if (entry.path().extension() == ".mp4") setFiles.insert(entry.path());
-    }
-    return setFiles;
-}
-
 /// What is there of each stream.
 class CRecordings {
 public:
     explicit CRecordings(const std::string& strDir) {
-        for (const std::string& strPath : Files(strDir)) Read(strPath);
+        for (const std::string& strPath : RecordFilesBelow(strDir)) Read(strPath);
     }
     bool HasPiece(const CNotes& notes, unsigned nCamera, unsigned nPiece) const {
         const std::uint64_t nBegin = notes.FirstWord(nCamera, nPiece);
@@ -93,25 +84,26 @@ private:
 
 /// The next start finds every recording, deletes none, and brings the index up.
 void StartAnew(LocalStorageType eLayout, const std::string& strDir) {
-    const std::set<std::string> setBefore = Files(strDir);
+    const std::vector<std::string> vBefore = RecordFilesBelow(strDir);
     const CTempDir log;
     tagStoreInfo stInfo;
     stInfo.enumStorageType = eLayout;
     AddRecordDir(stInfo, strDir);
-    std::set<std::string> setFound;
+    std::vector<std::string> vFound;
     {
         CRecordingHost host(stInfo, log.Path());
         for (unsigned n = 0; n < MAX_CAMERAS; ++n) {
             for (const std::string& strPath : host.Recordings(CameraName(n))) {
-                setFound.insert(strPath);
+                vFound.push_back(strPath);
             }
         }
     }
-    if (Files(strDir) != setBefore) Complain("the next start deleted recordings");
-    if (eLayout == LOCAL_STORAGE_CLIENT || setBefore.empty()) return;
-    if (setFound != setBefore) {
-        Complain("the next start finds " + std::to_string(setFound.size()) + " of " +
-                 std::to_string(setBefore.size()) + " recordings");
+    std::sort(vFound.begin(), vFound.end());
+    if (RecordFilesBelow(strDir) != vBefore) Complain("the next start deleted recordings");
+    if (eLayout == LOCAL_STORAGE_CLIENT || vBefore.empty()) return;
+    if (vFound != vBefore) {
+        Complain("the next start finds " + std::to_string(vFound.size()) + " of " +
+                 std::to_string(vBefore.size()) + " recordings");
     }
     const std::string strIndex = strDir + "/RecordFile/index";
     if (!std::filesystem::exists(strIndex + "01.bin") ||

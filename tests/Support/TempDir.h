@@ -3,12 +3,14 @@
 #ifndef LOCALSTORAGE_TESTS_SUPPORT_TEMPDIR_H
 #define LOCALSTORAGE_TESTS_SUPPORT_TEMPDIR_H
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <stdlib.h>
 #include <string>
+#include <vector>
 
 class CTempDir {
 public:
@@ -43,6 +45,16 @@ inline void PutFile(const std::string& strPath, const std::string& strContent = 
 inline std::string GetFile(const std::string& strPath) {
     std::ifstream file(strPath, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Every record file below a directory, in the order of their paths.
+inline std::vector<std::string> RecordFilesBelow(const std::string& strDir) {
+    std::vector<std::string> vPaths;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(strDir)) {
+        if (entry.path().extension() == ".mp4") vPaths.push_back(entry.path());
+    }
+    std::sort(vPaths.begin(), vPaths.end());
+    return vPaths;
 }
 
 #endif  // LOCALSTORAGE_TESTS_SUPPORT_TEMPDIR_H
