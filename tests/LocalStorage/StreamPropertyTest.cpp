@@ -69,6 +69,14 @@ protected:
         return vContent;
     }
 
+    /// The same files. A machine that is so busy that its disk seems to hang may put a switch off.
+    bool RecordsAgain(const std::string& strStream, const std::vector<std::size_t>& vSize,
+                      const Texts& vFiles) {
+        bool bSame = false;
+        for (int n = 0; n < 5 && !bSame; ++n) bSame = RecordCut(strStream, vSize) == vFiles;
+        return bSame;
+    }
+
     /// Headers off; each file begins with one, and what follows with a key frame.
     static std::string Join(const Texts& vContent) {
         std::string strAll;
@@ -100,17 +108,13 @@ protected:
         const auto vKey = KeyFrames(strStream);
         ASSERT_FALSE(vKey.empty());
         const auto vCuts = Cuts(strStream.size());
-        // A machine that is so busy that its disk seems to hang may put a switch off.
-        bool bSame = false;
-        for (int nTry = 0; nTry < 3 && !bSame; ++nTry) {
-            const auto vWhole = RecordCut(strStream, vCuts[0]);
-            EXPECT_TRUE(Join(vWhole) == strStream.substr(vKey[0]));
-            bSame = vWhole.size() >= nMinFiles &&
-                    std::all_of(vCuts.begin() + 1, vCuts.end(), [&](const auto& vCut) {
-                        return RecordCut(strStream, vCut) == vWhole;
-                    });
+        Texts vWhole = RecordCut(strStream, vCuts[0]);
+        if (!RecordsAgain(strStream, vCuts[0], vWhole)) vWhole = RecordCut(strStream, vCuts[0]);
+        EXPECT_GE(vWhole.size(), nMinFiles);
+        EXPECT_TRUE(Join(vWhole) == strStream.substr(vKey[0]));
+        for (const auto& vCut : vCuts) {
+            EXPECT_TRUE(RecordsAgain(strStream, vCut, vWhole)) << "cut " << &vCut - &vCuts[0];
         }
-        EXPECT_TRUE(bSame);
     }
 
     static std::string Stream(const std::string& strName = GetParam()) {
