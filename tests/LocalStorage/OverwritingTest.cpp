@@ -46,17 +46,6 @@ TEST_F(Overwriting, TakesTheOldestDayButNotOpenFilesAndPassesOverADayThatLosesNo
     EXPECT_EQ(Indexed(2), 1u);
 }
 
-TEST_F(Overwriting, ADiskThatFailedForWantOfRoomIsTriedAgainRightAfterThePass) {
-    Start();
-    RecordAt({{1, 8}, {2, 8}});
-    EXPECT_TRUE(Open("cam01", Hour(3, 8)));
-    m_faults.Before(Op::Unlink, Is(Path("cam01", 1, 8)), [&] { m_faults.ClearRules(); });
-    m_faults.Fail(Op::Write, Below(Disk()), EDQUOT);  // with free blocks
-    EXPECT_FALSE(Write("cam01", Hour(3, 8), "lost"));
-    EXPECT_TRUE(Open("cam01", Hour(4, 8)));
-    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8)));
-}
-
 TEST_F(Overwriting, AnotherProgramThatFillsTheDiskGetsADayInFiveSeconds) {
     Start();
     for (int nDay = 1; nDay <= 4; ++nDay) Record("cam01", Hour(nDay, 8));

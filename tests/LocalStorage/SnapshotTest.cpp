@@ -12,20 +12,16 @@ protected:
     std::string m_strPath;
 };
 
-TEST_F(Snapshot, IsNamedByTheSecondAndReplacedInIt) {
+TEST_F(Snapshot, IsNamedByTheSecondAndReplacedInItAndAFailureIsTold) {
     Start();
+    m_faults.Fail(Op::Open, Ends(".jpg"), EMFILE).Times(1);
+    EXPECT_FALSE(Picture("cam01", "jpg", &m_strPath));
+    EXPECT_EQ(m_strPath, "");
     EXPECT_TRUE(Picture("cam01", "first and longer"));
     EXPECT_TRUE(Picture("cam01", "second", &m_strPath));
     EXPECT_EQ(m_strPath, m_strFile);
     EXPECT_EQ(GetFile(m_strFile), "second");
     EXPECT_THAT(Said(), IsEmpty());
-}
-
-TEST_F(Snapshot, AFailureIsToldAndWhatWasWrittenStays) {
-    Start();
-    m_faults.Fail(Op::Open, Ends(".jpg"), EMFILE).Times(1);
-    EXPECT_FALSE(Picture("cam01", "jpg", &m_strPath));
-    EXPECT_EQ(m_strPath, "");
     for (const Op eOp : {Op::Write, Op::Close}) {
         ForgetMessages();
         m_faults.Fail(eOp, Ends(".jpg"), EFBIG).Times(1);

@@ -188,20 +188,6 @@ TEST_F(StreamWriting, AFailedCloseIsAFailedWrite) {
     }
 }
 
-TEST_F(StreamWriting, AfterAFailedSwitchTheChannelHoldsNoHandle) {
-    for (const Op eOp : {Op::Open, Op::Write}) {  // the latter of the header
-        Reset();
-        StartBeforeSwitch();
-        m_faults.Fail(eOp, Ends("080001.mp4"), EFBIG).Times(1);
-        EXPECT_FALSE(WritePiece("lost"));
-        EXPECT_EQ(Said().at(1), "6 cam01 9 132 user") << "EBADF: written nowhere";
-        EXPECT_THAT(RecordFiles(), SizeIs(1));
-        EXPECT_TRUE(WritePiece("kept"));
-        EXPECT_EQ(File(1), "HEADkept");
-        EXPECT_THAT(Told(MESSAGEVALUE_CLOSEFILE), SizeIs(1));
-    }
-}
-
 TEST_F(StreamWriting, AFileOnAFailedDiskIsGivenUpForAnotherDiskAtOnce) {
     StartOnTwo(LOCAL_STORAGE_CLIENT);
     ASSERT_TRUE(Open("cam01", m_stFile));
