@@ -87,16 +87,16 @@ TEST_F(DiskCheck, MovesToTheNextAndComesBack) {
     EXPECT_THAT(Deleted(), IsEmpty());
 }
 
-TEST_F(DiskCheck, RefusingAFullDiskTellsTheHost) {
+TEST_F(DiskCheck, AStartOnFullDisksIsNoErrorAndARefusalTellsTheHost) {
     m_stInfo.bAutoDelete = false;
-    Start(LOCAL_STORAGE_CLIENT);
-    Record("cam01", Hour(5, 8));
-    Forget();
+    PutFile(Disk("1") + "RecordFile/20240301/cam01/20240301_080000.mp4");
     SetRoom(FULL);
+    StartOnTwo(LOCAL_STORAGE_CLIENT);
     EXPECT_FALSE(Open("cam01", Hour(5, 8)));
     EXPECT_EQ(LastError(), STORAGE_ERROR_DISK_FULL);
     EXPECT_FALSE(Picture("cam01", "jpg"));
     EXPECT_THAT(Said(), ElementsAre("1   0 user", "1   0 -"));
+    EXPECT_EQ(LinesWith("IsDiskFull, m_strCurRecDir [" + Disk("1") + "]"), 2u);
     EXPECT_THAT(RecordFiles(), SizeIs(1));
 }
 
@@ -147,10 +147,8 @@ TEST_F(DiskCheck, AnOpeningThatIsGivenUpRemovesWhatItMadeAndNothingElse) {
             }
             goesOn.set_value();
             mgr.Disk(strRecDir)->Calls().Run(DiskLane::Use, [] { return true; });
-            EXPECT_EQ(std::filesystem::exists(stPath.strPath), bThere) << nFlags;
-            if (bThere) {
-                EXPECT_EQ(GetFile(stPath.strPath), "kept") << nFlags;
-            }
+            EXPECT_EQ(Exists(stPath.strPath), bThere) << nFlags;
+            EXPECT_EQ(GetFile(stPath.strPath), bThere ? "kept" : "") << nFlags;
             m_faults.ClearRules();
             std::filesystem::remove(stPath.strPath);
         }

@@ -91,21 +91,6 @@ TEST_F(Lifecycle, StartsOnceAndStopsOnceQuietly) {
     EXPECT_EQ(GetFile(RecordFiles().at(0)), "abc");
 }
 
-TEST_F(Lifecycle, FullDisksAreNoErrorAndTheFirstIsCurrent) {
-    for (const bool bCycWrite : {true, false}) {
-        Reset();
-        SetRoom(FULL);
-        AddDisk("1");
-        AddDisk("2");
-        m_stInfo.bCycWrite = bCycWrite;
-        m_stInfo.bAutoDelete = false;
-        Start();
-        EXPECT_FALSE(Open("cam01", Hour(5, 8)));
-        EXPECT_EQ(LastError(), STORAGE_ERROR_DISK_FULL);
-        EXPECT_EQ(LinesWith("IsDiskFull, m_strCurRecDir [" + Disk() + "]"), 1u);
-    }
-}
-
 TEST_F(Lifecycle, TellsWhyItCannotStart) {
     AddDisk("1");
     // The disk's two, the index's, that of the disk check.
