@@ -84,8 +84,7 @@ protected:
 
     // ---- The run ----
 
-    template <typename Call>
-    bool Did(Call call) {
+    bool Did(auto call) {
         m_vDid.push_back(call());
         return m_vDid.back();
     }
@@ -96,11 +95,6 @@ protected:
         return bWritten;
     }
     static std::string PieceText(std::size_t n) { return "<" + std::to_string(n) + ">"; }
-
-    void Restart() {
-        Did([&] { return m_pEngine->Release(); });
-        Did([&] { return Initialize(); });
-    }
 
     void Run() {
         recFileInfo stFile = Hour(5, 8);
@@ -121,11 +115,11 @@ protected:
         Did([&] { return Close(strCamera, stFile); });
         m_pEngine->DeleteImagesByDay(Time(1, 0));
         // From here on the index files are true at each start, without a marker.
-        Restart();
+        Did([&] { return m_pEngine->Release() && Initialize(); });
         Did([&] { return Open(strOther, stNext); });
         Did([&] { return Piece(7, strOther, stNext); });
         Did([&] { return Close(strOther, stNext); });
-        Restart();
+        Did([&] { return m_pEngine->Release() && Initialize(); });
         SetRoom(FULL);
         CheckDisk();
         SetRoom(ROOM);
