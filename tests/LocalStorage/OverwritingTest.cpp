@@ -98,6 +98,19 @@ TEST_F(Overwriting, AFileGoesNoEarlierThanTheHostHearsThatItIsClosed) {
     pass.join();
 }
 
+TEST_F(Overwriting, WhatCannotBeReadForWantOfMeansCostsNoDay) {
+    Start(LOCAL_STORAGE_CLIENT);
+    for (const char* pDay : {"20240301", "20240302"}) {
+        PutFile(Disk() + "RecordFile/" + pDay + "/cam01/20240301_080000.mp4");
+    }
+    for (const auto& [eOp, nError] : {std::pair(Op::Open, EMFILE), {Op::ReadDir, ENOMEM}}) {
+        m_faults.Fail(eOp, Below(Day(1)), nError);
+        CheckFullDisk();
+        EXPECT_THAT(Deleted(), IsEmpty()) << nError;
+        m_faults.ClearRules();
+    }
+}
+
 TEST_F(Overwriting, ARecordingThatComesWhileTidyingStays) {
     Start();
     Record("cam01", Hour(1, 8));
