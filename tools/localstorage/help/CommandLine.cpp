@@ -103,7 +103,11 @@ std::string UnknownOption(const std::vector<std::string>& vUnknown,
     const auto it = std::find_if(vUnknown.begin(), vUnknown.end(),
                                  [](const std::string& str) { return str.starts_with('-'); });
     if (it == vUnknown.end()) return {};
-    return "there is no option " + *it + Suggestion(*it, NamesOf(vOptions));
+    const auto vNames = NamesOf(vOptions);
+    if (std::find(vNames.begin(), vNames.end(), it->substr(0, it->find('='))) != vNames.end()) {
+        return *it + " belongs behind the command";
+    }
+    return "there is no option " + *it + Suggestion(*it, vNames);
 }
 
 std::string UnknownCommand(const std::string& strTyped, const program& stProgram) {
