@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "RunTool.h"
+#include "media/ClipSource.h"
 #include "serve/Api.h"
 
 namespace {
@@ -184,6 +185,22 @@ TEST_F(ServeUse, NoNameThatLeadsHereReadsWithoutAToken) {
     for (const char* pHost : {"127.0.0.1", "127.0.0.1:9996", "localhost:9996", "[::1]:9996"}) {
         Expect("/api/status", 200, std::string("Host: ") + pHost + "\r\n");
     }
+}
+
+TEST_F(ServeUse, AClipIsStreamedOverSeveralRecordings) {
+    ImportFour();
+    Serve();
+    const std::string strTarget = "/get?path=my%20cam&start=2024-03-05T07:00:00Z&duration=";
+    const std::string strAnswer = Get(strTarget + "18");
+    EXPECT_THAT(strAnswer, HasSubstr("Content-Type: video/mp4\r\n"));
+    PutFile("./clip.mp4", strAnswer.substr(strAnswer.find("\r\n\r\n") + 4));
+    const openMedia stMedia = OpenMedia("clip.mp4", nullptr);
+    EXPECT_EQ(ScanFrames(stMedia, [](std::size_t) {}).vFrames.size(), 450u);
+    EXPECT_GE(stMedia.pStream->codecpar->extradata_size, 20) << "players need its parameter sets";
+    for (const char* pWrong : {"0", "-1", "1e3", "nan", "inf", "99999999", "1s", ""}) {
+        Expect(strTarget + pWrong, 400);
+    }
+    Expect("/get?path=my%20cam&start=2024-03-05T10:00:00Z&duration=10", 404);
 }
 
 TEST_F(ServeUse, ADiskThatIsGoneIsToldAndTheOtherOnesServe) {

@@ -93,7 +93,7 @@ command ServeCommand() {
     serveOptions& st = *pOptions;
     return {
         "serve",
-        "Tell and show what is recorded over HTTP",
+        "Show what is recorded over HTTP",
         EXAMPLES,
         {DirsOption(st.vDirs),
          {.strNames = "--listen",

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "media/ClipJoin.h"
 #include "records/Status.h"
 #include "screen/RecordsJson.h"
 #include "serve/Parameters.h"
@@ -52,6 +53,10 @@ CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
            {"path", "start", "end"},
            false,
            [this](const auto& st) { return List(st, CParameterReader(st.mParameters)); }},
+          {"/get",
+           {"path", "start", "duration", "format"},
+           false,
+           [this](const auto& st) { return Video(CParameterReader(st.mParameters)); }},
       } {}
 
 httpAnswer CApi::Answer(const httpRequest& stRequest) const {
@@ -139,4 +144,24 @@ httpAnswer CApi::List(const httpRequest& stRequest, const CParameterReader& objR
                          {"url", VideoUrl(stRequest, strCamera, st)}});
     }
     return JsonAnswer(vList);
+}
+
+/// A clip is made while it is sent: by the thread of the request, which pushes, as the muxer does.
+httpAnswer CApi::Video(const CParameterReader& objReader) const {
+    const std::string strCamera = Needed(objReader.Camera("path"), "path");
+    const UtcTime tStart = Needed(objReader.Time("start"), "start");
+    const timeSpan stRange{tStart, tStart + Needed(objReader.Length("duration"), "duration")};
+    objReader.Word("format", {"fmp4"});
+    const auto vFound = FindSome(FilterFor(strCamera, stRange));
+    const auto Send = [=, this](const BytesSink& fnSink) {
+        CClipStream objStream(fnSink);
+        CClipWriter objWriter(objStream);
+        try {
+            CClipJoin(objWriter, stRange, vFound, m_bStop).Run();
+        } catch (const CNothingToShow&) {
+            throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
+        }
+        objWriter.Finish();
+    };
+    return {.eStatus = HTTP_OK, .strType = "video/mp4", .strBody = {}, .fnBody = Send};
 }

@@ -42,6 +42,8 @@ private:
     httpAnswer Recordings(const CParameterReader& objReader) const;
     httpAnswer List(const httpRequest& stRequest, const CParameterReader& objReader) const;
 
+    httpAnswer Video(const CParameterReader& objReader) const;
+
     std::vector<std::string> ReadableDirs() const;
     std::vector<recording> Find(const recordingFilter& stFilter) const;
     std::vector<recording> FindSome(const recordingFilter& stFilter) const;
