@@ -32,7 +32,7 @@ function(localstorage_needs option)
 endfunction()
 
 localstorage_needs(LOCALSTORAGE_TOOL PACKAGES CLI11 nlohmann_json
-    MODULES libavformat libavcodec libavutil libswscale)
+    MODULES libavformat libavcodec libavutil libswscale libmicrohttpd)
 localstorage_needs(LOCALSTORAGE_TESTS PACKAGES GTest MODULES libavformat libavcodec libavutil)
 localstorage_needs(LOCALSTORAGE_BENCH PACKAGES benchmark spdlog SQLite3
     MODULES libavcodec libavutil)

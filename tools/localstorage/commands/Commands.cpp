@@ -26,6 +26,6 @@ program LocalStorageProgram(programOptions& stOptions) {
          {"--offset", &stOptions.bOffset,
           "Print the offset behind every time; --json always does"}},
         {RecordCommand(), ImportCommand(), QueryCommand(), TimelineCommand(), ExportCommand(),
-         KeepCommand(), VerifyCommand(), StatusCommand(), CheckCommand(), RepairCommand(),
-         PruneCommand(), DumpCommand()}};
+         ServeCommand(), KeepCommand(), VerifyCommand(), StatusCommand(), CheckCommand(),
+         RepairCommand(), PruneCommand(), DumpCommand()}};
 }

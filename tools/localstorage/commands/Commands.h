@@ -13,6 +13,7 @@ command ImportCommand();
 command QueryCommand();
 command TimelineCommand();
 command ExportCommand();
+command ServeCommand();
 command KeepCommand();
 command VerifyCommand();
 command StatusCommand();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 
 #include "base/Failure.h"
 
@@ -19,22 +18,17 @@ std::size_t Reordering(const std::vector<std::size_t>& vPlaces) {
 
 }  // namespace
 
-CClipWriter::CClipWriter(std::string strPath)
-    : m_strPath(std::move(strPath)), m_strPart(m_strPath + ".part") {}
-
 CClipWriter::~CClipWriter() {
-    if (!m_pFormat) return;
-    avio_closep(&m_pFormat->pb);
-    std::error_code stError;
-    std::filesystem::remove(m_strPart, stError);
+    if (m_pFormat) m_pFormat->pb = nullptr;  // the target's
 }
 
 void CClipWriter::Begin(const AVCodecParameters& stVideo, const AVCodecParameters* pAudio,
                         UtcTime tBegin) {
     AVFormatContext* pFormat = nullptr;
-    int nResult = avformat_alloc_output_context2(&pFormat, nullptr, "mp4", m_strPart.c_str());
+    int nResult =
+        avformat_alloc_output_context2(&pFormat, nullptr, "mp4", m_objTarget.Name().c_str());
     m_pFormat.reset(pFormat);
-    if (nResult < 0) throw CFailure("no memory to write " + m_strPath);
+    if (nResult < 0) throw CFailure("no memory to write " + m_objTarget.Name());
     // The tag that every player knows.
     AddTrack(stVideo, stVideo.codec_id == AV_CODEC_ID_HEVC ? MKTAG('h', 'v', 'c', '1') : 0);
     if (pAudio && avformat_query_codec(pFormat->oformat, pAudio->codec_id, FF_COMPLIANCE_NORMAL)) {
@@ -42,18 +36,19 @@ void CClipWriter::Begin(const AVCodecParameters& stVideo, const AVCodecParameter
     }
     const auto nBegin = tBegin.time_since_epoch().count();
     av_dict_set(&pFormat->metadata, "creation_time", (std::to_string(nBegin) + "us").c_str(), 0);
-    nResult = avio_open(&pFormat->pb, m_strPart.c_str(), AVIO_FLAG_WRITE);
+    pFormat->pb = m_objTarget.Open(nResult);
     AVDictionary* pOptions = nullptr;
-    av_dict_set(&pOptions, "movflags", "faststart", 0);
+    av_dict_set(&pOptions, "movflags", m_objTarget.Layout(), 0);
     if (nResult >= 0) nResult = avformat_write_header(pFormat, &pOptions);
     av_dict_free(&pOptions);
-    if (nResult < 0) throw CFailure("cannot write " + m_strPart + ": " + AvErrorText(nResult));
+    if (nResult < 0)
+        throw CFailure("cannot write " + m_objTarget.Name() + ": " + AvErrorText(nResult));
 }
 
 void CClipWriter::AddTrack(const AVCodecParameters& stParameters, int nTag) {
     AVStream* pStream = avformat_new_stream(m_pFormat.get(), nullptr);
     if (!pStream || avcodec_parameters_copy(pStream->codecpar, &stParameters) < 0) {
-        throw CFailure("no memory to write " + m_strPath);
+        throw CFailure("no memory to write " + m_objTarget.Name());
     }
     pStream->codecpar->codec_tag = static_cast<unsigned>(nTag);
     pStream->time_base = {1, TICKS};
@@ -79,7 +74,7 @@ void CClipWriter::Write(ETrack eTrack, AVPacket& stPacket, packetTimes stTimes,
     stPacket.pos = -1;
     const int nResult = av_write_frame(m_pFormat.get(), &stPacket);
     if (const int nError = m_pFormat->pb->error) {
-        throw CFailure("cannot write " + m_strPart + ": " + AvErrorText(nError));
+        throw CFailure("cannot write " + m_objTarget.Name() + ": " + AvErrorText(nError));
     }
     if (nResult < 0) {
         ++m_nDamaged;
@@ -117,14 +112,8 @@ void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
 }
 
 void CClipWriter::Finish() {
-    int nResult = av_write_trailer(m_pFormat.get());
-    if (const int nClosed = avio_closep(&m_pFormat->pb); nResult >= 0) nResult = nClosed;
-    if (nResult < 0) throw CFailure("cannot write " + m_strPart + ": " + AvErrorText(nResult));
-    std::error_code stError;
-    std::filesystem::rename(m_strPart, m_strPath, stError);
-    if (stError) {
-        throw CFailure("cannot rename " + m_strPart + " to " + m_strPath + ": " +
-                       stError.message());
+    if (const int nResult = av_write_trailer(m_pFormat.get()); nResult < 0) {
+        throw CFailure("cannot write " + m_objTarget.Name() + ": " + AvErrorText(nResult));
     }
-    m_pFormat.reset();
+    m_objTarget.Finish();
 }

@@ -1,4 +1,4 @@
-// Writes a clip: a video track and perhaps one of sound in an MP4 file, all copied as it is.
+// Writes a clip: a video track and perhaps one of sound as MP4, all copied as it is.
 
 #ifndef LOCALSTORAGE_TOOL_MEDIA_CLIPWRITER_H
 #define LOCALSTORAGE_TOOL_MEDIA_CLIPWRITER_H
@@ -6,12 +6,13 @@
 #include <string>
 
 #include "media/ClipSource.h"
+#include "media/ClipTarget.h"
 
-/// The file grows under another name and gets its own when it is finished; an unfinished one is
-/// removed. Times of frames only ever grow.
+/// Times of frames only ever grow.
 class CClipWriter {
 public:
-    explicit CClipWriter(std::string strPath);
+    /// `objTarget` must outlive it.
+    explicit CClipWriter(CClipTarget& objTarget) : m_objTarget(objTarget) {}
     ~CClipWriter();
     CClipWriter(const CClipWriter&) = delete;
     CClipWriter& operator=(const CClipWriter&) = delete;
@@ -38,7 +39,7 @@ public:
                 double fStep, bool bContinues, UtcTime tBegin, const BytesFunction& fnBytes,
                 const std::atomic<bool>& bStop);
 
-    /// Completes the file and gives it its name. Throws CFailure.
+    /// Completes the clip and its target. Throws CFailure.
     void Finish();
 
     double Length() const { return static_cast<double>(m_nEnd) / TICKS; }
@@ -49,7 +50,7 @@ private:
     void AddTrack(const AVCodecParameters& stParameters, int nTag);
     const AVCodecParameters* ParametersOf(ETrack eTrack) const;
 
-    std::string m_strPath, m_strPart;
+    CClipTarget& m_objTarget;
     avPointer<AVFormatContext> m_pFormat;
     std::int64_t m_nEnd = 0, m_nAudioEnd = 0;
     std::optional<std::int64_t> m_aLastDecode[CTimeMender::TRACKS];  ///< of what was written last

@@ -1,0 +1,167 @@
+#include "serve/Api.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "media/ClipJoin.h"
+#include "records/Status.h"
+#include "screen/RecordsJson.h"
+#include "serve/Parameters.h"
+
+namespace {
+
+/// Whether what a directory lists can be read.
+bool IsReadable(const std::string& strDir) {
+    std::error_code stError;
+    std::filesystem::directory_iterator it(strDir, stError);
+    return !stError;
+}
+
+recordingFilter FilterFor(const std::optional<std::string>& optCamera, const timeSpan& stRange) {
+    recordingFilter st;
+    if (optCamera) st.vCameras = {*optCamera};
+    if (stRange != ALL_DAYS) st.stRange = stRange;
+    return st;
+}
+
+/// Where the video of a span is.
+std::string VideoUrl(const httpRequest& stRequest, const std::string& strCamera,
+                     const timeSpan& stSpan) {
+    return stRequest.strOrigin + "/get?path=" + UrlEncoded(strCamera) +
+           "&start=" + UrlEncoded(FormatIso(stSpan.tStart)) +
+           "&duration=" + CJson(InSeconds(stSpan.Length())).Text();
+}
+
+}  // namespace
+
+CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
+    : m_vDirs(std::move(vDirs)),
+      m_bStop(bStop),
+      m_vRoutes{
+          {"/healthz", {}, true, [this](const auto&) { return Health(); }},
+          {"/api/cameras", {}, false, [this](const auto&) { return Cameras(); }},
+          {"/api/status", {}, false, [this](const auto&) { return Status(); }},
+          {"/api/timeline",
+           {"day"},
+           false,
+           [this](const auto& st) { return Timeline(CParameterReader(st.mParameters)); }},
+          {"/api/recordings",
+           {"camera", "from", "to"},
+           false,
+           [this](const auto& st) { return Recordings(CParameterReader(st.mParameters)); }},
+          {"/list",
+           {"path", "start", "end"},
+           false,
+           [this](const auto& st) { return List(st, CParameterReader(st.mParameters)); }},
+          {"/get",
+           {"path", "start", "duration", "format"},
+           false,
+           [this](const auto& st) { return Video(CParameterReader(st.mParameters)); }},
+      } {}
+
+httpAnswer CApi::Answer(const httpRequest& stRequest) const {
+    const auto it = std::find_if(m_vRoutes.begin(), m_vRoutes.end(),
+                                 [&](const route& st) { return st.strPath == stRequest.strPath; });
+    if (it == m_vRoutes.end()) throw CHttpFailure(HTTP_NOT_FOUND, "there is nothing of this name");
+    return it->fnAnswer(stRequest);
+}
+
+std::vector<std::string> CApi::ReadableDirs() const {
+    std::vector<std::string> vDirs = m_vDirs;
+    std::erase_if(vDirs, [](const std::string& str) { return !IsReadable(str); });
+    return vDirs;
+}
+
+std::vector<recording> CApi::Find(const recordingFilter& stFilter) const {
+    return FindRecordings(ReadableDirs(), stFilter);
+}
+
+/// At least one.
+std::vector<recording> CApi::FindSome(const recordingFilter& stFilter) const {
+    auto vFound = Find(stFilter);
+    if (!vFound.empty()) return vFound;
+    if (ReadableDirs().size() < m_vDirs.size()) {
+        throw CFailure("not every record directory can be read, and the others hold nothing of it");
+    }
+    throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
+}
+
+httpAnswer CApi::Health() const {
+    // Which directory it is, whoever may ask for the status is told.
+    if (ReadableDirs().size() < m_vDirs.size()) throw CFailure("a record directory cannot be read");
+    return JsonAnswer(JsonObject{{"status", "ok"}});
+}
+
+httpAnswer CApi::Cameras() const {
+    const UtcTime tNow = Now();
+    std::vector<JsonObject> vCameras;
+    const auto mCameras = StatusOfCameras(Find({.stExact = SinceMidnight(tNow)}), tNow);
+    for (const auto& [strCamera, st] : mCameras) vCameras.push_back(CameraJson(strCamera, st));
+    return JsonAnswer(vCameras);
+}
+
+httpAnswer CApi::Status() const {
+    const auto vReadable = ReadableDirs();
+    std::vector<JsonObject> vDisks;
+    for (const auto& [strDir, st] : StatusOfDisks(vReadable, FindRecordings(vReadable, {}))) {
+        vDisks.push_back(DiskJson(strDir, st));
+    }
+    for (const std::string& strDir : m_vDirs) {
+        if (std::find(vReadable.begin(), vReadable.end(), strDir) != vReadable.end()) continue;
+        vDisks.push_back({{"dir", strDir}, {"error", "it cannot be read"}});
+    }
+    return JsonAnswer(vDisks);
+}
+
+httpAnswer CApi::Timeline(const CParameterReader& objReader) const {
+    const timeSpan stDay = objReader.Day("day");
+    const timelineDay stTimeline = MakeTimeline(Find({.stRange = stDay}), stDay);
+    std::vector<JsonObject> vRows;
+    for (const timelineRow& st : stTimeline.vRows) vRows.push_back(TimelineJson(stTimeline, st));
+    return JsonAnswer(vRows);
+}
+
+httpAnswer CApi::Recordings(const CParameterReader& objReader) const {
+    const auto optCamera = objReader.Camera("camera");
+    std::vector<JsonObject> vFound;
+    for (const recording& st : Find(FilterFor(optCamera, objReader.Range("from", "to")))) {
+        vFound.push_back(RecordingJson(st));
+    }
+    return JsonAnswer(vFound);
+}
+
+httpAnswer CApi::List(const httpRequest& stRequest, const CParameterReader& objReader) const {
+    const std::string strCamera = Needed(objReader.Camera("path"), "path");
+    const timeSpan stRange = objReader.Range("start", "end");
+    std::vector<timeSpan> vSpans;
+    for (const recording& st : FindSome(FilterFor(strCamera, stRange))) {
+        vSpans.push_back(Clip(st.Span(), stRange));
+    }
+    std::vector<JsonObject> vList;
+    for (const timeSpan& st : Merge(std::move(vSpans))) {
+        vList.push_back({{"start", FormatIso(st.tStart)},
+                         {"duration", InSeconds(st.Length())},
+                         {"url", VideoUrl(stRequest, strCamera, st)}});
+    }
+    return JsonAnswer(vList);
+}
+
+/// A clip is made while it is sent: by the thread of the request, which pushes, as the muxer does.
+httpAnswer CApi::Video(const CParameterReader& objReader) const {
+    const std::string strCamera = Needed(objReader.Camera("path"), "path");
+    const UtcTime tStart = Needed(objReader.Time("start"), "start");
+    const timeSpan stRange{tStart, tStart + Needed(objReader.Length("duration"), "duration")};
+    objReader.Word("format", {"fmp4"});
+    const auto vFound = FindSome(FilterFor(strCamera, stRange));
+    const auto Send = [=, this](const BytesSink& fnSink) {
+        CClipStream objStream(fnSink);
+        CClipWriter objWriter(objStream);
+        try {
+            CClipJoin(objWriter, stRange, vFound, m_bStop).Run();
+        } catch (const CNothingToShow&) {
+            throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
+        }
+        objWriter.Finish();
+    };
+    return {.eStatus = HTTP_OK, .strType = "video/mp4", .strBody = {}, .fnBody = Send};
+}

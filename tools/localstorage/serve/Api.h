@@ -1,0 +1,56 @@
+// What the server tells of record directories. Nothing is changed, and a host may be recording
+// meanwhile. Of disks that cannot be read the others' recordings are told; where only those could
+// hold what was asked for, the answer is that the service is unavailable.
+
+#ifndef LOCALSTORAGE_TOOL_SERVE_API_H
+#define LOCALSTORAGE_TOOL_SERVE_API_H
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "records/Catalogue.h"
+#include "serve/Http.h"
+
+class CParameterReader;
+
+class CApi {
+public:
+    /// One path: its parameters and what answers it.
+    struct route {
+        std::string strPath;
+        std::vector<std::string> vParameters;
+        bool bOpen;  ///< to those who know no token
+        std::function<httpAnswer(const httpRequest&)> fnAnswer;
+    };
+
+    /// Of record directories as ExistingDirs has them. `bStop` ends what takes long.
+    CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop);
+    CApi(const CApi&) = delete;
+    CApi& operator=(const CApi&) = delete;
+
+    const std::vector<route>& Routes() const { return m_vRoutes; }
+    /// Any thread. Throws CFailure, of which CHttpFailure tells the status.
+    httpAnswer Answer(const httpRequest& stRequest) const;
+
+private:
+    httpAnswer Health() const;
+    httpAnswer Cameras() const;
+    httpAnswer Status() const;
+    httpAnswer Timeline(const CParameterReader& objReader) const;
+    httpAnswer Recordings(const CParameterReader& objReader) const;
+    httpAnswer List(const httpRequest& stRequest, const CParameterReader& objReader) const;
+
+    httpAnswer Video(const CParameterReader& objReader) const;
+
+    std::vector<std::string> ReadableDirs() const;
+    std::vector<recording> Find(const recordingFilter& stFilter) const;
+    std::vector<recording> FindSome(const recordingFilter& stFilter) const;
+
+    const std::vector<std::string> m_vDirs;
+    const std::atomic<bool>& m_bStop;
+    const std::vector<route> m_vRoutes;
+};
+
+#endif  // LOCALSTORAGE_TOOL_SERVE_API_H

@@ -1,0 +1,69 @@
+// The HTTP server: who may ask, how much of it, and on which threads it is answered. What the
+// answers say is not its business.
+
+#ifndef LOCALSTORAGE_TOOL_SERVE_HTTPSERVER_H
+#define LOCALSTORAGE_TOOL_SERVE_HTTPSERVER_H
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <set>
+
+#include "serve/Http.h"
+#include "serve/ListenAddress.h"
+#include "serve/Token.h"
+
+struct MHD_Connection;
+struct MHD_Daemon;
+class CExchange;
+
+struct serverOptions {
+    listenAddress stListen;
+    CToken objToken;
+    bool bAnybody = false;               ///< no token is wanted, whoever can reach the server
+    std::string strCertificate, strKey;  ///< for TLS, in PEM; empty: none
+    std::string strBasePath;             ///< in front of all paths: "" or "/x"
+    std::set<std::string> setOpenPaths;  ///< which nobody needs a token for
+};
+
+class CHttpServer {
+public:
+    /// Answers a request. Called by many threads at once; what it throws becomes the answer.
+    using AnswerFunction = std::function<httpAnswer(const httpRequest&)>;
+
+    /// Serves from now on. Throws CFailure.
+    CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer);
+    /// Breaks off what is being answered.
+    ~CHttpServer();
+    CHttpServer(const CHttpServer&) = delete;
+    CHttpServer& operator=(const CHttpServer&) = delete;
+
+    /// By which clients reach it.
+    std::string Url() const;
+
+private:
+    struct callbacks;
+    struct stopDaemon {
+        void operator()(MHD_Daemon* p) const;
+    };
+
+    void Take(const std::shared_ptr<CExchange>& pExchange, MHD_Connection& objConnection,
+              const char* pUrl, const char* pMethod);
+    httpRequest ReadRequest(MHD_Connection& objConnection, const char* pUrl,
+                            const char* pMethod) const;
+    void CheckAccess(const httpRequest& stRequest, MHD_Connection& objConnection) const;
+    void Give(CExchange& objExchange, const httpRequest& stRequest) const;
+    void Forget(const std::shared_ptr<CExchange>& pExchange);
+    std::string Scheme() const;
+
+    const serverOptions m_stOptions;
+    const AnswerFunction m_fnAnswer;
+
+    std::mutex m_mutex;
+    std::condition_variable m_cvIdle;
+    std::set<std::shared_ptr<CExchange>> m_setExchanges;  ///< being answered
+    bool m_bStopping = false;
+    std::unique_ptr<MHD_Daemon, stopDaemon> m_pDaemon;
+};
+
+#endif  // LOCALSTORAGE_TOOL_SERVE_HTTPSERVER_H
