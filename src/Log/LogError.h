@@ -3,6 +3,7 @@
 #ifndef LOCALSTORAGE_LOG_LOGERROR_H
 #define LOCALSTORAGE_LOG_LOGERROR_H
 
+#include <cerrno>
 #include <string>
 
 #include "Log/LogText.h"
@@ -14,6 +15,12 @@ inline void LogError(const char* pMethod, const char* pWhat, const std::string& 
     char szError[128];
     LogText("[wtb][%s] %s, strPath [%s], error [%s]", pMethod, pWhat, strPath.c_str(),
             OSL_ErrorText(nError, szError, sizeof(szError)));
+}
+
+/// The same, unless the path is only gone.
+inline void LogErrorUnlessGone(const char* pMethod, const char* pWhat, const std::string& strPath,
+                               int nError) {
+    if (nError != ENOENT) LogError(pMethod, pWhat, strPath, nError);
 }
 
 #endif  // LOCALSTORAGE_LOG_LOGERROR_H

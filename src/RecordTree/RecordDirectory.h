@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Osl/Osl.h"
+#include "localstorage/LocalStorage.h"
 
 /// Makes the directory and those above it, open to every user where it was not there before.
 /// Returns 0, or the system's error number.
@@ -23,6 +24,9 @@ bool LiesOnRootDisk(const std::string& strPath);
 struct diskRoom {
     std::uint64_t nDevice = 0;     ///< 0: the system cannot tell
     std::uint64_t nFreeBytes = 0;  ///< as the engine counts them: whole MiB that it may use
+
+    /// Whether that is too little to record there, unless the host has set another limit.
+    bool IsFull() const { return nFreeBytes >> 20 <= LOCALSTORAGE_DISK_FULL_SPACE; }
 };
 diskRoom DiskRoomOf(const std::string& strDir);
 

@@ -32,11 +32,9 @@ bool CDiskCalls::Wait(std::int64_t nPatience) {
 }
 
 bool CDiskCalls::AwaitIdle(DiskLane eLane, std::int64_t nPatience) {
-    for (std::int64_t nLeft = 0; !Of(eLane).m_pQueue->AwaitIdle(nLeft);) {
-        nLeft = nPatience - Silence(eLane);
-        if (nLeft <= 0) return false;
-    }
-    return true;
+    CQueue& queue = *Of(eLane).m_pQueue;
+    return AwaitUnlessSilent(eLane, nPatience,
+                             [&queue](std::int64_t nLeft) { return queue.AwaitIdle(nLeft); });
 }
 
 std::int64_t CDiskCalls::Silence(DiskLane eLane) const {

@@ -4,7 +4,6 @@
 #define LOCALSTORAGE_INDEXMGR_OLDESTDAY_H
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <set>
 #include <string>
@@ -29,7 +28,7 @@ struct passedOver {
 /// that must not let a newer day go first.
 inline void PassOverUnreadable(const char* pMethod, const std::string& strPath) {
     const int nError = OSL_GetSystemLastError();
-    if (nError != ENOENT) LogError(pMethod, "cannot be read, passed over", strPath, nError);
+    LogErrorUnlessGone(pMethod, "cannot be read, passed over", strPath, nError);
     if (OSL_IsShortage(nError)) throw std::system_error(nError, std::generic_category());
 }
 

@@ -89,8 +89,9 @@ public:
     void Abandon();
 
 private:
-    /// Ends the disk's threads, or leaves them behind; false.
+    /// The step of EndUse that calls the disk.
     bool UnlockOnThread(std::int64_t nPatience);
+    /// Ends the disk's threads, or leaves them behind; false.
     bool LeaveCalls();
     int OpenIndex(const char* pFolder, bool bAllTheSame);
     /// The steps of TakeOver.

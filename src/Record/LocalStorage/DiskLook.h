@@ -18,8 +18,8 @@ struct diskLook {
 };
 
 /// Looks at the disk of a record directory, and makes the directory where it is missing but its
-/// disk is not. A disk that failed with `nFailure` (0:
-/// it did not) is tried, unless it lacks room as it did then. On the disk's thread.
+/// disk is not. A disk that failed with `nFailure` (0: it did not) is tried, unless it lacks room
+/// as it did then. On the disk's thread.
 diskLook LookAtDisk(CRecordDisk& disk, int nFailure);
 
 /// Makes a record directory that is missing, unless its disk is, and takes over one that was

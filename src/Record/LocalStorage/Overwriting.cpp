@@ -49,10 +49,8 @@ bool HasNoFolder(const NameList& lsSubDir, const NameList&) {
 // False when it cannot be read to its end; a folder that is gone is no fault.
 bool ListFolder(const std::string& strDir, NameList& lsSubDir, NameList& lsSubFile) {
     if (GetSubTargetList(strDir, lsSubDir, lsSubFile)) return true;
-    const int nError = OSL_GetSystemLastError();
-    if (nError != ENOENT) {
-        LogError("CLocalStorage::CleanUpDateDir", "cannot be read, stays", strDir, nError);
-    }
+    LogErrorUnlessGone("CLocalStorage::CleanUpDateDir", "cannot be read, stays", strDir,
+                       OSL_GetSystemLastError());
     return false;
 }
 
@@ -128,11 +126,13 @@ template <typename Tell>
 void TellAll(const std::vector<recordPath>& vFiles, const std::vector<fileFate>& vFates,
              Tell tell) {
     std::exception_ptr pShortage;
-    for (std::size_t n = 0; n < vFiles.size(); ++n) try {
+    for (std::size_t n = 0; n < vFiles.size(); ++n) {
+        try {
             tell(vFiles[n], vFates[n]);
         } catch (const std::exception&) {
             pShortage = std::current_exception();
         }
+    }
     if (pShortage) std::rethrow_exception(pShortage);
 }
 

@@ -1,6 +1,5 @@
 // Snapshot pictures: stored by day, camera and second; deleted by day.
 
-#include <cerrno>
 #include <cstring>
 
 #include "FileSystem/FileSystem.h"
@@ -151,9 +150,9 @@ bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
     pDisk->Calls().Run(DiskLane::CleanUp, [strDay, strRoot] {
         std::list<std::string> lsSubDir, lsSubFile;
         const auto note = [](bool bDone, const std::string& strPath) {
-            const int nError = OSL_GetSystemLastError();
-            if (bDone || nError == ENOENT) return;
-            LogError("CLocalStorage::DeleteImagesByDay", "cannot be deleted", strPath, nError);
+            if (bDone) return;
+            LogErrorUnlessGone("CLocalStorage::DeleteImagesByDay", "cannot be deleted", strPath,
+                               OSL_GetSystemLastError());
         };
         note(GetSubTargetList(strRoot, lsSubDir, lsSubFile, OSL_LastLink::IsFollowed), strRoot);
         for (const std::string& strName : lsSubDir) {

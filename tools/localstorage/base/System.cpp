@@ -48,10 +48,6 @@ bool TakeReloadSignal() {
     return g_bReload.exchange(false);
 }
 
-void RequestStop() {
-    g_bStop = true;
-}
-
 bool IsTerminal(outputStream eStream) {
     return isatty(DescriptorOf(eStream)) == 1;
 }

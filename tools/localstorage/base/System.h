@@ -21,9 +21,6 @@ void CatchReloadSignal();
 /// Whether one has come since this was called last.
 bool TakeReloadSignal();
 
-/// Sets the flag from inside, as a signal would.
-void RequestStop();
-
 enum class outputStream { OUT, ERR };
 
 bool IsTerminal(outputStream eStream);

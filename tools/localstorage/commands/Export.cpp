@@ -113,8 +113,7 @@ int CExport::Run() {
 /// Writes the manifest.
 void CExport::DescribeClip() const {
     const auto Describe = [&](const std::string& strPath, const timeSpan& stSpan) {
-        return DescribeFile(
-            strPath, stSpan, [](std::size_t) {}, m_bStop);
+        return DescribeFile(strPath, stSpan, m_bStop);
     };
     const auto nLength = static_cast<std::int64_t>(m_objWriter.Length() * 1e6);
     const timeSpan stShown{m_objJoin.Begin(), m_objJoin.Begin() + UtcTime::duration(nLength)};
@@ -155,8 +154,7 @@ void CExport::TellResult() const {
               FormatBytes(nBytes));
     if (!m_stOptions.bManifest) return;
     PrintLine("SHA-256 of " + m_stOptions.Manifest() + ": " +
-              Sha256Of(
-                  m_stOptions.Manifest(), [](std::size_t) {}, m_bStop));
+              Sha256Of(m_stOptions.Manifest(), m_bStop));
 }
 
 void RefuseExisting(const exportOptions& stOptions) {
@@ -178,9 +176,7 @@ int Run(exportOptions& stOptions) {
     const auto vFound = FindRecordings(vDirs, stFilter);
     TellHidden(vDirs, vFound);
     if (vFound.empty()) {
-        PrintMessage("no recording of " + stOptions.strCamera + " between " +
-                     FormatTime(stFilter.stRange->tStart) + " and " +
-                     FormatTime(stFilter.stRange->tEnd) + "; nothing was written");
+        TellNothingFound(stOptions.strCamera, *stFilter.stRange, "nothing was written");
         return EXIT_NOTHING_FOUND;
     }
     return CExport(stOptions, *stFilter.stRange, vFound, CatchStopSignals()).Run();

@@ -132,7 +132,7 @@ manifest Fill(CKeepFolder& objFolder, const keepOptions& stOptions, const timeSp
         const auto fnBytes = [&](std::size_t nBytes) {
             objProgress.Show(nDone += nBytes, nWhole, strName);
         };
-        manifestFile stFile = DescribeFile(objFolder.PathOf(strName), st.Span(), fnBytes, bStop);
+        manifestFile stFile = DescribeFile(objFolder.PathOf(strName), st.Span(), bStop, fnBytes);
         stFile.strSource = fs::absolute(st.Path());
         stKept.vFiles.push_back(std::move(stFile));
     }
@@ -142,8 +142,7 @@ manifest Fill(CKeepFolder& objFolder, const keepOptions& stOptions, const timeSp
 void TellResult(const manifest& st, const std::string& strManifest, bool bJson) {
     std::uint64_t nBytes = 0;
     for (const manifestFile& stFile : st.vFiles) nBytes += stFile.nBytes;
-    const std::string strSha256 = Sha256Of(
-        strManifest, [](std::size_t) {}, std::atomic<bool>(false));
+    const std::string strSha256 = Sha256Of(strManifest, std::atomic<bool>(false));
     if (bJson) {
         PrintJson({{"manifest", strManifest},
                    {"sha256", strSha256},
@@ -166,9 +165,7 @@ int Run(keepOptions& stOptions) {
     const auto vFound = FindRecordings(vDirs, stFilter);
     TellHidden(vDirs, vFound);
     if (vFound.empty()) {
-        PrintMessage("no recording of " + stOptions.strCamera + " between " +
-                     FormatTime(stFilter.stRange->tStart) + " and " +
-                     FormatTime(stFilter.stRange->tEnd) + "; nothing was kept");
+        TellNothingFound(stOptions.strCamera, *stFilter.stRange, "nothing was kept");
         return EXIT_NOTHING_FOUND;
     }
     CKeepFolder objFolder(stOptions.strInto);

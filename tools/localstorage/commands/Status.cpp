@@ -40,7 +40,7 @@ void PrintDisksAsTable(const DiskStatuses& vDisks) {
     for (const auto& [strDir, st] : vDisks) {
         const bool bEmpty = st.setDays.empty();
         objTable.AddRow(
-            {strDir, FormatBytes(st.nFreeBytes), st.IsFull() ? "full" : "has room",
+            {strDir, FormatBytes(st.stRoom.nFreeBytes), st.stRoom.IsFull() ? "full" : "has room",
              st.strFolder.empty() ? "-" : st.strFolder, bEmpty ? "-" : DayText(*st.setDays.begin()),
              bEmpty ? "-" : DayText(*st.setDays.rbegin()), std::to_string(st.nRecordings),
              FormatBytes(st.nBytes), std::to_string(st.nPictures), FormatBytes(st.nPictureBytes)});

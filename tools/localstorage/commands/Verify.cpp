@@ -42,7 +42,7 @@ std::string FaultOf(const std::string& strPath, const manifestFile& stFile, CPro
     const auto fnBytes = [&](std::size_t n) {
         objProgress.Show(nDone += n, nBytes, stFile.strName);
     };
-    return Sha256Of(strPath, fnBytes, bStop) == stFile.strSha256 ? "" : "changed";
+    return Sha256Of(strPath, bStop, fnBytes) == stFile.strSha256 ? "" : "changed";
 }
 
 int Run(const verifyOptions& stOptions) {
@@ -68,8 +68,7 @@ int Run(const verifyOptions& stOptions) {
     PrintLine(Count(st.vFiles.size(), "file") + " of " + st.strCamera + ", kept " +
               FormatTime(st.tMade) + " by " + st.strMadeBy +
               (nWrong == 0 ? ": all the same" : ": " + std::to_string(nWrong) + " not the same"));
-    PrintLine("SHA-256 of the manifest: " + Sha256Of(
-                                                path, [](std::size_t) {}, bStop));
+    PrintLine("SHA-256 of the manifest: " + Sha256Of(path, bStop));
     return nWrong == 0 ? EXIT_OK : EXIT_DAMAGED;
 }
 

@@ -31,17 +31,9 @@ CEventHook::~CEventHook() {
 
 void CEventHook::Post(Environment vEvent) {
     const std::lock_guard lock(m_mtx);
-    if (m_lsWaiting.size() >= MOST_WAITING) {
-        ++m_nMissed;
-        return;
-    }
+    if (m_lsWaiting.size() >= MOST_WAITING) return;
     m_lsWaiting.push_back(std::move(vEvent));
     m_changed.notify_one();
-}
-
-std::uint64_t CEventHook::Missed() const {
-    const std::lock_guard lock(m_mtx);
-    return m_nMissed;
 }
 
 bool CEventHook::IsIdle() const {
@@ -59,7 +51,6 @@ void CEventHook::RunAll(int& nProcess) {
         const Environment vEvent = std::move(m_lsWaiting.front());
         m_lsWaiting.pop_front();
         nProcess = StartShell(m_strCommand, vEvent);
-        if (nProcess < 0) ++m_nMissed;
         if (nProcess > 0) {
             lock.unlock();
             AwaitProcess(nProcess);

@@ -6,7 +6,6 @@
 #include <array>
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -30,9 +29,6 @@ public:
     /// An event, as variables of the command's environment. Any thread.
     void Post(Environment vEvent);
 
-    /// Events for which the command did not run: dropped, or it could not be started.
-    std::uint64_t Missed() const;
-
 private:
     void RunAll(int& nProcess);
     bool IsIdle() const;
@@ -40,11 +36,10 @@ private:
     const std::string m_strCommand;
     const std::chrono::milliseconds m_patience;
 
-    mutable std::mutex m_mtx;
+    std::mutex m_mtx;
     std::condition_variable m_changed;
     std::deque<Environment> m_lsWaiting;
     std::array<int, 4> m_aProcesses{};  ///< 0: none runs
-    std::uint64_t m_nMissed = 0;
     bool m_bStop = false;
 
     std::array<std::thread, 4> m_aThreads;  ///< last: they use everything above

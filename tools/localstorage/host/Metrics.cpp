@@ -6,7 +6,6 @@
 
 #include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
-#include "localstorage/LocalStorage.h"
 
 namespace fs = std::filesystem;
 
@@ -69,8 +68,8 @@ std::string SecondsOf(std::chrono::system_clock::time_point t) {
 std::vector<diskMetrics> MetricsOfDisks(const std::vector<std::string>& vDirs) {
     std::vector<diskMetrics> vDisks;
     for (const std::string& strDir : vDirs) {
-        const std::uint64_t nFree = DiskRoomOf(strDir).nFreeBytes;
-        vDisks.push_back({strDir, nFree, nFree >> 20 <= LOCALSTORAGE_DISK_FULL_SPACE});
+        const diskRoom stRoom = DiskRoomOf(strDir);
+        vDisks.push_back({strDir, stRoom.nFreeBytes, stRoom.IsFull()});
     }
     return vDisks;
 }

@@ -35,8 +35,8 @@ std::string Hexadecimal(const std::array<std::uint8_t, BITS / 8>& aBytes) {
 
 }  // namespace
 
-std::string Sha256Of(const std::string& strPath, const std::function<void(std::size_t)>& fnBytes,
-                     const std::atomic<bool>& bStop) {
+std::string Sha256Of(const std::string& strPath, const std::atomic<bool>& bStop,
+                     const std::function<void(std::size_t)>& fnBytes) {
     const std::unique_ptr<AVSHA, shaFree> pSha(av_sha_alloc());
     if (!pSha || av_sha_init(pSha.get(), BITS) < 0) throw CFailure("no memory for a checksum");
     std::ifstream file(strPath, std::ios::binary);

@@ -34,11 +34,6 @@ void CClipFile::Finish() {
     }
 }
 
-CClipStream::~CClipStream() {
-    if (m_pOut) av_freep(&m_pOut->buffer);
-    avio_context_free(&m_pOut);
-}
-
 int CClipStream::Take(void* pStream, std::uint8_t* pData, int nSize) noexcept {
     try {
         static_cast<CClipStream*>(pStream)->m_fnTake(
@@ -50,14 +45,12 @@ int CClipStream::Take(void* pStream, std::uint8_t* pData, int nSize) noexcept {
 }
 
 AVIOContext* CClipStream::Open(int& nError) {
-    auto* pBuffer = static_cast<unsigned char*>(av_malloc(BUFFER_SIZE));
-    m_pOut = avio_alloc_context(pBuffer, BUFFER_SIZE, 1, this, nullptr, Take, nullptr);
-    if (!m_pOut) av_free(pBuffer);
+    m_pOut = MakeOutput(BUFFER_SIZE, this, Take);
     nError = m_pOut ? 0 : AVERROR(ENOMEM);
-    return m_pOut;
+    return m_pOut.get();
 }
 
 void CClipStream::Finish() {
-    avio_flush(m_pOut);
+    avio_flush(m_pOut.get());
     if (m_pOut->error < 0) throw CFailure("cannot send the clip: " + AvErrorText(m_pOut->error));
 }

@@ -50,7 +50,6 @@ public:
     /// `fnTake` is given all bytes in order; what it throws ends the clip.
     explicit CClipStream(std::function<void(std::string_view)> fnTake)
         : m_fnTake(std::move(fnTake)) {}
-    ~CClipStream() override;
     CClipStream(const CClipStream&) = delete;
     CClipStream& operator=(const CClipStream&) = delete;
 
@@ -64,7 +63,7 @@ private:
 
     const std::string m_strName = "the stream";
     const std::function<void(std::string_view)> m_fnTake;
-    AVIOContext* m_pOut = nullptr;
+    avOutput m_pOut;
 };
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_CLIPTARGET_H

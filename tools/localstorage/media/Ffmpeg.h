@@ -3,6 +3,7 @@
 #ifndef LOCALSTORAGE_TOOL_MEDIA_FFMPEG_H
 #define LOCALSTORAGE_TOOL_MEDIA_FFMPEG_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -24,6 +25,17 @@ struct avFree {
 };
 template <typename T>
 using avPointer = std::unique_ptr<T, avFree>;
+
+/// Where FFmpeg writes other than to a file.
+struct avOutputFree {
+    void operator()(AVIOContext* p) const;
+};
+using avOutput = std::unique_ptr<AVIOContext, avOutputFree>;
+
+/// Gives `fnTake` what is written, in blocks; it returns `nSize`, or one of FFmpeg's errors. Null
+/// when there is no memory for it.
+avOutput MakeOutput(int nBlockSize, void* pTaker,
+                    int (*fnTake)(void* pTaker, std::uint8_t* pData, int nSize));
 
 /// FFmpeg's words for one of its error numbers.
 std::string AvErrorText(int nError);

@@ -23,8 +23,6 @@ void Require(int nResult) {
 }  // namespace
 
 void CTransportWriter::outputFree::operator()(AVFormatContext* p) const {
-    if (p->pb) av_freep(&p->pb->buffer);
-    avio_context_free(&p->pb);
     avformat_free_context(p);
 }
 
@@ -39,12 +37,9 @@ CTransportWriter::CTransportWriter(const AVCodecParameters& stVideo,
     AVFormatContext* pFormat = nullptr;
     Require(avformat_alloc_output_context2(&pFormat, nullptr, "mpegts", nullptr));
     m_pFormat.reset(pFormat);
-    auto* pBuffer = static_cast<unsigned char*>(av_malloc(BUFFER_SIZE));
-    pFormat->pb = avio_alloc_context(pBuffer, BUFFER_SIZE, 1, this, nullptr, Collect, nullptr);
-    if (!pFormat->pb) {
-        av_free(pBuffer);
-        Require(AVERROR(ENOMEM));
-    }
+    m_pOutput = MakeOutput(BUFFER_SIZE, this, Collect);
+    pFormat->pb = m_pOutput.get();
+    if (!m_pOutput) Require(AVERROR(ENOMEM));
     AddTrack(stVideo);
     if (pSound) AddTrack(*pSound);
     pFormat->max_delay = 0;

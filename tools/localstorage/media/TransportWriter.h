@@ -27,7 +27,8 @@ private:
     void AddTrack(const AVCodecParameters& stParameters);
     static int Collect(void* pWriter, std::uint8_t* pData, int nSize);
 
-    std::unique_ptr<AVFormatContext, outputFree> m_pFormat;
+    avOutput m_pOutput;
+    std::unique_ptr<AVFormatContext, outputFree> m_pFormat;  ///< writes to it
     std::vector<std::uint8_t> m_vPacked;
     bool m_bTaken = false;  ///< what was packed
 };

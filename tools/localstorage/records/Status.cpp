@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "RecordTree/RecordDirectory.h"
 #include "records/FolderInUse.h"
 #include "records/Tree.h"
 
@@ -13,17 +12,13 @@ constexpr Seconds SILENCE(60);
 
 }  // namespace
 
-bool diskStatus::IsFull() const {
-    return nFreeBytes >> 20 <= LOCALSTORAGE_DISK_FULL_SPACE;
-}
-
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
                            const std::vector<recording>& vRecordings) {
     DiskStatuses vDisks;
     const CFolderInUse objFolder(vDirs);
     for (const std::string& strDir : vDirs) {
         diskStatus st;
-        st.nFreeBytes = DiskRoomOf(strDir).nFreeBytes;
+        st.stRoom = DiskRoomOf(strDir);
         const std::string strInUse = objFolder.In(strDir);
         if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
         for (const recording& stRecording : vRecordings) {

@@ -10,15 +10,14 @@
 #include <utility>
 #include <vector>
 
+#include "RecordTree/RecordDirectory.h"
 #include "records/Catalogue.h"
 
 struct diskStatus {
-    std::uint64_t nFreeBytes = 0;
+    diskRoom stRoom;
     std::string strFolder;          ///< the record folder in use; empty: there is none
     std::set<std::string> setDays;  ///< by their names
     std::uint64_t nRecordings = 0, nBytes = 0, nPictures = 0, nPictureBytes = 0;
-
-    bool IsFull() const;
 };
 
 struct cameraStatus {

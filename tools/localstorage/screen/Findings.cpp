@@ -87,3 +87,9 @@ void TellHidden(const std::vector<std::string>& vDirs, const std::vector<recordi
                      "; see \"localstorage check\"");
     }
 }
+
+void TellNothingFound(const std::string& strCamera, const timeSpan& stRange,
+                      const std::string& strOutcome) {
+    PrintMessage("no recording of " + strCamera + " between " + FormatTime(stRange.tStart) +
+                 " and " + FormatTime(stRange.tEnd) + "; " + strOutcome);
+}

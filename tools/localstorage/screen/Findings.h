@@ -15,4 +15,8 @@ void PrintInspections(const std::vector<inspection>& vInspections, bool bJson);
 /// Says on standard error which of the recordings that were found no host on `vDirs` would find.
 void TellHidden(const std::vector<std::string>& vDirs, const std::vector<recording>& vFound);
 
+/// Says on standard error that the camera has no recording in the range, and what that means.
+void TellNothingFound(const std::string& strCamera, const timeSpan& stRange,
+                      const std::string& strOutcome);
+
 #endif  // LOCALSTORAGE_TOOL_SCREEN_FINDINGS_H

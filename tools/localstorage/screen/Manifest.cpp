@@ -73,13 +73,13 @@ std::string ToText(const manifest& st) {
 }  // namespace
 
 manifestFile DescribeFile(const std::string& strPath, const timeSpan& stSpan,
-                          const std::function<void(std::size_t)>& fnBytes,
-                          const std::atomic<bool>& bStop) {
+                          const std::atomic<bool>& bStop,
+                          const std::function<void(std::size_t)>& fnBytes) {
     manifestFile st;
     st.strName = std::filesystem::path(strPath).filename();
     st.stSpan = stSpan;
     st.nBytes = FileSize(strPath);
-    st.strSha256 = Sha256Of(strPath, fnBytes, bStop);
+    st.strSha256 = Sha256Of(strPath, bStop, fnBytes);
     return st;
 }
 

@@ -35,9 +35,9 @@ struct manifest {
 
 /// What a file is now; its name is that which it has. `fnBytes` hears of every piece that was read.
 /// Throws CFailure when the file cannot be read, or when stopped.
-manifestFile DescribeFile(const std::string& strPath, const timeSpan& stSpan,
-                          const std::function<void(std::size_t)>& fnBytes,
-                          const std::atomic<bool>& bStop);
+manifestFile DescribeFile(
+    const std::string& strPath, const timeSpan& stSpan, const std::atomic<bool>& bStop,
+    const std::function<void(std::size_t)>& fnBytes = [](std::size_t) {});
 
 /// Writes it whole or not at all, and durably. Throws CFailure.
 void WriteManifest(const std::string& strPath, const manifest& st);

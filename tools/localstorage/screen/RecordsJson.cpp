@@ -25,8 +25,8 @@ const char* SourceName(endSource eSource) {
 JsonObject DiskJson(const std::string& strDir, const diskStatus& st) {
     const bool bEmpty = st.setDays.empty();
     return {{"dir", strDir},
-            {"free_bytes", st.nFreeBytes},
-            {"full", st.IsFull()},
+            {"free_bytes", st.stRoom.nFreeBytes},
+            {"full", st.stRoom.IsFull()},
             {"folder", st.strFolder},
             {"oldest_day", bEmpty ? CJson(nullptr) : DayText(*st.setDays.begin())},
             {"newest_day", bEmpty ? CJson(nullptr) : DayText(*st.setDays.rbegin())},
