@@ -29,11 +29,12 @@ CEventHook::~CEventHook() {
     for (std::thread& thread : m_aThreads) thread.join();
 }
 
-void CEventHook::Post(Environment vEvent) {
+bool CEventHook::Post(Environment vEvent) {
     const std::lock_guard lock(m_mtx);
-    if (m_lsWaiting.size() >= MOST_WAITING) return;
+    if (m_lsWaiting.size() >= MOST_WAITING) return !std::exchange(m_bBehind, true);
     m_lsWaiting.push_back(std::move(vEvent));
     m_changed.notify_one();
+    return false;
 }
 
 bool CEventHook::IsIdle() const {
@@ -50,6 +51,7 @@ void CEventHook::RunAll(int& nProcess) {
         if (m_bStop) return;
         const Environment vEvent = std::move(m_lsWaiting.front());
         m_lsWaiting.pop_front();
+        if (m_lsWaiting.empty()) m_bBehind = false;
         nProcess = StartShell(m_strCommand, vEvent);
         if (nProcess > 0) {
             lock.unlock();

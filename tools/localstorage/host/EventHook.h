@@ -26,8 +26,9 @@ public:
     CEventHook(const CEventHook&) = delete;
     CEventHook& operator=(const CEventHook&) = delete;
 
-    /// An event, as variables of the command's environment. Any thread.
-    void Post(Environment vEvent);
+    /// An event, as variables of the command's environment. True when it is the first to be dropped
+    /// since none waited. Any thread.
+    bool Post(Environment vEvent);
 
 private:
     void RunAll(int& nProcess);
@@ -40,6 +41,7 @@ private:
     std::condition_variable m_changed;
     std::deque<Environment> m_lsWaiting;
     std::array<int, 4> m_aProcesses{};  ///< 0: none runs
+    bool m_bBehind = false;             ///< events were dropped since none waited
     bool m_bStop = false;
 
     std::array<std::thread, 4> m_aThreads;  ///< last: they use everything above

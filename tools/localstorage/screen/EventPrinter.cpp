@@ -116,12 +116,14 @@ void CEventPrinter::OnTrouble(const std::string& strCamera, const std::string& s
 void CEventPrinter::Tell(const event& st) const {
     const UtcTime tNow = Now();
     const std::string strStart = StartOf(st.strPath);
-    if (m_pHook) {
+    if (m_pHook &&
         m_pHook->Post({{"LOCALSTORAGE_EVENT", st.strName},
                        {"LOCALSTORAGE_CAMERA", st.strCamera},
                        {"LOCALSTORAGE_PATH", st.strPath},
                        {"LOCALSTORAGE_START", strStart},
-                       {"LOCALSTORAGE_BYTES", st.optBytes ? std::to_string(*st.optBytes) : ""}});
+                       {"LOCALSTORAGE_BYTES", st.optBytes ? std::to_string(*st.optBytes) : ""}})) {
+        PrintMessage(
+            "the command of --on-event takes longer than events come; it does not get all");
     }
     if (!m_bJson) {
         PrintLine((m_bTimes ? FormatClock(tNow) + "  " : "") + PadToWidth(st.strName, 12) + "  " +
