@@ -282,3 +282,40 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
         EXPECT_EQ(flushes.Seen() > 0, c.bDirty) << "by the index of what lies below";
     }
 }
+
+TEST_F(DiskCheck, ATakeOverBringsBackWhatWasSetAsideAndRefusesAnIndexThatCannotBeRead) {
+    const std::string strFile = "/20240302/cam01/20240302080000_20240302090000_1.mp4";
+    const std::string strOld = "/20240301/cam01/20240301080000_20240301090000_1.mp4";
+    for (const int nError : {0, EMFILE, EIO}) {
+        SCOPED_TRACE(nError);
+        Reset();
+        PutFile(m_dir / "disk/RecordFile" + strFile);
+        PutFile(m_dir / "disk/RecordFile/index.dirty");
+        PutFile(m_dir / "disk/BackupFile" + strOld);
+        StartOnTwo();
+        std::filesystem::rename(m_dir / "2", m_dir / "below");
+        std::filesystem::rename(m_dir / "disk", m_dir / "2");
+        m_faults.SetDevice(m_dir / "2", 4711);
+        if (nError != 0) {
+            m_faults.Fail(Op::ReadDir, Ends("2/RecordFile"), nError)
+                .Times(nError == EMFILE ? 1 : 1000);
+        }
+        if (nError != EIO) {
+            EXPECT_TRUE(Await([&] {
+                CheckDisk();
+                return !Exists(Disk("2") + "BackupFile");
+            }));
+            EXPECT_TRUE(Exists(Disk("2") + "RecordFile" + strOld));
+            EXPECT_THAT(Find("cam01", Time(1, 0), Time(31, 0)), SizeIs(2));
+        } else {
+            EXPECT_TRUE(Await([&] {
+                CheckDisk();
+                return LinesWith("until the next start") == 1;
+            }));
+            EXPECT_TRUE(Exists(Disk("2") + "BackupFile" + strOld)) << "and nothing is touched";
+        }
+        EXPECT_EQ(LinesWith("until there are handles"), nError == EMFILE ? 1u : 0u);
+        SetRoom(FULL, "1");
+        EXPECT_EQ(DiskOfNext(), nError == EIO ? "none" : "2");
+    }
+}
