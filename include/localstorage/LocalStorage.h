@@ -227,7 +227,8 @@ enum StorageOption {
     /// system writes when it likes. Default 1000: a power cut costs at most the last 2 seconds.
     STORAGE_OPTION_SYNC_INTERVAL = 1,
     /// MiB of disk that an open recording reserves ahead, 0 to 1024, so that it stays in few pieces
-    /// although it is synced often; 0: none. Given back when the file is closed. Default 16.
+    /// although it is synced often; 0, or without syncs: none. Given back when the file was closed
+    /// and synced. Default 32.
     STORAGE_OPTION_RESERVE_STEP = 2,
     /// A record directory with so many MiB of free space or less is full: 64 to 1,073,741,824.
     /// Default LOCALSTORAGE_DISK_FULL_SPACE.

@@ -38,6 +38,7 @@ enum class Op {
     Read,
     Seek,
     Write,
+    Truncate,
     FileMode,
     Access,
     Unlink,

@@ -169,10 +169,12 @@ CLocalStorage::Attempt CLocalStorage::EnterChannel(COpenedFile& opened, const fi
 
 fileOrder CLocalStorage::OrderFor(const recordPath& stPath, unsigned nFlags,
                                   const std::string& strCameraID, void* pUser) const {
-    const auto nReserveStep =
-        static_cast<std::uint64_t>(GetStorageOption(STORAGE_OPTION_RESERVE_STEP));
+    auto pSync = m_objSyncs.Of(stPath.RecDir());
+    // Giving back what a file reserved that nobody syncs would note its size long before its
+    // content.
+    const std::uint64_t nReserveStep = pSync ? GetStorageOption(STORAGE_OPTION_RESERVE_STEP) : 0;
     return {m_pIndexMgr->Disk(stPath.RecDir()),
-            m_objSyncs.Of(stPath.RecDir()),
+            std::move(pSync),
             stPath,
             nFlags,
             true,

@@ -11,10 +11,21 @@ CSyncedFile::~CSyncedFile() {
     if (m_hFile != OSL_INVALID_FILE) OSL_CloseFile(m_hFile);
 }
 
-void CSyncedFile::Close() {
-    OSL_Guard guard(m_pSync->m_mtx);
-    m_bOpen = false;
-    m_pUser = nullptr;
+void CSyncedFile::Close(OSL_FileHandle hReserved) {
+    m_pSync->NoteClosed(*this);
+    if (hReserved == OSL_INVALID_FILE) return;
+    try {
+        m_pSync->m_objReserved.Add(m_strPath, hReserved);
+    } catch (const std::exception&) {
+        OSL_GiveBackSpace(hReserved);
+        OSL_CloseFile(hReserved);
+    }
+}
+
+void CDiskSync::NoteClosed(CSyncedFile& file) {
+    OSL_Guard guard(m_mtx);
+    file.m_bOpen = false;
+    file.m_pUser = nullptr;
 }
 
 CDiskSync::CDiskSync(std::string strRecDir, OnFailure onFailure)
@@ -77,11 +88,13 @@ std::shared_ptr<CSyncedFile> CDiskSync::Add(const std::string& strCameraID, void
 }
 
 void CDiskSync::Sync() {
+    m_objReserved.Take();
     std::map<std::shared_ptr<openDisk>, Files> mWritten;
     for (const auto& pFile : TakeWritten()) mWritten[pFile->m_pDisk].push_back(pFile);
     for (const auto& [pDisk, vFiles] : mWritten) {
         pDisk ? SyncWhole(pDisk->hDisk, vFiles) : SyncEach(vFiles);
     }
+    m_objReserved.GiveBack();
 }
 
 // Null where it is not to be synced as a whole, or cannot be opened. It is opened before anything

@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "LocalStorage/ReservedFiles.h"
 #include "Osl/Osl.h"
 #include "Osl/OslMutex.h"
 #include "Osl/OslWatchedThread.h"
@@ -56,8 +57,10 @@ public:
     /// After every write to the file.
     void NoteWritten() { m_bWritten.store(true, std::memory_order_release); }
 
-    /// The file was closed: it is synced once more, and its channel is no longer told.
-    void Close();
+    /// The file was closed: it is synced once more, and its channel is no longer told. Takes over
+    /// `hReserved`, a handle of a file that has space to give back behind that (else
+    /// OSL_INVALID_FILE).
+    void Close(OSL_FileHandle hReserved);
 
     const std::string& CameraID() const { return m_strCameraID; }
     const std::string& Path() const { return m_strPath; }
@@ -100,12 +103,15 @@ public:
     /// On the disk's thread.
     std::shared_ptr<CSyncedFile> Add(const std::string& strCameraID, void* pUser,
                                      const std::string& strPath, OSL_FileHandle hFile);
+    /// CReservedFiles::Leave, before that.
+    void LeaveReserved(const std::string& strPath) { m_objReserved.Leave(strPath); }
 
 private:
     friend class CSyncedFile;
 
     using Files = std::vector<std::shared_ptr<CSyncedFile>>;
 
+    void NoteClosed(CSyncedFile& file);
     void SyncAgainAndAgain();
     void Sync();
     std::shared_ptr<openDisk> DiskOf(const std::string& strPath);
@@ -121,6 +127,7 @@ private:
     std::uint32_t m_nInterval = 0;
     OSL_EventHandle m_hStop;
     std::weak_ptr<openDisk> m_pDisk;  // of the last file; the disk thread's
+    CReservedFiles m_objReserved;
 
     OSL_Mutex m_mtx{OSL_LockRank::DiskSync, "disk sync"};
     bool m_bEnded OSL_GUARDED_BY(m_mtx) = false;

@@ -37,6 +37,7 @@ COpenedFile COpenedFile::Open(const fileOrder& stOrder, const WantedFlag& pbWant
 void COpenedFile::OpenInFolder(const fileOrder& stOrder, const WantedFlag& pbWanted) {
     const std::string& strPath = stOrder.stPath.strPath;
     const std::string strFolder(stOrder.stPath.Folder());
+    if (stOrder.pSync) stOrder.pSync->LeaveReserved(strPath);
     for (int nTry = 0; nTry < MAX_FOLDER_TRIES; ++nTry) {
         const bool bMade = MakeFullPath(strPath.c_str());
         const OSL_FileHandle hFile =

@@ -31,12 +31,20 @@ void CRecordFile::ReserveAhead() {
     m_bGiveBack |= bReserved;
 }
 
+// The file system keeps for the file what is not given back: now, or when the file was synced.
+OSL_FileHandle CRecordFile::LeaveReserved() {
+    if (!m_bGiveBack) return OSL_INVALID_FILE;
+    const OSL_FileHandle hLater = m_pSynced ? OSL_DuplicateFile(m_hFile) : OSL_INVALID_FILE;
+    if (hLater == OSL_INVALID_FILE) OSL_GiveBackSpace(m_hFile);
+    return hLater;
+}
+
 int CRecordFile::Close() {
     if (!IsOpen()) return 0;
-    if (m_bGiveBack) OSL_GiveBackSpace(m_hFile);  // else the file system keeps it for the file
+    const OSL_FileHandle hReserved = LeaveReserved();
     const int nResult = OSL_CloseFile(std::exchange(m_hFile, OSL_INVALID_FILE));
     const int nError = nResult == 0 ? 0 : OSL_GetSystemLastError();
-    if (m_pSynced) m_pSynced->Close();
+    if (m_pSynced) m_pSynced->Close(hReserved);
     m_pSynced.reset();
     return nError;
 }

@@ -3,6 +3,7 @@
 #ifndef LOCALSTORAGE_RECORD_RECORDFILE_H
 #define LOCALSTORAGE_RECORD_RECORDFILE_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -29,22 +30,21 @@ public:
     /// Appends; `nWritten` receives how many bytes came through, also on failure. False: see
     /// OSL_GetSystemLastError.
     bool Write(const char* pBuf, std::size_t nSize, std::size_t& nWritten) {
+        if (nSize > m_nReserved) ReserveAhead();  // a block beyond it would lie apart
         const bool bDone = OSL_WriteFile(m_hFile, pBuf, nSize, &nWritten) == 0;
         if (m_pSynced) m_pSynced->NoteWritten();
-        if (nWritten <= m_nReserved) {
-            m_nReserved -= nWritten;
-        } else if (bDone) {
-            ReserveAhead();
-        }
+        m_nReserved -= std::min<std::uint64_t>(nWritten, m_nReserved);
         return bDone;
     }
 
-    /// Gives back what is reserved and closes; nothing, when it is closed already. 0, or the
-    /// system's error number.
+    /// Closes, and gives back what is reserved when the content is durable; nothing, when it is
+    /// closed already. 0, or the system's error number.
     int Close();
 
 private:
     void ReserveAhead();
+    /// A handle to give back the space later; OSL_INVALID_FILE when there is nothing left to.
+    OSL_FileHandle LeaveReserved();
 
     OSL_FileHandle m_hFile = OSL_INVALID_FILE;
     std::shared_ptr<CSyncedFile> m_pSynced;
