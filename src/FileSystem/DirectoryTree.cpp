@@ -14,12 +14,12 @@ bool IsSeparator(char c) {
     return c == '/' || c == '\\';
 }
 
+}  // namespace
+
 bool IsDirectory(const char* pPath) {
     OSL_FINFO_S stInfo;
     return OSL_GetTargetInfo(pPath, stInfo) == 0 && stInfo.wFileType == OSL_TYPE_DIR;
 }
-
-}  // namespace
 
 bool IsGone(const std::string& strPath) {
     OSL_FINFO_S stInfo;

@@ -14,6 +14,9 @@
 
 #include "Osl/Osl.h"
 
+/// Whether there is a directory, or a link to one, at the path.
+bool IsDirectory(const char* pPath);
+
 /// Whether nothing has this path, not even a link; false where that cannot be told.
 bool IsGone(const std::string& strPath);
 

@@ -247,7 +247,12 @@ std::time_t OSL_Time();
 std::int64_t OSL_TimeMilliseconds();
 /// Milliseconds on a clock that nobody sets: for spans of time.
 std::int64_t OSL_TickMilliseconds();
+/// How new the machine's time zone is by which local times are told.
+enum class OSL_Zone {
+    AskedNow,
+    AskedLately  ///< at most a second ago: for many times, since asking takes longer than the rest
+};
 /// Broken-down local time; false (and `stTime` untouched) when the system cannot tell it.
-bool OSL_LocalTime(std::time_t t, std::tm& stTime);
+bool OSL_LocalTime(std::time_t t, std::tm& stTime, OSL_Zone eZone = OSL_Zone::AskedNow);
 
 #endif  // LOCALSTORAGE_OSL_OSL_H

@@ -30,11 +30,15 @@ std::int64_t OSL_TickMilliseconds() {
     return Milliseconds(Now(CLOCK_MONOTONIC));
 }
 
-bool OSL_LocalTime(std::time_t t, std::tm& stTime) {
+bool OSL_LocalTime(std::time_t t, std::tm& stTime, OSL_Zone eZone) {
     // The C library guards the zone by itself, but where no thread checker can see it.
     static std::mutex s_mtx;
+    static std::time_t s_tAsked = 0;
     const std::lock_guard<std::mutex> guard(s_mtx);
-    ::tzset();  // localtime_r alone would never learn that the machine's time zone was changed
+    const std::time_t tNow = OSL_Time();
+    // localtime_r alone would never learn that the machine's time zone was changed.
+    if (eZone == OSL_Zone::AskedNow || tNow != s_tAsked) ::tzset();
+    s_tAsked = tNow;
     std::tm stLocal;
     if (!::localtime_r(&t, &stLocal)) return false;
     stTime = stLocal;

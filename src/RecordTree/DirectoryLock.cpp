@@ -149,3 +149,7 @@ bool CDirectoryLock::SetInUse(std::optional<std::time_t> tInUse) {
     m_stNote.tInUse = tInUse;
     return WriteNote(m_strPath, m_stNote);
 }
+
+bool IsInUse(const std::string& strRecDir) {
+    return CDirectoryLock().Take(strRecDir, CDirectoryLock::NoFile::IsLeft) == EWOULDBLOCK;
+}

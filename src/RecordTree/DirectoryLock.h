@@ -58,4 +58,7 @@ private:
     directoryNote m_stNote;
 };
 
+/// Whether a host has the directory now. Asking takes the lock for a moment.
+bool IsInUse(const std::string& strRecDir);
+
 #endif  // LOCALSTORAGE_RECORDTREE_DIRECTORYLOCK_H

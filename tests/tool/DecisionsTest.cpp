@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Catalogue/RecordingName.h"
 #include "Support/TempDir.h"
 #include "base/Address.h"
 #include "base/Times.h"
@@ -16,7 +17,6 @@
 #include "media/MediaOpening.h"
 #include "media/ParameterSets.h"
 #include "records/PrunePlan.h"
-#include "records/RecordingName.h"
 
 namespace {
 

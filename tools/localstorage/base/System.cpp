@@ -6,7 +6,6 @@
 #include <pwd.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -112,27 +111,10 @@ void EndProcess(int nProcess) {
     kill(-nProcess, SIGKILL);
 }
 
-fileState LookAtFile(const std::string& strPath) {
-    struct stat st = {};
-    if (stat(strPath.c_str(), &st) != 0) return {.nError = errno};
-    return {.nBytes = static_cast<std::uint64_t>(st.st_size),
-            .tChange = std::chrono::sys_seconds(std::chrono::seconds(st.st_mtime))};
-}
-
 std::string UserAtHost() {
     char szBuffer[1024], szHost[256] = "";
     passwd stEntry, *pEntry = nullptr;
     getpwuid_r(getuid(), &stEntry, szBuffer, sizeof(szBuffer), &pEntry);
     gethostname(szHost, sizeof(szHost) - 1);
     return (pEntry ? std::string(pEntry->pw_name) : std::to_string(getuid())) + "@" + szHost;
-}
-
-std::tm LocalClock(std::time_t nTime) {
-    // localtime_r alone would never learn that the machine's time zone was changed, and asking
-    // every time takes longer than the rest.
-    static std::atomic<std::time_t> s_nAsked = 0;
-    if (const std::time_t nNow = std::time(nullptr); s_nAsked.exchange(nNow) != nNow) tzset();
-    std::tm st = {};
-    localtime_r(&nTime, &st);
-    return st;
 }

@@ -1,12 +1,9 @@
-// What the tool asks of the operating system for itself: signals, the terminal, the local clock.
+// What the tool asks of the operating system for itself: signals, the terminal, processes.
 
 #ifndef LOCALSTORAGE_TOOL_BASE_SYSTEM_H
 #define LOCALSTORAGE_TOOL_BASE_SYSTEM_H
 
 #include <atomic>
-#include <chrono>
-#include <cstdint>
-#include <ctime>
 #include <string>
 #include <utility>
 #include <vector>
@@ -48,17 +45,6 @@ void EndProcess(int nProcess);
 
 /// Who runs this, as user@host.
 std::string UserAtHost();
-
-/// Size and last change of a file, or why they cannot be told.
-struct fileState {
-    std::uint64_t nBytes = 0;
-    std::chrono::sys_seconds tChange = {};
-    int nError = 0;  ///< 0: none
-};
-fileState LookAtFile(const std::string& strPath);
-
-/// A time as the local clock shows it.
-std::tm LocalClock(std::time_t nTime);
 
 /// Where programs keep their logs, below the user's home.
 extern const char* const STATE_BELOW_HOME;

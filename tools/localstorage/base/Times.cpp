@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <limits>
-
-#include "base/System.h"
 
 namespace chrono = std::chrono;
 
@@ -150,14 +147,6 @@ std::string Print(const char* pFormat, LocalTime tTime) {
     return szText;
 }
 
-UtcTime AtOffset(LocalTime tTime, Seconds nOffset) {
-    return UtcTime(tTime.time_since_epoch() - nOffset);
-}
-
-Seconds OffsetOf(LocalTime tShown, UtcTime tTime) {
-    return tShown.time_since_epoch() - chrono::floor<Seconds>(tTime.time_since_epoch());
-}
-
 std::string FormatOffset(Seconds nOffset) {
     if (g_eShown == shownClock::UTC) return "Z";
     const auto nMinutes = chrono::round<chrono::minutes>(nOffset).count();
@@ -199,66 +188,6 @@ std::optional<localMoments> ParseDayAndClock(std::string_view strText, UtcTime t
 
 }  // namespace
 
-LocalTime FromFields(const timeFields& stFields) {
-    const int nMonths = stFields.nYear * 12 + stFields.nMonth - 1;
-    const int nYear = (nMonths >= 0 ? nMonths : nMonths - 11) / 12;
-    const chrono::year_month_day stFirst{
-        chrono::year(nYear), chrono::month(static_cast<unsigned>(nMonths - nYear * 12 + 1)),
-        chrono::day(1)};
-    return LocalTime(chrono::local_days(stFirst)) + chrono::days(stFields.nDay - 1) +
-           chrono::hours(stFields.nHour) + chrono::minutes(stFields.nMinute) +
-           chrono::seconds(stFields.nSecond);
-}
-
-timeFields ToFields(LocalTime tTime) {
-    const auto tDay = chrono::floor<chrono::days>(tTime);
-    const chrono::year_month_day stDate(tDay);
-    const chrono::hh_mm_ss stClock(tTime - tDay);
-    return {int(stDate.year()),
-            int(unsigned(stDate.month())),
-            int(unsigned(stDate.day())),
-            int(stClock.hours().count()),
-            int(stClock.minutes().count()),
-            int(stClock.seconds().count())};
-}
-
-tagBlockTime ToBlockTime(LocalTime tTime) {
-    const timeFields st = ToFields(tTime);
-    tagBlockTime stBlock;
-    stBlock.wYear = static_cast<std::uint16_t>(st.nYear);
-    stBlock.byMonth = static_cast<std::uint8_t>(st.nMonth);
-    stBlock.byDay = static_cast<std::uint8_t>(st.nDay);
-    stBlock.byHour = static_cast<std::uint8_t>(st.nHour);
-    stBlock.byMinute = static_cast<std::uint8_t>(st.nMinute);
-    stBlock.bySecond = static_cast<std::uint8_t>(st.nSecond);
-    return stBlock;
-}
-
-UtcTime Now() {
-    return chrono::time_point_cast<chrono::microseconds>(chrono::system_clock::now());
-}
-
-LocalTime ToLocal(UtcTime tTime) {
-    const auto tSecond = chrono::floor<Seconds>(tTime);
-    const std::tm st = LocalClock(static_cast<std::time_t>(tSecond.time_since_epoch().count()));
-    return FromFields(
-        {st.tm_year + 1900, st.tm_mon + 1, st.tm_mday, st.tm_hour, st.tm_min, st.tm_sec});
-}
-
-localMoments MomentsOf(LocalTime tTime) {
-    // A day before and a day behind, the clock is what it was and what it will be.
-    const auto Moment = [&](chrono::days nAway) {
-        const UtcTime tNear = AtOffset(tTime, nAway);
-        return AtOffset(tTime, OffsetOf(ToLocal(tNear), tNear));
-    };
-    const UtcTime tBefore = Moment(chrono::days(1)), tBehind = Moment(-chrono::days(1));
-    if (tBefore == tBehind) return {tBefore, tBefore};
-    const bool bBefore = ToLocal(tBefore) == tTime, bBehind = ToLocal(tBehind) == tTime;
-    if (bBefore && bBehind) return {std::min(tBefore, tBehind), std::max(tBefore, tBehind)};
-    const UtcTime tOnly = bBehind ? tBehind : tBefore;
-    return {tOnly, tOnly};
-}
-
 void SetShownClock(shownClock eClock) {
     g_eShown = eClock;
 }
@@ -271,10 +200,6 @@ LocalTime ToShown(UtcTime tTime) {
 localMoments ShownMomentsOf(LocalTime tTime) {
     if (g_eShown != shownClock::UTC) return MomentsOf(tTime);
     return {AtOffset(tTime, Seconds(0)), AtOffset(tTime, Seconds(0))};
-}
-
-LocalTime StartOfDay(LocalTime tTime) {
-    return LocalTime(chrono::floor<chrono::days>(tTime));
 }
 
 std::optional<localMoments> ParseTime(std::string_view strText, UtcTime tNow) {

@@ -2,12 +2,13 @@
 
 #include <memory>
 
+#include "Catalogue/RecordingName.h"
 #include "RecordTree/Names.h"
 #include "base/Failure.h"
+#include "base/Times.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "records/IndexFault.h"
-#include "records/RecordingName.h"
 #include "screen/Json.h"
 #include "screen/Table.h"
 

@@ -5,14 +5,15 @@
 #include <memory>
 #include <utility>
 
+#include "Catalogue/Tree.h"
 #include "base/Failure.h"
 #include "base/System.h"
 #include "base/Text.h"
+#include "base/Times.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "media/Checksum.h"
 #include "media/ClipJoin.h"
-#include "records/Tree.h"
 #include "screen/Findings.h"
 #include "screen/Json.h"
 #include "screen/Manifest.h"

@@ -3,14 +3,15 @@
 #include <cmath>
 #include <memory>
 
+#include "Catalogue/FolderInUse.h"
 #include "base/Failure.h"
 #include "base/System.h"
 #include "base/Text.h"
+#include "base/Times.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "host/Host.h"
 #include "media/StreamWriter.h"
-#include "records/FolderInUse.h"
 #include "records/Inspection.h"
 #include "screen/EventPrinter.h"
 #include "screen/Terminal.h"

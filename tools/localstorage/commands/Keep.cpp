@@ -5,6 +5,8 @@
 #include <memory>
 #include <set>
 
+#include "Catalogue/Tree.h"
+#include "RecordTree/DirectoryLock.h"
 #include "RecordTree/Names.h"
 #include "base/Failure.h"
 #include "base/System.h"
@@ -12,8 +14,6 @@
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "media/Checksum.h"
-#include "records/DirLock.h"
-#include "records/Tree.h"
 #include "screen/Findings.h"
 #include "screen/Json.h"
 #include "screen/Manifest.h"

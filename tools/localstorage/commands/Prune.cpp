@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 
+#include "Catalogue/FolderInUse.h"
 #include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
 #include "base/Text.h"
@@ -12,7 +13,6 @@
 #include "help/CommonOptions.h"
 #include "host/Host.h"
 #include "records/DirLock.h"
-#include "records/FolderInUse.h"
 #include "records/IndexMarker.h"
 #include "records/Inspection.h"
 #include "records/OldFiles.h"

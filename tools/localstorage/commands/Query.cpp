@@ -4,6 +4,7 @@
 
 #include "base/Failure.h"
 #include "base/Text.h"
+#include "base/Times.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "screen/Findings.h"

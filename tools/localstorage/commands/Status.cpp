@@ -1,12 +1,13 @@
 // localstorage status: what stands on each disk and of each camera.
 
-#include "records/Status.h"
+#include "Catalogue/Status.h"
 
 #include <memory>
 #include <set>
 
 #include "base/Failure.h"
 #include "base/Text.h"
+#include "base/Times.h"
 #include "commands/Commands.h"
 #include "commands/RecordOptions.h"
 #include "help/CommonOptions.h"

@@ -7,6 +7,7 @@
 #include "base/Failure.h"
 #include "base/System.h"
 #include "base/Text.h"
+#include "base/Times.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "screen/Findings.h"

@@ -3,13 +3,14 @@
 #include <filesystem>
 #include <memory>
 
+#include "Catalogue/Tree.h"
 #include "base/Failure.h"
 #include "base/System.h"
 #include "base/Text.h"
+#include "base/Times.h"
 #include "commands/Commands.h"
 #include "help/CommonOptions.h"
 #include "media/Checksum.h"
-#include "records/Tree.h"
 #include "screen/Json.h"
 #include "screen/Manifest.h"
 #include "screen/Terminal.h"

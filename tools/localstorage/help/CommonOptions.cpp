@@ -5,6 +5,7 @@
 #include "RecordTree/Names.h"
 #include "base/Failure.h"
 #include "base/System.h"
+#include "base/Times.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "Catalogue/Catalogue.h"
 #include "help/Command.h"
-#include "records/Catalogue.h"
 
 /// The user's directory for program state, with this tool's folder in it.
 std::string DefaultLogDir();

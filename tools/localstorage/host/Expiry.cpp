@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "base/Failure.h"
 #include "records/OldFiles.h"
 
 namespace {
@@ -44,7 +43,7 @@ void CExpiry::DeleteOld() {
     try {
         DeleteOld(STORE_FILE_RECORD, stPlan.stRecordings);
         DeleteOld(STORE_FILE_IMAGE, stPlan.stPictures);
-    } catch (const CFailure& error) {
+    } catch (const std::exception& error) {
         m_fnTrouble(std::string("old files stay for now: ") + error.what());
     }
 }

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "RecordTree/DirectoryLock.h"
 #include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
 #include "base/Text.h"
-#include "records/DirLock.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "Catalogue/Catalogue.h"
 #include "localstorage/LocalStorage.h"
 #include "media/ParameterSets.h"
-#include "records/Catalogue.h"
 
 /// One message of the engine.
 struct hostEvent {

@@ -9,8 +9,8 @@
 #include <functional>
 #include <optional>
 
+#include "Catalogue/UtcStamp.h"
 #include "media/Ffmpeg.h"
-#include "records/UtcStamp.h"
 
 class CBacklog {
 public:

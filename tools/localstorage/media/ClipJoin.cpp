@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/Times.h"
+
 namespace {
 
 /// A short recording may announce sound of which it holds nothing.

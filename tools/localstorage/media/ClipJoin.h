@@ -7,9 +7,9 @@
 #include <functional>
 #include <vector>
 
+#include "Catalogue/Catalogue.h"
 #include "base/Failure.h"
 #include "media/TimedClip.h"
-#include "records/Catalogue.h"
 
 /// What a track of a clip holds: one kind of stream.
 struct trackKind {

@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "Catalogue/UtcStamp.h"
 #include "base/Times.h"
-#include "records/UtcStamp.h"
 
 /// A frame as it stands in the file, in decoding order.
 struct codedFrame {

@@ -11,13 +11,13 @@
 #include <optional>
 #include <string>
 
+#include "Catalogue/UtcStamp.h"
 #include "media/AudioTrack.h"
 #include "media/Backlog.h"
 #include "media/BareVideo.h"
 #include "media/MediaOpening.h"
 #include "media/ParameterSets.h"
 #include "media/TimeMender.h"
-#include "records/UtcStamp.h"
 
 /// Reads the next packet of its streams; false at the end, and when it was stopped and all that had
 /// come is handed out. Throws CFailure.

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "Catalogue/Coverage.h"
 #include "base/Failure.h"
-#include "records/Coverage.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "records/UtcStamp.h"
+#include "Catalogue/UtcStamp.h"
 
 class CUtcClock {
 public:

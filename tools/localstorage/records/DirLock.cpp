@@ -13,7 +13,3 @@ CDirLock::CDirLock(const std::string& strDir) {
     }
     if (nError != 0) throw CFailure("cannot lock " + strDir + ": " + ErrorText(nError));
 }
-
-bool IsInUse(const std::string& strDir) {
-    return CDirectoryLock().Take(strDir, CDirectoryLock::NoFile::IsLeft) == EWOULDBLOCK;
-}

@@ -17,7 +17,4 @@ private:
     CDirectoryLock m_objLock;
 };
 
-/// Whether a host has the directory now. Asking takes the lock for a moment.
-bool IsInUse(const std::string& strDir);
-
 #endif  // LOCALSTORAGE_TOOL_RECORDS_DIRLOCK_H

@@ -2,17 +2,17 @@
 
 #include <algorithm>
 
+#include "Catalogue/Catalogue.h"
+#include "Catalogue/FolderInUse.h"
+#include "Catalogue/Tree.h"
+#include "RecordTree/DirectoryLock.h"
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/IndexMarker.h"
 #include "RecordTree/Names.h"
 #include "RecordTree/RepairPlan.h"
 #include "base/Failure.h"
 #include "base/Text.h"
-#include "records/Catalogue.h"
-#include "records/DirLock.h"
-#include "records/FolderInUse.h"
 #include "records/IndexFault.h"
-#include "records/Tree.h"
 
 namespace {
 

@@ -54,8 +54,8 @@ struct inspection {
 /// is foreign.
 bool IsRepairDue(const std::string& strFolderPath);
 
-/// Looks at a record directory of which hosts use this record folder. Throws CFailure when it
-/// cannot be read.
+/// Looks at a record directory of which hosts use this record folder. Throws CFailure or
+/// std::system_error when it cannot be read.
 inspection Inspect(const std::string& strDir, const std::string& strFolder);
 /// Looks at record directories that one host uses.
 std::vector<inspection> InspectAll(const std::vector<std::string>& vDirs);

@@ -4,9 +4,9 @@
 #include <map>
 #include <set>
 
+#include "Catalogue/FolderInUse.h"
 #include "RecordTree/Names.h"
 #include "RecordTree/Tidying.h"
-#include "records/FolderInUse.h"
 
 std::vector<oldFile> FindOldFiles(const std::vector<std::string>& vDirs, StoreFileType eKind) {
     std::vector<oldFile> vFiles;

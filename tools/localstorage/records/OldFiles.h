@@ -12,7 +12,7 @@
 #include "records/PrunePlan.h"
 
 /// All recordings that hosts find in these record directories, or all pictures, in any order.
-/// Throws CFailure.
+/// Throws std::system_error.
 std::vector<oldFile> FindOldFiles(const std::vector<std::string>& vDirs, StoreFileType eKind);
 
 /// Deletes the files, and the folders in which nothing but files of the index is left. Each file is

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
-#include "records/RecordingName.h"
+#include "Catalogue/RecordingName.h"
 
 std::vector<oldFile> EarlierThanToday(std::vector<oldFile> vFiles, LocalTime tNow) {
     const LocalTime tToday = StartOfDay(tNow);

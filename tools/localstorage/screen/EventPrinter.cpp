@@ -1,9 +1,9 @@
 #include "screen/EventPrinter.h"
 
+#include "Catalogue/RecordingName.h"
+#include "Catalogue/Tree.h"
 #include "base/Text.h"
 #include "base/Times.h"
-#include "records/RecordingName.h"
-#include "records/Tree.h"
 #include "screen/Terminal.h"
 
 namespace {

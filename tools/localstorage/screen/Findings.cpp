@@ -1,7 +1,8 @@
 #include "screen/Findings.h"
 
+#include "Catalogue/FolderInUse.h"
 #include "base/Text.h"
-#include "records/FolderInUse.h"
+#include "base/Times.h"
 #include "screen/Json.h"
 #include "screen/Table.h"
 #include "screen/Terminal.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "records/Catalogue.h"
+#include "Catalogue/Catalogue.h"
 #include "records/Inspection.h"
 
 /// Prints the findings of record directories, and one summary for each.

@@ -5,11 +5,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Catalogue/Tree.h"
 #include "base/Failure.h"
 #include "base/System.h"
 #include "base/Text.h"
+#include "base/Times.h"
 #include "media/Checksum.h"
-#include "records/Tree.h"
 
 using nlohmann::ordered_json;
 

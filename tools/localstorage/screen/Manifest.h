@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "records/Coverage.h"
+#include "Catalogue/Coverage.h"
 
 /// The name of the file in a folder that was kept.
 constexpr const char* MANIFEST_NAME = "manifest.json";

@@ -1,5 +1,7 @@
 #include "screen/RecordsJson.h"
 
+#include "base/Times.h"
+
 namespace {
 
 const char* LayoutName(LocalStorageType eLayout) {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "records/Status.h"
+#include "Catalogue/Status.h"
 #include "screen/Json.h"
 #include "screen/TimelineDay.h"
 

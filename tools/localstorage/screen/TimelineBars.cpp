@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "base/Text.h"
+#include "base/Times.h"
 
 namespace {
 

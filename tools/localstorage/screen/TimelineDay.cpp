@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "base/Times.h"
+
 namespace {
 
 /// The longest type of a cell.

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "records/Catalogue.h"
+#include "Catalogue/Catalogue.h"
 
 /// A stretch recorded as one type; type 0 stands for the client layout, which knows none.
 struct typedSpan {

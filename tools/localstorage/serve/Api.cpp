@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "Catalogue/Status.h"
+#include "base/Times.h"
 #include "media/ClipJoin.h"
-#include "records/Status.h"
 #include "screen/RecordsJson.h"
 #include "serve/Parameters.h"
 

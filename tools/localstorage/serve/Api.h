@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "records/Catalogue.h"
+#include "Catalogue/Catalogue.h"
 #include "serve/Http.h"
 
 class CParameterReader;

@@ -1,5 +1,7 @@
 #include "serve/Http.h"
 
+#include <system_error>
+
 httpAnswer JsonAnswer(const CJson& js, httpStatus eStatus) {
     return {.eStatus = eStatus, .strType = "application/json", .strBody = js.Text() + "\n"};
 }
@@ -17,6 +19,8 @@ httpAnswer AnswerOfException() {
         if (st.eStatus == HTTP_METHOD_NOT_ALLOWED) st.vHeaders = {{"Allow", "GET, HEAD"}};
         return st;
     } catch (const CFailure& error) {
+        return ErrorAnswer(HTTP_UNAVAILABLE, error.what());
+    } catch (const std::system_error& error) {
         return ErrorAnswer(HTTP_UNAVAILABLE, error.what());
     } catch (const std::exception& error) {
         return ErrorAnswer(HTTP_INTERNAL_ERROR, error.what());

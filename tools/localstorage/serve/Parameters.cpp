@@ -6,6 +6,7 @@
 
 #include "RecordTree/Names.h"
 #include "base/Text.h"
+#include "base/Times.h"
 #include "screen/TimelineDay.h"
 
 namespace {

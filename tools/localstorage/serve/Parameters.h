@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "records/Coverage.h"
+#include "Catalogue/Coverage.h"
 #include "serve/Http.h"
 
 /// From the first to the last day that the name of a folder can tell.

@@ -1,9 +1,9 @@
-#include "records/Status.h"
+#include "Catalogue/Status.h"
 
 #include <algorithm>
 
-#include "records/FolderInUse.h"
-#include "records/Tree.h"
+#include "Catalogue/FolderInUse.h"
+#include "Catalogue/Tree.h"
 
 namespace {
 

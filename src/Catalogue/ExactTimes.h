@@ -1,13 +1,13 @@
 // When recordings began and ended: which of them are asked for it, and what is believed of the
 // others.
 
-#ifndef LOCALSTORAGE_TOOL_RECORDS_EXACTTIMES_H
-#define LOCALSTORAGE_TOOL_RECORDS_EXACTTIMES_H
+#ifndef LOCALSTORAGE_CATALOGUE_EXACTTIMES_H
+#define LOCALSTORAGE_CATALOGUE_EXACTTIMES_H
 
 #include <optional>
 #include <vector>
 
-#include "records/Catalogue.h"
+#include "Catalogue/Catalogue.h"
 
 /// Whether a time is that of a name, which counts in whole seconds and was made with the file.
 bool Agree(UtcTime tTime, UtcTime tName);
@@ -18,4 +18,4 @@ bool Agree(UtcTime tTime, UtcTime tName);
 void FindExactTimes(std::vector<recording>& vRecordings, const std::optional<timeSpan>& stWhere,
                     bool bEach);
 
-#endif  // LOCALSTORAGE_TOOL_RECORDS_EXACTTIMES_H
+#endif  // LOCALSTORAGE_CATALOGUE_EXACTTIMES_H

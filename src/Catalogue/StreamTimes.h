@@ -1,14 +1,14 @@
 // When a recording was taken, by its own bytes. Only its head and its tail are read, also while it
 // grows. What cannot be read tells nothing.
 
-#ifndef LOCALSTORAGE_TOOL_RECORDS_STREAMTIMES_H
-#define LOCALSTORAGE_TOOL_RECORDS_STREAMTIMES_H
+#ifndef LOCALSTORAGE_CATALOGUE_STREAMTIMES_H
+#define LOCALSTORAGE_CATALOGUE_STREAMTIMES_H
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
-#include "records/FrameSigns.h"
+#include "Catalogue/FrameSigns.h"
 
 /// What is known of it; nothing of a stream that is not understood.
 struct streamTimes {
@@ -25,4 +25,4 @@ streamTimes ReadStreamTimes(const std::string& strPath, std::uint64_t nBytes);
 /// Reads all of it.
 UtcTime::duration CountFrames(const std::string& strPath, std::uint64_t nBytes);
 
-#endif  // LOCALSTORAGE_TOOL_RECORDS_STREAMTIMES_H
+#endif  // LOCALSTORAGE_CATALOGUE_STREAMTIMES_H

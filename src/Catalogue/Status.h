@@ -1,7 +1,7 @@
 // What stands on each disk and of each camera.
 
-#ifndef LOCALSTORAGE_TOOL_RECORDS_STATUS_H
-#define LOCALSTORAGE_TOOL_RECORDS_STATUS_H
+#ifndef LOCALSTORAGE_CATALOGUE_STATUS_H
+#define LOCALSTORAGE_CATALOGUE_STATUS_H
 
 #include <cstdint>
 #include <map>
@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "Catalogue/Catalogue.h"
 #include "RecordTree/RecordDirectory.h"
-#include "records/Catalogue.h"
 
 struct diskStatus {
     diskRoom stRoom;
@@ -38,7 +38,8 @@ struct cameraStatus {
 using DiskStatuses = std::vector<std::pair<std::string, diskStatus>>;
 using CameraStatuses = std::map<std::string, cameraStatus>;
 
-/// The disks, of whose recordings these were found. Throws CFailure.
+/// The disks, of whose recordings these were found. Throws std::system_error when a
+/// directory cannot be read.
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
                            const std::vector<recording>& vRecordings);
 
@@ -46,4 +47,4 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
 CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow,
                                const std::vector<std::string>& vExpected = {});
 
-#endif  // LOCALSTORAGE_TOOL_RECORDS_STATUS_H
+#endif  // LOCALSTORAGE_CATALOGUE_STATUS_H

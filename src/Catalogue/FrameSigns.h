@@ -1,15 +1,15 @@
 // The frames in a piece of a recording, by what tells of time: a container's presentation times and
 // the UTC time that key frames carry. Pure functions on bytes; a piece may begin and end anywhere.
 
-#ifndef LOCALSTORAGE_TOOL_RECORDS_FRAMESIGNS_H
-#define LOCALSTORAGE_TOOL_RECORDS_FRAMESIGNS_H
+#ifndef LOCALSTORAGE_CATALOGUE_FRAMESIGNS_H
+#define LOCALSTORAGE_CATALOGUE_FRAMESIGNS_H
 
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <vector>
 
-#include "records/UtcStamp.h"
+#include "Catalogue/UtcStamp.h"
 
 /// Presentation times count in these, modulo PTS_WRAP.
 constexpr std::int64_t TICKS_PER_SECOND = 90000;
@@ -42,4 +42,4 @@ struct frameSign {
 std::vector<frameSign> FindFrames(const recordedForm& stForm,
                                   std::span<const std::uint8_t> stBytes);
 
-#endif  // LOCALSTORAGE_TOOL_RECORDS_FRAMESIGNS_H
+#endif  // LOCALSTORAGE_CATALOGUE_FRAMESIGNS_H

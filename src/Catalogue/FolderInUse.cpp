@@ -1,11 +1,11 @@
-#include "records/FolderInUse.h"
+#include "Catalogue/FolderInUse.h"
 
 #include <algorithm>
-#include <filesystem>
 
+#include "Catalogue/Tree.h"
+#include "Osl/Osl.h"
 #include "RecordTree/IndexFiles.h"
 #include "RecordTree/Names.h"
-#include "records/Tree.h"
 
 namespace {
 
@@ -19,13 +19,12 @@ bool HasIndex(const std::string& strDir) {
 enum class RecordFolder { None, Readable, Unreadable };
 
 RecordFolder LookAtRecordFolder(const std::string& strDir) {
-    std::error_code stError;
-    const std::filesystem::path path = strDir + "/" + RECORD_FOLDER;
-    if (!std::filesystem::exists(std::filesystem::symlink_status(path, stError))) {
-        return RecordFolder::None;
-    }
-    std::filesystem::directory_iterator it(path, stError);
-    return stError ? RecordFolder::Unreadable : RecordFolder::Readable;
+    const std::string strPath = strDir + "/" + RECORD_FOLDER;
+    OSL_FINFO_S stInfo;
+    if (OSL_GetFileInfo(strPath.c_str(), stInfo) != 0) return RecordFolder::None;
+    return OSL_OwnDir(OSL_OpenDir(strPath.c_str(), OSL_LastLink::IsFollowed))
+               ? RecordFolder::Readable
+               : RecordFolder::Unreadable;
 }
 
 // Whether hosts of the remote-backup layout use "BackupFile".

@@ -2,8 +2,8 @@
 //
 // Below the folder that a walk begins at, a link is nothing: it is neither a folder nor a file.
 
-#ifndef LOCALSTORAGE_TOOL_RECORDS_TREE_H
-#define LOCALSTORAGE_TOOL_RECORDS_TREE_H
+#ifndef LOCALSTORAGE_CATALOGUE_TREE_H
+#define LOCALSTORAGE_CATALOGUE_TREE_H
 
 #include <cstdint>
 #include <functional>
@@ -35,8 +35,8 @@ struct treePart {
 
 /// Calls `fnFile` for every file two levels below `strRoot`, day by day from the last one on,
 /// camera by camera, until it returns false. What is not there, or has just been removed, holds
-/// nothing; throws CFailure for a folder that cannot be read to its end.
+/// nothing; throws std::system_error for a folder that cannot be read to its end.
 void WalkTree(const std::string& strRoot, const treePart& stPart,
               const std::function<bool(const treeFile&)>& fnFile);
 
-#endif  // LOCALSTORAGE_TOOL_RECORDS_TREE_H
+#endif  // LOCALSTORAGE_CATALOGUE_TREE_H

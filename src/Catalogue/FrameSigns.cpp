@@ -1,4 +1,4 @@
-#include "records/FrameSigns.h"
+#include "Catalogue/FrameSigns.h"
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Catalogue/StreamTimes.h"
 #include "Support/TempDir.h"
-#include "records/StreamTimes.h"
 
 namespace {
 

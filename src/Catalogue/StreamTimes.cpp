@@ -1,10 +1,10 @@
-#include "records/StreamTimes.h"
+#include "Catalogue/StreamTimes.h"
 
 #include <algorithm>
-#include <fstream>
 #include <new>
 #include <numeric>
 
+#include "Osl/Osl.h"
 #include "StreamProbe/StreamProbe.h"
 
 namespace chrono = std::chrono;
@@ -21,15 +21,21 @@ using FrameIterator = Frames::const_iterator;
 class CBytes {
 public:
     CBytes(const std::string& strPath, std::uint64_t nBytes)
-        : m_nBytes(nBytes), m_stFile(strPath, std::ios::binary) {}
+        : m_nBytes(nBytes), m_hFile(OSL_OpenFile(strPath.c_str(), OSL_OPEN_READ, 0)) {}
+    ~CBytes() {
+        if (m_hFile != OSL_INVALID_FILE) OSL_CloseFile(m_hFile);
+    }
+    CBytes(const CBytes&) = delete;
+    CBytes& operator=(const CBytes&) = delete;
+
     /// The bytes from one position up to another; fewer at the end, or where they cannot be read.
     std::span<const std::uint8_t> Read(std::uint64_t nFrom, std::uint64_t nTo) {
         m_vBytes.resize(std::min(nTo, m_nBytes) - std::min(nFrom, m_nBytes));
-        m_stFile.clear();
-        m_stFile.seekg(static_cast<std::streamoff>(nFrom));
-        m_stFile.read(reinterpret_cast<char*>(m_vBytes.data()),
-                      static_cast<std::streamsize>(m_vBytes.size()));
-        m_vBytes.resize(static_cast<std::size_t>(m_stFile.gcount()));
+        std::size_t nRead = 0;
+        if (OSL_FileSeek(m_hFile, static_cast<std::int64_t>(nFrom), 0, nullptr) == 0) {
+            OSL_ReadFile(m_hFile, m_vBytes.data(), m_vBytes.size(), &nRead);
+        }
+        m_vBytes.resize(nRead);
         return m_vBytes;
     }
     std::span<const std::uint8_t> ReadTail(std::uint64_t nSize) {
@@ -39,7 +45,7 @@ public:
 
 private:
     const std::uint64_t m_nBytes;
-    std::ifstream m_stFile;
+    const OSL_FileHandle m_hFile;  ///< may be none
     std::vector<std::uint8_t> m_vBytes;
 };
 

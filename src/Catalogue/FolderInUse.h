@@ -1,14 +1,14 @@
 // Which record folder hosts use where two may stand, RecordFile and BackupFile, and what lies in
 // the other one, into which no host looks.
 
-#ifndef LOCALSTORAGE_TOOL_RECORDS_FOLDERINUSE_H
-#define LOCALSTORAGE_TOOL_RECORDS_FOLDERINUSE_H
+#ifndef LOCALSTORAGE_CATALOGUE_FOLDERINUSE_H
+#define LOCALSTORAGE_CATALOGUE_FOLDERINUSE_H
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "records/Catalogue.h"
+#include "Catalogue/Catalogue.h"
 
 /// Whether all recordings below the record directory are of the client layout, which has no index.
 bool IsClientLayout(const std::string& strDir);
@@ -40,4 +40,4 @@ struct hiddenRecordings {
 std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vDirs,
                                          const std::vector<recording>& vFound);
 
-#endif  // LOCALSTORAGE_TOOL_RECORDS_FOLDERINUSE_H
+#endif  // LOCALSTORAGE_CATALOGUE_FOLDERINUSE_H

@@ -1,21 +1,18 @@
-#include "records/Catalogue.h"
+#include "Catalogue/Catalogue.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <map>
+#include <system_error>
 #include <tuple>
 
+#include "Catalogue/ExactTimes.h"
+#include "Catalogue/StreamTimes.h"
+#include "Catalogue/Tree.h"
+#include "FileSystem/FileSystem.h"
 #include "RecordTree/Names.h"
-#include "base/Failure.h"
-#include "base/System.h"
-#include "base/Text.h"
-#include "records/ExactTimes.h"
-#include "records/StreamTimes.h"
-#include "records/Tree.h"
 
 namespace chrono = std::chrono;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -58,6 +55,15 @@ private:
     std::map<LocalTime, std::optional<UtcTime>> m_mMidnights;
 };
 
+/// Throws what the system says of its last failure.
+[[noreturn]] void Fail(const std::string& strText, int nError = OSL_GetSystemLastError()) {
+    throw std::system_error(nError, std::generic_category(), strText);
+}
+
+UtcTime ChangeOf(const OSL_FINFO_S& stFile) {
+    return UtcTime(Seconds(stFile.tModify));
+}
+
 /// Of the two moments that a name may mean, the one when the recording began.
 UtcTime StartOf(const recording& st, const localMoments& stMoments) {
     if (!stMoments.IsTwice()) return stMoments.tFirst;
@@ -65,7 +71,9 @@ UtcTime StartOf(const recording& st, const localMoments& stMoments) {
         return Agree(*tStamp, stMoments.tSecond) ? stMoments.tSecond : stMoments.tFirst;
     }
     // The file was closed within the hour behind it, or copied later.
-    const UtcTime tChange = LookAtFile(st.Path()).tChange;
+    OSL_FINFO_S stFile;
+    OSL_GetTargetInfo(st.Path().c_str(), stFile);
+    const UtcTime tChange = ChangeOf(stFile);
     const bool bSecond =
         tChange >= stMoments.tSecond && tChange < stMoments.tSecond + chrono::hours(1);
     return bSecond ? stMoments.tSecond : stMoments.tFirst;
@@ -103,13 +111,13 @@ void EndWithNext(std::vector<recording>& vRecordings) {
 
 /// Fills in size and last change; false when the file is gone.
 bool LookAt(recording& st) {
-    const fileState stFile = LookAtFile(st.Path());
-    if (stFile.nError == ENOENT) return false;
-    if (stFile.nError != 0) {
-        throw CFailure("cannot look at " + st.Path() + ": " + ErrorText(stFile.nError));
+    OSL_FINFO_S stFile;
+    if (OSL_GetTargetInfo(st.Path().c_str(), stFile) != 0) {
+        if (OSL_GetSystemLastError() == ENOENT) return false;
+        Fail("cannot look at " + st.Path());
     }
-    st.nBytes = stFile.nBytes;
-    st.tChange = stFile.tChange;
+    st.nBytes = stFile.nSize;
+    st.tChange = ChangeOf(stFile);
     return true;
 }
 
@@ -171,9 +179,10 @@ std::vector<picture> FindPictures(const std::vector<std::string>& vDirs) {
             const auto tTime = ParsePictureName(stFile.strName);
             if (!tTime) return true;
             picture st{strDir, stFile.strDay, stFile.strCamera, stFile.strName, *tTime, 0};
-            std::error_code stError;
-            st.nBytes = fs::file_size(st.Path(), stError);
-            if (!stError) vFound.push_back(std::move(st));
+            OSL_FINFO_S stInfo;
+            if (OSL_GetTargetInfo(st.Path().c_str(), stInfo) != 0) return true;
+            st.nBytes = stInfo.nSize;
+            vFound.push_back(std::move(st));
             return true;
         });
     }
@@ -183,8 +192,7 @@ std::vector<picture> FindPictures(const std::vector<std::string>& vDirs) {
 std::vector<std::string> RecordFolders(const std::string& strDir) {
     std::vector<std::string> vFolders;
     for (const char* pFolder : {RECORD_FOLDER, BACKUP_FOLDER}) {
-        std::error_code stError;
-        if (fs::is_directory(strDir + "/" + pFolder, stError)) vFolders.push_back(pFolder);
+        if (IsDirectory((strDir + "/" + pFolder).c_str())) vFolders.push_back(pFolder);
     }
     return vFolders;
 }
@@ -209,12 +217,10 @@ std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs) {
     std::vector<std::string> vExisting;
     for (const std::string& strGiven : vDirs) {
         const std::string strDir = strGiven.substr(0, strGiven.find_last_not_of('/') + 1);
-        std::error_code stError;
-        const bool bDirectory = fs::is_directory(strDir, stError);
-        if (stError) {
-            throw CFailure("cannot open record directory " + strDir + ": " + stError.message());
-        }
-        if (!bDirectory) throw CFailure("record directory " + strDir + " is not a directory");
+        const std::string strFailed = "cannot open record directory " + strDir;
+        OSL_FINFO_S stInfo;
+        if (OSL_GetTargetInfo(strDir.c_str(), stInfo) != 0) Fail(strFailed);
+        if (stInfo.wFileType != OSL_TYPE_DIR) Fail(strFailed, ENOTDIR);
         if (std::find(vExisting.begin(), vExisting.end(), strDir) == vExisting.end()) {
             vExisting.push_back(strDir);
         }

@@ -1,4 +1,4 @@
-#include "records/Coverage.h"
+#include "Catalogue/Coverage.h"
 
 #include <algorithm>
 #include <numeric>

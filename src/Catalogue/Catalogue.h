@@ -7,16 +7,16 @@
 // and ended comes from its own bytes: names count in seconds of a clock that shows an hour twice a
 // year, and those of the client layout tell no end.
 
-#ifndef LOCALSTORAGE_TOOL_RECORDS_CATALOGUE_H
-#define LOCALSTORAGE_TOOL_RECORDS_CATALOGUE_H
+#ifndef LOCALSTORAGE_CATALOGUE_CATALOGUE_H
+#define LOCALSTORAGE_CATALOGUE_CATALOGUE_H
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "records/Coverage.h"
-#include "records/RecordingName.h"
+#include "Catalogue/Coverage.h"
+#include "Catalogue/RecordingName.h"
 
 /// What tells when a recording ended.
 enum class endSource {
@@ -71,8 +71,8 @@ struct recordingFilter {
 /// client layout, whose names tell no end, it is then as long as its container's times say, or as
 /// its frames at their own rate; those are counted only where the file was not last changed just
 /// when the camera's next one began. It never reaches into the next one. An hour that clocks show
-/// twice is told apart by the stamps, else by the file's last change. Throws CFailure when a
-/// directory cannot be read.
+/// twice is told apart by the stamps, else by the file's last change. Throws
+/// std::system_error when a directory cannot be read.
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter);
 
@@ -95,7 +95,7 @@ std::vector<std::string> RecordFolders(const std::string& strDir);
 std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageType eLayout);
 
 /// Record directories in the form that the catalogue uses: no trailing "/", each once. Throws
-/// CFailure for one that does not exist or is no directory.
+/// std::system_error for one that does not exist or is no directory.
 std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs);
 
-#endif  // LOCALSTORAGE_TOOL_RECORDS_CATALOGUE_H
+#endif  // LOCALSTORAGE_CATALOGUE_CATALOGUE_H

@@ -1,4 +1,4 @@
-#include "records/RecordingName.h"
+#include "Catalogue/RecordingName.h"
 
 #include "RecordTree/Names.h"
 

@@ -1,14 +1,14 @@
 // What the names of days, recordings and pictures tell of time.
 
-#ifndef LOCALSTORAGE_TOOL_RECORDS_RECORDINGNAME_H
-#define LOCALSTORAGE_TOOL_RECORDS_RECORDINGNAME_H
+#ifndef LOCALSTORAGE_CATALOGUE_RECORDINGNAME_H
+#define LOCALSTORAGE_CATALOGUE_RECORDINGNAME_H
 
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "Catalogue/LocalTime.h"
 #include "RecordTree/IndexRecords.h"
-#include "base/Times.h"
 
 /// What a recording's name says.
 struct recordingName {
@@ -31,4 +31,4 @@ std::optional<LocalTime> ParseDayName(std::string_view strName);
 /// The name of the folder of a day.
 std::string DayName(LocalTime tTime);
 
-#endif  // LOCALSTORAGE_TOOL_RECORDS_RECORDINGNAME_H
+#endif  // LOCALSTORAGE_CATALOGUE_RECORDINGNAME_H

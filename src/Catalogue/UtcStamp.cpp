@@ -1,4 +1,4 @@
-#include "records/UtcStamp.h"
+#include "Catalogue/UtcStamp.h"
 
 #include <algorithm>
 #include <iterator>

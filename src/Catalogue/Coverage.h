@@ -1,11 +1,11 @@
 // Which parts of a time range recordings cover, and where the gaps are. Pure functions.
 
-#ifndef LOCALSTORAGE_TOOL_RECORDS_COVERAGE_H
-#define LOCALSTORAGE_TOOL_RECORDS_COVERAGE_H
+#ifndef LOCALSTORAGE_CATALOGUE_COVERAGE_H
+#define LOCALSTORAGE_CATALOGUE_COVERAGE_H
 
 #include <vector>
 
-#include "base/Times.h"
+#include "Catalogue/LocalTime.h"
 
 /// A stretch of time up to, not including, its end.
 struct timeSpan {
@@ -41,4 +41,4 @@ std::vector<timeSpan> GapsBetween(const std::vector<timeSpan>& vMerged);
 /// Sum of the lengths.
 UtcTime::duration TotalLength(const std::vector<timeSpan>& vSpans);
 
-#endif  // LOCALSTORAGE_TOOL_RECORDS_COVERAGE_H
+#endif  // LOCALSTORAGE_CATALOGUE_COVERAGE_H

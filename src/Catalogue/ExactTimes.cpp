@@ -1,10 +1,10 @@
-#include "records/ExactTimes.h"
+#include "Catalogue/ExactTimes.h"
 
 #include <algorithm>
 #include <map>
 
-#include "records/DirLock.h"
-#include "records/StreamTimes.h"
+#include "Catalogue/StreamTimes.h"
+#include "RecordTree/DirectoryLock.h"
 
 namespace {
 

@@ -1,0 +1,76 @@
+#include "Catalogue/Tree.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+#include <system_error>
+
+#include "FileSystem/ForEachEntry.h"
+#include "RecordTree/Names.h"
+
+namespace {
+
+void RefuseUnread(const std::string& strPath) {
+    const int nError = OSL_GetSystemLastError();
+    if (nError == ENOENT) return;
+    throw std::system_error(nError, std::generic_category(), "cannot read directory " + strPath);
+}
+
+/// The names of the entries of one type in a directory, sorted.
+std::vector<std::string> NamesOf(const std::string& strPath, std::uint16_t wType,
+                                 OSL_LastLink eLink = OSL_LastLink::Fails) {
+    std::vector<std::string> vNames;
+    const auto AddName = [&](const OSL_FIND_DATA& stEntry) {
+        if (stEntry.wFileType == wType) vNames.emplace_back(stEntry.szName);
+    };
+    if (!ForEachEntry(strPath, AddName, eLink)) RefuseUnread(strPath);
+    std::sort(vNames.begin(), vNames.end());
+    return vNames;
+}
+
+/// Those of the cameras that have a folder here.
+std::vector<std::string> FoldersOf(const std::string& strPath,
+                                   const std::vector<std::string>& vCameras) {
+    if (vCameras.empty()) return NamesOf(strPath, OSL_TYPE_DIR);
+    std::vector<std::string> vHere;
+    for (const std::string& strCamera : vCameras) {
+        OSL_FINFO_S stInfo;
+        if (OSL_GetFileInfo((strPath + "/" + strCamera).c_str(), stInfo) != 0) {
+            RefuseUnread(strPath);
+        } else if (stInfo.wFileType == OSL_TYPE_DIR) {
+            vHere.push_back(strCamera);
+        }
+    }
+    return vHere;
+}
+
+}  // namespace
+
+bool Exists(const std::string& strPath) {
+    return OSL_AccessFile(strPath.c_str(), 0) == 0;
+}
+
+std::uint64_t FileSize(const std::string& strPath) {
+    OSL_FINFO_S stInfo;
+    const bool bTold = OSL_GetTargetInfo(strPath.c_str(), stInfo) == 0;
+    return bTold && stInfo.wFileType == OSL_TYPE_FILE ? stInfo.nSize : 0;
+}
+
+void WalkTree(const std::string& strRoot, const treePart& stPart,
+              const std::function<bool(const treeFile&)>& fnFile) {
+    std::set<std::string> setReached;
+    const std::vector<std::string> vDays = NamesOf(strRoot, OSL_TYPE_DIR, OSL_LastLink::IsFollowed);
+    for (auto it = vDays.rbegin(); it != vDays.rend(); ++it) {
+        const std::string& strDay = *it;
+        const bool bDay = VerifyDateDir(strDay), bBefore = bDay && strDay < stPart.strFirstDay;
+        if (bDay && (strDay < stPart.strReach || strDay > stPart.strLastDay)) continue;
+        const std::string strDayPath = strRoot + "/" + strDay;
+        for (const std::string& strCamera : FoldersOf(strDayPath, stPart.vCameras)) {
+            if (bBefore && !setReached.insert(strCamera).second) continue;
+            for (const std::string& strName :
+                 NamesOf(strDayPath + "/" + strCamera, OSL_TYPE_FILE)) {
+                if (!fnFile({strDay, strCamera, strName})) return;
+            }
+        }
+    }
+}
