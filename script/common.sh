@@ -10,6 +10,11 @@ say() {
     echo "== $*"
 }
 
+# Of this project; CMakeLists.txt has it.
+version() {
+    sed -n 's/^project(localstorage VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt
+}
+
 # build PRESET "TARGET..." [configure option...]: configures and builds, and tells how far it is; what
 # the tools print is shown only when one of them fails.
 build() {

@@ -29,7 +29,7 @@
 #include <new>
 
 #if defined(_WIN32)
-#error "LocalStorage runs on Linux and macOS"
+#error "LocalStorage runs on Linux"
 #else
 #define LOCALSTORAGE_API __attribute__((visibility("default")))
 #endif
@@ -63,7 +63,7 @@ struct tagBlockTime {
 
 /// One element of a path list: a NUL-terminated path.
 struct pathNode {
-    char szPath[LOCALSTORAGE_PATH_SIZE];
+    char szPath[LOCALSTORAGE_PATH_SIZE];  ///< the path
 
     pathNode() { std::memset(szPath, 0, sizeof(szPath)); }
 };
@@ -104,7 +104,9 @@ private:
 template <typename T>
 class CVexList {
 public:
+    /// An element and its neighbours.
     typedef _vex_list_node<T> node;
+    /// A position: `*it` is the element there, `++it` goes on.
     typedef _vex_list_iterator<T> iterator;
 
     CVexList() : m_pSentinel(new (std::nothrow) node), m_nSize(0) {
@@ -115,9 +117,9 @@ public:
         delete m_pSentinel;
     }
 
-    iterator begin() const { return iterator(m_pSentinel->next); }
-    iterator end() const { return iterator(m_pSentinel); }
-    unsigned int size() const { return m_nSize; }
+    iterator begin() const { return iterator(m_pSentinel->next); }  ///< the first element
+    iterator end() const { return iterator(m_pSentinel); }          ///< behind the last
+    unsigned int size() const { return m_nSize; }                   ///< number of elements
 
     /// Inserts a copy of `value` in front of `pos` and returns its position; without memory nothing
     /// changes and `pos` comes back.
@@ -133,8 +135,10 @@ public:
         return iterator(pNode);
     }
 
+    /// Inserts a copy of `value` behind the last element.
     void push_back(const T& value) { insert(end(), value); }
 
+    /// Frees all elements.
     void clear() {
         node* pNode = m_pSentinel->next;
         while (pNode != m_pSentinel) {
@@ -245,22 +249,22 @@ enum StorageOption {
 
 /// Data of MESSAGEVALUE_CREATEFILE and MESSAGEVALUE_CLOSEFILE, 396 bytes.
 struct recFileEvent {
-    char szCameraID[LOCALSTORAGE_CAMERA_ID_SIZE];
-    char szFileName[LOCALSTORAGE_PATH_SIZE];  ///< full path
-    tagBlockTime stTime;                      ///< local time of the event
+    char szCameraID[LOCALSTORAGE_CAMERA_ID_SIZE];  ///< of which camera
+    char szFileName[LOCALSTORAGE_PATH_SIZE];       ///< full path
+    tagBlockTime stTime;                           ///< local time of the event
 };
 
 /// Data of MESSAGEVALUE_SWITCHDISK, 272 bytes.
 struct diskSwitchEvent {
     char szDisk[LOCALSTORAGE_PATH_SIZE];  ///< the new current record directory, ending in "/"
-    std::uint32_t nReserved;
-    std::uint64_t nUsableSpace;  ///< its usable space in MiB
+    std::uint32_t nReserved;              ///< 0
+    std::uint64_t nUsableSpace;           ///< its usable space in MiB
 };
 
 /// Data of MESSAGEVALUE_WRITEFAIL, 132 bytes.
 struct writeFailEvent {
-    char szCameraID[LOCALSTORAGE_CAMERA_ID_SIZE];
-    std::int32_t nError;  ///< the system's error number
+    char szCameraID[LOCALSTORAGE_CAMERA_ID_SIZE];  ///< of which camera
+    std::int32_t nError;                           ///< the system's error number
 };
 
 /// Host callback. `pData` is valid during the call only; the result is ignored. Calls never
@@ -296,6 +300,7 @@ struct tagStoreInfo {
           bAutoDelete(true),
           enumStoreFileType(STORE_FILE_RECORD) {}
 
+    /// Copies everything, the list of directories too.
     tagStoreInfo& operator=(const tagStoreInfo& other) {
         nMaxChannels = other.nMaxChannels;
         enumStreamType = other.enumStreamType;
@@ -331,10 +336,10 @@ struct recFileInfo {
 
 /// A query by camera, kind and time; local times.
 struct recQueryParam {
-    tagBlockTime stQueryStartTime;
-    tagBlockTime stQueryEndTime;  ///< not before the start
-    RecordType enumRecordType;    ///< RECORD_TYPE_ALL: every kind
-    char szCameraID[LOCALSTORAGE_CAMERA_ID_SIZE];
+    tagBlockTime stQueryStartTime;                 ///< first second of interest
+    tagBlockTime stQueryEndTime;                   ///< not before the start
+    RecordType enumRecordType;                     ///< RECORD_TYPE_ALL: every kind
+    char szCameraID[LOCALSTORAGE_CAMERA_ID_SIZE];  ///< of this camera
 
     recQueryParam() : stQueryStartTime(), stQueryEndTime(), enumRecordType(RECORD_TYPE_ALL) {
         std::memset(szCameraID, 0, sizeof(szCameraID));

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # install.sh BUILD_DIRECTORY SOURCE_DIRECTORY: installs into a prefix of its own, moves that, and
 # there builds and runs hosts: linked through CMake's package, linked through pkg-config, and one
-# that loads the library at run time.
+# that loads the library at run time; then what the pages tell people to type, and the manual pages.
 set -euxo pipefail
 build=$1
 source=$2
@@ -52,4 +52,29 @@ cmp "$clip" "$("$work/host/build/record_camera" "$work/disk1" door "$work/logs" 
 cmp "$clip" "$("$work/record_camera" "$work/disk2" door "$work/logs" 1 <"$clip")"
 cmp "$clip" "$("$work/import_clip" "$library" "$work/disk3" door "$clip" "$work/logs")"
 
-[[ ! -x $work/prefix/bin/localstorage ]] || "$work/prefix/bin/localstorage" --version
+[[ -x $work/prefix/bin/localstorage ]] || exit 0
+export PATH=$work/prefix/bin:$PATH XDG_STATE_HOME=$work/state
+
+# Every command of the quick start, as it stands there, beside the host that it names.
+cd "$work/host"
+sed -n '/^```sh$/,/^```$/{/^```/!p}' "$source/docs/quick-start.md" >commands
+LD_LIBRARY_PATH=$library_dir bash -euxo pipefail commands
+ffprobe -v error door.mp4
+
+# Every configuration file of the pages.
+awk '/^```toml$/ { file = "config" ++count; next } /^```$/ { file = "" } file { print > file }' \
+    "$source/README.md" "$source"/docs/*.md
+for file in config*; do
+    localstorage record --config "$file" --print-config
+done
+
+# Every manual page is there, and in order.
+cd "$work/prefix/share/man"
+localstorage --help | sed -n '/^Subcommands/,$s/^  \([a-z]*\) .*/\1/p' | while read -r command; do
+    test -s "man1/localstorage-$command.1"
+done
+command -v man || exit 0
+for page in man?/*; do
+    complaints=$(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -E UTF-8 -l "$page" 2>&1 >/dev/null)
+    [[ -z $complaints ]]
+done

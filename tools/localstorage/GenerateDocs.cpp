@@ -1,25 +1,37 @@
-// Prints the completion for a shell or the man page of the tool; run while building.
+// Writes completion for shells and the manual pages of the tool into a folder; run while building.
 
+#include <filesystem>
+#include <fstream>
 #include <iostream>
-#include <string_view>
 
 #include "commands/Commands.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+void Put(const std::filesystem::path& path, const std::string& strText) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream stFile(path);
+    stFile << strText;
+    stFile.close();
+    if (!stFile) throw std::runtime_error("cannot write " + path.string());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    if (argc != 2) throw std::runtime_error(std::string("usage: ") + argv[0] + " FOLDER");
+    const std::filesystem::path folder = argv[1];
     programOptions stOptions;
     const program stProgram = LocalStorageProgram(stOptions);
-    const std::string_view strWhat = argc == 2 ? argv[1] : "";
-    if (strWhat == "bash") {
-        std::cout << MakeBashCompletion(stProgram);
-    } else if (strWhat == "zsh") {
-        std::cout << MakeZshCompletion(stProgram);
-    } else if (strWhat == "fish") {
-        std::cout << MakeFishCompletion(stProgram);
-    } else if (strWhat == "man") {
-        std::cout << MakeManPage(stProgram);
-    } else {
-        std::cerr << "usage: " << argv[0] << " bash|zsh|fish|man\n";
-        return 2;
+    Put(folder / "localstorage.bash", MakeBashCompletion(stProgram));
+    Put(folder / "localstorage.zsh", MakeZshCompletion(stProgram));
+    Put(folder / "localstorage.fish", MakeFishCompletion(stProgram));
+    Put(folder / "man1/localstorage.1", MakeManPage(stProgram));
+    for (const command& st : stProgram.vCommands) {
+        Put(folder / "man1" / (PageName(stProgram, st) + ".1"), MakeManPage(stProgram, st));
     }
-    return std::cout.flush() ? 0 : 1;
+    return 0;
+} catch (const std::exception& e) {
+    std::cerr << e.what() << "\n";
+    return 1;
 }

@@ -111,10 +111,14 @@ void ReadArguments(const command& stCommand, const std::vector<std::string>& vAr
 /// The values that options have now, as a configuration file that can be read.
 std::string ConfigText(const std::vector<option>& vOptions);
 
-/// Completion for shells, and the page for man(1), of the whole program.
+/// Completion for shells, of the whole program.
 std::string MakeBashCompletion(const program& stProgram);
 std::string MakeZshCompletion(const program& stProgram);
 std::string MakeFishCompletion(const program& stProgram);
+
+/// The pages for man(1): of the whole program, and of a command, which has a name of its own.
 std::string MakeManPage(const program& stProgram);
+std::string PageName(const program& stProgram, const command& stCommand);
+std::string MakeManPage(const program& stProgram, const command& stCommand);
 
 #endif  // LOCALSTORAGE_TOOL_HELP_COMMAND_H

@@ -1,5 +1,6 @@
-// The page for man(1), made from the table of commands.
+// The pages for man(1), made from the table of commands.
 
+#include <algorithm>
 #include <sstream>
 
 #include "help/Command.h"
@@ -69,11 +70,11 @@ std::string Example(std::string strLine) {
     return strOut + strLine + "\n";
 }
 
-/// The end of a command's help: lines that are indented stand as they are, the rest is filled.
-std::string Footer(const command& stCommand) {
+/// Text of a command's help: lines that are indented stand as they are, the rest is filled.
+std::string HelpText(const std::string& strHelp) {
     std::string strText;
     bool bExample = false;
-    std::istringstream stLines(stCommand.Footer());
+    std::istringstream stLines(strHelp);
     for (std::string strLine; std::getline(stLines, strLine);) {
         const bool bIndented = strLine.starts_with(' ');
         if (bIndented != bExample) strText += bIndented ? ".PP\n.nf\n" : ".fi\n";
@@ -83,14 +84,29 @@ std::string Footer(const command& stCommand) {
     return strText + (bExample ? ".fi\n" : "");
 }
 
-std::string CommandText(const command& stCommand) {
-    std::string strText = ".SS " + stCommand.strName + "\n" + Roff(stCommand.strDescription) +
-                          ".\n.PP\n" + Usage(stCommand) + "\n";
-    for (const option& st : AllOptions(stCommand)) strText += OptionText(st);
-    return strText + ".PP\n" + Footer(stCommand);
+/// How every page begins, up to what is typed.
+std::string Head(const program& stProgram, const std::string& strName,
+                 const std::string& strPurpose) {
+    return ".TH \"" + Roff(strName) + "\" 1 \"\" \"" + stProgram.strName + " " +
+           stProgram.strVersion + "\" \"User Commands\"\n.SH NAME\n" + Roff(strName) + " \\- " +
+           Roff(strPurpose) + "\n.SH SYNOPSIS\n";
+}
+
+std::string Options(const std::vector<option>& vOptions) {
+    std::string strText = ".SH OPTIONS\n";
+    for (const option& st : vOptions) strText += OptionText(st);
+    return strText;
 }
 
 constexpr const char* END =
+    ".SH TIMES\nTimes are local: \\fB2024\\-03\\-05T08:00:00\\fR, "
+    "\\fB\"2024\\-03\\-05 08:00\"\\fR, \\fB2024\\-03\\-05\\fR, \\fB08:00\\fR, "
+    "\\fBnow\\fR, \\fBtoday\\fR, \\fByesterday\\fR, \\fB\"yesterday 08:00\"\\fR, or an "
+    "age such as \\fB\\-90s\\fR, \\fB\\-2h\\fR, \\fB\\-1d12h\\fR. Behind a time of day may "
+    "stand \\fBZ\\fR or an offset, such as \\fB+02:00\\fR. At the end of summer time an hour "
+    "comes twice: a range takes in both, and what is printed of it has its offset. Spans are "
+    "written "
+    "\\fB90\\fR, \\fB90s\\fR, \\fB15m\\fR, \\fB1h30m\\fR.\n"
     ".SH EVENTS\n"
     "\\fBrecord\\fR and \\fBimport\\fR print what happens, a line each; with "
     "\\fB\\-\\-json\\fR as objects with the keys \\fIevent\\fR (the name), \\fItime\\fR, where it "
@@ -142,7 +158,8 @@ constexpr const char* END =
     ".TP\n.B 1\nA failure; standard error says what failed, where and why.\n"
     ".TP\n.B 2\nThe command line makes no sense.\n"
     ".TP\n.B 3\nNothing was found.\n"
-    ".TP\n.B 4\n\\fBcheck\\fR: index and recordings do not agree.\n"
+    ".TP\n.B 4\n\\fBcheck\\fR: index and recordings do not agree; \\fBverify\\fR: something was "
+    "changed.\n"
     ".SH ENVIRONMENT\n"
     ".TP\n.B XDG_STATE_HOME\nWhere the library's log files go unless \\fB\\-\\-log\\-dir\\fR says "
     "otherwise: into the folder \\fIlocalstorage\\fR below it.\n"
@@ -152,28 +169,37 @@ constexpr const char* END =
     "belongs to the engine: whatever does not follow its naming rules there is deleted when the "
     "index is repaired. \\fIDIR/BackupFile\\fR takes its place while it cannot be used.\n"
     ".TP\n.I DIR/ImageFile\nThe snapshots.\n"
-    ".TP\n.I /etc/localstorage/record.toml\nWhat \\fIlocalstorage\\-record.service\\fR records.\n";
+    ".TP\n.I /etc/localstorage/record.toml\nWhat \\fIlocalstorage\\-record.service\\fR records.\n"
+    ".SH SEE ALSO\n.BR localstorage\\-files (5)\n";
 
 }  // namespace
 
 std::string MakeManPage(const program& stProgram) {
     std::string strPage =
-        ".TH LOCALSTORAGE 1 \"\" \"" + stProgram.strName + " " + stProgram.strVersion +
-        "\" \"User Commands\"\n.SH NAME\nlocalstorage \\- record the video of cameras on local "
-        "disks\n.SH SYNOPSIS\n\\fBlocalstorage\\fR [\\fB\\-\\-log\\-dir\\fR \\fIDIR\\fR] "
-        "\\fICOMMAND\\fR [\\fIOPTIONS\\fR]\n.SH DESCRIPTION\n" +
+        Head(stProgram, stProgram.strName, "record the video of cameras on local disks") +
+        "\\fBlocalstorage\\fR [\\fB\\-\\-log\\-dir\\fR \\fIDIR\\fR] \\fICOMMAND\\fR "
+        "[\\fIOPTIONS\\fR]\n.SH DESCRIPTION\n" +
         Roff(stProgram.strDescription) +
-        "\nData goes to standard output, messages to standard error.\n.SH OPTIONS\n";
-    for (const option& st : AllOptions(stProgram)) strPage += OptionText(st);
-    strPage +=
-        ".SH TIMES\nTimes are local: \\fB2024\\-03\\-05T08:00:00\\fR, "
-        "\\fB\"2024\\-03\\-05 08:00\"\\fR, \\fB2024\\-03\\-05\\fR, \\fB08:00\\fR, "
-        "\\fBnow\\fR, \\fBtoday\\fR, \\fByesterday\\fR, \\fB\"yesterday 08:00\"\\fR, or an "
-        "age such as \\fB\\-90s\\fR, \\fB\\-2h\\fR, \\fB\\-1d12h\\fR. Behind a time of day may "
-        "stand \\fBZ\\fR or an offset, such as \\fB+02:00\\fR. At the end of summer time an hour "
-        "comes twice: a range takes in both, and what is printed of it has its offset. Spans are "
-        "written "
-        "\\fB90\\fR, \\fB90s\\fR, \\fB15m\\fR, \\fB1h30m\\fR.\n.SH COMMANDS\n";
-    for (const command& st : stProgram.vCommands) strPage += CommandText(st);
-    return strPage + END;
+        "\nData goes to standard output, messages to standard error.\n.SH COMMANDS\n";
+    for (const command& st : stProgram.vCommands) {
+        strPage += ".TP\n.BR " + Roff(PageName(stProgram, st)) + " (1)\n" +
+                   Roff(st.strDescription) + ".\n";
+    }
+    return strPage + Options(AllOptions(stProgram)) + END;
+}
+
+std::string PageName(const program& stProgram, const command& stCommand) {
+    return stProgram.strName + "-" + stCommand.strName;
+}
+
+std::string MakeManPage(const program& stProgram, const command& stCommand) {
+    // What is told of a command begins with examples; the rest stands behind an empty line.
+    const std::string& strHelp = stCommand.strExamples;
+    const std::size_t nEnd = std::min(strHelp.find("\n\n"), strHelp.size());
+    const std::string strRest = strHelp.substr(std::min(nEnd + 2, strHelp.size()));
+    return Head(stProgram, PageName(stProgram, stCommand), stCommand.strDescription) +
+           Usage(stCommand) + "\n.SH DESCRIPTION\n" + Roff(stCommand.strDescription) + ".\n" +
+           (strRest.empty() ? "" : ".PP\n" + HelpText(strRest)) + Options(AllOptions(stCommand)) +
+           ".SH EXAMPLES\n" + HelpText(strHelp.substr(0, nEnd)) +
+           ".SH SEE ALSO\n.BR localstorage (1),\n.BR localstorage\\-files (5)\n";
 }

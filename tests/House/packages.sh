@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# packages.sh SOURCE_DIRECTORY VERSION: the Debian packages have the version of the sources, and know
+# every name that the library exports.
+set -euxo pipefail
+cd "$1"
+grep -m1 -F "localstorage ($2) " debian/changelog
+diff -u <(LC_ALL=C sort cmake/exports.txt) \
+    <(sed -n 's/^ \(.*\)@.*/\1/p' debian/liblocalstorage1.symbols | LC_ALL=C sort)
