@@ -4,6 +4,7 @@
 #include <new>
 #include <numeric>
 
+#include "Catalogue/FrameRate.h"
 #include "Osl/Osl.h"
 #include "StreamProbe/StreamProbe.h"
 
@@ -154,6 +155,13 @@ std::optional<UtcTime> StartOf(const Frames& vHead) {
            (bPts ? FromTicks(TicksBetween(*vHead.front().nPts, *it->nPts)) : UtcTime::duration(0));
 }
 
+/// From one frame of a raw stream to the next, by its head.
+UtcTime::duration StepOf(std::span<const std::uint8_t> stHead) {
+    const auto dRate = FrameRateOf(RecogniseForm(stHead).eCodec, stHead);
+    if (!dRate) return STEP;
+    return chrono::duration_cast<UtcTime::duration>(chrono::duration<double>(1 / *dRate));
+}
+
 /// Counts the frames of what is given to it.
 class CFrameCount {
 public:
@@ -206,9 +214,10 @@ streamTimes ReadStreamTimes(const std::string& strPath, std::uint64_t nBytes) {
 
 UtcTime::duration CountFrames(const std::string& strPath, std::uint64_t nBytes) {
     CBytes objBytes(strPath, nBytes);
+    const UtcTime::duration nStep = StepOf(objBytes.Read(0, HEAD));
     CFrameCount objCount;
     for (std::uint64_t nFrom = 0; nFrom < nBytes; nFrom += PIECE) {
         objCount.Add(objBytes.Read(nFrom, nFrom + PIECE));
     }
-    return objCount.Finish() * STEP;
+    return objCount.Finish() * nStep;
 }

@@ -21,8 +21,8 @@ struct streamTimes {
 /// Of a file of so many bytes.
 streamTimes ReadStreamTimes(const std::string& strPath, std::uint64_t nBytes);
 
-/// The length of a raw stream: its frames, at 25 a second.
-/// Reads all of it.
+/// The length of a raw stream: its frames, at the rate that it states; else at 25 a second. Reads
+/// all of it.
 UtcTime::duration CountFrames(const std::string& strPath, std::uint64_t nBytes);
 
 #endif  // LOCALSTORAGE_CATALOGUE_STREAMTIMES_H

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Catalogue/FrameRate.h"
 #include "Catalogue/StreamTimes.h"
 #include "Support/TempDir.h"
 
@@ -99,8 +100,56 @@ TEST(StreamTimes, BeginAndEndAreToldByTheBytes) {
         EXPECT_EQ(st.tEnd.value_or(BEGIN) - BEGIN, row.nEnd) << row.pName;
         EXPECT_EQ(st.nLength.value_or(0ms), row.nLength) << row.pName;
     }
-    PutFile(tmp / "stream", strRaw);
-    EXPECT_EQ(CountFrames(tmp / "stream", strRaw.size()), 95 * 40ms);
+}
+
+/// As encoders write it.
+std::string Set(const std::string& strHex) {
+    std::string str("\0\0\0\1", 4);
+    for (std::size_t n = 0; n < strHex.size(); n += 2) {
+        str += static_cast<char>(std::stoi(strHex.substr(n, 2), nullptr, 16));
+    }
+    return str;
+}
+
+TEST(StreamTimes, ARawStreamIsAsLongAsItsFramesAtTheRateThatItStates) {
+    const auto H264 = ECodec::H264, H265 = ECodec::H265;
+    const struct {
+        ECodec eCodec;
+        double dRate;
+        std::string strSet;
+    } ROWS[] = {
+        {H264, 30, "6742c00bd902c4ec0440000003004000000f03c50a92"},
+        {H264, 30000 / 1001.0, "677a000dbcd9415087888fc04400000fa40003a9803c50a658"},
+        {H264, 12.5, "67f4000c919b28283f6022000003000400000300641e28532c"},  // 4:4:4
+        {H265, 15,
+         "4201010408000003009e0800000300003c90014101e2cb2b349265780b7020200040000003004000000303"
+         "c2"},
+        {H265, 50,  // layers, scaling lists
+         "4201010408000003009e0800000300003f90014901f39e7cb2b349272bc05b81010002000003000200000300"
+         "6410"},
+        {H264, 0, "6742001e"},
+    };
+    const auto rate = [](ECodec eCodec, const std::string& str) {
+        return FrameRateOf(eCodec, {reinterpret_cast<const std::uint8_t*>(str.data()), str.size()})
+            .value_or(0);
+    };
+    for (const auto& row : ROWS) {
+        const std::string strSet = Set(row.strSet);
+        EXPECT_NEAR(rate(row.eCodec, strSet), row.dRate, 1e-9) << row.strSet;
+        for (std::size_t n = 0; n < (strSet.size() - 4) * 8; ++n) {  // whatever comes of it
+            std::string strWrong = strSet;
+            strWrong[n / 8] ^= static_cast<char>(1 << n % 8);
+            rate(row.eCodec, strWrong);
+            EXPECT_EQ(rate(row.eCodec, strSet.substr(0, n / 8)), 0) << "torn at " << n / 8;
+        }
+    }
+    const CTempDir tmp;
+    for (const auto& [strHead, nStep] :
+         {std::pair(std::string(), 40ms), {Set(ROWS[2].strSet), 80ms}}) {
+        const std::string strRaw = strHead + RawStream(95, false, 40ms);
+        PutFile(tmp / "stream", strRaw);
+        EXPECT_EQ(CountFrames(tmp / "stream", strRaw.size()), 95 * nStep);
+    }
 }
 
 }  // namespace
