@@ -18,6 +18,7 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
     const CFolderInUse objFolder(vDirs);
     for (const std::string& strDir : vDirs) {
         diskStatus st;
+        st.bMissing = !Exists(strDir);
         st.stRoom = DiskRoomOf(strDir);
         const std::string strInUse = objFolder.In(strDir);
         if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;

@@ -14,6 +14,7 @@
 #include "RecordTree/RecordDirectory.h"
 
 struct diskStatus {
+    bool bMissing = false;  ///< the directory is not there
     diskRoom stRoom;
     std::string strFolder;          ///< the record folder in use; empty: there is none
     std::set<std::string> setDays;  ///< by their names

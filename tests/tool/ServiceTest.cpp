@@ -92,6 +92,9 @@ TEST_F(Service, TakesOverWhatChangedAndDeletesWhatIsTooOld) {
     EXPECT_THAT(GetFile("numbers"), testing::HasSubstr("{camera=\"door\",state="));
     Configure(strDoor + "[camera.attic]\ninput = 'none'\n");
     EXPECT_EQ(Tool("status --config c.toml --json").Json().at(1)["state"], "never");
+    std::filesystem::rename("disk", "pulled");
+    EXPECT_EQ(Tool("status --config c.toml --json").Json().at(0)["missing"], true);
+    std::filesystem::rename("pulled", "disk");
     for (const char* pEvent : {"created door\n", "deleted\n", "ended hall "}) {
         EXPECT_THAT(GetFile("events"), testing::HasSubstr(pEvent));
     }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 
+#include "Catalogue/Tree.h"
 #include "base/Failure.h"
 #include "base/Text.h"
 #include "base/Times.h"
@@ -23,9 +24,13 @@ constexpr const char* EXAMPLES =
     "  localstorage status --dir /mnt/disk1 --json\n"
     "  localstorage status --config /etc/localstorage/record.toml\n\n"
     "Nothing is changed, and a host may be recording meanwhile. A disk with 2048 MiB free or less\n"
-    "counts as full. Gaps are those between today's recordings of a camera. One that is recorded "
-    "as\n"
-    "it is filmed (client layout) has stopped when its last picture is more than a minute old.";
+    "counts as full; of a configuration, directories that are missing are told as well. Gaps are\n"
+    "those between today's recordings of a camera. One that is recorded as it is filmed (client\n"
+    "layout) has stopped when its last picture is more than a minute old.";
+
+const char* StateOf(const diskStatus& st) {
+    return st.bMissing ? "missing" : st.stRoom.IsFull() ? "full" : "has room";
+}
 
 void PrintDisksAsTable(const DiskStatuses& vDisks) {
     CTable objTable({{"DIRECTORY"},
@@ -40,11 +45,13 @@ void PrintDisksAsTable(const DiskStatuses& vDisks) {
                      {"SIZE", CTable::RIGHT}});
     for (const auto& [strDir, st] : vDisks) {
         const bool bEmpty = st.setDays.empty();
+        constexpr std::size_t STATE = 2;
         objTable.AddRow(
-            {strDir, FormatBytes(st.stRoom.nFreeBytes), st.stRoom.IsFull() ? "full" : "has room",
+            {strDir, FormatBytes(st.stRoom.nFreeBytes), StateOf(st),
              st.strFolder.empty() ? "-" : st.strFolder, bEmpty ? "-" : DayText(*st.setDays.begin()),
              bEmpty ? "-" : DayText(*st.setDays.rbegin()), std::to_string(st.nRecordings),
-             FormatBytes(st.nBytes), std::to_string(st.nPictures), FormatBytes(st.nPictureBytes)});
+             FormatBytes(st.nBytes), std::to_string(st.nPictures), FormatBytes(st.nPictureBytes)},
+            st.bMissing ? std::set<std::size_t>{STATE} : std::set<std::size_t>{});
     }
     objTable.Print();
 }
@@ -86,6 +93,15 @@ void PrintAsJson(const DiskStatuses& vDisks, const CameraStatuses& mCameras) {
     for (const auto& [strCamera, st] : mCameras) PrintAs("camera", CameraJson(strCamera, st));
 }
 
+/// With those that are missing: a service waits for a disk that is not mounted yet.
+std::vector<std::string> DirsOfService(const std::vector<std::string>& vGiven) {
+    std::vector<std::string> vDirs;
+    for (const std::string& strDir : vGiven) {
+        vDirs.push_back(Exists(strDir) ? ExistingDirs({strDir}).front() : strDir);
+    }
+    return vDirs;
+}
+
 struct statusOptions {
     std::vector<std::string> vDirs;
     std::string strConfig;
@@ -102,7 +118,7 @@ int Run(const statusOptions& stOptions) {
     if (vGiven.empty()) throw CUsageError("give --dir or --config");
     std::vector<std::string> vExpected;
     for (const auto& [strCamera, st] : stRecord.mTables) vExpected.push_back(strCamera);
-    const auto vDirs = ExistingDirs(vGiven);
+    const auto vDirs = stOptions.vDirs.empty() ? DirsOfService(vGiven) : ExistingDirs(vGiven);
     const UtcTime tNow = Now();
     const auto vRecordings = FindRecordings(vDirs, {.stExact = SinceMidnight(tNow)});
     TellHidden(vDirs, vRecordings);
