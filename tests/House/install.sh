@@ -52,6 +52,15 @@ cmp "$clip" "$("$work/host/build/record_camera" "$work/disk1" door "$work/logs" 
 cmp "$clip" "$("$work/record_camera" "$work/disk2" door "$work/logs" 1 <"$clip")"
 cmp "$clip" "$("$work/import_clip" "$library" "$work/disk3" door "$clip" "$work/logs")"
 
+# The element finds the library that was installed with it.
+plugins=$library_dir/gstreamer-1.0
+if [[ -d $plugins ]]; then
+    GST_REGISTRY=$work/registry GST_PLUGIN_SYSTEM_PATH='' GST_PLUGIN_PATH=$plugins \
+        gst-inspect-1.0 localstoragesink >"$work/element"
+    grep -E 'Long-name +Surveillance video recorder' "$work/element"
+    ldd "$plugins/libgstlocalstorage.so" | grep -F "$(realpath "$library_dir")"
+fi
+
 [[ -x $work/prefix/bin/localstorage ]] || exit 0
 export PATH=$work/prefix/bin:$PATH XDG_STATE_HOME=$work/state
 

@@ -1,0 +1,265 @@
+// localstoragesink in pipelines, as applications use it.
+
+#include <csignal>
+#include <cstdio>
+#include <gst/gst.h>
+#include <memory>
+#include <numeric>
+#include <optional>
+#include <stdexcept>
+#include <sys/resource.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Support/TempDir.h"
+#include "localstorage/LocalStorage.h"
+
+// GLib outgrows what it makes while it is loaded and keeps the old, on purpose; an encoder leaks.
+// Both are told by what stands in their stacks, so these must be whole.
+extern "C" const char* __asan_default_options() {
+    return "fast_unwind_on_malloc=0";
+}
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:ld-linux\nleak:libx265.so\n";
+}
+
+namespace {
+
+using Paths = std::vector<std::string>;
+
+/// A pipeline that runs, until the end of the object.
+class CPipeline {
+public:
+    explicit CPipeline(const std::string& strText) {
+        static const bool s_bLoaded = [] {
+            gst_init(nullptr, nullptr);
+            return gst_plugin_load_file(PLUGIN_PATH, nullptr) != nullptr;
+        }();
+        m_pPipeline = s_bLoaded ? gst_parse_launch(strText.c_str(), nullptr) : nullptr;
+        if (!m_pPipeline) throw std::runtime_error("no such pipeline: " + strText);
+        m_pBus = gst_element_get_bus(m_pPipeline);
+        gst_element_set_state(m_pPipeline, GST_STATE_PLAYING);
+    }
+    ~CPipeline() {
+        gst_element_set_state(m_pPipeline, GST_STATE_NULL);
+        gst_object_unref(m_pBus);
+        gst_object_unref(m_pPipeline);
+    }
+    CPipeline(const CPipeline&) = delete;
+    CPipeline& operator=(const CPipeline&) = delete;
+
+    /// Takes messages until the end, an error, or so many files were begun.
+    CPipeline& Await(std::size_t nFiles = SIZE_MAX) {
+        bool bEnded = false;
+        while (!bEnded && m_vOpened.size() < nFiles) {
+            GstMessage* const pMessage = gst_bus_timed_pop(m_pBus, 60 * GST_SECOND);
+            if (!pMessage) throw std::runtime_error("the pipeline hangs");
+            bEnded = Take(pMessage);
+            gst_message_unref(pMessage);
+        }
+        return *this;
+    }
+
+    Paths m_vOpened, m_vClosed;
+    std::vector<GstClockTime> m_vTimes;  ///< of both
+    std::optional<int> m_nWarning, m_nError;
+    std::string m_strText;  ///< of the last of these
+
+private:
+    bool Take(GstMessage* pMessage) {
+        switch (GST_MESSAGE_TYPE(pMessage)) {
+            case GST_MESSAGE_WARNING:
+                m_nWarning = Take(pMessage, gst_message_parse_warning);
+                return false;
+            case GST_MESSAGE_ERROR:
+                m_nError = Take(pMessage, gst_message_parse_error);
+                return true;
+            case GST_MESSAGE_ELEMENT:
+                TakeFragment(gst_message_get_structure(pMessage));
+                return false;
+            default:
+                return GST_MESSAGE_TYPE(pMessage) == GST_MESSAGE_EOS;
+        }
+    }
+    /// The code, if it is one of the resource errors.
+    template <typename Parse>
+    int Take(GstMessage* pMessage, Parse parse) {
+        GError* pError = nullptr;
+        parse(pMessage, &pError, nullptr);
+        const int nCode = pError->domain == GST_RESOURCE_ERROR ? pError->code : -1;
+        m_strText = pError->message;
+        g_error_free(pError);
+        return nCode;
+    }
+    void TakeFragment(const GstStructure* pStructure) {
+        const bool bOpened = gst_structure_has_name(pStructure, "localstoragesink-fragment-opened");
+        if (!bOpened && !gst_structure_has_name(pStructure, "localstoragesink-fragment-closed")) {
+            return;
+        }
+        gst_structure_get_clock_time(pStructure, "running-time", &m_vTimes.emplace_back());
+        (bOpened ? m_vOpened : m_vClosed)
+            .push_back(gst_structure_get_string(pStructure, "location"));
+    }
+
+    GstElement* m_pPipeline = nullptr;
+    GstBus* m_pBus = nullptr;
+};
+
+/// Frames that do not compress, so that files fill up.
+std::string Frames(int nCount, const std::string& strMore = "") {
+    return "videotestsrc pattern=snow num-buffers=" + std::to_string(nCount) + " " + strMore +
+           " ! video/x-raw,width=320,height=240,framerate=25/1 ! ";
+}
+
+/// The parameter sets are told once, to the parser.
+const std::string X264 =
+    "x264enc bitrate=12000 key-int-max=10 speed-preset=ultrafast option-string=repeat-headers=0 ! "
+    "video/x-h264,stream-format=avc ! ";
+const std::string H264 = X264 + "h264parse ! ";
+const std::string MUXED = X264 + "h264parse config-interval=-1 ! ";
+
+std::string Sink(const std::string& strLocation, const std::string& strMore = "camera=door") {
+    return "localstoragesink location=" + strLocation + " " + strMore + " ";
+}
+
+/// How many frames come out of each file alone.
+std::vector<int> DecodedFrames(const Paths& vPaths) {
+    std::vector<int> vFrames;
+    for (const std::string& strPath : vPaths) {
+        const std::string strCommand =
+            "ffprobe -v error -count_frames -show_entries stream=nb_read_frames -of csv=p=0 '" +
+            strPath + "'";
+        const std::unique_ptr<FILE, int (*)(FILE*)> pOutput(popen(strCommand.c_str(), "r"), pclose);
+        int nFrames = 0;
+        if (std::fscanf(pOutput.get(), "%d", &nFrames) != 1) nFrames = 0;
+        vFrames.push_back(nFrames);
+    }
+    return vFrames;
+}
+
+struct stream {
+    const char* pName;
+    std::string strMade;
+};
+
+class Stream : public testing::TestWithParam<stream> {};
+
+TEST_P(Stream, EveryFileDecodesAloneAndNoFrameIsLost) {
+    const CTempDir dir;
+    CPipeline recording(Frames(75, "is-live=true") + GetParam().strMade +
+                        Sink(dir / "a:" + (dir / "b"), "camera=door file-size=1"));
+    recording.Await();
+    ASSERT_FALSE(recording.m_nError) << recording.m_strText;
+    EXPECT_EQ(recording.m_vOpened, RecordFilesBelow(dir / "a"));
+    EXPECT_EQ(recording.m_vClosed, recording.m_vOpened);
+    EXPECT_TRUE(RecordFilesBelow(dir / "b").empty());
+    EXPECT_TRUE(std::is_sorted(recording.m_vTimes.begin(), recording.m_vTimes.end()));
+    EXPECT_LT(recording.m_vTimes.front(), GST_SECOND);
+    EXPECT_GE(recording.m_vTimes.back(), 2900 * GST_MSECOND);
+
+    const std::vector<int> vFrames = DecodedFrames(recording.m_vOpened);
+    EXPECT_GT(vFrames.size(), 1u);
+    EXPECT_THAT(vFrames, testing::Each(testing::Gt(0)));
+    EXPECT_EQ(std::accumulate(vFrames.begin(), vFrames.end(), 0), 75);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Streams, Stream,
+    testing::Values(stream{"H264", H264},
+                    stream{"H265",
+                           "x265enc bitrate=12000 key-int-max=10 speed-preset=ultrafast "
+                           "tune=zerolatency ! h265parse ! "},
+                    stream{"Transport", MUXED + "mpegtsmux ! "},
+                    stream{"Program", MUXED + "mpegpsmux ! "}),
+    [](const auto& stOne) { return std::string(stOne.param.pName); });
+
+TEST(Sink, OtherCapsBeginAnotherFile) {
+    const CTempDir dir;
+    CPipeline recording(
+        "concat name=c ! " + Sink(dir.Path(), "camera=door log-location=" + (dir / "log")) +
+        Frames(20) + H264 + "c. " +
+        "videotestsrc num-buffers=30 ! video/x-raw,width=640,height=480 ! " + H264 + "c.");
+    recording.Await();
+    ASSERT_FALSE(recording.m_nError) << recording.m_strText;
+    EXPECT_THAT(DecodedFrames(recording.m_vClosed), testing::ElementsAre(20, 30));
+    EXPECT_FALSE(std::filesystem::is_empty(dir / "log"));
+}
+
+TEST(Sink, RemoteBackupsEndInTimeAndWithThePipeline) {
+    const CTempDir dir;
+    {
+        CPipeline recording(Frames(-1, "is-live=true") + H264 +
+                            Sink(dir.Path(),
+                                 "camera=door layout=remote-backup file-duration=1 "
+                                 "record-type=3"));
+        recording.Await(3);
+        ASSERT_FALSE(recording.m_nError) << recording.m_strText;
+    }  // without an end of the stream
+    const Paths vFiles = RecordFilesBelow(dir.Path());
+    EXPECT_THAT(vFiles, testing::Each(testing::EndsWith("_3.mp4")));
+    const std::vector<int> vFrames = DecodedFrames(vFiles);
+    EXPECT_GE(vFrames.size(), 3u);
+    EXPECT_THAT(vFrames, testing::Each(testing::Gt(0)));
+}
+
+TEST(Sink, SinksShareTheEngineOfTheirDirectories) {
+    const CTempDir dir;
+    // Another engine could not lock the directory.
+    CPipeline recording(Frames(50) + H264 + "tee name=t ! queue ! " + Sink(dir.Path()) +
+                        "t. ! queue ! " + Sink(dir.Path() + "/", "camera=yard"));
+    recording.Await();
+    ASSERT_FALSE(recording.m_nError) << recording.m_strText;
+    EXPECT_THAT(DecodedFrames(RecordFilesBelow(dir.Path())), testing::ElementsAre(50, 50));
+
+    CPipeline other(Frames(50) + H264 + Sink(dir.Path(), "camera=hall file-size=9"));
+    EXPECT_EQ(other.Await().m_nError, GST_RESOURCE_ERROR_BUSY) << other.m_strText;
+    CPipeline twice(Frames(50) + H264 + "tee name=t ! queue ! " + Sink(dir / "c") +
+                    "t. ! queue ! " + Sink(dir / "c"));
+    EXPECT_EQ(twice.Await().m_nError, GST_RESOURCE_ERROR_BUSY) << twice.m_strText;
+}
+
+TEST(Sink, WhatFailsIsAnErrorInWords) {
+    const CTempDir dir;
+    PutFile(dir / "file");
+    PutFile(dir / "client/RecordFile/20240305/door/20240305_080000.mp4");
+    const std::string strFree = dir / "free";
+    const struct {
+        std::string strSink;
+        int nCode;
+        const char* pText;
+    } aCases[] = {
+        {Sink(strFree, ""), GST_RESOURCE_ERROR_SETTINGS, "no camera"},
+        {"localstoragesink camera=door", GST_RESOURCE_ERROR_SETTINGS, "no location"},
+        {Sink(strFree, "camera=a/b"), GST_RESOURCE_ERROR_SETTINGS, "a/b"},
+        {Sink(strFree, "camera=door layout=remote-backup"), GST_RESOURCE_ERROR_SETTINGS,
+         "file-duration"},
+        {Sink(dir / "client", "camera=door layout=remote-backup file-duration=9"),
+         GST_RESOURCE_ERROR_SETTINGS, "other layout"},
+        {Sink(dir / "file/disk"), GST_RESOURCE_ERROR_OPEN_WRITE, "Not a directory"},
+    };
+    for (const auto& [strSink, nCode, pText] : aCases) {
+        CPipeline failing(Frames(9) + H264 + strSink);
+        EXPECT_EQ(failing.Await().m_nError, nCode) << strSink;
+        EXPECT_THAT(failing.m_strText, testing::HasSubstr(pText));
+    }
+    SetStorageOption(STORAGE_OPTION_FULL_SPACE, 1073741824);  // MiB
+    CPipeline full(Frames(9) + H264 + Sink(strFree));
+    EXPECT_EQ(full.Await().m_nError, GST_RESOURCE_ERROR_NO_SPACE_LEFT) << full.m_strText;
+    SetStorageOption(STORAGE_OPTION_FULL_SPACE, LOCALSTORAGE_DISK_FULL_SPACE);
+}
+
+TEST(Sink, WritesThatFailAreAWarningAndAtTheEndAnError) {
+    const CTempDir dir;
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit stNone{RLIM_INFINITY, RLIM_INFINITY}, stSmall{65536, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &stSmall);
+    CPipeline recording(Frames(50) + H264 + Sink(dir.Path()));
+    recording.Await();
+    setrlimit(RLIMIT_FSIZE, &stNone);
+    EXPECT_EQ(recording.m_nWarning, GST_RESOURCE_ERROR_WRITE);
+    EXPECT_EQ(recording.m_nError, GST_RESOURCE_ERROR_WRITE);
+    EXPECT_THAT(recording.m_strText, testing::HasSubstr("File too large"));
+}
+
+}  // namespace
