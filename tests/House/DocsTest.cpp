@@ -51,7 +51,8 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
 /// repeated ("00*24"), and a line end in a comment ("# ...").
 std::map<std::string, std::string> DocumentedFiles() {
     std::map<std::string, std::string> mFiles;
-    const Texts vBlocks = Found(Source("docs/on-disk.md"), "```index (\\S+)\n([^`]*)```", {1, 2});
+    const Texts vBlocks =
+        Found(Source("docs/on-disk.md"), "`(\\S+)`:\n\n```index\n([^`]*)```", {1, 2});
     for (std::size_t n = 0; n < vBlocks.size(); n += 2) {
         const Texts vBytes = Found(vBlocks[n + 1], R"(#.*|([0-9a-f]{2})(?:\*(\d+))?)", {1, 2});
         for (std::size_t i = 0; i < vBytes.size(); i += 2) {
