@@ -58,7 +58,7 @@ function NameOf(s,    parts) {
 # What is told of it: of a function its head, of a record what is in it, of a template nothing.
 function Shown(s) {
     if (s ~ /^ *template/) { sub(/ *[{].*/, "", s); return s ";" }
-    gsub(/LOCALSTORAGE_API |virtual | *__attribute__\(\(format.*\)\)/, "", s)
+    gsub(/(LOCALSTORAGE|LS)_API |virtual | *__attribute__\(\(format.*\)\)/, "", s)
     sub(/ = 0;$| *\{\}?$/, ";", s)
     if (match(s, /\n\n? +[A-Za-z_]+\(/)) s = substr(s, 1, RSTART - 1) "\n};"  # constructors
     return s
@@ -68,7 +68,7 @@ function Declared(name) {
     shown[name] = Shown(text)
     about[name] = doc
     is_function[name] = text ~ /\(/ && text !~ /^ *(typedef|struct|enum|class|template)/
-    is_exported[name] = text ~ /LOCALSTORAGE_API/
+    is_exported[name] = text ~ /(LOCALSTORAGE|LS)_API /
     header_of[name] = header
     order[++declared] = name
 }

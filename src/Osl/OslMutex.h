@@ -13,6 +13,7 @@
 
 /// The order of every lock in the library, first taken first.
 enum class OSL_LockRank : int {
+    Handles,
     DeletionPass,
     DiskCheck,
     ChannelMap,

@@ -42,6 +42,9 @@ TEST(Docs, TheReadmeHasTheExampleAndEveryCommand) {
     const std::string strReadme = Source("README.md");
     const std::string strHost = Source("examples/record_camera.cpp");
     EXPECT_NE(strReadme.find("```cpp\n" + strHost + "```\n"), std::string::npos);
+    const Texts vInC = Found(strReadme, "```c\n([^`]*)```");
+    ASSERT_EQ(vInC.size(), 1u);
+    EXPECT_NE(Source("examples/record_camera.c").find(vInC.front()), std::string::npos);
     EXPECT_EQ(Unique(Found(strReadme, R"(\n\| `([a-z]+)` \|)")),
               Unique(Found(Source("tools/localstorage/commands"),
                            R"(command \w+\(\) \{[\s\S]*?return \{\s*"([a-z]+)\")")));

@@ -27,29 +27,38 @@ library=$(find "$library_dir" -maxdepth 1 -name 'liblocalstorage.so' -o -name 'l
 
 # A host's own build, which knows the prefix and nothing of this source tree but the example.
 mkdir "$work/host"
-cp "$source"/examples/*.cpp "$work/host"
+cp "$source"/examples/*.c* "$work/host"
 cat >"$work/host/CMakeLists.txt" <<'LISTS'
 cmake_minimum_required(VERSION 3.25)
-project(host LANGUAGES CXX)
+project(host LANGUAGES C CXX)
+set(CMAKE_C_STANDARD 11)
 set(CMAKE_CXX_STANDARD 11)
 find_package(localstorage 1 REQUIRED)
 add_executable(record_camera record_camera.cpp)
-target_link_libraries(record_camera PRIVATE localstorage::localstorage)
+add_executable(record_camera_c record_camera.c)
+foreach(host record_camera record_camera_c)
+    target_link_libraries(${host} PRIVATE localstorage::localstorage)
+endforeach()
 LISTS
 cmake -S "$work/host" -B "$work/host/build" -DCMAKE_PREFIX_PATH="$work/prefix"
 cmake --build "$work/host/build"
 
 read -ra compile_flags < <(pkg-config --cflags localstorage)
 read -ra link_flags < <(pkg-config --libs localstorage)
-compile=("${CXX:-c++}" -std=c++11 -Wall -Wextra -Wpedantic -Werror "${compile_flags[@]}")
+warnings=(-Wall -Wextra -Wpedantic -Werror)
+compile=("${CXX:-c++}" -std=c++11 "${warnings[@]}" "${compile_flags[@]}")
 "${compile[@]}" "$work/host/record_camera.cpp" "${link_flags[@]}" -Wl,-rpath,"$library_dir" \
     -o "$work/record_camera"
+"${CC:-cc}" -std=c11 "${warnings[@]}" "${compile_flags[@]}" "$work/host/record_camera.c" \
+    "${link_flags[@]}" -Wl,-rpath,"$library_dir" -o "$work/record_camera_c"
 "${compile[@]}" "$work/host/import_clip.cpp" -ldl -o "$work/import_clip"
 
 # Each host prints the path of a recording, which holds the whole clip.
 clip=$source/fuzz/seeds/streamprobe/h264
 cmp "$clip" "$("$work/host/build/record_camera" "$work/disk1" door "$work/logs" 1 <"$clip")"
 cmp "$clip" "$("$work/record_camera" "$work/disk2" door "$work/logs" 1 <"$clip")"
+cmp "$clip" "$("$work/host/build/record_camera_c" "$work/disk4" door "$work/logs" 1 <"$clip")"
+cmp "$clip" "$("$work/record_camera_c" "$work/disk5" door "$work/logs" 1 <"$clip")"
 cmp "$clip" "$("$work/import_clip" "$library" "$work/disk3" door "$clip" "$work/logs")"
 
 # The element finds the library that was installed with it.

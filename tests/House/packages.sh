@@ -4,5 +4,6 @@
 set -euxo pipefail
 cd "$1"
 grep -m1 -F "localstorage ($2) " debian/changelog
-diff -u <(LC_ALL=C sort cmake/exports.txt) \
-    <(sed -n 's/^ \(.*\)@.*/\1/p' debian/liblocalstorage1.symbols | LC_ALL=C sort)
+diff -u <({ sed 's/$/@Base/' cmake/exports.txt; sed 's/$/@LOCALSTORAGE_C_1/' cmake/exports-c.txt <(
+        echo LOCALSTORAGE_C_1); } | LC_ALL=C sort) \
+    <(sed -n 's/^ \(.*@[^ ]*\) .*/\1/p' debian/liblocalstorage1.symbols | LC_ALL=C sort)

@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "LocalStorage/CallFailure.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
@@ -86,6 +87,7 @@ CLocalStorage::Attempt CLocalStorage::OpenChannel(const std::string& strCameraID
              "[wtb][CLocalStorage::OpenChannelRecord] IsDiskFull, m_strCurRecDir [%s/], "
              "strMapID [%s]",
              strRecDir.c_str(), strMapID.c_str());
+        t_stCallFailure = FailureOf(m_objDisks.CurrentLook());
         return Attempt::Failed;
     }
     const channelKeyView key = GetChannelKey(strCameraID.c_str(), stRecFileInfo);
@@ -121,6 +123,7 @@ CLocalStorage::Attempt CLocalStorage::OpenChannelOn(const std::string& strRecDir
     Fail(STORAGE_ERROR_OPEN_FILE,
          "[wtb][CLocalStorage::OpenChannelRecord] OSL_OpenFile fail, strRecFilePath[%s]",
          stPath->strPath.c_str());
+    t_stCallFailure.nSystemError = opened.Error();
     return Attempt::Failed;
 }
 
@@ -138,6 +141,7 @@ CLocalStorage::Attempt CLocalStorage::FailToOpen(const std::string& strRecDir,
         strRecFilePath.c_str());
     if (m_objDisks.HasAnother(strRecDir)) return Attempt::GoElsewhere;
     SetLastError(STORAGE_ERROR_OPEN_FILE);
+    t_stCallFailure.nCode = CALL_FAILED_DISK;
     return Attempt::Failed;
 }
 

@@ -39,6 +39,12 @@ void CChannelTable::WakeWaiters() {
     m_cvUnclaimed.notify_all();
 }
 
+ChannelMap::value_type* CChannelTable::Find(const channelKeyView& key) {
+    OSL_Guard guard(m_mtxChannel);
+    const auto it = m_mChannel.find(key);
+    return it == m_mChannel.end() ? nullptr : &*it;
+}
+
 CChannelClaim CChannelTable::ClaimAny() {
     return {*this, WaitForClaim(nullptr)};
 }

@@ -141,6 +141,10 @@ public:
     /// Waits until no other thread has the channel, then claims it; null when there is none, or it
     /// is gone by then. No thread claims a second channel while it has one.
     CChannelClaim Claim(const channelKeyView& key);
+    /// The entry of a channel; null when there is none. It stays until somebody removes it.
+    ChannelMap::value_type* Find(const channelKeyView& key);
+    /// The same for a channel that nobody removes meanwhile.
+    CChannelClaim Claim(ChannelMap::value_type& entry);
     /// Claims some channel; null when there is none left.
     CChannelClaim ClaimAny();
 
@@ -249,6 +253,13 @@ inline CChannelClaim CChannelTable::Claim(const channelKeyView& key) {
         if (TryClaim(it->second)) return {*this, &*it};
     }
     return {*this, WaitForClaim(&key)};
+}
+
+inline CChannelClaim CChannelTable::Claim(ChannelMap::value_type& entry) {
+    if (TryClaim(entry.second)) return {*this, &entry};
+    const channelKey& key = entry.first;
+    const channelKeyView view = {key.strCameraID, key.nStart, key.nEnd, key.nType};
+    return {*this, WaitForClaim(&view)};
 }
 
 inline void CChannelTable::Unclaim(recordChannel& channel) {

@@ -67,6 +67,18 @@ public:
                     char* pImgPath) override;
     bool DeleteImagesByDay(const tagBlockTime& stDay) override;
 
+    /// Before Initialize: somebody who is told what the callback is.
+    void SetListener(CHostEvents::Listener pfnListener, void* pContext) {
+        m_objEvents.SetListener(pfnListener, pContext);
+    }
+    /// An open channel, for a host that keeps it, so that nothing is looked up per piece. It stays
+    /// until it is closed, or Release. Null when there is none.
+    using ChannelEntry = ChannelMap::value_type;
+    ChannelEntry* FindChannel(const char* pCameraID, const recFileInfo& stRecFileInfo);
+    /// WriteData of that channel.
+    bool WriteData(ChannelEntry& entry, unsigned int nDataType, const char* pBuf,
+                   std::size_t nSize) noexcept;
+
 private:
     // Lifecycle
     bool StartIndex(const std::list<std::string>& lsRecDir);
@@ -137,6 +149,8 @@ private:
                          std::int64_t nPatience);
 
     // StreamWriting
+    bool WriteClaimed(recordChannel& channel, unsigned int nDataType, const char* pBuf,
+                      std::size_t nSize);
     bool WriteHeader(recordChannel& channel, const char* pBuf, std::uint32_t nSize);
     bool WriteStream(recordChannel& channel, const char* pBuf, std::size_t nSize);
     bool WriteAnalysed(recordChannel& channel, const char* pBuf, std::size_t nSize);

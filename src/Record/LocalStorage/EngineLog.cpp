@@ -1,5 +1,7 @@
 #include "LocalStorage/EngineLog.h"
 
+#include "LocalStorage/CallFailure.h"
+
 bool Refuse(const char* pFormat, ...) {
     va_list args;
     va_start(args, pFormat);
@@ -9,6 +11,7 @@ bool Refuse(const char* pFormat, ...) {
 }
 
 bool OutOfMemory(const char* pMethod) noexcept {
+    t_stCallFailure = {STORAGE_ERROR_NO_MEMORY, 0};
     LogText("[wtb][CLocalStorage::%s] out of memory", pMethod);
     return false;
 }

@@ -24,9 +24,10 @@ Record Zeroed() {
 
 bool CHostEvents::Send(StorageMessage eMessage, void* pData, std::size_t nDataLen, void* pUser) {
     OSL_Guard guard(m_mtxCallback);
-    if (!m_pFunCallback) return false;
-    m_pFunCallback(eMessage, pData, static_cast<unsigned int>(nDataLen), pUser);
-    return true;
+    const auto nSize = static_cast<unsigned int>(nDataLen);
+    if (m_pFunCallback) m_pFunCallback(eMessage, pData, nSize, pUser);
+    if (m_pfnListener) m_pfnListener(m_pContext, eMessage, pData, nSize, pUser);
+    return m_pFunCallback || m_pfnListener;
 }
 
 bool CHostEvents::SendDiskFull(void* pUser) {

@@ -16,6 +16,13 @@ class CHostEvents {
 public:
     /// Null: nobody is told. No other call may run meanwhile.
     void SetCallback(StorageMsgCallback pFunCallback) { m_pFunCallback = pFunCallback; }
+    /// Somebody who is told as well, with a pointer of its own. Likewise.
+    using Listener = void (*)(void* pContext, int nMsgType, void* pData, unsigned int nDataLen,
+                              void* pUser);
+    void SetListener(Listener pfnListener, void* pContext) {
+        m_pfnListener = pfnListener;
+        m_pContext = pContext;
+    }
 
     bool SendDiskFull(void* pUser);
     bool SendSwitchDisk(const std::string& strRecDir, std::uint64_t nUsableSpace);
@@ -31,6 +38,8 @@ private:
 
     OSL_Mutex m_mtxCallback{OSL_LockRank::Callback, "callback"};  ///< held around calls only
     StorageMsgCallback m_pFunCallback = nullptr;
+    Listener m_pfnListener = nullptr;
+    void* m_pContext = nullptr;
 };
 
 #endif  // LOCALSTORAGE_RECORD_HOSTEVENTS_H

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "FileSystem/FileSystem.h"
+#include "LocalStorage/CallFailure.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
@@ -264,6 +265,7 @@ int CLocalStorage::GetLastError() {
 }
 
 void CLocalStorage::SetLastError(int nError) {
+    t_stCallFailure = {nError, 0};
     OSL_Guard guard(m_mtxLastError);
     m_nLastError = nError;
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "FileSystem/FileSystem.h"
+#include "LocalStorage/CallFailure.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
@@ -69,6 +70,7 @@ CLocalStorage::Attempt CLocalStorage::StoreImage(const std::string& strCameraID,
     }
     LogText("[wtb][CLocalStorage::WriteImage] IsDiskFull, m_strCurRecDir [%s/], pCameraID [%s]",
             strRecDir.c_str(), strCameraID.c_str());
+    t_stCallFailure = FailureOf(m_objDisks.CurrentLook());
     return Attempt::Failed;
 }
 
@@ -117,6 +119,7 @@ CLocalStorage::Attempt CLocalStorage::StoreImageOn(const std::string& strRecDir,
     }
     if (!turn || !IsAnswered(strRecDir, await)) {
         *pbWanted = false;
+        t_stCallFailure = {CALL_FAILED_DISK, 0};
         LogText(
             "[wtb][CLocalStorage::WriteImage] the disk gives no answer, given up, "
             "strImageFilePath[%s]",
@@ -126,6 +129,8 @@ CLocalStorage::Attempt CLocalStorage::StoreImageOn(const std::string& strRecDir,
     const storedImage stStored = stored.get();
     if (stStored.bOpened) CopyText(pImgPath, LOCALSTORAGE_PATH_SIZE, stPath.strPath);
     if (stStored.bOpened && stStored.nError == 0) return Attempt::Done;
+    t_stCallFailure = {stStored.bOpened ? CALL_FAILED_WRITE : STORAGE_ERROR_OPEN_FILE,
+                       stStored.nError};
     m_objDisks.NoteFailure(stPath.strPath, stStored.nError);
     if (stStored.bOpened) {
         m_objEvents.SendWriteFail(strCameraID, stStored.nError, nullptr);

@@ -5,12 +5,12 @@
 
 #include <cstring>
 
+#include "LocalStorage/CallFailure.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
 
 bool CLocalStorage::WriteData(char* pCameraID, unsigned int nDataType, char* pBuf,
                               unsigned int nSize, recFileInfo& stRecFileInfo) try {
-    constexpr unsigned int STREAM_HEADER = 1;
     if (!pBuf || !pCameraID) {
         // The method's name is misspelt in three texts that people search for.
         return Refuse("[wtb][CLocalStorage::WriteDate] NULL == pBuf || NULL == pCameraID");
@@ -23,10 +23,29 @@ bool CLocalStorage::WriteData(char* pCameraID, unsigned int nDataType, char* pBu
         return Refuse("[wtb][CLocalStorage::WriteDate] IsRecordChannelExist fail, strCameraID [%s]",
                       pCameraID);
     }
-    return nDataType == STREAM_HEADER ? WriteHeader(claim.Channel(), pBuf, nSize)
-                                      : WriteStream(claim.Channel(), pBuf, nSize);
+    return WriteClaimed(claim.Channel(), nDataType, pBuf, nSize);
 } catch (const std::exception&) {
     return OutOfMemory("WriteData");
+}
+
+CLocalStorage::ChannelEntry* CLocalStorage::FindChannel(const char* pCameraID,
+                                                        const recFileInfo& stRecFileInfo) {
+    return m_mapRecordChannel.Find(GetChannelKey(pCameraID, stRecFileInfo));
+}
+
+bool CLocalStorage::WriteData(ChannelEntry& entry, unsigned int nDataType, const char* pBuf,
+                              std::size_t nSize) noexcept try {
+    const CChannelClaim claim = m_mapRecordChannel.Claim(entry);
+    return WriteClaimed(claim.Channel(), nDataType, pBuf, nSize);
+} catch (const std::exception&) {
+    return OutOfMemory("WriteData");
+}
+
+bool CLocalStorage::WriteClaimed(recordChannel& channel, unsigned int nDataType, const char* pBuf,
+                                 std::size_t nSize) {
+    constexpr unsigned int STREAM_HEADER = 1;
+    if (nDataType != STREAM_HEADER) return WriteStream(channel, pBuf, nSize);
+    return WriteHeader(channel, pBuf, static_cast<std::uint32_t>(nSize));
 }
 
 // Every header is kept for the files to come. Deliberate: only the first goes into the current file
@@ -165,6 +184,7 @@ void CLocalStorage::ReportFailedClose(const std::string& strRecFilePath,
 
 void CLocalStorage::ReportLoss(const std::string& strRecFilePath, const std::string& strCameraID,
                                void* pUser, int nError) {
+    t_stCallFailure = {CALL_FAILED_WRITE, nError};
     m_objDisks.NoteFailure(strRecFilePath, nError);
     m_objEvents.SendWriteFail(strCameraID, nError, pUser);
 }
