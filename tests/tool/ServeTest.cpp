@@ -75,12 +75,18 @@ protected:
     std::uint16_t m_nPort = 0;
 };
 
-/// Three recordings in a row and one an hour later.
+/// Three recordings in a row and one an hour later; a picture, and others by way of links.
 void ImportFour() {
     for (const char* pClock : {"08:00:00", "08:00:06", "08:00:12", "09:00:00"}) {
         ExpectEnd(0, std::string("import --dir disk --camera 'my cam' --start '2024-03-05 ") +
                          pClock + "' streams/h264.mp4");
     }
+    PutFile("disk/ImageFile/20240305/my cam/20240305_080003.jpg", "a picture");
+    PutFile("elsewhere/20240305_080004.jpg", "secret");
+    const auto strLink = "disk/ImageFile/20240305/my cam/20240305_080005.jpg";
+    std::filesystem::create_symlink("../../../../elsewhere/20240305_080004.jpg", strLink);
+    std::filesystem::create_directory_symlink("../../../elsewhere",
+                                              "disk/ImageFile/20240305/linked");
 }
 
 TEST_F(ServeUse, ListJoinsWhatFollowsAndCutsToTheRange) {
@@ -113,6 +119,21 @@ TEST_F(ServeUse, ListJoinsWhatFollowsAndCutsToTheRange) {
                          {"/api/timeline?day=-2h", 400},
                          {"/api/timeline?day=2024-02-30", 400}};
     for (const auto& [pTarget, nStatus] : aFaults) Expect(pTarget, nStatus);
+}
+
+TEST_F(ServeUse, PicturesAreGivenAndNoLinkIsFollowed) {
+    ImportFour();
+    Serve();
+    const json js = GetJson("/api/pictures?camera=my%20cam&day=2024-03-05");
+    ASSERT_EQ(js.size(), 1u);
+    EXPECT_EQ(js[0]["time"], "2024-03-05T08:00:03+01:00");
+    const std::string strAnswer = Get(js[0]["url"].get<std::string>());
+    EXPECT_THAT(strAnswer, HasSubstr("Content-Type: image/jpeg\r\n"));
+    EXPECT_THAT(strAnswer, HasSubstr("Content-Length: 9\r\n"));
+    EXPECT_THAT(strAnswer, testing::EndsWith("\r\n\r\na picture"));
+    Expect("/api/picture?camera=my%20cam&time=2024-03-05T08:00:05%2B01:00", 404);
+    Expect("/api/picture?camera=linked&time=2024-03-05T08:00:04%2B01:00", 404);
+    Expect("/api/picture?camera=..&time=2024-03-05T08:00:04%2B01:00", 400);
 }
 
 /// Members of an object that the description leaves out, and the other way round.

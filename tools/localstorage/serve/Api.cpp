@@ -50,6 +50,14 @@ CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
            {"camera", "from", "to"},
            false,
            [this](const auto& st) { return Recordings(CParameterReader(st.mParameters)); }},
+          {"/api/pictures",
+           {"camera", "day"},
+           false,
+           [this](const auto& st) { return Pictures(st, CParameterReader(st.mParameters)); }},
+          {"/api/picture",
+           {"camera", "time"},
+           false,
+           [this](const auto& st) { return Picture(CParameterReader(st.mParameters)); }},
           {"/list",
            {"path", "start", "end"},
            false,
@@ -80,7 +88,11 @@ std::vector<recording> CApi::Find(const recordingFilter& stFilter) const {
 /// At least one.
 std::vector<recording> CApi::FindSome(const recordingFilter& stFilter) const {
     auto vFound = Find(stFilter);
-    if (!vFound.empty()) return vFound;
+    if (vFound.empty()) FindNothing();
+    return vFound;
+}
+
+void CApi::FindNothing() const {
     if (ReadableDirs().size() < m_vDirs.size()) {
         throw CFailure("not every record directory can be read, and the others hold nothing of it");
     }
@@ -165,4 +177,26 @@ httpAnswer CApi::Video(const CParameterReader& objReader) const {
         objWriter.Finish();
     };
     return {.eStatus = HTTP_OK, .strType = "video/mp4", .strBody = {}, .fnBody = Send};
+}
+
+httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const {
+    const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
+    std::vector<JsonObject> vPictures;
+    for (const picture& st : FindPictures(ReadableDirs(), {strCamera}, objReader.Day("day"))) {
+        const std::string strTime = FormatIso(st.tTaken);
+        vPictures.push_back({{"time", strTime},
+                             {"bytes", st.nBytes},
+                             {"url", stRequest.strOrigin + "/api/picture?camera=" +
+                                         UrlEncoded(strCamera) + "&time=" + UrlEncoded(strTime)}});
+    }
+    return JsonAnswer(vPictures);
+}
+
+httpAnswer CApi::Picture(const CParameterReader& objReader) const {
+    const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
+    const UtcTime tTime = Needed(objReader.Time("time"), "time");
+    const auto vFound =
+        FindPictures(ReadableDirs(), {strCamera}, timeSpan{tTime, tTime + Seconds(1)});
+    if (vFound.empty()) FindNothing();
+    return FileAnswer(std::make_shared<COpenFile>(vFound.front().Path()), "image/jpeg");
 }

@@ -43,7 +43,10 @@ private:
     httpAnswer List(const httpRequest& stRequest, const CParameterReader& objReader) const;
 
     httpAnswer Video(const CParameterReader& objReader) const;
+    httpAnswer Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const;
+    httpAnswer Picture(const CParameterReader& objReader) const;
 
+    [[noreturn]] void FindNothing() const;
     std::vector<std::string> ReadableDirs() const;
     std::vector<recording> Find(const recordingFilter& stFilter) const;
     std::vector<recording> FindSome(const recordingFilter& stFilter) const;

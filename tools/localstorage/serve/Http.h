@@ -3,14 +3,18 @@
 #ifndef LOCALSTORAGE_TOOL_SERVE_HTTP_H
 #define LOCALSTORAGE_TOOL_SERVE_HTTP_H
 
+#include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "base/Failure.h"
+#include "base/OpenFile.h"
 #include "screen/Json.h"
 
 enum httpStatus : unsigned {
@@ -51,14 +55,17 @@ using BytesSink = std::function<void(std::string_view)>;
 
 struct httpAnswer {
     httpStatus eStatus = HTTP_OK;
-    std::string strType;
-    std::string strBody;
+    std::string strType = {};
+    std::string strBody = {};
     /// Makes the body while it is sent, in place of `strBody`. What it throws before the first byte
     /// becomes the answer.
     std::function<void(const BytesSink&)> fnBody = {};
+    std::optional<std::uint64_t> optLength = {};  ///< of that body, where it is known
     std::vector<std::pair<std::string, std::string>> vHeaders = {};
 };
 
+/// The bytes that a file has now.
+httpAnswer FileAnswer(std::shared_ptr<const COpenFile> pFile, const std::string& strType);
 httpAnswer JsonAnswer(const CJson& js, httpStatus eStatus = HTTP_OK);
 httpAnswer ErrorAnswer(httpStatus eStatus, const std::string& strText);
 

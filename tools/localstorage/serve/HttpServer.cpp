@@ -53,7 +53,8 @@ void FreeExchange(void* pExchange) {
 
 MHD_Response* MakeResponse(const httpAnswer& st, const SharedExchange& pExchange) {
     if (st.fnBody) {
-        return MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, BLOCK_SIZE, ReadBody,
+        return MHD_create_response_from_callback(st.optLength.value_or(MHD_SIZE_UNKNOWN),
+                                                 BLOCK_SIZE, ReadBody,
                                                  new SharedExchange(pExchange), FreeExchange);
     }
     return MHD_create_response_from_buffer(st.strBody.size(), const_cast<char*>(st.strBody.data()),
