@@ -200,6 +200,40 @@ TEST_F(ServeUse, WhoeverDoesNotKnowTheTokenIsRefused) {
     Expect("/api/status", 404, "Authorization: Bearer 0123456789abcdef\r\n");
 }
 
+TEST_F(ServeUse, ABrowserLogsInOnceAndIsKnownByItsCookie) {
+    PutFile("./token", "0123456789 ab;+=\n");
+    Serve("--dir . --token-file token --base-path /x");
+    const auto LogIn = [&](const std::string& strForm) {
+        return Ask(m_nPort,
+                   "POST /x/login HTTP/1.0\r\nContent-Type: application/x-www-form-urlencoded\r\n"
+                   "Content-Length: " +
+                       std::to_string(strForm.size()) + "\r\n\r\n" + strForm);
+    };
+    const std::string strSent = Get("/x/api/status", "Accept: text/html,*/*\r\n");
+    EXPECT_THAT(strSent, HasSubstr(" 302 "));
+    EXPECT_THAT(strSent, HasSubstr("Location: /x/login\r\n"));
+    EXPECT_THAT(Get("/x/login"), HasSubstr("<form method=\"post\">"));
+    for (const std::string& strWrong :
+         {std::string("token=0123456789+ab%3b%2b"), std::string("token="), std::string(),
+          "token=" + std::string(50'000, '0')}) {
+        const std::string strAnswer = LogIn(strWrong);
+        EXPECT_THAT(strAnswer, HasSubstr(" 401 ")) << strWrong;
+        EXPECT_THAT(strAnswer, HasSubstr("That is not the token."));
+        EXPECT_THAT(strAnswer, testing::Not(HasSubstr("Set-Cookie")));
+    }
+    const std::string strAnswer = LogIn("a=b&token=0123456789+ab%3b%2b%3d&c");
+    EXPECT_THAT(strAnswer, HasSubstr(" 303 "));
+    EXPECT_THAT(strAnswer, HasSubstr("Location: /x/\r\n"));
+    const std::string strCookie = "localstorage_token=0123456789%20ab%3B%2B%3D";
+    EXPECT_THAT(strAnswer, HasSubstr("Set-Cookie: " + strCookie +
+                                     "; HttpOnly; SameSite=Strict; Path=/x/\r\n"));
+    Expect("/x/api/status", 200, "Cookie: a=b; " + strCookie + "; c=d\r\n");
+    Expect("/x/api/status", 401, "Cookie: " + strCookie + "0\r\n");
+    Expect("/x/api/status", 401, "Cookie: localstorage_token=\r\n");
+    EXPECT_THAT(Ask(m_nPort, "POST /x/api/status HTTP/1.0\r\nContent-Length: 0\r\n\r\n"),
+                HasSubstr(" 405 "));
+}
+
 TEST_F(ServeUse, NoNameThatLeadsHereReadsWithoutAToken) {
     Serve("--dir .");
     Expect("/api/status", 403, "Host: evil.example:9996\r\n");

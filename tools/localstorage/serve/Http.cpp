@@ -9,6 +9,11 @@ constexpr std::size_t FILE_BLOCK = 128 << 10;
 
 }  // namespace
 
+bool httpAnswer::HasHeader(std::string_view strName) const {
+    return std::any_of(vHeaders.begin(), vHeaders.end(),
+                       [&](const auto& st) { return st.first == strName; });
+}
+
 httpAnswer FileAnswer(std::shared_ptr<const COpenFile> pFile, const std::string& strType) {
     const std::uint64_t nSize = pFile->Size();
     const auto Send = [=](const BytesSink& fnSink) {
@@ -36,10 +41,7 @@ httpAnswer AnswerOfException() {
     try {
         throw;
     } catch (const CHttpFailure& error) {
-        httpAnswer st = ErrorAnswer(error.Status(), error.what());
-        if (st.eStatus == HTTP_UNAUTHORIZED) st.vHeaders = {{"WWW-Authenticate", "Bearer"}};
-        if (st.eStatus == HTTP_METHOD_NOT_ALLOWED) st.vHeaders = {{"Allow", "GET, HEAD"}};
-        return st;
+        return ErrorAnswer(error.Status(), error.what());
     } catch (const CFailure& error) {
         return ErrorAnswer(HTTP_UNAVAILABLE, error.what());
     } catch (const std::system_error& error) {
