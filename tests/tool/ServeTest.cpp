@@ -6,9 +6,11 @@
 #include <sys/socket.h>
 #include <thread>
 
+#include "Catalogue/Status.h"
 #include "RunTool.h"
-#include "media/ClipSource.h"
+#include "media/MediaInput.h"
 #include "serve/Api.h"
+#include "serve/Parameters.h"
 
 namespace {
 
@@ -37,6 +39,10 @@ std::string Ask(std::uint16_t nPort, const std::string& strBytes,
     return strAnswer;
 }
 
+std::string BodyOf(const std::string& strAnswer) {
+    return strAnswer.substr(strAnswer.find("\r\n\r\n") + 4);
+}
+
 class ServeUse : public CToolTest {
 protected:
     ~ServeUse() override {
@@ -61,7 +67,7 @@ protected:
     json GetJson(const std::string& strTarget) const {
         const std::string strAnswer = Get(strTarget);
         EXPECT_THAT(strAnswer, HasSubstr(" 200 OK\r\n")) << strTarget;
-        return json::parse(strAnswer.substr(strAnswer.find("\r\n\r\n") + 4), nullptr, false);
+        return json::parse(BodyOf(strAnswer), nullptr, false);
     }
     void Expect(const std::string& strTarget, int nStatus,
                 const std::string& strHeaders = "") const {
@@ -74,6 +80,14 @@ protected:
     std::string m_strUrl;
     std::uint16_t m_nPort = 0;
 };
+
+std::size_t CountPackets(const std::string& strPath, EAudio eAudio) {
+    const openMedia stMedia = OpenMedia(strPath, nullptr, {.eAudio = eAudio});
+    const avPointer<AVPacket> pPacket(av_packet_alloc());
+    std::size_t nPackets = 0;
+    while (NextPacket(stMedia, *pPacket)) ++nPackets;
+    return nPackets;
+}
 
 /// Three recordings in a row and one an hour later; a picture, and others by way of links.
 void ImportFour() {
@@ -248,14 +262,73 @@ TEST_F(ServeUse, AClipIsStreamedOverSeveralRecordings) {
     const std::string strTarget = "/get?path=my%20cam&start=2024-03-05T07:00:00Z&duration=";
     const std::string strAnswer = Get(strTarget + "18");
     EXPECT_THAT(strAnswer, HasSubstr("Content-Type: video/mp4\r\n"));
-    PutFile("./clip.mp4", strAnswer.substr(strAnswer.find("\r\n\r\n") + 4));
+    PutFile("./clip.mp4", BodyOf(strAnswer));
     const openMedia stMedia = OpenMedia("clip.mp4", nullptr);
-    EXPECT_EQ(ScanFrames(stMedia, [](std::size_t) {}).vFrames.size(), 450u);
+    EXPECT_EQ(CountPackets("clip.mp4", EAudio::No), 450u);
     EXPECT_GE(stMedia.pStream->codecpar->extradata_size, 20) << "players need its parameter sets";
     for (const char* pWrong : {"0", "-1", "1e3", "nan", "inf", "99999999", "1s", ""}) {
         Expect(strTarget + pWrong, 400);
     }
     Expect("/get?path=my%20cam&start=2024-03-05T10:00:00Z&duration=10", 404);
+}
+
+/// Writes a file as a host does that records: a little now, a little later.
+void Grow(const std::string& strPath, const std::string& strBytes) {
+    PutFile(strPath);
+    std::ofstream file(strPath, std::ios::binary | std::ios::app);
+    constexpr std::size_t PIECES = 40;
+    for (std::size_t n = 0; n < PIECES; ++n) {
+        const std::size_t nFrom = strBytes.size() * n / PIECES;
+        file << strBytes.substr(nFrom, strBytes.size() * (n + 1) / PIECES - nFrom) << std::flush;
+        std::this_thread::sleep_for(std::chrono::milliseconds(40));
+    }
+}
+
+class ServeGrowing : public ServeUse, public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Containers, ServeGrowing, testing::Values("ts", "es"));
+
+TEST_P(ServeGrowing, WhatIsRecordedIsFollowedUntilTheCameraIsSilent) {
+    ExpectEnd(0, std::string("record --dir made --no-stamps --pace fast --container ") +
+                     GetParam() + " --camera a=streams/sound.mkv");
+    const std::string strBytes = GetFile(RecordFilesBelow("made").at(0));
+    const UtcTime tNow = Now();
+    const auto PathOf = [](UtcTime t) {
+        const std::string strDay = DayName(ToLocal(t));
+        const std::string strTime = FormatTime(ToLocal(t));
+        return "disk/RecordFile/" + strDay + "/a/" + strDay + "_" + strTime.substr(11, 2) +
+               strTime.substr(14, 2) + strTime.substr(17) + ".mp4";
+    };
+    const std::string aPaths[] = {PathOf(tNow), PathOf(tNow + Seconds(6))};
+    PutFile(aPaths[0]);
+    Serve();
+    const std::string strTarget =
+        "/get?path=a&start=" + UrlEncoded(FormatIso(std::chrono::floor<Seconds>(tNow)));
+    std::string strSpan;
+    std::thread objViewer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(800));
+        strSpan = Get(strTarget + "&duration=60");
+    });
+    std::thread objHost([&] {
+        Grow(aPaths[0], strBytes);
+        objViewer.join();
+        Grow(aPaths[1], strBytes);
+        for (const std::string& str : aPaths) {
+            const auto tLongAgo = std::filesystem::last_write_time(str) - CAMERA_SILENCE;
+            std::filesystem::last_write_time(str, tLongAgo);
+        }
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const std::string strFollowed = Get(strTarget);
+    objHost.join();
+    PutFile("./recording", strBytes);
+    PutFile("./followed", BodyOf(strFollowed));
+    PutFile("./span", BodyOf(strSpan));
+    const std::size_t nFrames = CountPackets("recording", EAudio::No);
+    EXPECT_EQ(CountPackets("followed", EAudio::No), 2 * nFrames);
+    EXPECT_EQ(CountPackets("followed", EAudio::Yes) > 2 * nFrames, GetParam() == std::string("ts"));
+    EXPECT_GT(CountPackets("span", EAudio::No), 5u);
+    EXPECT_LT(CountPackets("span", EAudio::No), nFrames) << "it is not followed";
 }
 
 TEST_F(ServeUse, ADiskThatIsGoneIsToldAndTheOtherOnesServe) {

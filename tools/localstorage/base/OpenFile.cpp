@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "base/Failure.h"
+#include "base/System.h"
 #include "base/Text.h"
 
 namespace {
@@ -29,9 +30,19 @@ COpenFile::~COpenFile() {
 }
 
 std::uint64_t COpenFile::Size() const {
+    return static_cast<std::uint64_t>(Look().st_size);
+}
+
+UtcTime COpenFile::LastChange() const {
+    const struct stat st = Look();
+    return UtcTime(std::chrono::seconds(st.st_mtime) +
+                   std::chrono::microseconds(NanosecondsOfChange(st) / 1000));
+}
+
+struct stat COpenFile::Look() const {
     struct stat st = {};
     if (fstat(m_nFile, &st) != 0) Fail("look at");
-    return static_cast<std::uint64_t>(st.st_size);
+    return st;
 }
 
 std::size_t COpenFile::Read(std::uint64_t nAt, std::span<char> stBuffer) const {

@@ -7,6 +7,9 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <sys/stat.h>
+
+#include "base/Times.h"
 
 /// Every call says at which byte, so threads may share it. All throw CFailure.
 class COpenFile {
@@ -20,10 +23,13 @@ public:
 
     /// Bytes that it has now.
     std::uint64_t Size() const;
+    /// When its content was changed last.
+    UtcTime LastChange() const;
     /// How many bytes were read; 0 at the end alone.
     std::size_t Read(std::uint64_t nAt, std::span<char> stBuffer) const;
 
 private:
+    struct stat Look() const;
     [[noreturn]] void Fail(const char* pWhat) const;
 
     const std::string m_strPath;

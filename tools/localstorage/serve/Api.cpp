@@ -7,6 +7,7 @@
 #include "base/Times.h"
 #include "media/ClipJoin.h"
 #include "screen/RecordsJson.h"
+#include "serve/Follow.h"
 #include "serve/Parameters.h"
 
 namespace {
@@ -23,6 +24,11 @@ recordingFilter FilterFor(const std::optional<std::string>& optCamera, const tim
     if (optCamera) st.vCameras = {*optCamera};
     if (stRange != ALL_DAYS) st.stRange = stRange;
     return st;
+}
+
+/// Whether more of a recording is on its way that was changed last then: the rest of a frame.
+bool IsBeingWritten(const recording&, UtcTime tChange) {
+    return Now() - tChange < Seconds(2);
 }
 
 /// Where the video of a span is.
@@ -159,24 +165,59 @@ httpAnswer CApi::List(const httpRequest& stRequest, const CParameterReader& objR
     return JsonAnswer(vList);
 }
 
+/// Writes what is asked for, to its end.
+void CApi::Join(const clipRequest& st, CClipTarget& objTarget) const {
+    CClipWriter objWriter(objTarget);
+    joinGrowth stGrowth{.fnGrows = IsBeingWritten};
+    std::optional<CFollow> optFollow;
+    if (st.bFollow) {
+        optFollow.emplace(
+            [&](const timeSpan& stRange) { return Find(FilterFor(st.strCamera, stRange)); },
+            st.vFound.back());
+        stGrowth = {.fnGrows = [&](const recording& stThis,
+                                   UtcTime tChange) { return optFollow->Grows(stThis, tChange); },
+                    .fnNext = [&] { return optFollow->Next(); }};
+    }
+    try {
+        CClipJoin(objWriter, st.stRange, st.vFound, m_bStop, {}, stGrowth).Run();
+    } catch (const CNothingToShow&) {
+        throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
+    }
+    objWriter.Finish();
+}
+
+CApi::clipRequest CApi::ReadClipRequest(const CParameterReader& objReader) const {
+    clipRequest st;
+    st.strCamera = Needed(objReader.Camera("path"), "path");
+    const UtcTime tNow = Now(), tStart = Needed(objReader.Time("start"), "start");
+    const auto optLength = objReader.Length("duration");
+    st.bFollow = !optLength;
+    if (st.bFollow) {
+        st.stRange = {std::min(tStart, tNow), EVER.tEnd};
+        // What is being recorded reaches up to now, whenever it was written to last.
+        st.vFound =
+            FindSome(FilterFor(st.strCamera, {st.stRange.tStart - CAMERA_SILENCE, ALL_DAYS.tEnd}));
+        st.vFound.erase(
+            st.vFound.begin(),
+            std::find_if(st.vFound.begin(), std::prev(st.vFound.end()),
+                         [&](const recording& stOne) { return stOne.tEnd > st.stRange.tStart; }));
+    } else {
+        st.stRange = {tStart, tStart + *optLength};
+        st.vFound = FindSome(FilterFor(st.strCamera, st.stRange));
+        // What is recorded from now on is not waited for.
+        st.stRange.tEnd = std::min(st.stRange.tEnd, std::max(tNow, tStart));
+    }
+    return st;
+}
+
 /// A clip is made while it is sent: by the thread of the request, which pushes, as the muxer does.
 httpAnswer CApi::Video(const CParameterReader& objReader) const {
-    const std::string strCamera = Needed(objReader.Camera("path"), "path");
-    const UtcTime tStart = Needed(objReader.Time("start"), "start");
-    const timeSpan stRange{tStart, tStart + Needed(objReader.Length("duration"), "duration")};
     objReader.Word("format", {"fmp4"});
-    const auto vFound = FindSome(FilterFor(strCamera, stRange));
-    const auto Send = [=, this](const BytesSink& fnSink) {
+    const auto Send = [this, st = ReadClipRequest(objReader)](const BytesSink& fnSink) {
         CClipStream objStream(fnSink);
-        CClipWriter objWriter(objStream);
-        try {
-            CClipJoin(objWriter, stRange, vFound, m_bStop).Run();
-        } catch (const CNothingToShow&) {
-            throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
-        }
-        objWriter.Finish();
+        Join(st, objStream);
     };
-    return {.eStatus = HTTP_OK, .strType = "video/mp4", .strBody = {}, .fnBody = Send};
+    return {.eStatus = HTTP_OK, .strType = "video/mp4", .fnBody = Send};
 }
 
 httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const {

@@ -13,6 +13,7 @@
 #include "Catalogue/Catalogue.h"
 #include "serve/Http.h"
 
+class CClipTarget;
 class CParameterReader;
 
 class CApi {
@@ -42,6 +43,15 @@ private:
     httpAnswer Recordings(const CParameterReader& objReader) const;
     httpAnswer List(const httpRequest& stRequest, const CParameterReader& objReader) const;
 
+    /// Video that is asked for.
+    struct clipRequest {
+        std::string strCamera;
+        timeSpan stRange;
+        std::vector<recording> vFound;  ///< at least one
+        bool bFollow = false;           ///< and what is recorded from now on
+    };
+    clipRequest ReadClipRequest(const CParameterReader& objReader) const;
+    void Join(const clipRequest& st, CClipTarget& objTarget) const;
     httpAnswer Video(const CParameterReader& objReader) const;
     httpAnswer Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const;
     httpAnswer Picture(const CParameterReader& objReader) const;
