@@ -178,6 +178,17 @@ std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
     return vFound;
 }
 
+std::set<std::string> FindDays(const std::vector<std::string>& vDirs) {
+    std::set<std::string> setDays;
+    for (const std::string& strDir : vDirs) {
+        for (const std::string& strFolder : RecordFolders(strDir)) {
+            const auto vDays = DaysOf(strDir + "/" + strFolder);
+            setDays.insert(vDays.begin(), vDays.end());
+        }
+    }
+    return setDays;
+}
+
 std::vector<picture> FindPictures(const std::vector<std::string>& vDirs,
                                   const std::vector<std::string>& vCameras,
                                   const std::optional<timeSpan>& stRange) {

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,10 @@ struct recordingFilter {
 /// std::system_error when a directory cannot be read.
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter);
+
+/// The days in which recordings begin, by the names of their folders. Throws std::system_error
+/// when a directory cannot be read.
+std::set<std::string> FindDays(const std::vector<std::string>& vDirs);
 
 /// One picture on disk.
 struct picture {

@@ -56,7 +56,8 @@ public:
     const std::string& Name() const override { return m_strName; }
     /// No fragment is longer than half a second, or what is live would be late.
     const char* Layout() const override {
-        return "movflags=frag_keyframe+delay_moov+default_base_moof:frag_duration=500000";
+        return "movflags=frag_keyframe+delay_moov+default_base_moof:frag_duration=500000:"
+               "write_prft=wallclock";  // of capture, as packets tell it
     }
     AVIOContext* Open(int& nError) override;
     void Finish() override;

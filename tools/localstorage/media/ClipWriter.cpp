@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "base/Failure.h"
 
 namespace {
+
+/// What ISO/IEC 14496-12 calls a producer's time that is the one of capture.
+constexpr int CAPTURED = 24;
 
 /// Frames that are decoded this many places before they are shown, at most.
 std::size_t Reordering(const std::vector<std::size_t>& vPlaces) {
@@ -99,6 +103,14 @@ int CClipWriter::WritePacket(ETrack eTrack, AVPacket& stPacket) {
     return av_write_frame(m_pFormat.get(), &stPacket);
 }
 
+void CClipWriter::SetTaken(AVPacket& stPacket, UtcTime tTaken) {
+    std::uint8_t* pData =
+        av_packet_new_side_data(&stPacket, AV_PKT_DATA_PRFT, sizeof(AVProducerReferenceTime));
+    if (!pData) throw CFailure("no memory to write a clip");
+    const AVProducerReferenceTime st{tTaken.time_since_epoch().count(), CAPTURED};
+    std::memcpy(pData, &st, sizeof(st));
+}
+
 void CClipWriter::Append(const AVCodecParameters& stVideo, const PacketFunction& fnNext,
                          const clipFrames& stFrames, const frameRange& stRange, double fStep,
                          bool bContinues, UtcTime tBegin) {
@@ -118,6 +130,7 @@ void CClipWriter::Append(const AVCodecParameters& stVideo, const PacketFunction&
         if (nPlace < nFirstPlace && !bContinues) continue;
         const std::int64_t nShow = TimeAt(nPlace), nNext = TimeAt(nPlace + 1);
         const packetTimes stTimes{nShow, TimeAt(n) - (TimeAt(nDelay) - TimeAt(0))};
+        SetTaken(*pPacket, tBegin + FromSeconds(static_cast<double>(nShow - nBegin) / TICKS));
         Write(ETrack::Video, *pPacket, stTimes, nNext - nShow);
     }
 }

@@ -31,6 +31,8 @@ public:
     /// Writes a packet, times and length in ticks from the clip's beginning; one that is damaged is
     /// left out and counted. Throws CFailure.
     void Write(ETrack eTrack, AVPacket& stPacket, packetTimes stTimes, std::int64_t nLength);
+    /// Lets a picture tell when it was taken, where the target keeps that.
+    static void SetTaken(AVPacket& stPacket, UtcTime tTaken);
     /// Where the next picture goes, in ticks, and where the next sound.
     std::int64_t End() const { return m_nEnd; }
     std::int64_t AudioEnd() const { return m_nAudioEnd; }

@@ -7,6 +7,7 @@
 #include "base/Times.h"
 #include "media/ClipJoin.h"
 #include "screen/RecordsJson.h"
+#include "serve/Assets.h"
 #include "serve/Follow.h"
 #include "serve/Parameters.h"
 
@@ -31,6 +32,17 @@ bool IsBeingWritten(const recording&, UtcTime tChange) {
     return Now() - tChange < Seconds(2);
 }
 
+/// A file of the page, which may load nothing but what is served here.
+httpAnswer AssetAnswer(const asset& st) {
+    return {
+        .eStatus = HTTP_OK,
+        .strType = st.pType,
+        .strBody = std::string(st.strBytes),
+        .vHeaders = {{"Content-Security-Policy",
+                      "default-src 'self'; media-src blob:; object-src 'none'; base-uri 'none'; "
+                      "frame-ancestors 'none'"}}};
+}
+
 /// Where the video of a span is.
 std::string VideoUrl(const httpRequest& stRequest, const std::string& strCamera,
                      const timeSpan& stSpan) {
@@ -48,6 +60,7 @@ CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
           {"/healthz", {}, true, [this](const auto&) { return Health(); }},
           {"/api/cameras", {}, false, [this](const auto&) { return Cameras(); }},
           {"/api/status", {}, false, [this](const auto&) { return Status(); }},
+          {"/api/days", {}, false, [this](const auto&) { return Days(); }},
           {"/api/timeline",
            {"day"},
            false,
@@ -75,6 +88,7 @@ CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
       } {}
 
 httpAnswer CApi::Answer(const httpRequest& stRequest) const {
+    if (const asset* pAsset = FindAsset(stRequest.strPath)) return AssetAnswer(*pAsset);
     const auto it = std::find_if(m_vRoutes.begin(), m_vRoutes.end(),
                                  [&](const route& st) { return st.strPath == stRequest.strPath; });
     if (it == m_vRoutes.end()) throw CHttpFailure(HTTP_NOT_FOUND, "there is nothing of this name");
@@ -130,6 +144,14 @@ httpAnswer CApi::Status() const {
         vDisks.push_back({{"dir", strDir}, {"error", "it cannot be read"}});
     }
     return JsonAnswer(vDisks);
+}
+
+httpAnswer CApi::Days() const {
+    std::vector<JsonObject> vDays;
+    for (const std::string& strDay : FindDays(ReadableDirs())) {
+        vDays.push_back({{"day", DayText(strDay)}});
+    }
+    return JsonAnswer(vDays);
 }
 
 httpAnswer CApi::Timeline(const CParameterReader& objReader) const {

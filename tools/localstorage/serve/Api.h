@@ -39,6 +39,7 @@ private:
     httpAnswer Health() const;
     httpAnswer Cameras() const;
     httpAnswer Status() const;
+    httpAnswer Days() const;
     httpAnswer Timeline(const CParameterReader& objReader) const;
     httpAnswer Recordings(const CParameterReader& objReader) const;
     httpAnswer List(const httpRequest& stRequest, const CParameterReader& objReader) const;
