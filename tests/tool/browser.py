@@ -30,7 +30,7 @@ class Server:
 class Page:
     """The page in a browser of its own."""
 
-    def __init__(self, url, width=1280, height=860, dark=False, downloads=None):
+    def __init__(self, url, width=1280, height=900, dark=False, downloads=None):
         options = webdriver.ChromeOptions()
         # No sandbox: root has none. The rest keeps small machines and containers going.
         for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu",

@@ -157,6 +157,16 @@ class PageTest(unittest.TestCase):
         self.page.find("#day").click()
         self.assertEqual([day.text for day in self.page.all("#calendar .recorded")], ["5"])
 
+    def test_only_those_who_know_the_token_get_in(self):
+        token = self.root / "token"
+        token.write_text("correct horse battery\n")
+        with Server(TOOL, "--dir", self.root / "disk1", "--token-file", token, "--base-path", "/x") as server, \
+                Page(server.url) as page:
+            page.find("#token").send_keys("another horse battery", Keys.ENTER)
+            page.wait(lambda: "That is not the token." in page.text("form"), "refusal")
+            page.find("#token").send_keys("correct horse battery", Keys.ENTER)
+            page.bar("door")
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -46,11 +46,16 @@ export class Bar {
         this.spans = joined(this.spans);
     }
 
+    get hasPictures() {
+        return this.#pictures.length > 0;
+    }
+
     setPictures(pictures) {
         this.#pictures = pictures.map(({ time }) => ({
             time: parse(time),
             url: address('api/picture', { camera: this.camera, time }),
         }));
+        this.strip.hidden = !this.hasPictures;
         this.#drawPictures();
     }
 

@@ -17,7 +17,10 @@ export function listenToControls(stage, view, range, goLive) {
     click('wider', () => zoom(2));
     click('whole', () => view.zoom(Infinity));
     click('help', () => byId('keys').showModal());
-    byId('speed').onchange = (event) => stage.setSpeed(Number(event.target.value));
+    byId('speed').onchange = ({ target }) => {
+        stage.setSpeed(Number(target.value));
+        target.blur(); // keys are for the page again
+    };
 
     function zoom(factor) {
         const { time } = stage;

@@ -46,9 +46,10 @@ function cameraItem({ camera, state, last }) {
     const stopped = state === 'stopped';
     const when = time !== null && dayOf(time) !== dayOf(now()) ? dayText(dayOf(time), SHORT) : clockText(time ?? 0);
     const text = stopped
-        ? `stopped ${lengthText(now() - time)} ago, ${when}`
-        : state === 'recording' ? 'recording' : `stored up to ${when}`;
-    return make('li', { className: stopped ? 'bad' : '' }, make('strong', { title: camera }, camera), make('span', {}, text));
+        ? `stopped ${lengthText(now() - time)} ago`
+        : state === 'recording' ? 'recording' : `up to ${when}`;
+    return make('li', { className: stopped ? 'camera bad' : 'camera', title: `${camera}: the last at ${when}` },
+        make('strong', {}, camera), make('span', {}, text));
 }
 
 const count = (number, one, many) => `${number} ${number === 1 ? one : many}`;

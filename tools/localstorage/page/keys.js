@@ -2,12 +2,12 @@
 
 /** Whether the element takes the key itself. */
 const takes = (element, key) =>
-    /^(INPUT|SELECT|TEXTAREA)$/.test(element.tagName) ||
-    (/^(BUTTON|A)$/.test(element.tagName) && (key === ' ' || key === 'Enter'));
+    element.matches('select') || (element.matches('button, a, input') && (key === ' ' || key === 'Enter'));
 
 /** What keys do, by name: everywhere, and on a camera's bar, where they are told which. */
 export function listenToKeys(everywhere, onBar) {
     addEventListener('keydown', (event) => {
+        if (document.querySelector('dialog[open]')) return;
         if (event.ctrlKey || event.altKey || event.metaKey || takes(event.target, event.key)) return;
         const shifted = event.shiftKey && event.key.length > 1;
         const name = (shifted ? 'Shift+' : '') + event.key;

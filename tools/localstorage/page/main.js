@@ -28,7 +28,7 @@ const view = new View();
 const range = new Range();
 const stage = new Stage(byId('screens'), isRecording);
 const timeline = new Timeline(view, stage, range);
-const days = new Days((day) => showDay(day));
+const days = new Days((day) => showDay(day).catch(report));
 
 function report(error) {
     byId('trouble').textContent = error ? `Cannot ask the server: ${error.message}.` : '';
@@ -130,7 +130,7 @@ listenToKeys({
     'i': () => range.markFrom(stage.time),
     'o': () => range.markTo(stage.time),
     'Escape': () => range.clear(),
-    'd': () => byId('downloads').querySelector('a')?.click(),
+    'd': () => byId('downloads').querySelectorAll('a').forEach((link) => link.click()),
     'l': goLive,
     'm': () => stage.toggleSound(),
     '?': () => byId('keys').showModal(),

@@ -9,11 +9,14 @@ const DAY = 86400000;
 const GAP = 2000; // ms without recording that are told
 const LIVE = 15000; // ms back from now that are followed while they grow
 const MINUTE = 60000;
+const PAUSE = 300; // ms from one opening to the next
 
 export class Player {
     #stream = null;
     #target = 0;
     #placed = false;
+    #waiting = null; // to be opened
+    #opened = -Infinity;
     failed = false;
     #words = make('p', { className: 'words' });
 
@@ -35,17 +38,26 @@ export class Player {
 
     /** Shows a moment: out of what is there, else from the server. */
     jump(wall) {
-        const place = this.#placed ? this.#stream?.placeOf(wall) ?? null : null;
-        this.#target = wall;
-        if (place === null) return this.#open(wall);
+        const place = this.#placed ? this.#stream.placeOf(wall) : null;
+        if (place === null) return this.#openSoon(wall);
         this.video.currentTime = place;
         this.say('');
+    }
+
+    /** At once, but not again and again while a key is held down. */
+    #openSoon(wall) {
+        this.close();
+        this.#target = wall;
+        const wait = this.#opened + PAUSE - performance.now();
+        if (wait <= 0) this.#open(wall);
+        else this.#waiting = setTimeout(() => this.#open(wall), wait);
     }
 
     #open(wall) {
         this.close();
         this.failed = false;
         this.#target = wall;
+        this.#opened = performance.now();
         const live = this.isRecording() && wall > now() - LIVE;
         const stream = new Stream(this.video, this.camera, wall, live ? null : DAY / 1000, (error) => {
             if (stream === this.#stream) this.#breakOff(error);
@@ -55,6 +67,8 @@ export class Player {
     }
 
     close() {
+        clearTimeout(this.#waiting);
+        this.#waiting = null;
         this.#stream?.close();
         this.#stream = null;
         this.#placed = false;
@@ -87,21 +101,23 @@ export class Player {
         this.element.classList.toggle('wordy', text !== '');
     }
 
-    /** The moment that is shown; null when there is nothing to wait for. */
+    /** The moment that is shown, or is about to be; null when there is nothing to wait for. */
     get time() {
-        if (!this.#stream) return null;
-        if (!this.#placed) {
-            if (!this.#stream.begun) return this.#target;
-            // Its place is in the first fragments, or nothing is recorded up to them.
-            const place = this.#stream.placeOf(this.#target);
-            const { ended, fragments } = this.#stream;
-            const comes = place === null && fragments[0].wall < this.#target;
-            if (comes && !ended) return this.#target;
-            this.video.currentTime = place ?? (comes ? this.video.duration : 0);
-            this.#placed = true;
-        }
-        if (this.#stream.ended && this.video.ended) return null;
-        return this.#stream.wallAt(this.video.currentTime);
+        if (this.#waiting) return this.#target;
+        if (!this.#stream || (this.#stream.ended && this.video.ended)) return null;
+        return this.#placed ? this.#stream.wallAt(this.video.currentTime) : this.#target;
+    }
+
+    /** Goes to the asked moment as soon as that has come. */
+    #place() {
+        if (this.#placed || !this.#stream?.begun) return;
+        const { ended, fragments } = this.#stream;
+        const place = this.#stream.placeOf(this.#target);
+        const comes = place === null && fragments[0].wall < this.#target;
+        if (comes && !ended) return;
+        // Where nothing is recorded, what comes next is shown.
+        this.video.currentTime = place ?? (comes ? this.video.duration : 0);
+        this.#placed = true;
     }
 
     get frameLength() {
@@ -110,7 +126,8 @@ export class Player {
 
     /** Goes on, or waits for the others, which are at `wall`. */
     keepStep(wall, playing, speed) {
-        const time = this.time;
+        this.#place();
+        const { time } = this;
         if (time === null) return this.#end();
         if (!this.#placed) return;
         const ahead = time - wall;

@@ -44,13 +44,15 @@ export class Timeline {
             this.#rows.delete(camera);
             this.#bars.delete(camera);
         }
-        for (const camera of names) {
+        names.forEach((camera, place) => {
             if (!this.#rows.has(camera)) this.#addRow(camera);
             const row = this.#rows.get(camera);
             row.element.classList.toggle('stopped', cameras.some((one) => one.camera === camera && one.state === 'stopped'));
             this.bar(camera).setDay(days.find((day) => day.camera === camera));
-            byId('rows').append(row.element);
-        }
+            // What has the focus would lose it by being moved.
+            const there = byId('rows').children[place];
+            if (there !== row.element) byId('rows').insertBefore(row.element, there ?? null);
+        });
         byId('empty').hidden = names.length > 0;
         this.#drawLegend();
         this.#showStage();
@@ -65,7 +67,7 @@ export class Timeline {
         });
         const box = make('input', { type: 'checkbox', onchange: () => this.#choose(camera, box.checked) });
         box.ariaLabel = `Show ${camera} beside the others`;
-        const label = make('label', { className: 'camera', title: camera }, box, make('span', {}, camera));
+        const label = make('label', { className: 'name', title: camera }, box, make('span', {}, camera));
         this.#bars.set(camera, bar);
         this.#rows.set(camera, { element: make('div', { className: 'row' }, label, bar.element), box });
     }
@@ -89,13 +91,11 @@ export class Timeline {
     async #showPictures(camera, wanted) {
         const bar = this.bar(camera);
         const { day } = this.view;
-        if (!wanted) bar.strip.hidden = true;
-        if (!wanted || bar.picturesOf === day) return void (wanted && bar.strip.childElementCount && (bar.strip.hidden = false));
+        bar.strip.hidden = !wanted || !bar.hasPictures;
+        if (!wanted || bar.picturesOf === day) return;
         bar.picturesOf = day;
         const pictures = await tell('api/pictures', { camera, day }).catch(() => []);
-        if (bar.picturesOf !== day) return;
-        bar.strip.hidden = pictures.length === 0;
-        bar.setPictures(pictures);
+        if (bar.picturesOf === day) bar.setPictures(pictures);
     }
 
     /** Soon, and once for all that has changed. */
