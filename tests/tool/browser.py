@@ -24,7 +24,7 @@ class Server:
 
     def __exit__(self, *_):
         self.process.terminate()
-        self.process.wait()
+        self.process.communicate()
 
 
 class Page:

@@ -8,7 +8,9 @@ import os
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
+from datetime import datetime
 from pathlib import Path
 
 from browser import Keys, Page, Server
@@ -28,6 +30,20 @@ return [level * 219 / 255 / {BRIGHTER}, video.currentTime, video.readyState];
 """
 
 
+# A host that records a stream as fast as it was taken: HOST FROM TO SECONDS.
+HOST = """
+import sys, time
+stream = open(sys.argv[1], 'rb').read()
+begin = time.monotonic()
+with open(sys.argv[2], 'wb', buffering=0) as recording:
+    while recording.tell() < len(stream):
+        place = int(len(stream) * (time.monotonic() - begin) / int(sys.argv[3])) // 188 * 188
+        recording.write(stream[recording.tell():place])
+        time.sleep(0.1)
+"""
+CLIENT_CLIP = "{}/disk2/RecordFile/20240305/yard/20240305_080000.mp4"
+
+
 def ffmpeg(*arguments):
     subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-y", *arguments], check=True)
 
@@ -44,7 +60,8 @@ def probe(path):
 def make_recordings(root):
     grey = ["-f", "lavfi", "-i", f"nullsrc=size=96x64:rate=25:duration={LENGTH},format=yuv420p,"
             f"geq=lum='16+{BRIGHTER}*T':cb=128:cr=128"]
-    ffmpeg(*grey, "-c:v", "libx264", "-preset", "veryfast", "-g", "25", "-bf", "2", "-f", "mpegts",
+    ffmpeg(*grey, "-f", "lavfi", "-i", f"sine=duration={LENGTH}", "-c:v", "libx264", "-preset", "veryfast",
+           "-g", "25", "-bf", "2", "-c:a", "aac", "-f", "mpegts",
            root / "h264.ts")
     ffmpeg(*grey, "-t", "4", "-c:v", "libx265", "-preset", "ultrafast", "-x265-params", "log-level=none",
            root / "h265.mp4")
@@ -68,6 +85,7 @@ class PageTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         os.environ["TZ"] = "Europe/Berlin"
+        time.tzset()
         cls.work = tempfile.TemporaryDirectory()
         cls.root = Path(cls.work.name)
         make_recordings(cls.root)
@@ -156,6 +174,26 @@ class PageTest(unittest.TestCase):
     def test_the_calendar_marks_days_with_recordings(self):
         self.page.find("#day").click()
         self.assertEqual([day.text for day in self.page.all("#calendar .recorded")], ["5"])
+
+    def test_what_is_being_recorded_is_shown_live(self):
+        begin = datetime.now().replace(microsecond=0)
+        folder = self.root / "live/RecordFile" / f"{begin:%Y%m%d}" / "gate"
+        folder.mkdir(parents=True)
+        host = subprocess.Popen([sys.executable, "-c", HOST, CLIENT_CLIP.format(self.root),
+                                 folder / f"{begin:%Y%m%d_%H%M%S}.mp4", str(LENGTH)])
+        try:
+            with Server(TOOL, "--dir", self.root / "live") as server, Page(server.url) as page:
+                self.page = page
+                page.wait(lambda: "recording" in page.text("#cameras"), "state of the camera")
+                page.find("#live").click()
+                page.wait(lambda: page.all("video") and page.run(SHOWN, 0)[1] > 3, "playing")
+                late = (datetime.now() - begin).total_seconds() - page.run(SHOWN, 0)[0]
+                self.assertLess(late, 10)
+                since_eight = (begin - begin.replace(hour=8, minute=0, second=0)).total_seconds()
+                self.expect_true_time(recorded=since_eight)
+        finally:
+            host.kill()
+            host.wait()
 
     def test_only_those_who_know_the_token_get_in(self):
         token = self.root / "token"

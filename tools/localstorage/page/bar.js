@@ -115,11 +115,14 @@ export class Bar {
         return button;
     }
 
+    /** For those who cannot see the needle; once a second is enough. */
     setTime(time) {
         const { start, end } = this.view;
+        const now = Math.floor((Math.min(Math.max(time ?? start, start), end) - start) / 1000);
+        if (time !== null && this.track.ariaValueNow === String(now)) return;
         this.track.ariaValueMin = 0;
         this.track.ariaValueMax = Math.round((end - start) / 1000);
-        this.track.ariaValueNow = Math.round((Math.min(Math.max(time ?? start, start), end) - start) / 1000);
+        this.track.ariaValueNow = now;
         this.track.ariaValueText = time === null ? 'no time chosen' : `${clockText(time)}, ${this.wordsFor(time)}`;
     }
 

@@ -128,5 +128,15 @@ export function readReference(prft, scale) {
     return { wall: Math.round(wall), media: Number(view.getBigUint64(24)) / scale };
 }
 
-/** The number of pictures in a fragment. */
-export const countFrames = (moof) => viewOf(find(moof, 'traf/trun')).getUint32(12);
+/** Seconds from one picture to the next in a fragment; undefined when it does not tell. */
+export function frameLengthOf(moof, scale) {
+    const header = viewOf(find(moof, 'traf/tfhd'));
+    const run = viewOf(find(moof, 'traf/trun'));
+    const [inHeader, inRun] = [header.getUint32(8), run.getUint32(8)];
+    if (inRun & 0x100) {
+        const first = 16 + (inRun & 1 ? 4 : 0) + (inRun & 4 ? 4 : 0);
+        return run.getUint32(first) / scale;
+    }
+    const place = 16 + (inHeader & 1 ? 8 : 0) + (inHeader & 2 ? 4 : 0);
+    return inHeader & 8 ? header.getUint32(place) / scale : undefined;
+}

@@ -121,7 +121,7 @@ export class Player {
     }
 
     get frameLength() {
-        return this.#stream?.frameLength(this.video.currentTime) ?? 0;
+        return this.#stream?.frameLength ?? 0;
     }
 
     /** Goes on, or waits for the others, which are at `wall`. */

@@ -3,11 +3,10 @@
 // recorded is not in the stream, so its places and the times jump apart there.
 
 import { ask, videoOf } from './api.js';
-import { Boxes, countFrames, readReference, readTracks } from './mp4.js';
+import { Boxes, frameLengthOf, readReference, readTracks } from './mp4.js';
 
 const AHEAD = 30; // seconds, at speed 1
 const BEHIND = 20;
-const FRAME = 0.04; // where the fragments do not tell yet
 
 /** The browser cannot show what is in the stream. */
 export class Undecodable extends Error {}
@@ -15,7 +14,8 @@ export class Undecodable extends Error {}
 const once = (target, event) => new Promise((done) => target.addEventListener(event, done, { once: true }));
 
 export class Stream {
-    fragments = []; // { wall in ms, media in seconds, frames }
+    fragments = []; // { wall in ms, media in seconds }
+    frameLength = 0.04; // seconds from one picture to the next
     ended = false;
     #ending = new AbortController();
     #media = new MediaSource();
@@ -58,8 +58,8 @@ export class Stream {
     async #take({ type, bytes }) {
         if (type === 'ftyp') this.#head = bytes;
         if (type === 'moov') await this.#begin(bytes);
-        if (type === 'prft') this.fragments.push({ ...readReference(bytes, this.#scale), frames: 0 });
-        if (type === 'moof' && this.fragments.length) this.fragments.at(-1).frames = countFrames(bytes);
+        if (type === 'prft') this.fragments.push(readReference(bytes, this.#scale));
+        if (type === 'moof') this.frameLength = frameLengthOf(bytes, this.#scale) || this.frameLength;
         if (type === 'moof' || type === 'mdat') await this.#append(bytes);
     }
 
@@ -115,15 +115,7 @@ export class Stream {
         const place = fragment.media + Math.max(0, wall - fragment.wall) / 1000;
         const found = next ? Math.min(place, next.media) : place;
         const { buffered } = this.#buffer;
-        const held = buffered.length > 0 && found >= buffered.start(0) - FRAME && found < this.#end();
+        const held = buffered.length > 0 && found >= buffered.start(0) - this.frameLength && found < this.#end();
         return held && wall >= this.fragments[0].wall - 1000 ? found : null;
-    }
-
-    /** Seconds from one picture to the next. */
-    frameLength(place) {
-        const index = this.fragments.findLastIndex(({ media, frames }) => media <= place + 0.001 && frames > 0);
-        const next = this.fragments[index + 1];
-        if (index < 0 || !next) return FRAME;
-        return (next.media - this.fragments[index].media) / this.fragments[index].frames;
     }
 }
