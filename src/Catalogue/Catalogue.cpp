@@ -64,19 +64,25 @@ UtcTime ChangeOf(const OSL_FINFO_S& stFile) {
     return UtcTime(Seconds(stFile.tModify));
 }
 
-/// Of the two moments that a name may mean, the one when the recording began.
+/// Of the two moments that a name may mean, the one when its file was made.
+UtcTime MomentOf(const std::string& strPath, const localMoments& stMoments) {
+    if (!stMoments.IsTwice()) return stMoments.tFirst;
+    // The file was closed within the hour behind it, or copied later.
+    OSL_FINFO_S stFile;
+    OSL_GetTargetInfo(strPath.c_str(), stFile);
+    const UtcTime tChange = ChangeOf(stFile);
+    const bool bSecond =
+        tChange >= stMoments.tSecond && tChange < stMoments.tSecond + chrono::hours(1);
+    return bSecond ? stMoments.tSecond : stMoments.tFirst;
+}
+
+/// The one when the recording began.
 UtcTime StartOf(const recording& st, const localMoments& stMoments) {
     if (!stMoments.IsTwice()) return stMoments.tFirst;
     if (const auto tStamp = ReadStreamTimes(st.Path(), FileSize(st.Path())).tStart) {
         return Agree(*tStamp, stMoments.tSecond) ? stMoments.tSecond : stMoments.tFirst;
     }
-    // The file was closed within the hour behind it, or copied later.
-    OSL_FINFO_S stFile;
-    OSL_GetTargetInfo(st.Path().c_str(), stFile);
-    const UtcTime tChange = ChangeOf(stFile);
-    const bool bSecond =
-        tChange >= stMoments.tSecond && tChange < stMoments.tSecond + chrono::hours(1);
-    return bSecond ? stMoments.tSecond : stMoments.tFirst;
+    return MomentOf(st.Path(), stMoments);
 }
 
 UtcTime EndOf(const recording& st, const localMoments& stMoments) {
@@ -172,13 +178,30 @@ std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
     return vFound;
 }
 
-std::vector<picture> FindPictures(const std::vector<std::string>& vDirs) {
-    std::vector<picture> vFound;
+std::set<std::string> FindDays(const std::vector<std::string>& vDirs) {
+    std::set<std::string> setDays;
     for (const std::string& strDir : vDirs) {
-        WalkTree(strDir + "/" + IMAGE_FOLDER, {}, [&](const treeFile& stFile) {
+        for (const std::string& strFolder : RecordFolders(strDir)) {
+            const auto vDays = DaysOf(strDir + "/" + strFolder);
+            setDays.insert(vDays.begin(), vDays.end());
+        }
+    }
+    return setDays;
+}
+
+std::vector<picture> FindPictures(const std::vector<std::string>& vDirs,
+                                  const std::vector<std::string>& vCameras,
+                                  const std::optional<timeSpan>& stRange) {
+    const treePart stPart = PartOf({.vCameras = vCameras, .stRange = stRange});
+    std::vector<picture> vFound;
+    CNameClock objClock;
+    for (const std::string& strDir : vDirs) {
+        WalkTree(strDir + "/" + IMAGE_FOLDER, stPart, [&](const treeFile& stFile) {
             const auto tTime = ParsePictureName(stFile.strName);
             if (!tTime) return true;
-            picture st{strDir, stFile.strDay, stFile.strCamera, stFile.strName, *tTime, 0};
+            picture st{strDir, stFile.strDay, stFile.strCamera, stFile.strName, *tTime, {}, 0};
+            st.tTaken = MomentOf(st.Path(), objClock.MomentsOf(*tTime));
+            if (stRange && !Overlap({st.tTaken, st.tTaken + Seconds(1)}, *stRange)) return true;
             OSL_FINFO_S stInfo;
             if (OSL_GetTargetInfo(st.Path().c_str(), stInfo) != 0) return true;
             st.nBytes = stInfo.nSize;
@@ -186,6 +209,10 @@ std::vector<picture> FindPictures(const std::vector<std::string>& vDirs) {
             return true;
         });
     }
+    std::sort(vFound.begin(), vFound.end(), [](const picture& a, const picture& b) {
+        return std::tie(a.tTaken, a.strCamera, a.strDir, a.strName) <
+               std::tie(b.tTaken, b.strCamera, b.strDir, b.strName);
+    });
     return vFound;
 }
 

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -76,16 +77,25 @@ struct recordingFilter {
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter);
 
+/// The days in which recordings begin, by the names of their folders. Throws std::system_error
+/// when a directory cannot be read.
+std::set<std::string> FindDays(const std::vector<std::string>& vDirs);
+
 /// One picture on disk.
 struct picture {
     std::string strDir, strDay, strCamera, strName;
     LocalTime tTime;
+    UtcTime tTaken;  ///< of an hour that clocks show twice, by the file's last change
     std::uint64_t nBytes = 0;
 
     std::string Path() const;
 };
 
-std::vector<picture> FindPictures(const std::vector<std::string>& vDirs);
+/// Of these cameras (none: every camera) in a range, or all of them; sorted by time, then camera
+/// and path. Throws std::system_error when a directory cannot be read.
+std::vector<picture> FindPictures(const std::vector<std::string>& vDirs,
+                                  const std::vector<std::string>& vCameras = {},
+                                  const std::optional<timeSpan>& stRange = {});
 
 /// The record folders that exist below a record directory.
 std::vector<std::string> RecordFolders(const std::string& strDir);

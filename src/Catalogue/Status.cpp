@@ -5,13 +5,6 @@
 #include "Catalogue/FolderInUse.h"
 #include "Catalogue/Tree.h"
 
-namespace {
-
-/// A camera that is recorded was seen so recently.
-constexpr Seconds SILENCE(60);
-
-}  // namespace
-
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
                            const std::vector<recording>& vRecordings) {
     DiskStatuses vDisks;
@@ -54,7 +47,7 @@ CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTim
     }
     for (auto& [strCamera, st] : mCameras) {
         st.vToday = Merge(std::move(st.vToday));
-        st.bStopped = st.bLive && st.stWhole.tEnd < tNow - SILENCE;
+        st.bStopped = st.bLive && st.stWhole.tEnd < tNow - CAMERA_SILENCE;
     }
     return mCameras;
 }

@@ -13,6 +13,9 @@
 #include "Catalogue/Catalogue.h"
 #include "RecordTree/RecordDirectory.h"
 
+/// A camera of which nothing came for so long is not recorded any more.
+constexpr Seconds CAMERA_SILENCE(60);
+
 struct diskStatus {
     bool bMissing = false;  ///< the directory is not there
     diskRoom stRoom;

@@ -56,6 +56,14 @@ std::uint64_t FileSize(const std::string& strPath) {
     return bTold && stInfo.wFileType == OSL_TYPE_FILE ? stInfo.nSize : 0;
 }
 
+std::vector<std::string> DaysOf(const std::string& strRoot) {
+    std::vector<std::string> vDays = NamesOf(strRoot, OSL_TYPE_DIR, OSL_LastLink::IsFollowed);
+    std::erase_if(vDays, [&](const std::string& strDay) {
+        return !VerifyDateDir(strDay) || NamesOf(strRoot + "/" + strDay, OSL_TYPE_DIR).empty();
+    });
+    return vDays;
+}
+
 void WalkTree(const std::string& strRoot, const treePart& stPart,
               const std::function<bool(const treeFile&)>& fnFile) {
     std::set<std::string> setReached;

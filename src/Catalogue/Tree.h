@@ -33,6 +33,10 @@ struct treePart {
     std::string strReach = strFirstDay;
 };
 
+/// The names of the days that have a folder of some camera's, in order. Throws
+/// std::system_error for a folder that cannot be read.
+std::vector<std::string> DaysOf(const std::string& strRoot);
+
 /// Calls `fnFile` for every file two levels below `strRoot`, day by day from the last one on,
 /// camera by camera, until it returns false. What is not there, or has just been removed, holds
 /// nothing; throws std::system_error for a folder that cannot be read to its end.

@@ -6,9 +6,11 @@
 #include <sys/socket.h>
 #include <thread>
 
+#include "Catalogue/Status.h"
 #include "RunTool.h"
-#include "media/ClipSource.h"
+#include "media/MediaInput.h"
 #include "serve/Api.h"
+#include "serve/Parameters.h"
 
 namespace {
 
@@ -37,6 +39,10 @@ std::string Ask(std::uint16_t nPort, const std::string& strBytes,
     return strAnswer;
 }
 
+std::string BodyOf(const std::string& strAnswer) {
+    return strAnswer.substr(strAnswer.find("\r\n\r\n") + 4);
+}
+
 class ServeUse : public CToolTest {
 protected:
     ~ServeUse() override {
@@ -61,7 +67,7 @@ protected:
     json GetJson(const std::string& strTarget) const {
         const std::string strAnswer = Get(strTarget);
         EXPECT_THAT(strAnswer, HasSubstr(" 200 OK\r\n")) << strTarget;
-        return json::parse(strAnswer.substr(strAnswer.find("\r\n\r\n") + 4), nullptr, false);
+        return json::parse(BodyOf(strAnswer), nullptr, false);
     }
     void Expect(const std::string& strTarget, int nStatus,
                 const std::string& strHeaders = "") const {
@@ -75,12 +81,26 @@ protected:
     std::uint16_t m_nPort = 0;
 };
 
-/// Three recordings in a row and one an hour later.
+std::size_t CountPackets(const std::string& strPath, EAudio eAudio) {
+    const openMedia stMedia = OpenMedia(strPath, nullptr, {.eAudio = eAudio});
+    const avPointer<AVPacket> pPacket(av_packet_alloc());
+    std::size_t nPackets = 0;
+    while (NextPacket(stMedia, *pPacket)) ++nPackets;
+    return nPackets;
+}
+
+/// Three recordings in a row and one an hour later; a picture, and others by way of links.
 void ImportFour() {
     for (const char* pClock : {"08:00:00", "08:00:06", "08:00:12", "09:00:00"}) {
         ExpectEnd(0, std::string("import --dir disk --camera 'my cam' --start '2024-03-05 ") +
                          pClock + "' streams/h264.mp4");
     }
+    PutFile("disk/ImageFile/20240305/my cam/20240305_080003.jpg", "a picture");
+    PutFile("elsewhere/20240305_080004.jpg", "secret");
+    const auto strLink = "disk/ImageFile/20240305/my cam/20240305_080005.jpg";
+    std::filesystem::create_symlink("../../../../elsewhere/20240305_080004.jpg", strLink);
+    std::filesystem::create_directory_symlink("../../../elsewhere",
+                                              "disk/ImageFile/20240305/linked");
 }
 
 TEST_F(ServeUse, ListJoinsWhatFollowsAndCutsToTheRange) {
@@ -102,7 +122,6 @@ TEST_F(ServeUse, ListJoinsWhatFollowsAndCutsToTheRange) {
         int nStatus;
     } const aFaults[] = {{"/list?path=nobody", 404},
                          {"/nothing", 404},
-                         {"/", 404},
                          {"/list", 400},
                          {"/list?path=a&path=b", 400},
                          {"/list?path=../disk", 400},
@@ -113,6 +132,21 @@ TEST_F(ServeUse, ListJoinsWhatFollowsAndCutsToTheRange) {
                          {"/api/timeline?day=-2h", 400},
                          {"/api/timeline?day=2024-02-30", 400}};
     for (const auto& [pTarget, nStatus] : aFaults) Expect(pTarget, nStatus);
+}
+
+TEST_F(ServeUse, PicturesAreGivenAndNoLinkIsFollowed) {
+    ImportFour();
+    Serve();
+    const json js = GetJson("/api/pictures?camera=my%20cam&day=2024-03-05");
+    ASSERT_EQ(js.size(), 1u);
+    EXPECT_EQ(js[0]["time"], "2024-03-05T08:00:03+01:00");
+    const std::string strAnswer = Get(js[0]["url"].get<std::string>());
+    EXPECT_THAT(strAnswer, HasSubstr("Content-Type: image/jpeg\r\n"));
+    EXPECT_THAT(strAnswer, HasSubstr("Content-Length: 9\r\n"));
+    EXPECT_THAT(strAnswer, testing::EndsWith("\r\n\r\na picture"));
+    Expect("/api/picture?camera=my%20cam&time=2024-03-05T08:00:05%2B01:00", 404);
+    Expect("/api/picture?camera=linked&time=2024-03-05T08:00:04%2B01:00", 404);
+    Expect("/api/picture?camera=..&time=2024-03-05T08:00:04%2B01:00", 400);
 }
 
 /// Members of an object that the description leaves out, and the other way round.
@@ -179,6 +213,40 @@ TEST_F(ServeUse, WhoeverDoesNotKnowTheTokenIsRefused) {
     Expect("/api/status", 404, "Authorization: Bearer 0123456789abcdef\r\n");
 }
 
+TEST_F(ServeUse, ABrowserLogsInOnceAndIsKnownByItsCookie) {
+    PutFile("./token", "0123456789 ab;+=\n");
+    Serve("--dir . --token-file token --base-path /x");
+    const auto LogIn = [&](const std::string& strForm) {
+        return Ask(m_nPort,
+                   "POST /x/login HTTP/1.0\r\nContent-Type: application/x-www-form-urlencoded\r\n"
+                   "Content-Length: " +
+                       std::to_string(strForm.size()) + "\r\n\r\n" + strForm);
+    };
+    const std::string strSent = Get("/x/api/status", "Accept: text/html,*/*\r\n");
+    EXPECT_THAT(strSent, HasSubstr(" 302 "));
+    EXPECT_THAT(strSent, HasSubstr("Location: /x/login\r\n"));
+    EXPECT_THAT(Get("/x/login"), HasSubstr("<form method=\"post\">"));
+    for (const std::string& strWrong :
+         {std::string("token=0123456789+ab%3b%2b"), std::string("token="), std::string(),
+          "token=" + std::string(50'000, '0')}) {
+        const std::string strAnswer = LogIn(strWrong);
+        EXPECT_THAT(strAnswer, HasSubstr(" 401 ")) << strWrong;
+        EXPECT_THAT(strAnswer, HasSubstr("That is not the token."));
+        EXPECT_THAT(strAnswer, testing::Not(HasSubstr("Set-Cookie")));
+    }
+    const std::string strAnswer = LogIn("a=b&token=0123456789+ab%3b%2b%3d&c");
+    EXPECT_THAT(strAnswer, HasSubstr(" 303 "));
+    EXPECT_THAT(strAnswer, HasSubstr("Location: /x/\r\n"));
+    const std::string strCookie = "localstorage_token=0123456789%20ab%3B%2B%3D";
+    EXPECT_THAT(strAnswer, HasSubstr("Set-Cookie: " + strCookie +
+                                     "; HttpOnly; SameSite=Strict; Path=/x/\r\n"));
+    Expect("/x/api/status", 200, "Cookie: a=b; " + strCookie + "; c=d\r\n");
+    Expect("/x/api/status", 401, "Cookie: " + strCookie + "0\r\n");
+    Expect("/x/api/status", 401, "Cookie: localstorage_token=\r\n");
+    EXPECT_THAT(Ask(m_nPort, "POST /x/api/status HTTP/1.0\r\nContent-Length: 0\r\n\r\n"),
+                HasSubstr(" 405 "));
+}
+
 TEST_F(ServeUse, NoNameThatLeadsHereReadsWithoutAToken) {
     Serve("--dir .");
     Expect("/api/status", 403, "Host: evil.example:9996\r\n");
@@ -193,14 +261,73 @@ TEST_F(ServeUse, AClipIsStreamedOverSeveralRecordings) {
     const std::string strTarget = "/get?path=my%20cam&start=2024-03-05T07:00:00Z&duration=";
     const std::string strAnswer = Get(strTarget + "18");
     EXPECT_THAT(strAnswer, HasSubstr("Content-Type: video/mp4\r\n"));
-    PutFile("./clip.mp4", strAnswer.substr(strAnswer.find("\r\n\r\n") + 4));
+    PutFile("./clip.mp4", BodyOf(strAnswer));
     const openMedia stMedia = OpenMedia("clip.mp4", nullptr);
-    EXPECT_EQ(ScanFrames(stMedia, [](std::size_t) {}).vFrames.size(), 450u);
+    EXPECT_EQ(CountPackets("clip.mp4", EAudio::No), 450u);
     EXPECT_GE(stMedia.pStream->codecpar->extradata_size, 20) << "players need its parameter sets";
     for (const char* pWrong : {"0", "-1", "1e3", "nan", "inf", "99999999", "1s", ""}) {
         Expect(strTarget + pWrong, 400);
     }
     Expect("/get?path=my%20cam&start=2024-03-05T10:00:00Z&duration=10", 404);
+}
+
+/// Writes a file as a host does that records: a little now, a little later.
+void Grow(const std::string& strPath, const std::string& strBytes) {
+    PutFile(strPath);
+    std::ofstream file(strPath, std::ios::binary | std::ios::app);
+    constexpr std::size_t PIECES = 40;
+    for (std::size_t n = 0; n < PIECES; ++n) {
+        const std::size_t nFrom = strBytes.size() * n / PIECES;
+        file << strBytes.substr(nFrom, strBytes.size() * (n + 1) / PIECES - nFrom) << std::flush;
+        std::this_thread::sleep_for(std::chrono::milliseconds(40));
+    }
+}
+
+class ServeGrowing : public ServeUse, public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Containers, ServeGrowing, testing::Values("ts", "es"));
+
+TEST_P(ServeGrowing, WhatIsRecordedIsFollowedUntilTheCameraIsSilent) {
+    ExpectEnd(0, std::string("record --dir made --no-stamps --pace fast --container ") +
+                     GetParam() + " --camera a=streams/sound.mkv");
+    const std::string strBytes = GetFile(RecordFilesBelow("made").at(0));
+    const UtcTime tNow = Now();
+    const auto PathOf = [](UtcTime t) {
+        const std::string strDay = DayName(ToLocal(t));
+        const std::string strTime = FormatTime(ToLocal(t));
+        return "disk/RecordFile/" + strDay + "/a/" + strDay + "_" + strTime.substr(11, 2) +
+               strTime.substr(14, 2) + strTime.substr(17) + ".mp4";
+    };
+    const std::string aPaths[] = {PathOf(tNow), PathOf(tNow + Seconds(6))};
+    PutFile(aPaths[0]);
+    Serve();
+    const std::string strTarget =
+        "/get?path=a&start=" + UrlEncoded(FormatIso(std::chrono::floor<Seconds>(tNow)));
+    std::string strSpan;
+    std::thread objViewer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(800));
+        strSpan = Get(strTarget + "&duration=60");
+    });
+    std::thread objHost([&] {
+        Grow(aPaths[0], strBytes);
+        objViewer.join();
+        Grow(aPaths[1], strBytes);
+        for (const std::string& str : aPaths) {
+            const auto tLongAgo = std::filesystem::last_write_time(str) - CAMERA_SILENCE;
+            std::filesystem::last_write_time(str, tLongAgo);
+        }
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const std::string strFollowed = Get(strTarget);
+    objHost.join();
+    PutFile("./recording", strBytes);
+    PutFile("./followed", BodyOf(strFollowed));
+    PutFile("./span", BodyOf(strSpan));
+    const std::size_t nFrames = CountPackets("recording", EAudio::No);
+    EXPECT_EQ(CountPackets("followed", EAudio::No), 2 * nFrames);
+    EXPECT_EQ(CountPackets("followed", EAudio::Yes) > 2 * nFrames, GetParam() == std::string("ts"));
+    EXPECT_GT(CountPackets("span", EAudio::No), 5u);
+    EXPECT_LT(CountPackets("span", EAudio::No), nFrames) << "it is not followed";
 }
 
 TEST_F(ServeUse, ADiskThatIsGoneIsToldAndTheOtherOnesServe) {

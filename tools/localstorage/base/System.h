@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <string>
+#include <sys/stat.h>
 #include <utility>
 #include <vector>
 
@@ -45,6 +46,9 @@ void EndProcess(int nProcess);
 
 /// Who runs this, as user@host.
 std::string UserAtHost();
+
+/// The nanoseconds of a file's last change, behind its whole seconds.
+long NanosecondsOfChange(const struct stat& st);
 
 /// Where programs keep their logs, below the user's home.
 extern const char* const STATE_BELOW_HOME;

@@ -4,6 +4,7 @@
 #ifndef LOCALSTORAGE_TOOL_MEDIA_CLIPJOIN_H
 #define LOCALSTORAGE_TOOL_MEDIA_CLIPJOIN_H
 
+#include <deque>
 #include <functional>
 #include <vector>
 
@@ -36,6 +37,15 @@ struct joinEvents {
     };
 };
 
+/// How recordings that are still being written are joined, unless they end where they do when they
+/// are read.
+struct joinGrowth {
+    /// Asked at the end of a recording that was changed last then: whether to wait for more.
+    std::function<bool(const recording&, UtcTime tChange)> fnGrows = {};
+    /// What follows the recordings that are known; nothing: that was all.
+    std::function<std::optional<recording>()> fnNext = [] { return std::nullopt; };
+};
+
 /// The recordings show nothing of the range.
 class CNothingToShow : public CFailure {
 public:
@@ -47,12 +57,13 @@ public:
     /// Of these recordings, what lies in the range. All of it has to outlive the object.
     CClipJoin(CClipWriter& objWriter, const timeSpan& stRange,
               const std::vector<recording>& vRecordings, const std::atomic<bool>& bStop,
-              joinEvents stEvents = {})
+              joinEvents stEvents = {}, joinGrowth stGrowth = {})
         : m_objWriter(objWriter),
           m_stRange(stRange),
           m_vRecordings(vRecordings),
           m_bStop(bStop),
           m_stEvents(std::move(stEvents)),
+          m_stGrowth(std::move(stGrowth)),
           m_objTimed(objWriter, stRange.tStart, stRange.tEnd, m_stEvents.fnFailure),
           m_tCovered(stRange.tStart) {}
 
@@ -69,9 +80,14 @@ private:
     void Add(const recording& stRecording);
     template <typename Function>
     auto Try(const Function& fnRead) -> std::optional<decltype(fnRead())>;
+    openMedia Open(const recording& stRecording, EAudio eAudio) const;
     void AddTimed(const recording& stRecording, openMedia& stMedia);
     void AddBare(const recording& stRecording, const openMedia& stMedia);
-    void Join(const recording& stRecording, const clipFrames& stFrames, const fileTimes& stTimes);
+    void AddGrowing(const recording& stRecording, const openMedia& stMedia, fileTimes stTimes,
+                    const PacketFunction& fnNext);
+    bool Grows(const recording& stRecording, const openMedia& stMedia) const;
+    void Join(const recording& stRecording, const AVCodecParameters& stVideo,
+              const clipFrames& stFrames, const fileTimes& stTimes, const PacketFunction& fnNext);
     BytesFunction ProgressOf(const recording& stRecording, std::size_t nReadings) const;
     void TellGap(UtcTime tNext) const;
     bool Fits(const recording& stRecording, const openMedia& stMedia);
@@ -84,6 +100,8 @@ private:
     const std::vector<recording>& m_vRecordings;
     const std::atomic<bool>& m_bStop;
     const joinEvents m_stEvents;
+    const joinGrowth m_stGrowth;
+    std::deque<recording> m_lsFollowing;  ///< that were not known at first
     CTimedClip m_objTimed;
     std::optional<trackKind> m_optVideo;  ///< of the first recording
     bool m_bAnything = false, m_bAudioTold = false;

@@ -1,5 +1,7 @@
 #include "media/ClipSource.h"
 
+#include <algorithm>
+
 #include "media/FrameParser.h"
 
 namespace {
@@ -11,6 +13,14 @@ double RateOf(const AVStream& stStream) {
 }
 
 }  // namespace
+
+void clipFrames::CutToWholeGroups() {
+    const auto itKey = std::find_if(vFrames.rbegin(), vFrames.rend(),
+                                    [](const codedFrame& st) { return st.bKey; });
+    vFrames.erase(itKey == vFrames.rend() ? vFrames.begin() : std::prev(itKey.base()),
+                  vFrames.end());
+    vPlaces = DisplayPlaces(vFrames);
+}
 
 clipFrames ScanFrames(const openMedia& stMedia, const BytesFunction& fnBytes) {
     const AVCodecParameters& stParameters = *stMedia.pStream->codecpar;

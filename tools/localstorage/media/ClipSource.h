@@ -12,7 +12,7 @@
 #include "media/FrameTimes.h"
 #include "media/MediaInput.h"
 
-/// What the first reading finds.
+/// What the first reading finds. A key frame and those behind it up to the next are a group.
 struct clipFrames {
     ECodec eCodec = ECodec::H264;
     int nWidth = 0, nHeight = 0;
@@ -20,6 +20,9 @@ struct clipFrames {
     std::vector<codedFrame> vFrames;
     std::vector<std::size_t> vPlaces;
     std::vector<stampedFrame> vStamped;  ///< key frames
+
+    /// Leaves out the last key frame and what follows it, of which more may come.
+    void CutToWholeGroups();
 };
 
 /// Told of the size of each frame that was read.

@@ -45,7 +45,7 @@ int CClipStream::Take(void* pStream, std::uint8_t* pData, int nSize) noexcept {
 }
 
 AVIOContext* CClipStream::Open(int& nError) {
-    m_pOut = MakeOutput(BUFFER_SIZE, this, Take);
+    m_pOut = MakeIo(BUFFER_SIZE, this, {.fnWrite = Take});
     nError = m_pOut ? 0 : AVERROR(ENOMEM);
     return m_pOut.get();
 }

@@ -15,7 +15,7 @@ public:
 
     /// What messages call it.
     virtual const std::string& Name() const = 0;
-    /// How the muxer lays out the clip: its option "movflags".
+    /// How the muxer lays out the clip: its options, as `name=value:name=value`.
     virtual const char* Layout() const = 0;
     /// Opens it to be written; null: see `nError`, one of FFmpeg's. It stays the target's.
     virtual AVIOContext* Open(int& nError) = 0;
@@ -34,7 +34,7 @@ public:
     CClipFile& operator=(const CClipFile&) = delete;
 
     const std::string& Name() const override { return m_strPart; }
-    const char* Layout() const override { return "faststart"; }
+    const char* Layout() const override { return "movflags=faststart"; }
     AVIOContext* Open(int& nError) override;
     void Finish() override;
 
@@ -54,7 +54,11 @@ public:
     CClipStream& operator=(const CClipStream&) = delete;
 
     const std::string& Name() const override { return m_strName; }
-    const char* Layout() const override { return "frag_keyframe+delay_moov+default_base_moof"; }
+    /// No fragment is longer than half a second, or what is live would be late.
+    const char* Layout() const override {
+        return "movflags=frag_keyframe+delay_moov+default_base_moof:frag_duration=500000:"
+               "write_prft=wallclock";  // of capture, as packets tell it
+    }
     AVIOContext* Open(int& nError) override;
     void Finish() override;
 
@@ -63,7 +67,7 @@ private:
 
     const std::string m_strName = "the stream";
     const std::function<void(std::string_view)> m_fnTake;
-    avOutput m_pOut;
+    avIo m_pOut;
 };
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_CLIPTARGET_H

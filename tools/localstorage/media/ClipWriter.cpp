@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "base/Failure.h"
 
 namespace {
+
+/// What ISO/IEC 14496-12 calls a producer's time that is the one of capture.
+constexpr int CAPTURED = 24;
 
 /// Frames that are decoded this many places before they are shown, at most.
 std::size_t Reordering(const std::vector<std::size_t>& vPlaces) {
@@ -33,12 +37,15 @@ void CClipWriter::Begin(const AVCodecParameters& stVideo, const AVCodecParameter
     AddTrack(stVideo, stVideo.codec_id == AV_CODEC_ID_HEVC ? MKTAG('h', 'v', 'c', '1') : 0);
     if (pAudio && avformat_query_codec(pFormat->oformat, pAudio->codec_id, FF_COMPLIANCE_NORMAL)) {
         AddTrack(*pAudio, 0);
+        // Fragments get no filters by themselves.
+        const bool bAdts = pAudio->codec_id == AV_CODEC_ID_AAC && pAudio->extradata_size == 0;
+        if (bAdts) nResult = OpenFilter("aac_adtstoasc", *pAudio, {1, TICKS}, m_pAudioFilter);
     }
     const auto nBegin = tBegin.time_since_epoch().count();
     av_dict_set(&pFormat->metadata, "creation_time", (std::to_string(nBegin) + "us").c_str(), 0);
-    pFormat->pb = m_objTarget.Open(nResult);
+    if (nResult >= 0) pFormat->pb = m_objTarget.Open(nResult);
     AVDictionary* pOptions = nullptr;
-    av_dict_set(&pOptions, "movflags", m_objTarget.Layout(), 0);
+    if (nResult >= 0) nResult = av_dict_parse_string(&pOptions, m_objTarget.Layout(), "=", ":", 0);
     if (nResult >= 0) nResult = avformat_write_header(pFormat, &pOptions);
     av_dict_free(&pOptions);
     if (nResult < 0)
@@ -69,10 +76,7 @@ void CClipWriter::Write(ETrack eTrack, AVPacket& stPacket, packetTimes stTimes,
     stPacket.pts = stTimes.nShow;
     stPacket.dts = stTimes.nDecode;
     stPacket.duration = nLength;
-    av_packet_rescale_ts(&stPacket, {1, TICKS}, m_pFormat->streams[nTrack]->time_base);
-    stPacket.stream_index = nTrack;
-    stPacket.pos = -1;
-    const int nResult = av_write_frame(m_pFormat.get(), &stPacket);
+    const int nResult = WritePacket(eTrack, stPacket);
     if (const int nError = m_pFormat->pb->error) {
         throw CFailure("cannot write " + m_objTarget.Name() + ": " + AvErrorText(nError));
     }
@@ -85,11 +89,32 @@ void CClipWriter::Write(ETrack eTrack, AVPacket& stPacket, packetTimes stTimes,
     if (eTrack == ETrack::Video) ++m_nFrames;
 }
 
-void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
-                         const frameRange& stRange, double fStep, bool bContinues, UtcTime tBegin,
-                         const BytesFunction& fnBytes, const std::atomic<bool>& bStop) {
-    const openMedia stMedia = OpenMedia(strPath, &bStop);
-    if (!HasBegun()) Begin(*stMedia.pStream->codecpar, nullptr, tBegin);
+/// 0, or one of FFmpeg's errors.
+int CClipWriter::WritePacket(ETrack eTrack, AVPacket& stPacket) {
+    if (eTrack == ETrack::Audio && m_pAudioFilter) {
+        int nResult = av_bsf_send_packet(m_pAudioFilter.get(), &stPacket);
+        if (nResult >= 0) nResult = av_bsf_receive_packet(m_pAudioFilter.get(), &stPacket);
+        if (nResult < 0) return nResult;
+    }
+    const int nTrack = static_cast<int>(eTrack);
+    av_packet_rescale_ts(&stPacket, {1, TICKS}, m_pFormat->streams[nTrack]->time_base);
+    stPacket.stream_index = nTrack;
+    stPacket.pos = -1;
+    return av_write_frame(m_pFormat.get(), &stPacket);
+}
+
+void CClipWriter::SetTaken(AVPacket& stPacket, UtcTime tTaken) {
+    std::uint8_t* pData =
+        av_packet_new_side_data(&stPacket, AV_PKT_DATA_PRFT, sizeof(AVProducerReferenceTime));
+    if (!pData) throw CFailure("no memory to write a clip");
+    const AVProducerReferenceTime st{tTaken.time_since_epoch().count(), CAPTURED};
+    std::memcpy(pData, &st, sizeof(st));
+}
+
+void CClipWriter::Append(const AVCodecParameters& stVideo, const PacketFunction& fnNext,
+                         const clipFrames& stFrames, const frameRange& stRange, double fStep,
+                         bool bContinues, UtcTime tBegin) {
+    if (!HasBegun()) Begin(stVideo, nullptr, tBegin);
     const std::size_t nFirstPlace = stFrames.vPlaces[stRange.nFirst];
     const std::size_t nDelay = Reordering(stFrames.vPlaces);
     const std::int64_t nBegin = m_nEnd;
@@ -99,14 +124,13 @@ void CClipWriter::Append(const std::string& strPath, const clipFrames& stFrames,
         return nBegin + std::llround(fPlaces * fStep * TICKS);
     };
     const avPointer<AVPacket> pPacket(av_packet_alloc());
-    for (std::size_t n = 0; NextPacket(stMedia, *pPacket); ++n) {
-        if (n >= stRange.nEnd) break;
-        fnBytes(static_cast<std::size_t>(pPacket->size));
+    for (std::size_t n = 0; n < stRange.nEnd && fnNext(*pPacket); ++n) {
         if (n < stRange.nFirst) continue;
         const std::size_t nPlace = stFrames.vPlaces[n];
         if (nPlace < nFirstPlace && !bContinues) continue;
         const std::int64_t nShow = TimeAt(nPlace), nNext = TimeAt(nPlace + 1);
         const packetTimes stTimes{nShow, TimeAt(n) - (TimeAt(nDelay) - TimeAt(0))};
+        SetTaken(*pPacket, tBegin + FromSeconds(static_cast<double>(nShow - nBegin) / TICKS));
         Write(ETrack::Video, *pPacket, stTimes, nNext - nShow);
     }
 }

@@ -8,6 +8,9 @@
 #include "media/ClipSource.h"
 #include "media/ClipTarget.h"
 
+/// Gives the next packet of video, in decoding order; false at the end.
+using PacketFunction = std::function<bool(AVPacket&)>;
+
 /// Times of frames only ever grow.
 class CClipWriter {
 public:
@@ -28,16 +31,18 @@ public:
     /// Writes a packet, times and length in ticks from the clip's beginning; one that is damaged is
     /// left out and counted. Throws CFailure.
     void Write(ETrack eTrack, AVPacket& stPacket, packetTimes stTimes, std::int64_t nLength);
+    /// Lets a picture tell when it was taken, where the target keeps that.
+    static void SetTaken(AVPacket& stPacket, UtcTime tTaken);
     /// Where the next picture goes, in ticks, and where the next sound.
     std::int64_t End() const { return m_nEnd; }
     std::int64_t AudioEnd() const { return m_nAudioEnd; }
 
-    /// Appends frames of a recording, `fStep` seconds each. Frames that are shown before the first
-    /// one are left out unless `bContinues` (then the clip holds what they need). Begins the file
-    /// if need be. Throws CFailure.
-    void Append(const std::string& strPath, const clipFrames& stFrames, const frameRange& stRange,
-                double fStep, bool bContinues, UtcTime tBegin, const BytesFunction& fnBytes,
-                const std::atomic<bool>& bStop);
+    /// Appends frames of those that `fnNext` gives, `fStep` seconds each. Frames that are shown
+    /// before the first one are left out unless `bContinues` (then the clip holds what they need).
+    /// Takes no more of them than it needs; begins the file if need be. Throws CFailure.
+    void Append(const AVCodecParameters& stVideo, const PacketFunction& fnNext,
+                const clipFrames& stFrames, const frameRange& stRange, double fStep,
+                bool bContinues, UtcTime tBegin);
 
     /// Completes the clip and its target. Throws CFailure.
     void Finish();
@@ -48,10 +53,12 @@ public:
 
 private:
     void AddTrack(const AVCodecParameters& stParameters, int nTag);
+    int WritePacket(ETrack eTrack, AVPacket& stPacket);
     const AVCodecParameters* ParametersOf(ETrack eTrack) const;
 
     CClipTarget& m_objTarget;
     avPointer<AVFormatContext> m_pFormat;
+    avPointer<AVBSFContext> m_pAudioFilter;  ///< null: sound is written as it comes
     std::int64_t m_nEnd = 0, m_nAudioEnd = 0;
     std::optional<std::int64_t> m_aLastDecode[CTimeMender::TRACKS];  ///< of what was written last
     std::uint64_t m_nFrames = 0, m_nDamaged = 0;

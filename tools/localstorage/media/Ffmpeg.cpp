@@ -1,16 +1,28 @@
 #include "media/Ffmpeg.h"
 
-void avOutputFree::operator()(AVIOContext* p) const {
+void avIoFree::operator()(AVIOContext* p) const {
     av_freep(&p->buffer);
     avio_context_free(&p);
 }
 
-avOutput MakeOutput(int nBlockSize, void* pTaker,
-                    int (*fnTake)(void* pTaker, std::uint8_t* pData, int nSize)) {
+avIo MakeIo(int nBlockSize, void* pOwner, const ioCalls& st) {
     auto* pBuffer = static_cast<unsigned char*>(av_malloc(static_cast<std::size_t>(nBlockSize)));
-    avOutput pOutput(avio_alloc_context(pBuffer, nBlockSize, 1, pTaker, nullptr, fnTake, nullptr));
-    if (!pOutput) av_free(pBuffer);
-    return pOutput;
+    avIo pIo(avio_alloc_context(pBuffer, nBlockSize, st.fnWrite ? 1 : 0, pOwner, st.fnRead,
+                                st.fnWrite, st.fnSeek));
+    if (!pIo) av_free(pBuffer);
+    return pIo;
+}
+
+int OpenFilter(const char* pName, const AVCodecParameters& st, AVRational stTimeBase,
+               avPointer<AVBSFContext>& pFilter) {
+    AVBSFContext* p = nullptr;
+    const AVBitStreamFilter* pKind = av_bsf_get_by_name(pName);
+    int nResult = pKind ? av_bsf_alloc(pKind, &p) : AVERROR_BSF_NOT_FOUND;
+    pFilter.reset(p);
+    if (nResult < 0) return nResult;
+    p->time_base_in = stTimeBase;
+    nResult = avcodec_parameters_copy(p->par_in, &st);
+    return nResult < 0 ? nResult : av_bsf_init(p);
 }
 
 std::string AvErrorText(int nError) {

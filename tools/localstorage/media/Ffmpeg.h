@@ -26,16 +26,24 @@ struct avFree {
 template <typename T>
 using avPointer = std::unique_ptr<T, avFree>;
 
-/// Where FFmpeg writes other than to a file.
-struct avOutputFree {
+/// What FFmpeg reads or writes other than by a path of its own.
+struct avIoFree {
     void operator()(AVIOContext* p) const;
 };
-using avOutput = std::unique_ptr<AVIOContext, avOutputFree>;
+using avIo = std::unique_ptr<AVIOContext, avIoFree>;
 
-/// Gives `fnTake` what is written, in blocks; it returns `nSize`, or one of FFmpeg's errors. Null
-/// when there is no memory for it.
-avOutput MakeOutput(int nBlockSize, void* pTaker,
-                    int (*fnTake)(void* pTaker, std::uint8_t* pData, int nSize));
+/// What it calls, as AVIOContext has them; one of the first two.
+struct ioCalls {
+    int (*fnRead)(void* pOwner, std::uint8_t* pData, int nSize) = nullptr;
+    int (*fnWrite)(void* pOwner, std::uint8_t* pData, int nSize) = nullptr;
+    std::int64_t (*fnSeek)(void* pOwner, std::int64_t nTo, int nWhence) = nullptr;
+};
+/// In blocks. Null when there is no memory for it.
+avIo MakeIo(int nBlockSize, void* pOwner, const ioCalls& st);
+
+/// Opens a filter of packets by its name. 0, or one of FFmpeg's errors.
+int OpenFilter(const char* pName, const AVCodecParameters& st, AVRational stTimeBase,
+               avPointer<AVBSFContext>& pFilter);
 
 /// FFmpeg's words for one of its error numbers.
 std::string AvErrorText(int nError);

@@ -13,17 +13,11 @@ constexpr double USUAL_FRAME_RATE = 25;
 /// The filter that turns length-prefixed units into a byte stream; byte streams pass through.
 avPointer<AVBSFContext> OpenFilter(const openMedia& stMedia) {
     const char* pName = stMedia.eCodec == ECodec::H264 ? "h264_mp4toannexb" : "hevc_mp4toannexb";
-    AVBSFContext* pFilter = nullptr;
-    const AVBitStreamFilter* pKind = av_bsf_get_by_name(pName);
-    int nResult = pKind ? av_bsf_alloc(pKind, &pFilter) : AVERROR_BSF_NOT_FOUND;
-    avPointer<AVBSFContext> pOwner(pFilter);
-    if (nResult >= 0) {
-        pFilter->time_base_in = stMedia.pStream->time_base;
-        nResult = avcodec_parameters_copy(pFilter->par_in, stMedia.pStream->codecpar);
-    }
-    if (nResult >= 0) nResult = av_bsf_init(pFilter);
+    const AVStream& stStream = *stMedia.pStream;
+    avPointer<AVBSFContext> pFilter;
+    const int nResult = OpenFilter(pName, *stStream.codecpar, stStream.time_base, pFilter);
     if (nResult < 0) throw CFailure("cannot read " + stMedia.strName + ": " + AvErrorText(nResult));
-    return pOwner;
+    return pFilter;
 }
 
 Bytes ExtraOf(const AVCodecParameters& st) {

@@ -76,6 +76,7 @@ void OpenContainer(const std::string& strAddress, const mediaOptions& stOptions,
     AVFormatContext* pFormat = avformat_alloc_context();
     if (!pFormat) throw CFailure("no memory to open " + stMedia.strName);
     pFormat->interrupt_callback = {EndsWaiting, stMedia.pGuard.get()};
+    if (stMedia.pFile) pFormat->pb = stMedia.pFile->Context();
     AVDictionary* pOptions = nullptr;
     for (const auto& [strName, strValue] : stOptions.vForInput) {
         av_dict_set(&pOptions, strName.c_str(), strValue.c_str(), 0);
@@ -216,18 +217,20 @@ bool openMedia::HasChanged() const {
 }
 
 openMedia OpenMedia(const std::string& strAddress, const std::atomic<bool>* pStop,
-                    const mediaOptions& stOptions) {
+                    const mediaOptions& stOptions, std::unique_ptr<CRecordingFile> pFile) {
     openMedia stMedia;
     stMedia.strName = WithoutPassword(strAddress);
+    stMedia.pFile = std::move(pFile);
     stMedia.pGuard = std::make_unique<CInputGuard>(pStop, stOptions);
-    OpenContainer(OpenPipe(strAddress, stMedia), stOptions, stMedia);
+    OpenContainer(stMedia.pFile ? strAddress : OpenPipe(strAddress, stMedia), stOptions, stMedia);
     // What came before a stop or a silence is kept, and read before they are noticed.
     const int nResult = avformat_find_stream_info(stMedia.pFormat.get(), nullptr);
     if (nResult < 0) {
         throw CFailure("cannot read " + stMedia.strName + ": " +
                        ReasonOf(nResult, *stMedia.pGuard));
     }
-    stMedia.eSource = SourceOf(*stMedia.pFormat, SourceOf(strAddress));
+    stMedia.eSource =
+        stMedia.pFile ? ESource::File : SourceOf(*stMedia.pFormat, SourceOf(strAddress));
     FindTracks(stMedia, stOptions.eAudio);
     return stMedia;
 }

@@ -17,6 +17,7 @@
 #include "base/Fifo.h"
 #include "base/Heartbeat.h"
 #include "media/Ffmpeg.h"
+#include "media/RecordingFile.h"
 
 /// How a stream comes.
 enum class ESource {
@@ -91,9 +92,10 @@ struct closeGuarded {
 
 /// An open container, its first video stream and, where it is wanted, its first audio stream.
 struct openMedia {
-    std::string strName;                  ///< of the input, for messages: without a password
-    std::unique_ptr<CFifo> pFifo;         ///< that is read, or null
-    std::unique_ptr<CInputGuard> pGuard;  ///< of pFormat
+    std::string strName;                    ///< of the input, for messages: without a password
+    std::unique_ptr<CFifo> pFifo;           ///< that is read, or null
+    std::unique_ptr<CRecordingFile> pFile;  ///< that is read, or null
+    std::unique_ptr<CInputGuard> pGuard;    ///< of pFormat
     std::unique_ptr<AVFormatContext, closeGuarded> pFormat;
     AVStream* pStream = nullptr;
     AVStream* pAudio = nullptr;  ///< null: none
@@ -108,9 +110,10 @@ struct openMedia {
 };
 
 /// Opens an input and finds its first H.264 or H.265 stream. `pStop` (may be null) must outlive it.
-/// Throws CFailure.
+/// Throws CFailure. What is read by way of `pFile` is not opened once more.
 openMedia OpenMedia(const std::string& strAddress, const std::atomic<bool>* pStop,
-                    const mediaOptions& stOptions = {});
+                    const mediaOptions& stOptions = {},
+                    std::unique_ptr<CRecordingFile> pFile = nullptr);
 
 /// Tells that reading failed with this error number: throws CSilence, else CFailure.
 [[noreturn]] void FailToRead(const openMedia& stMedia, int nError);

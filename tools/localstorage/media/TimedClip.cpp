@@ -97,6 +97,7 @@ void CTimedClip::WriteVideo(reading& st, AVPacket& stPacket) {
     if (bFirst) st.bWhole = m_bJoined && nOffset == m_nOffset && st.nFrames == 1;
     m_bJoined = true;
     m_nOffset = nOffset;
+    CClipWriter::SetTaken(stPacket, st.TimeOf(stPacket));
     m_objWriter.Write(ETrack::Video, stPacket, {stTimes.nShow - m_nZero, stTimes.nDecode - m_nZero},
                       nLength);
     st.optSpan->tEnd = std::max(st.optSpan->tEnd, tEnd);

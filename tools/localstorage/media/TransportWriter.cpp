@@ -37,7 +37,7 @@ CTransportWriter::CTransportWriter(const AVCodecParameters& stVideo,
     AVFormatContext* pFormat = nullptr;
     Require(avformat_alloc_output_context2(&pFormat, nullptr, "mpegts", nullptr));
     m_pFormat.reset(pFormat);
-    m_pOutput = MakeOutput(BUFFER_SIZE, this, Collect);
+    m_pOutput = MakeIo(BUFFER_SIZE, this, {.fnWrite = Collect});
     pFormat->pb = m_pOutput.get();
     if (!m_pOutput) Require(AVERROR(ENOMEM));
     AddTrack(stVideo);

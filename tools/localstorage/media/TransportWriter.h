@@ -27,7 +27,7 @@ private:
     void AddTrack(const AVCodecParameters& stParameters);
     static int Collect(void* pWriter, std::uint8_t* pData, int nSize);
 
-    avOutput m_pOutput;
+    avIo m_pOutput;
     std::unique_ptr<AVFormatContext, outputFree> m_pFormat;  ///< writes to it
     std::vector<std::uint8_t> m_vPacked;
     bool m_bTaken = false;  ///< what was packed

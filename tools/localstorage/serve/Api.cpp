@@ -7,6 +7,8 @@
 #include "base/Times.h"
 #include "media/ClipJoin.h"
 #include "screen/RecordsJson.h"
+#include "serve/Assets.h"
+#include "serve/Follow.h"
 #include "serve/Parameters.h"
 
 namespace {
@@ -23,6 +25,22 @@ recordingFilter FilterFor(const std::optional<std::string>& optCamera, const tim
     if (optCamera) st.vCameras = {*optCamera};
     if (stRange != ALL_DAYS) st.stRange = stRange;
     return st;
+}
+
+/// Whether more of a recording is on its way that was changed last then: the rest of a frame.
+bool IsBeingWritten(const recording&, UtcTime tChange) {
+    return Now() - tChange < Seconds(2);
+}
+
+/// A file of the page, which may load nothing but what is served here.
+httpAnswer AssetAnswer(const asset& st) {
+    return {
+        .eStatus = HTTP_OK,
+        .strType = st.pType,
+        .strBody = std::string(st.strBytes),
+        .vHeaders = {{"Content-Security-Policy",
+                      "default-src 'self'; media-src blob:; object-src 'none'; base-uri 'none'; "
+                      "frame-ancestors 'none'"}}};
 }
 
 /// Where the video of a span is.
@@ -42,6 +60,7 @@ CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
           {"/healthz", {}, true, [this](const auto&) { return Health(); }},
           {"/api/cameras", {}, false, [this](const auto&) { return Cameras(); }},
           {"/api/status", {}, false, [this](const auto&) { return Status(); }},
+          {"/api/days", {}, false, [this](const auto&) { return Days(); }},
           {"/api/timeline",
            {"day"},
            false,
@@ -50,6 +69,14 @@ CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
            {"camera", "from", "to"},
            false,
            [this](const auto& st) { return Recordings(CParameterReader(st.mParameters)); }},
+          {"/api/pictures",
+           {"camera", "day"},
+           false,
+           [this](const auto& st) { return Pictures(st, CParameterReader(st.mParameters)); }},
+          {"/api/picture",
+           {"camera", "time"},
+           false,
+           [this](const auto& st) { return Picture(CParameterReader(st.mParameters)); }},
           {"/list",
            {"path", "start", "end"},
            false,
@@ -61,6 +88,7 @@ CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
       } {}
 
 httpAnswer CApi::Answer(const httpRequest& stRequest) const {
+    if (const asset* pAsset = FindAsset(stRequest.strPath)) return AssetAnswer(*pAsset);
     const auto it = std::find_if(m_vRoutes.begin(), m_vRoutes.end(),
                                  [&](const route& st) { return st.strPath == stRequest.strPath; });
     if (it == m_vRoutes.end()) throw CHttpFailure(HTTP_NOT_FOUND, "there is nothing of this name");
@@ -80,7 +108,11 @@ std::vector<recording> CApi::Find(const recordingFilter& stFilter) const {
 /// At least one.
 std::vector<recording> CApi::FindSome(const recordingFilter& stFilter) const {
     auto vFound = Find(stFilter);
-    if (!vFound.empty()) return vFound;
+    if (vFound.empty()) FindNothing();
+    return vFound;
+}
+
+void CApi::FindNothing() const {
     if (ReadableDirs().size() < m_vDirs.size()) {
         throw CFailure("not every record directory can be read, and the others hold nothing of it");
     }
@@ -112,6 +144,14 @@ httpAnswer CApi::Status() const {
         vDisks.push_back({{"dir", strDir}, {"error", "it cannot be read"}});
     }
     return JsonAnswer(vDisks);
+}
+
+httpAnswer CApi::Days() const {
+    std::vector<JsonObject> vDays;
+    for (const std::string& strDay : FindDays(ReadableDirs())) {
+        vDays.push_back({{"day", DayText(strDay)}});
+    }
+    return JsonAnswer(vDays);
 }
 
 httpAnswer CApi::Timeline(const CParameterReader& objReader) const {
@@ -147,22 +187,79 @@ httpAnswer CApi::List(const httpRequest& stRequest, const CParameterReader& objR
     return JsonAnswer(vList);
 }
 
+/// Writes what is asked for, to its end.
+void CApi::Join(const clipRequest& st, CClipTarget& objTarget) const {
+    CClipWriter objWriter(objTarget);
+    joinGrowth stGrowth{.fnGrows = IsBeingWritten};
+    std::optional<CFollow> optFollow;
+    if (st.bFollow) {
+        optFollow.emplace(
+            [&](const timeSpan& stRange) { return Find(FilterFor(st.strCamera, stRange)); },
+            st.vFound.back());
+        stGrowth = {.fnGrows = [&](const recording& stThis,
+                                   UtcTime tChange) { return optFollow->Grows(stThis, tChange); },
+                    .fnNext = [&] { return optFollow->Next(); }};
+    }
+    try {
+        CClipJoin(objWriter, st.stRange, st.vFound, m_bStop, {}, stGrowth).Run();
+    } catch (const CNothingToShow&) {
+        throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
+    }
+    objWriter.Finish();
+}
+
+CApi::clipRequest CApi::ReadClipRequest(const CParameterReader& objReader) const {
+    clipRequest st;
+    st.strCamera = Needed(objReader.Camera("path"), "path");
+    const UtcTime tNow = Now(), tStart = Needed(objReader.Time("start"), "start");
+    const auto optLength = objReader.Length("duration");
+    st.bFollow = !optLength;
+    if (st.bFollow) {
+        st.stRange = {std::min(tStart, tNow), EVER.tEnd};
+        // What is being recorded reaches up to now, whenever it was written to last.
+        st.vFound =
+            FindSome(FilterFor(st.strCamera, {st.stRange.tStart - CAMERA_SILENCE, ALL_DAYS.tEnd}));
+        st.vFound.erase(
+            st.vFound.begin(),
+            std::find_if(st.vFound.begin(), std::prev(st.vFound.end()),
+                         [&](const recording& stOne) { return stOne.tEnd > st.stRange.tStart; }));
+    } else {
+        st.stRange = {tStart, tStart + *optLength};
+        st.vFound = FindSome(FilterFor(st.strCamera, st.stRange));
+        // What is recorded from now on is not waited for.
+        st.stRange.tEnd = std::min(st.stRange.tEnd, std::max(tNow, tStart));
+    }
+    return st;
+}
+
 /// A clip is made while it is sent: by the thread of the request, which pushes, as the muxer does.
 httpAnswer CApi::Video(const CParameterReader& objReader) const {
-    const std::string strCamera = Needed(objReader.Camera("path"), "path");
-    const UtcTime tStart = Needed(objReader.Time("start"), "start");
-    const timeSpan stRange{tStart, tStart + Needed(objReader.Length("duration"), "duration")};
     objReader.Word("format", {"fmp4"});
-    const auto vFound = FindSome(FilterFor(strCamera, stRange));
-    const auto Send = [=, this](const BytesSink& fnSink) {
+    const auto Send = [this, st = ReadClipRequest(objReader)](const BytesSink& fnSink) {
         CClipStream objStream(fnSink);
-        CClipWriter objWriter(objStream);
-        try {
-            CClipJoin(objWriter, stRange, vFound, m_bStop).Run();
-        } catch (const CNothingToShow&) {
-            throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
-        }
-        objWriter.Finish();
+        Join(st, objStream);
     };
-    return {.eStatus = HTTP_OK, .strType = "video/mp4", .strBody = {}, .fnBody = Send};
+    return {.eStatus = HTTP_OK, .strType = "video/mp4", .fnBody = Send};
+}
+
+httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const {
+    const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
+    std::vector<JsonObject> vPictures;
+    for (const picture& st : FindPictures(ReadableDirs(), {strCamera}, objReader.Day("day"))) {
+        const std::string strTime = FormatIso(st.tTaken);
+        vPictures.push_back({{"time", strTime},
+                             {"bytes", st.nBytes},
+                             {"url", stRequest.strOrigin + "/api/picture?camera=" +
+                                         UrlEncoded(strCamera) + "&time=" + UrlEncoded(strTime)}});
+    }
+    return JsonAnswer(vPictures);
+}
+
+httpAnswer CApi::Picture(const CParameterReader& objReader) const {
+    const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
+    const UtcTime tTime = Needed(objReader.Time("time"), "time");
+    const auto vFound =
+        FindPictures(ReadableDirs(), {strCamera}, timeSpan{tTime, tTime + Seconds(1)});
+    if (vFound.empty()) FindNothing();
+    return FileAnswer(std::make_shared<COpenFile>(vFound.front().Path()), "image/jpeg");
 }

@@ -13,6 +13,7 @@
 #include "Catalogue/Catalogue.h"
 #include "serve/Http.h"
 
+class CClipTarget;
 class CParameterReader;
 
 class CApi {
@@ -38,12 +39,25 @@ private:
     httpAnswer Health() const;
     httpAnswer Cameras() const;
     httpAnswer Status() const;
+    httpAnswer Days() const;
     httpAnswer Timeline(const CParameterReader& objReader) const;
     httpAnswer Recordings(const CParameterReader& objReader) const;
     httpAnswer List(const httpRequest& stRequest, const CParameterReader& objReader) const;
 
+    /// Video that is asked for.
+    struct clipRequest {
+        std::string strCamera;
+        timeSpan stRange;
+        std::vector<recording> vFound;  ///< at least one
+        bool bFollow = false;           ///< and what is recorded from now on
+    };
+    clipRequest ReadClipRequest(const CParameterReader& objReader) const;
+    void Join(const clipRequest& st, CClipTarget& objTarget) const;
     httpAnswer Video(const CParameterReader& objReader) const;
+    httpAnswer Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const;
+    httpAnswer Picture(const CParameterReader& objReader) const;
 
+    [[noreturn]] void FindNothing() const;
     std::vector<std::string> ReadableDirs() const;
     std::vector<recording> Find(const recordingFilter& stFilter) const;
     std::vector<recording> FindSome(const recordingFilter& stFilter) const;

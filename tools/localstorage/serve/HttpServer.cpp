@@ -8,6 +8,7 @@
 
 #include "base/Text.h"
 #include "serve/Exchange.h"
+#include "serve/FormReader.h"
 
 namespace {
 
@@ -25,15 +26,20 @@ constexpr std::pair<const char*, const char*> SECURITY_HEADERS[] = {
     {"X-Content-Type-Options", "nosniff"},
     {"X-Frame-Options", "DENY"},
     {"Referrer-Policy", "no-referrer"},
-    {"Content-Security-Policy", "default-src 'none'; frame-ancestors 'none'"},
+    {"Content-Security-Policy",
+     "default-src 'none'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
     {"Cross-Origin-Resource-Policy", "same-origin"},
     {"Cache-Control", "no-store"}};
 
 using SharedExchange = std::shared_ptr<CExchange>;
 
-std::string HeaderOf(MHD_Connection& objConnection, const char* pName) {
-    const char* pValue = MHD_lookup_connection_value(&objConnection, MHD_HEADER_KIND, pName);
+std::string ValueOf(MHD_Connection& objConnection, MHD_ValueKind eKind, const char* pName) {
+    const char* pValue = MHD_lookup_connection_value(&objConnection, eKind, pName);
     return pValue ? pValue : "";
+}
+
+std::string HeaderOf(MHD_Connection& objConnection, const char* pName) {
+    return ValueOf(objConnection, MHD_HEADER_KIND, pName);
 }
 
 MHD_Result AddParameter(void* pRequest, MHD_ValueKind, const char* pKey, size_t nKey,
@@ -53,7 +59,8 @@ void FreeExchange(void* pExchange) {
 
 MHD_Response* MakeResponse(const httpAnswer& st, const SharedExchange& pExchange) {
     if (st.fnBody) {
-        return MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, BLOCK_SIZE, ReadBody,
+        return MHD_create_response_from_callback(st.optLength.value_or(MHD_SIZE_UNKNOWN),
+                                                 BLOCK_SIZE, ReadBody,
                                                  new SharedExchange(pExchange), FreeExchange);
     }
     return MHD_create_response_from_buffer(st.strBody.size(), const_cast<char*>(st.strBody.data()),
@@ -65,7 +72,7 @@ MHD_Result Send(MHD_Connection& objConnection, const httpAnswer& st,
     MHD_Response* pResponse = MakeResponse(st, pExchange);
     if (!pResponse) return MHD_NO;
     for (const auto& [pName, pValue] : SECURITY_HEADERS) {
-        MHD_add_response_header(pResponse, pName, pValue);
+        if (!st.HasHeader(pName)) MHD_add_response_header(pResponse, pName, pValue);
     }
     MHD_add_response_header(pResponse, MHD_HTTP_HEADER_CONTENT_TYPE, st.strType.c_str());
     for (const auto& [strName, strValue] : st.vHeaders) {
@@ -76,21 +83,31 @@ MHD_Result Send(MHD_Connection& objConnection, const httpAnswer& st,
     return eResult;
 }
 
+/// A request as the library goes through it.
+struct openRequest {
+    SharedExchange pExchange;
+    CFormReader objForm;
+};
+
 }  // namespace
 
 /// What the library calls. No exception may pass through it.
 struct CHttpServer::callbacks {
     static MHD_Result OnRequest(void* pServer, MHD_Connection* pConnection, const char* pUrl,
-                                const char* pMethod, const char*, const char*, size_t* pUploadSize,
-                                void** ppState) noexcept try {
+                                const char* pMethod, const char*, const char* pUpload,
+                                size_t* pUploadSize, void** ppState) noexcept try {
         auto& objServer = *static_cast<CHttpServer*>(pServer);
         if (!*ppState) {
-            *ppState = new SharedExchange(std::make_shared<CExchange>(*pConnection));
+            *ppState = new openRequest{std::make_shared<CExchange>(*pConnection),
+                                       CFormReader(*pConnection)};
             return MHD_YES;
         }
-        if (std::exchange(*pUploadSize, 0) != 0) return MHD_YES;  // what is sent here is not read
-        const SharedExchange& pExchange = *static_cast<SharedExchange*>(*ppState);
-        if (pExchange->Start()) objServer.Take(pExchange, *pConnection, pUrl, pMethod);
+        auto& [pExchange, objForm] = *static_cast<openRequest*>(*ppState);
+        if (*pUploadSize != 0) {
+            objForm.Take(pUpload, std::exchange(*pUploadSize, 0));
+            return MHD_YES;
+        }
+        if (pExchange->Start()) objServer.Take(pExchange, *pConnection, objForm, pUrl, pMethod);
         const auto optAnswer = pExchange->TakeAnswer();
         return optAnswer ? Send(*pConnection, *optAnswer, pExchange) : MHD_YES;
     } catch (const std::exception&) {
@@ -99,15 +116,15 @@ struct CHttpServer::callbacks {
 
     static void OnCompleted(void*, MHD_Connection*, void** ppState,
                             MHD_RequestTerminationCode) noexcept {
-        const auto* pExchange = static_cast<SharedExchange*>(std::exchange(*ppState, nullptr));
-        if (!pExchange) return;
-        (*pExchange)->Abandon();
-        delete pExchange;
+        const auto* pRequest = static_cast<openRequest*>(std::exchange(*ppState, nullptr));
+        if (!pRequest) return;
+        pRequest->pExchange->Abandon();
+        delete pRequest;
     }
 };
 
 CHttpServer::CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer)
-    : m_stOptions(std::move(stOptions)), m_fnAnswer(std::move(fnAnswer)) {
+    : m_stOptions(std::move(stOptions)), m_objAccess(m_stOptions), m_fnAnswer(std::move(fnAnswer)) {
     // With epoll the library overlooks clients that go away while their connection is suspended.
     unsigned nFlags = MHD_USE_POLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME;
     if (m_stOptions.stListen.IsIpv6()) nFlags |= MHD_USE_IPv6;
@@ -115,7 +132,7 @@ CHttpServer::CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer)
         {MHD_OPTION_STRICT_FOR_CLIENT, 1, nullptr},
         {MHD_OPTION_NOTIFY_COMPLETED, reinterpret_cast<intptr_t>(&callbacks::OnCompleted),
          nullptr}};
-    if (!m_stOptions.strKey.empty()) {
+    if (m_stOptions.IsTls()) {
         nFlags |= MHD_USE_TLS;
         const auto Text = [](const std::string& str) { return const_cast<char*>(str.c_str()); };
         vOptions.push_back({MHD_OPTION_HTTPS_MEM_KEY, 0, Text(m_stOptions.strKey)});
@@ -131,10 +148,9 @@ CHttpServer::CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer)
                                      MHD_OPTION_CONNECTION_TIMEOUT, SILENCE_SECONDS,            //
                                      MHD_OPTION_ARRAY, vOptions.data(), MHD_OPTION_END));
     if (m_pDaemon) return;
-    const std::string strReason = errno != 0 ? ErrorText(errno)
-                                  : m_stOptions.strKey.empty()
-                                      ? "the server cannot be started"
-                                      : "certificate or key cannot be used";
+    const std::string strReason = errno != 0            ? ErrorText(errno)
+                                  : m_stOptions.IsTls() ? "certificate or key cannot be used"
+                                                        : "the server cannot be started";
     throw CFailure("cannot listen on " + Url() + ": " + strReason);
 }
 
@@ -158,15 +174,18 @@ std::string CHttpServer::Url() const {
 }
 
 std::string CHttpServer::Scheme() const {
-    return m_stOptions.strKey.empty() ? "http://" : "https://";
+    return m_stOptions.IsTls() ? "https://" : "http://";
 }
 
 /// Refuses the request, or has it answered by a thread of its own.
 void CHttpServer::Take(const SharedExchange& pExchange, MHD_Connection& objConnection,
-                       const char* pUrl, const char* pMethod) {
+                       const CFormReader& objForm, const char* pUrl, const char* pMethod) {
     try {
         httpRequest stRequest = ReadRequest(objConnection, pUrl, pMethod);
-        CheckAccess(stRequest, objConnection);
+        stRequest.strToken = objForm.Token();
+        if (auto optAnswer = m_objAccess.Check(stRequest)) {
+            return pExchange->Begin(*std::move(optAnswer));
+        }
         const std::lock_guard lock(m_mutex);
         if (m_bStopping || m_setExchanges.size() >= MOST_EXCHANGES) {
             throw CFailure("too many requests are being answered");
@@ -188,34 +207,20 @@ void CHttpServer::Take(const SharedExchange& pExchange, MHD_Connection& objConne
 
 httpRequest CHttpServer::ReadRequest(MHD_Connection& objConnection, const char* pUrl,
                                      const char* pMethod) const {
-    httpRequest st{.strMethod = pMethod, .strPath = pUrl, .mParameters = {}, .strOrigin = {}};
+    httpRequest st{.strMethod = pMethod, .strPath = pUrl};
     if (!st.strPath.starts_with(m_stOptions.strBasePath + "/")) {
         throw CHttpFailure(HTTP_NOT_FOUND, "there is nothing of this name");
     }
     st.strPath.erase(0, m_stOptions.strBasePath.size());
     MHD_get_connection_values_n(&objConnection, MHD_GET_ARGUMENT_KIND, AddParameter, &st);
-    const std::string strHost = HeaderOf(objConnection, MHD_HTTP_HEADER_HOST);
-    if (!strHost.empty()) st.strOrigin = Scheme() + strHost;
+    st.strHost = HeaderOf(objConnection, MHD_HTTP_HEADER_HOST);
+    if (!st.strHost.empty()) st.strOrigin = Scheme() + st.strHost;
     st.strOrigin += m_stOptions.strBasePath;
+    st.strAuthorization = HeaderOf(objConnection, MHD_HTTP_HEADER_AUTHORIZATION);
+    const std::string strAccept = HeaderOf(objConnection, MHD_HTTP_HEADER_ACCEPT);
+    st.bWantsPage = strAccept.find("text/html") != std::string::npos;
+    st.strCookie = ValueOf(objConnection, MHD_COOKIE_KIND, TOKEN_COOKIE);
     return st;
-}
-
-void CHttpServer::CheckAccess(const httpRequest& stRequest, MHD_Connection& objConnection) const {
-    if (stRequest.strMethod != MHD_HTTP_METHOD_GET && stRequest.strMethod != MHD_HTTP_METHOD_HEAD) {
-        throw CHttpFailure(HTTP_METHOD_NOT_ALLOWED, "only GET and HEAD are answered");
-    }
-    if (m_stOptions.bAnybody || m_stOptions.setOpenPaths.contains(stRequest.strPath)) return;
-    if (!m_stOptions.objToken.Admits(HeaderOf(objConnection, MHD_HTTP_HEADER_AUTHORIZATION))) {
-        throw CHttpFailure(HTTP_UNAUTHORIZED,
-                           "the header \"Authorization: Bearer TOKEN\" is missing or wrong");
-    }
-    // A page of some other site, whose name is made to lead here, shall not read what the browser's
-    // user may.
-    const std::string strHost = HeaderOf(objConnection, MHD_HTTP_HEADER_HOST);
-    if (!m_stOptions.objToken.IsWanted() && !strHost.empty() && !IsNumericHost(strHost)) {
-        throw CHttpFailure(HTTP_FORBIDDEN,
-                           "without a token only addresses in numbers and localhost are answered");
-    }
 }
 
 void CHttpServer::Give(CExchange& objExchange, const httpRequest& stRequest) const {

@@ -1,5 +1,5 @@
-// The HTTP server: who may ask, how much of it, and on which threads it is answered. What the
-// answers say is not its business.
+// The HTTP server: how much may be asked, and on which threads it is answered. Who may ask, and
+// what the answers say, is not its business.
 
 #ifndef LOCALSTORAGE_TOOL_SERVE_HTTPSERVER_H
 #define LOCALSTORAGE_TOOL_SERVE_HTTPSERVER_H
@@ -9,22 +9,12 @@
 #include <mutex>
 #include <set>
 
-#include "serve/Http.h"
-#include "serve/ListenAddress.h"
-#include "serve/Token.h"
+#include "serve/Access.h"
 
 struct MHD_Connection;
 struct MHD_Daemon;
 class CExchange;
-
-struct serverOptions {
-    listenAddress stListen;
-    CToken objToken;
-    bool bAnybody = false;               ///< no token is wanted, whoever can reach the server
-    std::string strCertificate, strKey;  ///< for TLS, in PEM; empty: none
-    std::string strBasePath;             ///< in front of all paths: "" or "/x"
-    std::set<std::string> setOpenPaths;  ///< which nobody needs a token for
-};
+class CFormReader;
 
 class CHttpServer {
 public:
@@ -48,15 +38,15 @@ private:
     };
 
     void Take(const std::shared_ptr<CExchange>& pExchange, MHD_Connection& objConnection,
-              const char* pUrl, const char* pMethod);
+              const CFormReader& objForm, const char* pUrl, const char* pMethod);
     httpRequest ReadRequest(MHD_Connection& objConnection, const char* pUrl,
                             const char* pMethod) const;
-    void CheckAccess(const httpRequest& stRequest, MHD_Connection& objConnection) const;
     void Give(CExchange& objExchange, const httpRequest& stRequest) const;
     void Forget(const std::shared_ptr<CExchange>& pExchange);
     std::string Scheme() const;
 
     const serverOptions m_stOptions;
+    const CAccess m_objAccess;
     const AnswerFunction m_fnAnswer;
 
     std::mutex m_mutex;

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "base/Failure.h"
+#include "serve/Parameters.h"
 
 namespace {
 
@@ -35,5 +36,17 @@ CToken::CToken(const std::string& strFile) {
 bool CToken::Admits(std::string_view strAuthorization) const {
     if (!IsWanted()) return true;
     if (!strAuthorization.starts_with(SCHEME)) return false;
-    return AreEqual(strAuthorization.substr(SCHEME.size()), m_strSecret);
+    return Is(strAuthorization.substr(SCHEME.size()));
+}
+
+bool CToken::Is(std::string_view strGiven) const {
+    return IsWanted() && AreEqual(strGiven, m_strSecret);
+}
+
+bool CToken::IsCookie(std::string_view strGiven) const {
+    return IsWanted() && AreEqual(strGiven, Cookie());
+}
+
+std::string CToken::Cookie() const {
+    return UrlEncoded(m_strSecret);
 }
