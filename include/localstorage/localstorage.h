@@ -318,7 +318,7 @@ typedef struct ls_picture {
     uint64_t bytes;         ///< when it was looked at
 } ls_picture;
 
-/// Finds all pictures, in any order. Else like ls_find_recordings.
+/// Finds all pictures, sorted by time. Else like ls_find_recordings.
 LS_API ls_error ls_find_pictures(const char* const* directories, size_t directory_count,
                                  ls_query** query, int* system_error);
 

@@ -225,7 +225,8 @@ ls_error ls_find_coverage(const char* const* directories, size_t directory_count
 
 ls_error ls_find_pictures(const char* const* directories, size_t directory_count, ls_query** query,
                           int* system_error) {
-    return Open<CPictures>(directories, directory_count, query, system_error, FindPictures);
+    return Open<CPictures>(directories, directory_count, query, system_error,
+                           [](const auto& vDirs) { return FindPictures(vDirs); });
 }
 
 ls_error ls_find_disks(const char* const* directories, size_t directory_count, ls_query** query,
