@@ -143,6 +143,10 @@ struct stream {
     std::string strMade;
 };
 
+void PrintTo(const stream& st, std::ostream* pOut) {
+    *pOut << st.pName;
+}
+
 class Stream : public testing::TestWithParam<stream> {};
 
 TEST_P(Stream, EveryFileDecodesAloneAndNoFrameIsLost) {

@@ -410,7 +410,12 @@ void Give(GValue* pValue, Enum e) {
     g_value_set_enum(pValue, static_cast<gint>(e));
 }
 
-void SetProperty(GObject* pObject, guint nProperty, const GValue* pValue, GParamSpec*) {
+void SetProperty(GObject* pObject, guint nProperty, const GValue* pValue, GParamSpec* pSpec) {
+    if (GST_STATE(pObject) > GST_STATE_READY) {  // other threads read the settings
+        g_warning("%s: %s cannot be changed while it records", GST_OBJECT_NAME(pObject),
+                  g_param_spec_get_name(pSpec));
+        return;
+    }
     std::visit([pValue](auto* pField) { Take(pValue, *pField); }, FieldOf(pObject, nProperty));
 }
 
