@@ -314,13 +314,14 @@ typedef struct ls_picture {
     const char* path;       ///< full path
     const char* directory;  ///< the record directory
     const char* camera;     ///< its identifier
-    ls_time time;           ///< when it was stored
+    int64_t taken;          ///< the second in which it was stored, a moment
     uint64_t bytes;         ///< when it was looked at
 } ls_picture;
 
-/// Finds all pictures, in any order. Else like ls_find_recordings.
+/// Finds the pictures of the filter's cameras in its range (null: all), sorted by time, then
+/// camera. Else like ls_find_recordings.
 LS_API ls_error ls_find_pictures(const char* const* directories, size_t directory_count,
-                                 ls_query** query, int* system_error);
+                                 const ls_filter* filter, ls_query** query, int* system_error);
 
 /// The next picture, as ls_next_recording.
 LS_API const ls_picture* ls_next_picture(ls_query* query);
