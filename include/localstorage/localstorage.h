@@ -224,8 +224,9 @@ LS_API ls_error ls_write(ls_channel* channel, const void* data, size_t size, int
 LS_API ls_error ls_write_header(ls_channel* channel, const void* data, size_t size,
                                 int* system_error);
 
-/// Ends a recording and frees the channel, in every case. LS_ERROR_WRITE: the end of it was not
-/// written. Null: nothing happens, LS_OK.
+/// Ends a recording and frees the channel. LS_ERROR_WRITE: it is closed and free, but the end of it
+/// was not written. LS_ERROR_NO_MEMORY: nothing has happened, to be called again. Null: nothing
+/// happens, LS_OK.
 LS_API ls_error ls_channel_close(ls_channel* channel, int* system_error);
 
 /// Stores a picture of a camera (JPEG), named by the current second; a second one of that second
