@@ -16,7 +16,8 @@
 //     to this call, whatever other threads do. Where the system had a reason, its error number is
 //     stored through `system_error`, else 0; that pointer may be null.
 //   - Where a function gives something through a pointer, it is set in every case: to null or 0 on
-//     failure. That pointer must not be null unless its function says so (LS_ERROR_ARGUMENT).
+//     failure. Null for that pointer, or for anything else that a function needs, is
+//     LS_ERROR_ARGUMENT unless it says otherwise.
 //   - A record begins with its size in bytes, which whoever fills it in sets to sizeof. So records
 //     can grow at their end: what an older host does not know counts as 0, and 0 is always the
 //     default. A host must not read behind the size of a record that it is given.
@@ -373,7 +374,7 @@ LS_API const ls_camera* ls_next_camera(ls_query* query);
 
 /// Finds the paths of recordings in the engine's index in memory, without asking a disk;
 /// remote-backup layout only. They overlap the local times [begin, end]; type 0: every type.
-/// Sorted by path.
+/// Sorted by path. LS_ERROR_ARGUMENT: the layout is the other one.
 LS_API ls_error ls_engine_find(ls_engine* engine, const char* camera, uint32_t type,
                                const ls_time* begin, const ls_time* end, ls_query** query);
 
