@@ -16,7 +16,8 @@
 //     to this call, whatever other threads do. Where the system had a reason, its error number is
 //     stored through `system_error`, else 0; that pointer may be null.
 //   - Where a function gives something through a pointer, it is set in every case: to null or 0 on
-//     failure. That pointer must not be null unless its function says so (LS_ERROR_ARGUMENT).
+//     failure. Null for that pointer, or for anything else that a function needs, is
+//     LS_ERROR_ARGUMENT unless it says otherwise.
 //   - A record begins with its size in bytes, which whoever fills it in sets to sizeof. So records
 //     can grow at their end: what an older host does not know counts as 0, and 0 is always the
 //     default. A host must not read behind the size of a record that it is given.
@@ -224,8 +225,9 @@ LS_API ls_error ls_write(ls_channel* channel, const void* data, size_t size, int
 LS_API ls_error ls_write_header(ls_channel* channel, const void* data, size_t size,
                                 int* system_error);
 
-/// Ends a recording and frees the channel, in every case. LS_ERROR_WRITE: the end of it was not
-/// written. Null: nothing happens, LS_OK.
+/// Ends a recording and frees the channel. LS_ERROR_WRITE: it is closed and free, but the end of it
+/// was not written. LS_ERROR_NO_MEMORY: nothing has happened, to be called again. Null: nothing
+/// happens, LS_OK.
 LS_API ls_error ls_channel_close(ls_channel* channel, int* system_error);
 
 /// Stores a picture of a camera (JPEG), named by the current second; a second one of that second
@@ -314,13 +316,14 @@ typedef struct ls_picture {
     const char* path;       ///< full path
     const char* directory;  ///< the record directory
     const char* camera;     ///< its identifier
-    ls_time time;           ///< when it was stored
+    int64_t taken;          ///< the second in which it was stored, a moment
     uint64_t bytes;         ///< when it was looked at
 } ls_picture;
 
-/// Finds all pictures, sorted by time. Else like ls_find_recordings.
+/// Finds the pictures of the filter's cameras in its range (null: all), sorted by time, then
+/// camera. Else like ls_find_recordings.
 LS_API ls_error ls_find_pictures(const char* const* directories, size_t directory_count,
-                                 ls_query** query, int* system_error);
+                                 const ls_filter* filter, ls_query** query, int* system_error);
 
 /// The next picture, as ls_next_recording.
 LS_API const ls_picture* ls_next_picture(ls_query* query);
@@ -371,7 +374,7 @@ LS_API const ls_camera* ls_next_camera(ls_query* query);
 
 /// Finds the paths of recordings in the engine's index in memory, without asking a disk;
 /// remote-backup layout only. They overlap the local times [begin, end]; type 0: every type.
-/// Sorted by path.
+/// Sorted by path. LS_ERROR_ARGUMENT: the layout is the other one.
 LS_API ls_error ls_engine_find(ls_engine* engine, const char* camera, uint32_t type,
                                const ls_time* begin, const ls_time* end, ls_query** query);
 

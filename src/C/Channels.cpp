@@ -54,14 +54,10 @@ bool IsSameRecording(const recFileInfo& a, const recFileInfo& b) {
            a.enumRecordType == b.enumRecordType;
 }
 
-/// Takes it out of the engine's list.
-std::list<ls_channel> Extract(ls_channel& stChannel) {
-    std::list<ls_channel> lsOut, &lsChannels = stChannel.stEngine.lsChannels;
-    OSL_Guard guard(stChannel.stEngine.mtx);
-    const auto it = std::find_if(lsChannels.begin(), lsChannels.end(),
-                                 [&](const ls_channel& st) { return &st == &stChannel; });
-    lsOut.splice(lsOut.begin(), lsChannels, it);
-    return lsOut;
+void Free(ls_channel& stChannel) {
+    ls_engine& stEngine = stChannel.stEngine;
+    OSL_Guard guard(stEngine.mtx);
+    stEngine.lsChannels.remove_if([&](const ls_channel& st) { return &st == &stChannel; });
 }
 
 ls_error OpenChannel(ls_engine& stEngine, const ls_channel_settings& st, ls_channel** channel,
@@ -138,11 +134,15 @@ ls_error ls_write_header(ls_channel* channel, const void* data, size_t size, int
 ls_error ls_channel_close(ls_channel* channel, int* system_error) {
     return Guarded(system_error, [&] {
         if (!channel) return LS_OK;
-        std::list<ls_channel> lsClosing = Extract(*channel);
+        CLocalStorage& objStorage = channel->stEngine.objStorage;
         ForgetCallError();
-        const bool bClosed = channel->stEngine.objStorage.CloseChannelRecord(
-            channel->strCamera.data(), channel->stFile);
+        const bool bClosed =
+            objStorage.CloseChannelRecord(channel->strCamera.data(), channel->stFile);
+        if (!bClosed && objStorage.FindChannel(channel->strCamera.c_str(), channel->stFile)) {
+            return CallError(LS_ERROR_INTERNAL, system_error);  // to be called again
+        }
+        Free(*channel);
         const bool bLost = t_stCallFailure.nCode == CALL_FAILED_WRITE;
-        return bClosed && !bLost ? LS_OK : CallError(LS_ERROR_NO_CHANNEL, system_error);
+        return bLost ? CallError(LS_ERROR_WRITE, system_error) : LS_OK;
     });
 }

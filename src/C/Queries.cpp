@@ -66,7 +66,7 @@ ls_picture Give(const pathed<picture>& st) {
             .path = st.strPath.c_str(),
             .directory = st.strDir.c_str(),
             .camera = st.strCamera.c_str(),
-            .time = GiveTime(ToBlockTime(st.tTime)),
+            .taken = GiveMoment(st.tTaken),
             .bytes = st.nBytes};
 }
 
@@ -223,10 +223,12 @@ ls_error ls_find_coverage(const char* const* directories, size_t directory_count
                                 });
 }
 
-ls_error ls_find_pictures(const char* const* directories, size_t directory_count, ls_query** query,
-                          int* system_error) {
-    return Open<CPictures>(directories, directory_count, query, system_error,
-                           [](const auto& vDirs) { return FindPictures(vDirs); });
+ls_error ls_find_pictures(const char* const* directories, size_t directory_count,
+                          const ls_filter* filter, ls_query** query, int* system_error) {
+    return OpenFiltered<CPictures>(directories, directory_count, filter, query, system_error,
+                                   [](const auto& vDirs, const recordingFilter& st) {
+                                       return FindPictures(vDirs, st.vCameras, st.stRange);
+                                   });
 }
 
 ls_error ls_find_disks(const char* const* directories, size_t directory_count, ls_query** query,

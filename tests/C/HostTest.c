@@ -6,6 +6,7 @@
 #include <ftw.h>
 #include <limits.h>
 #include <localstorage/localstorage.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -205,12 +206,12 @@ static void ClientFilesAreSwitchedAndPicturesKept(void) {
     EXPECT(LS_OK, ls_snapshot(engine, "hall", "jpeg", 4, shorter, sizeof shorter, NULL));
     CHECK(strncmp(shorter, path, 7) == 0 && strlen(shorter) == 7);
     ls_query* query = NULL;
-    EXPECT(LS_OK, ls_find_pictures(&dir, 1, &query, NULL));
+    EXPECT(LS_OK, ls_find_pictures(&dir, 1, NULL, &query, NULL));
     const ls_picture *picture = NULL, *one = NULL;
     int count = 0;
     for (; (one = ls_next_picture(query)); ++count) {
         if (strcmp(one->path, path) == 0) picture = one;
-        CHECK(one->bytes == 4 && one->time.year > 2023);
+        CHECK(one->bytes == 4 && one->taken > MOMENT_OF_EIGHT);
     }
     CHECK(picture && count == 2);
     ls_query_close(query);
@@ -256,6 +257,45 @@ static void TwoEnginesShareALog(void) {
     ls_engine_close(other);
     EXPECT(LS_OK, ls_log_off(LS_LOG_FILES));
     CHECK(Contains(Path("log/LocalStorage_1_W.log"), "still %s here"));
+}
+
+typedef struct caller {
+    ls_engine* engine;
+    ls_channel_settings settings;
+    ls_error error; /* what every opening of these fails with */
+} caller;
+
+static void* OpenOften(void* argument) {
+    const caller* const st = argument;
+    intptr_t wrong = 0;
+    for (int n = 0; n < 60; ++n) {
+        ls_channel* channel = NULL;
+        wrong += ls_channel_open(st->engine, &st->settings, &channel, NULL) != st->error;
+    }
+    return (void*)wrong;
+}
+
+static void EveryThreadHasItsOwnErrors(void) {
+    const char* const dir = Path("threads");
+    told events = {0};
+    const ls_settings settings = Settings(&dir, LS_LAYOUT_REMOTE_BACKUP, &events);
+    ls_engine* engine = NULL;
+    ls_channel* channel = NULL;
+    EXPECT(LS_OK, ls_engine_open(&settings, &engine));
+    caller callers[] = {{engine, Recording("door", EIGHT, NINE), LS_ERROR_CHANNEL_OPEN},
+                        {engine, Recording("yard", EIGHT, NINE), LS_ERROR_FILE}};
+    EXPECT(LS_OK, ls_channel_open(engine, &callers[0].settings, &channel, NULL));
+    callers[1].settings.go_on = true; /* there is nothing to go on with */
+    pthread_t threads[2];
+    for (int n = 0; n < 2; ++n) {
+        CHECK(pthread_create(&threads[n], NULL, OpenOften, &callers[n]) == 0);
+    }
+    for (int n = 0; n < 2; ++n) {
+        void* wrong = NULL;
+        CHECK(pthread_join(threads[n], &wrong) == 0);
+        CHECK(!wrong);
+    }
+    ls_engine_close(engine);
 }
 
 static void ErrorsSayWhatIsWrong(void) {
@@ -337,7 +377,7 @@ static void ErrorsSayWhatIsWrong(void) {
     EXPECT(LS_ERROR_DIRECTORY, ls_find_disks(&nowhere, 1, &query, &system_error));
     CHECK(system_error == ENOENT && !query);
     EXPECT(LS_ERROR_ARGUMENT, ls_find_cameras(&dir, 0, &query, NULL));
-    EXPECT(LS_ERROR_ARGUMENT, ls_find_pictures(NULL, 1, &query, NULL));
+    EXPECT(LS_ERROR_ARGUMENT, ls_find_pictures(NULL, 1, NULL, &query, NULL));
     EXPECT(LS_ERROR_TIME, ls_engine_find(engine, "door", 0, &NINE, &EIGHT, &query));
     ls_time time;
     EXPECT(LS_OK, ls_time_of(MOMENT_OF_EIGHT, &time));
@@ -373,6 +413,7 @@ int main(void) {
     AChannelIsItsHandle();
     ClientFilesAreSwitchedAndPicturesKept();
     TwoEnginesShareALog();
+    EveryThreadHasItsOwnErrors();
     ErrorsSayWhatIsWrong();
     nftw(g_root, RemoveOne, 16, FTW_DEPTH | FTW_PHYS);
     return g_failures == 0 ? 0 : 1;
