@@ -88,16 +88,17 @@ double Run(const std::string& strCommand) {
 }
 
 void Compare(const std::string& strNumber, const std::string& strWhat, RatioGoal stGoal,
-             const archive& stArchive, const std::string& strQuery) {
+             const archive& stArchive, const std::string& strQuery,
+             const std::string& strFind = "") {
     const auto pArchive = std::make_shared<std::optional<CArchive>>();
     const auto dirs = [=](const std::string& strBefore) {
         if (!*pArchive) pArchive->emplace(stArchive);
         return (*pArchive)->Dirs(strBefore);
     };
     Ratio(
-        strNumber, strWhat, "find", stGoal,
+        strNumber, strWhat, "find" + strFind, stGoal,
         [=] { return Run(TOOL " query" + strQuery + dirs(" --dir ")); },
-        [=] { return Run("find" + dirs(" ")); });
+        [=] { return Run("find" + dirs(" ") + strFind); });
 }
 
 }  // namespace
@@ -107,6 +108,7 @@ int main(int argc, char** argv) {
             {50, 4, 200, 4, 8, 60},
             " --camera camera4711 --from 2024-03-02T01:00:00 --to 2024-03-02T02:00:00");
     Compare("17b", "the tool's query of 64 cameras, 1 day of 10, 184,320 files", AtMost(0.2),
-            {1, 1, 64, 10, 288, 5}, " --from 2024-03-05 --to 2024-03-06");
+            {1, 1, 64, 10, 288, 5}, " --from 2024-03-05 --to 2024-03-06",
+            " -printf '%p %s %T@\\n'");  // which tells as much of each file
     return RunRatios(argc, argv);
 }
