@@ -125,9 +125,9 @@ private:
     const std::string m_strRecDir;
     const OnFailure m_onFailure;
     std::uint32_t m_nInterval = 0;
-    OSL_EventHandle m_hStop;
-    std::weak_ptr<openDisk> m_pDisk;  // of the last file; the disk thread's
     CReservedFiles m_objReserved;
+    OSL_EventHandle m_hStop;          // behind what can throw when it is made
+    std::weak_ptr<openDisk> m_pDisk;  // of the last file; the disk thread's
 
     OSL_Mutex m_mtx{OSL_LockRank::DiskSync, "disk sync"};
     bool m_bEnded OSL_GUARDED_BY(m_mtx) = false;
