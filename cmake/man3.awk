@@ -26,20 +26,29 @@ function Verbatim(s,    count, i, lines, indent, made) {
     return ".PP\n.nf\n" made ".fi\n"
 }
 
-# A comment: paragraphs, and examples, which are indented.
-function Prose(s,    count, i, lines, made, example) {
+# A comment: paragraphs, lists, and examples, which are indented.
+function Prose(s,    count, i, lines, line, made, example, list) {
     count = split(s, lines, "\n")
     for (i = 1; i <= count; ++i) {
-        if (lines[i] == "") {
-            if (!example && made) made = made ".PP\n"
-        } else if (lines[i] ~ /^   /) {
-            made = made (example ? "" : ".nf\n") Roff(lines[i]) "\n"
+        line = lines[i]
+        if (line ~ /^ *- / || (list && line ~ /^ /)) {
+            if (line ~ /^ *- /) made = made (example ? ".fi\n" : "") ".IP \\(bu 2\n"
+            sub(/^ *(- )?/, "", line)
+            list = 1
+            example = 0
+        } else if (line ~ /^   /) {
+            if (!example) made = made ".nf\n"
             example = 1
+        } else if (line == "") {
+            if (!example && made) made = made ".PP\n"
+            list = 0
             continue
         } else {
-            made = made (example ? ".fi\n.PP\n" : "") Roff(lines[i]) "\n"
-            example = 0
+            if (example) made = made ".fi\n.PP\n"
+            if (list) made = made ".PP\n"
+            example = list = 0
         }
+        made = made Roff(line) "\n"
     }
     return made (example ? ".fi\n" : "")
 }
