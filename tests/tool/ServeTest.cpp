@@ -191,7 +191,7 @@ TEST_F(ServeUse, AnswersAreAsDescribed) {
         ExpectDescribed(js, jsType["application/json"]["schema"], jsDocs);
     }
     const std::atomic<bool> bStop = false;
-    const CApi objApi({}, bStop);
+    const CApi objApi({}, ".", bStop);
     for (const auto& st : objApi.Routes()) mAnswered[st.strPath] = st.vParameters;
     EXPECT_EQ(mDescribed, mAnswered);
 }
@@ -269,6 +269,23 @@ TEST_F(ServeUse, AClipIsStreamedOverSeveralRecordings) {
         Expect(strTarget + pWrong, 400);
     }
     Expect("/get?path=my%20cam&start=2024-03-05T10:00:00Z&duration=10", 404);
+}
+
+TEST_F(ServeUse, AClipIsDownloadedWhole) {
+    ImportFour();
+    std::filesystem::create_directory("room");
+    Serve("--dir disk --temp-dir room");
+    const std::string strTarget = "/get?path=my%20cam&format=mp4&start=2024-03-05T07:00:00Z";
+    const std::string strAnswer = Get(strTarget + "&duration=18"), strBody = BodyOf(strAnswer);
+    EXPECT_THAT(strAnswer, HasSubstr("Content-Length: " + std::to_string(strBody.size()) + "\r\n"));
+    EXPECT_THAT(strAnswer, HasSubstr("attachment; filename=\"my_cam-2024-03-05_08_00_00.mp4\""));
+    EXPECT_LT(strBody.find("moov"), strBody.find("mdat"));
+    PutFile("./clip.mp4", strBody);
+    EXPECT_EQ(CountPackets("clip.mp4", EAudio::No), 450u);
+    Expect(strTarget, 400);
+    Expect("/get?path=my%20cam&format=mp4&duration=9&start=2024-03-05T10:00:00Z", 404);
+    std::filesystem::remove("room");  // nothing is left there
+    Expect(strTarget + "&duration=18", 503);
 }
 
 /// Writes a file as a host does that records: a little now, a little later.

@@ -29,10 +29,16 @@ constexpr const char* EXAMPLES =
     "is\n"
     "the one to listen on.";
 
+std::string DefaultTempDir() {
+    const char* pDir = std::getenv("TMPDIR");
+    return pDir && *pDir ? pDir : "/tmp";
+}
+
 struct serveOptions {
     std::vector<std::string> vDirs;
     std::string strListen = "127.0.0.1:9996";
     std::string strTokenFile, strCertificate, strKey, strBasePath;
+    std::string strTempDir = DefaultTempDir();
     bool bNoToken = false;
 };
 
@@ -74,7 +80,7 @@ serverOptions ServerOptions(const serveOptions& st) {
 int Run(const serveOptions& stOptions) {
     serverOptions stServer = ServerOptions(stOptions);
     const std::atomic<bool>& bStop = CatchStopSignals();
-    const CApi objApi(ExistingDirs(stOptions.vDirs), bStop);
+    const CApi objApi(ExistingDirs(stOptions.vDirs), stOptions.strTempDir, bStop);
     for (const CApi::route& st : objApi.Routes()) {
         if (st.bOpen) stServer.setOpenPaths.insert(st.strPath);
     }
@@ -115,6 +121,11 @@ command ServeCommand() {
           .strDescription = "Path in front of all others, where a proxy passes one on",
           .strValue = "PATH",
           .fnFault = BasePathFault},
+         {.strNames = "--temp-dir",
+          .target = &st.strTempDir,
+          .strDescription = "Where clips are made that are downloaded whole; unless given $TMPDIR, "
+                            "else /tmp",
+          .strValue = "DIR"},
          {"--insecure-no-token", &st.bNoToken, "Let everybody watch who can reach the address"}},
         [pOptions] { return Run(*pOptions); }};
 }

@@ -27,6 +27,18 @@ recordingFilter FilterFor(const std::optional<std::string>& optCamera, const tim
     return st;
 }
 
+constexpr const char* VIDEO_TYPE = "video/mp4";
+
+/// Under which a browser keeps a clip.
+std::string FileName(const std::string& strCamera, UtcTime tStart) {
+    std::string strName = strCamera + "-" + FormatTime(ToShown(tStart)) + ".mp4";
+    for (char& c : strName) {
+        const bool bPlain = std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '.';
+        if (!bPlain) c = '_';
+    }
+    return strName;
+}
+
 /// Whether more of a recording is on its way that was changed last then: the rest of a frame.
 bool IsBeingWritten(const recording&, UtcTime tChange) {
     return Now() - tChange < Seconds(2);
@@ -53,8 +65,10 @@ std::string VideoUrl(const httpRequest& stRequest, const std::string& strCamera,
 
 }  // namespace
 
-CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
+CApi::CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
+           const std::atomic<bool>& bStop)
     : m_vDirs(std::move(vDirs)),
+      m_pDownloads(std::make_unique<CDownloads>(strTempDir)),
       m_bStop(bStop),
       m_vRoutes{
           {"/healthz", {}, true, [this](const auto&) { return Health(); }},
@@ -234,12 +248,36 @@ CApi::clipRequest CApi::ReadClipRequest(const CParameterReader& objReader) const
 
 /// A clip is made while it is sent: by the thread of the request, which pushes, as the muxer does.
 httpAnswer CApi::Video(const CParameterReader& objReader) const {
-    objReader.Word("format", {"fmp4"});
-    const auto Send = [this, st = ReadClipRequest(objReader)](const BytesSink& fnSink) {
+    const bool bWhole = objReader.Word("format", {"fmp4", "mp4"}) == "mp4";
+    const clipRequest st = ReadClipRequest(objReader);
+    if (bWhole) return Download(st);
+    const auto Send = [=, this](const BytesSink& fnSink) {
         CClipStream objStream(fnSink);
         Join(st, objStream);
     };
-    return {.eStatus = HTTP_OK, .strType = "video/mp4", .fnBody = Send};
+    return {.eStatus = HTTP_OK, .strType = VIDEO_TYPE, .fnBody = Send};
+}
+
+/// Made whole first: its beginning tells where everything is.
+httpAnswer CApi::Download(const clipRequest& st) const {
+    if (st.bFollow) {
+        throw CHttpFailure(HTTP_BAD_REQUEST,
+                           "the parameter duration is missing: what is still "
+                           "being recorded is sent as fmp4 alone");
+    }
+    const std::shared_ptr<COpenFile> pFile = m_pDownloads->Begin();
+    CClipDownload objTarget(*pFile);
+    try {
+        Join(st, objTarget);
+    } catch (const CFailure&) {
+        if (objTarget.Fault().empty()) throw;
+        throw CFailure(objTarget.Fault() + "; take a shorter range, or format=fmp4");
+    }
+    httpAnswer stAnswer = FileAnswer(pFile, VIDEO_TYPE);
+    stAnswer.vHeaders = {
+        {"Content-Disposition",
+         "attachment; filename=\"" + FileName(st.strCamera, st.stRange.tStart) + "\""}};
+    return stAnswer;
 }
 
 httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const {

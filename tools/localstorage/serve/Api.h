@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Catalogue/Catalogue.h"
+#include "serve/Downloads.h"
 #include "serve/Http.h"
 
 class CClipTarget;
@@ -26,8 +27,10 @@ public:
         std::function<httpAnswer(const httpRequest&)> fnAnswer;
     };
 
-    /// Of record directories as ExistingDirs has them. `bStop` ends what takes long.
-    CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop);
+    /// Of record directories as ExistingDirs has them. Downloads are made in `strTempDir`. `bStop`
+    /// ends what takes long.
+    CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
+         const std::atomic<bool>& bStop);
     CApi(const CApi&) = delete;
     CApi& operator=(const CApi&) = delete;
 
@@ -54,6 +57,7 @@ private:
     clipRequest ReadClipRequest(const CParameterReader& objReader) const;
     void Join(const clipRequest& st, CClipTarget& objTarget) const;
     httpAnswer Video(const CParameterReader& objReader) const;
+    httpAnswer Download(const clipRequest& st) const;
     httpAnswer Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const;
     httpAnswer Picture(const CParameterReader& objReader) const;
 
@@ -63,6 +67,7 @@ private:
     std::vector<recording> FindSome(const recordingFilter& stFilter) const;
 
     const std::vector<std::string> m_vDirs;
+    const std::unique_ptr<CDownloads> m_pDownloads;
     const std::atomic<bool>& m_bStop;
     const std::vector<route> m_vRoutes;
 };
