@@ -271,6 +271,24 @@ TEST_F(ServeUse, AClipIsStreamedOverSeveralRecordings) {
     Expect("/get?path=my%20cam&start=2024-03-05T10:00:00Z&duration=10", 404);
 }
 
+TEST_F(ServeUse, NumbersTellDisksCamerasAndRequests) {
+    ImportFour();
+    Serve();
+    Get("/list");
+    Get("/wp-login.php");
+    const std::string strNumbers = Get("/metrics");
+    for (const char* pLine :
+         {"localstorage_disk_full{dir=\"disk\"} ", "localstorage_disk_days{dir=\"disk\"} 1\n",
+          "localstorage_disk_oldest_day_timestamp_seconds{dir=\"disk\"} 1709593200.000\n",
+          "localstorage_camera_files{camera=\"my cam\"} 4\n",
+          "localstorage_camera_last_write_timestamp_seconds{camera=\"my cam\"} 17096256",
+          "localstorage_http_requests_total{path=\"/list\",status=\"400\"} 1\n",
+          "localstorage_http_requests_total{path=\"other\",status=\"404\"} 1\n",
+          "localstorage_http_request_seconds_count{path=\"/list\"} 1\n"}) {
+        EXPECT_THAT(strNumbers, HasSubstr(pLine));
+    }
+}
+
 TEST_F(ServeUse, AClipIsDownloadedWhole) {
     ImportFour();
     std::filesystem::create_directory("room");

@@ -80,12 +80,15 @@ serverOptions ServerOptions(const serveOptions& st) {
 int Run(const serveOptions& stOptions) {
     serverOptions stServer = ServerOptions(stOptions);
     const std::atomic<bool>& bStop = CatchStopSignals();
-    const CApi objApi(ExistingDirs(stOptions.vDirs), stOptions.strTempDir, bStop);
+    CApi objApi(ExistingDirs(stOptions.vDirs), stOptions.strTempDir, bStop);
     for (const CApi::route& st : objApi.Routes()) {
         if (st.bOpen) stServer.setOpenPaths.insert(st.strPath);
     }
-    const CHttpServer objServer(std::move(stServer),
-                                [&](const httpRequest& st) { return objApi.Answer(st); });
+    const CHttpServer objServer(
+        std::move(stServer), [&](const httpRequest& st) { return objApi.Answer(st); },
+        [&](const std::string& strPath, httpStatus eStatus, double fSeconds) {
+            objApi.Count(strPath, eStatus, fSeconds);
+        });
     PrintLine("listening on " + objServer.Url());
     std::cout.flush();  // whoever started it waits for this line
     while (!bStop) std::this_thread::sleep_for(std::chrono::milliseconds(100));

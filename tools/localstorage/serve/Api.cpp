@@ -10,6 +10,7 @@
 #include "serve/Assets.h"
 #include "serve/Follow.h"
 #include "serve/Parameters.h"
+#include "serve/RecordMetrics.h"
 
 namespace {
 
@@ -72,6 +73,7 @@ CApi::CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
       m_bStop(bStop),
       m_vRoutes{
           {"/healthz", {}, true, [this](const auto&) { return Health(); }},
+          {"/metrics", {}, false, [this](const auto&) { return Metrics(); }},
           {"/api/cameras", {}, false, [this](const auto&) { return Cameras(); }},
           {"/api/status", {}, false, [this](const auto&) { return Status(); }},
           {"/api/days", {}, false, [this](const auto&) { return Days(); }},
@@ -103,10 +105,21 @@ CApi::CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
 
 httpAnswer CApi::Answer(const httpRequest& stRequest) const {
     if (const asset* pAsset = FindAsset(stRequest.strPath)) return AssetAnswer(*pAsset);
+    const route* pRoute = FindRoute(stRequest.strPath);
+    if (!pRoute) throw CHttpFailure(HTTP_NOT_FOUND, "there is nothing of this name");
+    return pRoute->fnAnswer(stRequest);
+}
+
+const CApi::route* CApi::FindRoute(const std::string& strPath) const {
     const auto it = std::find_if(m_vRoutes.begin(), m_vRoutes.end(),
-                                 [&](const route& st) { return st.strPath == stRequest.strPath; });
-    if (it == m_vRoutes.end()) throw CHttpFailure(HTTP_NOT_FOUND, "there is nothing of this name");
-    return it->fnAnswer(stRequest);
+                                 [&](const route& st) { return st.strPath == strPath; });
+    return it == m_vRoutes.end() ? nullptr : &*it;
+}
+
+void CApi::Count(const std::string& strPath, httpStatus eStatus, double fSeconds) {
+    // What clients make up shall not fill the memory.
+    const bool bKnown = FindRoute(strPath) || FindAsset(strPath);
+    m_objCounts.Add(bKnown ? strPath : "other", eStatus, fSeconds);
 }
 
 std::vector<std::string> CApi::ReadableDirs() const {
@@ -145,6 +158,15 @@ httpAnswer CApi::Cameras() const {
     const auto mCameras = StatusOfCameras(Find({.stExact = SinceMidnight(tNow)}), tNow);
     for (const auto& [strCamera, st] : mCameras) vCameras.push_back(CameraJson(strCamera, st));
     return JsonAnswer(vCameras);
+}
+
+httpAnswer CApi::Metrics() const {
+    const UtcTime tNow = Now();
+    const auto vReadable = ReadableDirs();
+    const auto vFound = FindRecordings(vReadable, {.stExact = SinceMidnight(tNow)});
+    return {.strType = "text/plain; version=0.0.4",
+            .strBody = MetricsOf(StatusOfDisks(vReadable, vFound)) +
+                       MetricsOf(StatusOfCameras(vFound, tNow)) + m_objCounts.Text()};
 }
 
 httpAnswer CApi::Status() const {

@@ -13,6 +13,7 @@
 #include "Catalogue/Catalogue.h"
 #include "serve/Downloads.h"
 #include "serve/Http.h"
+#include "serve/RequestCounts.h"
 
 class CClipTarget;
 class CParameterReader;
@@ -37,10 +38,14 @@ public:
     const std::vector<route>& Routes() const { return m_vRoutes; }
     /// Any thread. Throws CFailure, of which CHttpFailure tells the status.
     httpAnswer Answer(const httpRequest& stRequest) const;
+    /// A request was answered, whoever did it. Any thread.
+    void Count(const std::string& strPath, httpStatus eStatus, double fSeconds);
 
 private:
+    const route* FindRoute(const std::string& strPath) const;
     httpAnswer Health() const;
     httpAnswer Cameras() const;
+    httpAnswer Metrics() const;
     httpAnswer Status() const;
     httpAnswer Days() const;
     httpAnswer Timeline(const CParameterReader& objReader) const;
@@ -70,6 +75,7 @@ private:
     const std::unique_ptr<CDownloads> m_pDownloads;
     const std::atomic<bool>& m_bStop;
     const std::vector<route> m_vRoutes;
+    CRequestCounts m_objCounts;
 };
 
 #endif  // LOCALSTORAGE_TOOL_SERVE_API_H
