@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <system_error>
 
 #include "Catalogue/Status.h"
 #include "base/Times.h"
@@ -19,6 +20,16 @@ bool IsReadable(const std::string& strDir) {
     std::error_code stError;
     std::filesystem::directory_iterator it(strDir, stError);
     return !stError;
+}
+
+/// Whether a record directory can be read as far as it takes.
+bool CanFind(const std::string& strDir, const recordingFilter& stFilter) {
+    try {
+        FindRecordings({strDir}, stFilter);
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
 }
 
 recordingFilter FilterFor(const std::optional<std::string>& optCamera, const timeSpan& stRange) {
@@ -128,19 +139,28 @@ std::vector<std::string> CApi::ReadableDirs() const {
     return vDirs;
 }
 
-std::vector<recording> CApi::Find(const recordingFilter& stFilter) const {
-    return FindRecordings(ReadableDirs(), stFilter);
+/// Of those disks that can be read to the end.
+CApi::findings CApi::Find(const recordingFilter& stFilter) const {
+    findings st{ReadableDirs(), {}};
+    try {
+        st.vRecordings = FindRecordings(st.vDirs, stFilter);
+    } catch (const std::system_error&) {
+        std::erase_if(st.vDirs, [&](const std::string& str) { return !CanFind(str, stFilter); });
+        st.vRecordings = FindRecordings(st.vDirs, stFilter);
+    }
+    return st;
 }
 
 /// At least one.
 std::vector<recording> CApi::FindSome(const recordingFilter& stFilter) const {
-    auto vFound = Find(stFilter);
-    if (vFound.empty()) FindNothing();
-    return vFound;
+    findings st = Find(stFilter);
+    if (st.vRecordings.empty()) FindNothing(st.vDirs);
+    return std::move(st.vRecordings);
 }
 
-void CApi::FindNothing() const {
-    if (ReadableDirs().size() < m_vDirs.size()) {
+/// In these directories.
+void CApi::FindNothing(const std::vector<std::string>& vDirs) const {
+    if (vDirs.size() < m_vDirs.size()) {
         throw CFailure("not every record directory can be read, and the others hold nothing of it");
     }
     throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
@@ -155,24 +175,23 @@ httpAnswer CApi::Health() const {
 httpAnswer CApi::Cameras() const {
     const UtcTime tNow = Now();
     std::vector<JsonObject> vCameras;
-    const auto mCameras = StatusOfCameras(Find({.stExact = SinceMidnight(tNow)}), tNow);
+    const auto mCameras = StatusOfCameras(Find({.stExact = SinceMidnight(tNow)}).vRecordings, tNow);
     for (const auto& [strCamera, st] : mCameras) vCameras.push_back(CameraJson(strCamera, st));
     return JsonAnswer(vCameras);
 }
 
 httpAnswer CApi::Metrics() const {
     const UtcTime tNow = Now();
-    const auto vReadable = ReadableDirs();
-    const auto vFound = FindRecordings(vReadable, {.stExact = SinceMidnight(tNow)});
+    const findings stFound = Find({.stExact = SinceMidnight(tNow)});
     return {.strType = "text/plain; version=0.0.4",
-            .strBody = MetricsOf(StatusOfDisks(vReadable, vFound)) +
-                       MetricsOf(StatusOfCameras(vFound, tNow)) + m_objCounts.Text()};
+            .strBody = MetricsOf(StatusOfDisks(stFound.vDirs, stFound.vRecordings)) +
+                       MetricsOf(StatusOfCameras(stFound.vRecordings, tNow)) + m_objCounts.Text()};
 }
 
 httpAnswer CApi::Status() const {
-    const auto vReadable = ReadableDirs();
+    const auto [vReadable, vRecordings] = Find({});
     std::vector<JsonObject> vDisks;
-    for (const auto& [strDir, st] : StatusOfDisks(vReadable, FindRecordings(vReadable, {}))) {
+    for (const auto& [strDir, st] : StatusOfDisks(vReadable, vRecordings)) {
         vDisks.push_back(DiskJson(strDir, st));
     }
     for (const std::string& strDir : m_vDirs) {
@@ -192,7 +211,7 @@ httpAnswer CApi::Days() const {
 
 httpAnswer CApi::Timeline(const CParameterReader& objReader) const {
     const timeSpan stDay = objReader.Day("day");
-    const timelineDay stTimeline = MakeTimeline(Find({.stRange = stDay}), stDay);
+    const timelineDay stTimeline = MakeTimeline(Find({.stRange = stDay}).vRecordings, stDay);
     std::vector<JsonObject> vRows;
     for (const timelineRow& st : stTimeline.vRows) vRows.push_back(TimelineJson(stTimeline, st));
     return JsonAnswer(vRows);
@@ -201,9 +220,8 @@ httpAnswer CApi::Timeline(const CParameterReader& objReader) const {
 httpAnswer CApi::Recordings(const CParameterReader& objReader) const {
     const auto optCamera = objReader.Camera("camera");
     std::vector<JsonObject> vFound;
-    for (const recording& st : Find(FilterFor(optCamera, objReader.Range("from", "to")))) {
-        vFound.push_back(RecordingJson(st));
-    }
+    const findings stFound = Find(FilterFor(optCamera, objReader.Range("from", "to")));
+    for (const recording& st : stFound.vRecordings) vFound.push_back(RecordingJson(st));
     return JsonAnswer(vFound);
 }
 
@@ -230,7 +248,9 @@ void CApi::Join(const clipRequest& st, CClipTarget& objTarget) const {
     std::optional<CFollow> optFollow;
     if (st.bFollow) {
         optFollow.emplace(
-            [&](const timeSpan& stRange) { return Find(FilterFor(st.strCamera, stRange)); },
+            [&](const timeSpan& stRange) {
+                return Find(FilterFor(st.strCamera, stRange)).vRecordings;
+            },
             st.vFound.back());
         stGrowth = {.fnGrows = [&](const recording& stThis,
                                    UtcTime tChange) { return optFollow->Grows(stThis, tChange); },
@@ -320,6 +340,6 @@ httpAnswer CApi::Picture(const CParameterReader& objReader) const {
     const UtcTime tTime = Needed(objReader.Time("time"), "time");
     const auto vFound =
         FindPictures(ReadableDirs(), {strCamera}, timeSpan{tTime, tTime + Seconds(1)});
-    if (vFound.empty()) FindNothing();
+    if (vFound.empty()) FindNothing(ReadableDirs());
     return FileAnswer(std::make_shared<COpenFile>(vFound.front().Path()), "image/jpeg");
 }

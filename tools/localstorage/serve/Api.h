@@ -66,9 +66,14 @@ private:
     httpAnswer Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const;
     httpAnswer Picture(const CParameterReader& objReader) const;
 
-    [[noreturn]] void FindNothing() const;
+    [[noreturn]] void FindNothing(const std::vector<std::string>& vDirs) const;
     std::vector<std::string> ReadableDirs() const;
-    std::vector<recording> Find(const recordingFilter& stFilter) const;
+    /// What was found, and where: record directories that cannot be read are left out.
+    struct findings {
+        std::vector<std::string> vDirs;
+        std::vector<recording> vRecordings;
+    };
+    findings Find(const recordingFilter& stFilter) const;
     std::vector<recording> FindSome(const recordingFilter& stFilter) const;
 
     const std::vector<std::string> m_vDirs;
