@@ -81,6 +81,7 @@ CApi::CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
            const std::atomic<bool>& bStop)
     : m_vDirs(std::move(vDirs)),
       m_pDownloads(std::make_unique<CDownloads>(strTempDir)),
+      m_pOverview(std::make_unique<COverview>([this] { return MakeOverview(); })),
       m_bStop(bStop),
       m_vRoutes{
           {"/healthz", {}, true, [this](const auto&) { return Health(); }},
@@ -172,31 +173,36 @@ httpAnswer CApi::Health() const {
     return JsonAnswer(JsonObject{{"status", "ok"}});
 }
 
-httpAnswer CApi::Cameras() const {
+overview CApi::MakeOverview() const {
     const UtcTime tNow = Now();
+    const findings st = Find({.stExact = SinceMidnight(tNow)});
+    return {StatusOfDisks(st.vDirs, st.vRecordings), StatusOfCameras(st.vRecordings, tNow)};
+}
+
+httpAnswer CApi::Cameras() const {
+    const auto p = m_pOverview->Get();
     std::vector<JsonObject> vCameras;
-    const auto mCameras = StatusOfCameras(Find({.stExact = SinceMidnight(tNow)}).vRecordings, tNow);
-    for (const auto& [strCamera, st] : mCameras) vCameras.push_back(CameraJson(strCamera, st));
+    for (const auto& [strCamera, st] : p->mCameras) {
+        vCameras.push_back(CameraJson(strCamera, st));
+    }
     return JsonAnswer(vCameras);
 }
 
 httpAnswer CApi::Metrics() const {
-    const UtcTime tNow = Now();
-    const findings stFound = Find({.stExact = SinceMidnight(tNow)});
+    const auto p = m_pOverview->Get();
     return {.strType = "text/plain; version=0.0.4",
-            .strBody = MetricsOf(StatusOfDisks(stFound.vDirs, stFound.vRecordings)) +
-                       MetricsOf(StatusOfCameras(stFound.vRecordings, tNow)) + m_objCounts.Text()};
+            .strBody = MetricsOf(p->vDisks) + MetricsOf(p->mCameras) + m_objCounts.Text()};
 }
 
 httpAnswer CApi::Status() const {
-    const auto [vReadable, vRecordings] = Find({});
+    const auto p = m_pOverview->Get();
     std::vector<JsonObject> vDisks;
-    for (const auto& [strDir, st] : StatusOfDisks(vReadable, vRecordings)) {
-        vDisks.push_back(DiskJson(strDir, st));
-    }
     for (const std::string& strDir : m_vDirs) {
-        if (std::find(vReadable.begin(), vReadable.end(), strDir) != vReadable.end()) continue;
-        vDisks.push_back({{"dir", strDir}, {"error", "it cannot be read"}});
+        const auto it = std::find_if(p->vDisks.begin(), p->vDisks.end(),
+                                     [&](const auto& st) { return st.first == strDir; });
+        vDisks.push_back(it == p->vDisks.end()
+                             ? JsonObject{{"dir", strDir}, {"error", "it cannot be read"}}
+                             : DiskJson(strDir, it->second));
     }
     return JsonAnswer(vDisks);
 }

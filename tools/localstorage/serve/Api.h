@@ -13,6 +13,7 @@
 #include "Catalogue/Catalogue.h"
 #include "serve/Downloads.h"
 #include "serve/Http.h"
+#include "serve/Overview.h"
 #include "serve/RequestCounts.h"
 
 class CClipTarget;
@@ -46,6 +47,7 @@ private:
     httpAnswer Health() const;
     httpAnswer Cameras() const;
     httpAnswer Metrics() const;
+    overview MakeOverview() const;
     httpAnswer Status() const;
     httpAnswer Days() const;
     httpAnswer Timeline(const CParameterReader& objReader) const;
@@ -78,6 +80,7 @@ private:
 
     const std::vector<std::string> m_vDirs;
     const std::unique_ptr<CDownloads> m_pDownloads;
+    const std::unique_ptr<COverview> m_pOverview;
     const std::atomic<bool>& m_bStop;
     const std::vector<route> m_vRoutes;
     CRequestCounts m_objCounts;
