@@ -5,6 +5,37 @@
 #include "Catalogue/FolderInUse.h"
 #include "Catalogue/Tree.h"
 
+namespace {
+
+/// How fast a disk is filled: by what was recorded there in the last days.
+class CFilling {
+public:
+    void Add(const recording& st) {
+        if (st.tStart < m_tNow - std::chrono::days(7) || st.tStart > m_tNow) return;
+        m_tFirst = std::min(m_tFirst, st.tStart);
+        m_nBytes += st.nBytes;
+    }
+    std::optional<UtcTime::duration> UntilFull(const diskRoom& stRoom) const {
+        if (m_nBytes == 0) return std::nullopt;
+        constexpr std::uint64_t FULL = std::uint64_t(LOCALSTORAGE_DISK_FULL_SPACE) << 20;
+        const auto nRoom =
+            static_cast<double>(stRoom.nFreeBytes - std::min(stRoom.nFreeBytes, FULL));
+        const std::chrono::duration<double> nTime =
+            std::max<UtcTime::duration>(m_tNow - m_tFirst, Seconds(1));
+        const double fSeconds = nTime.count() * nRoom / static_cast<double>(m_nBytes);
+        return Seconds(static_cast<std::int64_t>(std::min(fSeconds, LONGEST)));
+    }
+
+private:
+    static constexpr double LONGEST = 100 * 366 * 86400.0;
+
+    const UtcTime m_tNow = Now();
+    UtcTime m_tFirst = m_tNow;
+    std::uint64_t m_nBytes = 0;
+};
+
+}  // namespace
+
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
                            const std::vector<recording>& vRecordings) {
     DiskStatuses vDisks;
@@ -15,12 +46,15 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
         st.stRoom = DiskRoomOf(strDir);
         const std::string strInUse = objFolder.In(strDir);
         if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
+        CFilling objFilling;
         for (const recording& stRecording : vRecordings) {
             if (stRecording.strDir != strDir) continue;
+            objFilling.Add(stRecording);
             st.setDays.insert(stRecording.strDay);
             ++st.nRecordings;
             st.nBytes += stRecording.nBytes;
         }
+        st.optUntilFull = objFilling.UntilFull(st.stRoom);
         for (const picture& stPicture : FindPictures({strDir})) {
             ++st.nPictures;
             st.nPictureBytes += stPicture.nBytes;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -22,6 +23,9 @@ struct diskStatus {
     std::string strFolder;          ///< the record folder in use; empty: there is none
     std::set<std::string> setDays;  ///< by their names
     std::uint64_t nRecordings = 0, nBytes = 0, nPictures = 0, nPictureBytes = 0;
+    /// When it will be full if it is filled as in the last seven days; nothing: nothing was
+    /// recorded.
+    std::optional<UtcTime::duration> optUntilFull;
 };
 
 struct cameraStatus {

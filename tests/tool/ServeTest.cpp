@@ -191,7 +191,7 @@ TEST_F(ServeUse, AnswersAreAsDescribed) {
         ExpectDescribed(js, jsType["application/json"]["schema"], jsDocs);
     }
     const std::atomic<bool> bStop = false;
-    const CApi objApi({}, bStop);
+    const CApi objApi({}, ".", bStop);
     for (const auto& st : objApi.Routes()) mAnswered[st.strPath] = st.vParameters;
     EXPECT_EQ(mDescribed, mAnswered);
 }
@@ -269,6 +269,45 @@ TEST_F(ServeUse, AClipIsStreamedOverSeveralRecordings) {
         Expect(strTarget + pWrong, 400);
     }
     Expect("/get?path=my%20cam&start=2024-03-05T10:00:00Z&duration=10", 404);
+}
+
+TEST_F(ServeUse, NumbersTellDisksCamerasAndRequests) {
+    ImportFour();
+    Serve();
+    Get("/list");
+    Get("/wp-login.php");
+    // An answer is counted when it has been given.
+    std::string strNumbers;
+    for (int n = 0; n < 100 && strNumbers.find("\"other\"") == std::string::npos; ++n) {
+        strNumbers = Get("/metrics");
+    }
+    for (const char* pLine :
+         {"localstorage_disk_full{dir=\"disk\"} ", "localstorage_disk_days{dir=\"disk\"} 1\n",
+          "localstorage_disk_oldest_day_timestamp_seconds{dir=\"disk\"} 1709593200.000\n",
+          "localstorage_camera_files{camera=\"my cam\"} 4\n",
+          "localstorage_camera_last_write_timestamp_seconds{camera=\"my cam\"} 17096256",
+          "localstorage_http_requests_total{path=\"/list\",status=\"400\"} 1\n",
+          "localstorage_http_requests_total{path=\"other\",status=\"404\"} 1\n",
+          "localstorage_http_request_seconds_count{path=\"/list\"} 1\n"}) {
+        EXPECT_THAT(strNumbers, HasSubstr(pLine));
+    }
+}
+
+TEST_F(ServeUse, AClipIsDownloadedWhole) {
+    ImportFour();
+    std::filesystem::create_directory("room");
+    Serve("--dir disk --temp-dir room");
+    const std::string strTarget = "/get?path=my%20cam&format=mp4&start=2024-03-05T07:00:00Z";
+    const std::string strAnswer = Get(strTarget + "&duration=18"), strBody = BodyOf(strAnswer);
+    EXPECT_THAT(strAnswer, HasSubstr("Content-Length: " + std::to_string(strBody.size()) + "\r\n"));
+    EXPECT_THAT(strAnswer, HasSubstr("attachment; filename=\"my_cam-2024-03-05_08_00_00.mp4\""));
+    EXPECT_LT(strBody.find("moov"), strBody.find("mdat"));
+    PutFile("./clip.mp4", strBody);
+    EXPECT_EQ(CountPackets("clip.mp4", EAudio::No), 450u);
+    Expect(strTarget, 400);
+    Expect("/get?path=my%20cam&format=mp4&duration=9&start=2024-03-05T10:00:00Z", 404);
+    std::filesystem::remove("room");  // nothing is left there
+    Expect(strTarget + "&duration=18", 503);
 }
 
 /// Writes a file as a host does that records: a little now, a little later.

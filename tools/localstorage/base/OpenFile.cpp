@@ -1,6 +1,7 @@
 #include "base/OpenFile.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +15,15 @@ namespace {
 // Opening a pipe that took the place of a file shall not wait for its writer.
 constexpr int TO_READ = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
+int MakeUnnamed(const std::string& strDir) {
+    std::string strPath = strDir + "/localstorage-XXXXXX";
+    const int nFile = mkstemp(strPath.data());
+    if (nFile < 0) return nFile;
+    fcntl(nFile, F_SETFD, FD_CLOEXEC);
+    unlink(strPath.c_str());
+    return nFile;
+}
+
 }  // namespace
 
 COpenFile::COpenFile(const std::string& strPath)
@@ -23,6 +33,11 @@ COpenFile::COpenFile(const std::string& strPath)
     if (fstat(m_nFile, &st) == 0 && S_ISREG(st.st_mode)) return;
     close(m_nFile);
     throw CFailure(strPath + " is no file");
+}
+
+COpenFile::COpenFile(const std::string& strDir, std::uint64_t nMost)
+    : m_strPath("a file in " + strDir), m_nMost(nMost), m_nFile(MakeUnnamed(strDir)) {
+    if (m_nFile < 0) Fail("make");
 }
 
 COpenFile::~COpenFile() {
@@ -51,6 +66,21 @@ std::size_t COpenFile::Read(std::uint64_t nAt, std::span<char> stBuffer) const {
             pread(m_nFile, stBuffer.data(), stBuffer.size(), static_cast<off_t>(nAt));
         if (nRead >= 0) return static_cast<std::size_t>(nRead);
         if (errno != EINTR) Fail("read");
+    }
+}
+
+void COpenFile::Write(std::uint64_t nAt, std::span<const char> stBytes) {
+    if (nAt + stBytes.size() > m_nMost) {
+        throw CFailure(m_strPath + " would take more than the " + FormatBytes(m_nMost) +
+                       " that it may have");
+    }
+    while (!stBytes.empty()) {
+        const ssize_t nWritten =
+            pwrite(m_nFile, stBytes.data(), stBytes.size(), static_cast<off_t>(nAt));
+        if (nWritten < 0 && errno != EINTR) Fail("write");
+        if (nWritten < 0) continue;
+        nAt += static_cast<std::uint64_t>(nWritten);
+        stBytes = stBytes.subspan(static_cast<std::size_t>(nWritten));
     }
 }
 

@@ -29,10 +29,16 @@ constexpr const char* EXAMPLES =
     "is\n"
     "the one to listen on.";
 
+std::string DefaultTempDir() {
+    const char* pDir = std::getenv("TMPDIR");
+    return pDir && *pDir ? pDir : "/tmp";
+}
+
 struct serveOptions {
     std::vector<std::string> vDirs;
     std::string strListen = "127.0.0.1:9996";
     std::string strTokenFile, strCertificate, strKey, strBasePath;
+    std::string strTempDir = DefaultTempDir();
     bool bNoToken = false;
 };
 
@@ -74,12 +80,15 @@ serverOptions ServerOptions(const serveOptions& st) {
 int Run(const serveOptions& stOptions) {
     serverOptions stServer = ServerOptions(stOptions);
     const std::atomic<bool>& bStop = CatchStopSignals();
-    const CApi objApi(ExistingDirs(stOptions.vDirs), bStop);
+    CApi objApi(ExistingDirs(stOptions.vDirs), stOptions.strTempDir, bStop);
     for (const CApi::route& st : objApi.Routes()) {
         if (st.bOpen) stServer.setOpenPaths.insert(st.strPath);
     }
-    const CHttpServer objServer(std::move(stServer),
-                                [&](const httpRequest& st) { return objApi.Answer(st); });
+    const CHttpServer objServer(
+        std::move(stServer), [&](const httpRequest& st) { return objApi.Answer(st); },
+        [&](const std::string& strPath, httpStatus eStatus, double fSeconds) {
+            objApi.Count(strPath, eStatus, fSeconds);
+        });
     PrintLine("listening on " + objServer.Url());
     std::cout.flush();  // whoever started it waits for this line
     while (!bStop) std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -115,6 +124,11 @@ command ServeCommand() {
           .strDescription = "Path in front of all others, where a proxy passes one on",
           .strValue = "PATH",
           .fnFault = BasePathFault},
+         {.strNames = "--temp-dir",
+          .target = &st.strTempDir,
+          .strDescription = "Where clips are made that are downloaded whole; unless given $TMPDIR, "
+                            "else /tmp",
+          .strValue = "DIR"},
          {"--insecure-no-token", &st.bNoToken, "Let everybody watch who can reach the address"}},
         [pOptions] { return Run(*pOptions); }};
 }

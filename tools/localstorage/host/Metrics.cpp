@@ -2,10 +2,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 
 #include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
+#include "base/MetricText.h"
 
 namespace fs = std::filesystem;
 
@@ -14,53 +14,16 @@ namespace {
 constexpr ECameraState STATES[] = {ECameraState::Connecting, ECameraState::Connected,
                                    ECameraState::Lost, ECameraState::Stalled, ECameraState::Ended};
 
-std::string Label(const char* pName, const std::string& strValue) {
-    std::string strLabel = std::string(pName) + "=\"";
-    for (const char c : strValue) {
-        if (c == '"' || c == '\\') strLabel += '\\';
-        strLabel += c == '\n' ? std::string("\\n") : std::string(1, c);
-    }
-    return strLabel + "\"";
-}
-
-/// One metric: its description, and a line for each of its samples.
-class CMetric {
-public:
-    CMetric(const std::string& strName, const char* pType, const char* pHelp)
-        : m_strName("localstorage_" + strName),
-          m_strText("# HELP " + m_strName + " " + pHelp + "\n# TYPE " + m_strName + " " + pType +
-                    "\n") {}
-
-    CMetric& Add(const std::string& strLabels, const std::string& strValue) {
-        m_strText += m_strName + "{" + strLabels + "} " + strValue + "\n";
-        return *this;
-    }
-    const std::string& Text() const { return m_strText; }
-
-private:
-    const std::string m_strName;
-    std::string m_strText;
-};
-
 std::string TextOfStates(const std::vector<liveCamera>& vCameras) {
     CMetric objMetric("camera_state", "gauge", "1 for the state that the camera is in.");
     for (const liveCamera& st : vCameras) {
         for (const ECameraState eState : STATES) {
-            objMetric.Add(Label("camera", st.strCamera) + "," + Label("state", NameOf(eState)),
-                          st.eState == eState ? "1" : "0");
+            objMetric.Add(
+                MetricLabel("camera", st.strCamera) + "," + MetricLabel("state", NameOf(eState)),
+                st.eState == eState ? "1" : "0");
         }
     }
     return objMetric.Text();
-}
-
-std::string SecondsOf(std::chrono::system_clock::time_point t) {
-    using Span = std::chrono::milliseconds;
-    return std::to_string(
-               std::chrono::duration_cast<std::chrono::seconds>(t.time_since_epoch()).count()) +
-           "." +
-           std::to_string(1000 +
-                          std::chrono::duration_cast<Span>(t.time_since_epoch()).count() % 1000)
-               .substr(1);
 }
 
 }  // namespace
@@ -79,8 +42,8 @@ std::string MetricsText(const std::vector<diskMetrics>& vDisks,
     CMetric objFree("disk_free_bytes", "gauge", "Room left on the disk of a record directory.");
     CMetric objFull("disk_full", "gauge", "1 while nothing more is recorded there.");
     for (const diskMetrics& st : vDisks) {
-        objFree.Add(Label("dir", st.strDir), std::to_string(st.nFreeBytes));
-        objFull.Add(Label("dir", st.strDir), st.bFull ? "1" : "0");
+        objFree.Add(MetricLabel("dir", st.strDir), std::to_string(st.nFreeBytes));
+        objFull.Add(MetricLabel("dir", st.strDir), st.bFull ? "1" : "0");
     }
     CMetric objBytes("camera_written_bytes_total", "counter", "Recorded since the start.");
     CMetric objFiles("camera_files_total", "counter", "Files begun since the start.");
@@ -89,12 +52,12 @@ std::string MetricsText(const std::vector<diskMetrics>& vDisks,
     CMetric objLast("camera_last_write_timestamp_seconds", "gauge",
                     "When something of it was recorded last.");
     for (const liveCamera& st : vCameras) {
-        const std::string strLabel = Label("camera", st.strCamera);
+        const std::string strLabel = MetricLabel("camera", st.strCamera);
         objBytes.Add(strLabel, std::to_string(st.nBytes));
         objFiles.Add(strLabel, std::to_string(st.nFiles));
         objReconnections.Add(strLabel, std::to_string(st.nReconnections));
         if (st.tLastWrite.time_since_epoch().count() > 0) {
-            objLast.Add(strLabel, SecondsOf(st.tLastWrite));
+            objLast.Add(strLabel, MetricTime(std::chrono::floor<UtcTime::duration>(st.tLastWrite)));
         }
     }
     return objFree.Text() + objFull.Text() + TextOfStates(vCameras) + objBytes.Text() +

@@ -17,6 +17,8 @@ public:
     virtual const std::string& Name() const = 0;
     /// How the muxer lays out the clip: its options, as `name=value:name=value`.
     virtual const char* Layout() const = 0;
+    /// Before anything is opened for this muxer.
+    virtual void Prepare(AVFormatContext&) {}
     /// Opens it to be written; null: see `nError`, one of FFmpeg's. It stays the target's.
     virtual AVIOContext* Open(int& nError) = 0;
     /// All was written. Throws CFailure.
@@ -68,6 +70,42 @@ private:
     const std::string m_strName = "the stream";
     const std::function<void(std::string_view)> m_fnTake;
     avIo m_pOut;
+};
+
+/// An open file, which need not have a name.
+class CClipDownload : public CClipTarget {
+public:
+    /// `objFile` has to outlive it.
+    explicit CClipDownload(COpenFile& objFile) : m_stOut(objFile), m_stAgain(objFile) {}
+    CClipDownload(const CClipDownload&) = delete;
+    CClipDownload& operator=(const CClipDownload&) = delete;
+
+    const std::string& Name() const override { return m_strName; }
+    const char* Layout() const override { return "movflags=faststart"; }
+    /// To move the beginning to the front the muxer reads what it has written.
+    void Prepare(AVFormatContext& st) override;
+    AVIOContext* Open(int& nError) override;
+    void Finish() override;
+    /// Why the file took no more; empty: it did.
+    const std::string& Fault() const { return m_stOut.strFault; }
+
+private:
+    struct place {
+        explicit place(COpenFile& st) : objFile(st) {}
+        COpenFile& objFile;
+        std::uint64_t nAt = 0;
+        std::string strFault = {};
+        avIo pIo = {};
+    };
+    static int Read(void* pPlace, std::uint8_t* pData, int nSize) noexcept;
+    static int Write(void* pPlace, std::uint8_t* pData, int nSize) noexcept;
+    static std::int64_t Seek(void* pPlace, std::int64_t nTo, int nWhence) noexcept;
+    static int OpenAgain(AVFormatContext* pFormat, AVIOContext** ppIo, const char*, int,
+                         AVDictionary**) noexcept;
+    static int CloseAgain(AVFormatContext* pFormat, AVIOContext*) noexcept;
+
+    const std::string m_strName = "the clip";
+    place m_stOut, m_stAgain;
 };
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_CLIPTARGET_H

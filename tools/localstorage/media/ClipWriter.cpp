@@ -43,6 +43,7 @@ void CClipWriter::Begin(const AVCodecParameters& stVideo, const AVCodecParameter
     }
     const auto nBegin = tBegin.time_since_epoch().count();
     av_dict_set(&pFormat->metadata, "creation_time", (std::to_string(nBegin) + "us").c_str(), 0);
+    m_objTarget.Prepare(*pFormat);
     if (nResult >= 0) pFormat->pb = m_objTarget.Open(nResult);
     AVDictionary* pOptions = nullptr;
     if (nResult >= 0) nResult = av_dict_parse_string(&pOptions, m_objTarget.Layout(), "=", ":", 0);

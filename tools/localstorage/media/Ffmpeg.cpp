@@ -13,6 +13,22 @@ avIo MakeIo(int nBlockSize, void* pOwner, const ioCalls& st) {
     return pIo;
 }
 
+std::int64_t SeekIn(const COpenFile& objFile, std::uint64_t& nAt, std::int64_t nTo,
+                    int nWhence) noexcept {
+    try {
+        const auto nSize = static_cast<std::int64_t>(objFile.Size());
+        if (nWhence & AVSEEK_SIZE) return nSize;
+        const int nFrom = nWhence & ~AVSEEK_FORCE;
+        if (nFrom == SEEK_CUR) nTo += static_cast<std::int64_t>(nAt);
+        if (nFrom == SEEK_END) nTo += nSize;
+        if (nTo < 0) return AVERROR(EINVAL);
+        nAt = static_cast<std::uint64_t>(nTo);
+        return nTo;
+    } catch (const std::exception&) {
+        return AVERROR(EIO);
+    }
+}
+
 int OpenFilter(const char* pName, const AVCodecParameters& st, AVRational stTimeBase,
                avPointer<AVBSFContext>& pFilter) {
     AVBSFContext* p = nullptr;

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+#include "base/OpenFile.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavcodec/bsf.h>
@@ -40,6 +42,11 @@ struct ioCalls {
 };
 /// In blocks. Null when there is no memory for it.
 avIo MakeIo(int nBlockSize, void* pOwner, const ioCalls& st);
+
+/// Moves a position in a file as AVIOContext asks for it: the new one, the file's size where that
+/// is asked for, or one of FFmpeg's errors.
+std::int64_t SeekIn(const COpenFile& objFile, std::uint64_t& nAt, std::int64_t nTo,
+                    int nWhence) noexcept;
 
 /// Opens a filter of packets by its name. 0, or one of FFmpeg's errors.
 int OpenFilter(const char* pName, const AVCodecParameters& st, AVRational stTimeBase,

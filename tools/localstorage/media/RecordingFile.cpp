@@ -41,17 +41,6 @@ int CRecordingFile::ReadNext(std::span<char> stBuffer) {
 }
 
 std::int64_t CRecordingFile::Seek(void* pFile, std::int64_t nTo, int nWhence) noexcept {
-    try {
-        auto& objFile = *static_cast<CRecordingFile*>(pFile);
-        const auto nSize = static_cast<std::int64_t>(objFile.m_objFile.Size());
-        if (nWhence & AVSEEK_SIZE) return nSize;
-        const int nFrom = nWhence & ~AVSEEK_FORCE;
-        if (nFrom == SEEK_CUR) nTo += static_cast<std::int64_t>(objFile.m_nAt);
-        if (nFrom == SEEK_END) nTo += nSize;
-        if (nTo < 0) return AVERROR(EINVAL);
-        objFile.m_nAt = static_cast<std::uint64_t>(nTo);
-        return nTo;
-    } catch (const std::exception&) {
-        return AVERROR(EIO);
-    }
+    auto& objFile = *static_cast<CRecordingFile*>(pFile);
+    return SeekIn(objFile.m_objFile, objFile.m_nAt, nTo, nWhence);
 }

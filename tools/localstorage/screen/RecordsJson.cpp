@@ -29,6 +29,7 @@ JsonObject DiskJson(const std::string& strDir, const diskStatus& st) {
     return {{"dir", strDir},
             {"free_bytes", st.stRoom.nFreeBytes},
             {"full", st.stRoom.IsFull()},
+            {"full_in_seconds", st.optUntilFull ? CJson(InSeconds(*st.optUntilFull)) : nullptr},
             {"missing", st.bMissing},
             {"folder", st.strFolder},
             {"oldest_day", bEmpty ? CJson(nullptr) : DayText(*st.setDays.begin())},

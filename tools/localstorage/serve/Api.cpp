@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <system_error>
 
 #include "Catalogue/Status.h"
 #include "base/Times.h"
@@ -10,6 +11,7 @@
 #include "serve/Assets.h"
 #include "serve/Follow.h"
 #include "serve/Parameters.h"
+#include "serve/RecordMetrics.h"
 
 namespace {
 
@@ -20,11 +22,33 @@ bool IsReadable(const std::string& strDir) {
     return !stError;
 }
 
+/// Whether a record directory can be read as far as it takes.
+bool CanFind(const std::string& strDir, const recordingFilter& stFilter) {
+    try {
+        FindRecordings({strDir}, stFilter);
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
 recordingFilter FilterFor(const std::optional<std::string>& optCamera, const timeSpan& stRange) {
     recordingFilter st;
     if (optCamera) st.vCameras = {*optCamera};
     if (stRange != ALL_DAYS) st.stRange = stRange;
     return st;
+}
+
+constexpr const char* VIDEO_TYPE = "video/mp4";
+
+/// Under which a browser keeps a clip.
+std::string FileName(const std::string& strCamera, UtcTime tStart) {
+    std::string strName = strCamera + "-" + FormatTime(ToShown(tStart)) + ".mp4";
+    for (char& c : strName) {
+        const bool bPlain = std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '.';
+        if (!bPlain) c = '_';
+    }
+    return strName;
 }
 
 /// Whether more of a recording is on its way that was changed last then: the rest of a frame.
@@ -53,11 +77,15 @@ std::string VideoUrl(const httpRequest& stRequest, const std::string& strCamera,
 
 }  // namespace
 
-CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
+CApi::CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
+           const std::atomic<bool>& bStop)
     : m_vDirs(std::move(vDirs)),
+      m_pDownloads(std::make_unique<CDownloads>(strTempDir)),
+      m_pOverview(std::make_unique<COverview>([this] { return MakeOverview(); })),
       m_bStop(bStop),
       m_vRoutes{
           {"/healthz", {}, true, [this](const auto&) { return Health(); }},
+          {"/metrics", {}, false, [this](const auto&) { return Metrics(); }},
           {"/api/cameras", {}, false, [this](const auto&) { return Cameras(); }},
           {"/api/status", {}, false, [this](const auto&) { return Status(); }},
           {"/api/days", {}, false, [this](const auto&) { return Days(); }},
@@ -89,10 +117,21 @@ CApi::CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop)
 
 httpAnswer CApi::Answer(const httpRequest& stRequest) const {
     if (const asset* pAsset = FindAsset(stRequest.strPath)) return AssetAnswer(*pAsset);
+    const route* pRoute = FindRoute(stRequest.strPath);
+    if (!pRoute) throw CHttpFailure(HTTP_NOT_FOUND, "there is nothing of this name");
+    return pRoute->fnAnswer(stRequest);
+}
+
+const CApi::route* CApi::FindRoute(const std::string& strPath) const {
     const auto it = std::find_if(m_vRoutes.begin(), m_vRoutes.end(),
-                                 [&](const route& st) { return st.strPath == stRequest.strPath; });
-    if (it == m_vRoutes.end()) throw CHttpFailure(HTTP_NOT_FOUND, "there is nothing of this name");
-    return it->fnAnswer(stRequest);
+                                 [&](const route& st) { return st.strPath == strPath; });
+    return it == m_vRoutes.end() ? nullptr : &*it;
+}
+
+void CApi::Count(const std::string& strPath, httpStatus eStatus, double fSeconds) {
+    // What clients make up shall not fill the memory.
+    const bool bKnown = FindRoute(strPath) || FindAsset(strPath);
+    m_objCounts.Add(bKnown ? strPath : "other", eStatus, fSeconds);
 }
 
 std::vector<std::string> CApi::ReadableDirs() const {
@@ -101,19 +140,28 @@ std::vector<std::string> CApi::ReadableDirs() const {
     return vDirs;
 }
 
-std::vector<recording> CApi::Find(const recordingFilter& stFilter) const {
-    return FindRecordings(ReadableDirs(), stFilter);
+/// Of those disks that can be read to the end.
+CApi::findings CApi::Find(const recordingFilter& stFilter) const {
+    findings st{ReadableDirs(), {}};
+    try {
+        st.vRecordings = FindRecordings(st.vDirs, stFilter);
+    } catch (const std::system_error&) {
+        std::erase_if(st.vDirs, [&](const std::string& str) { return !CanFind(str, stFilter); });
+        st.vRecordings = FindRecordings(st.vDirs, stFilter);
+    }
+    return st;
 }
 
 /// At least one.
 std::vector<recording> CApi::FindSome(const recordingFilter& stFilter) const {
-    auto vFound = Find(stFilter);
-    if (vFound.empty()) FindNothing();
-    return vFound;
+    findings st = Find(stFilter);
+    if (st.vRecordings.empty()) FindNothing(st.vDirs);
+    return std::move(st.vRecordings);
 }
 
-void CApi::FindNothing() const {
-    if (ReadableDirs().size() < m_vDirs.size()) {
+/// In these directories.
+void CApi::FindNothing(const std::vector<std::string>& vDirs) const {
+    if (vDirs.size() < m_vDirs.size()) {
         throw CFailure("not every record directory can be read, and the others hold nothing of it");
     }
     throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
@@ -125,23 +173,36 @@ httpAnswer CApi::Health() const {
     return JsonAnswer(JsonObject{{"status", "ok"}});
 }
 
-httpAnswer CApi::Cameras() const {
+overview CApi::MakeOverview() const {
     const UtcTime tNow = Now();
+    const findings st = Find({.stExact = SinceMidnight(tNow)});
+    return {StatusOfDisks(st.vDirs, st.vRecordings), StatusOfCameras(st.vRecordings, tNow)};
+}
+
+httpAnswer CApi::Cameras() const {
+    const auto p = m_pOverview->Get();
     std::vector<JsonObject> vCameras;
-    const auto mCameras = StatusOfCameras(Find({.stExact = SinceMidnight(tNow)}), tNow);
-    for (const auto& [strCamera, st] : mCameras) vCameras.push_back(CameraJson(strCamera, st));
+    for (const auto& [strCamera, st] : p->mCameras) {
+        vCameras.push_back(CameraJson(strCamera, st));
+    }
     return JsonAnswer(vCameras);
 }
 
+httpAnswer CApi::Metrics() const {
+    const auto p = m_pOverview->Get();
+    return {.strType = "text/plain; version=0.0.4",
+            .strBody = MetricsOf(p->vDisks) + MetricsOf(p->mCameras) + m_objCounts.Text()};
+}
+
 httpAnswer CApi::Status() const {
-    const auto vReadable = ReadableDirs();
+    const auto p = m_pOverview->Get();
     std::vector<JsonObject> vDisks;
-    for (const auto& [strDir, st] : StatusOfDisks(vReadable, FindRecordings(vReadable, {}))) {
-        vDisks.push_back(DiskJson(strDir, st));
-    }
     for (const std::string& strDir : m_vDirs) {
-        if (std::find(vReadable.begin(), vReadable.end(), strDir) != vReadable.end()) continue;
-        vDisks.push_back({{"dir", strDir}, {"error", "it cannot be read"}});
+        const auto it = std::find_if(p->vDisks.begin(), p->vDisks.end(),
+                                     [&](const auto& st) { return st.first == strDir; });
+        vDisks.push_back(it == p->vDisks.end()
+                             ? JsonObject{{"dir", strDir}, {"error", "it cannot be read"}}
+                             : DiskJson(strDir, it->second));
     }
     return JsonAnswer(vDisks);
 }
@@ -156,7 +217,7 @@ httpAnswer CApi::Days() const {
 
 httpAnswer CApi::Timeline(const CParameterReader& objReader) const {
     const timeSpan stDay = objReader.Day("day");
-    const timelineDay stTimeline = MakeTimeline(Find({.stRange = stDay}), stDay);
+    const timelineDay stTimeline = MakeTimeline(Find({.stRange = stDay}).vRecordings, stDay);
     std::vector<JsonObject> vRows;
     for (const timelineRow& st : stTimeline.vRows) vRows.push_back(TimelineJson(stTimeline, st));
     return JsonAnswer(vRows);
@@ -165,9 +226,8 @@ httpAnswer CApi::Timeline(const CParameterReader& objReader) const {
 httpAnswer CApi::Recordings(const CParameterReader& objReader) const {
     const auto optCamera = objReader.Camera("camera");
     std::vector<JsonObject> vFound;
-    for (const recording& st : Find(FilterFor(optCamera, objReader.Range("from", "to")))) {
-        vFound.push_back(RecordingJson(st));
-    }
+    const findings stFound = Find(FilterFor(optCamera, objReader.Range("from", "to")));
+    for (const recording& st : stFound.vRecordings) vFound.push_back(RecordingJson(st));
     return JsonAnswer(vFound);
 }
 
@@ -194,7 +254,9 @@ void CApi::Join(const clipRequest& st, CClipTarget& objTarget) const {
     std::optional<CFollow> optFollow;
     if (st.bFollow) {
         optFollow.emplace(
-            [&](const timeSpan& stRange) { return Find(FilterFor(st.strCamera, stRange)); },
+            [&](const timeSpan& stRange) {
+                return Find(FilterFor(st.strCamera, stRange)).vRecordings;
+            },
             st.vFound.back());
         stGrowth = {.fnGrows = [&](const recording& stThis,
                                    UtcTime tChange) { return optFollow->Grows(stThis, tChange); },
@@ -234,12 +296,36 @@ CApi::clipRequest CApi::ReadClipRequest(const CParameterReader& objReader) const
 
 /// A clip is made while it is sent: by the thread of the request, which pushes, as the muxer does.
 httpAnswer CApi::Video(const CParameterReader& objReader) const {
-    objReader.Word("format", {"fmp4"});
-    const auto Send = [this, st = ReadClipRequest(objReader)](const BytesSink& fnSink) {
+    const bool bWhole = objReader.Word("format", {"fmp4", "mp4"}) == "mp4";
+    const clipRequest st = ReadClipRequest(objReader);
+    if (bWhole) return Download(st);
+    const auto Send = [=, this](const BytesSink& fnSink) {
         CClipStream objStream(fnSink);
         Join(st, objStream);
     };
-    return {.eStatus = HTTP_OK, .strType = "video/mp4", .fnBody = Send};
+    return {.eStatus = HTTP_OK, .strType = VIDEO_TYPE, .fnBody = Send};
+}
+
+/// Made whole first: its beginning tells where everything is.
+httpAnswer CApi::Download(const clipRequest& st) const {
+    if (st.bFollow) {
+        throw CHttpFailure(HTTP_BAD_REQUEST,
+                           "the parameter duration is missing: what is still "
+                           "being recorded is sent as fmp4 alone");
+    }
+    const std::shared_ptr<COpenFile> pFile = m_pDownloads->Begin();
+    CClipDownload objTarget(*pFile);
+    try {
+        Join(st, objTarget);
+    } catch (const CFailure&) {
+        if (objTarget.Fault().empty()) throw;
+        throw CFailure(objTarget.Fault() + "; take a shorter range, or format=fmp4");
+    }
+    httpAnswer stAnswer = FileAnswer(pFile, VIDEO_TYPE);
+    stAnswer.vHeaders = {
+        {"Content-Disposition",
+         "attachment; filename=\"" + FileName(st.strCamera, st.stRange.tStart) + "\""}};
+    return stAnswer;
 }
 
 httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const {
@@ -260,6 +346,6 @@ httpAnswer CApi::Picture(const CParameterReader& objReader) const {
     const UtcTime tTime = Needed(objReader.Time("time"), "time");
     const auto vFound =
         FindPictures(ReadableDirs(), {strCamera}, timeSpan{tTime, tTime + Seconds(1)});
-    if (vFound.empty()) FindNothing();
+    if (vFound.empty()) FindNothing(ReadableDirs());
     return FileAnswer(std::make_shared<COpenFile>(vFound.front().Path()), "image/jpeg");
 }

@@ -11,7 +11,10 @@
 #include <vector>
 
 #include "Catalogue/Catalogue.h"
+#include "serve/Downloads.h"
 #include "serve/Http.h"
+#include "serve/Overview.h"
+#include "serve/RequestCounts.h"
 
 class CClipTarget;
 class CParameterReader;
@@ -26,18 +29,25 @@ public:
         std::function<httpAnswer(const httpRequest&)> fnAnswer;
     };
 
-    /// Of record directories as ExistingDirs has them. `bStop` ends what takes long.
-    CApi(std::vector<std::string> vDirs, const std::atomic<bool>& bStop);
+    /// Of record directories as ExistingDirs has them. Downloads are made in `strTempDir`. `bStop`
+    /// ends what takes long.
+    CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
+         const std::atomic<bool>& bStop);
     CApi(const CApi&) = delete;
     CApi& operator=(const CApi&) = delete;
 
     const std::vector<route>& Routes() const { return m_vRoutes; }
     /// Any thread. Throws CFailure, of which CHttpFailure tells the status.
     httpAnswer Answer(const httpRequest& stRequest) const;
+    /// A request was answered, whoever did it. Any thread.
+    void Count(const std::string& strPath, httpStatus eStatus, double fSeconds);
 
 private:
+    const route* FindRoute(const std::string& strPath) const;
     httpAnswer Health() const;
     httpAnswer Cameras() const;
+    httpAnswer Metrics() const;
+    overview MakeOverview() const;
     httpAnswer Status() const;
     httpAnswer Days() const;
     httpAnswer Timeline(const CParameterReader& objReader) const;
@@ -54,17 +64,26 @@ private:
     clipRequest ReadClipRequest(const CParameterReader& objReader) const;
     void Join(const clipRequest& st, CClipTarget& objTarget) const;
     httpAnswer Video(const CParameterReader& objReader) const;
+    httpAnswer Download(const clipRequest& st) const;
     httpAnswer Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const;
     httpAnswer Picture(const CParameterReader& objReader) const;
 
-    [[noreturn]] void FindNothing() const;
+    [[noreturn]] void FindNothing(const std::vector<std::string>& vDirs) const;
     std::vector<std::string> ReadableDirs() const;
-    std::vector<recording> Find(const recordingFilter& stFilter) const;
+    /// What was found, and where: record directories that cannot be read are left out.
+    struct findings {
+        std::vector<std::string> vDirs;
+        std::vector<recording> vRecordings;
+    };
+    findings Find(const recordingFilter& stFilter) const;
     std::vector<recording> FindSome(const recordingFilter& stFilter) const;
 
     const std::vector<std::string> m_vDirs;
+    const std::unique_ptr<CDownloads> m_pDownloads;
+    const std::unique_ptr<COverview> m_pOverview;
     const std::atomic<bool>& m_bStop;
     const std::vector<route> m_vRoutes;
+    CRequestCounts m_objCounts;
 };
 
 #endif  // LOCALSTORAGE_TOOL_SERVE_API_H

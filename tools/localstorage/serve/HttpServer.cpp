@@ -123,8 +123,11 @@ struct CHttpServer::callbacks {
     }
 };
 
-CHttpServer::CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer)
-    : m_stOptions(std::move(stOptions)), m_objAccess(m_stOptions), m_fnAnswer(std::move(fnAnswer)) {
+CHttpServer::CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer, CountFunction fnCount)
+    : m_stOptions(std::move(stOptions)),
+      m_objAccess(m_stOptions),
+      m_fnAnswer(std::move(fnAnswer)),
+      m_fnCount(std::move(fnCount)) {
     // With epoll the library overlooks clients that go away while their connection is suspended.
     unsigned nFlags = MHD_USE_POLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME;
     if (m_stOptions.stListen.IsIpv6()) nFlags |= MHD_USE_IPv6;
@@ -184,6 +187,7 @@ void CHttpServer::Take(const SharedExchange& pExchange, MHD_Connection& objConne
         httpRequest stRequest = ReadRequest(objConnection, pUrl, pMethod);
         stRequest.strToken = objForm.Token();
         if (auto optAnswer = m_objAccess.Check(stRequest)) {
+            m_fnCount(stRequest.strPath, optAnswer->eStatus, 0);
             return pExchange->Begin(*std::move(optAnswer));
         }
         const std::lock_guard lock(m_mutex);
@@ -224,18 +228,33 @@ httpRequest CHttpServer::ReadRequest(MHD_Connection& objConnection, const char* 
 }
 
 void CHttpServer::Give(CExchange& objExchange, const httpRequest& stRequest) const {
+    const auto tBegin = std::chrono::steady_clock::now();
+    const httpStatus eStatus = GiveAnswer(objExchange, stRequest);
+    const std::chrono::duration<double> nTime = std::chrono::steady_clock::now() - tBegin;
+    m_fnCount(stRequest.strPath, eStatus, nTime.count());
+}
+
+httpStatus CHttpServer::GiveAnswer(CExchange& objExchange, const httpRequest& stRequest) const {
     bool bBegun = false;
     try {
         httpAnswer st = m_fnAnswer(stRequest);
-        if (!st.fnBody) return objExchange.Begin(std::move(st));
+        const httpStatus eStatus = st.eStatus;
+        if (!st.fnBody) {
+            objExchange.Begin(std::move(st));
+            return eStatus;
+        }
         st.fnBody([&](std::string_view strBytes) {
             if (!std::exchange(bBegun, true)) objExchange.Begin(st);
             objExchange.Write(strBytes);
         });
         if (!bBegun) objExchange.Begin(st);
         objExchange.End(true);
+        return eStatus;
     } catch (const std::exception&) {
-        bBegun ? objExchange.End(false) : objExchange.Begin(AnswerOfException());
+        httpAnswer st = AnswerOfException();
+        const httpStatus eStatus = bBegun ? HTTP_OK : st.eStatus;
+        bBegun ? objExchange.End(false) : objExchange.Begin(std::move(st));
+        return eStatus;
     }
 }
 

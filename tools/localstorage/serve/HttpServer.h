@@ -21,8 +21,11 @@ public:
     /// Answers a request. Called by many threads at once; what it throws becomes the answer.
     using AnswerFunction = std::function<httpAnswer(const httpRequest&)>;
 
+    /// Is told of each answer: path, status, seconds. Called by many threads at once.
+    using CountFunction = std::function<void(const std::string&, httpStatus, double)>;
+
     /// Serves from now on. Throws CFailure.
-    CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer);
+    CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer, CountFunction fnCount);
     /// Breaks off what is being answered.
     ~CHttpServer();
     CHttpServer(const CHttpServer&) = delete;
@@ -42,12 +45,14 @@ private:
     httpRequest ReadRequest(MHD_Connection& objConnection, const char* pUrl,
                             const char* pMethod) const;
     void Give(CExchange& objExchange, const httpRequest& stRequest) const;
+    httpStatus GiveAnswer(CExchange& objExchange, const httpRequest& stRequest) const;
     void Forget(const std::shared_ptr<CExchange>& pExchange);
     std::string Scheme() const;
 
     const serverOptions m_stOptions;
     const CAccess m_objAccess;
     const AnswerFunction m_fnAnswer;
+    const CountFunction m_fnCount;
 
     std::mutex m_mutex;
     std::condition_variable m_cvIdle;

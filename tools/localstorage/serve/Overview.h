@@ -1,0 +1,36 @@
+// What stands on all disks and of all cameras. To tell it takes a walk through all that is
+// recorded, so who asks again soon is told the same.
+
+#ifndef LOCALSTORAGE_TOOL_SERVE_OVERVIEW_H
+#define LOCALSTORAGE_TOOL_SERVE_OVERVIEW_H
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Catalogue/Status.h"
+
+struct overview {
+    DiskStatuses vDisks;  ///< those that can be read
+    CameraStatuses mCameras;
+};
+
+class COverview {
+public:
+    explicit COverview(std::function<overview()> fnMake) : m_fnMake(std::move(fnMake)) {}
+
+    /// Made by one thread at a time, and kept for ten times as long as that took: no more than a
+    /// tenth of the time is spent on it. Throws what making it throws. Any thread.
+    std::shared_ptr<const overview> Get();
+
+private:
+    const std::function<overview()> m_fnMake;
+    std::mutex m_mutex;
+    std::shared_ptr<const overview> m_pLatest;
+    std::chrono::steady_clock::time_point m_tEnd = {};
+};
+
+#endif  // LOCALSTORAGE_TOOL_SERVE_OVERVIEW_H
