@@ -32,7 +32,7 @@ export class Player {
         this.element = make('figure', { className: 'screen' }, this.video, this.#words,
             make('figcaption', {}, camera), close);
         this.video.addEventListener('error', () => {
-            if (this.#stream && this.video.error) this.#fail(new Undecodable(this.video.error.message));
+            if (this.#stream && this.video.error) this.#fail(new Undecodable(`this video (${this.video.error.message})`));
         });
     }
 
@@ -85,7 +85,7 @@ export class Player {
         this.failed = true;
         this.close();
         this.say(undecodable
-            ? `This browser cannot show how ${this.camera} is encoded (${error.message}). Download it to watch it with another program:`
+            ? `This browser cannot show ${error.message}, as ${this.camera} is recorded. Download it to watch it with another program:`
             : `${error.message[0].toUpperCase()}${error.message.slice(1)}.`);
         if (!undecodable) return;
         const link = downloadLink(this.camera, { from: this.#target, to: this.#target + MINUTE });

@@ -8,6 +8,9 @@ import { Boxes, frameLengthOf, readReference, readTracks } from './mp4.js';
 const AHEAD = 30; // seconds, at speed 1
 const BEHIND = 20;
 
+/** As people call it. */
+const codecName = (type) => (/hvc1/.test(type) ? 'H.265' : /avc1/.test(type) ? 'this kind of H.264' : type);
+
 /** The browser cannot show what is in the stream. */
 export class Undecodable extends Error {}
 
@@ -65,7 +68,7 @@ export class Stream {
 
     async #begin(moov) {
         const { type, scale } = readTracks(moov);
-        if (!MediaSource.isTypeSupported(type)) throw new Undecodable(type);
+        if (!MediaSource.isTypeSupported(type)) throw new Undecodable(codecName(type));
         this.#scale = scale;
         this.#buffer = this.#media.addSourceBuffer(type);
         await this.#append(this.#head);
