@@ -129,6 +129,7 @@ class PageTest(unittest.TestCase):
         self.wait_for_time(lambda time: time > 121, "jumping over the gap")
         self.press(" ")
         self.expect_true_time(recorded=120)
+        self.assertEqual(page.driver.get_log("browser"), [], "nothing was refused or is missing")
 
     def test_cameras_play_in_step(self):
         page = self.page
