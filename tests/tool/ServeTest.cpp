@@ -122,6 +122,7 @@ TEST_F(ServeUse, ListJoinsWhatFollowsAndCutsToTheRange) {
         int nStatus;
     } const aFaults[] = {{"/list?path=nobody", 404},
                          {"/nothing", 404},
+                         {"/page/nothing.js", 404},
                          {"/list", 400},
                          {"/list?path=a&path=b", 400},
                          {"/list?path=../disk", 400},

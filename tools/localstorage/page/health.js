@@ -4,7 +4,7 @@ import { now } from './api.js';
 import { byId, make } from './dom.js';
 import { clockText, dayOf, dayText, lengthText, parse } from './time.js';
 
-const DAY = 86400000;
+const FORESEEN = 5 * 366 * 86400; // seconds; what is further is not told
 const SHORT = { day: 'numeric', month: 'short' };
 
 export function bytesText(bytes) {
@@ -14,31 +14,23 @@ export function bytesText(bytes) {
     return `${count.toFixed(count < 10 && power > 0 ? 1 : 0)} ${units[power]}`;
 }
 
-const folderDay = (text) => (/^\d{4}-\d\d-\d\d$/.test(text ?? '') ? Date.parse(text) : null);
-
-/** When all disks are full, or how far back they reach if they are. */
-function forecastOf(disks) {
-    const sum = (name) => disks.reduce((total, disk) => total + (disk[name] ?? 0), 0);
-    const days = disks.flatMap((disk) => [folderDay(disk.oldest_day), folderDay(disk.newest_day)]).filter((day) => day !== null);
-    if (days.length === 0) return '';
-    const held = Math.max(...days) - Math.min(...days) + DAY;
-    if (disks.every(({ full, error }) => full || error)) return `Full: about ${lengthText(held)} are kept.`;
-    const rate = sum('bytes') / held;
-    const rest = sum('free_bytes') / rate;
-    return rest < 3650 * DAY ? `Full in about ${lengthText(rest)}.` : 'Full in more than ten years.';
+/** What is left of a disk: its room and for how long that lasts, as it was filled in the last week. */
+function roomText({ full, free_bytes: free, full_in_seconds: seconds }) {
+    if (full) return 'full';
+    const lasting = seconds == null ? '' : seconds < FORESEEN ? `, full in ${lengthText(seconds * 1000)}` : ', for years';
+    return `${bytesText(free)} free${lasting}`;
 }
 
 function diskItem(disk) {
-    if (disk.error) {
-        return make('li', { className: 'bad' }, make('strong', {}, disk.dir), make('span', {}, disk.error));
-    }
+    const { dir, error, missing, oldest_day: oldest } = disk;
+    const name = make('strong', { title: dir }, dir);
+    if (error || missing) return make('li', { className: 'bad' }, name, make('span', {}, error ?? 'it is missing'));
     const used = disk.bytes + disk.picture_bytes;
     const meter = make('meter', { min: 0, max: used + disk.free_bytes || 1, value: used });
-    meter.ariaLabel = `How full ${disk.dir} is`;
-    const oldest = folderDay(disk.oldest_day);
-    const since = oldest === null ? 'nothing recorded' : `since ${dayText(disk.oldest_day, SHORT)}`;
-    return make('li', {}, make('strong', { title: disk.dir }, disk.dir), meter,
-        make('span', {}, `${bytesText(used)}, ${since} · ${disk.full ? 'full' : `${bytesText(disk.free_bytes)} free`}`));
+    meter.ariaLabel = `How full ${dir} is`;
+    const since = Date.parse(oldest) ? `since ${dayText(oldest, SHORT)}` : 'nothing recorded';
+    return make('li', {}, name, meter,
+        make('span', {}, `${bytesText(used)}, ${since}`), make('span', {}, roomText(disk)));
 }
 
 function cameraItem({ camera, state, last }) {
@@ -57,11 +49,10 @@ const count = (number, one, many) => `${number} ${number === 1 ? one : many}`;
 /** The panels, and in the page's head the sum of it. */
 export function showHealth(disks, cameras) {
     byId('disks').replaceChildren(...disks.map(diskItem));
-    byId('forecast').textContent = forecastOf(disks);
     const stopped = cameras.filter(({ state }) => state === 'stopped');
     const others = cameras.filter(({ state }) => state !== 'stopped');
     byId('cameras').replaceChildren(...[...stopped, ...others].map(cameraItem));
-    const failing = disks.filter(({ error }) => error).length;
+    const failing = disks.filter(({ error, missing }) => error || missing).length;
     const faults = [
         stopped.length > 0 && `${count(stopped.length, 'camera has', 'cameras have')} stopped`,
         failing > 0 && `${count(failing, 'disk', 'disks')} cannot be read`,

@@ -48,6 +48,7 @@ async function loadHealth() {
     cameras = list;
     for (const { last } of cameras) if (last) parse(last);
     showHealth(disks, cameras);
+    byId('live').disabled = !cameras.some(({ state }) => state === 'recording');
 }
 
 /** Today's bars grow. */

@@ -9,6 +9,7 @@ const DAY = 86400000;
 const GAP = 2000; // ms without recording that are told
 const LIVE = 15000; // ms back from now that are followed while they grow
 const MINUTE = 60000;
+const SOME = 1000; // ms; a stream that gave less gave nothing new
 const PAUSE = 300; // ms from one opening to the next
 
 export class Player {
@@ -24,7 +25,12 @@ export class Player {
     constructor(camera, isRecording, onClose) {
         this.camera = camera;
         this.isRecording = isRecording;
-        this.video = make('video', { muted: true, playsInline: true, disablePictureInPicture: true });
+        this.video = make('video', {
+            muted: true,
+            playsInline: true,
+            disablePictureInPicture: true,
+            disableRemotePlayback: true,
+        });
         this.video.ariaLabel = `Picture of ${camera}`;
         const close = make('button', { type: 'button', className: 'close', textContent: '×', onclick: onClose });
         close.ariaLabel = `Close ${camera}`;
@@ -32,7 +38,7 @@ export class Player {
         this.element = make('figure', { className: 'screen' }, this.video, this.#words,
             make('figcaption', {}, camera), close);
         this.video.addEventListener('error', () => {
-            if (this.#stream && this.video.error) this.#fail(new Undecodable(this.video.error.message));
+            if (this.#stream && this.video.error) this.#fail(new Undecodable(`this video (${this.video.error.message})`));
         });
     }
 
@@ -85,7 +91,7 @@ export class Player {
         this.failed = true;
         this.close();
         this.say(undecodable
-            ? `This browser cannot show how ${this.camera} is encoded (${error.message}). Download it to watch it with another program:`
+            ? `This browser cannot show ${error.message}, as ${this.camera} is recorded. Download it to watch it with another program:`
             : `${error.message[0].toUpperCase()}${error.message.slice(1)}.`);
         if (!undecodable) return;
         const link = downloadLink(this.camera, { from: this.#target, to: this.#target + MINUTE });
@@ -144,7 +150,7 @@ export class Player {
     #end() {
         if (this.failed || !this.#stream) return;
         const end = this.#stream.wallAt(this.video.duration);
-        if (this.isRecording() && end > now() - MINUTE) return this.#open(end);
+        if (this.isRecording() && end > this.#target + SOME) return this.#open(end);
         this.say('Nothing more is recorded.');
     }
 }

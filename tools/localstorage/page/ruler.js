@@ -6,12 +6,12 @@ const MINUTE = 60000;
 const HOUR = 60 * MINUTE;
 const STEPS = [1000, 5000, 10000, 30000, MINUTE, 2 * MINUTE, 5 * MINUTE, 10 * MINUTE, 15 * MINUTE, 30 * MINUTE,
     HOUR, 2 * HOUR, 3 * HOUR, 6 * HOUR, 12 * HOUR];
-const ROOM = 58; // px for a label
+const room = (step) => (step < MINUTE ? 84 : 58); // px for a label
 
 /** Makes the marks anew for what the view shows. */
 export function drawRuler(element, view) {
-    const wanted = (view.length * ROOM) / Math.max(1, element.clientWidth);
-    const step = STEPS.find((length) => length >= wanted) ?? STEPS.at(-1);
+    const pixel = view.length / Math.max(1, element.clientWidth);
+    const step = STEPS.find((length) => length >= room(length) * pixel) ?? STEPS.at(-1);
     const textOf = step < MINUTE ? clockText : shortText;
     const marks = [];
     for (let time = nextMultiple(view.from, step); time <= view.to; time += step) {

@@ -8,6 +8,12 @@ import { Boxes, frameLengthOf, readReference, readTracks } from './mp4.js';
 const AHEAD = 30; // seconds, at speed 1
 const BEHIND = 20;
 
+// Telephones have the other one only.
+const Media = globalThis.MediaSource ?? globalThis.ManagedMediaSource;
+
+/** As people call it. */
+const codecName = (type) => (/hvc1/.test(type) ? 'H.265' : /avc1/.test(type) ? 'this kind of H.264' : type);
+
 /** The browser cannot show what is in the stream. */
 export class Undecodable extends Error {}
 
@@ -18,7 +24,7 @@ export class Stream {
     frameLength = 0.04; // seconds from one picture to the next
     ended = false;
     #ending = new AbortController();
-    #media = new MediaSource();
+    #media = new Media();
     #buffer;
     #scale = 1;
     #head;
@@ -65,7 +71,7 @@ export class Stream {
 
     async #begin(moov) {
         const { type, scale } = readTracks(moov);
-        if (!MediaSource.isTypeSupported(type)) throw new Undecodable(type);
+        if (!Media.isTypeSupported(type)) throw new Undecodable(codecName(type));
         this.#scale = scale;
         this.#buffer = this.#media.addSourceBuffer(type);
         await this.#append(this.#head);
