@@ -272,6 +272,22 @@ TEST_F(ServeUse, AClipIsStreamedOverSeveralRecordings) {
     Expect("/get?path=my%20cam&start=2024-03-05T10:00:00Z&duration=10", 404);
 }
 
+TEST_F(ServeUse, AClientOfThePlaybackInterfaceNeedsNoChange) {
+    ImportFour();
+    Serve();
+    const std::string strCommand =
+        SOURCE_PATH "/examples/playback_client.py http://127.0.0.1:" + std::to_string(m_nPort) +
+        " 'my cam' 2024-03-05T07:00:00Z 2024-03-05T10:00:00Z clips >told";
+    ASSERT_EQ(std::system(strCommand.c_str()), 0);
+    std::size_t nPackets = 0, nClips = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("clips")) {
+        nPackets += CountPackets(entry.path(), EAudio::No);
+        ++nClips;
+    }
+    EXPECT_EQ(nClips, 2u) << GetFile("told");
+    EXPECT_EQ(nPackets, 600u);
+}
+
 TEST_F(ServeUse, NumbersTellDisksCamerasAndRequests) {
     ImportFour();
     Serve();
