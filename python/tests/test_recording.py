@@ -1,6 +1,7 @@
 """What is recorded is found again, in both layouts."""
 
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -13,6 +14,7 @@ import pytest
 import localstorage
 from localstorage import Engine, EventKind, Layout
 
+ROOT = Path(__file__).parents[2]
 EIGHT = datetime(2024, 3, 5, 8).astimezone()
 HOUR = timedelta(hours=1)
 
@@ -100,16 +102,24 @@ def test_every_buffer_is_written_as_it_is(disk, data):
 
 def test_example(disk, tmp_path):
     """With a camera of one access unit and a program that only plays that."""
-    root = Path(__file__).parents[2]
-    clip = root / "fuzz/seeds/streamprobe/transport"
+    clip = ROOT / "fuzz/seeds/streamprobe/transport"
     program = tmp_path / "ffmpeg"
     program.write_text(f"#!/bin/sh\nexec cat {clip}\n")
     program.chmod(0o755)
-    path = {"PATH": f"{tmp_path}:{os.environ['PATH']}", "PYTHONPATH": str(root / "python")}
+    path = {"PATH": f"{tmp_path}:{os.environ['PATH']}", "PYTHONPATH": str(ROOT / "python")}
     recorder = subprocess.Popen(
-        [sys.executable, root / "examples/record_rtsp.py", "rtsp://", "door", disk, tmp_path / "log"],
+        [sys.executable, ROOT / "examples/record_rtsp.py", "rtsp://", "door", disk, tmp_path / "log"],
         env={**os.environ, **path}, stdout=subprocess.PIPE)
     with recorder:
         first, second = (Path(os.fsdecode(recorder.stdout.readline().rstrip())) for _ in range(2))
         recorder.send_signal(signal.SIGTERM)
     assert recorder.returncode == 0 and first != second and first.read_bytes() == clip.read_bytes()
+
+
+@pytest.mark.parametrize("page", ["README.md", "docs/python.md"])
+def test_programs_of_the_pages(page, tmp_path, capsys):
+    known = {}
+    blocks = re.findall(r"```python\n(.*?)```", (ROOT / page).read_text(), re.S)
+    for block in blocks:
+        exec(re.sub(r'"/(disk\d|var/log)', rf'"{tmp_path}/\1', block), known)
+    assert blocks and f"{tmp_path}/disk1/RecordFile/" in capsys.readouterr().out
