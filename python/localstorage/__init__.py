@@ -13,10 +13,10 @@ The folder ``RecordFile`` below every record directory belongs to the engine: a 
 removes whatever does not follow the naming rules there, and a full disk makes the engine delete the
 oldest day. Never keep anything of your own in it.
 
-Every ``datetime`` that this module gives has a time zone. One that it is given without is local time.
+Every ``datetime`` that this module gives has a time zone. One that it is given without is local.
 Whatever fails raises ``localstorage.Error``, whose ``code`` tells why.
 
-It calls liblocalstorage.so.1, or the library that the environment variable LOCALSTORAGE_LIBRARY names.
+It calls liblocalstorage.so.1, or the library that the variable LOCALSTORAGE_LIBRARY names.
 """
 
 from . import log

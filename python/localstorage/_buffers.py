@@ -5,7 +5,7 @@ from typing import Any, Callable
 
 _SIMPLE = 0  # contiguous bytes, whoever may write to them
 
-# bytes, bytearray, memoryview, array, mmap and whatever else has the buffer protocol. (No type says so.)
+# bytes, bytearray, memoryview, array, mmap and whatever else has the buffer protocol.
 AnyBytes = Any
 
 

@@ -26,15 +26,23 @@ def refuse_in_event() -> None:
         raise RuntimeError("on_event must not call an engine")
 
 
+def outside_of_event(close: Callable[[], None]) -> None:
+    """For what is collected, maybe inside of an event: then on a thread that waits for its end."""
+    if _thread.tells:
+        threading.Thread(target=close).start()
+    else:
+        close()
+
+
 def raise_held() -> None:
-    """After a call that may tell events: what the handler of a signal raised meanwhile, as Ctrl-C does."""
+    """After a call that may tell events: what a signal's handler raised meanwhile."""
     held, _thread.held = _thread.held, None
     if held is not None:
         raise held
 
 
 def c_callback(on_event: OnEvent) -> Any:
-    """For the library, which calls it on threads of its own, too. Whoever gives it away must keep it."""
+    """For the library, which calls it on threads of its own, too. To be kept meanwhile."""
     teller = _teller(on_event)
     next(teller)
     return _header.EventCallback(teller.send)

@@ -13,7 +13,7 @@ MAJOR, LEAST_MINOR = 1, 1  # whose records are those of _header.py
 def _load() -> ctypes.CDLL:
     path = os.environ.get("LOCALSTORAGE_LIBRARY") or NAME
     try:
-        # Every call releases the interpreter's lock, so none can wait for an event that waits for it.
+        # Calls release the interpreter's lock, so none can wait for an event that waits for it.
         library = ctypes.CDLL(path)
     except OSError as error:
         raise ImportError(
@@ -39,7 +39,7 @@ def _check_version() -> None:
     major, minor = map(int, re.findall(r"\d+", version())[:2])
     if major != MAJOR or minor < LEAST_MINOR:
         raise ImportError(
-            f"{NAME} is of version {version()}; {MAJOR}.{LEAST_MINOR} is needed, or later of {MAJOR}")
+            f"{NAME} is version {version()}; {MAJOR}.{LEAST_MINOR} or a later {MAJOR} is needed")
 
 
 _check_version()

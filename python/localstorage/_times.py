@@ -1,4 +1,4 @@
-"""Times: datetime here; in C moments (microseconds since 1970, UTC) and what clocks on the wall show."""
+"""Times: datetime here, in C moments (microseconds since 1970, UTC) and what wall clocks show."""
 
 import ctypes
 from datetime import date, datetime, timedelta, timezone

@@ -1,7 +1,7 @@
 """What is recorded.
 
-These functions need no engine and change nothing: they read record directories of both layouts, also
-while a host of any process records there.
+These functions need no engine and change nothing: they read record directories of both layouts,
+also while a host of any process records there.
 """
 
 import ctypes
@@ -28,8 +28,8 @@ def find_recordings(
     """The recordings that overlap [start, end), sorted by start, then camera.
 
     cameras: None for all. start, end: None for no bound. type: 1 to 8, 0 for all; the client layout
-    knows none. exact: read from each recording when it began and ended; else only where no other one of
-    its camera adjoins, and without a range from none.
+    knows none. exact: read from each recording when it began and ended; else only where no other
+    one of its camera adjoins, and without a range from none.
     """
     return _find(
         library.ls_find_recordings, library.ls_next_recording, _recording, directories,

@@ -3,12 +3,15 @@
 import ctypes
 import threading
 import warnings
-from typing import Any, Optional
+from typing import TYPE_CHECKING, Any, Optional
 
 from ._buffers import AnyBytes, with_bytes
-from ._events import raise_held, refuse_in_event
+from ._events import outside_of_event, raise_held, refuse_in_event
 from ._library import library
 from .errors import ErrorCode, check
+
+if TYPE_CHECKING:
+    from .engine import Engine
 
 
 class Channel:
@@ -17,7 +20,7 @@ class Channel:
     Any thread may call, one after the other: a call waits for the one before.
     """
 
-    def __init__(self, engine: Any, pointer: int, camera: str) -> None:
+    def __init__(self, engine: "Engine", pointer: int, camera: str) -> None:
         self._engine = engine  # not to be collected before its channels
         self._pointer: Optional[int] = pointer
         self._camera = camera
@@ -67,7 +70,7 @@ class Channel:
     def __del__(self) -> None:
         if not self.closed:
             warnings.warn(f"unclosed {self!r}", ResourceWarning, source=self)
-            self.close()
+            outside_of_event(self.close)
 
     def __repr__(self) -> str:
         return f"<localstorage.Channel {self._camera!r}{' closed' if self.closed else ''}>"

@@ -9,7 +9,7 @@ from typing import Any, List, Optional, Tuple
 
 from . import _header, catalogue
 from ._buffers import AnyBytes, with_bytes
-from ._events import OnEvent, c_callback, raise_held, refuse_in_event
+from ._events import OnEvent, c_callback, outside_of_event, raise_held, refuse_in_event
 from ._handle import EngineHandle
 from ._library import library
 from ._texts import Directories, directory_list, path_from_c, texts_to_c, to_c, words
@@ -22,12 +22,12 @@ _PATH_SIZE = 4096
 
 
 class Engine:
-    """A storage engine, which has its record directories for itself. A context manager, which closes it.
+    """A storage engine, which has its record directories for itself.
 
-    Any thread may call. Calls may wait for disks; other threads of Python run meanwhile. Only Engine and
-    close exclude all others. An engine that nobody has any more is closed, and so are those that are
-    left when the interpreter ends. A forked child has no engine: those that it sees are closed there,
-    and go on in the parent.
+    A context manager, which closes it. Any thread may call. Calls may wait for disks; other threads
+    of Python run meanwhile. An engine that nobody has any more is closed, and so are those that are
+    left when the interpreter ends. A forked child has no engine: those that it sees are closed
+    there, and go on in the parent.
     """
 
     def __init__(
@@ -38,7 +38,7 @@ class Engine:
         """Takes over the directories, reads or mends their indexes. Full disks are no error here.
 
         directories: one per disk, best first; missing ones are made.
-        on_event: called with every Event, on the thread of a call or on one of the engine's own, one at
+        on_event: called with every Event, on the thread of a call or one of the engine's, one at
             a time. Be quick and call no engine. What it raises goes to sys.unraisablehook.
         max_channels: cameras that are going to be recorded, at most 64; 0: any.
         file_size_mib: of a file in the client layout, in MiB, at most 2048; 0: 256.
@@ -58,12 +58,13 @@ class Engine:
             _header.Settings, directories=texts, directory_count=count, layout=layout,
             max_channels=max_channels, file_size_mib=file_size_mib, raw=raw, analyse=analyse,
             next_disk=next_disk, keep_all=keep_all, delete_pictures=delete_pictures)
-        if on_event is not None:
-            settings.on_event = c_callback(on_event)
+        callback = None if on_event is None else c_callback(on_event)
+        if callback is not None:
+            settings.on_event = callback
         pointer = ctypes.c_void_p()
         check(library.ls_engine_open(settings, pointer), f"opening {words(listed)}")
         assert pointer.value is not None
-        self._handle = EngineHandle(pointer.value, settings.on_event)
+        self._handle = EngineHandle(pointer.value, callback)
         self._finalizer = weakref.finalize(self, _close_forgotten, self._handle, repr(self))
         raise_held()
 
@@ -88,11 +89,12 @@ class Engine:
             type: int = 1, go_on: bool = False, header: bytes = b"") -> Channel:
         """Begins a recording.
 
-        camera: 1 to 63 bytes without "/", "\\" and control characters, not "." or "..", not the name of
-            a file of the index.
+        camera: 1 to 63 bytes without "/", "\\" and control characters, not "." or "..", not the
+            name of a file of the index.
         start, end: first and last second, remote-backup layout, which needs them.
         type: kind of recording, 1 to 8, as the host understands it; remote-backup layout.
-        go_on: continue an existing file; else it is emptied or, in the client layout, a new one is made.
+        go_on: continue an existing file; else it is emptied or, in the client layout, a new one is
+            made.
         header: of the stream, in front of every file; at most 128 bytes.
 
         Raises DiskFull, ChannelOpen, BadArgument, Error.
@@ -130,7 +132,7 @@ class Engine:
         return path_from_c(path.value)
 
     def delete_pictures(self, day: date) -> None:
-        """Deletes the pictures of that day and of every earlier one on the current disk, as far as it can."""
+        """Deletes the pictures of that day and before on the current disk, as far as it can."""
         with self._handle as engine:
             check(library.ls_delete_pictures(engine, to_wall_day(day)), str(day))
 
@@ -138,7 +140,7 @@ class Engine:
             self, camera: Optional[str] = None, start: Optional[datetime] = None,
             end: Optional[datetime] = None, *, type: int = 0, exact: bool = False
     ) -> List[Recording]:
-        """The recordings of a camera (None: of all) that overlap [start, end): see find_recordings."""
+        """The recordings of a camera (None: of all) in [start, end): see find_recordings."""
         with self._handle:
             return catalogue.find_recordings(
                 self._directories, None if camera is None else [camera], start, end, type=type,
@@ -148,7 +150,7 @@ class Engine:
             self, camera: str, start: datetime, end: datetime, *, type: int = 0) -> List[Path]:
         """The paths of recordings in the index in memory, without asking a disk, sorted.
 
-        Remote-backup layout only. They overlap [start, end], whole seconds. type: 1 to 8, 0 for all.
+        Remote-backup layout only. They overlap the seconds [start, end]. type: 1 to 8, 0 for all.
         """
         query = ctypes.c_void_p()
         with self._handle as engine:
@@ -178,4 +180,4 @@ class Engine:
 def _close_forgotten(handle: EngineHandle, name: str) -> None:
     if not handle.closed:
         warnings.warn(f"unclosed {name}", ResourceWarning)
-        handle.close()
+        outside_of_event(handle.close)

@@ -1,6 +1,7 @@
 """The log of the library, one per process.
 
-Without a call to any of these it goes into files in "/share/LocalStorage/", made with the first line.
+Without a call to any of these it goes into files in "/share/LocalStorage/", made with the first
+line.
 """
 
 import enum
@@ -37,7 +38,8 @@ def to_files(
     without end.
     """
     path = None if directory is None else to_c(directory)
-    check(library.ls_log_to_files(path, uint32(file_size), two_in_turn), f"logging to {directory!r}")
+    code = library.ls_log_to_files(path, uint32(file_size), two_in_turn)
+    check(code, f"logging to {directory!r}")
 
 
 def to_stream(stream: Target) -> None:

@@ -13,6 +13,7 @@ from localstorage import (
 
 EIGHT, NINE = datetime(2024, 3, 5, 8), datetime(2024, 3, 5, 9)
 
+NOWHERE = "/dev/null/disk"
 REFUSED = [
     (lambda engine: engine.record("../door", EIGHT, NINE), BadArgument, ErrorCode.CAMERA),
     (lambda engine: engine.record("door"), BadArgument, ErrorCode.TIME),
@@ -31,8 +32,8 @@ REFUSED = [
     (lambda engine: engine.query_index("door", NINE, EIGHT), BadArgument, ErrorCode.TIME),
     (lambda engine: Engine(engine.directories), InUse, ErrorCode.IN_USE),
     (lambda engine: Engine([]), BadArgument, ErrorCode.ARGUMENT),
-    (lambda engine: Engine("/dev/null/disk").record("door"), DirectoryUnusable, ErrorCode.DIRECTORY),
-    (lambda engine: localstorage.find_disks("/dev/null/disk"), DirectoryUnusable, ErrorCode.DIRECTORY),
+    (lambda engine: Engine(NOWHERE).record("door"), DirectoryUnusable, ErrorCode.DIRECTORY),
+    (lambda engine: localstorage.find_disks(NOWHERE), DirectoryUnusable, ErrorCode.DIRECTORY),
     (lambda engine: localstorage.set_option(Option.FULL_SPACE, 1), BadArgument, ErrorCode.ARGUMENT),
     (lambda engine: localstorage.set_option(Option.FULL_SPACE, 2**32 + 64), ValueError, None),
     (lambda engine: localstorage.log.to_stream(2), BadArgument, ErrorCode.ARGUMENT),
@@ -58,7 +59,7 @@ def test_failing_write_has_the_systems_reason(engine):
     with engine.record("door", EIGHT, NINE) as channel:
         resource.setrlimit(resource.RLIMIT_FSIZE, (1000, limit[1]))
         try:
-            with pytest.raises(WriteFailed, match="writing to door: not all.*: File too large") as raised:
+            with pytest.raises(WriteFailed, match="to door: not all.*: File too large") as raised:
                 channel.write(bytes(2000))
         finally:
             resource.setrlimit(resource.RLIMIT_FSIZE, limit)

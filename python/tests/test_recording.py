@@ -19,6 +19,10 @@ EIGHT = datetime(2024, 3, 5, 8).astimezone()
 HOUR = timedelta(hours=1)
 
 
+def now():
+    return datetime.now(timezone.utc)
+
+
 def record(engine, start, end, data=b"picture"):
     with engine.record("door", start, end) as channel:
         channel.write(data)
@@ -31,7 +35,7 @@ def test_backup(disk):
         record(engine, EIGHT.astimezone(timezone.utc) + HOUR, EIGHT.replace(tzinfo=None) + 2 * HOUR)
         assert [event.kind for event in events] == [
             EventKind.FILE_CREATED, EventKind.FILE_CLOSED] * 2
-        assert events[0].camera == "door" and abs(events[0].time - datetime.now().astimezone()) < HOUR
+        assert events[0].camera == "door" and abs(events[0].time - now()) < HOUR
 
         first, second = engine.query("door")
         assert engine.query("door", EIGHT + HOUR, EIGHT + 2 * HOUR) == [second]
@@ -78,7 +82,7 @@ def test_client(disk):
         assert picture.read_bytes() == b"jpeg"
         (found,) = localstorage.find_pictures(disk, ["yard"], datetime.now() - HOUR)
         assert (found.path, found.camera, found.bytes) == (picture, "yard", 4)
-        assert abs(found.taken - datetime.now(timezone.utc)) < HOUR
+        assert abs(found.taken - now()) < HOUR
         assert localstorage.find_pictures(disk, ["door"]) == []
         engine.delete_pictures(date.today() + timedelta(days=1))
         assert not picture.exists()
@@ -108,7 +112,7 @@ def test_example(disk, tmp_path):
     program.chmod(0o755)
     path = {"PATH": f"{tmp_path}:{os.environ['PATH']}", "PYTHONPATH": str(ROOT / "python")}
     recorder = subprocess.Popen(
-        [sys.executable, ROOT / "examples/record_rtsp.py", "rtsp://", "door", disk, tmp_path / "log"],
+        [sys.executable, ROOT / "examples/record_rtsp.py", "rtsp://", "door", disk, tmp_path],
         env={**os.environ, **path}, stdout=subprocess.PIPE)
     with recorder:
         first, second = (Path(os.fsdecode(recorder.stdout.readline().rstrip())) for _ in range(2))

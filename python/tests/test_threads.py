@@ -89,7 +89,7 @@ def test_threads_share_a_channel_and_the_engine_ends_among_them(disk):
 
 def test_an_exception_in_on_event_is_reported(disk, monkeypatch):
     reported = []
-    monkeypatch.setattr(sys, "unraisablehook", lambda unraisable: reported.append(unraisable.exc_value))
+    monkeypatch.setattr(sys, "unraisablehook", lambda told: reported.append(told.exc_value))
 
     def on_event(_event):
         if not reported:
@@ -118,6 +118,23 @@ def test_forgotten_engines_are_closed(disk):
         gc.collect()
     assert events[-1].kind is EventKind.FILE_CLOSED
     Engine(disk).close()  # which could not be, were it in use
+
+
+@pytest.mark.filterwarnings("ignore::ResourceWarning")
+def test_collected_inside_of_an_event(tmp_path):
+    """Of another engine: the one that is collected is closed all the same."""
+    cycle = [Engine(tmp_path / "1")]
+    cycle.append(cycle)
+    with Engine(tmp_path / "2", on_event=lambda event: gc.collect()) as other:
+        del cycle
+        other.record("door").close()
+    for _ in range(100):
+        try:
+            Engine(tmp_path / "1").close()
+            return
+        except localstorage.InUse:
+            time.sleep(0.05)
+    pytest.fail("it is still there")
 
 
 def test_left_open_at_exit(disk, tmp_path):
@@ -159,7 +176,10 @@ def test_a_forked_child_has_no_engine(disk):
 
 
 def test_ctrl_c_in_on_event_is_raised_behind_the_call(disk):
+    def on_event(_event):
+        signal.raise_signal(signal.SIGINT)
+
     with pytest.raises(KeyboardInterrupt):
-        with Engine(disk, raw=True, on_event=lambda event: signal.raise_signal(signal.SIGINT)) as engine:
+        with Engine(disk, raw=True, on_event=on_event) as engine:
             engine.record("door")
     assert engine.closed
