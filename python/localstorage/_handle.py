@@ -21,6 +21,7 @@ class EngineHandle:
     def __init__(self, pointer: int, callback: Any) -> None:
         self.callback = callback  # the library calls it for as long as it has the engine
         self.channels: "weakref.WeakSet[Channel]" = weakref.WeakSet()
+        self.closed = False
         self._pointer: Optional[int] = pointer
         self._calls = 0
         self._changed = threading.Condition()
@@ -29,7 +30,7 @@ class EngineHandle:
     def __enter__(self) -> int:
         refuse_in_event()
         with self._changed:
-            if self._pointer is None:
+            if self.closed or self._pointer is None:
                 raise ValueError("the engine is closed, or left to the parent process")
             self._calls += 1
             return self._pointer
@@ -40,16 +41,13 @@ class EngineHandle:
             self._changed.notify_all()
         raise_held()
 
-    @property
-    def closed(self) -> bool:
-        return self._pointer is None
-
     def close(self) -> None:
-        """Waits for calls that run. Later ones fail."""
+        """Waits for calls that run; later ones fail. To be called again after Ctrl-C in the wait."""
         refuse_in_event()
         with self._changed:
-            pointer, self._pointer = self._pointer, None
+            self.closed = True
             self._changed.wait_for(lambda: self._calls == 0)
+            pointer, self._pointer = self._pointer, None
         if pointer is None:
             return
         for channel in list(self.channels):
@@ -62,6 +60,7 @@ class EngineHandle:
 
         A thread that is not here either may have held any of the locks.
         """
+        self.closed = True
         self._pointer = None
         self._calls = 0
         self._changed = threading.Condition()

@@ -180,4 +180,4 @@ class Engine:
 def _close_forgotten(handle: EngineHandle, name: str) -> None:
     if not handle.closed:
         warnings.warn(f"unclosed {name}", ResourceWarning)
-        outside_of_event(handle.close)
+    outside_of_event(handle.close)
