@@ -16,6 +16,8 @@ namespace {
 constexpr int TO_READ = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
 int MakeUnnamed(const std::string& strDir) {
+    const int nNameless = OpenNamelessFile(strDir);
+    if (nNameless >= 0) return nNameless;
     std::string strPath = strDir + "/localstorage-XXXXXX";
     const int nFile = mkstemp(strPath.data());
     if (nFile < 0) return nFile;

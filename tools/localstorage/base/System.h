@@ -47,6 +47,10 @@ void EndProcess(int nProcess);
 /// Who runs this, as user@host.
 std::string UserAtHost();
 
+/// Opens a new file of a directory that never gets a name. -1 where the system or its file system
+/// has none: see errno.
+int OpenNamelessFile(const std::string& strDir);
+
 /// The nanoseconds of a file's last change, behind its whole seconds.
 long NanosecondsOfChange(const struct stat& st);
 

@@ -1,7 +1,13 @@
+#include <fcntl.h>
+
 #include "base/System.h"
 
 const char* const STATE_BELOW_HOME = ".local/state";
 
 long NanosecondsOfChange(const struct stat& st) {
     return st.st_mtim.tv_nsec;
+}
+
+int OpenNamelessFile(const std::string& strDir) {
+    return open(strDir.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
 }

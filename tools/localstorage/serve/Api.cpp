@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "Catalogue/Status.h"
+#include "RecordTree/RecordDirectory.h"
 #include "base/Times.h"
 #include "media/ClipJoin.h"
 #include "screen/RecordsJson.h"
@@ -15,11 +16,19 @@
 
 namespace {
 
-/// Whether what a directory lists can be read.
-bool IsReadable(const std::string& strDir) {
+/// Whether what a directory lists can be read. One whose disk was pulled is the system disk's empty
+/// folder of that name.
+bool IsReadable(const std::string& strDir, bool bMounted) {
+    if (bMounted && LiesOnRootDisk(strDir)) return false;
     std::error_code stError;
     std::filesystem::directory_iterator it(strDir, stError);
     return !stError;
+}
+
+std::set<std::string> MountedOf(const std::vector<std::string>& vDirs) {
+    std::set<std::string> setMounted(vDirs.begin(), vDirs.end());
+    std::erase_if(setMounted, LiesOnRootDisk);
+    return setMounted;
 }
 
 /// Whether a record directory can be read as far as it takes.
@@ -80,6 +89,7 @@ std::string VideoUrl(const httpRequest& stRequest, const std::string& strCamera,
 CApi::CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
            const std::atomic<bool>& bStop)
     : m_vDirs(std::move(vDirs)),
+      m_setMounted(MountedOf(m_vDirs)),
       m_pDownloads(std::make_unique<CDownloads>(strTempDir)),
       m_pOverview(std::make_unique<COverview>([this] { return MakeOverview(); })),
       m_bStop(bStop),
@@ -136,7 +146,9 @@ void CApi::Count(const std::string& strPath, httpStatus eStatus, double fSeconds
 
 std::vector<std::string> CApi::ReadableDirs() const {
     std::vector<std::string> vDirs = m_vDirs;
-    std::erase_if(vDirs, [](const std::string& str) { return !IsReadable(str); });
+    std::erase_if(vDirs, [this](const std::string& str) {
+        return !IsReadable(str, m_setMounted.contains(str));
+    });
     return vDirs;
 }
 

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -79,6 +80,7 @@ private:
     std::vector<recording> FindSome(const recordingFilter& stFilter) const;
 
     const std::vector<std::string> m_vDirs;
+    const std::set<std::string> m_setMounted;  ///< of these, those on a disk of their own
     const std::unique_ptr<CDownloads> m_pDownloads;
     const std::unique_ptr<COverview> m_pOverview;
     const std::atomic<bool>& m_bStop;
