@@ -1,12 +1,11 @@
-// One camera's day as a bar, with pictures above it. It is a slider to those who cannot see it.
+// One camera's day as a bar, the strip of its pictures above it. It is a slider to those who cannot see it.
 
-import { address } from './api.js';
 import { make } from './dom.js';
 import { fillOf, kindName } from './kinds.js';
+import { Strip } from './strip.js';
 import { clockText, parse } from './time.js';
 
 const DRAG = 5; // px that tell dragging from clicking
-const PICTURE = 104; // px that one takes
 const TOUCH = 100; // ms, less than a picture or two
 
 /** Recordings of one type that touch. */
@@ -22,8 +21,6 @@ function joined(spans) {
 
 export class Bar {
     spans = []; // { from, to, type }
-    #pictures = [];
-    #shown = ''; // the pictures, so that they are not made again for nothing
     #drag = null;
 
     /** `on.play(time)`, `on.mark(from, to)`, `on.hover(time)`: what the pointer does here. */
@@ -33,8 +30,8 @@ export class Bar {
         this.track = make('div', { className: 'track', tabIndex: 0, role: 'slider', ariaLabel: `Recordings of ${camera}` },
             this.canvas, make('div', { className: 'marked' }), make('div', { className: 'needle' }));
         this.track.dataset.camera = camera;
-        this.strip = make('div', { className: 'strip', hidden: true });
-        this.element = make('div', { className: 'bar' }, this.strip, this.track);
+        this.strip = new Strip(camera, view, on.play);
+        this.element = make('div', { className: 'bar' }, this.strip.element, this.track);
         for (const name of ['down', 'move', 'up', 'cancel', 'leave']) {
             this.track.addEventListener(`pointer${name}`, (event) => this[`_${name}`](event));
         }
@@ -44,19 +41,6 @@ export class Bar {
         this.spans = recordings.map(({ start, end, type }) => ({ from: parse(start), to: parse(end), type }));
         this.spans.sort((a, b) => a.from - b.from);
         this.spans = joined(this.spans);
-    }
-
-    get hasPictures() {
-        return this.#pictures.length > 0;
-    }
-
-    setPictures(pictures) {
-        this.#pictures = pictures.map(({ time }) => ({
-            time: parse(time),
-            url: address('api/picture', { camera: this.camera, time }),
-        }));
-        this.strip.hidden = !this.hasPictures;
-        this.#drawPictures();
     }
 
     spanAt(time) {
@@ -88,31 +72,7 @@ export class Bar {
             pen.fillStyle = fills.get(type);
             pen.fillRect(left, 0, Math.max(1, right - left), height);
         }
-        this.#drawPictures();
-    }
-
-    /** As many as there is room for, each where it was taken. */
-    #drawPictures() {
-        const width = this.strip.clientWidth;
-        let free = 0;
-        const shown = this.#pictures.filter(({ time }) => {
-            const left = this.view.placeOf(time) * width;
-            const fits = left >= free && left <= width - PICTURE;
-            if (fits) free = left + PICTURE;
-            return fits;
-        });
-        const key = shown.map(({ url, time }) => `${url} ${this.view.placeOf(time)}`).join();
-        if (key === this.#shown) return;
-        this.#shown = key;
-        this.strip.replaceChildren(...shown.map(({ time, url }) => this.#picture(time, url)));
-    }
-
-    #picture(time, url) {
-        const image = make('img', { src: url, alt: '', loading: 'lazy' });
-        const button = make('button', { type: 'button', onclick: () => this.on.play(time) }, image, clockText(time));
-        button.style.left = `${this.view.placeOf(time) * 100}%`;
-        button.ariaLabel = `Picture of ${this.camera} at ${clockText(time)}`;
-        return button;
+        this.strip.draw();
     }
 
     /** For those who cannot see the needle; once a second is enough. */

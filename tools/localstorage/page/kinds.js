@@ -1,20 +1,16 @@
 // How the kinds of recordings look: a colour of the style sheet's, and a pattern for those who cannot
 // tell colours apart.
 
-const PATTERNS = ['plain', 'plain', 'rising', 'dots', 'falling', 'upright', 'level', 'rising', 'dots'];
 const TILE = 8;
 
-const SHAPES = {
-    rising: (path) => {
-        for (const shift of [-TILE, 0, TILE]) path.moveTo(shift, TILE), path.lineTo(shift + TILE, 0);
-    },
-    falling: (path) => {
-        for (const shift of [-TILE, 0, TILE]) path.moveTo(shift, 0), path.lineTo(shift + TILE, TILE);
-    },
-    upright: (path) => (path.moveTo(TILE / 2, 0), path.lineTo(TILE / 2, TILE)),
-    level: (path) => (path.moveTo(0, TILE / 2), path.lineTo(TILE, TILE / 2)),
-    dots: (path) => path.rect(TILE / 2 - 0.5, TILE / 2 - 0.5, 1, 1),
-};
+// Lines on a tile: from x, y to x, y.
+const PLAIN = [];
+const RISING = [[-8, 8, 0, 0], [0, 8, 8, 0], [8, 8, 16, 0]];
+const FALLING = [[-8, 0, 0, 8], [0, 0, 8, 8], [8, 0, 16, 8]];
+const UPRIGHT = [[4, 0, 4, 8]];
+const LEVEL = [[0, 4, 8, 4]];
+const DOTS = [[3, 4, 5, 4]];
+const PATTERNS = [PLAIN, PLAIN, RISING, DOTS, FALLING, UPRIGHT, LEVEL, RISING, DOTS];
 
 const kindOf = (type) => Math.min(type ?? 0, PATTERNS.length - 1);
 const styleOf = (name) => getComputedStyle(document.documentElement).getPropertyValue(name);
@@ -28,11 +24,12 @@ export function fillOf(type) {
     const pen = tile.getContext('2d');
     pen.fillStyle = styleOf(`--kind-${kindOf(type)}`);
     pen.fillRect(0, 0, TILE, TILE);
-    const shape = SHAPES[PATTERNS[kindOf(type)]];
-    if (!shape) return pen.fillStyle;
     pen.strokeStyle = styleOf('--on-kind');
-    pen.beginPath();
-    shape(pen);
-    pen.stroke();
+    for (const [fromX, fromY, toX, toY] of PATTERNS[kindOf(type)]) {
+        pen.beginPath();
+        pen.moveTo(fromX, fromY);
+        pen.lineTo(toX, toY);
+        pen.stroke();
+    }
     return pen.createPattern(tile, 'repeat');
 }

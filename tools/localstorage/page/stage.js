@@ -67,9 +67,26 @@ export class Stage extends EventTarget {
     }
 
     toggle() {
-        this.playing = !this.playing && this.#players.size > 0;
+        if (this.playing) return this.#pause();
+        this.playing = this.#players.size > 0;
         this.#tick();
         this.#changed();
+    }
+
+    /** All of them at one moment: of the one that is furthest behind. */
+    #pause() {
+        const players = [...this.#players.values()].filter(({ failed }) => !failed);
+        this.playing = false;
+        for (const player of players) player.video.pause();
+        this.time = this.#earliest(players) ?? this.time;
+        for (const player of players) player.jump(this.time);
+        this.#changed();
+    }
+
+    /** Which moment the players show; undefined when none does. */
+    #earliest(players) {
+        const times = players.map((player) => player.time).filter((time) => time !== null);
+        return times.length > 0 ? Math.min(...times) : undefined;
     }
 
     setSpeed(speed) {
@@ -81,7 +98,7 @@ export class Stage extends EventTarget {
     step(direction) {
         const [first] = this.#players.values();
         if (!first || this.time === null) return;
-        this.playing = false;
+        if (this.playing) this.#pause();
         this.jump(this.time + direction * first.frameLength * 1000);
     }
 
@@ -93,8 +110,7 @@ export class Stage extends EventTarget {
 
     #tick() {
         const players = [...this.#players.values()];
-        const times = players.map((player) => player.time).filter((time) => time !== null);
-        if (this.playing && times.length > 0) this.time = Math.min(...times);
+        if (this.playing) this.time = this.#earliest(players) ?? this.time;
         for (const player of players) player.keepStep(this.time, this.playing, this.speed);
         if (this.playing && players.every((player) => player.time === null)) {
             this.playing = false;

@@ -1,6 +1,5 @@
 // The bars of all cameras, one below the other, under the hours.
 
-import { tell } from './api.js';
 import { Bar } from './bar.js';
 import { byId, make } from './dom.js';
 import { fillOf, kindName } from './kinds.js';
@@ -13,7 +12,6 @@ export class Timeline {
     #bars = new Map();
     #rows = new Map();
     #drawing = false;
-    #legend = '';
 
     constructor(view, stage, range) {
         Object.assign(this, { view, stage, range });
@@ -26,7 +24,10 @@ export class Timeline {
         stage.addEventListener('time', () => this.#placeNeedle());
         stage.addEventListener('change', () => this.#showStage());
         new ResizeObserver(draw).observe(this.element);
-        matchMedia('(prefers-color-scheme: dark)').addEventListener('change', draw);
+        matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => {
+            this.#drawLegend();
+            this.draw();
+        });
         this.element.addEventListener('wheel', (event) => this.#turn(event), { passive: false });
         this.#listenToPinches();
     }
@@ -49,6 +50,7 @@ export class Timeline {
             const row = this.#rows.get(camera);
             row.element.classList.toggle('stopped', cameras.some((one) => one.camera === camera && one.state === 'stopped'));
             this.bar(camera).setDay(days.find((day) => day.camera === camera));
+            this.bar(camera).strip.forget();
             // What has the focus would lose it by being moved.
             const there = byId('rows').children[place];
             if (there !== row.element) byId('rows').insertBefore(row.element, there ?? null);
@@ -83,19 +85,8 @@ export class Timeline {
             box.checked = this.stage.has(camera);
             box.disabled = this.stage.isFull && !box.checked;
             element.classList.toggle('chosen', box.checked);
-            this.#showPictures(camera, box.checked);
+            this.bar(camera).strip.show(box.checked);
         }
-    }
-
-    /** Above the bars of the cameras that are on the stage. */
-    async #showPictures(camera, wanted) {
-        const bar = this.bar(camera);
-        const { day } = this.view;
-        bar.strip.hidden = !wanted || !bar.hasPictures;
-        if (!wanted || bar.picturesOf === day) return;
-        bar.picturesOf = day;
-        const pictures = await tell('api/pictures', { camera, day }).catch(() => []);
-        if (bar.picturesOf === day) bar.setPictures(pictures);
     }
 
     /** Soon, and once for all that has changed. */
@@ -114,9 +105,6 @@ export class Timeline {
 
     #drawLegend() {
         const types = new Set([...this.#bars.values()].flatMap(({ spans }) => spans.map(({ type }) => type)));
-        const key = [...types].join();
-        if (key === this.#legend) return;
-        this.#legend = key;
         byId('legend').replaceChildren(...[...types].sort().map((type) => {
             const sample = make('canvas', { width: 16, height: 16 });
             const pen = sample.getContext('2d');
