@@ -45,8 +45,7 @@ export const videoOf = (camera, from, seconds) => ({
 /** A link that downloads a range of a camera. */
 export function downloadLink(camera, { from, to }) {
     const link = document.createElement('a');
-    const stamp = new Date(from).toISOString().replace(/[-:]|\.\d+/g, '');
-    link.href = address('get', { ...videoOf(camera, from, (to - from) / 1000), format: 'fmp4' });
-    link.download = `${camera}_${stamp}.mp4`;
+    link.href = address('get', { ...videoOf(camera, from, (to - from) / 1000), format: 'mp4' });
+    link.download = ''; // the server names it
     return link;
 }
