@@ -73,6 +73,7 @@ def make_recordings(root):
     client = root / "disk2/RecordFile/20240305/yard"
     client.mkdir(parents=True)
     (root / "h264.ts").rename(client / "20240305_080000.mp4")
+    (client / "20240305_080100.mp4").hardlink_to(client / "20240305_080000.mp4")
 
 
 def seconds_of(clock):
@@ -138,6 +139,10 @@ class PageTest(unittest.TestCase):
         self.wait_for_time(lambda time: time > 15, "playing two")
         for player in (0, 1):
             self.expect_true_time(player)
+        self.press("]]")
+        self.wait_for_time(lambda time: time > 95, "playing one")
+        self.expect_true_time(player=1, recorded=60)
+        self.assertIn("Nothing recorded until 08:02:0", page.text(".words"), "the other one waits")
 
     def test_pictures_one_by_one_and_seconds_by_keys(self):
         self.press(Keys.ARROW_RIGHT * 10)
