@@ -281,7 +281,7 @@ int main(int argc, char** argv) {
         [&] { return BareSeconds(scratch, strPicture); });
     Ratio(
         "16", "WriteImage, 100 KiB", "statvfs, then open, write, close, on another thread",
-        AtMost(1.25), [&] { return PictureSeconds(scratch, strPicture); },
+        AtMost(2), [&] { return PictureSeconds(scratch, strPicture); },
         [&] { return HandedOverSeconds(scratch, strPicture); });
     benchmark::RegisterBenchmark("longest calls during a deletion pass", WaitsDuringPass,
                                  std::cref(scratch))
