@@ -4,7 +4,7 @@
 #include <array>
 #include <vector>
 
-#include "StreamProbe/StartCode.h"
+#include "StreamProbe/ForEachUnit.h"
 
 namespace {
 
@@ -210,18 +210,14 @@ std::optional<double> RateOfH265(CSetReader& set) {
 
 std::optional<double> FrameRateOf(ECodec eCodec, std::span<const std::uint8_t> stHead) {
     const std::size_t nHeader = eCodec == ECodec::H265 ? 2 : 1;
-    const std::uint8_t* const pEnd = stHead.data() + stHead.size();
-    const std::uint8_t* pCode = FindStartCode(stHead.data(), pEnd);
-    while (pEnd - pCode > 3) {
-        const std::uint8_t *const pUnit = pCode + 3, *const pNext = FindStartCode(pUnit, pEnd);
-        const std::span<const std::uint8_t> stUnit(pUnit, pNext);
-        nalHead aHead{};
-        std::copy_n(pUnit, std::min(stUnit.size(), NAL_HEAD_SIZE), aHead.begin());
-        if (ParameterSetOf(eCodec, aHead) == PARAMETER_SET_SEQUENCE && stUnit.size() > nHeader) {
-            CSetReader set(stUnit.subspan(nHeader));
-            return eCodec == ECodec::H265 ? RateOfH265(set) : RateOfH264(set);
-        }
-        pCode = pNext;
-    }
-    return std::nullopt;
+    std::optional<double> dRate;
+    ForEachUnit(stHead, [&](std::span<const std::uint8_t> stUnit) {
+        const bool bSequence = stUnit.size() > nHeader &&
+                               ParameterSetOf(eCodec, NalHeadOf(stUnit)) == PARAMETER_SET_SEQUENCE;
+        if (!bSequence) return true;
+        CSetReader set(stUnit.subspan(nHeader));
+        dRate = eCodec == ECodec::H265 ? RateOfH265(set) : RateOfH264(set);
+        return false;
+    });
+    return dRate;
 }

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
-#include "StreamProbe/StartCode.h"
+#include "StreamProbe/ForEachUnit.h"
 #include "StreamProbe/TransportPackets.h"
 
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-constexpr std::size_t START_CODE = 3;
 constexpr std::uint8_t PACK = 0xBA, FIRST_VIDEO_ID = 0xE0, LAST_VIDEO_ID = 0xEF;
 
 /// The packets of a transport stream that lie whole in a piece.
@@ -93,29 +92,11 @@ std::vector<frameSign> FindInPackets(std::uint16_t nVideoPid, Bytes stBytes) {
     return vFrames;
 }
 
-/// Calls `fnUnit` with what stands behind each start code, up to the next one, until it returns
-/// false.
-template <typename UnitFunction>
-void ForEachUnit(Bytes stBytes, UnitFunction fnUnit) {
-    const std::uint8_t* pEnd = stBytes.data() + stBytes.size();
-    const std::uint8_t* pCode = FindStartCode(stBytes.data(), pEnd);
-    while (pCode != pEnd) {
-        const std::uint8_t* pUnit = pCode + START_CODE;
-        pCode = FindStartCode(pUnit, pEnd);
-        if (!fnUnit(Bytes(pUnit, pCode))) return;
-    }
-}
-
-nalHead HeadOf(Bytes stUnit) {
-    nalHead aHead{};
-    std::copy_n(stUnit.begin(), std::min(stUnit.size(), aHead.size()), aHead.begin());
-    return aHead;
-}
-
 std::vector<frameSign> FindInPacks(Bytes stBytes) {
     std::vector<frameSign> vFrames;
     ForEachUnit(stBytes, [&](Bytes stUnit) {
-        const auto nFrom = static_cast<std::size_t>(stUnit.data() - stBytes.data()) - START_CODE;
+        const auto nFrom =
+            static_cast<std::size_t>(stUnit.data() - stBytes.data()) - START_CODE_SIZE;
         const auto stPes = ReadPesHead(stBytes.subspan(nFrom));
         if (stPes && stPes->nPts) vFrames.push_back({stPes->nPts, std::nullopt});
         return true;
@@ -127,7 +108,7 @@ std::vector<frameSign> FindUnits(ECodec eCodec, Bytes stBytes) {
     std::vector<frameSign> vFrames;
     std::optional<UtcTime> tStamp;
     ForEachUnit(stBytes, [&](Bytes stUnit) {
-        const ENalRole eRole = GetNalRole(eCodec, HeadOf(stUnit));
+        const ENalRole eRole = GetNalRole(eCodec, NalHeadOf(stUnit));
         if (eRole == ENalRole::Front && !tStamp) tStamp = FindUtcStamp(stUnit);
         if (eRole == ENalRole::FirstSlice || eRole == ENalRole::FirstKey) {
             vFrames.push_back({std::nullopt, tStamp});
@@ -162,7 +143,7 @@ recordedForm RecogniseForm(Bytes stHead) {
         if (!stUnit.empty() && stUnit[0] == PACK) {
             stForm.eKind = streamKind::PROGRAM;
         } else if (!stUnit.empty() && stUnit[0] < FIRST_SYSTEM_CODE) {
-            stForm.eCodec = RecogniseCodec(ECodec::Unknown, HeadOf(stUnit));
+            stForm.eCodec = RecogniseCodec(ECodec::Unknown, NalHeadOf(stUnit));
             if (stForm.eCodec != ECodec::Unknown) stForm.eKind = streamKind::RAW;
         }
         return stForm.eKind == streamKind::UNKNOWN;

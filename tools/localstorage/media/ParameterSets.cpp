@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "StreamProbe/StartCode.h"
+#include "StreamProbe/ForEachUnit.h"
 
 namespace {
 
@@ -15,20 +15,17 @@ struct nalUnit {
 /// Calls `fnUnit` for each NAL unit until it returns false; a zero byte in front of a start code
 /// belongs to the unit behind it.
 template <typename Function>
-void ForEachUnit(Bytes stBytes, const Function& fnUnit) {
+void ForEachNal(Bytes stBytes, const Function& fnUnit) {
     const std::uint8_t *const pBegin = stBytes.data(), *const pEnd = pBegin + stBytes.size();
     const auto WithZero = [&](const std::uint8_t* pCode) {
         return pCode > pBegin && pCode < pEnd && pCode[-1] == 0 ? pCode - 1 : pCode;
     };
-    const std::uint8_t* pCode = FindStartCode(pBegin, pEnd);
-    while (pEnd - pCode > 3) {
-        const std::uint8_t *const pHead = pCode + 3, *const pNext = FindStartCode(pHead, pEnd);
-        nalUnit st{{WithZero(pCode), WithZero(pNext)}, {}};
-        std::copy_n(pHead, std::min<std::ptrdiff_t>(pNext - pHead, NAL_HEAD_SIZE),
-                    st.aHead.begin());
-        if (!fnUnit(st)) return;
-        pCode = pNext;
-    }
+    ForEachUnit(stBytes, [&](Bytes stUnit) {
+        const std::uint8_t* const pUnit = stUnit.data();
+        if (pUnit == pEnd) return false;
+        return fnUnit(nalUnit{{WithZero(pUnit - START_CODE_SIZE), WithZero(pUnit + stUnit.size())},
+                              NalHeadOf(stUnit)});
+    });
 }
 
 struct parameterSets {
@@ -40,7 +37,7 @@ struct parameterSets {
 parameterSets CollectParameterSets(Bytes stBytes, ECodec eCodec) {
     parameterSets stSets;
     unsigned nKinds = 0;
-    ForEachUnit(stBytes, [&](const nalUnit& st) {
+    ForEachNal(stBytes, [&](const nalUnit& st) {
         if (const unsigned nKind = ParameterSetOf(eCodec, st.aHead)) {
             nKinds |= nKind;
             stSets.vBytes.insert(stSets.vBytes.end(), st.stBytes.begin(), st.stBytes.end());
@@ -54,7 +51,7 @@ parameterSets CollectParameterSets(Bytes stBytes, ECodec eCodec) {
 /// Where parameter sets go into an access unit: behind its delimiter, else in front of everything.
 std::size_t ParameterSetPlace(Bytes stUnit, ECodec eCodec) {
     std::size_t nPlace = 0;
-    ForEachUnit(stUnit, [&](const nalUnit& st) {
+    ForEachNal(stUnit, [&](const nalUnit& st) {
         if (IsDelimiter(eCodec, st.aHead)) {
             nPlace =
                 static_cast<std::size_t>(st.stBytes.data() + st.stBytes.size() - stUnit.data());
@@ -70,7 +67,7 @@ std::set<std::string> ParameterSetsOf(Bytes stUnit, ECodec eCodec) {
     const parameterSets stSets = CollectParameterSets(stUnit, eCodec);
     if (!stSets.bComplete) return {};
     std::set<std::string> setUnits;
-    ForEachUnit(stSets.vBytes, [&](const nalUnit& st) {
+    ForEachNal(stSets.vBytes, [&](const nalUnit& st) {
         const auto itCode = std::find(st.stBytes.begin(), st.stBytes.end(), 1);
         std::string strUnit(itCode, st.stBytes.end());
         strUnit.erase(strUnit.find_last_not_of('\0') + 1);  // zeros may fill up
@@ -82,7 +79,7 @@ std::set<std::string> ParameterSetsOf(Bytes stUnit, ECodec eCodec) {
 
 ECodec CodecOf(Bytes stUnit, ECodec eKnown) {
     ECodec eCodec = eKnown;
-    ForEachUnit(stUnit, [&](const nalUnit& st) {
+    ForEachNal(stUnit, [&](const nalUnit& st) {
         eCodec = RecogniseCodec(eKnown, st.aHead);
         return eCodec == eKnown && GetNalRole(eKnown, st.aHead) < ENalRole::Slice;
     });
@@ -91,7 +88,7 @@ ECodec CodecOf(Bytes stUnit, ECodec eKnown) {
 
 std::size_t FirstSlicePlace(Bytes stUnit, ECodec eCodec) {
     std::size_t nPlace = stUnit.size();
-    ForEachUnit(stUnit, [&](const nalUnit& st) {
+    ForEachNal(stUnit, [&](const nalUnit& st) {
         const bool bFront = GetNalRole(eCodec, st.aHead) < ENalRole::Slice;
         if (!bFront) nPlace = static_cast<std::size_t>(st.stBytes.data() - stUnit.data());
         return bFront;
