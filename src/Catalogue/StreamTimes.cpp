@@ -22,19 +22,14 @@ using FrameIterator = Frames::const_iterator;
 class CBytes {
 public:
     CBytes(const std::string& strPath, std::uint64_t nBytes)
-        : m_nBytes(nBytes), m_hFile(OSL_OpenFile(strPath.c_str(), OSL_OPEN_READ, 0)) {}
-    ~CBytes() {
-        if (m_hFile != OSL_INVALID_FILE) OSL_CloseFile(m_hFile);
-    }
-    CBytes(const CBytes&) = delete;
-    CBytes& operator=(const CBytes&) = delete;
+        : m_nBytes(nBytes), m_file(OSL_OpenFile(strPath.c_str(), OSL_OPEN_READ, 0)) {}
 
     /// The bytes from one position up to another; fewer at the end, or where they cannot be read.
     std::span<const std::uint8_t> Read(std::uint64_t nFrom, std::uint64_t nTo) {
         m_vBytes.resize(std::min(nTo, m_nBytes) - std::min(nFrom, m_nBytes));
         std::size_t nRead = 0;
-        if (OSL_FileSeek(m_hFile, static_cast<std::int64_t>(nFrom), 0, nullptr) == 0) {
-            OSL_ReadFile(m_hFile, m_vBytes.data(), m_vBytes.size(), &nRead);
+        if (OSL_FileSeek(m_file.Get(), static_cast<std::int64_t>(nFrom), 0, nullptr) == 0) {
+            OSL_ReadFile(m_file.Get(), m_vBytes.data(), m_vBytes.size(), &nRead);
         }
         m_vBytes.resize(nRead);
         return m_vBytes;
@@ -46,7 +41,7 @@ public:
 
 private:
     const std::uint64_t m_nBytes;
-    const OSL_FileHandle m_hFile;  ///< may be none
+    const OSL_OwnFile m_file;  ///< may be none
     std::vector<std::uint8_t> m_vBytes;
 };
 

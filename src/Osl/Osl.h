@@ -75,6 +75,22 @@ void OSL_SetPrivateModes(bool bPrivate);
 OSL_FileHandle OSL_OpenFile(const char* pPath, unsigned nFlags, unsigned nAttribute);
 int OSL_CloseFile(OSL_FileHandle hFile);
 
+/// Closes a file, however its scope is left, where nobody asks whether that failed.
+class OSL_OwnFile {
+public:
+    explicit OSL_OwnFile(OSL_FileHandle hFile) : m_hFile(hFile) {}
+    ~OSL_OwnFile() {
+        if (m_hFile != OSL_INVALID_FILE) OSL_CloseFile(m_hFile);
+    }
+    OSL_OwnFile(const OSL_OwnFile&) = delete;
+    OSL_OwnFile& operator=(const OSL_OwnFile&) = delete;
+
+    OSL_FileHandle Get() const { return m_hFile; }
+
+private:
+    const OSL_FileHandle m_hFile;
+};
+
 /// Reads up to `nSize` bytes. With `pRead`, 0 also at the end of the file, where fewer arrive; with
 /// a null `pRead`, fewer bytes are a failure.
 int OSL_ReadFile(OSL_FileHandle hFile, void* pBuf, std::size_t nSize, std::size_t* pRead);

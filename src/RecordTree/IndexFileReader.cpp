@@ -15,22 +15,6 @@ namespace {
 constexpr std::size_t HEAD_SIZE = 8;
 constexpr std::size_t PIECE_SIZE = std::size_t{1} << 17;
 
-// A file that closes itself.
-class CReadHandle {
-public:
-    explicit CReadHandle(const char* pPath) : m_hFile(OSL_OpenFile(pPath, OSL_OPEN_READ, 0)) {}
-    ~CReadHandle() {
-        if (m_hFile != OSL_INVALID_FILE) OSL_CloseFile(m_hFile);
-    }
-    CReadHandle(const CReadHandle&) = delete;
-    CReadHandle& operator=(const CReadHandle&) = delete;
-
-    OSL_FileHandle Get() const { return m_hFile; }
-
-private:
-    OSL_FileHandle m_hFile;
-};
-
 // Reads index files one after the other through one buffer.
 class CIndexFileReader {
 public:
@@ -53,7 +37,7 @@ private:
     // Index files are small: one read brings a whole file, and that it is short tells its length.
     template <typename Body, typename F>
     IndexFileError ReadBodies(const std::string& strPath, F take) {
-        const CReadHandle file(strPath.c_str());
+        const OSL_OwnFile file(OSL_OpenFile(strPath.c_str(), OSL_OPEN_READ, 0));
         if (file.Get() == OSL_INVALID_FILE) {
             m_fault.nSystemError = OSL_GetSystemLastError();
             const bool bMissing = m_fault.nSystemError == ENOENT || m_fault.nSystemError == ENOTDIR;
@@ -89,14 +73,14 @@ private:
         }
     }
 
-    bool ReadPiece(const CReadHandle& file, std::size_t nSize, std::size_t& nRead) {
+    bool ReadPiece(const OSL_OwnFile& file, std::size_t nSize, std::size_t& nRead) {
         if (OSL_ReadFile(file.Get(), m_vBuffer.data(), nSize, &nRead) == 0) return true;
         m_fault.nSystemError = OSL_GetSystemLastError();
         return false;
     }
 
     // The length of a file of which `nRead` bytes are read; the position stays behind them.
-    bool Measure(const CReadHandle& file, std::size_t nRead, std::uint64_t& nLength) {
+    bool Measure(const OSL_OwnFile& file, std::size_t nRead, std::uint64_t& nLength) {
         std::int64_t nEnd = 0;
         if (OSL_FileSeek(file.Get(), 0, 2, &nEnd) != 0 ||
             OSL_FileSeek(file.Get(), static_cast<std::int64_t>(nRead), 0, nullptr) != 0) {

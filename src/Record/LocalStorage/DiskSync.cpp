@@ -7,10 +7,6 @@
 #include "IndexMgr/DiskCalls.h"
 #include "Log/LogText.h"
 
-CSyncedFile::~CSyncedFile() {
-    if (m_hFile != OSL_INVALID_FILE) OSL_CloseFile(m_hFile);
-}
-
 void CSyncedFile::Close(OSL_FileHandle hReserved) {
     m_pSync->NoteClosed(*this);
     if (hReserved == OSL_INVALID_FILE) return;
@@ -92,7 +88,7 @@ void CDiskSync::Sync() {
     std::map<std::shared_ptr<openDisk>, Files> mWritten;
     for (const auto& pFile : TakeWritten()) mWritten[pFile->m_pDisk].push_back(pFile);
     for (const auto& [pDisk, vFiles] : mWritten) {
-        pDisk ? SyncWhole(pDisk->hDisk, vFiles) : SyncEach(vFiles);
+        pDisk ? SyncWhole(pDisk->disk.Get(), vFiles) : SyncEach(vFiles);
     }
     m_objReserved.GiveBack();
 }
@@ -147,7 +143,7 @@ void CDiskSync::SyncWhole(OSL_FileHandle hDisk, const Files& vFiles) {
 // meanwhile needs no sync.
 void CDiskSync::SyncEach(const Files& vFiles) {
     for (const auto& pFile : vFiles) {
-        if (OSL_SyncData(pFile->m_hFile) != 0) Report({pFile}, OSL_GetSystemLastError());
+        if (OSL_SyncData(pFile->m_file.Get()) != 0) Report({pFile}, OSL_GetSystemLastError());
     }
     for (const std::string& strFolder : TakeFolders()) {
         if (OSL_SyncFile(strFolder.c_str()) != 0 && OSL_GetSystemLastError() != ENOENT) {

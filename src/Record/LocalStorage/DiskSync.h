@@ -30,13 +30,10 @@ class CDiskSync;
 
 /// A file system that is synced as a whole, open as long as files on it are.
 struct openDisk {
-    openDisk(std::uint64_t n, OSL_FileHandle h) : nDevice(n), hDisk(h) {}
-    ~openDisk() { OSL_CloseFile(hDisk); }
-    openDisk(const openDisk&) = delete;
-    openDisk& operator=(const openDisk&) = delete;
+    openDisk(std::uint64_t n, OSL_FileHandle h) : nDevice(n), disk(h) {}
 
     const std::uint64_t nDevice;
-    const OSL_FileHandle hDisk;
+    const OSL_OwnFile disk;
 };
 
 /// One file that is being written, as the sync knows it.
@@ -49,8 +46,7 @@ public:
           m_strPath(strPath),
           m_pDisk(std::move(pDisk)),
           m_pUser(pUser),
-          m_hFile(hFile) {}
-    ~CSyncedFile();
+          m_file(hFile) {}
     CSyncedFile(const CSyncedFile&) = delete;
     CSyncedFile& operator=(const CSyncedFile&) = delete;
 
@@ -71,8 +67,8 @@ private:
     const std::shared_ptr<CDiskSync> m_pSync;
     const std::string m_strCameraID, m_strPath;
     const std::shared_ptr<openDisk> m_pDisk;  // null: the file is synced by itself
-    void* m_pUser;                 // guarded by the sync's lock; null once the file is closed
-    const OSL_FileHandle m_hFile;  // a handle of our own, where it is synced by itself
+    void* m_pUser;             // guarded by the sync's lock; null once the file is closed
+    const OSL_OwnFile m_file;  // where it is synced by itself
     std::atomic<bool> m_bWritten{false};
     bool m_bOpen = true;  // guarded by the sync's lock
 };

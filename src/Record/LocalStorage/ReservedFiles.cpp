@@ -20,7 +20,7 @@ void CReservedFiles::GiveBack() {
             file = m_mTaken.extract(m_mTaken.begin());
             m_pInHand = &file.key();
         }
-        OSL_GiveBackSpace(file.mapped().hFile);
+        OSL_GiveBackSpace(file.mapped().Get());
         OSL_Guard guard(m_mtx);
         m_pInHand = nullptr;
         m_given.notify_all();

@@ -29,15 +29,7 @@ public:
     void Leave(const std::string& strPath);
 
 private:
-    struct handle {
-        explicit handle(OSL_FileHandle h) : hFile(h) {}
-        ~handle() { OSL_CloseFile(hFile); }
-        handle(const handle&) = delete;
-        handle& operator=(const handle&) = delete;
-
-        const OSL_FileHandle hFile;
-    };
-    using Files = std::map<std::string, handle>;  // by their paths
+    using Files = std::map<std::string, OSL_OwnFile>;  // by their paths
 
     OSL_Mutex m_mtx{OSL_LockRank::DiskSync, "reserved files"};
     std::condition_variable_any m_given;
