@@ -49,6 +49,7 @@ recordingFilter FilterFor(const std::optional<std::string>& optCamera, const tim
 }
 
 constexpr const char* VIDEO_TYPE = "video/mp4";
+constexpr const char* NOTHING = "nothing is recorded there";
 
 /// Under which a browser keeps a clip.
 std::string FileName(const std::string& strCamera, UtcTime tStart) {
@@ -94,42 +95,42 @@ CApi::CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
       m_pOverview(std::make_unique<COverview>([this] { return MakeOverview(); })),
       m_bStop(bStop),
       m_vRoutes{
-          {"/healthz", {}, true, [this](const auto&) { return Health(); }},
-          {"/metrics", {}, false, [this](const auto&) { return Metrics(); }},
-          {"/api/cameras", {}, false, [this](const auto&) { return Cameras(); }},
-          {"/api/status", {}, false, [this](const auto&) { return Status(); }},
-          {"/api/days", {}, false, [this](const auto&) { return Days(); }},
+          {"/healthz", {}, true, [this](auto&...) { return Health(); }},
+          {"/metrics", {}, false, [this](auto&...) { return Metrics(); }},
+          {"/api/cameras", {}, false, [this](auto&...) { return Cameras(); }},
+          {"/api/status", {}, false, [this](auto&...) { return Status(); }},
+          {"/api/days", {}, false, [this](auto&...) { return Days(); }},
           {"/api/timeline",
            {"day"},
            false,
-           [this](const auto& st) { return Timeline(CParameterReader(st.mParameters)); }},
+           [this](auto&, auto& objReader) { return Timeline(objReader); }},
           {"/api/recordings",
            {"camera", "from", "to"},
            false,
-           [this](const auto& st) { return Recordings(CParameterReader(st.mParameters)); }},
+           [this](auto&, auto& objReader) { return Recordings(objReader); }},
           {"/api/pictures",
            {"camera", "day"},
            false,
-           [this](const auto& st) { return Pictures(st, CParameterReader(st.mParameters)); }},
+           [this](auto& st, auto& objReader) { return Pictures(st, objReader); }},
           {"/api/picture",
            {"camera", "time"},
            false,
-           [this](const auto& st) { return Picture(CParameterReader(st.mParameters)); }},
+           [this](auto&, auto& objReader) { return Picture(objReader); }},
           {"/list",
            {"path", "start", "end"},
            false,
-           [this](const auto& st) { return List(st, CParameterReader(st.mParameters)); }},
+           [this](auto& st, auto& objReader) { return List(st, objReader); }},
           {"/get",
            {"path", "start", "duration", "format"},
            false,
-           [this](const auto& st) { return Video(CParameterReader(st.mParameters)); }},
+           [this](auto&, auto& objReader) { return Video(objReader); }},
       } {}
 
 httpAnswer CApi::Answer(const httpRequest& stRequest) const {
     if (const asset* pAsset = FindAsset(stRequest.strPath)) return AssetAnswer(*pAsset);
     const route* pRoute = FindRoute(stRequest.strPath);
     if (!pRoute) throw CHttpFailure(HTTP_NOT_FOUND, "there is nothing of this name");
-    return pRoute->fnAnswer(stRequest);
+    return pRoute->fnAnswer(stRequest, CParameterReader(stRequest.mParameters));
 }
 
 const CApi::route* CApi::FindRoute(const std::string& strPath) const {
@@ -176,7 +177,7 @@ void CApi::FindNothing(const std::vector<std::string>& vDirs) const {
     if (vDirs.size() < m_vDirs.size()) {
         throw CFailure("not every record directory can be read, and the others hold nothing of it");
     }
-    throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
+    throw CHttpFailure(HTTP_NOT_FOUND, NOTHING);
 }
 
 httpAnswer CApi::Health() const {
@@ -277,7 +278,7 @@ void CApi::Join(const clipRequest& st, CClipTarget& objTarget) const {
     try {
         CClipJoin(objWriter, st.stRange, st.vFound, m_bStop, {}, stGrowth).Run();
     } catch (const CNothingToShow&) {
-        throw CHttpFailure(HTTP_NOT_FOUND, "nothing is recorded there");
+        throw CHttpFailure(HTTP_NOT_FOUND, NOTHING);
     }
     objWriter.Finish();
 }
@@ -356,8 +357,8 @@ httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& 
 httpAnswer CApi::Picture(const CParameterReader& objReader) const {
     const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
     const UtcTime tTime = Needed(objReader.Time("time"), "time");
-    const auto vFound =
-        FindPictures(ReadableDirs(), {strCamera}, timeSpan{tTime, tTime + Seconds(1)});
-    if (vFound.empty()) FindNothing(ReadableDirs());
+    const auto vDirs = ReadableDirs();
+    const auto vFound = FindPictures(vDirs, {strCamera}, timeSpan{tTime, tTime + Seconds(1)});
+    if (vFound.empty()) FindNothing(vDirs);
     return FileAnswer(std::make_shared<COpenFile>(vFound.front().Path()), "image/jpeg");
 }

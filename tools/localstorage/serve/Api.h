@@ -27,7 +27,7 @@ public:
         std::string strPath;
         std::vector<std::string> vParameters;
         bool bOpen;  ///< to those who know no token
-        std::function<httpAnswer(const httpRequest&)> fnAnswer;
+        std::function<httpAnswer(const httpRequest&, const CParameterReader&)> fnAnswer;
     };
 
     /// Of record directories as ExistingDirs has them. Downloads are made in `strTempDir`. `bStop`
