@@ -1,5 +1,7 @@
 // What the server is asked. Addresses are relative: a proxy may pass on a path of its site.
 
+import { make } from './dom.js';
+
 let ahead = 0;
 
 /** What the server's clock shows, in ms since 1970. */
@@ -42,10 +44,10 @@ export const videoOf = (camera, from, seconds) => ({
     ...(seconds && { duration: seconds.toFixed(3) }),
 });
 
-/** A link that downloads a range of a camera. */
-export function downloadLink(camera, { from, to }) {
-    const link = document.createElement('a');
-    link.href = address('get', { ...videoOf(camera, from, (to - from) / 1000), format: 'mp4' });
-    link.download = ''; // the server names it
-    return link;
-}
+/** A link, of this text, that downloads a range of a camera. */
+export const downloadLink = (camera, { from, to }, text) => make('a', {
+    className: 'button',
+    href: address('get', { ...videoOf(camera, from, (to - from) / 1000), format: 'mp4' }),
+    download: '', // the server names it
+    textContent: text,
+});

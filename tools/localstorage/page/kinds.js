@@ -1,6 +1,8 @@
 // How the kinds of recordings look: a colour of the style sheet's, and a pattern for those who cannot
 // tell colours apart.
 
+import { make } from './dom.js';
+
 const TILE = 8;
 
 // Lines on a tile: from x, y to x, y.
@@ -20,7 +22,7 @@ export const kindName = (type) => (type ? `type ${type}` : 'recorded');
 
 /** What a canvas is filled with for recordings of a type. */
 export function fillOf(type) {
-    const tile = Object.assign(document.createElement('canvas'), { width: TILE, height: TILE });
+    const tile = make('canvas', { width: TILE, height: TILE });
     const pen = tile.getContext('2d');
     pen.fillStyle = styleOf(`--kind-${kindOf(type)}`);
     pen.fillRect(0, 0, TILE, TILE);

@@ -94,10 +94,8 @@ export class Player {
             ? `This browser cannot show ${error.message}, as ${this.camera} is recorded. Download it to watch it with another program:`
             : `${error.message[0].toUpperCase()}${error.message.slice(1)}.`);
         if (!undecodable) return;
-        const link = downloadLink(this.camera, { from: this.#target, to: this.#target + MINUTE });
-        link.className = 'button';
-        link.textContent = `Download a minute from ${clockText(this.#target)}`;
-        this.#words.append(link);
+        const minute = { from: this.#target, to: this.#target + MINUTE };
+        this.#words.append(downloadLink(this.camera, minute, `Download a minute from ${clockText(this.#target)}`));
     }
 
     say(text) {

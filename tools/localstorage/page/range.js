@@ -39,11 +39,7 @@ export class Range extends EventTarget {
         byId('range-text').textContent = complete
             ? `${clockText(from)} – ${clockText(to)} · ${lengthText(to - from)}`
             : from !== null ? `from ${clockText(from)}` : `to ${clockText(to ?? 0)}`;
-        byId('downloads').replaceChildren(...(complete ? wanted : []).map((camera) => {
-            const link = downloadLink(camera, this);
-            link.className = 'button';
-            link.textContent = `Download ${camera}`;
-            return link;
-        }));
+        byId('downloads').replaceChildren(...(complete ? wanted : []).map((camera) =>
+            downloadLink(camera, this, `Download ${camera}`)));
     }
 }

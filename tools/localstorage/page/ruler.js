@@ -1,5 +1,6 @@
 // The hours, minutes or seconds above the bars.
 
+import { make } from './dom.js';
 import { clockText, nextMultiple, shortText } from './time.js';
 
 const MINUTE = 60000;
@@ -15,8 +16,7 @@ export function drawRuler(element, view) {
     const textOf = step < MINUTE ? clockText : shortText;
     const marks = [];
     for (let time = nextMultiple(view.from, step); time <= view.to; time += step) {
-        const mark = document.createElement('span');
-        mark.textContent = time === view.end ? '24:00' : textOf(time);
+        const mark = make('span', {}, time === view.end ? '24:00' : textOf(time));
         mark.style.left = `${view.placeOf(time) * 100}%`;
         marks.push(mark);
     }

@@ -9,8 +9,7 @@ import { clockText } from './time.js';
 const WHEEL = 1.002; // per px
 
 export class Timeline {
-    #bars = new Map();
-    #rows = new Map();
+    #rows = new Map(); // { element, box, bar } by camera
     #drawing = false;
 
     constructor(view, stage, range) {
@@ -33,7 +32,11 @@ export class Timeline {
     }
 
     bar(camera) {
-        return this.#bars.get(camera);
+        return this.#rows.get(camera)?.bar;
+    }
+
+    get #bars() {
+        return [...this.#rows.values()].map(({ bar }) => bar);
     }
 
     /** Cameras as /api/cameras tells them, their day as /api/timeline does. */
@@ -43,17 +46,16 @@ export class Timeline {
             if (names.includes(camera)) continue;
             row.element.remove();
             this.#rows.delete(camera);
-            this.#bars.delete(camera);
         }
         names.forEach((camera, place) => {
             if (!this.#rows.has(camera)) this.#addRow(camera);
-            const row = this.#rows.get(camera);
-            row.element.classList.toggle('stopped', cameras.some((one) => one.camera === camera && one.state === 'stopped'));
-            this.bar(camera).setDay(days.find((day) => day.camera === camera));
-            this.bar(camera).strip.forget();
+            const { element, bar } = this.#rows.get(camera);
+            element.classList.toggle('stopped', cameras.some((one) => one.camera === camera && one.state === 'stopped'));
+            bar.setDay(days.find((day) => day.camera === camera));
+            bar.strip.forget();
             // What has the focus would lose it by being moved.
             const there = byId('rows').children[place];
-            if (there !== row.element) byId('rows').insertBefore(row.element, there ?? null);
+            if (there !== element) byId('rows').insertBefore(element, there ?? null);
         });
         byId('empty').hidden = names.length > 0;
         this.#drawLegend();
@@ -70,8 +72,7 @@ export class Timeline {
         const box = make('input', { type: 'checkbox', onchange: () => this.#choose(camera, box.checked) });
         box.ariaLabel = `Show ${camera} beside the others`;
         const label = make('label', { className: 'name', title: camera }, box, make('span', {}, camera));
-        this.#bars.set(camera, bar);
-        this.#rows.set(camera, { element: make('div', { className: 'row' }, label, bar.element), box });
+        this.#rows.set(camera, { element: make('div', { className: 'row' }, label, bar.element), box, bar });
     }
 
     #choose(camera, chosen) {
@@ -81,11 +82,11 @@ export class Timeline {
     }
 
     #showStage() {
-        for (const [camera, { element, box }] of this.#rows) {
+        for (const [camera, { element, box, bar }] of this.#rows) {
             box.checked = this.stage.has(camera);
             box.disabled = this.stage.isFull && !box.checked;
             element.classList.toggle('chosen', box.checked);
-            this.bar(camera).strip.show(box.checked);
+            bar.strip.show(box.checked);
         }
     }
 
@@ -96,7 +97,7 @@ export class Timeline {
         requestAnimationFrame(() => {
             this.#drawing = false;
             drawRuler(this.ruler, this.view);
-            for (const bar of this.#bars.values()) bar.draw();
+            for (const bar of this.#bars) bar.draw();
             this.#placeMarks();
             this.#placeNeedle();
             byId('whole').disabled = this.view.isWhole;
@@ -104,7 +105,7 @@ export class Timeline {
     }
 
     #drawLegend() {
-        const types = new Set([...this.#bars.values()].flatMap(({ spans }) => spans.map(({ type }) => type)));
+        const types = new Set(this.#bars.flatMap(({ spans }) => spans.map(({ type }) => type)));
         byId('legend').replaceChildren(...[...types].sort().map((type) => {
             const sample = make('canvas', { width: 16, height: 16 });
             const pen = sample.getContext('2d');
@@ -122,7 +123,7 @@ export class Timeline {
         const { time } = this.stage;
         this.element.classList.toggle('timed', time !== null);
         if (time !== null) this.#place('--needle', time);
-        for (const bar of this.#bars.values()) bar.setTime(time);
+        for (const bar of this.#bars) bar.setTime(time);
     }
 
     #placeMarks() {
