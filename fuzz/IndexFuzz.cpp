@@ -68,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     if (nSize < 4) return 0;
     KeepFilesInMemory();
     std::size_t nPos = 4;
-    for (int nLevel = 0; nLevel < 3; ++nLevel) {
+    for (std::size_t nLevel = 0; nLevel < 3; ++nLevel) {
         const std::size_t nSaid =
             nLevel == 2 ? nSize : pData[2 * nLevel] + 256u * pData[2 * nLevel + 1];
         const std::size_t nFile = std::min(nSaid, nSize - nPos);

@@ -138,7 +138,7 @@ TEST(StreamTimes, ARawStreamIsAsLongAsItsFramesAtTheRateThatItStates) {
         EXPECT_NEAR(rate(row.eCodec, strSet), row.dRate, 1e-9) << row.strSet;
         for (std::size_t n = 0; n < (strSet.size() - 4) * 8; ++n) {  // whatever comes of it
             std::string strWrong = strSet;
-            strWrong[n / 8] ^= static_cast<char>(1 << n % 8);
+            strWrong[n / 8] = static_cast<char>(strWrong[n / 8] ^ 1 << n % 8);
             rate(row.eCodec, strWrong);
             EXPECT_EQ(rate(row.eCodec, strSet.substr(0, n / 8)), 0) << "torn at " << n / 8;
         }

@@ -109,7 +109,7 @@ protected:
         for (const hostMessage& st : Messages()) {
             std::string strText = std::to_string(st.nType) + " " + st.strCamera + " " + st.strWhat;
             const std::size_t nDir = strText.find(m_dir.Path());
-            if (nDir != strText.npos) strText.replace(nDir, m_dir.Path().size(), "$");
+            if (nDir != std::string::npos) strText.replace(nDir, m_dir.Path().size(), "$");
             vSaid.push_back(strText + " " + st.strRest);
         }
         return vSaid;

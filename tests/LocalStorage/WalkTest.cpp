@@ -180,7 +180,7 @@ protected:
                        bool bKilled) const {
         std::string strContent, strAccepted, strMore;
         for (const std::string& strPath : RecordFiles()) {
-            if (strPath.find("/" + strCamera + "/") == strPath.npos) continue;
+            if (strPath.find("/" + strCamera + "/") == std::string::npos) continue;
             const std::string strFile = GetFile(strPath);
             if (strFile != "old") strContent += std::regex_replace(strFile, std::regex(HEAD), "");
         }

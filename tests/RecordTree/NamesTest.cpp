@@ -46,8 +46,7 @@ TEST(Names, AreValidWhenTheyComeBackAsTheyWentIn) {
         {AgainChannel,
          {"cam01_1_0", "cam_65535_255", "_0_0", "a b_1_2", "front_door", "cam01", "a_b_1_0", "_",
           "__", "_1_", "cam_1", "cam_+1_0", "cam_1_0x",
-          "Stra\xc3\x9f"
-          "e",
+          "Stra\303\237e",
           "RecordFile", "...", LONGEST},
          {"", ".", "..", "a/b", "a\\b", "a\n", "a\x7f", LONGEST + "x", "cam_01_2", "cam_1_02",
           "cam_1_256", "cam_70000_1", "cam_99999999999999999999_0"}},

@@ -28,7 +28,7 @@ bool IsBelow(const std::string& strPath, const std::string& strDir) {
 /// of all that do sorts last; false when nothing has.
 bool Fake(faultState::ValueOfDir faultState::*pValues, const std::string& strPath, auto& nValue) {
     const CLockedFaults state;
-    const auto& mValue = state.s_state.*pValues;
+    const auto& mValue = CLockedFaults::s_state.*pValues;
     const auto it = std::find_if(mValue.rbegin(), mValue.rend(),
                                  [&](const auto& pair) { return IsBelow(strPath, pair.first); });
     if (it != mValue.rend()) nValue = it->second;
