@@ -1,13 +1,9 @@
-// The HTTP server as clients meet it: over a socket, in bytes.
+// What clients of the HTTP server get.
 
-#include <arpa/inet.h>
-#include <csignal>
 #include <random>
-#include <sys/socket.h>
-#include <thread>
 
 #include "Catalogue/Status.h"
-#include "RunTool.h"
+#include "ServeUse.h"
 #include "media/MediaInput.h"
 #include "serve/Api.h"
 #include "serve/Parameters.h"
@@ -15,71 +11,6 @@
 namespace {
 
 using testing::HasSubstr, testing::StartsWith;
-
-/// The answer to bytes that a client sends: header and body, or at least so much of it, as far as
-/// it comes without a longer silence.
-std::string Ask(std::uint16_t nPort, const std::string& strBytes,
-                std::size_t nEnough = std::string::npos, suseconds_t nPatience = 0) {
-    const int nSocket = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in st = {};
-    st.sin_family = AF_INET;
-    st.sin_port = htons(nPort);
-    st.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const timeval stPatience{nPatience == 0 ? 20 : 0, nPatience};
-    setsockopt(nSocket, SOL_SOCKET, SO_RCVTIMEO, &stPatience, sizeof(stPatience));
-    EXPECT_EQ(connect(nSocket, reinterpret_cast<sockaddr*>(&st), sizeof(st)), 0);
-    send(nSocket, strBytes.data(), strBytes.size(), MSG_NOSIGNAL);
-    std::string strAnswer;
-    char acBuffer[65536];
-    for (ssize_t n;
-         strAnswer.size() < nEnough && (n = recv(nSocket, acBuffer, sizeof(acBuffer), 0)) > 0;) {
-        strAnswer.append(acBuffer, static_cast<std::size_t>(n));
-    }
-    close(nSocket);
-    return strAnswer;
-}
-
-std::string BodyOf(const std::string& strAnswer) {
-    return strAnswer.substr(strAnswer.find("\r\n\r\n") + 4);
-}
-
-class ServeUse : public CToolTest {
-protected:
-    ~ServeUse() override {
-        if (m_nPort == 0) return;
-        kill(m_stTool.nPid, SIGTERM);
-        EXPECT_EQ(EndOf(m_stTool).nCode, 0) << "it ends when it is told to";
-    }
-    /// Returns when it listens.
-    void Serve(const std::string& strOptions = "--dir disk") {
-        m_stTool = StartTool("serve --listen 127.0.0.1:0 " + strOptions, "serve");
-        for (int n = 0; n < 500 && GetFile("serve").find('\n') == std::string::npos; ++n) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        m_strUrl = GetFile("serve");
-        ASSERT_THAT(m_strUrl, HasSubstr("://127.0.0.1:")) << GetFile("serve.err");
-        m_nPort = static_cast<std::uint16_t>(std::stoi(m_strUrl.substr(m_strUrl.rfind(':') + 1)));
-    }
-    /// HTTP 1.0: the body is neither parted nor followed by another answer.
-    std::string Get(const std::string& strTarget, const std::string& strHeaders = "") const {
-        return Ask(m_nPort, "GET " + strTarget + " HTTP/1.0\r\n" + strHeaders + "\r\n");
-    }
-    json GetJson(const std::string& strTarget) const {
-        const std::string strAnswer = Get(strTarget);
-        EXPECT_THAT(strAnswer, HasSubstr(" 200 OK\r\n")) << strTarget;
-        return json::parse(BodyOf(strAnswer), nullptr, false);
-    }
-    void Expect(const std::string& strTarget, int nStatus,
-                const std::string& strHeaders = "") const {
-        const std::string strAnswer = Get(strTarget, strHeaders);
-        EXPECT_THAT(strAnswer.substr(0, 13), HasSubstr(std::to_string(nStatus))) << strTarget;
-        EXPECT_THAT(strAnswer, HasSubstr("X-Content-Type-Options: nosniff")) << strTarget;
-    }
-
-    runningTool m_stTool = {};
-    std::string m_strUrl;
-    std::uint16_t m_nPort = 0;
-};
 
 std::size_t CountPackets(const std::string& strPath, EAudio eAudio) {
     const openMedia stMedia = OpenMedia(strPath, nullptr, {.eAudio = eAudio});
