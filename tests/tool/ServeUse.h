@@ -19,15 +19,21 @@ inline bool Connect(int nSocket, std::uint16_t nPort) {
     return connect(nSocket, reinterpret_cast<sockaddr*>(&st), sizeof(st)) == 0;
 }
 
+/// The socket of a client that has sent bytes.
+inline int Send(std::uint16_t nPort, const std::string& strBytes) {
+    const int nSocket = socket(AF_INET, SOCK_STREAM, 0);
+    EXPECT_TRUE(Connect(nSocket, nPort));
+    send(nSocket, strBytes.data(), strBytes.size(), MSG_NOSIGNAL);
+    return nSocket;
+}
+
 /// The answer to bytes that a client sends: header and body, or at least so much of it, as far as
 /// it comes without a longer silence.
 inline std::string Ask(std::uint16_t nPort, const std::string& strBytes,
                        std::size_t nEnough = std::string::npos, suseconds_t nPatience = 0) {
-    const int nSocket = socket(AF_INET, SOCK_STREAM, 0);
+    const int nSocket = Send(nPort, strBytes);
     const timeval stPatience{nPatience == 0 ? 20 : 0, nPatience};
     setsockopt(nSocket, SOL_SOCKET, SO_RCVTIMEO, &stPatience, sizeof(stPatience));
-    EXPECT_TRUE(Connect(nSocket, nPort));
-    send(nSocket, strBytes.data(), strBytes.size(), MSG_NOSIGNAL);
     std::string strAnswer;
     char acBuffer[65536];
     for (ssize_t n;
@@ -84,5 +90,19 @@ protected:
     std::string m_strUrl;
     std::uint16_t m_nPort = 0;
 };
+
+/// Three recordings in a row and one an hour later; a picture, and others by way of links.
+inline void ImportFour() {
+    for (const char* pClock : {"08:00:00", "08:00:06", "08:00:12", "09:00:00"}) {
+        ExpectEnd(0, std::string("import --dir disk --camera 'my cam' --start '2024-03-05 ") +
+                         pClock + "' streams/h264.mp4");
+    }
+    PutFile("disk/ImageFile/20240305/my cam/20240305_080003.jpg", "a picture");
+    PutFile("elsewhere/20240305_080004.jpg", "secret");
+    const auto strLink = "disk/ImageFile/20240305/my cam/20240305_080005.jpg";
+    std::filesystem::create_symlink("../../../../elsewhere/20240305_080004.jpg", strLink);
+    std::filesystem::create_directory_symlink("../../../elsewhere",
+                                              "disk/ImageFile/20240305/linked");
+}
 
 #endif  // LOCALSTORAGE_TESTS_TOOL_SERVEUSE_H
