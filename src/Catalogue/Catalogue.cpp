@@ -104,6 +104,17 @@ void ReadTree(const std::string& strDir, const std::string& strFolder, const tre
     });
 }
 
+void ReadTrees(const std::vector<std::string>& vDirs, const recordingFilter& stFilter,
+               std::vector<recording>& vFound) {
+    const treePart stPart = PartOf(stFilter);
+    CNameClock objClock;
+    for (const std::string& strDir : vDirs) {
+        for (const std::string& strFolder : RecordFolders(strDir)) {
+            ReadTree(strDir, strFolder, stPart, stFilter, objClock, vFound);
+        }
+    }
+}
+
 /// In the client layout, lets every recording end where the next one of its camera begins.
 void EndWithNext(std::vector<recording>& vRecordings) {
     std::map<std::string, UtcTime> mNext;
@@ -128,10 +139,13 @@ bool LookAt(recording& st) {
 }
 
 void SortByStart(std::vector<recording>& vRecordings) {
-    std::sort(vRecordings.begin(), vRecordings.end(), [](const recording& a, const recording& b) {
+    const auto Before = [](const recording& a, const recording& b) {
         return std::tie(a.tStart, a.strCamera, a.strDir, a.strName) <
                std::tie(b.tStart, b.strCamera, b.strDir, b.strName);
-    });
+    };
+    // Most often they are: directories are not always searched one by one.
+    if (std::is_sorted(vRecordings.begin(), vRecordings.end(), Before)) return;
+    std::sort(vRecordings.begin(), vRecordings.end(), Before);
 }
 
 }  // namespace
@@ -154,25 +168,29 @@ std::string picture::Path() const {
 
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter) {
-    const treePart stPart = PartOf(stFilter);
+    return SearchRecordings(stFilter,
+                            [&](const SearchStep& fnStep, auto& vFound) { fnStep(vDirs, vFound); });
+}
+
+std::vector<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun) {
     std::vector<recording> vFound;
-    CNameClock objClock;
-    for (const std::string& strDir : vDirs) {
-        for (const std::string& strFolder : RecordFolders(strDir)) {
-            ReadTree(strDir, strFolder, stPart, stFilter, objClock, vFound);
-        }
-    }
+    fnRun([=](const auto& vDirs, auto& vHere) { ReadTrees(vDirs, stFilter, vHere); }, vFound);
     SortByStart(vFound);
     EndWithNext(vFound);
     // Names count in whole seconds, and what they tell may be corrected by as much.
     const timeSpan stRange = stFilter.stRange.value_or(EVER);
     const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
-    std::erase_if(vFound, [&](recording& st) {
-        return !Overlap(st.Span(), stNear) || !LookAt(st) || (st.nBytes == 0 && !stFilter.bEmpty);
-    });
+    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stNear); });
+    const auto LookAtAll = [bEmpty = stFilter.bEmpty](const auto&, auto& vHere) {
+        std::erase_if(vHere,
+                      [=](recording& st) { return !LookAt(st) || (st.nBytes == 0 && !bEmpty); });
+    };
+    fnRun(LookAtAll, vFound);
+    SortByStart(vFound);
     // The next one may have been empty; in a range it may only have been left out.
     if (!stFilter.stRange) EndWithNext(vFound);
-    FindExactTimes(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
+    ChooseAsked(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
+    fnRun([](const auto&, auto& vHere) { AskExactTimes(vHere); }, vFound);
     std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stRange); });
     SortByStart(vFound);
     return vFound;
@@ -240,17 +258,26 @@ std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageTyp
     return strFound;
 }
 
-std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs) {
-    std::vector<std::string> vExisting;
+std::vector<std::string> PlainDirs(const std::vector<std::string>& vDirs) {
+    std::vector<std::string> vPlain;
     for (const std::string& strGiven : vDirs) {
         const std::string strDir = strGiven.substr(0, strGiven.find_last_not_of('/') + 1);
-        const std::string strFailed = "cannot open record directory " + strDir;
-        OSL_FINFO_S stInfo;
-        if (OSL_GetTargetInfo(strDir.c_str(), stInfo) != 0) Fail(strFailed);
-        if (stInfo.wFileType != OSL_TYPE_DIR) Fail(strFailed, ENOTDIR);
-        if (std::find(vExisting.begin(), vExisting.end(), strDir) == vExisting.end()) {
-            vExisting.push_back(strDir);
+        if (std::find(vPlain.begin(), vPlain.end(), strDir) == vPlain.end()) {
+            vPlain.push_back(strDir);
         }
     }
+    return vPlain;
+}
+
+void RefuseMissing(const std::string& strDir) {
+    const std::string strFailed = "cannot open record directory " + strDir;
+    OSL_FINFO_S stInfo;
+    if (OSL_GetTargetInfo(strDir.c_str(), stInfo) != 0) Fail(strFailed);
+    if (stInfo.wFileType != OSL_TYPE_DIR) Fail(strFailed, ENOTDIR);
+}
+
+std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs) {
+    std::vector<std::string> vExisting = PlainDirs(vDirs);
+    std::for_each(vExisting.begin(), vExisting.end(), RefuseMissing);
     return vExisting;
 }

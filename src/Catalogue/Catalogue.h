@@ -11,6 +11,7 @@
 #define LOCALSTORAGE_CATALOGUE_CATALOGUE_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -39,6 +40,7 @@ struct recording {
     endSource eEnd = endSource::NAME;
     std::uint64_t nBytes = 0;  ///< size when it was looked at
     UtcTime tChange = {};      ///< last change of the file then
+    bool bAsked = false;       ///< its own bytes tell when it began and ended, if they can
 
     bool IsClient() const;  ///< of the client layout
     std::string Path() const;
@@ -60,6 +62,14 @@ struct recordingFilter {
     bool bEmpty = false;  ///< files without a byte too, which show nothing
 };
 
+/// A step of a search: works in record directories, on what has been found there so far. It owns
+/// what it uses, and looks at no other directories.
+using SearchStep =
+    std::function<void(const std::vector<std::string>& vDirs, std::vector<recording>& vFound)>;
+/// Has a step carried out in the record directories that are searched, in all at once or one by
+/// one. From then on what it leaves out has not been found.
+using StepRunner = std::function<void(const SearchStep& fnStep, std::vector<recording>& vFound)>;
+
 /// The recordings that pass the filter, sorted by start time, then camera and path.
 ///
 /// With a range, the folders of its days are read, and for each camera the last one before them, at
@@ -76,6 +86,8 @@ struct recordingFilter {
 /// std::system_error when a directory cannot be read.
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter);
+/// The same in the directories in which `fnRun` works; what that throws leaves this.
+std::vector<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun);
 
 /// The days in which recordings begin, by the names of their folders. Throws std::system_error
 /// when a directory cannot be read.
@@ -107,5 +119,9 @@ std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageTyp
 /// Record directories in the form that the catalogue uses: no trailing "/", each once. Throws
 /// std::system_error for one that does not exist or is no directory.
 std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs);
+/// The same form, without a look at them.
+std::vector<std::string> PlainDirs(const std::vector<std::string>& vDirs);
+/// Throws std::system_error for a directory that does not exist or is none.
+void RefuseMissing(const std::string& strDir);
 
 #endif  // LOCALSTORAGE_CATALOGUE_CATALOGUE_H

@@ -88,17 +88,20 @@ bool Agree(UtcTime tTime, UtcTime tName) {
     return tTime > tName - GAP_TOLERANCE && tTime < tName + GAP_TOLERANCE;
 }
 
-void FindExactTimes(std::vector<recording>& vRecordings, const std::optional<timeSpan>& stWhere,
-                    bool bEach) {
-    CExactTimes objExact;
+void ChooseAsked(std::vector<recording>& vRecordings, const std::optional<timeSpan>& stWhere,
+                 bool bEach) {
     const std::vector<bool> vAdjoined = FindAdjoined(vRecordings);
     for (std::size_t n = 0; n < vRecordings.size(); ++n) {
         recording& st = vRecordings[n];
-        const bool bAsk = st.nBytes > 0 && stWhere && Overlap(st.Span(), *stWhere);
-        if (bAsk && (bEach || !vAdjoined[n])) {
-            objExact.Ask(st);
-        } else if (st.IsClient()) {
-            EndByLastChange(st);
-        }
+        st.bAsked =
+            st.nBytes > 0 && stWhere && Overlap(st.Span(), *stWhere) && (bEach || !vAdjoined[n]);
+        if (!st.bAsked && st.IsClient()) EndByLastChange(st);
+    }
+}
+
+void AskExactTimes(std::vector<recording>& vRecordings) {
+    CExactTimes objExact;
+    for (recording& st : vRecordings) {
+        if (st.bAsked) objExact.Ask(st);
     }
 }

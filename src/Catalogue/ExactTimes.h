@@ -12,10 +12,14 @@
 /// Whether a time is that of a name, which counts in whole seconds and was made with the file.
 bool Agree(UtcTime tTime, UtcTime tName);
 
-/// Fills in when recordings began and ended. They are sorted, begin and end as their names say, in
-/// the client layout with the camera's next one, and have been looked at. Those that reach into
-/// `stWhere` are asked: each, or only those that no other one of their camera adjoins.
-void FindExactTimes(std::vector<recording>& vRecordings, const std::optional<timeSpan>& stWhere,
-                    bool bEach);
+/// Chooses the recordings that are to be asked when they began and ended, and fills that in for the
+/// others. They are sorted, begin and end as their names say, in the client layout with the
+/// camera's next one, and have been looked at. Those that reach into `stWhere` are to be asked:
+/// each, or only those that no other one of their camera adjoins. Touches no disk.
+void ChooseAsked(std::vector<recording>& vRecordings, const std::optional<timeSpan>& stWhere,
+                 bool bEach);
+
+/// Asks those that were chosen.
+void AskExactTimes(std::vector<recording>& vRecordings);
 
 #endif  // LOCALSTORAGE_CATALOGUE_EXACTTIMES_H

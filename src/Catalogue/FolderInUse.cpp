@@ -27,18 +27,6 @@ RecordFolder LookAtRecordFolder(const std::string& strDir) {
                : RecordFolder::Unreadable;
 }
 
-// Whether hosts of the remote-backup layout use "BackupFile".
-bool UseBackup(const std::vector<std::string>& vDirs) {
-    bool bBackup = false, bReadable = false, bUnreadable = false;
-    for (const std::string& strOne : vDirs) {
-        bBackup = bBackup || Exists(strOne + "/" + BACKUP_FOLDER);
-        const RecordFolder eFolder = LookAtRecordFolder(strOne);
-        bReadable = bReadable || eFolder == RecordFolder::Readable;
-        bUnreadable = bUnreadable || eFolder == RecordFolder::Unreadable;
-    }
-    return bBackup && (bUnreadable || !bReadable);
-}
-
 }  // namespace
 
 bool IsClientLayout(const std::string& strDir) {
@@ -46,10 +34,25 @@ bool IsClientLayout(const std::string& strDir) {
            !FindLayout(strDir, LOCAL_STORAGE_REMOTE_BACKUP);
 }
 
-CFolderInUse::CFolderInUse(const std::vector<std::string>& vDirs) : m_bBackup(UseBackup(vDirs)) {}
+CFolderInUse::CFolderInUse(const std::vector<std::string>& vDirs) {
+    for (const std::string& strOne : vDirs) {
+        m_bBackup = m_bBackup || Exists(strOne + "/" + BACKUP_FOLDER);
+        const RecordFolder eFolder = LookAtRecordFolder(strOne);
+        m_bReadable = m_bReadable || eFolder == RecordFolder::Readable;
+        m_bUnreadable = m_bUnreadable || eFolder == RecordFolder::Unreadable;
+    }
+}
+
+void CFolderInUse::Add(const CFolderInUse& objOther) {
+    m_bBackup |= objOther.m_bBackup;
+    m_bReadable |= objOther.m_bReadable;
+    m_bUnreadable |= objOther.m_bUnreadable;
+}
 
 std::string CFolderInUse::In(const std::string& strDir) const {
-    return m_bBackup && !IsClientLayout(strDir) ? BACKUP_FOLDER : RECORD_FOLDER;
+    // Of the remote-backup layout.
+    const bool bBackup = m_bBackup && (m_bUnreadable || !m_bReadable);
+    return bBackup && !IsClientLayout(strDir) ? BACKUP_FOLDER : RECORD_FOLDER;
 }
 
 std::vector<hiddenRecordings> FindHidden(const std::vector<std::string>& vDirs,

@@ -21,11 +21,13 @@ public:
     /// Looks at all of them.
     explicit CFolderInUse(const std::vector<std::string>& vDirs);
 
+    /// Takes in what was seen in others.
+    void Add(const CFolderInUse& objOther);
     /// In one of them.
     std::string In(const std::string& strDir) const;
 
 private:
-    bool m_bBackup;
+    bool m_bBackup = false, m_bReadable = false, m_bUnreadable = false;  ///< on any of them
 };
 
 /// Recordings of a record directory that no host finds.

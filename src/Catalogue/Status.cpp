@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Catalogue/FolderInUse.h"
 #include "Catalogue/Tree.h"
 
 namespace {
@@ -41,27 +40,32 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
     DiskStatuses vDisks;
     const CFolderInUse objFolder(vDirs);
     for (const std::string& strDir : vDirs) {
-        diskStatus st;
-        st.bMissing = !Exists(strDir);
-        st.stRoom = DiskRoomOf(strDir);
-        const std::string strInUse = objFolder.In(strDir);
-        if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
-        CFilling objFilling;
-        for (const recording& stRecording : vRecordings) {
-            if (stRecording.strDir != strDir) continue;
-            objFilling.Add(stRecording);
-            st.setDays.insert(stRecording.strDay);
-            ++st.nRecordings;
-            st.nBytes += stRecording.nBytes;
-        }
-        st.optUntilFull = objFilling.UntilFull(st.stRoom);
-        for (const picture& stPicture : FindPictures({strDir})) {
-            ++st.nPictures;
-            st.nPictureBytes += stPicture.nBytes;
-        }
-        vDisks.emplace_back(strDir, std::move(st));
+        vDisks.emplace_back(strDir, StatusOfDisk(strDir, vRecordings, objFolder));
     }
     return vDisks;
+}
+
+diskStatus StatusOfDisk(const std::string& strDir, const std::vector<recording>& vRecordings,
+                        const CFolderInUse& objFolder) {
+    diskStatus st;
+    st.bMissing = !Exists(strDir);
+    st.stRoom = DiskRoomOf(strDir);
+    const std::string strInUse = objFolder.In(strDir);
+    if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
+    CFilling objFilling;
+    for (const recording& stRecording : vRecordings) {
+        if (stRecording.strDir != strDir) continue;
+        objFilling.Add(stRecording);
+        st.setDays.insert(stRecording.strDay);
+        ++st.nRecordings;
+        st.nBytes += stRecording.nBytes;
+    }
+    st.optUntilFull = objFilling.UntilFull(st.stRoom);
+    for (const picture& stPicture : FindPictures({strDir})) {
+        ++st.nPictures;
+        st.nPictureBytes += stPicture.nBytes;
+    }
+    return st;
 }
 
 CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow,

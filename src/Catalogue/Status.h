@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Catalogue/Catalogue.h"
+#include "Catalogue/FolderInUse.h"
 #include "RecordTree/RecordDirectory.h"
 
 /// A camera of which nothing came for so long is not recorded any more.
@@ -50,6 +51,9 @@ using CameraStatuses = std::map<std::string, cameraStatus>;
 /// directory cannot be read.
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
                            const std::vector<recording>& vRecordings);
+/// The same of one of them.
+diskStatus StatusOfDisk(const std::string& strDir, const std::vector<recording>& vRecordings,
+                        const CFolderInUse& objFolder);
 
 /// The cameras of these recordings, and those that should be recorded.
 CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow,

@@ -1,107 +1,14 @@
-// The HTTP server as clients meet it: over a socket, in bytes.
+// What clients of the HTTP server get.
 
-#include <arpa/inet.h>
-#include <csignal>
 #include <random>
-#include <sys/socket.h>
-#include <thread>
 
-#include "Catalogue/Status.h"
-#include "RunTool.h"
-#include "media/MediaInput.h"
+#include "CountPackets.h"
+#include "ServeUse.h"
 #include "serve/Api.h"
-#include "serve/Parameters.h"
 
 namespace {
 
 using testing::HasSubstr, testing::StartsWith;
-
-/// The answer to bytes that a client sends: header and body, or at least so much of it, as far as
-/// it comes without a longer silence.
-std::string Ask(std::uint16_t nPort, const std::string& strBytes,
-                std::size_t nEnough = std::string::npos, suseconds_t nPatience = 0) {
-    const int nSocket = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in st = {};
-    st.sin_family = AF_INET;
-    st.sin_port = htons(nPort);
-    st.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const timeval stPatience{nPatience == 0 ? 20 : 0, nPatience};
-    setsockopt(nSocket, SOL_SOCKET, SO_RCVTIMEO, &stPatience, sizeof(stPatience));
-    EXPECT_EQ(connect(nSocket, reinterpret_cast<sockaddr*>(&st), sizeof(st)), 0);
-    send(nSocket, strBytes.data(), strBytes.size(), MSG_NOSIGNAL);
-    std::string strAnswer;
-    char acBuffer[65536];
-    for (ssize_t n;
-         strAnswer.size() < nEnough && (n = recv(nSocket, acBuffer, sizeof(acBuffer), 0)) > 0;) {
-        strAnswer.append(acBuffer, static_cast<std::size_t>(n));
-    }
-    close(nSocket);
-    return strAnswer;
-}
-
-std::string BodyOf(const std::string& strAnswer) {
-    return strAnswer.substr(strAnswer.find("\r\n\r\n") + 4);
-}
-
-class ServeUse : public CToolTest {
-protected:
-    ~ServeUse() override {
-        if (m_nPort == 0) return;
-        kill(m_stTool.nPid, SIGTERM);
-        EXPECT_EQ(EndOf(m_stTool).nCode, 0) << "it ends when it is told to";
-    }
-    /// Returns when it listens.
-    void Serve(const std::string& strOptions = "--dir disk") {
-        m_stTool = StartTool("serve --listen 127.0.0.1:0 " + strOptions, "serve");
-        for (int n = 0; n < 500 && GetFile("serve").find('\n') == std::string::npos; ++n) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        m_strUrl = GetFile("serve");
-        ASSERT_THAT(m_strUrl, HasSubstr("://127.0.0.1:")) << GetFile("serve.err");
-        m_nPort = static_cast<std::uint16_t>(std::stoi(m_strUrl.substr(m_strUrl.rfind(':') + 1)));
-    }
-    /// HTTP 1.0: the body is neither parted nor followed by another answer.
-    std::string Get(const std::string& strTarget, const std::string& strHeaders = "") const {
-        return Ask(m_nPort, "GET " + strTarget + " HTTP/1.0\r\n" + strHeaders + "\r\n");
-    }
-    json GetJson(const std::string& strTarget) const {
-        const std::string strAnswer = Get(strTarget);
-        EXPECT_THAT(strAnswer, HasSubstr(" 200 OK\r\n")) << strTarget;
-        return json::parse(BodyOf(strAnswer), nullptr, false);
-    }
-    void Expect(const std::string& strTarget, int nStatus,
-                const std::string& strHeaders = "") const {
-        const std::string strAnswer = Get(strTarget, strHeaders);
-        EXPECT_THAT(strAnswer.substr(0, 13), HasSubstr(std::to_string(nStatus))) << strTarget;
-        EXPECT_THAT(strAnswer, HasSubstr("X-Content-Type-Options: nosniff")) << strTarget;
-    }
-
-    runningTool m_stTool = {};
-    std::string m_strUrl;
-    std::uint16_t m_nPort = 0;
-};
-
-std::size_t CountPackets(const std::string& strPath, EAudio eAudio) {
-    const openMedia stMedia = OpenMedia(strPath, nullptr, {.eAudio = eAudio});
-    const avPointer<AVPacket> pPacket(av_packet_alloc());
-    std::size_t nPackets = 0;
-    while (NextPacket(stMedia, *pPacket)) ++nPackets;
-    return nPackets;
-}
-
-/// Three recordings in a row and one an hour later; a picture, and others by way of links.
-void ImportFour() {
-    for (const char* pClock : {"08:00:00", "08:00:06", "08:00:12", "09:00:00"}) {
-        ExpectEnd(0, std::string("import --dir disk --camera 'my cam' --start '2024-03-05 ") +
-                         pClock + "' streams/h264.mp4");
-    }
-    PutFile("disk/ImageFile/20240305/my cam/20240305_080003.jpg", "a picture");
-    PutFile("elsewhere/20240305_080004.jpg", "secret");
-    const auto strLink = "disk/ImageFile/20240305/my cam/20240305_080005.jpg";
-    std::filesystem::create_symlink("../../../../elsewhere/20240305_080004.jpg", strLink);
-    std::filesystem::create_directory_symlink("../../../elsewhere",
-                                              "disk/ImageFile/20240305/linked");
-}
 
 TEST_F(ServeUse, ListJoinsWhatFollowsAndCutsToTheRange) {
     ImportFour();
@@ -327,65 +234,6 @@ TEST_F(ServeUse, AClipIsDownloadedWhole) {
     Expect(strTarget + "&duration=18", 503);
 }
 
-/// Writes a file as a host does that records: a little now, a little later.
-void Grow(const std::string& strPath, const std::string& strBytes) {
-    PutFile(strPath);
-    std::ofstream file(strPath, std::ios::binary | std::ios::app);
-    constexpr std::size_t PIECES = 40;
-    for (std::size_t n = 0; n < PIECES; ++n) {
-        const std::size_t nFrom = strBytes.size() * n / PIECES;
-        file << strBytes.substr(nFrom, strBytes.size() * (n + 1) / PIECES - nFrom) << std::flush;
-        std::this_thread::sleep_for(std::chrono::milliseconds(40));
-    }
-}
-
-class ServeGrowing : public ServeUse, public testing::WithParamInterface<const char*> {};
-
-INSTANTIATE_TEST_SUITE_P(Containers, ServeGrowing, testing::Values("ts", "es"));
-
-TEST_P(ServeGrowing, WhatIsRecordedIsFollowedUntilTheCameraIsSilent) {
-    ExpectEnd(0, std::string("record --dir made --no-stamps --pace fast --container ") +
-                     GetParam() + " --camera a=streams/sound.mkv");
-    const std::string strBytes = GetFile(RecordFilesBelow("made").at(0));
-    const UtcTime tNow = Now();
-    const auto PathOf = [](UtcTime t) {
-        const std::string strDay = DayName(ToLocal(t));
-        const std::string strTime = FormatTime(ToLocal(t));
-        return "disk/RecordFile/" + strDay + "/a/" + strDay + "_" + strTime.substr(11, 2) +
-               strTime.substr(14, 2) + strTime.substr(17) + ".mp4";
-    };
-    const std::string aPaths[] = {PathOf(tNow), PathOf(tNow + Seconds(6))};
-    PutFile(aPaths[0]);
-    Serve();
-    const std::string strTarget =
-        "/get?path=a&start=" + UrlEncoded(FormatIso(std::chrono::floor<Seconds>(tNow)));
-    std::string strSpan;
-    std::thread objViewer([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(800));
-        strSpan = Get(strTarget + "&duration=60");
-    });
-    std::thread objHost([&] {
-        Grow(aPaths[0], strBytes);
-        objViewer.join();
-        Grow(aPaths[1], strBytes);
-        for (const std::string& str : aPaths) {
-            const auto tLongAgo = std::filesystem::last_write_time(str) - CAMERA_SILENCE;
-            std::filesystem::last_write_time(str, tLongAgo);
-        }
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    const std::string strFollowed = Get(strTarget);
-    objHost.join();
-    PutFile("./recording", strBytes);
-    PutFile("./followed", BodyOf(strFollowed));
-    PutFile("./span", BodyOf(strSpan));
-    const std::size_t nFrames = CountPackets("recording", EAudio::No);
-    EXPECT_EQ(CountPackets("followed", EAudio::No), 2 * nFrames);
-    EXPECT_EQ(CountPackets("followed", EAudio::Yes) > 2 * nFrames, GetParam() == std::string("ts"));
-    EXPECT_GT(CountPackets("span", EAudio::No), 5u);
-    EXPECT_LT(CountPackets("span", EAudio::No), nFrames) << "it is not followed";
-}
-
 TEST_F(ServeUse, ADiskThatIsGoneIsToldAndTheOtherOnesServe) {
     ImportFour();
     std::filesystem::create_directory("gone");
@@ -398,41 +246,29 @@ TEST_F(ServeUse, ADiskThatIsGoneIsToldAndTheOtherOnesServe) {
     EXPECT_EQ(GetJson("/api/status").size(), 2u);
 }
 
-/// Bytes changed, missing and repeated.
-std::string Damaged(std::string str, std::mt19937& random) {
-    for (unsigned nFaults = 1 + random() % 4; nFaults > 0; --nFaults) {
-        const std::size_t nPlace = random() % str.size(), nLength = random() % 9;
-        if (random() % 4 == 0) str.insert(nPlace, str.substr(random() % str.size(), nLength));
-        if (random() % 4 == 0) str.erase(nPlace, nLength);
-        if (nPlace >= str.size()) continue;
-        str[nPlace] = static_cast<char>(random() % 2 ? random() : '0' + random() % 10);
-    }
-    return str;
-}
-
-TEST_F(ServeUse, TenThousandMalformedRequestsHarmNothing) {
-    const std::string aSeeds[] = {
-        "/list?path=my%20cam&start=2024-03-05T08:00:00%2B01:00&end=2024-03-05T09:00:00.5Z",
-        "/api/recordings?camera=my%20cam&from=0000-01-01T00:00:00Z&to=9999-12-31T23:59:59Z",
-        "/api/timeline?day=2024-03-05"};
-    constexpr unsigned CLIENTS = 40;
+TEST_F(ServeUse, KilledAtAnyMomentItHarmsNothing) {
+    const std::string aTargets[] = {"/list?path=my%20cam", "/api/status",
+                                    "/get?path=my%20cam&start=2024-03-05T07:00:00Z&duration=99",
+                                    "/get?path=my%20cam&start=2024-03-05T07:00:00Z&duration=99"
+                                    "&format=mp4"};
     ImportFour();
-    Serve();
-    std::vector<std::thread> vClients;
-    for (unsigned nClient = 0; nClient < CLIENTS; ++nClient) {
-        vClients.emplace_back([&, nClient] {
-            std::mt19937 random(nClient);
-            for (unsigned n = 0; n < 10'000 / CLIENTS; ++n) {
-                const std::string str =
-                    Damaged("GET " + aSeeds[n % std::size(aSeeds)] +
-                                " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n",
-                            random);
-                EXPECT_THAT(Ask(m_nPort, str, 12, 50'000), testing::Not(HasSubstr(" 500 "))) << str;
-            }
-        });
+    std::filesystem::create_directory("room");
+    ASSERT_EQ(std::system("cp -a disk before"), 0);
+    std::mt19937 random(1);
+    for (int n = 0; n < 10; ++n) {
+        Serve("--dir disk --temp-dir room");
+        std::vector<int> vSockets;
+        for (const std::string& strTarget : aTargets) {
+            vSockets.push_back(Send(m_nPort, "GET " + strTarget + " HTTP/1.0\r\n\r\n"));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(random() % 40));
+        kill(m_stTool.nPid, SIGKILL);
+        EXPECT_EQ(EndOf(std::exchange(m_stTool, {})).nCode, 128 + SIGKILL);
+        m_nPort = 0;
+        std::for_each(vSockets.begin(), vSockets.end(), close);
+        EXPECT_TRUE(std::filesystem::is_empty("room"));
     }
-    for (std::thread& objClient : vClients) objClient.join();
-    EXPECT_EQ(GetJson("/list?path=my%20cam").size(), 2u);
+    EXPECT_EQ(std::system("diff -r --no-dereference before disk"), 0);
 }
 
 }  // namespace

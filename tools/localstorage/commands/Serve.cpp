@@ -80,18 +80,23 @@ serverOptions ServerOptions(const serveOptions& st) {
 int Run(const serveOptions& stOptions) {
     serverOptions stServer = ServerOptions(stOptions);
     const std::atomic<bool>& bStop = CatchStopSignals();
-    CApi objApi(ExistingDirs(stOptions.vDirs), stOptions.strTempDir, bStop);
+    CApi objApi(stOptions.vDirs, stOptions.strTempDir, bStop);
     for (const CApi::route& st : objApi.Routes()) {
         if (st.bOpen) stServer.setOpenPaths.insert(st.strPath);
     }
-    const CHttpServer objServer(
+    CHttpServer objServer(
         std::move(stServer), [&](const httpRequest& st) { return objApi.Answer(st); },
         [&](const std::string& strPath, httpStatus eStatus, double fSeconds) {
             objApi.Count(strPath, eStatus, fSeconds);
         });
     PrintLine("listening on " + objServer.Url());
     std::cout.flush();  // whoever started it waits for this line
+    for (const std::string& strDir : objApi.Unreadable()) {
+        PrintMessage(strDir + " cannot be read; what it holds is left out until it can");
+    }
     while (!bStop) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    // Deliberate: what a disk that hangs still holds uses these objects, and ends with the process.
+    if (!objServer.End(std::chrono::seconds(3))) std::_Exit(EXIT_OK);
     return EXIT_OK;
 }
 

@@ -1,11 +1,12 @@
 #include "serve/Api.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
+#include <iterator>
+#include <map>
+#include <set>
 
 #include "Catalogue/Status.h"
-#include "RecordTree/RecordDirectory.h"
+#include "base/Text.h"
 #include "base/Times.h"
 #include "media/ClipJoin.h"
 #include "screen/RecordsJson.h"
@@ -16,28 +17,26 @@
 
 namespace {
 
-/// Whether what a directory lists can be read. One whose disk was pulled is the system disk's empty
-/// folder of that name.
-bool IsReadable(const std::string& strDir, bool bMounted) {
-    if (bMounted && LiesOnRootDisk(strDir)) return false;
-    std::error_code stError;
-    std::filesystem::directory_iterator it(strDir, stError);
-    return !stError;
-}
-
-std::set<std::string> MountedOf(const std::vector<std::string>& vDirs) {
-    std::set<std::string> setMounted(vDirs.begin(), vDirs.end());
-    std::erase_if(setMounted, LiesOnRootDisk);
-    return setMounted;
-}
-
-/// Whether a record directory can be read as far as it takes.
-bool CanFind(const std::string& strDir, const recordingFilter& stFilter) {
-    try {
-        FindRecordings({strDir}, stFilter);
-        return true;
-    } catch (const std::system_error&) {
-        return false;
+/// A step of a search in each of these directories at once, but in those that fail.
+void RunStep(const CDisks& objDisks, std::vector<std::string>& vDirs, const SearchStep& fnStep,
+             std::vector<recording>& vFound) {
+    std::map<std::string, std::shared_ptr<std::vector<recording>>> mHere;
+    for (const std::string& strDir : vDirs) {
+        mHere[strDir] = std::make_shared<std::vector<recording>>();
+    }
+    for (recording& st : vFound) {
+        if (const auto it = mHere.find(st.strDir); it != mHere.end()) {
+            it->second->push_back(std::move(st));
+        }
+    }
+    vFound.clear();
+    const auto Work = [=](const std::string& strDir) {
+        std::vector<recording> vHere = std::move(*mHere.at(strDir));
+        fnStep({strDir}, vHere);
+        return vHere;
+    };
+    for (std::vector<recording>& vHere : objDisks.Ask(vDirs, Work)) {
+        std::move(vHere.begin(), vHere.end(), std::back_inserter(vFound));
     }
 }
 
@@ -87,12 +86,12 @@ std::string VideoUrl(const httpRequest& stRequest, const std::string& strCamera,
 
 }  // namespace
 
-CApi::CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
+CApi::CApi(const std::vector<std::string>& vDirs, const std::string& strTempDir,
            const std::atomic<bool>& bStop)
-    : m_vDirs(std::move(vDirs)),
-      m_setMounted(MountedOf(m_vDirs)),
+    : m_objDisks(vDirs),
       m_pDownloads(std::make_unique<CDownloads>(strTempDir)),
-      m_pOverview(std::make_unique<COverview>([this] { return MakeOverview(); })),
+      m_pOverview(std::make_unique<COverview>(
+          [this](auto vReadable) { return MakeOverview(std::move(vReadable)); })),
       m_bStop(bStop),
       m_vRoutes{
           {"/healthz", {}, true, [this](auto&...) { return Health(); }},
@@ -145,23 +144,25 @@ void CApi::Count(const std::string& strPath, httpStatus eStatus, double fSeconds
     m_objCounts.Add(bKnown ? strPath : "other", eStatus, fSeconds);
 }
 
-std::vector<std::string> CApi::ReadableDirs() const {
-    std::vector<std::string> vDirs = m_vDirs;
-    std::erase_if(vDirs, [this](const std::string& str) {
-        return !IsReadable(str, m_setMounted.contains(str));
+std::vector<std::string> CApi::Unreadable() const {
+    const auto vReadable = m_objDisks.Readable();
+    std::vector<std::string> vDirs = m_objDisks.Dirs();
+    std::erase_if(vDirs, [&](const std::string& strDir) {
+        return std::find(vReadable.begin(), vReadable.end(), strDir) != vReadable.end();
     });
     return vDirs;
 }
 
-/// Of those disks that can be read to the end.
 CApi::findings CApi::Find(const recordingFilter& stFilter) const {
-    findings st{ReadableDirs(), {}};
-    try {
-        st.vRecordings = FindRecordings(st.vDirs, stFilter);
-    } catch (const std::system_error&) {
-        std::erase_if(st.vDirs, [&](const std::string& str) { return !CanFind(str, stFilter); });
-        st.vRecordings = FindRecordings(st.vDirs, stFilter);
-    }
+    return FindIn(m_objDisks.Readable(), stFilter);
+}
+
+/// In those of the directories that can be read to the end.
+CApi::findings CApi::FindIn(std::vector<std::string> vDirs, const recordingFilter& stFilter) const {
+    findings st{std::move(vDirs), {}};
+    st.vRecordings = SearchRecordings(stFilter, [&](const SearchStep& fnStep, auto& vFound) {
+        RunStep(m_objDisks, st.vDirs, fnStep, vFound);
+    });
     return st;
 }
 
@@ -174,26 +175,38 @@ std::vector<recording> CApi::FindSome(const recordingFilter& stFilter) const {
 
 /// In these directories.
 void CApi::FindNothing(const std::vector<std::string>& vDirs) const {
-    if (vDirs.size() < m_vDirs.size()) {
+    if (vDirs.size() < m_objDisks.Dirs().size()) {
         throw CFailure("not every record directory can be read, and the others hold nothing of it");
     }
     throw CHttpFailure(HTTP_NOT_FOUND, NOTHING);
 }
 
 httpAnswer CApi::Health() const {
-    // Which directory it is, whoever may ask for the status is told.
-    if (ReadableDirs().size() < m_vDirs.size()) throw CFailure("a record directory cannot be read");
+    const auto vUnreadable = Unreadable();
+    if (!vUnreadable.empty()) throw CFailure("cannot be read: " + Joined(vUnreadable, ", "));
     return JsonAnswer(JsonObject{{"status", "ok"}});
 }
 
-overview CApi::MakeOverview() const {
+overview CApi::MakeOverview(std::vector<std::string> vDirs) const {
     const UtcTime tNow = Now();
-    const findings st = Find({.stExact = SinceMidnight(tNow)});
-    return {StatusOfDisks(st.vDirs, st.vRecordings), StatusOfCameras(st.vRecordings, tNow)};
+    findings st = FindIn(std::move(vDirs), {.stExact = SinceMidnight(tNow)});
+    CFolderInUse objFolder({});
+    const auto LookAt = [](const std::string& strDir) { return CFolderInUse({strDir}); };
+    for (const CFolderInUse& objHere : m_objDisks.Ask(st.vDirs, LookAt)) objFolder.Add(objHere);
+    const auto pRecordings =
+        std::make_shared<const std::vector<recording>>(std::move(st.vRecordings));
+    auto vDisks = m_objDisks.Ask(st.vDirs, [=](const std::string& strDir) {
+        return std::pair(strDir, StatusOfDisk(strDir, *pRecordings, objFolder));
+    });
+    return {std::move(vDisks), StatusOfCameras(*pRecordings, tNow)};
+}
+
+std::shared_ptr<const overview> CApi::Overview() const {
+    return m_pOverview->Get(m_objDisks.Readable());
 }
 
 httpAnswer CApi::Cameras() const {
-    const auto p = m_pOverview->Get();
+    const auto p = Overview();
     std::vector<JsonObject> vCameras;
     for (const auto& [strCamera, st] : p->mCameras) {
         vCameras.push_back(CameraJson(strCamera, st));
@@ -202,15 +215,17 @@ httpAnswer CApi::Cameras() const {
 }
 
 httpAnswer CApi::Metrics() const {
-    const auto p = m_pOverview->Get();
+    const auto vReadable = m_objDisks.Readable();
+    const auto p = m_pOverview->Get(vReadable);
     return {.strType = "text/plain; version=0.0.4",
-            .strBody = MetricsOf(p->vDisks) + MetricsOf(p->mCameras) + m_objCounts.Text()};
+            .strBody = MetricsOf(m_objDisks.Dirs(), vReadable) + MetricsOf(p->vDisks) +
+                       MetricsOf(p->mCameras) + m_objCounts.Text()};
 }
 
 httpAnswer CApi::Status() const {
-    const auto p = m_pOverview->Get();
+    const auto p = Overview();
     std::vector<JsonObject> vDisks;
-    for (const std::string& strDir : m_vDirs) {
+    for (const std::string& strDir : m_objDisks.Dirs()) {
         const auto it = std::find_if(p->vDisks.begin(), p->vDisks.end(),
                                      [&](const auto& st) { return st.first == strDir; });
         vDisks.push_back(it == p->vDisks.end()
@@ -221,10 +236,12 @@ httpAnswer CApi::Status() const {
 }
 
 httpAnswer CApi::Days() const {
+    auto vDirs = m_objDisks.Readable();
+    std::set<std::string> setDays;
+    const auto Find = [](const std::string& strDir) { return FindDays({strDir}); };
+    for (auto& setHere : m_objDisks.Ask(vDirs, Find)) setDays.merge(setHere);
     std::vector<JsonObject> vDays;
-    for (const std::string& strDay : FindDays(ReadableDirs())) {
-        vDays.push_back({{"day", DayText(strDay)}});
-    }
+    for (const std::string& strDay : setDays) vDays.push_back({{"day", DayText(strDay)}});
     return JsonAnswer(vDays);
 }
 
@@ -341,10 +358,22 @@ httpAnswer CApi::Download(const clipRequest& st) const {
     return stAnswer;
 }
 
+CApi::shots CApi::FindShots(const std::string& strCamera, const timeSpan& stRange) const {
+    shots st{m_objDisks.Readable(), {}};
+    const auto Find = [=](const std::string& strDir) {
+        return FindPictures({strDir}, {strCamera}, stRange);
+    };
+    for (const auto& vHere : m_objDisks.Ask(st.vDirs, Find)) {
+        st.vPictures.insert(st.vPictures.end(), vHere.begin(), vHere.end());
+    }
+    std::ranges::stable_sort(st.vPictures, {}, &picture::tTaken);
+    return st;
+}
+
 httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const {
     const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
     std::vector<JsonObject> vPictures;
-    for (const picture& st : FindPictures(ReadableDirs(), {strCamera}, objReader.Day("day"))) {
+    for (const picture& st : FindShots(strCamera, objReader.Day("day")).vPictures) {
         const std::string strTime = FormatIso(st.tTaken);
         vPictures.push_back({{"time", strTime},
                              {"bytes", st.nBytes},
@@ -357,8 +386,7 @@ httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& 
 httpAnswer CApi::Picture(const CParameterReader& objReader) const {
     const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
     const UtcTime tTime = Needed(objReader.Time("time"), "time");
-    const auto vDirs = ReadableDirs();
-    const auto vFound = FindPictures(vDirs, {strCamera}, timeSpan{tTime, tTime + Seconds(1)});
-    if (vFound.empty()) FindNothing(vDirs);
-    return FileAnswer(std::make_shared<COpenFile>(vFound.front().Path()), "image/jpeg");
+    const shots st = FindShots(strCamera, {tTime, tTime + Seconds(1)});
+    if (st.vPictures.empty()) FindNothing(st.vDirs);
+    return FileAnswer(std::make_shared<COpenFile>(st.vPictures.front().Path()), "image/jpeg");
 }

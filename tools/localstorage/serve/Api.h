@@ -7,11 +7,11 @@
 
 #include <atomic>
 #include <functional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "Catalogue/Catalogue.h"
+#include "serve/Disks.h"
 #include "serve/Downloads.h"
 #include "serve/Http.h"
 #include "serve/Overview.h"
@@ -30,9 +30,9 @@ public:
         std::function<httpAnswer(const httpRequest&, const CParameterReader&)> fnAnswer;
     };
 
-    /// Of record directories as ExistingDirs has them. Downloads are made in `strTempDir`. `bStop`
-    /// ends what takes long.
-    CApi(std::vector<std::string> vDirs, const std::string& strTempDir,
+    /// Downloads are made in `strTempDir`. `bStop` ends what takes long. Throws CFailure for a
+    /// record directory that is none.
+    CApi(const std::vector<std::string>& vDirs, const std::string& strTempDir,
          const std::atomic<bool>& bStop);
     CApi(const CApi&) = delete;
     CApi& operator=(const CApi&) = delete;
@@ -40,6 +40,8 @@ public:
     const std::vector<route>& Routes() const { return m_vRoutes; }
     /// Any thread. Throws CFailure, of which CHttpFailure tells the status.
     httpAnswer Answer(const httpRequest& stRequest) const;
+    /// The record directories that cannot be read now. Any thread.
+    std::vector<std::string> Unreadable() const;
     /// A request was answered, whoever did it. Any thread.
     void Count(const std::string& strPath, httpStatus eStatus, double fSeconds);
 
@@ -48,7 +50,8 @@ private:
     httpAnswer Health() const;
     httpAnswer Cameras() const;
     httpAnswer Metrics() const;
-    overview MakeOverview() const;
+    overview MakeOverview(std::vector<std::string> vDirs) const;
+    std::shared_ptr<const overview> Overview() const;
     httpAnswer Status() const;
     httpAnswer Days() const;
     httpAnswer Timeline(const CParameterReader& objReader) const;
@@ -70,17 +73,21 @@ private:
     httpAnswer Picture(const CParameterReader& objReader) const;
 
     [[noreturn]] void FindNothing(const std::vector<std::string>& vDirs) const;
-    std::vector<std::string> ReadableDirs() const;
     /// What was found, and where: record directories that cannot be read are left out.
     struct findings {
         std::vector<std::string> vDirs;
         std::vector<recording> vRecordings;
     };
     findings Find(const recordingFilter& stFilter) const;
+    findings FindIn(std::vector<std::string> vDirs, const recordingFilter& stFilter) const;
+    struct shots {
+        std::vector<std::string> vDirs;
+        std::vector<picture> vPictures;
+    };
+    shots FindShots(const std::string& strCamera, const timeSpan& stRange) const;
     std::vector<recording> FindSome(const recordingFilter& stFilter) const;
 
-    const std::vector<std::string> m_vDirs;
-    const std::set<std::string> m_setMounted;  ///< of these, those on a disk of their own
+    const CDisks m_objDisks;
     const std::unique_ptr<CDownloads> m_pDownloads;
     const std::unique_ptr<COverview> m_pOverview;
     const std::atomic<bool>& m_bStop;

@@ -158,10 +158,19 @@ CHttpServer::CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer, Count
 }
 
 CHttpServer::~CHttpServer() {
+    while (!End(std::chrono::seconds(1))) {
+    }
+}
+
+bool CHttpServer::End(std::chrono::milliseconds nPatience) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_bStopping = true;
+        for (const SharedExchange& pExchange : m_setExchanges) pExchange->Abandon();
+    }
+    m_pDaemon.reset();
     std::unique_lock lock(m_mutex);
-    m_bStopping = true;
-    for (const SharedExchange& pExchange : m_setExchanges) pExchange->Abandon();
-    m_cvIdle.wait(lock, [this] { return m_setExchanges.empty(); });
+    return m_cvIdle.wait_for(lock, nPatience, [this] { return m_setExchanges.empty(); });
 }
 
 void CHttpServer::stopDaemon::operator()(MHD_Daemon* p) const {

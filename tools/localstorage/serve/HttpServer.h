@@ -4,6 +4,7 @@
 #ifndef LOCALSTORAGE_TOOL_SERVE_HTTPSERVER_H
 #define LOCALSTORAGE_TOOL_SERVE_HTTPSERVER_H
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -26,10 +27,14 @@ public:
 
     /// Serves from now on. Throws CFailure.
     CHttpServer(serverOptions stOptions, AnswerFunction fnAnswer, CountFunction fnCount);
-    /// Breaks off what is being answered.
+    /// Ends as End does, however long that takes.
     ~CHttpServer();
     CHttpServer(const CHttpServer&) = delete;
     CHttpServer& operator=(const CHttpServer&) = delete;
+
+    /// Breaks off what is being answered, and takes no more. False: so much later a disk that hangs
+    /// still holds threads that answer.
+    bool End(std::chrono::milliseconds nPatience);
 
     /// By which clients reach it.
     std::string Url() const;

@@ -1,5 +1,5 @@
 // What stands on all disks and of all cameras. To tell it takes a walk through all that is
-// recorded, so who asks again soon is told the same.
+// recorded, so who asks again soon is told the same, unless other disks can be read by then.
 
 #ifndef LOCALSTORAGE_TOOL_SERVE_OVERVIEW_H
 #define LOCALSTORAGE_TOOL_SERVE_OVERVIEW_H
@@ -20,15 +20,19 @@ struct overview {
 
 class COverview {
 public:
-    explicit COverview(std::function<overview()> fnMake) : m_fnMake(std::move(fnMake)) {}
+    using MakeFunction = std::function<overview(std::vector<std::string> vDirs)>;
 
-    /// Made by one thread at a time, and kept for ten times as long as that took: no more than a
-    /// tenth of the time is spent on it. Throws what making it throws. Any thread.
-    std::shared_ptr<const overview> Get();
+    explicit COverview(MakeFunction fnMake) : m_fnMake(std::move(fnMake)) {}
+
+    /// Of the directories that can be read. Made by one thread at a time, and kept for ten times as
+    /// long as that took: no more than a tenth of the time is spent on it. Throws what making it
+    /// throws. Any thread.
+    std::shared_ptr<const overview> Get(const std::vector<std::string>& vDirs);
 
 private:
-    const std::function<overview()> m_fnMake;
+    const MakeFunction m_fnMake;
     std::mutex m_mutex;
+    std::vector<std::string> m_vDirs;  ///< of which the latest was made
     std::shared_ptr<const overview> m_pLatest;
     std::chrono::steady_clock::time_point m_tEnd = {};
 };

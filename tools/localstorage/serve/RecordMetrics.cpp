@@ -1,6 +1,19 @@
 #include "serve/RecordMetrics.h"
 
+#include <algorithm>
+
 #include "base/MetricText.h"
+
+std::string MetricsOf(const std::vector<std::string>& vDirs,
+                      const std::vector<std::string>& vReadable) {
+    CMetric objReadable("disk_readable", "gauge", "1 while what is recorded there can be read.");
+    for (const std::string& strDir : vDirs) {
+        const bool bReadable =
+            std::find(vReadable.begin(), vReadable.end(), strDir) != vReadable.end();
+        objReadable.Add(MetricLabel("dir", strDir), bReadable ? "1" : "0");
+    }
+    return objReadable.Text();
+}
 
 std::string MetricsOf(const DiskStatuses& vDisks) {
     CMetric objFree("disk_free_bytes", "gauge", "Room left on the disk of a record directory.");

@@ -1,0 +1,96 @@
+#include "serve/Disks.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "Catalogue/Catalogue.h"
+#include "RecordTree/RecordDirectory.h"
+#include "base/Failure.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/// A disk hangs when one call to it takes so long.
+constexpr milliseconds PATIENCE{2000};
+
+milliseconds SilenceOf(const OSL_WatchedThread& objThread) {
+    return milliseconds(objThread.Silence());
+}
+
+/// Throws unless what the directory lists can be read. One whose disk was pulled is the system
+/// disk's empty folder of that name.
+void RefuseUnreadable(const std::string& strDir, bool bMounted) {
+    if (bMounted && LiesOnRootDisk(strDir)) {
+        throw std::system_error(std::make_error_code(std::errc::no_such_device), strDir);
+    }
+    std::filesystem::directory_iterator{strDir};
+}
+
+std::map<std::string, CDiskThreads> ThreadsOf(const std::vector<std::string>& vDirs) {
+    std::map<std::string, CDiskThreads> m;
+    for (const std::string& strDir : vDirs) m.try_emplace(strDir);
+    return m;
+}
+
+/// What is wrong with a directory at the start; empty: nothing.
+std::string FaultOf(const std::string& strDir) {
+    try {
+        RefuseMissing(strDir);
+        return {};
+    } catch (const std::system_error& error) {
+        return error.what();
+    }
+}
+
+}  // namespace
+
+CDiskThreads::Thread CDiskThreads::Start(std::function<void()> fnWork) const {
+    const auto pThread = std::make_shared<OSL_WatchedThread>();
+    const std::lock_guard lock(m_pRunning->mutex);
+    const auto& setThreads = m_pRunning->setThreads;
+    if (std::any_of(setThreads.begin(), setThreads.end(),
+                    [](const Thread& p) { return SilenceOf(*p) >= PATIENCE; })) {
+        return nullptr;
+    }
+    const auto Work = [pRunning = m_pRunning, pThread, fnWork = std::move(fnWork)] {
+        fnWork();
+        const std::lock_guard lockAgain(pRunning->mutex);
+        pRunning->setThreads.erase(pThread);
+    };
+    if (!pThread->Start(Work)) throw CFailure("too many threads are running");
+    m_pRunning->setThreads.insert(pThread);
+    return pThread;
+}
+
+CDisks::CDisks(const std::vector<std::string>& vDirs)
+    : m_vDirs(PlainDirs(vDirs)), m_mThreads(ThreadsOf(m_vDirs)) {
+    std::vector<std::string> vAnswered = m_vDirs;
+    for (const std::string& strFault : Ask(vAnswered, FaultOf)) {
+        if (!strFault.empty()) throw CFailure(strFault);
+    }
+    // The system's own disk would not have let the program start: what hangs is another.
+    m_setMounted.insert(m_vDirs.begin(), m_vDirs.end());
+    const auto vOnRoot = Ask(vAnswered, LiesOnRootDisk);
+    for (std::size_t n = 0; n < vOnRoot.size(); ++n) {
+        if (vOnRoot[n]) m_setMounted.erase(vAnswered[n]);
+    }
+}
+
+std::vector<std::string> CDisks::Readable() const {
+    std::vector<std::string> vDirs = m_vDirs;
+    Ask(vDirs, [setMounted = m_setMounted](const std::string& strDir) {
+        RefuseUnreadable(strDir, setMounted.contains(strDir));
+        return true;
+    });
+    return vDirs;
+}
+
+bool CDisks::IsDone(const OSL_WatchedThread& objThread,
+                    const std::function<bool(milliseconds)>& fnWait) {
+    for (;;) {
+        const milliseconds nLeft = std::max(PATIENCE - SilenceOf(objThread), milliseconds(0));
+        if (fnWait(nLeft)) return true;
+        if (nLeft == milliseconds(0)) return false;
+    }
+}

@@ -1,0 +1,93 @@
+// The record directories, each asked by threads of its own. A disk that hangs keeps the threads
+// that are at work on it then, and is not asked again before they have come back: nobody else waits
+// for it, and no more of them are lost to it.
+
+#ifndef LOCALSTORAGE_TOOL_SERVE_DISKS_H
+#define LOCALSTORAGE_TOOL_SERVE_DISKS_H
+
+#include <functional>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Osl/OslWatchedThread.h"
+
+/// The threads that work on one disk. Any thread.
+class CDiskThreads {
+public:
+    using Thread = std::shared_ptr<const OSL_WatchedThread>;
+
+    /// Works on a thread, which may be left behind: it owns what it uses. Null: the disk hangs.
+    /// Throws CFailure when there can be no more threads.
+    Thread Start(std::function<void()> fnWork) const;
+
+private:
+    struct running {
+        std::mutex mutex;
+        std::set<Thread> setThreads;
+    };
+    const std::shared_ptr<running> m_pRunning = std::make_shared<running>();
+};
+
+class CDisks {
+public:
+    /// Throws CFailure for a directory that is none. One that does not answer may be there.
+    explicit CDisks(const std::vector<std::string>& vDirs);
+
+    /// All of them.
+    const std::vector<std::string>& Dirs() const { return m_vDirs; }
+    /// Those whose entries can be read now. Any thread.
+    std::vector<std::string> Readable() const;
+
+    /// What `fnAsk` returns of each of these directories, which are asked at once. Those that
+    /// cannot be read, which it tells by std::system_error, and those that hang are taken out of
+    /// `vDirs`. What it uses it owns. Any thread.
+    template <typename Function>
+    auto Ask(std::vector<std::string>& vDirs, const Function& fnAsk) const;
+
+private:
+    static bool IsDone(const OSL_WatchedThread& objThread,
+                       const std::function<bool(std::chrono::milliseconds)>& fnWait);
+
+    const std::vector<std::string> m_vDirs;
+    const std::map<std::string, CDiskThreads> m_mThreads;
+    std::set<std::string> m_setMounted;  ///< those on a disk of their own
+};
+
+template <typename Function>
+auto CDisks::Ask(std::vector<std::string>& vDirs, const Function& fnAsk) const {
+    using Result = std::invoke_result_t<Function, const std::string&>;
+    std::vector<std::pair<CDiskThreads::Thread, std::future<Result>>> vAsked;
+    for (const std::string& strDir : vDirs) {
+        const auto pTask =
+            std::make_shared<std::packaged_task<Result()>>([=] { return fnAsk(strDir); });
+        auto objResult = pTask->get_future();
+        vAsked.emplace_back(m_mThreads.at(strDir).Start([=] { (*pTask)(); }), std::move(objResult));
+    }
+    std::vector<Result> vResults;
+    std::vector<std::string> vAnswered;
+    for (std::size_t n = 0; n < vAsked.size(); ++n) {
+        auto& [pThread, objResult] = vAsked[n];
+        const auto Wait = [&](auto nTime) {
+            return objResult.wait_for(nTime) == std::future_status::ready;
+        };
+        if (!pThread || !IsDone(*pThread, Wait)) continue;
+        try {
+            vResults.push_back(objResult.get());
+            vAnswered.push_back(vDirs[n]);
+        } catch (const std::system_error&) {
+            // It cannot be read.
+        }
+    }
+    vDirs = std::move(vAnswered);
+    return vResults;
+}
+
+#endif  // LOCALSTORAGE_TOOL_SERVE_DISKS_H
