@@ -14,7 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "Support/TempDir.h"
-#include "localstorage/LocalStorage.h"
+#include "localstorage/LocalStorageLog.h"
 
 // GLib outgrows what it makes while it is loaded and keeps the old, on purpose; an encoder leaks.
 // Both are told by what stands in their stacks, so these must be whole.
@@ -351,7 +351,8 @@ TEST(Sink, SinksShareTheEngineOfTheirDirectories) {
     const CTempDir dir;
     // Another engine could not lock the directory.
     CPipeline recording(Frames(50) + H264 + "tee name=t ! queue ! " + Sink(dir.Path()) +
-                        "t. ! queue ! " + Sink(dir.Path() + "/", "camera=yard"));
+                        "t. ! queue ! " +
+                        Sink(dir.Path() + "/", "camera=yard log-location=" + (dir / "log")));
     recording.Await();
     ASSERT_FALSE(recording.m_nError) << recording.m_strText;
     EXPECT_THAT(DecodedFrames(RecordFilesBelow(dir.Path())), testing::ElementsAre(50, 50));
@@ -361,6 +362,8 @@ TEST(Sink, SinksShareTheEngineOfTheirDirectories) {
     CPipeline twice(Frames(50) + H264 + "tee name=t ! queue ! " + Sink(dir / "c") +
                     "t. ! queue ! " + Sink(dir / "c"));
     EXPECT_EQ(twice.Await().m_nError, GST_RESOURCE_ERROR_BUSY) << twice.m_strText;
+    other.SetState(GST_STATE_NULL);
+    EXPECT_EQ(WriteLog(LOG_LEVEL_ERR, "", 0, "the first one still logs"), LOG_OK);
 }
 
 TEST(Sink, WhatFailsIsAnErrorInWords) {
