@@ -268,6 +268,7 @@ INSTANTIATE_TEST_SUITE_P(
                            "x265enc bitrate=12000 key-int-max=10 speed-preset=ultrafast "
                            "tune=zerolatency ! h265parse ! "},
                     stream{"Transport", MUXED + "mpegtsmux ! "},
+                    stream{"BluRay", MUXED + "mpegtsmux m2ts-mode=true ! "},
                     stream{"Program", MUXED + "mpegpsmux ! "}),
     [](const auto& stOne) { return std::string(stOne.param.pName); });
 

@@ -308,7 +308,7 @@ GstStaticPadTemplate s_stSinkTemplate = GST_STATIC_PAD_TEMPLATE(
     "sink", GST_PAD_SINK, GST_PAD_ALWAYS,
     GST_STATIC_CAPS("video/x-h264, stream-format=(string)byte-stream, alignment=(string)au; "
                     "video/x-h265, stream-format=(string)byte-stream, alignment=(string)au; "
-                    "video/mpegts, systemstream=(boolean)true, packetsize=(int)188; "
+                    "video/mpegts, systemstream=(boolean)true, packetsize=(int){ 188, 192, 204 }; "
                     "video/mpeg, systemstream=(boolean)true"));
 
 CSink& SinkOf(gpointer pObject) {
