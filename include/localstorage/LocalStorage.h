@@ -362,7 +362,7 @@ struct recQueryParam {
 class CLocalStorageInterface {
 public:
     /// Call Release first: it does not stop a running engine's threads. DelLocalStorageClass does
-    /// both.
+    /// both, and stops the log; after Release and delete the log goes on, for other engines.
     virtual ~CLocalStorageInterface() {}
 
     /// Starts the engine. False: GetLastError tells why, and Initialize may be called again. On a
@@ -424,9 +424,10 @@ extern "C" {
 /// `*ppLocalStorage` is null). Any thread.
 LOCALSTORAGE_API std::int32_t NewLocalStorageClass(CLocalStorageInterface** ppLocalStorage);
 
-/// Releases and destroys an engine and stops the library's log. 1: done; 0: null argument or null
-/// engine (a null engine stops the log all the same). `*ppLocalStorage` keeps its old value, which
-/// must not be used again.
+/// Releases and destroys an engine and stops the library's log, also for engines that remain: a
+/// host that has several ends all but the last with Release and delete. 1: done; 0: null argument
+/// or null engine (a null engine stops the log all the same). `*ppLocalStorage` keeps its old
+/// value, which must not be used again.
 LOCALSTORAGE_API std::int32_t DelLocalStorageClass(CLocalStorageInterface** ppLocalStorage);
 
 /// Sets an option (StorageOption) for the engines that are initialised afterwards. 1: set; 0, and a

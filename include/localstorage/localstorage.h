@@ -91,7 +91,8 @@ typedef struct ls_time {
     uint8_t reserved;  ///< 0
 } ls_time;
 
-/// What the machine's clocks show at a moment of the years 1970 to 9999, in `*time`.
+/// What the machine's clocks show at a moment of the years 1970 to 9999, in `*time`; null is
+/// LS_ERROR_ARGUMENT.
 LS_API ls_error ls_time_of(int64_t moment, ls_time* time);
 
 // --- The engine --------------------------------------------------------------------------------
@@ -211,7 +212,7 @@ LS_API ls_error ls_channel_open(ls_engine* engine, const ls_channel_settings* se
 /// Finds the open channel of a recording, for a host that has not kept it: camera, times and type
 /// must be those of ls_channel_open, in the client layout the camera alone.
 /// LS_ERROR_TIMES_CHANGED: the camera is being recorded, but nothing with these times and this
-/// type.
+/// type. Null as in ls_channel_open.
 LS_API ls_error ls_channel_find(ls_engine* engine, const ls_channel_settings* settings,
                                 ls_channel** channel);
 
@@ -237,7 +238,7 @@ LS_API ls_error ls_snapshot(ls_engine* engine, const char* camera, const void* d
                             char* path, size_t path_size, int* system_error);
 
 /// Deletes the pictures of that day (its time of day does not matter) and of every earlier one on
-/// the current disk, as far as it can.
+/// the current disk, as far as it can. A null engine or day is LS_ERROR_ARGUMENT.
 LS_API ls_error ls_delete_pictures(ls_engine* engine, const ls_time* day);
 
 // --- What is recorded --------------------------------------------------------------------------
@@ -374,7 +375,7 @@ LS_API const ls_camera* ls_next_camera(ls_query* query);
 
 /// Finds the paths of recordings in the engine's index in memory, without asking a disk;
 /// remote-backup layout only. They overlap the local times [begin, end]; type 0: every type.
-/// Sorted by path. LS_ERROR_ARGUMENT: the layout is the other one.
+/// Sorted by path. LS_ERROR_ARGUMENT: the layout is the other one, or something is null.
 LS_API ls_error ls_engine_find(ls_engine* engine, const char* camera, uint32_t type,
                                const ls_time* begin, const ls_time* end, ls_query** query);
 

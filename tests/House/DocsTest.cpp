@@ -2,8 +2,10 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <regex>
 #include <set>
+#include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -93,6 +95,69 @@ TEST(Docs, TheLibraryWritesAndReadsTheDocumentedBytes) {
     CRecordingHost host(dir.Path(), dir / "log");
     EXPECT_THAT(host.Recordings("cam01_1_0"), testing::ElementsAre(strMorning));
     EXPECT_THAT(host.Recordings("front_door"), testing::ElementsAre(strMidnight));
+}
+
+// ---- The blocks of the pages, and who takes them for what they say ----
+
+/// Commands that are shown, but that no test types: why.
+const std::map<std::string, const char*> SHOWN_ONLY = {
+    {"script/demo", "takes long where nothing is built; ends with a check of its own"},
+    {"script/test", "is what runs the tests"},
+    {"cmake -S . -B build && cmake --build build && cmake --install build --prefix /usr/local",
+     "builds all once more; House.install installs what is built"},
+    {"script/package", "builds all once more"},
+    {"apt install ./build/package/{liblocalstorage1,liblocalstorage-dev,localstorage}_*.deb",
+     "needs the network; script/test-package installs them"},
+};
+
+/// Whether a test takes the block.
+bool IsTaken(const std::string& strPage, const std::string& strLanguage, int nBlock) {
+    const std::string strAll = "block " + strPage + " " + strLanguage;
+    const std::string strOne = strAll + " " + std::to_string(nBlock);
+    const auto stands = [](const char* pFile, const std::string& strWords) {
+        return Source(pFile).find(strWords) != std::string::npos;
+    };
+    if (strLanguage == "text" || strLanguage == "console") return true;
+    if (strLanguage == "cpp" || strLanguage == "c") return strPage == "README.md";  // see above
+    if (strLanguage == "index") return strPage == "docs/on-disk.md";
+    if (strLanguage == "toml") return stands("tests/House/install.sh", "```toml");
+    if (strLanguage == "python") {
+        return stands("python/tests/test_recording.py", '"' + strPage + '"');
+    }
+    return stands("tests/House/install.sh", strAll + " >") ||
+           stands("tests/House/install.sh", strOne) || stands("tests/Pages", strOne);
+}
+
+TEST(Docs, ATestTakesEveryBlockForWhatItSays) {
+    Texts vPages{"README.md", "CONTRIBUTING.md", "SECURITY.md"};
+    for (const auto& entry : std::filesystem::directory_iterator(SOURCE_DIR "/docs")) {
+        const std::string strName = entry.path().filename();
+        if (strName.ends_with(".md")) vPages.push_back("docs/" + strName);
+    }
+    std::set<std::string> shown;
+    for (const std::string& strPage : vPages) {
+        std::istringstream lines(Source(strPage));
+        std::map<std::string, int> mBlocks;
+        std::optional<std::string> strLanguage;  // of the block that the line stands in
+        for (std::string strLine; std::getline(lines, strLine);) {
+            if (strLine.starts_with("```")) {
+                if (strLanguage) {
+                    strLanguage.reset();
+                    continue;
+                }
+                strLanguage = strLine.substr(3);
+                const int nBlock = ++mBlocks[*strLanguage];
+                EXPECT_TRUE(IsTaken(strPage, *strLanguage, nBlock))
+                    << strPage << ": block " << nBlock << " of '" << *strLanguage << "'";
+            } else if (strLanguage == "console" && strLine.starts_with("$ ")) {
+                shown.insert(strLine.substr(2));
+            }
+        }
+        EXPECT_FALSE(strLanguage) << strPage;
+    }
+    std::set<std::string> expected;
+    for (const auto& [strCommand, pReason] : SHOWN_ONLY) expected.insert(strCommand);
+    EXPECT_EQ(shown, expected);
 }
 
 }  // namespace

@@ -109,4 +109,16 @@ TEST(Interface, OperationsKeepTheirNumbers) {
     EXPECT_EQ(DelLocalStorageClass(&pInterface), 1);
 }
 
+TEST(Interface, AnEngineThatIsReleasedAndDeletedLeavesTheLogToTheOthers) {
+    const CTempDir dir;
+    CRecordingHost remaining(dir / "1", dir / "log");
+    CLocalStorageInterface *pFirst = nullptr, *pSecond = nullptr;
+    ASSERT_TRUE(NewLocalStorageClass(&pFirst) && NewLocalStorageClass(&pSecond));
+    pFirst->Release();
+    delete pFirst;
+    EXPECT_EQ(WriteLog(LOG_LEVEL_ERR, "", 0, "still here"), LOG_OK);
+    EXPECT_EQ(DelLocalStorageClass(&pSecond), 1);
+    EXPECT_EQ(WriteLog(LOG_LEVEL_ERR, "", 0, "gone"), LOG_ERR_NO_TARGET);
+}
+
 }  // namespace

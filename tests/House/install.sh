@@ -6,6 +6,7 @@ set -euxo pipefail
 build=$1
 source=$2
 work=$(mktemp -d)
+PATH=$source/tests/Pages:$PATH
 trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/installed"
@@ -33,13 +34,12 @@ cmake_minimum_required(VERSION 3.25)
 project(host LANGUAGES C CXX)
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_CXX_STANDARD 11)
-find_package(localstorage 1 REQUIRED)
-add_executable(record_camera record_camera.cpp)
-add_executable(record_camera_c record_camera.c)
-foreach(host record_camera record_camera_c)
-    target_link_libraries(${host} PRIVATE localstorage::localstorage)
-endforeach()
+add_executable(host record_camera.cpp)
+add_executable(host_c record_camera.c)
 LISTS
+block README.md cmake 1 >>"$work/host/CMakeLists.txt"
+diff <(block README.md cmake 1) <(block docs/developing.md cmake 1)
+echo 'target_link_libraries(host_c PRIVATE localstorage::localstorage)' >>"$work/host/CMakeLists.txt"
 cmake -S "$work/host" -B "$work/host/build" -DCMAKE_PREFIX_PATH="$work/prefix"
 cmake --build "$work/host/build"
 
@@ -55,9 +55,9 @@ compile=("${CXX:-c++}" -std=c++11 "${warnings[@]}" "${compile_flags[@]}")
 
 # Each host prints the path of a recording, which holds the whole clip.
 clip=$source/fuzz/seeds/streamprobe/h264
-cmp "$clip" "$("$work/host/build/record_camera" "$work/disk1" door "$work/logs" 1 <"$clip")"
+cmp "$clip" "$("$work/host/build/host" "$work/disk1" door "$work/logs" 1 <"$clip")"
 cmp "$clip" "$("$work/record_camera" "$work/disk2" door "$work/logs" 1 <"$clip")"
-cmp "$clip" "$("$work/host/build/record_camera_c" "$work/disk4" door "$work/logs" 1 <"$clip")"
+cmp "$clip" "$("$work/host/build/host_c" "$work/disk4" door "$work/logs" 1 <"$clip")"
 cmp "$clip" "$("$work/record_camera_c" "$work/disk5" door "$work/logs" 1 <"$clip")"
 cmp "$clip" "$("$work/import_clip" "$library" "$work/disk3" door "$clip" "$work/logs")"
 
@@ -75,7 +75,7 @@ export PATH=$work/prefix/bin:$PATH XDG_STATE_HOME=$work/state
 
 # Every command of the quick start, as it stands there, beside the host that it names.
 cd "$work/host"
-sed -n '/^```sh$/,/^```$/{/^```/!p}' "$source/docs/quick-start.md" >commands
+block docs/quick-start.md sh >commands
 LD_LIBRARY_PATH=$library_dir bash -euxo pipefail commands
 ffprobe -v error door.mp4
 

@@ -1,7 +1,8 @@
-// localstoragesink in pipelines, as applications use it.
+// localstoragesink in pipelines, as applications use it, and by itself.
 
 #include <csignal>
 #include <cstdio>
+#include <gst/check/gstharness.h>
 #include <gst/gst.h>
 #include <memory>
 #include <numeric>
@@ -13,7 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "Support/TempDir.h"
-#include "localstorage/LocalStorage.h"
+#include "localstorage/LocalStorageLog.h"
 
 // GLib outgrows what it makes while it is loaded and keeps the old, on purpose; an encoder leaks.
 // Both are told by what stands in their stacks, so these must be whole.
@@ -28,58 +29,60 @@ namespace {
 
 using Paths = std::vector<std::string>;
 
-/// A pipeline that runs, until the end of the object.
-class CPipeline {
+/// Elements of a description, and what they post.
+class CElements {
 public:
-    explicit CPipeline(const std::string& strText) {
-        static const bool s_bLoaded = [] {
-            gst_init(nullptr, nullptr);
-            return gst_plugin_load_file(PLUGIN_PATH, nullptr) != nullptr;
-        }();
-        m_pPipeline = s_bLoaded ? gst_parse_launch(strText.c_str(), nullptr) : nullptr;
-        if (!m_pPipeline) throw std::runtime_error("no such pipeline: " + strText);
-        m_pBus = gst_element_get_bus(m_pPipeline);
-        gst_element_set_state(m_pPipeline, GST_STATE_PLAYING);
-    }
-    ~CPipeline() {
-        gst_element_set_state(m_pPipeline, GST_STATE_NULL);
+    ~CElements() {
+        gst_element_set_state(m_pElement, GST_STATE_NULL);
         gst_object_unref(m_pBus);
-        gst_object_unref(m_pPipeline);
+        gst_object_unref(m_pElement);
     }
-    CPipeline(const CPipeline&) = delete;
-    CPipeline& operator=(const CPipeline&) = delete;
-
-    /// Takes messages until the end, an error, or so many files were begun.
-    CPipeline& Await(std::size_t nFiles = SIZE_MAX) {
-        bool bEnded = false;
-        while (!bEnded && m_vOpened.size() < nFiles) {
-            GstMessage* const pMessage = gst_bus_timed_pop(m_pBus, 60 * GST_SECOND);
-            if (!pMessage) throw std::runtime_error("the pipeline hangs");
-            bEnded = Take(pMessage);
-            gst_message_unref(pMessage);
-        }
-        return *this;
-    }
+    CElements(const CElements&) = delete;
+    CElements& operator=(const CElements&) = delete;
 
     Paths m_vOpened, m_vClosed;
     std::vector<GstClockTime> m_vTimes;  ///< of both
     std::optional<int> m_nWarning, m_nError;
     std::string m_strText;  ///< of the last of these
 
+protected:
+    explicit CElements(const std::string& strText) {
+        static const bool s_bLoaded = [] {
+            gst_init(nullptr, nullptr);
+            return gst_plugin_load_file(PLUGIN_PATH, nullptr) != nullptr;
+        }();
+        m_pElement = s_bLoaded ? gst_parse_launch(strText.c_str(), nullptr) : nullptr;
+        if (!m_pElement) throw std::runtime_error("no such pipeline: " + strText);
+    }
+
+    /// The next message; false when there is none for so long.
+    bool TakeNext(GstClockTime nTimeout) {
+        GstMessage* const pMessage = gst_bus_timed_pop(m_pBus, nTimeout);
+        if (!pMessage) return false;
+        Take(pMessage);
+        gst_message_unref(pMessage);
+        return true;
+    }
+
+    GstElement* m_pElement = nullptr;
+    GstBus* m_pBus = nullptr;
+    bool m_bEnded = false;  ///< by an error or the stream's end
+
 private:
-    bool Take(GstMessage* pMessage) {
+    void Take(GstMessage* pMessage) {
         switch (GST_MESSAGE_TYPE(pMessage)) {
             case GST_MESSAGE_WARNING:
                 m_nWarning = Take(pMessage, gst_message_parse_warning);
-                return false;
+                break;
             case GST_MESSAGE_ERROR:
                 m_nError = Take(pMessage, gst_message_parse_error);
-                return true;
+                m_bEnded = true;
+                break;
             case GST_MESSAGE_ELEMENT:
                 TakeFragment(gst_message_get_structure(pMessage));
-                return false;
+                break;
             default:
-                return GST_MESSAGE_TYPE(pMessage) == GST_MESSAGE_EOS;
+                m_bEnded |= GST_MESSAGE_TYPE(pMessage) == GST_MESSAGE_EOS;
         }
     }
     /// The code, if it is one of the resource errors.
@@ -101,9 +104,32 @@ private:
         (bOpened ? m_vOpened : m_vClosed)
             .push_back(gst_structure_get_string(pStructure, "location"));
     }
+};
 
-    GstElement* m_pPipeline = nullptr;
-    GstBus* m_pBus = nullptr;
+/// A pipeline that runs, until the end of the object.
+class CPipeline : public CElements {
+public:
+    explicit CPipeline(const std::string& strText) : CElements(strText) {
+        m_pBus = gst_element_get_bus(m_pElement);
+        SetState(GST_STATE_PLAYING);
+    }
+
+    void SetState(GstState eState) { gst_element_set_state(m_pElement, eState); }
+
+    /// Takes messages until the end, an error, or so many files were begun and closed.
+    CPipeline& Await(std::size_t nOpened = SIZE_MAX, std::size_t nClosed = 0) {
+        while (!m_bEnded && (m_vOpened.size() < nOpened || m_vClosed.size() < nClosed)) {
+            if (!TakeNext(60 * GST_SECOND)) throw std::runtime_error("the pipeline hangs");
+        }
+        return *this;
+    }
+
+    /// Of its only sink.
+    void SetLocation(const std::string& strLocation) {
+        GstElement* const pSink = gst_bin_get_by_name(GST_BIN(m_pElement), "sink");
+        g_object_set(pSink, "location", strLocation.c_str(), nullptr);
+        gst_object_unref(pSink);
+    }
 };
 
 /// Frames that do not compress, so that files fill up.
@@ -122,6 +148,73 @@ const std::string MUXED = X264 + "h264parse config-interval=-1 ! ";
 std::string Sink(const std::string& strLocation, const std::string& strMore = "camera=door") {
     return "localstoragesink location=" + strLocation + " " + strMore + " ";
 }
+
+/// The element alone, at work, which gets a stream and events as a test says.
+class CFedSink : public CElements {
+public:
+    static constexpr GstClockTime FRAME = 40 * GST_MSECOND;
+
+    explicit CFedSink(const std::string& strSink) : CElements(strSink) {
+        GstHarness* const pCamera = gst_harness_new_parse(
+            (Frames(30) + H264 +
+             "capsfilter caps=video/x-h264,stream-format=byte-stream,alignment=au")
+                .c_str());
+        gst_harness_play(pCamera);
+        std::generate(m_aFrames.begin(), m_aFrames.end(),
+                      [pCamera] { return gst_harness_pull(pCamera); });
+        m_pCaps = gst_pad_get_current_caps(pCamera->sinkpad);
+        gst_harness_teardown(pCamera);
+
+        m_pBus = gst_bus_new();
+        gst_element_set_bus(m_pElement, m_pBus);
+        m_pHarness = gst_harness_new_with_element(m_pElement, "sink", nullptr);
+        SetCaps();
+    }
+    ~CFedSink() {
+        gst_harness_teardown(m_pHarness);
+        gst_caps_unref(m_pCaps);
+        std::for_each(m_aFrames.begin(), m_aFrames.end(), gst_buffer_unref);
+    }
+
+    void SetCaps() { gst_harness_set_src_caps(m_pHarness, gst_caps_copy(m_pCaps)); }
+
+    /// Times start with `nStart`, which is shown at `nBase` on the clock.
+    void SetSegment(GstClockTime nStart, GstClockTime nBase) {
+        GstSegment stSegment;
+        gst_segment_init(&stSegment, GST_FORMAT_TIME);
+        stSegment.start = stSegment.time = nStart;
+        stSegment.base = nBase;
+        Send(gst_event_new_segment(&stSegment));
+    }
+    void Flush() {
+        Send(gst_event_new_flush_start());
+        Send(gst_event_new_flush_stop(TRUE));
+    }
+    bool Send(GstEvent* pEvent) { return Took(gst_harness_push_event(m_pHarness, pEvent)); }
+
+    /// The frames [nBegin, nEnd) of 30, of which every tenth is a key frame; false if one of them
+    /// is refused.
+    bool Push(std::size_t nBegin, std::size_t nEnd) {
+        bool bTaken = true;
+        for (std::size_t n = nBegin; n < nEnd; ++n) {
+            GstBuffer* const pFrame = gst_buffer_copy(m_aFrames[n]);
+            GST_BUFFER_PTS(pFrame) = n * FRAME;
+            GST_BUFFER_DURATION(pFrame) = FRAME;
+            bTaken &= Took(gst_harness_push(m_pHarness, pFrame) == GST_FLOW_OK);
+        }
+        return bTaken;
+    }
+
+private:
+    bool Took(bool bResult) {
+        while (TakeNext(0)) continue;
+        return bResult;
+    }
+
+    std::array<GstBuffer*, 30> m_aFrames{};
+    GstCaps* m_pCaps = nullptr;
+    GstHarness* m_pHarness = nullptr;
+};
 
 /// How many frames come out of each file alone.
 std::vector<int> DecodedFrames(const Paths& vPaths) {
@@ -175,6 +268,7 @@ INSTANTIATE_TEST_SUITE_P(
                            "x265enc bitrate=12000 key-int-max=10 speed-preset=ultrafast "
                            "tune=zerolatency ! h265parse ! "},
                     stream{"Transport", MUXED + "mpegtsmux ! "},
+                    stream{"BluRay", MUXED + "mpegtsmux m2ts-mode=true ! "},
                     stream{"Program", MUXED + "mpegpsmux ! "}),
     [](const auto& stOne) { return std::string(stOne.param.pName); });
 
@@ -188,6 +282,53 @@ TEST(Sink, OtherCapsBeginAnotherFile) {
     ASSERT_FALSE(recording.m_nError) << recording.m_strText;
     EXPECT_THAT(DecodedFrames(recording.m_vClosed), testing::ElementsAre(20, 30));
     EXPECT_FALSE(std::filesystem::is_empty(dir / "log"));
+}
+
+TEST(Sink, TheFileGoesOnAfterAFlushInOtherSegmentsAndWithTheSameCaps) {
+    const CTempDir dir;
+    CFedSink sink(Sink(dir.Path()));
+    EXPECT_TRUE(sink.Push(0, 15));
+    sink.Flush();
+    sink.SetSegment(20 * CFedSink::FRAME, 0);
+    EXPECT_TRUE(sink.Push(20, 30));
+    sink.SetSegment(0, GST_SECOND);
+    EXPECT_TRUE(sink.Push(0, 10));
+    sink.SetCaps();
+    sink.SetSegment(0, 10 * GST_SECOND);
+    EXPECT_TRUE(sink.Push(10, 20));
+    EXPECT_EQ(sink.m_vOpened.size(), 1u);
+    EXPECT_TRUE(sink.Send(gst_event_new_eos()));
+    EXPECT_EQ(sink.m_vClosed, sink.m_vOpened);
+    EXPECT_THAT(sink.m_vTimes, testing::ElementsAre(0, 10 * GST_SECOND + 20 * CFedSink::FRAME));
+    EXPECT_FALSE(sink.Push(0, 1) || sink.Send(gst_event_new_eos()));
+
+    // A seek into the middle of a group of pictures: what precedes it comes too.
+    sink.Flush();
+    sink.SetSegment(5 * CFedSink::FRAME, 0);
+    EXPECT_TRUE(sink.Push(0, 10) && sink.Send(gst_event_new_eos()));
+    EXPECT_THAT(sink.m_vTimes,
+                testing::ElementsAre(testing::_, testing::_, 0, 5 * CFedSink::FRAME));
+    EXPECT_THAT(DecodedFrames(sink.m_vClosed), testing::ElementsAre(45, 10));
+    EXPECT_FALSE(sink.m_nError) << sink.m_strText;
+}
+
+TEST(Sink, ReadyEndsTheFileAndLetsTheNextLieElsewhere) {
+    const CTempDir dir;
+    CPipeline recording(Frames(-1, "is-live=true") + H264 +
+                        Sink(dir / "a", "camera=door name=sink"));
+    recording.Await(1);
+    recording.SetState(GST_STATE_PAUSED);
+    recording.SetState(GST_STATE_PLAYING);
+    for (std::size_t nFiles = 1; nFiles <= 2; ++nFiles) {
+        recording.Await(nFiles).SetState(GST_STATE_READY);
+        recording.Await(0, nFiles).SetLocation(dir / "b");
+        recording.SetState(GST_STATE_PLAYING);
+    }
+    recording.Await(3);
+    EXPECT_THAT(recording.m_vOpened, testing::ElementsAre(testing::StartsWith(dir / "a/"),
+                                                          testing::StartsWith(dir / "b/"),
+                                                          testing::StartsWith(dir / "b/")));
+    EXPECT_THAT(DecodedFrames(recording.m_vClosed), testing::Each(testing::Gt(0)));
 }
 
 TEST(Sink, RemoteBackupsEndInTimeAndWithThePipeline) {
@@ -211,7 +352,8 @@ TEST(Sink, SinksShareTheEngineOfTheirDirectories) {
     const CTempDir dir;
     // Another engine could not lock the directory.
     CPipeline recording(Frames(50) + H264 + "tee name=t ! queue ! " + Sink(dir.Path()) +
-                        "t. ! queue ! " + Sink(dir.Path() + "/", "camera=yard"));
+                        "t. ! queue ! " +
+                        Sink(dir.Path() + "/", "camera=yard log-location=" + (dir / "log")));
     recording.Await();
     ASSERT_FALSE(recording.m_nError) << recording.m_strText;
     EXPECT_THAT(DecodedFrames(RecordFilesBelow(dir.Path())), testing::ElementsAre(50, 50));
@@ -221,6 +363,8 @@ TEST(Sink, SinksShareTheEngineOfTheirDirectories) {
     CPipeline twice(Frames(50) + H264 + "tee name=t ! queue ! " + Sink(dir / "c") +
                     "t. ! queue ! " + Sink(dir / "c"));
     EXPECT_EQ(twice.Await().m_nError, GST_RESOURCE_ERROR_BUSY) << twice.m_strText;
+    other.SetState(GST_STATE_NULL);
+    EXPECT_EQ(WriteLog(LOG_LEVEL_ERR, "", 0, "the first one still logs"), LOG_OK);
 }
 
 TEST(Sink, WhatFailsIsAnErrorInWords) {

@@ -154,13 +154,17 @@ void CSink::SetCaps(const GstCaps* pCaps) {
     if (gst_structure_has_name(pStream, "video/x-h265")) m_optSets.emplace(ECodec::H265);
 }
 
-/// Of a buffer without a time of its own: when it comes.
+/// Of a buffer without a time of its own: when it comes. Times go on backwards from the segment's
+/// start, where the key frame in front of a seek's target lies.
 GstClockTime CSink::RunningTimeOf(GstBuffer* pBuffer) const {
     const GstSegment& stSegment = m_pElement->segment;
     if (stSegment.format != GST_FORMAT_TIME || !GST_BUFFER_PTS_IS_VALID(pBuffer)) {
         return gst_element_get_current_running_time(GST_ELEMENT(m_pElement));
     }
-    return gst_segment_to_running_time(&stSegment, GST_FORMAT_TIME, GST_BUFFER_PTS(pBuffer));
+    guint64 nTime = GST_CLOCK_TIME_NONE;
+    const int nSign = gst_segment_to_running_time_full(&stSegment, GST_FORMAT_TIME,
+                                                       GST_BUFFER_PTS(pBuffer), &nTime);
+    return nSign < 0 ? 0 : nTime;
 }
 
 void CSink::Render(GstBuffer* pBuffer) {
@@ -304,7 +308,7 @@ GstStaticPadTemplate s_stSinkTemplate = GST_STATIC_PAD_TEMPLATE(
     "sink", GST_PAD_SINK, GST_PAD_ALWAYS,
     GST_STATIC_CAPS("video/x-h264, stream-format=(string)byte-stream, alignment=(string)au; "
                     "video/x-h265, stream-format=(string)byte-stream, alignment=(string)au; "
-                    "video/mpegts, systemstream=(boolean)true, packetsize=(int)188; "
+                    "video/mpegts, systemstream=(boolean)true, packetsize=(int){ 188, 192, 204 }; "
                     "video/mpeg, systemstream=(boolean)true"));
 
 CSink& SinkOf(gpointer pObject) {
@@ -326,12 +330,20 @@ bool Attempt(gpointer pObject, Function function) {
     return false;
 }
 
-gboolean Start(GstBaseSink* pElement) {
-    return Attempt(pElement, [](CSink& sink) { sink.Start(); });
-}
-
-gboolean Stop(GstBaseSink* pElement) {
-    return Attempt(pElement, [](CSink& sink) { sink.Stop(); });
+/// Recording begins and ends with the flow of data, later and earlier than the `start` and `stop`
+/// of the base class: files are whole in READY, and what is set there counts.
+GstStateChangeReturn ChangeState(GstElement* pElement, GstStateChange eChange) {
+    const bool bBegins = eChange == GST_STATE_CHANGE_READY_TO_PAUSED;
+    if (bBegins && !Attempt(pElement, [](CSink& sink) { sink.Start(); })) {
+        return GST_STATE_CHANGE_FAILURE;
+    }
+    const GstStateChangeReturn eResult =
+        GST_ELEMENT_CLASS(gst_local_storage_sink_parent_class)->change_state(pElement, eChange);
+    const bool bFailed = bBegins && eResult == GST_STATE_CHANGE_FAILURE;
+    if (bFailed || eChange == GST_STATE_CHANGE_PAUSED_TO_READY) {
+        Attempt(pElement, [](CSink& sink) { sink.Stop(); });
+    }
+    return eResult;
 }
 
 gboolean SetCaps(GstBaseSink* pElement, GstCaps* pCaps) {
@@ -517,10 +529,9 @@ static void gst_local_storage_sink_class_init(GstLocalStorageSinkClass* pClass) 
         pElementClass, "Surveillance video recorder", "Sink/File/Video",
         "Records a camera's stream on local disks, overwriting the oldest day when they are full",
         "the LocalStorage authors");
+    pElementClass->change_state = ChangeState;
 
     GstBaseSinkClass* const pBaseClass = GST_BASE_SINK_CLASS(pClass);
-    pBaseClass->start = Start;
-    pBaseClass->stop = Stop;
     pBaseClass->set_caps = SetCaps;
     pBaseClass->render = Render;
     pBaseClass->event = Event;

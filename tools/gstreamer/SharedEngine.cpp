@@ -103,7 +103,6 @@ CFault OpenFault(int nError, const std::string& strCamera, const std::vector<std
 class CEngine {
 public:
     explicit CEngine(const engineSettings& st);
-    ~CEngine() { DelLocalStorageClass(&m_pStorage); }
     CEngine(const CEngine&) = delete;
     CEngine& operator=(const CEngine&) = delete;
 
@@ -111,12 +110,20 @@ public:
     CLocalStorageInterface& Storage() { return *m_pStorage; }
 
 private:
+    /// DelLocalStorageClass would stop the log of the others too.
+    struct Stop {
+        void operator()(CLocalStorageInterface* pStorage) const {
+            pStorage->Release();
+            delete pStorage;
+        }
+    };
+
     static int OnMessage(int nMessage, void* pData, unsigned int nSize, void* pUser);
 
     const std::vector<std::string> m_vDirs;
     const bool m_bClientLayout;
     std::mutex m_mtxOpen;  ///< the engine keeps one error code for all threads
-    CLocalStorageInterface* m_pStorage = nullptr;
+    std::unique_ptr<CLocalStorageInterface, Stop> m_pStorage;
 };
 
 CEngine::CEngine(const engineSettings& st)
@@ -136,11 +143,10 @@ CEngine::CEngine(const engineSettings& st)
         std::memcpy(stNode.szPath, strDir.data(), strDir.size());
         stInfo.lsRecDir.push_back(stNode);
     }
-    if (!NewLocalStorageClass(&m_pStorage)) throw std::bad_alloc();
-    if (m_pStorage->Initialize(stInfo)) return;
-    const int nError = m_pStorage->GetLastError();
-    DelLocalStorageClass(&m_pStorage);
-    throw StartFault(nError, st);
+    CLocalStorageInterface* pStorage = nullptr;
+    if (!NewLocalStorageClass(&pStorage)) throw std::bad_alloc();
+    m_pStorage.reset(pStorage);
+    if (!m_pStorage->Initialize(stInfo)) throw StartFault(m_pStorage->GetLastError(), st);
 }
 
 // In the remote-backup layout a recording whose times are there already is continued: local times
