@@ -190,7 +190,7 @@ TEST(Metrics, AreWhatPrometheusReads) {
           "localstorage_camera_state{camera=\"do\\\"or\",state=\"connected\"} 0\n",
           "localstorage_camera_written_bytes_total{camera=\"do\\\"or\"} 1000\n",
           "localstorage_camera_reconnections_total{camera=\"do\\\"or\"} 2\n",
-          "_last_write_timestamp_seconds gauge\n"
+          "_last_write_timestamp_seconds gauge\n",
           "localstorage_camera_last_write_timestamp_seconds{camera=\"do\\\"or\"} 5.025\n"}) {
         EXPECT_NE(strText.find(pLine), std::string::npos) << pLine << strText;
     }
