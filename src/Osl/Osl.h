@@ -70,6 +70,9 @@ constexpr unsigned OSL_FILE_SHARED = 0x2000;
 /// directories are given the modes 0640 and 0750, else 0777.
 void OSL_SetPrivateModes(bool bPrivate);
 
+/// What becomes of a link in the last component of a path; those in front of it are followed.
+enum class OSL_LastLink : std::uint8_t { Fails, IsFollowed };
+
 /// Opens a file; a link in the last component is not followed but fails. OSL_INVALID_FILE on
 /// failure.
 OSL_FileHandle OSL_OpenFile(const char* pPath, unsigned nFlags, unsigned nAttribute);
@@ -106,9 +109,9 @@ int OSL_FileSeek(OSL_FileHandle hFile, std::int64_t nOffset, int nWhence, std::i
 /// Makes the file `nSize` bytes long; the position stays.
 int OSL_TruncateFile(OSL_FileHandle hFile, std::int64_t nSize);
 
-/// Makes a file's content durable, or a directory's list of names; a link in the last component
-/// fails. 0 also on a file system that has no such call for it.
-int OSL_SyncFile(const char* pPath);
+/// Makes a file's content durable, or a directory's list of names. 0 also on a file system that has
+/// no such call for it.
+int OSL_SyncFile(const char* pPath, OSL_LastLink eLink = OSL_LastLink::Fails);
 
 /// Another handle on the same open file; OSL_INVALID_FILE on failure.
 OSL_FileHandle OSL_DuplicateFile(OSL_FileHandle hFile);
@@ -162,9 +165,6 @@ struct OSL_FIND_DATA {
 
 constexpr int OSL_DIR_END = -1;
 constexpr int OSL_DIR_ERROR = -2;
-
-/// What becomes of a link in the last component of a path; those in front of it are followed.
-enum class OSL_LastLink : std::uint8_t { Fails, IsFollowed };
 
 /// Opens a directory for listing; null on failure.
 OSL_DirHandle OSL_OpenDir(const char* pPath, OSL_LastLink eLink = OSL_LastLink::Fails);

@@ -95,8 +95,9 @@ int OSL_TruncateFile(OSL_FileHandle hFile, std::int64_t nSize) {
         [=] { return OSL_Call().pfnTruncate(static_cast<int>(hFile), nSize); });
 }
 
-int OSL_SyncFile(const char* pPath) {
-    const int nFile = OSL_OpenHandle(pPath, O_RDONLY | O_NOFOLLOW);
+int OSL_SyncFile(const char* pPath, OSL_LastLink eLink) {
+    const int nLink = eLink == OSL_LastLink::Fails ? O_NOFOLLOW : 0;
+    const int nFile = OSL_OpenHandle(pPath, O_RDONLY | nLink);
     if (nFile < 0) return -1;
     const int nResult = OSL_Uninterrupted([=] { return OSL_Call().pfnSync(nFile); });
     OSL_CloseHandle(nFile);

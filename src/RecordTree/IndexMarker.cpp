@@ -33,7 +33,8 @@ bool MakeIndexMarker(const std::string& strFolder) {
 }
 
 bool SyncIndexMarker(const std::string& strFolder) {
-    return OSL_SyncFile(MarkerPath(strFolder).c_str()) == 0 && OSL_SyncFile(strFolder.c_str()) == 0;
+    return OSL_SyncFile(MarkerPath(strFolder).c_str()) == 0 &&
+           OSL_SyncFile(strFolder.c_str(), OSL_LastLink::IsFollowed) == 0;
 }
 
 bool RemoveIndexMarker(const std::string& strFolder) {

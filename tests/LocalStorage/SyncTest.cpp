@@ -47,6 +47,23 @@ TEST_F(Sync, IsDoneForWhatWasWrittenAndForNothingElse) {
     }
 }
 
+// A record directory and its record folder that were moved to a larger disk.
+TEST_F(Sync, FoldersAreSyncedBehindLinksToo) {
+    namespace fs = std::filesystem;
+    fs::create_directories(m_dir / "disk/folder");
+    fs::create_directory_symlink("disk", m_dir / "1");
+    fs::create_directory_symlink("folder", m_dir / "disk/RecordFile");
+    AddRecordDir(m_stInfo, Disk());
+    m_faults.Fail(Op::CanSync, Any(), EOPNOTSUPP);
+    StartSyncing(10);
+    ASSERT_TRUE(Open("cam_1_0", Hour(4, 8)));
+    const auto syncs = m_faults.Watch(Op::Sync, Is(m_dir / "1/RecordFile"));
+    EXPECT_TRUE(Await([&] { return syncs.Seen() > 0; }));
+    m_pEngine->Release();
+    EXPECT_THAT(Said(), testing::Each(testing::StartsWith("3 ")));
+    EXPECT_FALSE(fs::exists(m_dir / "disk/folder/index.dirty")) << "the index is flushed";
+}
+
 TEST_F(Sync, FailsAsAWriteFails) {
     for (const bool bWhole : {true, false}) {  // as a whole, and file by file
         Reset();

@@ -146,7 +146,8 @@ void CDiskSync::SyncEach(const Files& vFiles) {
         if (OSL_SyncData(pFile->m_file.Get()) != 0) Report({pFile}, OSL_GetSystemLastError());
     }
     for (const std::string& strFolder : TakeFolders()) {
-        if (OSL_SyncFile(strFolder.c_str()) != 0 && OSL_GetSystemLastError() != ENOENT) {
+        if (OSL_SyncFile(strFolder.c_str(), OSL_LastLink::IsFollowed) != 0 &&
+            OSL_GetSystemLastError() != ENOENT) {
             Report(vFiles, OSL_GetSystemLastError());
         }
     }
