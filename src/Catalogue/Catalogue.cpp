@@ -244,9 +244,11 @@ std::vector<std::string> RecordFolders(const std::string& strDir) {
 
 std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageType eLayout) {
     std::optional<std::string> strFound;
+    treePart stPart;
+    stPart.bReadable = true;
     for (const std::string& strFolder : RecordFolders(strDir)) {
         const std::string strRoot = strDir + "/" + strFolder;
-        WalkTree(strRoot, {}, [&](const treeFile& stFile) {
+        WalkTree(strRoot, stPart, [&](const treeFile& stFile) {
             const auto stName = ParseRecordingName(stFile.strName);
             if (stName && stName->eLayout == eLayout) {
                 strFound =

@@ -113,7 +113,8 @@ std::vector<picture> FindPictures(const std::vector<std::string>& vDirs,
 std::vector<std::string> RecordFolders(const std::string& strDir);
 
 /// Whether a recording of the given layout lies below the record directory, and where the first of
-/// them was found. Stops at the first.
+/// them was found. Stops at the first. What cannot be read tells nothing: one bad folder keeps
+/// nobody from recording.
 std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageType eLayout);
 
 /// Record directories in the form that the catalogue uses: no trailing "/", each once. Throws

@@ -28,6 +28,15 @@ std::vector<std::string> NamesOf(const std::string& strPath, std::uint16_t wType
     return vNames;
 }
 
+/// Of a folder that cannot be read nothing, where that will do.
+template <typename Read>
+std::vector<std::string> ReadPart(const treePart& stPart, Read read) try {
+    return read();
+} catch (const std::system_error&) {
+    if (!stPart.bReadable) throw;
+    return {};
+}
+
 /// Those of the cameras that have a folder here.
 std::vector<std::string> FoldersOf(const std::string& strPath,
                                    const std::vector<std::string>& vCameras) {
@@ -67,16 +76,20 @@ std::vector<std::string> DaysOf(const std::string& strRoot) {
 void WalkTree(const std::string& strRoot, const treePart& stPart,
               const std::function<bool(const treeFile&)>& fnFile) {
     std::set<std::string> setReached;
-    const std::vector<std::string> vDays = NamesOf(strRoot, OSL_TYPE_DIR, OSL_LastLink::IsFollowed);
+    const auto vDays =
+        ReadPart(stPart, [&] { return NamesOf(strRoot, OSL_TYPE_DIR, OSL_LastLink::IsFollowed); });
     for (auto it = vDays.rbegin(); it != vDays.rend(); ++it) {
         const std::string& strDay = *it;
         const bool bDay = VerifyDateDir(strDay), bBefore = bDay && strDay < stPart.strFirstDay;
         if (bDay && (strDay < stPart.strReach || strDay > stPart.strLastDay)) continue;
         const std::string strDayPath = strRoot + "/" + strDay;
-        for (const std::string& strCamera : FoldersOf(strDayPath, stPart.vCameras)) {
+        const auto vCameras =
+            ReadPart(stPart, [&] { return FoldersOf(strDayPath, stPart.vCameras); });
+        for (const std::string& strCamera : vCameras) {
             if (bBefore && !setReached.insert(strCamera).second) continue;
-            for (const std::string& strName :
-                 NamesOf(strDayPath + "/" + strCamera, OSL_TYPE_FILE)) {
+            const auto vNames = ReadPart(
+                stPart, [&] { return NamesOf(strDayPath + "/" + strCamera, OSL_TYPE_FILE); });
+            for (const std::string& strName : vNames) {
                 if (!fnFile({strDay, strCamera, strName})) return;
             }
         }

@@ -31,6 +31,7 @@ struct treePart {
     std::string strFirstDay = "", strLastDay = "99999999";
     /// Back to this day, the last folder that a camera has before the first day is read too.
     std::string strReach = strFirstDay;
+    bool bReadable = false;  ///< what cannot be read is left out, instead of told
 };
 
 /// The names of the days that have a folder of some camera's, in order. Throws
@@ -39,7 +40,8 @@ std::vector<std::string> DaysOf(const std::string& strRoot);
 
 /// Calls `fnFile` for every file two levels below `strRoot`, day by day from the last one on,
 /// camera by camera, until it returns false. What is not there, or has just been removed, holds
-/// nothing; throws std::system_error for a folder that cannot be read to its end.
+/// nothing; throws std::system_error for a folder that cannot be read to its end, unless that is to
+/// be left out.
 void WalkTree(const std::string& strRoot, const treePart& stPart,
               const std::function<bool(const treeFile&)>& fnFile);
 
