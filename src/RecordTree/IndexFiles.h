@@ -5,8 +5,8 @@
 //
 //     0  4                   count of elements, never 0
 //     4  4                   reserved, 0
-//     8  count x element     indexLevel1Body (4), indexLevel2Body (92) or indexLevel3Body (44
-//     bytes)
+//     8  count x element     of 4, 92 or 44 bytes: indexLevel1Body, indexLevel2Body or
+//                            indexLevel3Body
 //
 // What holds on disk, also after a crash (writer, check and repair cite these numbers):
 //

@@ -12,9 +12,9 @@
 //                  bare                 any text that is not digits after its first and last "_"
 //                  not storable         digits there, but numbers that do not come out of the index
 //                                       as they went in: cam_01_2, cam_1_256, cam_70000_1
-//     file       START_END_T.mp4        recording of the remote-backup layout: two times of
-//     fourteen
-//                                       digits and one digit for the type
+//     file       START_END_T.mp4        recording of the remote-backup layout: two times
+//                                       of fourteen digits and one digit for
+//                                       the type
 //                YYYYMMDD_hhmmss.mp4    recording of the client layout: the second in which it was
 //                                       made, or the next free one
 //                YYYYMMDD_hhmmss.jpg    picture: the second in which it was stored
@@ -81,9 +81,9 @@ bool VerifyChannelDir(std::string_view strName);
 bool VerifyRecFile(std::string_view strName);
 
 // --- Verified loosely: what a scan of the client layout leaves alone, and deletes by age.
-// Deliberate: such a tree has no index that a stranger could mislead, and what looks nearly like a
-// recording is not thrown away before its day comes; so every channel name passes, too.
-// ---------------------
+// Deliberate: such a tree has no index that a stranger could mislead, and what looks nearly like
+// a recording is not thrown away before its day comes; so every name of a channel passes,
+// too.
 
 /// Any eight characters.
 bool IsScannedDateDir(std::string_view strName);

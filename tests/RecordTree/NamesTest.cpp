@@ -24,11 +24,12 @@ std::string AgainSpan(std::string_view strName) {
     indexLevel3Body st;
     return ConvertStrRecFileToIndexLevel3Body(strName, st) ? GetRecFileName(st) : "";
 }
+template <const char* EXTENSION>
 std::string AgainSecond(std::string_view strName) {
     fileTimeInfo st;
-    if (!ConvertStrSecondToFileTime(strName, RECORDING_EXTENSION, st)) return "";
-    EXPECT_TRUE(IsScannedFile(strName, RECORDING_EXTENSION));
-    return GetSecondName(st, RECORDING_EXTENSION);
+    if (!ConvertStrSecondToFileTime(strName, EXTENSION, st)) return "";
+    EXPECT_TRUE(IsScannedFile(strName, EXTENSION));
+    return GetSecondName(st, EXTENSION);
 }
 
 const std::string LONGEST(CAMERA_ID_MAX, 'x');
@@ -56,7 +57,10 @@ TEST(Names, AreValidWhenTheyComeBackAsTheyWentIn) {
           "20240305080000_20240305090000-1.mp4", "2024030508000x_20240305090000_1.mp4",
           "20240305080000_2024030509000x_1.mp4", "20240305080000_20240305090000_x.mp4",
           "20240305_080000.mp4", "20240305080000_20240305090000_1.mp4.new"}},
-        {AgainSecond,
+        {AgainSecond<PICTURE_EXTENSION>,
+         {"20240305_080000.jpg", "00000000_000000.jpg"},
+         {"", "20240305_080000.mp4", "20240305_080000.JPG", "20240305_080000.jpg.jpg", ".jpg"}},
+        {AgainSecond<RECORDING_EXTENSION>,
          {"20240305_080000.mp4", "99999999_999999.mp4"},
          {"", "20240305_080000.jpg", "20240305-080000.mp4", "20240305_08000.mp4",
           "20240305_0800000.mp4", "2024030x_080000.mp4", "20240305_08000x.mp4",
@@ -65,6 +69,28 @@ TEST(Names, AreValidWhenTheyComeBackAsTheyWentIn) {
     for (const auto& kind : kinds) {
         for (const auto& strName : kind.vGood) EXPECT_EQ(kind.pAgain(strName), strName);
         for (const auto& strName : kind.vBad) EXPECT_EQ(kind.pAgain(strName), "") << strName;
+    }
+}
+
+TEST(Paths, AreMadeOfTheirNamesAndKnowWhereTheseStand) {
+    const dayFolder stDay = {"/disk/1", RECORD_FOLDER, "20240305", {2024, 3, 5}};
+    const std::string strRecording = "20240305080000_20240305090000_1.mp4";
+    indexLevel3Body stFile;
+    ASSERT_TRUE(ConvertStrRecFileToIndexLevel3Body(strRecording, stFile));
+    for (const std::string strChannel : {"cam01_1_0", "front_door", "cam_01_2"}) {
+        const CChannelFolder folder(stDay, strChannel);
+        const std::string strFolder = "/disk/1/RecordFile/20240305/" + strChannel;
+        const recordPath stSecond = folder.File("20240305_080000.mp4"),
+                         stSpan = folder.Recording(stFile);
+        EXPECT_EQ(stSecond.strPath, strFolder + "/20240305_080000.mp4");
+        EXPECT_EQ(stSpan.strPath, strFolder + "/" + strRecording);
+        EXPECT_EQ(stSpan.RecDir(), "/disk/1");
+        EXPECT_EQ(stSpan.Folder(), strFolder);
+        EXPECT_FALSE(stSecond.stEntry);
+        EXPECT_EQ(stSpan.stEntry.has_value(), strChannel != "cam_01_2") << "no index holds it";
+        if (!stSpan.stEntry) continue;
+        EXPECT_EQ(CChannelFolder(stDay, stSpan.stEntry->stChannel).Path(), strFolder);
+        EXPECT_TRUE(stSpan.stEntry->stFile == stFile);
     }
 }
 

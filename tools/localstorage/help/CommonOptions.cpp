@@ -160,5 +160,6 @@ Seconds SpanOf(const std::string& strSpan) {
 std::string CameraIdFault(const std::string& strCamera) {
     if (IsCameraID(strCamera)) return {};
     return "camera \"" + strCamera +
-           "\": a name has 1 to 63 bytes, no slashes and no control characters, and is not . or ..";
+           "\": a name has 1 to 63 bytes, no slashes and no control characters, and is neither . "
+           "nor .. nor that of a file of the index";
 }
