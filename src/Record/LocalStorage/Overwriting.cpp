@@ -17,6 +17,7 @@
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
 #include "Log/LogError.h"
+#include "RecordTree/Names.h"
 
 namespace {
 
@@ -36,10 +37,10 @@ bool HasNoName(const NameList& lsName, const char* pPart) {
 
 // Channel folders hold files; other names do not count and go with the folder.
 bool HasNoRecording(const NameList&, const NameList& lsSubFile) {
-    return HasNoName(lsSubFile, ".mp4");
+    return HasNoName(lsSubFile, RECORDING_EXTENSION);
 }
 bool HasNoPicture(const NameList&, const NameList& lsSubFile) {
-    return HasNoName(lsSubFile, ".jpg");
+    return HasNoName(lsSubFile, PICTURE_EXTENSION);
 }
 // The folders above them hold folders; loose files go with the folder.
 bool HasNoFolder(const NameList& lsSubDir, const NameList&) {
@@ -195,10 +196,12 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) try {
 // Some file systems, xfs for one, give back the space of a deleted file a little later. Without the
 // wait the next check would find the disks as full as before and delete a day too many.
 bool CLocalStorage::AwaitFreedSpace() {
-    constexpr std::uint32_t PAUSE = 5;  // ms
-    constexpr int MAX_PAUSES = 200, MAX_IDLE_PAUSES = 10;
+    constexpr std::uint32_t PAUSE = 5;       // ms
+    constexpr std::int64_t PATIENCE = 1000;  // likewise, the looks included
+    constexpr int MAX_IDLE_PAUSES = 10;
+    const std::int64_t nEnd = OSL_TickMilliseconds() + PATIENCE;
     std::uint64_t nMost = 0;
-    for (int nPause = 0, nIdle = 0; nPause < MAX_PAUSES && nIdle < MAX_IDLE_PAUSES; ++nPause) {
+    for (int nIdle = 0; OSL_TickMilliseconds() < nEnd && nIdle < MAX_IDLE_PAUSES;) {
         if (m_objDisks.ChooseAgain()) return true;
         nIdle = m_objDisks.UsableSpace() > nMost ? 0 : nIdle + 1;
         nMost = std::max(nMost, m_objDisks.UsableSpace());
