@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <thread>
 
+#include "RecordTree/RecordDirectory.h"
 #include "RunTool.h"
 #include "media/ClipSource.h"
 
@@ -221,6 +222,7 @@ TEST_F(ToolUse, WhatWouldSpoilRecordingsIsRefused) {
     ExpectEnd(1, strImport, "new/RecordFile/notes");
     EXPECT_TRUE(fs::exists("new/RecordFile/notes"));
     ExpectEnd(0, strImport + " --yes");
+    EXPECT_EQ(LiesOnRootDisk("missing"), LiesOnRootDisk("."));
     ExpectEnd(0, "check --dir disk");
 }
 
