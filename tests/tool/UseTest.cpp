@@ -360,6 +360,9 @@ TEST_F(ToolUse, WhatIsKeptOutlivesTheRecordingAndTellsAnyChange) {
         "keep --dir disk --dir disk2 --camera h264.mp4 --from 2000-01-01 --to 2100-01-01 --into ";
     ExpectEnd(2, strKeep + "disk/RecordFile/kept", "where the engine deletes");
     ExpectEnd(0, strKeep + "kept --note why");
+    for (const char* pFolder : {"disk", "disk/RecordFile", "kept"}) {
+        EXPECT_EQ(fs::status(pFolder).permissions(), fs::perms(0750)) << pFolder;
+    }
     ExpectEnd(1, strKeep + "kept", "holds a manifest already");
     std::filesystem::remove_all("disk");
     // The host of the other layout begins the recording anew.
