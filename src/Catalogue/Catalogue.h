@@ -76,7 +76,8 @@ using StepRunner = std::function<void(const SearchStep& fnStep, std::vector<reco
 /// most a week back: the last recording there may reach into the range.
 ///
 /// When a recording began and ended is read from it where no other one of its camera adjoins, by
-/// name and last change; those in between begin and end to the second unless each is asked.
+/// name and last change, in the client layout with as many bytes; those in between begin and end to
+/// the second unless each is asked.
 /// Begin and end are those of the stamps that key frames carry; in the remote-backup layout only
 /// where they agree with the name. Without stamps a recording begins as its name says. In the
 /// client layout, whose names tell no end, it is then as long as its container's times say, or as

@@ -67,6 +67,17 @@ private:
     std::map<std::string, bool> m_mInUse;  ///< of the directories that were asked
 };
 
+/// Whether both were closed since they were large enough. A camera that falls silent is noticed
+/// later, when its file is closed and it may be back at once.
+bool AreFilled(const recording& st, const recording& stNext) {
+    const std::uint64_t nLarger = std::max(st.nBytes, stNext.nBytes);
+    return std::min(st.nBytes, stNext.nBytes) >= nLarger - nLarger / 32;
+}
+
+bool Adjoin(const recording& st, const recording& stNext) {
+    return IsClosedBy(st, stNext.tStart) && (!st.IsClient() || AreFilled(st, stNext));
+}
+
 /// Which recordings have another one of their camera directly before and directly behind them.
 std::vector<bool> FindAdjoined(const std::vector<recording>& vRecordings) {
     std::vector<bool> vBefore(vRecordings.size()), vBehind(vRecordings.size());
@@ -74,7 +85,7 @@ std::vector<bool> FindAdjoined(const std::vector<recording>& vRecordings) {
     for (std::size_t n = 0; n < vRecordings.size(); ++n) {
         const auto [it, bFirst] = mPrevious.try_emplace(vRecordings[n].strCamera, n);
         if (bFirst) continue;
-        vBefore[n] = IsClosedBy(vRecordings[it->second], vRecordings[n].tStart);
+        vBefore[n] = Adjoin(vRecordings[it->second], vRecordings[n]);
         vBehind[it->second] = vBefore[n];
         it->second = n;
     }

@@ -13,8 +13,8 @@ bool GetNearestInfo(std::string strPath, OSL_FINFO_S& stInfo) {
     while (OSL_GetTargetInfo(strPath.empty() ? "/" : strPath.c_str(), stInfo) != 0) {
         const int nError = OSL_GetSystemLastError();
         const std::size_t nSlash = WithoutTrailingSlashes(strPath).rfind('/');
-        if ((nError != ENOENT && nError != ENOTDIR) || nSlash == std::string::npos) return false;
-        strPath.resize(nSlash);
+        if ((nError != ENOENT && nError != ENOTDIR) || strPath == ".") return false;
+        strPath = nSlash == std::string::npos ? "." : strPath.substr(0, nSlash);
     }
     return true;
 }

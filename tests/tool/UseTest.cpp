@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <thread>
 
+#include "RecordTree/RecordDirectory.h"
 #include "RunTool.h"
 #include "media/ClipSource.h"
 
@@ -221,14 +222,21 @@ TEST_F(ToolUse, WhatWouldSpoilRecordingsIsRefused) {
     ExpectEnd(1, strImport, "new/RecordFile/notes");
     EXPECT_TRUE(fs::exists("new/RecordFile/notes"));
     ExpectEnd(0, strImport + " --yes");
+    EXPECT_EQ(LiesOnRootDisk("missing"), LiesOnRootDisk("."));
     ExpectEnd(0, "check --dir disk");
 }
 
 /// Puts a transport stream of 6 s, without times of day, where record would have put it.
-void PutRecording(const std::string& strName) {
-    const std::string strPath = "disk/RecordFile/" + strName.substr(0, 8) + "/cam/";
-    fs::create_directories(strPath);
-    fs::copy_file("streams/h264.ts", strPath + strName);
+fs::path PutRecording(const std::string& strName) {
+    const fs::path path = "disk/RecordFile/" + strName.substr(0, 8) + "/cam/" + strName;
+    fs::create_directories(path.parent_path());
+    fs::copy_file("streams/h264.ts", path);
+    return path;
+}
+
+void SetLastChange(const fs::path& path, std::int64_t nSeconds) {
+    fs::last_write_time(path, std::chrono::file_clock::from_sys(
+                                  std::chrono::sys_seconds(std::chrono::seconds(nSeconds))));
 }
 
 TEST_F(ToolUse, ACopiedArchiveTellsTheSame) {
@@ -249,10 +257,7 @@ TEST_F(ToolUse, ACopiedArchiveTellsTheSame) {
 TEST_F(ToolUse, TheHourThatComesTwiceIsTwoHours) {
     for (const auto& [strName, nClosed] : {std::pair("20241027_023000.mp4", 1729989006),
                                            std::pair("20241027_023500.mp4", 1729992906)}) {
-        PutRecording(strName);
-        fs::last_write_time(std::string("disk/RecordFile/20241027/cam/") + strName,
-                            std::chrono::file_clock::from_sys(
-                                std::chrono::sys_seconds(std::chrono::seconds(nClosed))));
+        SetLastChange(PutRecording(strName), nClosed);
     }
     const auto vFound = Tool("query --dir disk --from 2024-10-27 --to 2024-10-28 --json").Json();
     EXPECT_EQ(vFound.at(0)["start"], "2024-10-27T02:30:00+02:00");
@@ -262,6 +267,17 @@ TEST_F(ToolUse, TheHourThatComesTwiceIsTwoHours) {
     EXPECT_EQ(
         Tool("query --dir disk --from 2024-10-27T02:00+01:00 --to 2024-10-28 --json").Json().size(),
         1u);
+}
+
+// It is noticed when nothing came for a while: the file is closed then, and the next one begins.
+TEST_F(ToolUse, ACameraThatFellSilentLeavesItsGap) {
+    for (const int nSecond : {10, 30, 50}) {
+        const fs::path path = PutRecording("20240305_0800" + std::to_string(nSecond) + ".mp4");
+        if (nSecond == 30) fs::resize_file(path, fs::file_size(path) / 2);
+        SetLastChange(path, 1709622020 + nSecond);
+    }
+    const std::string strFound = Tool("query --dir disk --from 2024-03-05 --to 2024-03-06").strOut;
+    EXPECT_THAT(strFound, testing::HasSubstr("08:00:30  2024-03-05 08:00:33"));
 }
 
 TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
@@ -279,6 +295,10 @@ TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
     EXPECT_EQ(js["gaps"], 0);
     EXPECT_EQ(Frames("clip.mp4").size(), js["frames"]);
     EXPECT_NEAR(*CMediaInput("clip.mp4", nullptr).Duration(), 7, 0.2);
+    const openMedia stClip = OpenMedia("clip.mp4", nullptr);
+    const auto* pCreated = av_dict_get(stClip.pFormat->metadata, "creation_time", nullptr, 0);
+    ASSERT_TRUE(pCreated);
+    EXPECT_THAT(pCreated->value, testing::StartsWith("2024-03-05T07:00:0"));
     ExpectEnd(0, "verify clip.mp4.manifest.json");
     EXPECT_EQ(json::parse(GetFile("clip.mp4.manifest.json"))["recordings"].size(), 2u);
 
@@ -340,6 +360,9 @@ TEST_F(ToolUse, WhatIsKeptOutlivesTheRecordingAndTellsAnyChange) {
         "keep --dir disk --dir disk2 --camera h264.mp4 --from 2000-01-01 --to 2100-01-01 --into ";
     ExpectEnd(2, strKeep + "disk/RecordFile/kept", "where the engine deletes");
     ExpectEnd(0, strKeep + "kept --note why");
+    for (const char* pFolder : {"disk", "disk/RecordFile", "kept"}) {
+        EXPECT_EQ(fs::status(pFolder).permissions(), fs::perms(0750)) << pFolder;
+    }
     ExpectEnd(1, strKeep + "kept", "holds a manifest already");
     std::filesystem::remove_all("disk");
     // The host of the other layout begins the recording anew.

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "Osl/Osl.h"
 #include "base/Failure.h"
 #include "base/ServiceManager.h"
 #include "base/Times.h"
@@ -20,6 +21,7 @@ int Run(const programOptions& stOptions, const command& stCommand) {
     if (stOptions.bUtc) SetShownClock(shownClock::UTC);
     try {
         SetStorageOption(STORAGE_OPTION_PRIVATE_MODES, 1);
+        OSL_SetPrivateModes(true);  // what is made without the library, too
         // The library's own default lies outside the user's reach.
         if (EnableTarget(LOG_TARGET_FILE, strLogDir.c_str(), 0, 1) == LOG_ERR_PARAM) {
             throw CUsageError("--log-dir " + strLogDir + ": the path is too long");

@@ -52,6 +52,7 @@ public:
         }
         std::error_code stError;
         m_bMade = fs::create_directories(m_strPath, stError);
+        if (m_bMade) fs::permissions(m_strPath, fs::perms(0750), stError);
         if (stError) throw CFailure("cannot make " + m_strPath + ": " + stError.message());
     }
     ~CKeepFolder() {

@@ -27,14 +27,20 @@ CCameraConnection::~CCameraConnection() {
     EndFile();
 }
 
-std::optional<std::size_t> CCameraConnection::RecordNext() {
+/// A camera that sends only sound so far has not come back yet.
+const accessUnit* CCameraConnection::NextWanted() {
     const accessUnit* pUnit = m_objInput.Next();
+    while (pUnit && pUnit->eTrack == ETrack::Audio && !m_optChannel) pUnit = m_objInput.Next();
+    return pUnit;
+}
+
+std::optional<std::size_t> CCameraConnection::RecordNext() {
+    const accessUnit* pUnit = NextWanted();
     if (!pUnit) return std::nullopt;
     if (Source() == ESource::Live && HasChangedCodec(*pUnit)) {
         throw CFailure("the camera has changed its codec");
     }
     if (!m_objPacer.WaitFor(pUnit->fTime)) return std::nullopt;
-    if (pUnit->eTrack == ETrack::Audio && !m_optChannel) return 0;
     const bool bAnother = BeginsAnotherStream(*pUnit);
     if (bAnother || !m_optChannel) BeginFile();
     const Bytes stBytes = m_objWriter.Make(*pUnit);

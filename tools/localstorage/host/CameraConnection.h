@@ -36,6 +36,7 @@ public:
     std::optional<std::size_t> RecordNext();
 
 private:
+    const accessUnit* NextWanted();
     bool HasChangedCodec(const accessUnit& stUnit) const;
     void BeginFile();
     void EndFile();

@@ -41,11 +41,13 @@ hostEvent ToEvent(int nMessage, const void* pData, unsigned nDataLen, void* pUse
 }
 
 /// Each record directory with its free space.
-std::string SpaceOf(const std::vector<std::string>& vDirs) {
+std::string SpaceOf(const hostSettings& stSettings) {
     std::vector<std::string> vSpaces;
-    for (const std::string& strDir : vDirs) {
-        vSpaces.push_back(strDir + " has " + std::to_string(DiskRoomOf(strDir).nFreeBytes >> 20) +
-                          " MiB");
+    for (const std::string& strDir : stSettings.vDirs) {
+        const bool bMissing = stSettings.bRequireMount && LiesOnRootDisk(strDir);
+        const auto nMiB = DiskRoomOf(strDir).nFreeBytes >> 20;
+        vSpaces.push_back(bMissing ? "no disk is mounted at " + strDir
+                                   : strDir + " has " + std::to_string(nMiB) + " MiB");
     }
     return Joined(vSpaces, ", ");
 }
@@ -79,7 +81,7 @@ std::string OpenFault(int nError, const hostSettings& stSettings) {
         case STORAGE_ERROR_DISK_FULL:
             return "no record directory has room, each needs more than " +
                    std::to_string(LOCALSTORAGE_DISK_FULL_SPACE) +
-                   " MiB free: " + SpaceOf(stSettings.vDirs);
+                   " MiB free: " + SpaceOf(stSettings);
         case STORAGE_ERROR_CHANNEL_OPEN:
             return "this recording is open already";
         case STORAGE_ERROR_OPEN_FILE:

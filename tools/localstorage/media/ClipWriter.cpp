@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/Failure.h"
+#include "base/Times.h"
 
 namespace {
 
@@ -41,8 +42,7 @@ void CClipWriter::Begin(const AVCodecParameters& stVideo, const AVCodecParameter
         const bool bAdts = pAudio->codec_id == AV_CODEC_ID_AAC && pAudio->extradata_size == 0;
         if (bAdts) nResult = OpenFilter("aac_adtstoasc", *pAudio, {1, TICKS}, m_pAudioFilter);
     }
-    const auto nBegin = tBegin.time_since_epoch().count();
-    av_dict_set(&pFormat->metadata, "creation_time", (std::to_string(nBegin) + "us").c_str(), 0);
+    av_dict_set(&pFormat->metadata, "creation_time", FormatIso(tBegin).c_str(), 0);
     m_objTarget.Prepare(*pFormat);
     if (nResult >= 0) pFormat->pb = m_objTarget.Open(nResult);
     AVDictionary* pOptions = nullptr;
