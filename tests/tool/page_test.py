@@ -144,6 +144,25 @@ class PageTest(unittest.TestCase):
         self.expect_true_time(player=1, recorded=60)
         self.assertIn("Nothing recorded until 08:02:0", page.text(".words"), "the other one waits")
 
+    def test_of_many_cameras_the_last_one_is_seen_playing_under_the_hours(self):
+        for number in range(64):
+            folder = self.root / f"many/RecordFile/20240305/gate{number}"
+            folder.mkdir(parents=True)
+            (folder / "20240305_080000.mp4").hardlink_to(CLIENT_CLIP.format(self.root))
+        with Server(TOOL, "--dir", self.root / "many") as server, Page(server.url) as page:
+            page.bar("gate63").send_keys(Keys.HOME, Keys.ENTER)
+            page.wait(lambda: page.run(SHOWN, 0)[1] > 1, "playing")
+            for seen in ("video", "#ruler"):
+                self.assertTrue(page.run("const box = document.querySelector(arguments[0]).getBoundingClientRect();"
+                                         "return box.top >= 0 && box.bottom <= innerHeight", seen), seen)
+
+    def test_bars_do_not_wait_for_the_state_of_the_cameras(self):
+        page = self.page
+        page.driver.execute_cdp_cmd("Network.enable", {})
+        page.driver.execute_cdp_cmd("Network.setBlockedURLs", {"urls": ["*/api/cameras"]})
+        page.driver.refresh()
+        page.bar("door")
+
     def test_pictures_one_by_one_and_seconds_by_keys(self):
         self.press(Keys.ARROW_RIGHT * 10)
         self.page.bar("door").send_keys(Keys.ENTER)
