@@ -66,7 +66,7 @@ def make_recordings(root):
     ffmpeg(*grey, "-t", "4", "-c:v", "libx265", "-preset", "ultrafast", "-x265-params", "log-level=none",
            root / "h265.mp4")
     for camera, start, name in (("door", "08:00:00", "h264.ts"), ("door", "08:02:00", "h264.ts"),
-                                ("roof", "08:00:00", "h265.mp4")):
+                                ("roof", "07:59:00", "h264.ts"), ("roof", "08:00:00", "h265.mp4")):
         subprocess.run([TOOL, "--log-dir", root / "log", "import", "--dir", root / "disk1", "--camera",
                         camera, "--start", f"2024-03-05 {start}", root / name],
                        check=True, stdout=subprocess.DEVNULL)
@@ -144,6 +144,25 @@ class PageTest(unittest.TestCase):
         self.expect_true_time(player=1, recorded=60)
         self.assertIn("Nothing recorded until 08:02:0", page.text(".words"), "the other one waits")
 
+    def test_of_many_cameras_the_last_one_is_seen_playing_under_the_hours(self):
+        for number in range(64):
+            folder = self.root / f"many/RecordFile/20240305/gate{number}"
+            folder.mkdir(parents=True)
+            (folder / "20240305_080000.mp4").hardlink_to(CLIENT_CLIP.format(self.root))
+        with Server(TOOL, "--dir", self.root / "many") as server, Page(server.url) as page:
+            page.bar("gate63").send_keys(Keys.HOME, Keys.ENTER)
+            page.wait(lambda: page.run(SHOWN, 0)[1] > 1, "playing")
+            for seen in ("video", "#ruler"):
+                self.assertTrue(page.run("const box = document.querySelector(arguments[0]).getBoundingClientRect();"
+                                         "return box.top >= 0 && box.bottom <= innerHeight", seen), seen)
+
+    def test_bars_do_not_wait_for_the_state_of_the_cameras(self):
+        page = self.page
+        page.driver.execute_cdp_cmd("Network.enable", {})
+        page.driver.execute_cdp_cmd("Network.setBlockedURLs", {"urls": ["*/api/cameras"]})
+        page.driver.refresh()
+        page.bar("door")
+
     def test_pictures_one_by_one_and_seconds_by_keys(self):
         self.press(Keys.ARROW_RIGHT * 10)
         self.page.bar("door").send_keys(Keys.ENTER)
@@ -168,12 +187,15 @@ class PageTest(unittest.TestCase):
         self.assertAlmostEqual(seconds, 20, delta=1.1)
 
     def test_what_cannot_be_decoded_is_said(self):
-        self.page.click_bar("roof", 0.01)
+        self.page.bar("roof").send_keys(Keys.END, Keys.ENTER)
         words = self.page.wait(lambda: self.page.text(".words"), "words")
         self.assertIn("cannot show H.265, as roof is recorded", words)
         link = self.page.find(".words a").get_attribute("href")
         subprocess.run(["curl", "-sSf", "-o", self.root / "roof.mp4", link], check=True)
         self.assertEqual(probe(self.root / "roof.mp4")[0], "hevc")
+        self.press(Keys.ARROW_LEFT * 6, " ")
+        self.page.wait(lambda: self.page.run(SHOWN, 0)[2] >= 2, "what was encoded otherwise before")
+        self.page.wait(lambda: "cannot show H.265" in self.page.text(".words"), "words where it changes")
 
     def test_the_calendar_marks_days_with_recordings(self):
         self.page.find("#day").click()

@@ -49,8 +49,9 @@ void CClipJoin::TellGap(UtcTime tNext) const {
 /// A track holds one kind of stream.
 bool CClipJoin::Fits(const recording& stRecording, const openMedia& stMedia) {
     const trackKind stKind(*stMedia.pStream->codecpar);
-    if (!m_optVideo) m_optVideo = stKind;
+    if (!m_optVideo || !m_bAnything) m_optVideo = stKind;
     if (stKind.eCodec != m_optVideo->eCodec) {
+        m_bEnded = m_eOtherCodec == EOtherCodec::Ends;
         m_stEvents.fnFailure(stRecording.Path() + " is " +
                              (stMedia.eCodec == ECodec::H264 ? "H.264, the clip began as H.265"
                                                              : "H.265, the clip began as H.264") +
@@ -230,9 +231,9 @@ void CClipJoin::Add(const recording& stRecording) {
 
 void CClipJoin::Run() {
     for (const recording& st : m_vRecordings) {
-        if (!m_bStop) Add(st);
+        if (!m_bStop && !m_bEnded) Add(st);
     }
-    while (auto optNext = m_bStop ? std::nullopt : m_stGrowth.fnNext()) {
+    while (auto optNext = m_bStop || m_bEnded ? std::nullopt : m_stGrowth.fnNext()) {
         Add(m_lsFollowing.emplace_back(*std::move(optNext)));
     }
     if (m_bStop) throw CFailure("stopped; nothing was written");

@@ -46,6 +46,10 @@ struct joinGrowth {
     std::function<std::optional<recording>()> fnNext = [] { return std::nullopt; };
 };
 
+/// Where a camera goes over to the other encoding, which the clip's track cannot hold: the clip
+/// goes on after it, or ends, so that whoever asks from there on gets the rest.
+enum class EOtherCodec { LeftOut, Ends };
+
 /// The recordings show nothing of the range.
 class CNothingToShow : public CFailure {
 public:
@@ -57,13 +61,15 @@ public:
     /// Of these recordings, what lies in the range. All of it has to outlive the object.
     CClipJoin(CClipWriter& objWriter, const timeSpan& stRange,
               const std::vector<recording>& vRecordings, const std::atomic<bool>& bStop,
-              joinEvents stEvents = {}, joinGrowth stGrowth = {})
+              joinEvents stEvents = {}, joinGrowth stGrowth = {},
+              EOtherCodec eOtherCodec = EOtherCodec::LeftOut)
         : m_objWriter(objWriter),
           m_stRange(stRange),
           m_vRecordings(vRecordings),
           m_bStop(bStop),
           m_stEvents(std::move(stEvents)),
           m_stGrowth(std::move(stGrowth)),
+          m_eOtherCodec(eOtherCodec),
           m_objTimed(objWriter, stRange.tStart, stRange.tEnd, m_stEvents.fnFailure),
           m_tCovered(stRange.tStart) {}
 
@@ -101,10 +107,11 @@ private:
     const std::atomic<bool>& m_bStop;
     const joinEvents m_stEvents;
     const joinGrowth m_stGrowth;
+    const EOtherCodec m_eOtherCodec;
     std::deque<recording> m_lsFollowing;  ///< that were not known at first
     CTimedClip m_objTimed;
     std::optional<trackKind> m_optVideo;  ///< of the first recording
-    bool m_bAnything = false, m_bAudioTold = false;
+    bool m_bAnything = false, m_bAudioTold = false, m_bEnded = false;
     UtcTime m_tBegin;
     UtcTime m_tCovered;  ///< up to where recordings have been looked at
     std::vector<const recording*> m_vUsed;

@@ -21,10 +21,12 @@ function roomText({ full, free_bytes: free, full_in_seconds: seconds }) {
     return `${bytesText(free)} free${lasting}`;
 }
 
+const isLost = ({ error, missing }) => Boolean(error || missing);
+
 function diskItem(disk) {
-    const { dir, error, missing, oldest_day: oldest } = disk;
+    const { dir, error, oldest_day: oldest } = disk;
     const name = make('strong', { title: dir }, dir);
-    if (error || missing) return make('li', { className: 'bad' }, name, make('span', {}, error ?? 'it is missing'));
+    if (isLost(disk)) return make('li', { className: 'bad' }, name, make('span', {}, error ?? 'it is missing'));
     const used = disk.bytes + disk.picture_bytes;
     const meter = make('meter', { min: 0, max: used + disk.free_bytes || 1, value: used });
     meter.ariaLabel = `How full ${dir} is`;
@@ -48,14 +50,14 @@ const count = (number, one, many) => `${number} ${number === 1 ? one : many}`;
 
 /** The panels, and in the page's head the sum of it. */
 export function showHealth(disks, cameras) {
-    byId('disks').replaceChildren(...disks.map(diskItem));
+    const lost = disks.filter(isLost);
+    byId('disks').replaceChildren(...[...lost, ...disks.filter((disk) => !isLost(disk))].map(diskItem));
     const stopped = cameras.filter(({ state }) => state === 'stopped');
     const others = cameras.filter(({ state }) => state !== 'stopped');
     byId('cameras').replaceChildren(...[...stopped, ...others].map(cameraItem));
-    const failing = disks.filter(({ error, missing }) => error || missing).length;
     const faults = [
         stopped.length > 0 && `${count(stopped.length, 'camera has', 'cameras have')} stopped`,
-        failing > 0 && `${count(failing, 'disk', 'disks')} cannot be read`,
+        lost.length > 0 && `${count(lost.length, 'disk', 'disks')} cannot be read`,
     ].filter(Boolean);
     const summary = byId('health');
     summary.textContent = faults.join(', ') || 'All is well';

@@ -39,7 +39,7 @@ async function showDay(day) {
     days.show(day);
     const rows = await tell('api/timeline', { day });
     if (days.day !== day) return; // another one was chosen meanwhile
-    timeline.set(cameras, rows);
+    timeline.setDays(rows);
     view.setDay(day, midnight(day), midnight(nextDay(day)));
 }
 
@@ -48,6 +48,7 @@ async function loadHealth() {
     cameras = list;
     for (const { last } of cameras) if (last) parse(last);
     showHealth(disks, cameras);
+    timeline.setCameras(cameras);
     byId('live').disabled = !cameras.some(({ state }) => state === 'recording');
 }
 
@@ -145,11 +146,13 @@ listenToKeys({
     'Enter': playFrom,
 });
 
-async function begin() {
-    await loadHealth();
+async function showNewest() {
     await days.load(dayOf(now()));
     await showDay(days.day);
 }
+
+/** The bars do not wait for what takes a walk through all that is recorded. */
+const begin = () => Promise.all([showNewest(), loadHealth()]);
 
 showState(stage);
 begin().catch(report).finally(() => setTimeout(refresh, REFRESH));

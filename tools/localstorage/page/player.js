@@ -144,11 +144,11 @@ export class Player {
         if (this.#stream.broken && this.video.readyState < 3) this.#open(time);
     }
 
-    /** At the end of what the server had; more may have been recorded since. */
+    /** At the end of what the server had: more may have been recorded since, or is encoded otherwise. */
     #end() {
         if (this.failed || !this.#stream) return;
         const end = this.#stream.wallAt(this.video.duration);
-        if (this.isRecording() && end > this.#target + SOME) return this.#open(end);
+        if (end > this.#target + SOME) return this.#open(end);
         this.say('Nothing more is recorded.');
     }
 }

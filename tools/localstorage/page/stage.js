@@ -58,6 +58,7 @@ export class Stage extends EventTarget {
         this.playing = true;
         this.jump(time);
         this.add(camera);
+        this.element.parentElement.scrollIntoView({ block: 'nearest' }); // far below it may have been asked for
     }
 
     jump(time) {

@@ -10,6 +10,8 @@ const WHEEL = 1.002; // per px
 
 export class Timeline {
     #rows = new Map(); // { element, box, bar } by camera
+    #cameras = [];
+    #days = null; // not known yet
     #drawing = false;
 
     constructor(view, stage, range) {
@@ -39,8 +41,21 @@ export class Timeline {
         return [...this.#rows.values()].map(({ bar }) => bar);
     }
 
-    /** Cameras as /api/cameras tells them, their day as /api/timeline does. */
-    set(cameras, days) {
+    /** Cameras as /api/cameras tells them. */
+    setCameras(cameras) {
+        this.#cameras = cameras;
+        this.#fill();
+    }
+
+    /** Their day as /api/timeline tells it. */
+    setDays(days) {
+        this.#days = days;
+        this.#fill();
+    }
+
+    #fill() {
+        const [cameras, days] = [this.#cameras, this.#days];
+        if (!days) return;
         const names = [...new Set([...cameras, ...days].map(({ camera }) => camera))].sort();
         for (const [camera, row] of this.#rows) {
             if (names.includes(camera)) continue;

@@ -293,7 +293,7 @@ void CApi::Join(const clipRequest& st, CClipTarget& objTarget) const {
                     .fnNext = [&] { return optFollow->Next(); }};
     }
     try {
-        CClipJoin(objWriter, st.stRange, st.vFound, m_bStop, {}, stGrowth).Run();
+        CClipJoin(objWriter, st.stRange, st.vFound, m_bStop, {}, stGrowth, EOtherCodec::Ends).Run();
     } catch (const CNothingToShow&) {
         throw CHttpFailure(HTTP_NOT_FOUND, NOTHING);
     }
