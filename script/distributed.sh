@@ -6,8 +6,8 @@
 # Sourced by the scripts of single file systems, after script/common.sh, with their arguments: the
 # layouts. They make the folder notes, for what a host notes down, and define
 #     compare_copies     adds to $wrong when the servers do not all hold the same
-#     lose_machine       the first machine is gone, for its servers too
-#     replace_machine    another one is in its place
+#     lose_machine       cuts the first machine off from the servers, for good
+#     replace_machine    puts another one in its place
 # shellcheck shell=bash
 
 layouts='backup client'
