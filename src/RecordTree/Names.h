@@ -42,6 +42,9 @@ inline constexpr char DIRECTORY_FILE[] = ".localstorage";
 inline constexpr char RECORDING_EXTENSION[] = ".mp4";
 inline constexpr char PICTURE_EXTENSION[] = ".jpg";
 
+/// A camera's picture until it is whole, in the folder where it is to lie.
+inline constexpr char NEW_PICTURE[] = ".new-picture";
+
 /// The files of the index, and what stood behind their names while an earlier version wrote them.
 inline constexpr char INDEX_FILE_LEVEL1[] = "index01.bin";
 inline constexpr char INDEX_FILE_LEVEL2[] = "index02.bin";

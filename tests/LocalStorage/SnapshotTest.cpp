@@ -12,22 +12,29 @@ protected:
     std::string m_strPath;
 };
 
-TEST_F(Snapshot, IsNamedByTheSecondAndReplacedInItAndAFailureIsTold) {
+TEST_F(Snapshot, IsNamedByTheSecondWhenItIsWholeAndAFailureIsTold) {
     Start();
-    m_faults.Fail(Op::Open, Ends(".jpg"), EMFILE).Times(1);
+    m_faults.Fail(Op::Open, Ends(".new-picture"), EMFILE).Times(1);
     EXPECT_FALSE(Picture("cam01", "jpg", &m_strPath));
     EXPECT_EQ(m_strPath, "");
     EXPECT_TRUE(Picture("cam01", "first and longer"));
+    const auto before = [&] { EXPECT_EQ(GetFile(m_strFile), "first and longer"); };
+    m_faults.Before(Op::Rename, Is(m_strFile), before).Times(1);
     EXPECT_TRUE(Picture("cam01", "second", &m_strPath));
     EXPECT_EQ(m_strPath, m_strFile);
     EXPECT_EQ(GetFile(m_strFile), "second");
     EXPECT_THAT(Said(), IsEmpty());
-    for (const Op eOp : {Op::Write, Op::Close}) {
-        ForgetMessages();
-        m_faults.Fail(eOp, Ends(".jpg"), EFBIG).Times(1);
-        EXPECT_FALSE(Picture("cam01", "jpg", &m_strPath));
-        EXPECT_EQ(m_strPath, m_strFile);
-        EXPECT_THAT(Said(), ElementsAre("6 cam01 27 132 -"));
+    for (const bool bThere : {true, false}) {
+        for (const Op eOp : {Op::Write, Op::Close, Op::Rename}) {
+            ForgetMessages();
+            if (!bThere) std::filesystem::remove(m_strFile);
+            m_faults.Fail(eOp, Ends(".new-picture"), EFBIG).Times(1);
+            EXPECT_FALSE(Picture("cam01", "jpg", &m_strPath));
+            EXPECT_EQ(m_strPath, m_strFile);
+            EXPECT_THAT(Said(), ElementsAre("6 cam01 27 132 -"));
+            EXPECT_EQ(Exists(m_strFile), bThere || eOp != Op::Rename) << "what was written stays";
+            EXPECT_TRUE(!bThere || GetFile(m_strFile) == "second") << "but replaces none";
+        }
     }
 }
 

@@ -47,7 +47,10 @@ protected:
         m_pAccepted = static_cast<Accepted*>(::mmap(
             nullptr, sizeof(Accepted), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     }
-    ~Walk() override { ::munmap(m_pAccepted, sizeof(Accepted)); }
+    ~Walk() override {
+        ::munmap(m_pAccepted, sizeof(Accepted));
+        SetStorageOption(STORAGE_OPTION_RESERVE_STEP, 32);
+    }
 
     bool IsClient() const { return GetParam() == LOCAL_STORAGE_CLIENT; }
 
@@ -57,6 +60,7 @@ protected:
         Reset();
         m_faults.SkipSleeps();
         SetStorageOption(STORAGE_OPTION_SYNC_INTERVAL, m_nSyncInterval);
+        SetStorageOption(STORAGE_OPTION_RESERVE_STEP, 1);
         g_pRecDirName = "RecordFile";  // a killed process takes its switch with it
         AddDisk("1");
         m_stInfo.enumStorageType = GetParam();
@@ -74,7 +78,7 @@ protected:
             if (!IsClient()) PutFile(Disk() + "RecordFile/" + pOther, "x");
         }
         PutFile(Disk() + "ImageFile/20240301/check/20240301_080000.jpg", "old");
-        PutFile(Disk() + ".localstorage", "identity 1\nin use since 1\n");
+        PutFile(Disk() + ".localstorage", "in use since 1\n");  // and no identity yet
         m_vOld = RecordFiles();
         *m_pAccepted = {};
         m_vDid.clear();
@@ -243,6 +247,14 @@ protected:
         EXPECT_TRUE(m_pEngine->Release());
         ExpectNothingLost(bKilled);
         ExpectTrueIndex(true);
+        if (bKilled) ExpectNothingReserved();
+    }
+    void ExpectNothingReserved() const {
+        for (const std::string& strPath : RecordFiles()) {
+            struct stat stStat;
+            EXPECT_EQ(::stat(strPath.c_str(), &stStat), 0);
+            EXPECT_LT(stStat.st_blocks * 512, 1 << 19) << strPath;
+        }
     }
 
     /// After a run in which something failed that does not any more.
@@ -280,6 +292,34 @@ protected:
         EXPECT_EQ(std::count(m_vDid.begin(), m_vDid.end(), false), IsClient() ? 1 : 0);
     }
 
+    /// Runs it again and again, each time with another call that fails, between what prepares it
+    /// and what checks it.
+    void FailEachCall(const std::function<void()>& prepare, const std::function<void()>& run,
+                      const std::function<void(bool bForEver)>& check) {
+        for (const bool bForEver : {false, true}) {
+            bool bCalled = true;
+            for (std::uint64_t nCall = 1; bCalled; ++nCall) {
+                for (const int nError : ErrorsAt(nCall)) {
+                    std::string strWhere;
+                    std::uint64_t nCalls = 0;
+                    const auto match = [&](const std::string& strPath) {
+                        if (++nCalls == nCall) strWhere = strPath;
+                        return true;
+                    };
+                    prepare();
+                    auto rule = m_faults.Fail(Op::Any, match, nError).From(nCall);
+                    if (!bForEver) rule.Times(1);
+                    run();
+                    bCalled = rule.Seen() >= nCall;
+                    SCOPED_TRACE("call " + std::to_string(nCall) +
+                                 (bForEver ? " and all later, " : ", ") + std::strerror(nError) +
+                                 ", " + strWhere);
+                    check(bForEver);
+                }
+            }
+        }
+    }
+
     using Accepted = std::array<bool, 8>;
     Accepted* m_pAccepted = nullptr;  // shared with the processes that are killed
     std::vector<bool> m_vDid, m_vReference;
@@ -293,28 +333,33 @@ protected:
 
 TEST_P(Walk, AnyCallToTheSystemMayFail) {
     ExpectReference();
-    for (const bool bForEver : {false, true}) {
-        std::uint64_t nSeen = 1;
-        for (std::uint64_t nCall = 1; nCall <= nSeen; ++nCall) {
-            for (const int nError : ErrorsAt(nCall)) {
-                std::string strWhere;
-                std::uint64_t nCalls = 0;
-                const auto match = [&](const std::string& strPath) {
-                    if (++nCalls == nCall) strWhere = strPath;
-                    return true;
-                };
-                Prepare();
-                auto rule = m_faults.Fail(Op::Any, match, nError).From(nCall);
-                if (!bForEver) rule.Times(1);
-                Run();
-                nSeen = rule.Seen();
-                SCOPED_TRACE("call " + std::to_string(nCall) +
-                             (bForEver ? " and all later, " : ", ") + std::strerror(nError) + ", " +
-                             strWhere);
-                ExpectGoesOn(bForEver);
-            }
-        }
-    }
+    FailEachCall([this] { Prepare(); }, [this] { Run(); },
+                 [this](bool bForEver) { ExpectGoesOn(bForEver); });
+}
+
+// The disk comes late, and its index is to be repaired.
+TEST_P(Walk, AnyCallMayFailWhileADiskIsTakenOver) {
+    const auto prepare = [this] {
+        Prepare();
+        fs::rename(m_dir / "1", m_dir / "disk");
+        fs::create_directory(m_dir / "1");
+        ASSERT_TRUE(Initialize());
+        fs::rename(m_dir / "1", m_dir / "below");
+        fs::rename(m_dir / "disk", m_dir / "1");
+        m_faults.SetDevice(m_dir / "1", 4711);
+    };
+    FailEachCall(
+        prepare, [this] { CheckDisk(); },
+        [this](bool) {
+            m_faults.ClearRules();
+            EXPECT_TRUE(Await([this] {
+                m_faults.AdvanceTime(6 * SECOND);
+                CheckDisk();
+                return LinesWith("is taken over") + LinesWith("until the next start") > 0;
+            }));
+            m_pEngine->Release();
+            ExpectGoodStart(false);
+        });
 }
 
 TEST_P(Walk, AnyAllocationMayFail) {

@@ -73,13 +73,14 @@ private:
                                 std::to_string(8 * (it - vWords.begin())) + " on");
             }
             for (++it; it != vWords.end() && *it == it[-1] + 1;) ++it;
-            if (*itBegin < m_mLast[strCamera]) Complain(strPath + ": out of order");
-            m_mLast[strCamera] = m_mRuns[*itBegin] = it[-1] + 1;
+            std::uint64_t& nLast = m_mLast[CNotes::StreamOf(*itBegin)];
+            if (*itBegin < nLast) Complain(strPath + ": out of order");
+            nLast = m_mRuns[*itBegin] = it[-1] + 1;
         }
     }
 
     std::map<std::uint64_t, std::uint64_t> m_mRuns;  // of words: first, one behind the last
-    std::map<std::string, std::uint64_t> m_mLast;    // of each camera
+    std::map<std::uint64_t, std::uint64_t> m_mLast;  // of each stream
 };
 
 /// The next start finds every recording, deletes none, and brings the index up.

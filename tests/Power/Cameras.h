@@ -55,7 +55,9 @@ struct CNotes {
     std::uint64_t FirstWord(unsigned nCamera, unsigned nPiece) const {
         return std::uint64_t{1 + nRun * MAX_CAMERAS + nCamera} << 40 | nPiece * WordsPerPiece();
     }
-    static std::uint64_t CameraOf(std::uint64_t nWord) { return ((nWord >> 40) - 1) % MAX_CAMERAS; }
+    /// A stream is of one camera and one run.
+    static std::uint64_t StreamOf(std::uint64_t nWord) { return (nWord >> 40) - 1; }
+    static std::uint64_t CameraOf(std::uint64_t nWord) { return StreamOf(nWord) % MAX_CAMERAS; }
 };
 
 /// The notes in a file, which is made when it is not there.

@@ -1,6 +1,7 @@
 // A host of many cameras, in real time: a thread per camera, as hosts have; a piece that comes late
 // does not delay the next ones.
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <map>
@@ -51,6 +52,7 @@ void RecordCamera(CRecordingHost& host, unsigned nCamera, bool bRestarts) {
             stFile = FileFromNow();
             bOpen = host.Open(strCamera, stFile);
             nNextTry = Now() + SECOND;
+            nRestart = std::max(nRestart, nNextTry);  // under another name, or it would be emptied
             g_pNotes->nRefusedOpens += !bOpen;
         }
         std::iota(vWords.begin(), vWords.end(), g_pNotes->FirstWord(nCamera, n));

@@ -81,17 +81,28 @@ struct storedImage {
     int nError = 0;
 };
 
-// Deliberate: what was written of a picture that failed stays, and the host has its path.
-storedImage Store(const fileOrder& stOrder, const std::string& strImage,
+// Gives the picture its name. Deliberate: what was written of one that failed gets it too, since
+// the host has its path; but it replaces none.
+int NameImage(const std::string& strNew, const std::string& strPath, bool bDone) {
+    if (!bDone && OSL_AccessFile(strPath.c_str(), 0) == 0) return OSL_DeleteFile(strNew.c_str());
+    return OSL_RenameFile(strNew.c_str(), strPath.c_str());
+}
+
+// Under another name until it is whole, so that nobody ever meets half a picture, or parts of two
+// of one second.
+storedImage Store(const fileOrder& stOrder, const std::string& strPath, const std::string& strImage,
                   const WantedFlag& pbWanted) {
     COpenedFile opened = COpenedFile::Open(stOrder, pbWanted);
     if (!opened.IsOpen() || !*pbWanted) return {false, opened.Error()};
     CRecordFile objFile = opened.Take();
     std::size_t nWritten = 0;
-    const bool bDone = objFile.Write(strImage.data(), strImage.size(), nWritten);
-    const int nError = bDone ? 0 : OSL_GetSystemLastError();
+    int nError =
+        objFile.Write(strImage.data(), strImage.size(), nWritten) ? 0 : OSL_GetSystemLastError();
     const int nCloseError = objFile.Close();
-    return {true, nError != 0 ? nError : nCloseError};
+    if (nError == 0) nError = nCloseError;
+    const bool bNamed = NameImage(stOrder.stPath.strPath, strPath, nError == 0) == 0;
+    if (nError == 0 && !bNamed) nError = OSL_GetSystemLastError();
+    return {true, nError};
 }
 
 }  // namespace
@@ -103,6 +114,7 @@ CLocalStorage::Attempt CLocalStorage::StoreImageOn(const std::string& strRecDir,
     const recordPath stPath = BuildImagePath(strRecDir, strCameraID);
     if (!VerifyImagePath(stPath.strPath)) return Attempt::Failed;
     fileOrder stOrder = OrderFor(stPath, OSL_OPEN_NEW, strCameraID, nullptr);
+    stOrder.stPath.strPath = std::string(stPath.Folder()) + "/" + NEW_PICTURE;
     stOrder.bIndexed = false;
     stOrder.nReserveStep = 0;
     CDiskCalls& calls = stOrder.pDisk->Calls();
@@ -113,9 +125,10 @@ CLocalStorage::Attempt CLocalStorage::StoreImageOn(const std::string& strRecDir,
     };
     const CDiskTurn turn(calls);
     if (turn) {
-        stored = calls.Post(DiskLane::Use, [=, strImage = std::string(pBuf, nSize)] {
-            return Store(stOrder, strImage, pbWanted);
-        });
+        stored = calls.Post(DiskLane::Use,
+                            [=, strPath = stPath.strPath, strImage = std::string(pBuf, nSize)] {
+                                return Store(stOrder, strPath, strImage, pbWanted);
+                            });
     }
     if (!turn || !IsAnswered(strRecDir, await)) {
         *pbWanted = false;
