@@ -6,11 +6,27 @@
 #include "Catalogue/Status.h"
 #include "CountPackets.h"
 #include "ServeUse.h"
+#include "media/RecordingFile.h"
 #include "serve/Parameters.h"
 
 namespace {
 
 using testing::HasSubstr;
+
+TEST(RecordingFile, AnEndThatWasReachedIsNotAskedForAgain) {
+    const CTempDir tmp;
+    PutFile(tmp / "file", "x");
+    unsigned nAsked = 0;
+    const std::atomic<bool> bStop = false;
+    const CRecordingFile objFile(
+        tmp / "file", [&](UtcTime) { return ++nAsked < 3; }, bStop);
+    EXPECT_EQ(avio_r8(objFile.Context()), 'x');
+    for (int n = 0; n < 3; ++n) {
+        avio_r8(objFile.Context());
+        EXPECT_TRUE(avio_feof(objFile.Context()));
+    }
+    EXPECT_EQ(nAsked, 3u);
+}
 
 /// Writes a file as a host does that records: a little now, a little later.
 void Grow(const std::string& strPath, const std::string& strBytes) {
@@ -69,6 +85,26 @@ TEST_P(ServeGrowing, WhatIsRecordedIsFollowedUntilTheCameraIsSilent) {
     EXPECT_EQ(CountPackets("followed", EAudio::Yes) > 2 * nFrames, GetParam() == std::string("ts"));
     EXPECT_GT(CountPackets("span", EAudio::No), 5u);
     EXPECT_LT(CountPackets("span", EAudio::No), nFrames) << "it is not followed";
+}
+
+TEST_F(ServeUse, WhoWatchesOneDiskLeavesRoomForOthers) {
+    ImportFour();
+    Import("other", "2024-03-05 08:00");
+    Serve("--dir disk --dir other");
+    // What was just written is followed for a minute.
+    const std::string strTarget = "/get?path=my%20cam&start=2024-03-05T08:00:00Z";
+    std::vector<int> vSockets;
+    for (int n = 0; n < 128; ++n) {
+        vSockets.push_back(Send(m_nPort, "GET " + strTarget + " HTTP/1.0\r\n\r\n"));
+    }
+    for (const int nSocket : vSockets) {
+        char cFirst = 0;
+        EXPECT_EQ(recv(nSocket, &cFirst, 1, 0), 1);
+    }
+    Expect(strTarget, 503);
+    Expect("/list?path=my%20cam", 200);
+    Expect("/get?path=cam01&start=2024-03-05T07:00:00Z&duration=6", 200);
+    std::for_each(vSockets.begin(), vSockets.end(), close);
 }
 
 /// Bytes changed, missing and repeated.

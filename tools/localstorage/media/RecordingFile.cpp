@@ -35,7 +35,10 @@ int CRecordingFile::ReadNext(std::span<char> stBuffer) {
         m_nAt += nRead;
         if (nRead > 0) return static_cast<int>(nRead);
         if (m_bStop) return AVERROR_EXIT;
-        if (!bGrows) return AVERROR_EOF;
+        if (!bGrows) {
+            EndWhereItEnds();  // FFmpeg reads again at an end, and would wait for each answer
+            return AVERROR_EOF;
+        }
         std::this_thread::sleep_for(LOOK_AGAIN);
     }
 }

@@ -279,6 +279,9 @@ httpAnswer CApi::List(const httpRequest& stRequest, const CParameterReader& objR
 
 /// Writes what is asked for, to its end.
 void CApi::Join(const clipRequest& st, CClipTarget& objTarget) const {
+    std::set<std::string> setDirs;
+    for (const recording& stOne : st.vFound) setDirs.insert(stOne.strDir);
+    const auto vTurns = m_objDisks.BeginWatching(setDirs);
     CClipWriter objWriter(objTarget);
     joinGrowth stGrowth{.fnGrows = IsBeingWritten};
     std::optional<CFollow> optFollow;

@@ -65,6 +65,9 @@ CDiskThreads::Thread CDiskThreads::Start(std::function<void()> fnWork) const {
 
 CDisks::CDisks(const std::vector<std::string>& vDirs)
     : m_vDirs(PlainDirs(vDirs)), m_mThreads(ThreadsOf(m_vDirs)) {
+    for (const std::string& strDir : m_vDirs) {
+        m_mRoom[strDir] = std::make_shared<Room>(MOST_WATCHING);
+    }
     std::vector<std::string> vAnswered = m_vDirs;
     for (const std::string& strFault : Ask(vAnswered, FaultOf)) {
         if (!strFault.empty()) throw CFailure(strFault);
@@ -84,6 +87,19 @@ std::vector<std::string> CDisks::Readable() const {
         return true;
     });
     return vDirs;
+}
+
+std::vector<std::shared_ptr<void>> CDisks::BeginWatching(
+    const std::set<std::string>& setDirs) const {
+    std::vector<std::shared_ptr<void>> vTurns;
+    for (const std::string& strDir : setDirs) {
+        const auto& pRoom = m_mRoom.at(strDir);
+        if (!pRoom->try_acquire()) {
+            throw CFailure("too many are watching what is recorded in " + strDir);
+        }
+        vTurns.emplace_back(nullptr, [pRoom](void*) { pRoom->release(); });
+    }
+    return vTurns;
 }
 
 bool CDisks::IsDone(const OSL_WatchedThread& objThread,

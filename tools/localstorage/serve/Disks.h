@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <semaphore>
 #include <set>
 #include <string>
 #include <system_error>
@@ -46,6 +47,11 @@ public:
     /// Those whose entries can be read now. Any thread.
     std::vector<std::string> Readable() const;
 
+    /// One more who watches recordings in these directories, while the result lives. Throws
+    /// CFailure where so many do already that more could leave no threads for others, if the disk
+    /// hung. Any thread.
+    std::vector<std::shared_ptr<void>> BeginWatching(const std::set<std::string>& setDirs) const;
+
     /// What `fnAsk` returns of each of these directories, which are asked at once. Those that
     /// cannot be read, which it tells by std::system_error, and those that hang are taken out of
     /// `vDirs`. What it uses it owns. Any thread.
@@ -53,12 +59,16 @@ public:
     auto Ask(std::vector<std::string>& vDirs, const Function& fnAsk) const;
 
 private:
+    static constexpr int MOST_WATCHING = 128;  // in one directory
+    using Room = std::counting_semaphore<MOST_WATCHING>;
+
     static bool IsDone(const OSL_WatchedThread& objThread,
                        const std::function<bool(std::chrono::milliseconds)>& fnWait);
 
     const std::vector<std::string> m_vDirs;
     const std::map<std::string, CDiskThreads> m_mThreads;
-    std::set<std::string> m_setMounted;  ///< those on a disk of their own
+    std::map<std::string, std::shared_ptr<Room>> m_mRoom;  ///< for who watches
+    std::set<std::string> m_setMounted;                    ///< those on a disk of their own
 };
 
 template <typename Function>
@@ -74,7 +84,8 @@ auto CDisks::Ask(std::vector<std::string>& vDirs, const Function& fnAsk) const {
     std::vector<Result> vResults;
     std::vector<std::string> vAnswered;
     for (std::size_t n = 0; n < vAsked.size(); ++n) {
-        auto& [pThread, objResult] = vAsked[n];
+        const CDiskThreads::Thread& pThread = vAsked[n].first;
+        std::future<Result>& objResult = vAsked[n].second;
         const auto Wait = [&](auto nTime) {
             return objResult.wait_for(nTime) == std::future_status::ready;
         };
