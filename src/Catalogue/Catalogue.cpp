@@ -34,29 +34,6 @@ treePart PartOf(const recordingFilter& stFilter) {
     return stPart;
 }
 
-/// When clocks showed what names say, asked once for each day of one length.
-class CNameClock {
-public:
-    localMoments MomentsOf(LocalTime tTime) {
-        const LocalTime tDay = StartOfDay(tTime);
-        const auto [it, bNew] = m_mMidnights.try_emplace(tDay);
-        if (bNew) it->second = MidnightOf(tDay);
-        if (!it->second) return ::MomentsOf(tTime);
-        const UtcTime tOnly = *it->second + (tTime - tDay);
-        return {tOnly, tOnly};
-    }
-
-private:
-    /// Nothing for a day in which the clock is put forward or back.
-    static std::optional<UtcTime> MidnightOf(LocalTime tDay) {
-        const localMoments stThis = ::MomentsOf(tDay), stNext = ::MomentsOf(tDay + chrono::days(1));
-        const bool bPlain = !stThis.IsTwice() && stNext.tFirst - stThis.tFirst == chrono::days(1);
-        return bPlain ? std::optional(stThis.tFirst) : std::nullopt;
-    }
-
-    std::map<LocalTime, std::optional<UtcTime>> m_mMidnights;
-};
-
 /// Throws what the system says of its last failure.
 [[noreturn]] void Fail(const std::string& strText, int nError = OSL_GetSystemLastError()) {
     throw std::system_error(nError, std::generic_category(), strText);
@@ -101,14 +78,13 @@ bool IsEndedBy(const recording& st, const recording& stNext, UtcTime tFrom) {
 /// What ended before `tFrom`, as the folder before a range is full of, is left out where one folder
 /// tells.
 void ReadTree(const std::string& strDir, const std::string& strFolder, const treePart& stPart,
-              const recordingFilter& stFilter, UtcTime tFrom, CNameClock& objClock,
-              std::vector<recording>& vFound) {
+              const recordingFilter& stFilter, UtcTime tFrom, std::vector<recording>& vFound) {
     WalkTree(strDir + "/" + strFolder, stPart, [&](const treeFile& stFile) {
         const auto stName = ParseRecordingName(stFile.strName);
         if (!stName || !Wanted(stFilter, *stName)) return true;
         recording st{strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName, *stName};
-        st.tStart = StartOf(st, objClock.MomentsOf(stName->tStart));
-        st.tEnd = st.IsClient() ? UtcTime::max() : EndOf(st, objClock.MomentsOf(stName->tEnd));
+        st.tStart = StartOf(st, MomentsOf(stName->tStart));
+        st.tEnd = st.IsClient() ? UtcTime::max() : EndOf(st, MomentsOf(stName->tEnd));
         if (st.Span().tEnd <= tFrom) return true;
         if (!vFound.empty() && IsEndedBy(vFound.back(), st, tFrom)) vFound.pop_back();
         vFound.push_back(std::move(st));
@@ -119,10 +95,9 @@ void ReadTree(const std::string& strDir, const std::string& strFolder, const tre
 void ReadTrees(const std::vector<std::string>& vDirs, const recordingFilter& stFilter,
                UtcTime tFrom, std::vector<recording>& vFound) {
     const treePart stPart = PartOf(stFilter);
-    CNameClock objClock;
     for (const std::string& strDir : vDirs) {
         for (const std::string& strFolder : RecordFolders(strDir)) {
-            ReadTree(strDir, strFolder, stPart, stFilter, tFrom, objClock, vFound);
+            ReadTree(strDir, strFolder, stPart, stFilter, tFrom, vFound);
         }
     }
 }
@@ -250,13 +225,12 @@ std::vector<picture> FindPictures(const std::vector<std::string>& vDirs,
                                   const std::optional<timeSpan>& stRange) {
     const treePart stPart = PartOf({.vCameras = vCameras, .stRange = stRange});
     std::vector<picture> vFound;
-    CNameClock objClock;
     for (const std::string& strDir : vDirs) {
         WalkTree(strDir + "/" + IMAGE_FOLDER, stPart, [&](const treeFile& stFile) {
             const auto tTime = ParsePictureName(stFile.strName);
             if (!tTime) return true;
             picture st{strDir, stFile.strDay, stFile.strCamera, stFile.strName, *tTime, {}, 0};
-            st.tTaken = MomentOf(st.Path(), objClock.MomentsOf(*tTime));
+            st.tTaken = MomentOf(st.Path(), MomentsOf(*tTime));
             if (stRange && !Overlap({st.tTaken, st.tTaken + Seconds(1)}, *stRange)) return true;
             OSL_FINFO_S stInfo;
             if (OSL_GetTargetInfo(st.Path().c_str(), stInfo) != 0) return true;
