@@ -5,11 +5,13 @@
 #include <map>
 #include <system_error>
 #include <tuple>
+#include <utility>
 
 #include "Catalogue/ExactTimes.h"
 #include "Catalogue/StreamTimes.h"
 #include "Catalogue/Tree.h"
 #include "FileSystem/FileSystem.h"
+#include "FileSystem/FolderFiles.h"
 #include "RecordTree/Names.h"
 
 namespace chrono = std::chrono;
@@ -31,29 +33,6 @@ treePart PartOf(const recordingFilter& stFilter) {
     }
     return stPart;
 }
-
-/// When clocks showed what names say, asked once for each day of one length.
-class CNameClock {
-public:
-    localMoments MomentsOf(LocalTime tTime) {
-        const LocalTime tDay = StartOfDay(tTime);
-        const auto [it, bNew] = m_mMidnights.try_emplace(tDay);
-        if (bNew) it->second = MidnightOf(tDay);
-        if (!it->second) return ::MomentsOf(tTime);
-        const UtcTime tOnly = *it->second + (tTime - tDay);
-        return {tOnly, tOnly};
-    }
-
-private:
-    /// Nothing for a day in which the clock is put forward or back.
-    static std::optional<UtcTime> MidnightOf(LocalTime tDay) {
-        const localMoments stThis = ::MomentsOf(tDay), stNext = ::MomentsOf(tDay + chrono::days(1));
-        const bool bPlain = !stThis.IsTwice() && stNext.tFirst - stThis.tFirst == chrono::days(1);
-        return bPlain ? std::optional(stThis.tFirst) : std::nullopt;
-    }
-
-    std::map<LocalTime, std::optional<UtcTime>> m_mMidnights;
-};
 
 /// Throws what the system says of its last failure.
 [[noreturn]] void Fail(const std::string& strText, int nError = OSL_GetSystemLastError()) {
@@ -90,46 +69,79 @@ UtcTime EndOf(const recording& st, const localMoments& stMoments) {
     return std::max(st.tStart, bFirst ? stMoments.tFirst : stMoments.tSecond);
 }
 
+/// Whether `st`, of the client layout, ended before `tFrom` for sure, when `stNext` began.
+bool IsEndedBy(const recording& st, const recording& stNext, UtcTime tFrom) {
+    return st.IsClient() && stNext.IsClient() && st.strCamera == stNext.strCamera &&
+           st.tStart <= stNext.tStart && stNext.tStart + Seconds(1) <= tFrom;
+}
+
+/// What ended before `tFrom`, as the folder before a range is full of, is left out where one folder
+/// tells.
 void ReadTree(const std::string& strDir, const std::string& strFolder, const treePart& stPart,
-              const recordingFilter& stFilter, CNameClock& objClock,
-              std::vector<recording>& vFound) {
+              const recordingFilter& stFilter, UtcTime tFrom, std::vector<recording>& vFound) {
     WalkTree(strDir + "/" + strFolder, stPart, [&](const treeFile& stFile) {
         const auto stName = ParseRecordingName(stFile.strName);
         if (!stName || !Wanted(stFilter, *stName)) return true;
         recording st{strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName, *stName};
-        st.tStart = StartOf(st, objClock.MomentsOf(stName->tStart));
-        st.tEnd = st.IsClient() ? UtcTime::max() : EndOf(st, objClock.MomentsOf(stName->tEnd));
+        st.tStart = StartOf(st, MomentsOf(stName->tStart));
+        st.tEnd = st.IsClient() ? UtcTime::max() : EndOf(st, MomentsOf(stName->tEnd));
+        if (st.Span().tEnd <= tFrom) return true;
+        if (!vFound.empty() && IsEndedBy(vFound.back(), st, tFrom)) vFound.pop_back();
         vFound.push_back(std::move(st));
         return true;
     });
 }
 
 void ReadTrees(const std::vector<std::string>& vDirs, const recordingFilter& stFilter,
-               std::vector<recording>& vFound) {
+               UtcTime tFrom, std::vector<recording>& vFound) {
     const treePart stPart = PartOf(stFilter);
-    CNameClock objClock;
     for (const std::string& strDir : vDirs) {
         for (const std::string& strFolder : RecordFolders(strDir)) {
-            ReadTree(strDir, strFolder, stPart, stFilter, objClock, vFound);
+            ReadTree(strDir, strFolder, stPart, stFilter, tFrom, vFound);
         }
     }
 }
 
+bool BeginsBefore(const recording& st, const recording& stOther) {
+    return std::tie(st.tStart, st.strCamera, st.strDir, st.strName) <
+           std::tie(stOther.tStart, stOther.strCamera, stOther.strDir, stOther.strName);
+}
+
+bool PointeesInOrder(const recording* p, const recording* pOther) {
+    return BeginsBefore(*p, *pOther);
+}
+
+/// Pointers are sorted, and each recording moved once: they are large.
+void SortByStart(std::vector<recording>& vRecordings) {
+    if (std::is_sorted(vRecordings.begin(), vRecordings.end(), BeginsBefore)) return;
+    std::vector<recording*> vOrder;
+    for (recording& st : vRecordings) vOrder.push_back(&st);
+    std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
+    std::vector<recording> vSorted;
+    vSorted.reserve(vRecordings.size());
+    for (recording* p : vOrder) vSorted.push_back(std::move(*p));
+    vRecordings = std::move(vSorted);
+}
+
 /// In the client layout, lets every recording end where the next one of its camera begins.
 void EndWithNext(std::vector<recording>& vRecordings) {
-    std::map<std::string, UtcTime> mNext;
-    for (auto it = vRecordings.rbegin(); it != vRecordings.rend(); ++it) {
-        if (!it->IsClient()) continue;
-        const auto [itNext, bLast] = mNext.try_emplace(it->strCamera, UtcTime::max());
-        it->tEnd = itNext->second;
-        itNext->second = it->tStart;
+    std::map<std::string_view, std::vector<recording*>> mCameras;
+    for (recording& st : vRecordings) {
+        if (st.IsClient()) mCameras[st.strCamera].push_back(&st);
+    }
+    for (auto& [strCamera, vOrder] : mCameras) {
+        std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
+        UtcTime tNext = UtcTime::max();
+        for (auto it = vOrder.rbegin(); it != vOrder.rend(); ++it) {
+            (*it)->tEnd = std::exchange(tNext, (*it)->tStart);
+        }
     }
 }
 
 /// Fills in size and last change; false when the file is gone.
-bool LookAt(recording& st) {
+bool LookAt(recording& st, CFolderFiles& objFiles) {
     OSL_FINFO_S stFile;
-    if (OSL_GetTargetInfo(st.Path().c_str(), stFile) != 0) {
+    if (!objFiles.GetTargetInfo(st.Path(), stFile)) {
         if (OSL_GetSystemLastError() == ENOENT) return false;
         Fail("cannot look at " + st.Path());
     }
@@ -138,14 +150,11 @@ bool LookAt(recording& st) {
     return true;
 }
 
-void SortByStart(std::vector<recording>& vRecordings) {
-    const auto Before = [](const recording& a, const recording& b) {
-        return std::tie(a.tStart, a.strCamera, a.strDir, a.strName) <
-               std::tie(b.tStart, b.strCamera, b.strDir, b.strName);
-    };
-    // Most often they are: directories are not always searched one by one.
-    if (std::is_sorted(vRecordings.begin(), vRecordings.end(), Before)) return;
-    std::sort(vRecordings.begin(), vRecordings.end(), Before);
+void LookAtAll(std::vector<recording>& vRecordings, bool bEmpty) {
+    CFolderFiles objFiles;
+    std::erase_if(vRecordings, [&](recording& st) {
+        return !LookAt(st, objFiles) || (st.nBytes == 0 && !bEmpty);
+    });
 }
 
 }  // namespace
@@ -155,7 +164,11 @@ bool recording::IsClient() const {
 }
 
 std::string recording::Path() const {
-    return strDir + "/" + strFolder + "/" + strDay + "/" + strCamera + "/" + strName;
+    std::string strPath;
+    strPath.reserve(strDir.size() + strFolder.size() + strDay.size() + strCamera.size() +
+                    strName.size() + 4);
+    strPath.append(strDir).append("/").append(strFolder).append("/").append(strDay);
+    return strPath.append("/").append(strCamera).append("/").append(strName);
 }
 
 timeSpan recording::Span() const {
@@ -174,18 +187,18 @@ std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
 
 std::vector<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun) {
     std::vector<recording> vFound;
-    fnRun([=](const auto& vDirs, auto& vHere) { ReadTrees(vDirs, stFilter, vHere); }, vFound);
-    SortByStart(vFound);
-    EndWithNext(vFound);
     // Names count in whole seconds, and what they tell may be corrected by as much.
     const timeSpan stRange = stFilter.stRange.value_or(EVER);
     const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
-    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stNear); });
-    const auto LookAtAll = [bEmpty = stFilter.bEmpty](const auto&, auto& vHere) {
-        std::erase_if(vHere,
-                      [=](recording& st) { return !LookAt(st) || (st.nBytes == 0 && !bEmpty); });
+    const auto ReadAll = [=](const auto& vDirs, auto& vHere) {
+        ReadTrees(vDirs, stFilter, stNear.tStart, vHere);
     };
-    fnRun(LookAtAll, vFound);
+    fnRun(ReadAll, vFound);
+    EndWithNext(vFound);
+    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stNear); });
+    // Before they are sorted, so folder by folder.
+    fnRun([bEmpty = stFilter.bEmpty](const auto&, auto& vHere) { LookAtAll(vHere, bEmpty); },
+          vFound);
     SortByStart(vFound);
     // The next one may have been empty; in a range it may only have been left out.
     if (!stFilter.stRange) EndWithNext(vFound);
@@ -212,13 +225,12 @@ std::vector<picture> FindPictures(const std::vector<std::string>& vDirs,
                                   const std::optional<timeSpan>& stRange) {
     const treePart stPart = PartOf({.vCameras = vCameras, .stRange = stRange});
     std::vector<picture> vFound;
-    CNameClock objClock;
     for (const std::string& strDir : vDirs) {
         WalkTree(strDir + "/" + IMAGE_FOLDER, stPart, [&](const treeFile& stFile) {
             const auto tTime = ParsePictureName(stFile.strName);
             if (!tTime) return true;
             picture st{strDir, stFile.strDay, stFile.strCamera, stFile.strName, *tTime, {}, 0};
-            st.tTaken = MomentOf(st.Path(), objClock.MomentsOf(*tTime));
+            st.tTaken = MomentOf(st.Path(), MomentsOf(*tTime));
             if (stRange && !Overlap({st.tTaken, st.tTaken + Seconds(1)}, *stRange)) return true;
             OSL_FINFO_S stInfo;
             if (OSL_GetTargetInfo(st.Path().c_str(), stInfo) != 0) return true;

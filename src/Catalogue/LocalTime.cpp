@@ -45,7 +45,25 @@ UtcTime Now() {
     return chrono::time_point_cast<chrono::microseconds>(chrono::system_clock::now());
 }
 
-LocalTime ToLocal(UtcTime tTime) {
+namespace {
+
+/// A day in which clocks are not put forward or back. It counts for a second: the machine's time
+/// zone may be changed.
+struct plainDay {
+    LocalTime tDay;
+    UtcTime tMidnight;
+    std::time_t tAsked = -1;
+
+    bool Holds(LocalTime tTime) const { return StartOfDay(tTime) == tDay && IsFresh(); }
+    bool Holds(UtcTime tTime) const {
+        return tTime >= tMidnight && tTime < tMidnight + chrono::days(1) && IsFresh();
+    }
+    bool IsFresh() const { return OSL_Time() == tAsked; }
+};
+/// The one that was asked for last: many times are of one day.
+thread_local plainDay t_stDay;
+
+LocalTime AskLocal(UtcTime tTime) {
     const auto tSecond = chrono::floor<Seconds>(tTime);
     std::tm st = {};
     OSL_LocalTime(static_cast<std::time_t>(tSecond.time_since_epoch().count()), st,
@@ -54,17 +72,40 @@ LocalTime ToLocal(UtcTime tTime) {
         {st.tm_year + 1900, st.tm_mon + 1, st.tm_mday, st.tm_hour, st.tm_min, st.tm_sec});
 }
 
-localMoments MomentsOf(LocalTime tTime) {
+localMoments AskMoments(LocalTime tTime) {
     // A day before and a day behind, the clock is what it was and what it will be.
     const auto Moment = [&](chrono::days nAway) {
         const UtcTime tNear = AtOffset(tTime, nAway);
-        return AtOffset(tTime, OffsetOf(ToLocal(tNear), tNear));
+        return AtOffset(tTime, OffsetOf(AskLocal(tNear), tNear));
     };
     const UtcTime tBefore = Moment(chrono::days(1)), tBehind = Moment(-chrono::days(1));
     if (tBefore == tBehind) return {tBefore, tBefore};
-    const bool bBefore = ToLocal(tBefore) == tTime, bBehind = ToLocal(tBehind) == tTime;
+    const bool bBefore = AskLocal(tBefore) == tTime, bBehind = AskLocal(tBehind) == tTime;
     if (bBefore && bBehind) return {std::min(tBefore, tBehind), std::max(tBefore, tBehind)};
     const UtcTime tOnly = bBehind ? tBehind : tBefore;
+    return {tOnly, tOnly};
+}
+
+/// False: it is no plain day.
+bool AskDay(LocalTime tTime) {
+    const std::time_t tAsked = OSL_Time();
+    const LocalTime tDay = StartOfDay(tTime);
+    const localMoments stThis = AskMoments(tDay), stNext = AskMoments(tDay + chrono::days(1));
+    if (stThis.IsTwice() || stNext.tFirst - stThis.tFirst != chrono::days(1)) return false;
+    t_stDay = {tDay, stThis.tFirst, tAsked};
+    return true;
+}
+
+}  // namespace
+
+LocalTime ToLocal(UtcTime tTime) {
+    if (!t_stDay.Holds(tTime)) return AskLocal(tTime);
+    return t_stDay.tDay + chrono::floor<Seconds>(tTime - t_stDay.tMidnight);
+}
+
+localMoments MomentsOf(LocalTime tTime) {
+    if (!t_stDay.Holds(tTime) && !AskDay(tTime)) return AskMoments(tTime);
+    const UtcTime tOnly = t_stDay.tMidnight + (tTime - t_stDay.tDay);
     return {tOnly, tOnly};
 }
 

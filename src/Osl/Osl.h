@@ -171,7 +171,8 @@ OSL_DirHandle OSL_OpenDir(const char* pPath, OSL_LastLink eLink = OSL_LastLink::
 /// 0: one more entry ("." and ".." among them); OSL_DIR_END: all were told; OSL_DIR_ERROR: the walk
 /// broke off, so what it told so far is not the whole directory.
 int OSL_FindFileInDir(OSL_DirHandle hDir, OSL_FIND_DATA& stData);
-/// Deletes the file of that bare name in the directory.
+/// OSL_GetTargetInfo and OSL_DeleteFile of the file of that bare name in the directory.
+int OSL_GetTargetInfoInDir(OSL_DirHandle hDir, const char* pName, OSL_FINFO_S& stInfo);
 int OSL_DeleteFileInDir(OSL_DirHandle hDir, const char* pName);
 int OSL_CloseDir(OSL_DirHandle hDir);
 

@@ -70,6 +70,10 @@ int OSL_FindFileInDir(OSL_DirHandle hDir, OSL_FIND_DATA& stData) {
     }
 }
 
+int OSL_GetTargetInfoInDir(OSL_DirHandle hDir, const char* pName, OSL_FINFO_S& stInfo) {
+    return OSL_GetInfoAt(hDir->m_nFile, pName, stInfo, 0);
+}
+
 int OSL_DeleteFileInDir(OSL_DirHandle hDir, const char* pName) {
     return OSL_Call().pfnUnlinkAt(hDir->m_nFile, pName, 0);
 }

@@ -6,7 +6,6 @@
 #include "Osl/Osl.h"
 #include "Osl/OslCalls.h"
 #include "Osl/OslHandle.h"
-#include "Osl/OslPlatform.h"
 
 namespace {
 
@@ -25,19 +24,6 @@ int SystemFlags(unsigned nFlags) {
     return AccessFlags(nFlags) | O_NOFOLLOW | (nFlags & OSL_OPEN_CREATE ? O_CREAT : 0) |
            (nFlags & OSL_OPEN_APPEND ? O_APPEND : 0) | (nFlags & OSL_OPEN_TRUNCATE ? O_TRUNC : 0) |
            (nFlags & OSL_OPEN_EXCLUSIVE ? O_EXCL : 0);
-}
-
-int GetInfo(const char* pPath, OSL_FINFO_S& stInfo, int nFlags) {
-    struct stat stStat;
-    if (OSL_Call().pfnStatAt(AT_FDCWD, pPath, &stStat, nFlags) != 0) return -1;
-    stInfo.nSize = static_cast<std::uint64_t>(stStat.st_size);
-    stInfo.nAllocated = static_cast<std::uint64_t>(stStat.st_blocks) * 512;
-    stInfo.tModify = stStat.st_mtime;
-    stInfo.nModifyNano = OSL_PlatformModifyNano(stStat);
-    stInfo.nDevice = static_cast<std::uint64_t>(stStat.st_dev);
-    stInfo.nInode = static_cast<std::uint64_t>(stStat.st_ino);
-    stInfo.wFileType = OSL_TypeOfMode(stStat.st_mode);
-    return 0;
 }
 
 }  // namespace
@@ -135,9 +121,9 @@ int OSL_RenameFile(const char* pFrom, const char* pTo) {
 }
 
 int OSL_GetFileInfo(const char* pPath, OSL_FINFO_S& stInfo) {
-    return GetInfo(pPath, stInfo, AT_SYMLINK_NOFOLLOW);
+    return OSL_GetInfoAt(AT_FDCWD, pPath, stInfo, AT_SYMLINK_NOFOLLOW);
 }
 
 int OSL_GetTargetInfo(const char* pPath, OSL_FINFO_S& stInfo) {
-    return GetInfo(pPath, stInfo, 0);
+    return OSL_GetInfoAt(AT_FDCWD, pPath, stInfo, 0);
 }

@@ -6,6 +6,7 @@
 
 #include "Osl/Osl.h"
 #include "Osl/OslCalls.h"
+#include "Osl/OslPlatform.h"
 
 namespace {
 
@@ -42,4 +43,17 @@ std::uint16_t OSL_TypeOfMode(mode_t nMode) {
     if (S_ISDIR(nMode)) return OSL_TYPE_DIR;
     if (S_ISREG(nMode)) return OSL_TYPE_FILE;
     return S_ISLNK(nMode) ? OSL_TYPE_LINK : OSL_TYPE_OTHER;
+}
+
+int OSL_GetInfoAt(int nDir, const char* pPath, OSL_FINFO_S& stInfo, int nFlags) {
+    struct stat stStat;
+    if (OSL_Call().pfnStatAt(nDir, pPath, &stStat, nFlags) != 0) return -1;
+    stInfo.nSize = static_cast<std::uint64_t>(stStat.st_size);
+    stInfo.nAllocated = static_cast<std::uint64_t>(stStat.st_blocks) * 512;
+    stInfo.tModify = stStat.st_mtime;
+    stInfo.nModifyNano = OSL_PlatformModifyNano(stStat);
+    stInfo.nDevice = static_cast<std::uint64_t>(stStat.st_dev);
+    stInfo.nInode = static_cast<std::uint64_t>(stStat.st_ino);
+    stInfo.wFileType = OSL_TypeOfMode(stStat.st_mode);
+    return 0;
 }

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <sys/types.h>
 
+#include "Osl/Osl.h"
+
 /// Calls again what a signal interrupted; the call's result.
 template <typename Call>
 auto OSL_Uninterrupted(Call call) {
@@ -27,5 +29,8 @@ mode_t OSL_DirMode();
 
 /// OSL_TYPE_... of a file mode.
 std::uint16_t OSL_TypeOfMode(mode_t nMode);
+
+/// fstatat.
+int OSL_GetInfoAt(int nDir, const char* pPath, OSL_FINFO_S& stInfo, int nFlags);
 
 #endif  // LOCALSTORAGE_OSL_OSLHANDLE_H

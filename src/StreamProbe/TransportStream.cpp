@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "StreamProbe/StartCode.h"
+
 namespace {
 
 // How far packets are looked for: at the beginning of a stream, all of which stays undecided, and
@@ -81,14 +83,14 @@ void CTransportStream::BeginPacket(std::uint64_t nPos) {
 bool CTransportStream::SkipPackets(const std::uint8_t* pData, std::size_t nSize) {
     constexpr std::size_t PLAIN_HEAD_SIZE = 4;
     if (m_nNextAnchor != NOWHERE) return false;
-    const bool bVideo = m_ePes == EPes::Video;
+    const bool bInside = m_ePes == EPes::Video && IsInside();
     const std::size_t nPacket = m_stLayout.GetSize();
     const std::uint64_t nBegin = m_nCursor;
     pData += m_stLayout.nBefore;
     for (; nSize >= nPacket; nSize -= nPacket, pData += nPacket, m_nCursor += nPacket) {
         const std::uint8_t nNext = (m_nCounter + 1) & 0x0F;
-        if (bVideo && GetPlainHead(pData) == MakePlainHead(m_stVideo.nPid, nNext) &&
-            IsInside(pData + PLAIN_HEAD_SIZE, TS_PACKET_SIZE - PLAIN_HEAD_SIZE)) {
+        if (bInside && GetPlainHead(pData) == MakePlainHead(m_stVideo.nPid, nNext) &&
+            !TouchesStartCode(pData + PLAIN_HEAD_SIZE, pData + TS_PACKET_SIZE)) {
             m_nCounter = nNext;
         } else if (pData[0] != TS_SYNC || m_aPid[GetPacketPid(pData)] != EPid::Other) {
             break;
@@ -242,7 +244,7 @@ void CTransportStream::ReadVideo(const std::uint8_t* pData, std::size_t nSize) {
             }
             return;
         case EPes::Video:
-            if (IsInside(pData, nSize)) {
+            if (IsInside() && !TouchesStartCode(pData, pData + nSize)) {
                 m_nCursor += nSize;
             } else {
                 ReadPayload(pData, nSize);

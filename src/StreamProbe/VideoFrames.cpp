@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "StreamProbe/StartCode.h"
-
 void CVideoFrames::Read(const std::uint8_t* pData, std::size_t nSize) {
     const auto nUndecided = static_cast<std::size_t>(m_nCursor - GetDecided());
     if (nUndecided == MAX_UNDECIDED) {
@@ -62,10 +60,6 @@ CElementaryStream::EEvent CVideoFrames::ReadPayload(const std::uint8_t* pData, s
         }
     } while (eEvent == CElementaryStream::EEvent::None && !m_bMark && pData < pEnd);
     return eEvent;
-}
-
-bool CVideoFrames::IsInside(const std::uint8_t* pData, std::size_t nSize) const {
-    return !m_bFresh && m_objVideo.IsSlack() && !TouchesStartCode(pData, pData + nSize);
 }
 
 void CVideoFrames::OnPayloadFrame() {

@@ -75,9 +75,9 @@ protected:
     /// Whether a frame was found that was not taken yet.
     bool HasMark() const { return m_bMark; }
 
-    /// Whether this payload changes nothing, being the inside of a unit. Worth a look for one
-    /// packet of a transport stream; more would be searched twice.
-    bool IsInside(const std::uint8_t* pData, std::size_t nSize) const;
+    /// Whether payload changes nothing unless it TouchesStartCode, being the inside of a unit.
+    /// Worth a look for one packet of a transport stream; more would be searched twice.
+    bool IsInside() const { return !m_bFresh && m_objVideo.IsSlack(); }
 
     /// Reads from this position once more, or from as far back as is undecided.
     void GoBack(std::uint64_t nPos) { m_nCursor = std::max(nPos, m_nPassedOn); }

@@ -8,8 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "FileSystem/FileDeleter.h"
 #include "FileSystem/FileSystem.h"
+#include "FileSystem/FolderFiles.h"
 #include "Osl/OslCalls.h"
 #include "Support/AllocationFault.h"
 #include "Support/FaultInjection.h"
@@ -84,7 +84,7 @@ TEST_F(DirectoryTreeTest, NoFailingAllocationLeavesAFolderOpenOrClosesItTwice) {
             CAllocationFault fault(nTry, bFailed);
             std::list<std::string> lsDir, lsFile;
             GetSubTargetList(m_strTree, lsDir, lsFile);
-            CFileDeleter deleter;
+            CFolderFiles deleter;
             for (const std::string& strPath : {m_strTree + "/file", strOutside}) {
                 deleter.Delete(strPath);
             }

@@ -12,8 +12,8 @@
 #include <iterator>
 #include <system_error>
 
-#include "FileSystem/FileDeleter.h"
 #include "FileSystem/FileSystem.h"
+#include "FileSystem/FolderFiles.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
 #include "Log/LogError.h"
@@ -235,7 +235,7 @@ bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
     const auto change = pDisk->Calls().Run(
         DiskLane::CleanUp, [pDisk] { return std::make_shared<CIndexChange>(pDisk); });
     if (!change) return false;
-    const auto pDeleter = std::make_shared<CFileDeleter>();
+    const auto pDeleter = std::make_shared<CFolderFiles>();
     bool bDeleted = false;
     std::vector<recordPath> vKept;
     const auto isKept = [&](const recordPath& stPath) {
@@ -290,7 +290,7 @@ bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
     const auto pDisk = m_pIndexMgr->Disk(day.stDay.strRecDir);
     const CDiskTurn turn(pDisk->Calls());
     if (!turn || !IsStillThere(pDisk, day)) return false;
-    const auto pDeleter = std::make_shared<CFileDeleter>();
+    const auto pDeleter = std::make_shared<CFolderFiles>();
     bool bDeleted = false;
     const auto isKept = [](const recordPath&) { return false; };
     const auto remove = [pDeleter](const recordPath& stPath) {

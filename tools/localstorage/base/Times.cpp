@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
+#include <iterator>
 
 namespace chrono = std::chrono;
 
@@ -139,12 +141,25 @@ std::optional<LocalTime> TakeDay(std::string_view& strText, LocalTime tNow) {
     return TakeDate(strText);
 }
 
-std::string Print(const char* pFormat, LocalTime tTime) {
+/// At least so many digits, and what stands behind them.
+void Put(std::string& strText, int nNumber, std::size_t nDigits, std::string_view strBehind = "") {
+    char szDigits[16];
+    const char* const pEnd = std::to_chars(szDigits, std::end(szDigits), std::abs(nNumber)).ptr;
+    const auto nSize = static_cast<std::size_t>(pEnd - szDigits);
+    strText.append(nNumber < 0 ? "-" : "").append(nDigits - std::min(nDigits, nSize), '0');
+    strText.append(szDigits, nSize).append(strBehind);
+}
+
+std::string Print(LocalTime tTime, std::string_view strBetween) {
     const timeFields st = ToFields(tTime);
-    char szText[64];
-    std::snprintf(szText, sizeof(szText), pFormat, st.nYear, st.nMonth, st.nDay, st.nHour,
-                  st.nMinute, st.nSecond);
-    return szText;
+    std::string strText;
+    Put(strText, st.nYear, 4, "-");
+    Put(strText, st.nMonth, 2, "-");
+    Put(strText, st.nDay, 2, strBetween);
+    Put(strText, st.nHour, 2, ":");
+    Put(strText, st.nMinute, 2, ":");
+    Put(strText, st.nSecond, 2);
+    return strText;
 }
 
 std::string FormatOffset(Seconds nOffset) {
@@ -225,10 +240,10 @@ std::optional<Seconds> ParseSpan(std::string_view strText) {
 }
 
 std::string FormatTime(LocalTime tTime) {
-    return Print("%04d-%02d-%02d %02d:%02d:%02d", tTime);
+    return Print(tTime, " ");
 }
 std::string FormatIso(LocalTime tTime) {
-    return Print("%04d-%02d-%02dT%02d:%02d:%02d", tTime);
+    return Print(tTime, "T");
 }
 std::string FormatDay(LocalTime tTime) {
     return FormatTime(tTime).substr(0, 10);

@@ -18,15 +18,16 @@ std::vector<std::size_t> CTable::Widths() const {
 
 void CTable::Print() const {
     const std::vector<std::size_t> vWidths = Widths();
+    std::string strLine;
     const auto PrintRow = [&](const std::vector<std::string>& vCells,
                               const std::set<std::size_t>& setRed) {
-        std::string strLine;
+        strLine.clear();
         for (std::size_t n = 0; n < vCells.size(); ++n) {
-            const std::string strPad(vWidths[n] - TextWidth(vCells[n]), ' ');
-            const std::string strCell =
-                setRed.contains(n) ? "\x1b[31m" + vCells[n] + "\x1b[0m" : vCells[n];
-            if (n > 0) strLine += "  ";
-            strLine += m_vColumns[n].eAlign == RIGHT ? strPad + strCell : strCell + strPad;
+            const std::size_t nPad = vWidths[n] - TextWidth(vCells[n]);
+            const bool bRight = m_vColumns[n].eAlign == RIGHT, bRed = setRed.contains(n);
+            strLine.append(n > 0 ? 2u : 0u, ' ').append(bRight ? nPad : 0, ' ');
+            strLine.append(bRed ? "\x1b[31m" : "").append(vCells[n]).append(bRed ? "\x1b[0m" : "");
+            strLine.append(bRight ? 0 : nPad, ' ');
         }
         strLine.erase(strLine.find_last_not_of(' ') + 1);
         PrintLine(strLine);
