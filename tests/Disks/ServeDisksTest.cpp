@@ -46,7 +46,6 @@ protected:
         }
         EXPECT_THAT(Get("/get?path=a&start=2024-03-05T07:00:00Z&duration=6"),
                     testing::SizeIs(testing::Gt(10000u)));
-        EXPECT_THAT(Get("/healthz"), testing::HasSubstr(strDisk));
         EXPECT_THAT(Get("/metrics"), testing::HasSubstr("readable{dir=\"" + strDisk + "\"} 0\n"));
         const fs::directory_iterator threads("/proc/" + std::to_string(m_stTool.nPid) + "/task");
         EXPECT_LT(std::distance(begin(threads), end(threads)), 16);

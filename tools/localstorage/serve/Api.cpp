@@ -182,8 +182,8 @@ void CApi::FindNothing(const std::vector<std::string>& vDirs) const {
 }
 
 httpAnswer CApi::Health() const {
-    const auto vUnreadable = Unreadable();
-    if (!vUnreadable.empty()) throw CFailure("cannot be read: " + Joined(vUnreadable, ", "));
+    // Which one it is, whoever may ask for the metrics is told.
+    if (!Unreadable().empty()) throw CFailure("a record directory cannot be read");
     return JsonAnswer(JsonObject{{"status", "ok"}});
 }
 
