@@ -10,6 +10,12 @@ say() {
     echo "== $*"
 }
 
+# not_here WHY...: ends a script that cannot be run on this machine.
+not_here() {
+    echo "script/${0##*/}: not run here: $*"
+    exit 77
+}
+
 # Of this project; CMakeLists.txt has it.
 version() {
     sed -n 's/^project(localstorage VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt
