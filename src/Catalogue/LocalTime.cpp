@@ -1,6 +1,7 @@
 #include "Catalogue/LocalTime.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "Osl/Osl.h"
 
@@ -47,21 +48,21 @@ UtcTime Now() {
 
 namespace {
 
-/// A day in which clocks are not put forward or back. It counts for a second: the machine's time
-/// zone may be changed.
-struct plainDay {
+/// How clocks run on a day. It counts for a second: the machine's time zone may be changed.
+struct askedDay {
     LocalTime tDay;
-    UtcTime tMidnight;
+    std::optional<UtcTime> tMidnight;  ///< none: clocks are put forward or back
     std::time_t tAsked = -1;
 
     bool Holds(LocalTime tTime) const { return StartOfDay(tTime) == tDay && IsFresh(); }
     bool Holds(UtcTime tTime) const {
-        return tTime >= tMidnight && tTime < tMidnight + chrono::days(1) && IsFresh();
+        return tMidnight && tTime >= *tMidnight && tTime < *tMidnight + chrono::days(1) &&
+               IsFresh();
     }
     bool IsFresh() const { return OSL_Time() == tAsked; }
 };
 /// The one that was asked for last: many times are of one day.
-thread_local plainDay t_stDay;
+thread_local askedDay t_stDay;
 
 LocalTime AskLocal(UtcTime tTime) {
     const auto tSecond = chrono::floor<Seconds>(tTime);
@@ -86,26 +87,24 @@ localMoments AskMoments(LocalTime tTime) {
     return {tOnly, tOnly};
 }
 
-/// False: it is no plain day.
-bool AskDay(LocalTime tTime) {
+askedDay AskDay(LocalTime tDay) {
     const std::time_t tAsked = OSL_Time();
-    const LocalTime tDay = StartOfDay(tTime);
     const localMoments stThis = AskMoments(tDay), stNext = AskMoments(tDay + chrono::days(1));
-    if (stThis.IsTwice() || stNext.tFirst - stThis.tFirst != chrono::days(1)) return false;
-    t_stDay = {tDay, stThis.tFirst, tAsked};
-    return true;
+    const bool bPlain = !stThis.IsTwice() && stNext.tFirst - stThis.tFirst == chrono::days(1);
+    return {tDay, bPlain ? std::optional(stThis.tFirst) : std::nullopt, tAsked};
 }
 
 }  // namespace
 
 LocalTime ToLocal(UtcTime tTime) {
     if (!t_stDay.Holds(tTime)) return AskLocal(tTime);
-    return t_stDay.tDay + chrono::floor<Seconds>(tTime - t_stDay.tMidnight);
+    return t_stDay.tDay + chrono::floor<Seconds>(tTime - *t_stDay.tMidnight);
 }
 
 localMoments MomentsOf(LocalTime tTime) {
-    if (!t_stDay.Holds(tTime) && !AskDay(tTime)) return AskMoments(tTime);
-    const UtcTime tOnly = t_stDay.tMidnight + (tTime - t_stDay.tDay);
+    if (!t_stDay.Holds(tTime)) t_stDay = AskDay(StartOfDay(tTime));
+    if (!t_stDay.tMidnight) return AskMoments(tTime);
+    const UtcTime tOnly = *t_stDay.tMidnight + (tTime - t_stDay.tDay);
     return {tOnly, tOnly};
 }
 
