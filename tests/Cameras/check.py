@@ -48,11 +48,12 @@ class Film:
 
 
 def read_served(path):
-    """Of each camera, (what, time, number) in the order of time."""
+    """Of each camera, (what, time, number, taken) in the order of time; of frames alone the last two."""
     cameras = collections.defaultdict(list)
     for line in open(path):
         camera, what, time, *rest = line.split()
-        cameras[camera].append((what, float(time), int(rest[0]) if rest else None))
+        number, taken = (int(rest[0]), float(rest[1])) if what == "sent" else (None, None)
+        cameras[camera].append((what, float(time), number, taken))
     return cameras
 
 
@@ -71,7 +72,7 @@ def connections(served):
     """Each connection: the numbers that were sent while it stood."""
     begin = last = None
     sent = []
-    for what, time, number in served + [("play", float("inf"), None)]:
+    for what, time, number, _ in served + [("play", float("inf"), None, None)]:
         if what in ("play", "close"):
             if begin is not None:
                 yield [n for n, t in sent if begin + UNDER_WAY <= t <= last - UNDER_WAY]
@@ -84,7 +85,7 @@ def connections(served):
 def delays(served, recorded):
     """From each moment at which the camera could be reached again to the first recorded frame."""
     opened = None
-    for what, time, number in served:
+    for what, time, number, _ in served:
         if what == "open":
             opened = time
         elif what == "sent" and opened and number in recorded:
@@ -104,23 +105,31 @@ def seconds(text):
     return datetime.datetime.fromisoformat(text).timestamp()
 
 
-def sent_by(served):
-    """When which number was sent."""
-    return {number: time for what, time, number in served if what == "sent"}
+class Moments:
+    """When a camera took its frames, and sent them: on a busy machine that is later by chance."""
+
+    def __init__(self, served):
+        frames = [event[1:] for event in served if event[0] == "sent"]
+        self.sent = {number: sent for sent, number, _ in frames}
+        self.taken = {number: taken for _, number, taken in frames}
+
+    def error(self, told, number):
+        """How far a time told of a frame is from both and what is between them."""
+        return min(0, told - self.taken[number]) + max(0, told - self.sent[number])
 
 
-def query_errors(camera, films, sent):
-    """How far the ends of recordings are told from when their first and last frames were sent."""
+def query_errors(camera, films, moments):
+    """How far the ends of recordings are told from those of their first and last frames."""
     for found in ask("query", camera, "-1d", "now") if films else []:
         film = films[found["path"]]
-        yield seconds(found["start"]) - sent[film.numbers[0]]
-        yield seconds(found["end"]) - sent[film.numbers[-1]] - FRAME
+        yield moments.error(seconds(found["start"]), film.numbers[0])
+        yield moments.error(seconds(found["end"]) - FRAME, film.numbers[-1])
 
 
-def export_errors(camera, sent):
-    """How far the frames of the middle fifth, as exported, are told from when they were sent."""
-    moments = sorted(sent.values())
-    begin, end = moments[len(moments) * 2 // 5], moments[len(moments) * 3 // 5]
+def export_errors(camera, moments):
+    """How far the times of the frames of the middle fifth, as exported, are told."""
+    times = sorted(moments.sent.values())
+    begin, end = times[len(times) * 2 // 5], times[len(times) * 3 // 5]
     with tempfile.TemporaryDirectory() as folder:
         clip = os.path.join(folder, "clip.mp4")
         stamps = [datetime.datetime.fromtimestamp(t, datetime.timezone.utc).isoformat()
@@ -129,9 +138,9 @@ def export_errors(camera, sent):
         film = Film(clip)
     start = seconds(told["start"]) - film.times[0]
     for time, number in zip(film.times, film.numbers):
-        yield start + time - sent[number]
-    yield min(0, begin - sent[film.numbers[0]])  # it holds the beginning
-    yield end - sent[film.numbers[-1]] - FRAME
+        yield moments.error(start + time, number)
+    yield min(0, moments.error(begin, film.numbers[0]))  # it holds the beginning
+    yield moments.error(end - FRAME, film.numbers[-1])
 
 
 def worst(errors):
@@ -147,16 +156,16 @@ def main():
         films = recorded[camera]
         numbers = [n for film in films.values() for n in film.numbers]
         stand = list(connections(what))
-        sent = sent_by(what)
+        moments = Moments(what)
         wanted = {n for numbers_sent in stand for n in numbers_sent}
         missing = wanted - set(numbers)
         doubled = len(numbers) - len(set(numbers))
         back = max(delays(what, set(numbers)), default=0)
         lost, stalled = events[camera, "lost"], events[camera, "stalled"]
         offsets = [offset for film in films.values() for offset in film.sound_offsets()]
-        sound, query, clip = worst(offsets), worst(query_errors(camera, films, sent)), 0
+        sound, query, clip = worst(offsets), worst(query_errors(camera, films, moments)), 0
         if len(stand) == 1:  # a clip leaves out gaps
-            clip = worst(export_errors(camera, sent))
+            clip = worst(export_errors(camera, moments))
         good = not missing and not doubled and numbers == sorted(numbers) and back <= BACK
         good = good and abs(sound) <= SOUND_APART and max(abs(query), abs(clip)) <= TIME_APART
         if camera == "refuses":

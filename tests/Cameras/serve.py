@@ -3,7 +3,7 @@
 
 Every frame carries a number, drawn into its upper rows as blocks. What happens goes to standard
 output, one line each: CAMERA WHAT TIME [NUMBER], where WHAT is open (it can be reached from now on, at
-this port), play, sent (this frame), close (it went away, or fell silent).
+this port), play, sent (this frame, and when it was taken), close (it went away, or fell silent).
 """
 import os
 import struct
@@ -115,7 +115,8 @@ class Camera:
         self.push_next(media)
 
     def on_coded(self, pushed):
-        say(self.name, "sent", pushed.pop(0))
+        number, taken = pushed.pop(0)
+        say(self.name, "sent", number, f"{taken:.3f}")
         return Gst.PadProbeReturn.OK
 
     def on_play(self, client, context):
@@ -150,7 +151,7 @@ class Camera:
         return buffer
 
     def push(self):
-        self.pushed.append(self.number)
+        self.pushed.append((self.number, time.time() - (time.monotonic() - self.due)))
         data = picture(self.number, self.width, self.height)
         self.source.emit("push-buffer", self.stamped(data))
         if self.sound:  # a tone with each 25th frame
