@@ -27,12 +27,6 @@ void RefuseUnreadable(const std::string& strDir, bool bMounted) {
     std::filesystem::directory_iterator{strDir};
 }
 
-std::map<std::string, CDiskThreads> ThreadsOf(const std::vector<std::string>& vDirs) {
-    std::map<std::string, CDiskThreads> m;
-    for (const std::string& strDir : vDirs) m.try_emplace(strDir);
-    return m;
-}
-
 /// What is wrong with a directory at the start; empty: nothing.
 std::string FaultOf(const std::string& strDir) {
     try {
@@ -45,29 +39,36 @@ std::string FaultOf(const std::string& strDir) {
 
 }  // namespace
 
+bool CDiskThreads::running::IsSilent() {
+    const std::lock_guard lock(mutex);
+    return std::any_of(setThreads.begin(), setThreads.end(),
+                       [](const Thread& p) { return SilenceOf(*p) >= PATIENCE; });
+}
+
+void CDiskThreads::running::Add(const Thread& pThread) {
+    const std::lock_guard lock(mutex);
+    setThreads.insert(pThread);
+}
+
+void CDiskThreads::running::Remove(const Thread& pThread) {
+    const std::lock_guard lock(mutex);
+    setThreads.erase(pThread);
+}
+
 CDiskThreads::Thread CDiskThreads::Start(std::function<void()> fnWork) const {
+    if (m_pRunning->IsSilent()) return nullptr;
     const auto pThread = std::make_shared<OSL_WatchedThread>();
-    const std::lock_guard lock(m_pRunning->mutex);
-    const auto& setThreads = m_pRunning->setThreads;
-    if (std::any_of(setThreads.begin(), setThreads.end(),
-                    [](const Thread& p) { return SilenceOf(*p) >= PATIENCE; })) {
-        return nullptr;
-    }
     const auto Work = [pRunning = m_pRunning, pThread, fnWork = std::move(fnWork)] {
+        pRunning->Add(pThread);
         fnWork();
-        const std::lock_guard lockAgain(pRunning->mutex);
-        pRunning->setThreads.erase(pThread);
+        pRunning->Remove(pThread);
     };
     if (!pThread->Start(Work)) throw CFailure("too many threads are running");
-    m_pRunning->setThreads.insert(pThread);
     return pThread;
 }
 
-CDisks::CDisks(const std::vector<std::string>& vDirs)
-    : m_vDirs(PlainDirs(vDirs)), m_mThreads(ThreadsOf(m_vDirs)) {
-    for (const std::string& strDir : m_vDirs) {
-        m_mRoom[strDir] = std::make_shared<Room>(MOST_WATCHING);
-    }
+CDisks::CDisks(const std::vector<std::string>& vDirs) : m_vDirs(PlainDirs(vDirs)) {
+    for (const std::string& strDir : m_vDirs) m_mDisks.try_emplace(strDir);
     std::vector<std::string> vAnswered = m_vDirs;
     for (const std::string& strFault : Ask(vAnswered, FaultOf)) {
         if (!strFault.empty()) throw CFailure(strFault);
@@ -93,7 +94,7 @@ std::vector<std::shared_ptr<void>> CDisks::BeginWatching(
     const std::set<std::string>& setDirs) const {
     std::vector<std::shared_ptr<void>> vTurns;
     for (const std::string& strDir : setDirs) {
-        const auto& pRoom = m_mRoom.at(strDir);
+        const auto& pRoom = m_mDisks.at(strDir).pRoom;
         if (!pRoom->try_acquire()) {
             throw CFailure("too many are watching what is recorded in " + strDir);
         }

@@ -30,7 +30,12 @@ public:
     Thread Start(std::function<void()> fnWork) const;
 
 private:
+    /// Nothing that takes time is done under the mutex: who waits for it would seem to hang.
     struct running {
+        bool IsSilent();
+        void Add(const Thread& pThread);
+        void Remove(const Thread& pThread);
+
         std::mutex mutex;
         std::set<Thread> setThreads;
     };
@@ -65,10 +70,13 @@ private:
     static bool IsDone(const OSL_WatchedThread& objThread,
                        const std::function<bool(std::chrono::milliseconds)>& fnWait);
 
+    struct disk {
+        CDiskThreads objThreads;
+        std::shared_ptr<Room> pRoom = std::make_shared<Room>(MOST_WATCHING);  ///< for who watches
+    };
     const std::vector<std::string> m_vDirs;
-    const std::map<std::string, CDiskThreads> m_mThreads;
-    std::map<std::string, std::shared_ptr<Room>> m_mRoom;  ///< for who watches
-    std::set<std::string> m_setMounted;                    ///< those on a disk of their own
+    std::map<std::string, disk> m_mDisks;
+    std::set<std::string> m_setMounted;  ///< those on a disk of their own
 };
 
 template <typename Function>
@@ -79,7 +87,8 @@ auto CDisks::Ask(std::vector<std::string>& vDirs, const Function& fnAsk) const {
         const auto pTask =
             std::make_shared<std::packaged_task<Result()>>([=] { return fnAsk(strDir); });
         auto objResult = pTask->get_future();
-        vAsked.emplace_back(m_mThreads.at(strDir).Start([=] { (*pTask)(); }), std::move(objResult));
+        vAsked.emplace_back(m_mDisks.at(strDir).objThreads.Start([=] { (*pTask)(); }),
+                            std::move(objResult));
     }
     std::vector<Result> vResults;
     std::vector<std::string> vAnswered;
