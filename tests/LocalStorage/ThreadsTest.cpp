@@ -105,6 +105,32 @@ TEST_F(Threads, AChannelClosedUnderAWriterIsNeverTorn) {
     EXPECT_FALSE(Write("cam_1_1", stFile, "late"));
 }
 
+TEST(ChannelTable, AnEntryFoundByItsHashIsTakenForItsOwnChannelOnly) {
+    CChannelTable table;
+    const auto Insert = [&](const channelKey& key) {
+        CProtectedFile objFile(table, key.strCameraID);
+        table.Insert(key, nullptr, {}, objFile, 0);
+    };
+    const auto Find = [&](const channelKey& key) {
+        const CChannelClaim claim = table.Claim({key.strCameraID, key.nStart, key.nEnd, key.nType});
+        return claim ? claim.Channel().strCameraID : "none";
+    };
+    const channelKey one = {"one", 1, 2, 3}, other = {"one", 1, 3, 2}, third = {"third", 1, 2, 3};
+    ASSERT_EQ(channelKeyHash()(one), channelKeyHash()(other));
+    Insert(one);
+    for (int n = 0; n < 2; ++n) {
+        EXPECT_EQ(Find(one), "one");
+        EXPECT_EQ(Find(other), "none");
+    }
+    EXPECT_TRUE(table.IsWriting("one"));
+    table.ClaimAny().Remove();
+    EXPECT_FALSE(table.IsWriting("one"));
+    EXPECT_EQ(Find(one), "none");
+    Insert(third);
+    EXPECT_EQ(Find(one), "none") << "its entry is another's";
+    EXPECT_EQ(Find(third), "third");
+}
+
 TEST_F(Threads, OfTwoThatOpenOneChannelOneIsRefused) {
     Start();
     for (int i = 0; i < 50; ++i) {

@@ -110,7 +110,7 @@ CLocalStorage::Attempt CLocalStorage::OpenChannelOn(const std::string& strRecDir
     if (!turn) return FailToOpen(strRecDir, strRecDir + "/");
     const auto stPath = ChooseOpenPath(strRecDir, key.strCameraID, stRecFileInfo);
     if (!stPath) return FailToOpen(strRecDir, strRecDir + "/");
-    const CProtectedFile objProtected(m_mapRecordChannel, stPath->strPath);
+    CProtectedFile objProtected(m_mapRecordChannel, stPath->strPath);
     const unsigned nNewFile = IsClientLayout() ? OSL_OPEN_UNIQUE : OSL_OPEN_NEW;
     const fileOrder stOrder = OrderFor(
         *stPath, stRecFileInfo.bOpenFlag ? OSL_OPEN_CONTINUE : nNewFile, key.strCameraID, pUser);
@@ -118,7 +118,7 @@ CLocalStorage::Attempt CLocalStorage::OpenChannelOn(const std::string& strRecDir
     const auto await = [&](std::int64_t nPatience) { return opening.Await(nPatience); };
     if (!IsAnswered(strRecDir, await)) return FailToOpen(strRecDir, stPath->strPath);
     COpenedFile opened = opening.Get();
-    if (opened.IsOpen()) return EnterChannel(opened, stOrder, key);
+    if (opened.IsOpen()) return EnterChannel(opened, stOrder, key, objProtected);
     m_objDisks.NoteFailure(stPath->strPath, opened.Error());
     Fail(STORAGE_ERROR_OPEN_FILE,
          "[wtb][CLocalStorage::OpenChannelRecord] OSL_OpenFile fail, strRecFilePath[%s]",
@@ -146,7 +146,8 @@ CLocalStorage::Attempt CLocalStorage::FailToOpen(const std::string& strRecDir,
 }
 
 CLocalStorage::Attempt CLocalStorage::EnterChannel(COpenedFile& opened, const fileOrder& stOrder,
-                                                   const channelKey& key) {
+                                                   const channelKey& key,
+                                                   CProtectedFile& objProtected) {
     const recordPath& stPath = stOrder.stPath;
     CRecordFile objRecFile = opened.Take();
     try {
@@ -156,10 +157,10 @@ CLocalStorage::Attempt CLocalStorage::EnterChannel(COpenedFile& opened, const fi
                 "strRecFilePath[%s]",
                 stPath.strPath.c_str());
         }
-        recordChannel& channel = m_mapRecordChannel.Insert(
-            key, stOrder.pUser, std::move(objRecFile), stPath.strPath, OSL_Time());
-        channel.pLastSilence = m_objDisks.LastSilence(stOrder.pDisk->Path());
-        channel.nOpened = OSL_TickMilliseconds();
+        const CChannelClaim claim = m_mapRecordChannel.Insert(
+            key, stOrder.pUser, std::move(objRecFile), objProtected, OSL_Time());
+        claim.Channel().pLastSilence = m_objDisks.LastSilence(stOrder.pDisk->Path());
+        claim.Channel().nOpened = OSL_TickMilliseconds();
         m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
     } catch (const std::exception&) {
         // The file stays, perhaps without an entry: the change does not end, so the marker stays.

@@ -19,15 +19,28 @@ recordChannel::~recordChannel() {
     if (hStream) VEXANA_Destroy(hStream);
 }
 
+CChannelClaim CChannelTable::ClaimUnhinted(const channelKeyView& key, std::size_t nHash) {
+    {
+        OSL_Guard guard(m_mtxChannel);
+        const auto it = m_setOpen.find(key);
+        if (it == m_setOpen.end()) return {*this, nullptr};
+        HintOf(nHash).store(*it, std::memory_order_release);
+        if (TryClaim(**it)) return {*this, *it};
+    }
+    return {*this, WaitForClaim(&key)};
+}
+
 // Looks the channel up anew after every wait: meanwhile it may be gone, and another in its place.
-ChannelMap::value_type* CChannelTable::WaitForClaim(const channelKeyView* pKey) {
+channelEntry* CChannelTable::WaitForClaim(const channelKeyView* pKey) {
     OSL_Guard guard(m_mtxChannel);
     OSL_WaitLock lock{m_mtxChannel};
     for (;;) {
-        const auto it = pKey ? m_mChannel.find(*pKey) : m_mChannel.begin();
-        if (it == m_mChannel.end()) return nullptr;
-        if (it->second.nClaim.exchange(CLAIM_AWAITED, std::memory_order_acquire) == CLAIM_FREE) {
-            return &*it;
+        const auto it = pKey ? m_setOpen.find(*pKey) : m_setOpen.begin();
+        if (it == m_setOpen.end()) return nullptr;
+        channelEntry& entry = **it;
+        if (entry.nClaim.exchange(channelEntry::AWAITED, std::memory_order_acquire) ==
+            channelEntry::FREE) {
+            return &entry;
         }
         m_cvUnclaimed.wait(lock);
     }
@@ -39,35 +52,51 @@ void CChannelTable::WakeWaiters() {
     m_cvUnclaimed.notify_all();
 }
 
-ChannelMap::value_type* CChannelTable::Find(const channelKeyView& key) {
+channelEntry* CChannelTable::Find(const channelKeyView& key) const {
     OSL_Guard guard(m_mtxChannel);
-    const auto it = m_mChannel.find(key);
-    return it == m_mChannel.end() ? nullptr : &*it;
+    const auto it = m_setOpen.find(key);
+    return it == m_setOpen.end() ? nullptr : *it;
 }
 
 CChannelClaim CChannelTable::ClaimAny() {
     return {*this, WaitForClaim(nullptr)};
 }
 
-recordChannel& CChannelTable::Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
-                                     const std::string& strRecFilePath, std::time_t tNow) {
-    OSL_Guard guard(m_mtxChannel);
-    recordChannel& channel = m_mChannel.try_emplace(key, key.strCameraID, pUser).first->second;
-    channel.objRecFile = std::move(objRecFile);
-    channel.strRecFilePath = strRecFilePath;
-    channel.tCreateTime = tNow;
-    OSL_Guard guardFiles(m_mtxFiles);
-    m_setWriting.insert(strRecFilePath);
-    return channel;
+// Of those that had a channel before, if there is one.
+channelEntry& CChannelTable::GetFree() {
+    if (m_vFree.empty()) {
+        m_vFree.reserve(m_lsEntries.size() + 1);  // of all: removing a channel finds room
+        m_vFree.push_back(&m_lsEntries.emplace_back());
+    }
+    return *m_vFree.back();
 }
 
-void CChannelTable::Remove(const channelKey& key) {
-    ChannelMap::node_type node;  // destroyed without the mutex: that closes files
+CChannelClaim CChannelTable::Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
+                                    CProtectedFile& objProtected, std::time_t tNow) {
     OSL_Guard guard(m_mtxChannel);
-    node = m_mChannel.extract(m_mChannel.find(key));
-    m_cvUnclaimed.notify_all();
-    OSL_Guard guardFiles(m_mtxFiles);
-    ForgetFile(node.mapped().strRecFilePath);
+    channelEntry& entry = GetFree();
+    entry.key = key;
+    recordChannel& channel = entry.channel.emplace(key.strCameraID, pUser);
+    m_setOpen.insert(&entry);
+    m_vFree.pop_back();
+    entry.nHash.store(channelKeyHash()(key), std::memory_order_relaxed);
+    channel.objRecFile = std::move(objRecFile);
+    channel.strRecFilePath.swap(objProtected.m_strPath);
+    channel.tCreateTime = tNow;
+    return {*this, &entry};
+}
+
+void CChannelTable::Remove(channelEntry& entry) {
+    {
+        OSL_Guard guard(m_mtxChannel);
+        m_setOpen.erase(&entry);
+        m_cvUnclaimed.notify_all();
+        OSL_Guard guardFiles(m_mtxFiles);
+        ForgetFile(entry.channel->strRecFilePath);
+    }
+    entry.channel.reset();  // without the mutex: that closes files
+    OSL_Guard guard(m_mtxChannel);
+    m_vFree.push_back(&entry);
 }
 
 void CChannelTable::EndSwitch(recordChannel& channel, const std::string& strPath) {
@@ -96,6 +125,7 @@ CProtectedFile::CProtectedFile(CChannelTable& table, const std::string& strPath)
 }
 
 CProtectedFile::~CProtectedFile() {
+    if (m_strPath.empty()) return;
     OSL_Guard guard(m_table.m_mtxFiles);
     m_table.ForgetFile(m_strPath);
 }
@@ -103,7 +133,7 @@ CProtectedFile::~CProtectedFile() {
 CReservedChannel::CReservedChannel(CChannelTable& table, const channelKey& key)
     : m_table(table), m_key(key) {
     OSL_Guard guard(m_table.m_mtxChannel);
-    m_bReserved = !m_table.m_mChannel.contains(m_key) && m_table.m_setReserved.insert(m_key).second;
+    m_bReserved = !m_table.m_setOpen.contains(m_key) && m_table.m_setReserved.insert(m_key).second;
 }
 
 CReservedChannel::~CReservedChannel() {
@@ -115,6 +145,6 @@ CReservedChannel::~CReservedChannel() {
 std::uint32_t CChannelTable::WriteSpeed(std::time_t tNow) const {
     OSL_Guard guard(m_mtxChannel);
     std::uint32_t nSum = 0;
-    for (const auto& [key, channel] : m_mChannel) nSum += MeanRate(channel, tNow);
+    for (const channelEntry* pEntry : m_setOpen) nSum += MeanRate(*pEntry->channel, tNow);
     return nSum;
 }

@@ -1,10 +1,14 @@
 // The open recordings: one recordChannel each, and the table that owns and finds them.
 //
-// Two things protect a channel. The table's mutex, held for a lookup and never across a file
-// access, guards which channels there are. The claim lets one thread at a time work on a channel,
-// without a lock: a close that meets a write waits for that write only, and channels never wait for
-// each other. Nothing but a claim leads to a channel, and only a claimant takes it out of the
-// table, so a claimed channel stays.
+// Two things protect a channel. The table's mutex, never held across a file access, guards which
+// channels there are. The claim lets one thread at a time work on a channel, without a lock: a
+// close that meets a write waits for that write only, and channels never wait for each other.
+// Nothing but a claim leads to a channel, and only a claimant takes it out of the table, so a
+// claimed channel stays.
+//
+// A write finds its channel without the mutex, by a hint: the entry that a key of this hash had
+// last. That may be another's by now, or nobody's; but entries are never freed, and one that is
+// claimed tells whose it is. Nobody's stay claimed.
 //
 // The files being written have a set and a mutex of their own: a deletion pass asks for every file
 // that it deletes, and a writer must not wait for it then.
@@ -12,17 +16,20 @@
 #ifndef LOCALSTORAGE_RECORD_CHANNELTABLE_H
 #define LOCALSTORAGE_RECORD_CHANNELTABLE_H
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "LocalStorage/RecordFile.h"
 #include "Osl/Osl.h"
@@ -111,8 +118,6 @@ struct recordChannel {
     std::time_t tNoneFree = -1;       ///< in this second no name was free for the next file
     bool bTooLongTold = false;        ///< that the next file's path is too long
 
-    /// The claim; see CChannelTable.
-    std::atomic<std::uint32_t> nClaim = 0;
     // Written by the claimant, read by any thread.
     std::atomic<std::uint64_t> nWrittenSize = 0;  ///< bytes in the current file, header included
     std::atomic<std::time_t> tCreateTime = 0;     ///< when the current file was opened
@@ -130,10 +135,41 @@ struct recordChannel {
     char byStreamHead[STREAM_HEAD_SIZE] = {};
 };
 
-using ChannelMap = std::unordered_map<channelKey, recordChannel, channelKeyHash, channelKeyEqual>;
+/// Where a channel is kept while it is open; later another, under another key. All but the atomic
+/// fields belongs to the claimant.
+struct channelEntry {
+    static constexpr std::uint32_t FREE = 0;
+    static constexpr std::uint32_t HELD = 1;     ///< also while there is no channel
+    static constexpr std::uint32_t AWAITED = 2;  ///< held, and somebody waits for it
+
+    channelKeyView Key() const { return {key.strCameraID, key.nStart, key.nEnd, key.nType}; }
+
+    std::atomic<std::uint32_t> nClaim = HELD;
+    std::atomic<std::uint64_t> nHash = 0;  ///< of the key
+    channelKey key;
+    std::optional<recordChannel> channel;
+};
+
+struct channelEntryHash : channelKeyHash {
+    using channelKeyHash::operator();
+    std::size_t operator()(const channelEntry* pEntry) const {
+        return channelKeyHash::operator()(pEntry->key);
+    }
+};
+
+struct channelEntryEqual : channelKeyEqual {
+    bool operator()(const channelEntry* pA, const channelEntry* pB) const { return pA == pB; }
+    template <typename Text>
+    bool operator()(const basicChannelKey<Text>& key, const channelEntry* pEntry) const {
+        return channelKeyEqual::operator()(key, pEntry->key);
+    }
+};
+
+using EntrySet = std::unordered_set<channelEntry*, channelEntryHash, channelEntryEqual>;
 using KeySet = std::unordered_set<channelKey, channelKeyHash, channelKeyEqual>;
 
 class CChannelClaim;
+class CProtectedFile;
 
 /// The open channels. Any thread.
 class CChannelTable {
@@ -141,16 +177,17 @@ public:
     /// Waits until no other thread has the channel, then claims it; null when there is none, or it
     /// is gone by then. No thread claims a second channel while it has one.
     CChannelClaim Claim(const channelKeyView& key);
-    /// The entry of a channel; null when there is none. It stays until somebody removes it.
-    ChannelMap::value_type* Find(const channelKeyView& key);
+    /// The entry of a channel; null when there is none. It stays the channel's until somebody
+    /// removes that.
+    channelEntry* Find(const channelKeyView& key) const;
     /// The same for a channel that nobody removes meanwhile.
-    CChannelClaim Claim(ChannelMap::value_type& entry);
+    CChannelClaim Claim(channelEntry& entry);
     /// Claims some channel; null when there is none left.
     CChannelClaim ClaimAny();
 
-    /// Adds a channel that has this file open. Its key is reserved. Returns it unclaimed.
-    recordChannel& Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
-                          const std::string& strRecFilePath, std::time_t tNow);
+    /// Adds a channel that has this file open, and from now on protects it. Its key is reserved.
+    CChannelClaim Insert(const channelKey& key, void* pUser, CRecordFile objRecFile,
+                         CProtectedFile& objProtected, std::time_t tNow);
 
     /// The channel's file is this one, if it has one open now; otherwise it has none. The file
     /// before it is protected until then.
@@ -166,16 +203,19 @@ private:
     friend class CProtectedFile;
     friend class CReservedChannel;
 
-    static constexpr std::uint32_t CLAIM_FREE = 0;
-    static constexpr std::uint32_t CLAIM_HELD = 1;
-    static constexpr std::uint32_t CLAIM_AWAITED = 2;  ///< held, and somebody waits for it
+    /// Enough that few of some hundred cameras share one, in 8 KiB.
+    static constexpr std::size_t HINTS = 1024;
 
-    static bool TryClaim(recordChannel& channel);
+    std::atomic<channelEntry*>& HintOf(std::size_t nHash) { return m_aHint[nHash % HINTS]; }
+    static bool TryClaim(channelEntry& entry);
+    channelEntry* ClaimHinted(const channelKeyView& key, std::size_t nHash);
+    CChannelClaim ClaimUnhinted(const channelKeyView& key, std::size_t nHash);
     /// Null `pKey`: any channel.
-    ChannelMap::value_type* WaitForClaim(const channelKeyView* pKey);
-    void Unclaim(recordChannel& channel);
+    channelEntry* WaitForClaim(const channelKeyView* pKey);
+    void Unclaim(channelEntry& entry);
     void WakeWaiters();
-    void Remove(const channelKey& key);
+    channelEntry& GetFree() OSL_REQUIRES(m_mtxChannel);
+    void Remove(channelEntry& entry);
     void ForgetFile(const std::string& strPath) OSL_REQUIRES(m_mtxFiles);
 
     mutable OSL_Mutex m_mtxFiles{OSL_LockRank::RecordFiles, "record files"};
@@ -183,30 +223,33 @@ private:
 
     mutable OSL_Mutex m_mtxChannel{OSL_LockRank::ChannelMap, "channel map"};
     std::condition_variable_any m_cvUnclaimed;  ///< with m_mtxChannel; for all channels
-    ChannelMap m_mChannel OSL_GUARDED_BY(m_mtxChannel);
+    std::list<channelEntry> m_lsEntries OSL_GUARDED_BY(m_mtxChannel);
+    std::vector<channelEntry*> m_vFree OSL_GUARDED_BY(m_mtxChannel);
+    EntrySet m_setOpen OSL_GUARDED_BY(m_mtxChannel);
     KeySet m_setReserved OSL_GUARDED_BY(m_mtxChannel);  ///< of channels that are being opened
+
+    std::array<std::atomic<channelEntry*>, HINTS> m_aHint{};
 };
 
 /// A claimed channel, for the time of its life.
 class CChannelClaim {
 public:
-    CChannelClaim(CChannelTable& table, ChannelMap::value_type* pEntry)
-        : m_table(table), m_pEntry(pEntry) {}
+    CChannelClaim(CChannelTable& table, channelEntry* pEntry) : m_table(table), m_pEntry(pEntry) {}
     CChannelClaim(const CChannelClaim&) = delete;
     CChannelClaim& operator=(const CChannelClaim&) = delete;
     ~CChannelClaim() {
-        if (m_pEntry) m_table.Unclaim(m_pEntry->second);
+        if (m_pEntry) m_table.Unclaim(*m_pEntry);
     }
 
     explicit operator bool() const { return m_pEntry != nullptr; }
-    recordChannel& Channel() const { return m_pEntry->second; }
+    recordChannel& Channel() const { return *m_pEntry->channel; }
 
     /// Takes the channel out of the table and destroys it.
-    void Remove() { m_table.Remove(std::exchange(m_pEntry, nullptr)->first); }
+    void Remove() { m_table.Remove(*std::exchange(m_pEntry, nullptr)); }
 
 private:
     CChannelTable& m_table;
-    ChannelMap::value_type* m_pEntry;
+    channelEntry* m_pEntry;
 };
 
 /// Lives while a channel is being opened: of two that open one, one has it.
@@ -235,35 +278,44 @@ public:
     CProtectedFile& operator=(const CProtectedFile&) = delete;
 
 private:
+    friend class CChannelTable;
+
     CChannelTable& m_table;
-    const std::string m_strPath;
+    std::string m_strPath;  ///< empty: a channel has taken it over
 };
 
-inline bool CChannelTable::TryClaim(recordChannel& channel) {
-    std::uint32_t nState = CLAIM_FREE;
-    return channel.nClaim.compare_exchange_strong(nState, CLAIM_HELD, std::memory_order_acquire);
+inline bool CChannelTable::TryClaim(channelEntry& entry) {
+    std::uint32_t nState = channelEntry::FREE;
+    return entry.nClaim.compare_exchange_strong(nState, channelEntry::HELD,
+                                                std::memory_order_acquire);
 }
 
 // The way of every piece that is written; only a claimed channel makes it longer.
 inline CChannelClaim CChannelTable::Claim(const channelKeyView& key) {
-    {
-        OSL_Guard guard(m_mtxChannel);
-        const auto it = m_mChannel.find(key);
-        if (it == m_mChannel.end()) return {*this, nullptr};
-        if (TryClaim(it->second)) return {*this, &*it};
+    const std::size_t nHash = channelKeyHash()(key);
+    if (channelEntry* const pEntry = ClaimHinted(key, nHash)) return {*this, pEntry};
+    return ClaimUnhinted(key, nHash);
+}
+
+inline channelEntry* CChannelTable::ClaimHinted(const channelKeyView& key, std::size_t nHash) {
+    channelEntry* const pEntry = HintOf(nHash).load(std::memory_order_acquire);
+    if (!pEntry || pEntry->nHash.load(std::memory_order_relaxed) != nHash || !TryClaim(*pEntry)) {
+        return nullptr;
     }
+    if (channelKeyEqual()(key, pEntry->key)) return pEntry;
+    Unclaim(*pEntry);
+    return nullptr;
+}
+
+inline CChannelClaim CChannelTable::Claim(channelEntry& entry) {
+    if (TryClaim(entry)) return {*this, &entry};
+    const channelKeyView key = entry.Key();
     return {*this, WaitForClaim(&key)};
 }
 
-inline CChannelClaim CChannelTable::Claim(ChannelMap::value_type& entry) {
-    if (TryClaim(entry.second)) return {*this, &entry};
-    const channelKey& key = entry.first;
-    const channelKeyView view = {key.strCameraID, key.nStart, key.nEnd, key.nType};
-    return {*this, WaitForClaim(&view)};
-}
-
-inline void CChannelTable::Unclaim(recordChannel& channel) {
-    if (channel.nClaim.exchange(CLAIM_FREE, std::memory_order_release) == CLAIM_AWAITED) {
+inline void CChannelTable::Unclaim(channelEntry& entry) {
+    if (entry.nClaim.exchange(channelEntry::FREE, std::memory_order_release) ==
+        channelEntry::AWAITED) {
         WakeWaiters();
     }
 }

@@ -73,7 +73,7 @@ public:
     }
     /// An open channel, for a host that keeps it, so that nothing is looked up per piece. It stays
     /// until it is closed, or Release. Null when there is none.
-    using ChannelEntry = ChannelMap::value_type;
+    using ChannelEntry = channelEntry;
     ChannelEntry* FindChannel(const char* pCameraID, const recFileInfo& stRecFileInfo);
     /// WriteData of that channel.
     bool WriteData(ChannelEntry& entry, unsigned int nDataType, const char* pBuf,
@@ -125,7 +125,8 @@ private:
     Attempt OpenChannelOn(const std::string& strRecDir, const channelKey& key, void* pUser,
                           const recFileInfo& stRecFileInfo);
     Attempt FailToOpen(const std::string& strRecDir, const std::string& strRecFilePath);
-    Attempt EnterChannel(COpenedFile& opened, const fileOrder& stOrder, const channelKey& key);
+    Attempt EnterChannel(COpenedFile& opened, const fileOrder& stOrder, const channelKey& key,
+                         CProtectedFile& objProtected);
     std::optional<recordPath> ChooseOpenPath(const std::string& strRecDir,
                                              const std::string& strCameraID,
                                              const recFileInfo& stRecFileInfo) const;
