@@ -6,9 +6,9 @@
 // Nothing but a claim leads to a channel, and only a claimant takes it out of the table, so a
 // claimed channel stays.
 //
-// A write finds its channel without the mutex, by a hint: the entry that a key of this hash had
-// last. That may be another's by now, or nobody's; but entries are never freed, and one that is
-// claimed tells whose it is. Nobody's stay claimed.
+// A write finds its channel without the mutex, by a hint: the entry that was last found for a key
+// of this hash. That may be another's by now, or nobody's; but entries are never freed, and one
+// that is claimed tells whose it is. Nobody's stay claimed.
 //
 // The files being written have a set and a mutex of their own: a deletion pass asks for every file
 // that it deletes, and a writer must not wait for it then.
@@ -223,12 +223,12 @@ private:
 
     mutable OSL_Mutex m_mtxChannel{OSL_LockRank::ChannelMap, "channel map"};
     std::condition_variable_any m_cvUnclaimed;  ///< with m_mtxChannel; for all channels
-    std::list<channelEntry> m_lsEntries OSL_GUARDED_BY(m_mtxChannel);
-    std::vector<channelEntry*> m_vFree OSL_GUARDED_BY(m_mtxChannel);
+    std::list<channelEntry> m_lsEntries OSL_GUARDED_BY(m_mtxChannel);  ///< all there ever were
+    std::vector<channelEntry*> m_vFree OSL_GUARDED_BY(m_mtxChannel);   ///< without a channel
     EntrySet m_setOpen OSL_GUARDED_BY(m_mtxChannel);
     KeySet m_setReserved OSL_GUARDED_BY(m_mtxChannel);  ///< of channels that are being opened
 
-    std::array<std::atomic<channelEntry*>, HINTS> m_aHint{};
+    std::array<std::atomic<channelEntry*>, HINTS> m_aHint{};  ///< by hash: the last found
 };
 
 /// A claimed channel, for the time of its life.

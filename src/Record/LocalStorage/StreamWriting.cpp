@@ -1,6 +1,6 @@
 // The hot path: from the host's piece to the channel's file.
 //
-// Per piece: one lookup under the table's mutex, one claim, one write, one counter. Nothing is
+// Per piece: one lookup, mostly without a lock, one claim, one write, one counter. Nothing is
 // allocated, formatted or copied, and no lock is held while the write runs.
 
 #include <cstring>
