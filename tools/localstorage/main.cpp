@@ -5,7 +5,7 @@
 
 #include "Osl/Osl.h"
 #include "base/Failure.h"
-#include "base/ServiceManager.h"
+#include "base/System.h"
 #include "base/Times.h"
 #include "commands/Commands.h"
 #include "localstorage/LocalStorageLog.h"

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <pwd.h>
 #include <spawn.h>
@@ -49,6 +50,13 @@ bool TakeReloadSignal() {
 
 bool IsTerminal(outputStream eStream) {
     return isatty(DescriptorOf(eStream)) == 1;
+}
+
+bool IsReadByJournal(outputStream eStream) {
+    const char* pStream = std::getenv("JOURNAL_STREAM");
+    struct stat st = {};
+    if (!pStream || fstat(DescriptorOf(eStream), &st) != 0) return false;
+    return pStream == std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino);
 }
 
 terminalSize TerminalSize(outputStream eStream, terminalSize stElse) {

@@ -22,6 +22,8 @@ bool TakeReloadSignal();
 enum class outputStream { OUT, ERR };
 
 bool IsTerminal(outputStream eStream);
+/// Whether what goes there is read by the journal, which notes times by itself.
+bool IsReadByJournal(outputStream eStream);
 
 struct terminalSize {
     unsigned nColumns = 0, nLines = 0;
