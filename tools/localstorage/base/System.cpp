@@ -73,6 +73,10 @@ bool MakeDurable(const std::string& strPath) {
     return bDone;
 }
 
+void BecomeProgram(const std::string& strPath, char* const* ppArguments) {
+    execv(strPath.c_str(), ppArguments);
+}
+
 int StartShell(const std::string& strCommand, const Environment& vMore) {
     std::vector<std::string> vTexts;
     for (const auto& [strName, strValue] : vMore) vTexts.push_back(strName + "=" + strValue);
