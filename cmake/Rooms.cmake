@@ -15,10 +15,11 @@ find_package(Threads REQUIRED)
 # An installed program finds the library beside it, wherever the tree was put.
 file(RELATIVE_PATH libdir_from_bindir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 if(APPLE)
-    set(CMAKE_INSTALL_RPATH @loader_path/${libdir_from_bindir})
+    set(origin @loader_path)
 else()
-    set(CMAKE_INSTALL_RPATH $ORIGIN/${libdir_from_bindir})
+    set(origin $ORIGIN)
 endif()
+set(CMAKE_INSTALL_RPATH ${origin}/${libdir_from_bindir})
 
 # What every target of this project is compiled with.
 add_library(localstorage_flags INTERFACE)

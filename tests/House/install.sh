@@ -73,6 +73,17 @@ fi
 [[ -x $work/prefix/bin/localstorage ]] || exit 0
 export PATH=$work/prefix/bin:$PATH XDG_STATE_HOME=$work/state
 
+# The program loads nothing of what its quick commands do not use, and tells what it lacks for others.
+libraries=$(ldd "$work/prefix/bin/localstorage")
+[[ $libraries == *liblocalstorage* && $libraries != *libav* && $libraries != *libmicrohttpd* ]]
+whole=$(find "$work/prefix" -name 'localstorage-[0-9]*')
+mv "$whole" "$whole.9"
+localstorage --version
+status=0
+localstorage verify . 2>"$work/message" || status=$?
+[[ $status -eq 1 ]] && grep 'cannot run .*/localstorage: No such file' "$work/message"
+mv "$whole.9" "$whole"
+
 # Every command of the quick start, as it stands there, beside the host that it names.
 cd "$work/host"
 block docs/quick-start.md sh >commands

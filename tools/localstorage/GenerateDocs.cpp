@@ -22,7 +22,7 @@ int main(int argc, char** argv) try {
     if (argc != 2) throw std::runtime_error(std::string("usage: ") + argv[0] + " FOLDER");
     const std::filesystem::path folder = argv[1];
     programOptions stOptions;
-    const program stProgram = LocalStorageProgram(stOptions);
+    const program stProgram = LocalStorageProgram(stOptions, AllCommands());
     Put(folder / "localstorage.bash", MakeBashCompletion(stProgram));
     Put(folder / "localstorage.zsh", MakeZshCompletion(stProgram));
     Put(folder / "localstorage.fish", MakeFishCompletion(stProgram));

@@ -1,62 +1,32 @@
-// localstorage: the command-line host.
+// localstorage: the command-line host. Loading what handles video takes longer than most commands
+// that need none of it, so they stand here alone; whole.cpp has all.
 
-#include <cstdlib>
-#include <iostream>
+#include <cerrno>
 
-#include "Osl/Osl.h"
 #include "base/Failure.h"
-#include "base/ServiceManager.h"
-#include "base/Times.h"
+#include "base/System.h"
+#include "base/Text.h"
 #include "commands/Commands.h"
-#include "localstorage/LocalStorageLog.h"
-#include "media/MediaInput.h"
 #include "screen/Terminal.h"
 
 namespace {
 
-/// Runs what the command line asked for; every failure ends here, in words.
-int Run(const programOptions& stOptions, const command& stCommand) {
-    const std::string& strLogDir = stOptions.strLogDir;
-    if (stOptions.bOffset) SetShownClock(shownClock::LOCAL_WITH_OFFSET);
-    if (stOptions.bUtc) SetShownClock(shownClock::UTC);
-    try {
-        SetStorageOption(STORAGE_OPTION_PRIVATE_MODES, 1);
-        OSL_SetPrivateModes(true);  // what is made without the library, too
-        // The library's own default lies outside the user's reach.
-        if (EnableTarget(LOG_TARGET_FILE, strLogDir.c_str(), 0, 1) == LOG_ERR_PARAM) {
-            throw CUsageError("--log-dir " + strLogDir + ": the path is too long");
-        }
-        if (IsReadByJournal(outputStream::ERR)) EnableTarget(LOG_TARGET_DEBUG, nullptr, 0, 0);
-        return stCommand.fnRun();
-    } catch (const CUsageError& error) {
-        PrintMessage(error.what());
-        return EXIT_USAGE;
-    } catch (const std::exception& error) {
-        PrintMessage(error.what());
-        return EXIT_FAILED;
-    }
+/// Goes on as the whole program, which was built and installed with this one.
+int GoOnWhole(char** argv) {
+    const std::string strWhole = ProgramFolder() + "/" WHOLE_PROGRAM;
+    BecomeProgram(strWhole, argv);
+    PrintMessage("cannot run " + strWhole + ": " + ErrorText(errno) +
+                 "; it is installed with this program, of the same version");
+    return EXIT_FAILED;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    SilenceFfmpeg();
     programOptions stOptions;
-    const program stProgram = LocalStorageProgram(stOptions);
+    const program stProgram = LocalStorageProgram(stOptions, QuickCommands());
     const request stRequest = ReadCommandLine(stProgram, argc, argv);
-    int nResult = EXIT_OK;
-    if (stRequest.pCommand) {
-        nResult = Run(stOptions, *stRequest.pCommand);
-    } else if (stRequest.strMistake.empty()) {
-        std::cout << stRequest.strAnswer;
-    } else {
-        PrintMessage(stRequest.strMistake);
-        nResult = EXIT_USAGE;
-    }
-    std::cout.flush();
-    if (!std::cout && nResult == EXIT_OK) {
-        PrintMessage("standard output could not be written");
-        return EXIT_FAILED;
-    }
-    return nResult;
+    // A mistake here may be none there, and help there tells of every command.
+    const bool bComplete = stRequest.strMistake.empty() && !stRequest.bHelp;
+    return bComplete ? Answer(stOptions, stRequest) : GoOnWhole(argv);
 }

@@ -6,15 +6,10 @@
 #include <chrono>
 #include <string>
 
-#include "base/System.h"
-
 /// Tells it variables such as "READY=1", one a line. Nothing happens without a manager.
 void TellServiceManager(const std::string& strVariables);
 
 /// It ends the process when it has not been told "WATCHDOG=1" for so long; 0: it does not.
 std::chrono::microseconds WatchdogTime();
-
-/// Whether what goes there is read by the journal, which notes times by itself.
-bool IsReadByJournal(outputStream eStream);
 
 #endif  // LOCALSTORAGE_TOOL_BASE_SERVICEMANAGER_H

@@ -5,7 +5,3 @@ void TellServiceManager(const std::string&) {}
 std::chrono::microseconds WatchdogTime() {
     return std::chrono::microseconds(0);
 }
-
-bool IsReadByJournal(outputStream) {
-    return false;
-}

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <pwd.h>
 #include <spawn.h>
@@ -51,6 +52,13 @@ bool IsTerminal(outputStream eStream) {
     return isatty(DescriptorOf(eStream)) == 1;
 }
 
+bool IsReadByJournal(outputStream eStream) {
+    const char* pStream = std::getenv("JOURNAL_STREAM");
+    struct stat st = {};
+    if (!pStream || fstat(DescriptorOf(eStream), &st) != 0) return false;
+    return pStream == std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino);
+}
+
 terminalSize TerminalSize(outputStream eStream, terminalSize stElse) {
     winsize st = {};
     if (ioctl(DescriptorOf(eStream), TIOCGWINSZ, &st) != 0) return stElse;
@@ -63,6 +71,10 @@ bool MakeDurable(const std::string& strPath) {
     const bool bDone = fsync(nFile) == 0;
     close(nFile);
     return bDone;
+}
+
+void BecomeProgram(const std::string& strPath, char* const* ppArguments) {
+    execv(strPath.c_str(), ppArguments);
 }
 
 int StartShell(const std::string& strCommand, const Environment& vMore) {

@@ -22,6 +22,8 @@ bool TakeReloadSignal();
 enum class outputStream { OUT, ERR };
 
 bool IsTerminal(outputStream eStream);
+/// Whether what goes there is read by the journal, which notes times by itself.
+bool IsReadByJournal(outputStream eStream);
 
 struct terminalSize {
     unsigned nColumns = 0, nLines = 0;
@@ -34,6 +36,13 @@ bool MakeDurable(const std::string& strPath);
 
 /// Variables of an environment.
 using Environment = std::vector<std::pair<std::string, std::string>>;
+
+/// Where the file of the running program lies, whatever link it was called by; empty where the
+/// system does not tell.
+std::string ProgramFolder();
+/// Goes on as another program, in this process and with these arguments. Returns where that fails:
+/// see errno.
+void BecomeProgram(const std::string& strPath, char* const* ppArguments);
 
 /// Runs a command by the shell, with nothing on standard input and these variables besides those of
 /// this program. The process' number, or -1: see errno.

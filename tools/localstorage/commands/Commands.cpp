@@ -2,7 +2,7 @@
 
 #include "help/CommonOptions.h"
 
-program LocalStorageProgram(programOptions& stOptions) {
+program LocalStorageProgram(programOptions& stOptions, std::vector<command> vCommands) {
     stOptions.strLogDir = DefaultLogDir();
     return {
         "localstorage",
@@ -25,7 +25,5 @@ program LocalStorageProgram(programOptions& stOptions) {
          {"--utc", &stOptions.bUtc, "Take and print times in UTC; names of files stay local"},
          {"--offset", &stOptions.bOffset,
           "Print the offset behind every time; --json always does"}},
-        {RecordCommand(), ImportCommand(), QueryCommand(), TimelineCommand(), ExportCommand(),
-         ServeCommand(), KeepCommand(), VerifyCommand(), StatusCommand(), CheckCommand(),
-         RepairCommand(), PruneCommand(), DumpCommand()}};
+        std::move(vCommands)};
 }

@@ -5,6 +5,7 @@
 #define LOCALSTORAGE_TOOL_COMMANDS_COMMANDS_H
 
 #include <string>
+#include <vector>
 
 #include "help/Command.h"
 
@@ -28,7 +29,15 @@ struct programOptions {
     bool bUtc = false, bOffset = false;
 };
 
-/// The program: its own options and every subcommand. `stOptions` gets the defaults.
-program LocalStorageProgram(programOptions& stOptions);
+/// Every subcommand, in the order of the help.
+std::vector<command> AllCommands();
+/// Those that need neither video nor the server, nor the libraries for these.
+std::vector<command> QuickCommands();
+
+/// The program: its own options and these subcommands. `stOptions` gets the defaults.
+program LocalStorageProgram(programOptions& stOptions, std::vector<command> vCommands);
+
+/// Does what the command line asked for; every failure ends here, in words. Returns the exit code.
+int Answer(const programOptions& stOptions, const request& stRequest);
 
 #endif  // LOCALSTORAGE_TOOL_COMMANDS_COMMANDS_H

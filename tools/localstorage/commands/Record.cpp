@@ -7,11 +7,10 @@
 
 #include "RecordTree/RecordDirectory.h"
 #include "base/Failure.h"
-#include "base/ServiceManager.h"
 #include "base/System.h"
 #include "base/Text.h"
 #include "commands/Commands.h"
-#include "commands/RecordOptions.h"
+#include "commands/RecordPlan.h"
 #include "help/CommonOptions.h"
 #include "host/CameraSet.h"
 #include "host/EventHook.h"

@@ -1,20 +1,10 @@
 #include "commands/RecordOptions.h"
 
-#include <algorithm>
-#include <tuple>
-
 #include "base/Address.h"
 #include "base/Failure.h"
 #include "help/CommonOptions.h"
 
 namespace {
-
-/// What stands in front of and behind the first "=".
-std::pair<std::string, std::string> SplitPair(const std::string& strText) {
-    const std::size_t nEquals = strText.find('=');
-    if (nEquals == std::string::npos) return {strText, {}};
-    return {strText.substr(0, nEquals), strText.substr(nEquals + 1)};
-}
 
 std::string CameraFault(const std::string& strText) {
     const auto [strCamera, strInput] = SplitPair(strText);
@@ -28,9 +18,7 @@ std::string CameraFault(const std::string& strText) {
 /// Values may be secret and are never told.
 std::string InputOptionFault(const std::string& strText) {
     const auto [strName, strValue] = SplitPair(strText);
-    if (strValue.empty()) return "\"" + strName + "\": write an option as KEY=VALUE";
-    if (IsInputOption(strName)) return {};
-    return "\"" + strName + "\": FFmpeg has no option of this name for inputs";
+    return strValue.empty() ? "\"" + strName + "\": write an option as KEY=VALUE" : "";
 }
 
 /// Numbers are no secrets.
@@ -148,42 +136,6 @@ std::vector<option> BeginTable(recordOptions& st, const std::string& strCamera,
     return TableOptions(stCamera);
 }
 
-/// Those of the file, and those of the command line.
-std::map<std::string, cameraSettings> AllCameras(const recordOptions& st) {
-    auto mCameras = st.mTables;
-    for (const std::string& strText : st.vCameras) {
-        const auto [strCamera, strInput] = SplitPair(strText);
-        const auto [it, bNew] = mCameras.emplace(strCamera, st.stCommon);
-        if (!bNew) {
-            const std::string strWhere = it->second.strWhere;
-            throw CUsageError((strWhere.empty() ? "" : strWhere + ": ") + "camera " + strCamera +
-                              " is given twice");
-        }
-        it->second.strInput = strInput;
-    }
-    return mCameras;
-}
-
-cameraPlan PlanCamera(const std::string& strCamera, const cameraSettings& stSettings) {
-    constexpr auto OPENING = std::chrono::seconds(15);
-    cameraPlan st;
-    st.strCamera = strCamera;
-    st.strInput = stSettings.strInput;
-    st.stOptions = {
-        OPENING, SpanOf(stSettings.strStall), {{"rtsp_transport", stSettings.strRtspTransport}}};
-    for (const std::string& strText : stSettings.vInputOptions) {
-        st.stOptions.vForInput.push_back(SplitPair(strText));
-    }
-    st.stForm = stSettings.stForm;
-    st.stOptions.eAudio = st.stForm.Audio();
-    st.bRetry = stSettings.bRetry;
-    st.bRealTime = stSettings.strPace == "real";
-    if (!stSettings.strSnapshotEvery.empty()) {
-        st.nSnapshotEvery = SpanOf(stSettings.strSnapshotEvery);
-    }
-    return st;
-}
-
 }  // namespace
 
 std::vector<option> OptionsOfRecord(recordOptions& st) {
@@ -216,32 +168,25 @@ configTable CameraTables(recordOptions& st) {
             }};
 }
 
-std::vector<cameraPlan> PlanCameras(const recordOptions& st) {
-    std::vector<cameraPlan> vPlans;
-    for (const auto& [strCamera, stSettings] : AllCameras(st)) {
-        // Told before anything is recorded; in a file, one camera's mistake is not the others'.
-        if (stSettings.strWhere.empty()) AddressOf(stSettings.strInput);
-        vPlans.push_back(PlanCamera(strCamera, stSettings));
-    }
-    if (vPlans.empty()) {
-        throw CUsageError(
-            "no camera is given, neither by --camera nor as [camera.NAME] in a "
-            "--config");
-    }
-    if (vPlans.size() > MOST_CAMERAS) {
-        throw CUsageError("at most " + std::to_string(MOST_CAMERAS) +
-                          " cameras can be recorded at once");
-    }
-    return vPlans;
+std::pair<std::string, std::string> SplitPair(const std::string& strText) {
+    const std::size_t nEquals = strText.find('=');
+    if (nEquals == std::string::npos) return {strText, {}};
+    return {strText.substr(0, nEquals), strText.substr(nEquals + 1)};
 }
 
-keepPlan PlanKeeping(const recordOptions& st) {
-    keepPlan stPlan{{st.stCommon.nKeepDays, {}}, {st.stCommon.nSnapshotKeepDays, {}}};
-    for (const auto& [strCamera, stSettings] : AllCameras(st)) {
-        stPlan.stRecordings.mOfCameras[strCamera] = stSettings.nKeepDays;
-        stPlan.stPictures.mOfCameras[strCamera] = stSettings.nSnapshotKeepDays;
+std::map<std::string, cameraSettings> AllCameras(const recordOptions& st) {
+    auto mCameras = st.mTables;
+    for (const std::string& strText : st.vCameras) {
+        const auto [strCamera, strInput] = SplitPair(strText);
+        const auto [it, bNew] = mCameras.emplace(strCamera, st.stCommon);
+        if (!bNew) {
+            const std::string strWhere = it->second.strWhere;
+            throw CUsageError((strWhere.empty() ? "" : strWhere + ": ") + "camera " + strCamera +
+                              " is given twice");
+        }
+        it->second.strInput = strInput;
     }
-    return stPlan;
+    return mCameras;
 }
 
 std::string ConfigText(recordOptions& st) {

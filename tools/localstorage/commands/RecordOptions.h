@@ -1,16 +1,17 @@
-// What "record" is told, by its command line and its configuration file, and what follows from it.
+// What "record" is told, by its command line and its configuration file. What FFmpeg makes of it is
+// none of this: other commands read the file, too.
 
 #ifndef LOCALSTORAGE_TOOL_COMMANDS_RECORDOPTIONS_H
 #define LOCALSTORAGE_TOOL_COMMANDS_RECORDOPTIONS_H
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "help/Command.h"
-#include "host/CameraPlan.h"
-#include "host/Expiry.h"
 #include "host/Host.h"
+#include "media/StreamWriter.h"
 
 /// What each camera may have for itself.
 struct cameraSettings {
@@ -38,9 +39,12 @@ struct recordOptions {
 std::vector<option> OptionsOfRecord(recordOptions& st);
 configTable CameraTables(recordOptions& st);
 
-/// Throws CUsageError where cameras are given wrongly.
-std::vector<cameraPlan> PlanCameras(const recordOptions& st);
-keepPlan PlanKeeping(const recordOptions& st);
+/// What stands in front of and behind the first "=".
+std::pair<std::string, std::string> SplitPair(const std::string& strText);
+
+/// The cameras of the file, and those of the command line. Throws CUsageError where one is given
+/// twice.
+std::map<std::string, cameraSettings> AllCameras(const recordOptions& st);
 
 /// All of it as a configuration file.
 std::string ConfigText(recordOptions& st);

@@ -101,6 +101,7 @@ struct request {
     const command* pCommand = nullptr;  ///< its options have their values
     std::string strAnswer;              ///< help or version, to be printed
     std::string strMistake;             ///< what is wrong with it
+    bool bHelp = false;                 ///< the answer is help
 };
 
 request ReadCommandLine(const program& stProgram, int argc, const char* const* argv);

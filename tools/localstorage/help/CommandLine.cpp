@@ -148,7 +148,10 @@ request ReadCommandLine(const program& stProgram, int argc, const char* const* a
     try {
         stApp.parse(argc, argv);
     } catch (const CLI::ParseError& stError) {
-        if (stError.get_exit_code() == 0) return {nullptr, AnswerText(stApp, stError), {}};
+        if (stError.get_exit_code() == 0) {
+            const bool bVersion = dynamic_cast<const CLI::CallForVersion*>(&stError);
+            return {nullptr, AnswerText(stApp, stError), {}, !bVersion};
+        }
         return {nullptr, {}, MistakeText(stProgram, stApp, stError)};
     } catch (const CUsageError& error) {
         return {nullptr, {}, error.what()};
