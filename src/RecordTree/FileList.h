@@ -72,7 +72,7 @@ public:
         }
     }
 
-    static constexpr std::size_t BLOCK_FILES = 256;
+    static constexpr std::size_t BLOCK_FILES = 64;
     /// Files that may start at the same second. No camera records as many; a damaged index file
     /// may.
     static constexpr std::size_t MAX_TOGETHER = 1024;
