@@ -13,10 +13,10 @@
 bool CLocalStorage::OpenChannelRecord(char* pCameraID, void* pUser,
                                       recFileInfo& stRecFileInfo) try {
     if (!VerifyOpenRequest(pCameraID, stRecFileInfo)) return false;
-    const CCountedCall call(m_nHostCalls);
+    const COverwriter::CHostCall call(m_objOverwriter);
     Attempt eAttempt = Attempt::GoElsewhere;
     while (eAttempt == Attempt::GoElsewhere) {
-        CheckDisk(Pace::Full);
+        CheckDisk(COverwriter::Pace::Full);
         eAttempt = OpenChannel(pCameraID, pUser, stRecFileInfo);
     }
     if (eAttempt == Attempt::Failed) return false;

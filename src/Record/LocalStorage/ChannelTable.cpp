@@ -15,6 +15,9 @@ std::uint32_t MeanRate(const recordChannel& channel, std::time_t tNow) {
 
 }  // namespace
 
+recordChannel::recordChannel(const std::string& strCamera, void* pHostUser)
+    : strCameraID(strCamera), pUser(pHostUser) {}
+
 recordChannel::~recordChannel() {
     if (hStream) VEXANA_Destroy(hStream);
 }

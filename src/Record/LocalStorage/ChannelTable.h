@@ -102,8 +102,7 @@ struct nextFile;
 
 /// One open recording. Its fields belong to the claimant, but for those marked.
 struct recordChannel {
-    recordChannel(const std::string& strCamera, void* pHostUser)
-        : strCameraID(strCamera), pUser(pHostUser) {}
+    recordChannel(const std::string& strCamera, void* pHostUser);
     ~recordChannel();
     recordChannel(const recordChannel&) = delete;
     recordChannel& operator=(const recordChannel&) = delete;

@@ -16,7 +16,7 @@ std::uint32_t CLocalStorage::DiskCheckProc(void* pEngine) {
     while (engine.AwaitDiskCheck()) {
         try {
             engine.m_objDisks.AskOthers();
-            engine.CheckDisk(Pace::Gentle);
+            engine.CheckDisk(COverwriter::Pace::Gentle);
         } catch (const std::exception&) {
             OutOfMemory("CheckDisk");
         }
@@ -30,9 +30,9 @@ bool CLocalStorage::AwaitDiskCheck() {
     return !m_bStopDiskCheck;
 }
 
-void CLocalStorage::CheckDisk(Pace ePace) {
+void CLocalStorage::CheckDisk(COverwriter::Pace ePace) {
     m_objDisks.Ask();
-    if (DecideAndTell()) MakeRoom(ePace);
+    if (DecideAndTell()) m_objOverwriter.MakeRoom(ePace);
 }
 
 bool CLocalStorage::DecideAndTell() {

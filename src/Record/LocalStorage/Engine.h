@@ -1,16 +1,16 @@
 // The storage engine: the one implementation of the public interface.
 //
 // One source file per theme: Factory, Lifecycle, Naming, ChannelOpenClose, StreamWriting,
-// FileSwitching, DiskMonitor, Overwriting, Snapshots, QueryFront. What has a state of its own is a
-// class of its own: the disks (CDisks), the open channels (CChannelTable), the index (CIndexMgr),
-// what the host is told (CHostEvents).
+// FileSwitching, DiskMonitor, Snapshots, QueryFront. What has a state of its own is a class of its
+// own: the disks (CDisks), the open channels (CChannelTable), the index (CIndexMgr), the deletion
+// passes (COverwriter), what the host is told (CHostEvents).
 //
-// Locks, in the order in which they may be held together: deletion pass, disk check, channel map
-// and record files (inside m_mapRecordChannel), callback (inside m_objEvents), current directory
-// (inside m_objDisks), last error. Disks are called on their own threads, by who holds none of
-// these but the first. Every disk has its turn (CDiskTurn), taken with none held but that. Beside
-// them every channel has its claim, taken with none held; while a claim is held, all but the first
-// may be taken.
+// Locks, in the order in which they may be held together: deletion pass (inside m_objOverwriter),
+// disk check, channel map and record files (inside m_mapRecordChannel), callback (inside
+// m_objEvents), current directory (inside m_objDisks), last error. Disks are called on their own
+// threads, by who holds none of these but the first. Every disk has its turn (CDiskTurn), taken
+// with none held but that. Beside them every channel has its claim, taken with none held; while a
+// claim is held, all but the first may be taken.
 
 #ifndef LOCALSTORAGE_RECORD_ENGINE_H
 #define LOCALSTORAGE_RECORD_ENGINE_H
@@ -32,20 +32,9 @@
 #include "LocalStorage/Disks.h"
 #include "LocalStorage/FileOpening.h"
 #include "LocalStorage/HostEvents.h"
+#include "LocalStorage/Overwriter.h"
 #include "Osl/Osl.h"
 #include "localstorage/LocalStorage.h"
-
-/// Counts a call while it is under way.
-class CCountedCall {
-public:
-    explicit CCountedCall(std::atomic<int>& nCalls) : m_nCalls(nCalls) { ++m_nCalls; }
-    ~CCountedCall() { --m_nCalls; }
-    CCountedCall(const CCountedCall&) = delete;
-    CCountedCall& operator=(const CCountedCall&) = delete;
-
-private:
-    std::atomic<int>& m_nCalls;
-};
 
 class CLocalStorage final : public CLocalStorageInterface {
 public:
@@ -190,38 +179,12 @@ private:
     static std::uint32_t DiskCheckProc(void* pEngine);
     /// False: no check, the engine stops.
     bool AwaitDiskCheck();
-    /// How fast a deletion pass goes: while a host waits for it, or one that may take its time.
-    enum class Pace : std::uint8_t { Full, Gentle };
     /// One disk check: moves to another disk, reports a full one, overwrites the oldest day.
-    void CheckDisk(Pace ePace);
+    void CheckDisk(COverwriter::Pace ePace);
     /// Decides by the last looks, and tells. True: the oldest day is to be overwritten.
     bool DecideAndTell();
     void ReportSwitch();
     void ReportFullDisk();
-
-    // Overwriting
-    /// Runs a deletion pass, unless the last one brought no room and is a moment ago.
-    void MakeRoom(Pace ePace);
-    /// Rests as long as the pass has been busy since then, unless a host waits.
-    void LetWritersGo(std::int64_t nBusySince) OSL_REQUIRES(m_mtxPass);
-    /// One deletion pass: the oldest day from which something can be deleted. True when a file was
-    /// deleted, or a disk has room meanwhile.
-    bool DeleteFile(StoreFileType enumStoreFileType) OSL_REQUIRES(m_mtxPass);
-    /// Waits until a pass has made room. False: the disks gain none any more, or not in time.
-    bool AwaitFreedSpace() OSL_REQUIRES(m_mtxPass);
-    /// Deletes files on their disk's thread, a batch at a time, but for those that `isKept`:
-    /// `remove` deletes one there and owns what it uses, `tell` hears what became of it. Ends when
-    /// the disk gives no answer.
-    template <typename IsKept, typename Remove, typename Tell>
-    void DeleteInBatches(CRecordDisk& disk, const std::vector<recordPath>& vFiles, IsKept isKept,
-                         Remove remove, Tell tell) OSL_REQUIRES(m_mtxPass);
-    /// Deletes these files of a day and tidies the folders. True when a file went.
-    bool DeleteRecordFile(const oldestDay& day) OSL_REQUIRES(m_mtxPass);
-    /// Reports one of them that is gone, and takes it out of the index.
-    void ReportDeleted(const recordPath& stPath);
-    bool DeleteImageFile(const oldestDay& day) OSL_REQUIRES(m_mtxPass);
-    void ReportDeletedImage(const char* pPath);
-    bool IsRecFileWritting(const std::string& strPath) const;
 
     // Snapshots
     bool VerifyImageRequest(const char* pCameraID, const char* pBuf, const char* pImgPath) const;
@@ -239,6 +202,7 @@ private:
     CDisks m_objDisks;  ///< asks those of m_pIndexMgr
     CDiskSyncs m_objSyncs;
     CChannelTable m_mapRecordChannel;
+    COverwriter m_objOverwriter{m_objDisks, m_mapRecordChannel, m_objEvents};
     OSL_ThreadHandle m_hDiskCheckThread = nullptr;
     OSL_EventHandle m_hDiskCheckEvent;  ///< set to wake the thread
     std::atomic<bool> m_bStopDiskCheck{false};
@@ -247,11 +211,6 @@ private:
     int m_nLastError OSL_GUARDED_BY(m_mtxLastError) = STORAGE_ERROR_NONE;
     /// What a disk check decides it tells before another decides.
     OSL_Mutex m_mtxDiskCheck{OSL_LockRank::DiskCheck, "disk check"};
-    /// Who needs room waits for the deletion pass that makes some.
-    OSL_Mutex m_mtxPass{OSL_LockRank::DeletionPass, "deletion pass"};
-    std::int64_t m_nNextPass OSL_GUARDED_BY(m_mtxPass) = 0;  ///< not before; in ticks
-    Pace m_ePace OSL_GUARDED_BY(m_mtxPass) = Pace::Full;
-    std::atomic<int> m_nHostCalls{0};  ///< under way, that may have to wait for a pass
 };
 
 #endif  // LOCALSTORAGE_RECORD_ENGINE_H

@@ -137,10 +137,7 @@ bool CLocalStorage::StartSync() {
 }
 
 bool CLocalStorage::StartDiskCheck() {
-    {
-        OSL_Guard guard(m_mtxPass);
-        m_nNextPass = std::numeric_limits<std::int64_t>::min();
-    }
+    m_objOverwriter.Start(*m_pIndexMgr, m_stStoreInfo.enumStoreFileType);
     m_bStopDiskCheck = false;
     OSL_ResetEvent(m_hDiskCheckEvent);
     m_hDiskCheckThread = OSL_Thread_Create(DiskCheckProc, this);
@@ -156,6 +153,7 @@ bool CLocalStorage::Release() try {
     CloseAllChannels(setHung);
     LogText("[wtb][CLocalStorage::Release] close all opened channel");
     m_bStopDiskCheck = true;
+    m_objOverwriter.Stop();
     OSL_SetEvent(m_hDiskCheckEvent);
     OSL_Thread_Wait(m_hDiskCheckThread);
     m_hDiskCheckThread = nullptr;

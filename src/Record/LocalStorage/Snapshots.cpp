@@ -14,10 +14,10 @@
 bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned int nSize,
                                char* pImgPath) try {
     if (!VerifyImageRequest(pCameraID, pBuf, pImgPath)) return false;
-    const CCountedCall call(m_nHostCalls);
+    const COverwriter::CHostCall call(m_objOverwriter);
     Attempt eAttempt = Attempt::GoElsewhere;
     while (eAttempt == Attempt::GoElsewhere) {
-        CheckDisk(Pace::Full);
+        CheckDisk(COverwriter::Pace::Full);
         eAttempt = StoreImage(pCameraID, pBuf, nSize, pImgPath);
     }
     return eAttempt == Attempt::Done;
@@ -157,28 +157,8 @@ CLocalStorage::Attempt CLocalStorage::StoreImageOn(const std::string& strRecDir,
 
 bool CLocalStorage::DeleteImagesByDay(const tagBlockTime& stDay) try {
     if (!m_bInit) return true;  // another engine may have the directory
-    const CCountedCall call(m_nHostCalls);
-    OSL_Guard guard(m_mtxPass);
-    if (!m_objDisks.LookAtCurrent().bPresent) return true;
-    const auto pDisk = m_pIndexMgr->Disk(m_objDisks.Current());
-    const CDiskTurn turn(pDisk->Calls());
-    if (!turn) return true;
-    const std::string strDay = GetDirName(ConvertBlockTimeToFileTime(stDay).GetDate());
-    const std::string strRoot = pDisk->Path() + "/" + IMAGE_FOLDER;
-    pDisk->Calls().Run(DiskLane::CleanUp, [strDay, strRoot] {
-        std::list<std::string> lsSubDir, lsSubFile;
-        const auto note = [](bool bDone, const std::string& strPath) {
-            if (bDone) return;
-            LogErrorUnlessGone("CLocalStorage::DeleteImagesByDay", "cannot be deleted", strPath,
-                               OSL_GetSystemLastError());
-        };
-        note(GetSubTargetList(strRoot, lsSubDir, lsSubFile, OSL_LastLink::IsFollowed), strRoot);
-        for (const std::string& strName : lsSubDir) {
-            const std::string strPath = strRoot + "/" + strName;
-            if (strDay >= strName) note(DeleteDirectory(strPath), strPath);
-        }
-        return true;
-    });
+    const COverwriter::CHostCall call(m_objOverwriter);
+    m_objOverwriter.DeletePicturesUpTo(GetDirName(ConvertBlockTimeToFileTime(stDay).GetDate()));
     return true;
 } catch (const std::exception&) {
     OutOfMemory("DeleteImagesByDay");

@@ -1,10 +1,4 @@
-// Overwriting: when no disk has room, the files of the oldest day go, and what they leave empty.
-//
-// A pass has the turn of the disk that it deletes from, so no recording or picture is opened there
-// meanwhile; but a channel may switch to a new file, and a clean-up never takes that file or holds
-// it up: it removes only what it has looked at, and a folder only when nothing is left in it.
-//
-// The calls are made on the disk's thread for clean-ups. A disk that hangs is left alone.
+#include "LocalStorage/Overwriter.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,7 +8,7 @@
 
 #include "FileSystem/FileSystem.h"
 #include "FileSystem/FolderFiles.h"
-#include "LocalStorage/Engine.h"
+#include "IndexMgr/RecordDisk.h"
 #include "LocalStorage/EngineLog.h"
 #include "Log/LogError.h"
 #include "RecordTree/Names.h"
@@ -150,29 +144,37 @@ std::vector<recordPath> NextBatch(const std::vector<recordPath>& vFiles, std::si
 
 }  // namespace
 
+void COverwriter::Start(CIndexMgr& index, StoreFileType eWhat) {
+    m_pIndexMgr = &index;
+    m_eWhat = eWhat;
+    m_bStop = false;
+    OSL_Guard guard(m_mtxPass);
+    m_nNextPass = std::numeric_limits<std::int64_t>::min();
+}
+
 // Where another program fills the disk, the archive is not given up to it within seconds.
-void CLocalStorage::MakeRoom(Pace ePace) {
+void COverwriter::MakeRoom(Pace ePace) {
     constexpr std::int64_t PAUSE = 5000;  // ms
     OSL_Guard guard(m_mtxPass);
     if (OSL_TickMilliseconds() < m_nNextPass) return;
     m_ePace = ePace;
-    const bool bRoom = DeleteFile(m_stStoreInfo.enumStoreFileType) && AwaitFreedSpace();
+    const bool bRoom = DeleteFile() && AwaitFreedSpace();
     if (!bRoom) m_nNextPass = OSL_TickMilliseconds() + PAUSE;
 }
 
 // Half the time of a pass that nobody waits for belongs to the writers.
-void CLocalStorage::LetWritersGo(std::int64_t nBusySince) {
+void COverwriter::LetWritersGo(std::int64_t nBusySince) {
     const std::int64_t nBusy = OSL_TickMilliseconds() - nBusySince;
-    if (m_ePace == Pace::Full || m_nHostCalls > 0 || m_bStopDiskCheck) return;
+    if (m_ePace == Pace::Full || m_nHostCalls > 0 || m_bStop) return;
     OSL_Sleep(static_cast<std::uint32_t>(std::clamp<std::int64_t>(nBusy, 1, MAX_REST)));
 }
 
 // A disk that deleting gives no room is passed over, since its recordings would be lost for
 // nothing; and a day that loses nothing (every file is open, say), so that it cannot end recording
 // for good.
-bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) try {
-    if (enumStoreFileType > STORE_FILE_IMAGE) return false;
-    const bool bImage = enumStoreFileType == STORE_FILE_IMAGE;
+bool COverwriter::DeleteFile() try {
+    if (m_eWhat > STORE_FILE_IMAGE) return false;
+    const bool bImage = m_eWhat == STORE_FILE_IMAGE;
     passedOver stPassedOver;
     for (;;) {
         // A second look: what could not be told a moment ago must not cost a day.
@@ -195,7 +197,7 @@ bool CLocalStorage::DeleteFile(StoreFileType enumStoreFileType) try {
 
 // Some file systems, xfs for one, give back the space of a deleted file a little later. Without the
 // wait the next check would find the disks as full as before and delete a day too many.
-bool CLocalStorage::AwaitFreedSpace() {
+bool COverwriter::AwaitFreedSpace() {
     constexpr std::uint32_t PAUSE = 5;       // ms
     constexpr std::int64_t PATIENCE = 1000;  // likewise, the looks included
     constexpr int MAX_IDLE_PAUSES = 10;
@@ -211,8 +213,8 @@ bool CLocalStorage::AwaitFreedSpace() {
 }
 
 template <typename IsKept, typename Remove, typename Tell>
-void CLocalStorage::DeleteInBatches(CRecordDisk& disk, const std::vector<recordPath>& vFiles,
-                                    IsKept isKept, Remove remove, Tell tell) {
+void COverwriter::DeleteInBatches(CRecordDisk& disk, const std::vector<recordPath>& vFiles,
+                                  IsKept isKept, Remove remove, Tell tell) {
     for (std::size_t nFrom = 0; nFrom < vFiles.size(); nFrom += BATCH) {
         const std::int64_t nBusySince = OSL_TickMilliseconds();
         const std::vector<recordPath> vBatch = NextBatch(vFiles, nFrom, isKept);
@@ -228,7 +230,7 @@ void CLocalStorage::DeleteInBatches(CRecordDisk& disk, const std::vector<recordP
     }
 }
 
-bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
+bool COverwriter::DeleteRecordFile(const oldestDay& day) {
     const auto pDisk = m_pIndexMgr->Disk(day.stDay.strRecDir);
     const CDiskTurn turn(pDisk->Calls());
     if (!turn || !IsStillThere(pDisk, day)) return false;
@@ -273,7 +275,7 @@ bool CLocalStorage::DeleteRecordFile(const oldestDay& day) {
     return bDeleted;
 }
 
-void CLocalStorage::ReportDeleted(const recordPath& stPath) {
+void COverwriter::ReportDeleted(const recordPath& stPath) {
     const char* const pPath = stPath.strPath.c_str();
     if (m_objEvents.SendDeleteFile(stPath.strPath)) {
         LogText(
@@ -286,7 +288,7 @@ void CLocalStorage::ReportDeleted(const recordPath& stPath) {
 }
 
 // Deliberate: unlike recordings, pictures are in no index, and one being written may go.
-bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
+bool COverwriter::DeleteImageFile(const oldestDay& day) {
     const auto pDisk = m_pIndexMgr->Disk(day.stDay.strRecDir);
     const CDiskTurn turn(pDisk->Calls());
     if (!turn || !IsStillThere(pDisk, day)) return false;
@@ -308,7 +310,7 @@ bool CLocalStorage::DeleteImageFile(const oldestDay& day) {
     return bDeleted;
 }
 
-void CLocalStorage::ReportDeletedImage(const char* pPath) {
+void COverwriter::ReportDeletedImage(const char* pPath) {
     if (m_objEvents.SendDeleteFile(pPath)) {
         LogText(
             "[wtb][CLocalStorage::DeleteImageFile] pFunCallback MESSAGEVALUE_DELETEFILE, "
@@ -318,9 +320,31 @@ void CLocalStorage::ReportDeletedImage(const char* pPath) {
     LogText("[wtb][CLocalStorage::DeleteImageFile] Delete Image File Path [%s]", pPath);
 }
 
-bool CLocalStorage::IsRecFileWritting(const std::string& strPath) const {
-    if (!m_mapRecordChannel.IsWriting(strPath)) return false;
+bool COverwriter::IsRecFileWritting(const std::string& strPath) const {
+    if (!m_objChannels.IsWriting(strPath)) return false;
     LogText("[wtb][CLocalStorage::IsRecFileWritting] file is writting, strRecFilePath [%s]",
             strPath.c_str());
     return true;
+}
+
+void COverwriter::DeletePicturesUpTo(const std::string& strDay) {
+    OSL_Guard guard(m_mtxPass);
+    if (!m_objDisks.LookAtCurrent().bPresent) return;
+    const auto pDisk = m_pIndexMgr->Disk(m_objDisks.Current());
+    const CDiskTurn turn(pDisk->Calls());
+    if (!turn) return;
+    pDisk->Calls().Run(DiskLane::CleanUp, [strDay, strRoot = pDisk->Path() + "/" + IMAGE_FOLDER] {
+        NameList lsSubDir, lsSubFile;
+        const auto note = [](bool bDone, const std::string& strPath) {
+            if (bDone) return;
+            LogErrorUnlessGone("CLocalStorage::DeleteImagesByDay", "cannot be deleted", strPath,
+                               OSL_GetSystemLastError());
+        };
+        note(GetSubTargetList(strRoot, lsSubDir, lsSubFile, OSL_LastLink::IsFollowed), strRoot);
+        for (const std::string& strName : lsSubDir) {
+            const std::string strPath = strRoot + "/" + strName;
+            if (strDay >= strName) note(DeleteDirectory(strPath), strPath);
+        }
+        return true;
+    });
 }
