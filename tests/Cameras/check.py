@@ -14,6 +14,7 @@ import sys
 import tempfile
 
 UNDER_WAY = 0.3  # s: what is sent while a connection begins or ends may be lost with it
+STOPPED = 1  # s: likewise of what is sent while the recorder stops
 BACK = 3  # s
 SOUND_APART = 0.040  # s: from the picture that it belongs to
 TIME_APART = 0.1  # s: of what the tool tells from what the camera did
@@ -75,7 +76,8 @@ def connections(served):
     for what, time, number, _ in served + [("play", float("inf"), None, None)]:
         if what in ("play", "close"):
             if begin is not None:
-                yield [n for n, t in sent if begin + UNDER_WAY <= t <= last - UNDER_WAY]
+                last -= STOPPED if time == float("inf") else UNDER_WAY
+                yield [n for n, t in sent if begin + UNDER_WAY <= t <= last]
             begin, sent = (time, []) if what == "play" else (None, [])
         elif what == "sent":
             last = time

@@ -89,6 +89,13 @@ TEST(UtcClock, FollowsTheCameraAndNotTheNetwork) {
     EXPECT_EQ(Error(1, -300ms), 300ms) << "a camera that says when, plausibly";
     EXPECT_LT(Error(1, 2h), 1ms) << "a camera whose clock is wrong";
     EXPECT_EQ(CUtcClock(tBegin).TimeOf(5 * TICKS, tBegin + 9h, {}), tBegin);
+    // A network that holds up all pictures of 20 seconds.
+    CUtcClock objHeldUp(std::nullopt);
+    for (int n = 0; n < 1000; ++n) {
+        const UtcTime tTaken = tBegin + std::chrono::milliseconds(40 * n);
+        const auto nDelay = n < 500 ? 0s : 3s;
+        EXPECT_EQ(objHeldUp.TimeOf(n * STEP, tTaken + nDelay, tTaken), tTaken) << n;
+    }
 }
 
 }  // namespace

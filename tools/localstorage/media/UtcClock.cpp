@@ -12,8 +12,9 @@ using namespace std::chrono_literals;
 constexpr auto WINDOW = 5s;
 /// What is handed out when a camera fell silent came before that.
 constexpr auto LONGEST_SILENCE = 60s;
-/// A picture is taken before it arrives, and not long before.
-constexpr auto MOST_DELAY = 1000ms, MOST_AHEAD = 100ms;
+/// A picture is taken before it arrives, and not long before; what a camera says that was right
+/// before may be longer ago.
+constexpr auto MOST_DELAY = 1000ms, MOST_AHEAD = 100ms, MOST_STALL = 30000ms;
 
 }  // namespace
 
@@ -35,7 +36,15 @@ UtcTime CUtcClock::TimeOf(std::int64_t nShow, UtcTime tArrived, std::optional<Ut
     if (!m_optFirst) m_optFirst = nTime;
     if (m_optStart) return *m_optStart + (nTime - *m_optFirst);
     const UtcTime tSmooth = SmoothArrival(nTime, tArrived);
-    const bool bSane =
-        optCamera && *optCamera > tSmooth - MOST_DELAY && *optCamera < tSmooth + MOST_AHEAD;
-    return bSane ? *optCamera : tSmooth;
+    if (!optCamera) return tSmooth;
+    const bool bBelieved = IsPlausible(nTime, *optCamera, tSmooth);
+    m_optBelieved = bBelieved ? std::optional(*optCamera - nTime) : std::nullopt;
+    return bBelieved ? *optCamera : tSmooth;
+}
+
+bool CUtcClock::IsPlausible(Span nShow, UtcTime tCamera, UtcTime tArrival) const {
+    const bool bSteady =
+        m_optBelieved && std::chrono::abs(tCamera - nShow - *m_optBelieved) < MOST_AHEAD;
+    const auto nDelay = tArrival - tCamera;
+    return nDelay > -MOST_AHEAD && (nDelay < MOST_DELAY || (bSteady && nDelay < MOST_STALL));
 }

@@ -17,18 +17,21 @@ public:
     explicit CUtcClock(std::optional<UtcTime> optStart) : m_optStart(optStart) {}
 
     /// To be called for every picture. `nShow`: ticks, see TimeMender.h; `optCamera`: what the
-    /// camera says, which is believed where it is plausible.
+    /// camera says, which is believed where it is plausible, and from then on while it stays what
+    /// it was: a network may hold pictures up for longer than a camera's clock is trusted at once.
     UtcTime TimeOf(std::int64_t nShow, UtcTime tArrived, std::optional<UtcTime> optCamera);
 
 private:
     using Span = std::chrono::microseconds;
 
     UtcTime SmoothArrival(Span nShow, UtcTime tArrived);
+    bool IsPlausible(Span nShow, UtcTime tCamera, UtcTime tArrival) const;
 
     std::optional<UtcTime> m_optStart;
-    std::optional<Span> m_optFirst;      ///< the first picture's time
-    UtcTime m_tWindow;                   ///< where the window began
-    UtcTime m_tLeast, m_tLeastPrevious;  ///< earliest second 0 of the time line, by window
+    std::optional<Span> m_optFirst;        ///< the first picture's time
+    UtcTime m_tWindow;                     ///< where the window began
+    UtcTime m_tLeast, m_tLeastPrevious;    ///< earliest second 0 of the time line, by window
+    std::optional<UtcTime> m_optBelieved;  ///< second 0 by the camera, where it was believed last
 };
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_UTCCLOCK_H
