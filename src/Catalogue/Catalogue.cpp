@@ -9,7 +9,6 @@
 
 #include "Catalogue/ExactTimes.h"
 #include "Catalogue/StreamTimes.h"
-#include "Catalogue/Tree.h"
 #include "FileSystem/FileSystem.h"
 #include "FileSystem/FolderFiles.h"
 #include "RecordTree/Names.h"
@@ -17,6 +16,8 @@
 namespace chrono = std::chrono;
 
 namespace {
+
+constexpr const char* RECORD_FOLDERS[] = {RECORD_FOLDER, BACKUP_FOLDER};
 
 bool Wanted(const recordingFilter& stFilter, const recordingName& stName) {
     return stFilter.nType == 0 || stFilter.nType == stName.nType;
@@ -34,9 +35,10 @@ treePart PartOf(const recordingFilter& stFilter) {
     return stPart;
 }
 
-/// Throws what the system says of its last failure.
-[[noreturn]] void Fail(const std::string& strText, int nError = OSL_GetSystemLastError()) {
-    throw std::system_error(nError, std::generic_category(), strText);
+template <typename T>
+std::vector<T> WholeOf(found<T> st) {
+    RefuseUnread(st.mUnread);
+    return std::move(st.vFound);
 }
 
 UtcTime ChangeOf(const OSL_FINFO_S& stFile) {
@@ -78,8 +80,9 @@ bool IsEndedBy(const recording& st, const recording& stNext, UtcTime tFrom) {
 /// What ended before `tFrom`, as the folder before a range is full of, is left out where one folder
 /// tells.
 void ReadTree(const std::string& strDir, const std::string& strFolder, const treePart& stPart,
-              const recordingFilter& stFilter, UtcTime tFrom, std::vector<recording>& vFound) {
-    WalkTree(strDir + "/" + strFolder, stPart, [&](const treeFile& stFile) {
+              const recordingFilter& stFilter, UtcTime tFrom, found<recording>& stFound) {
+    std::vector<recording>& vFound = stFound.vFound;
+    const auto AddFile = [&](const treeFile& stFile) {
         const auto stName = ParseRecordingName(stFile.strName);
         if (!stName || !Wanted(stFilter, *stName)) return true;
         recording st{strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName, *stName};
@@ -89,15 +92,16 @@ void ReadTree(const std::string& strDir, const std::string& strFolder, const tre
         if (!vFound.empty() && IsEndedBy(vFound.back(), st, tFrom)) vFound.pop_back();
         vFound.push_back(std::move(st));
         return true;
-    });
+    };
+    WalkTree(strDir + "/" + strFolder, stPart, AddFile, stFound.mUnread);
 }
 
 void ReadTrees(const std::vector<std::string>& vDirs, const recordingFilter& stFilter,
-               UtcTime tFrom, std::vector<recording>& vFound) {
+               UtcTime tFrom, found<recording>& stFound) {
     const treePart stPart = PartOf(stFilter);
     for (const std::string& strDir : vDirs) {
-        for (const std::string& strFolder : RecordFolders(strDir)) {
-            ReadTree(strDir, strFolder, stPart, stFilter, tFrom, vFound);
+        for (const char* pFolder : RECORD_FOLDERS) {
+            ReadTree(strDir, pFolder, stPart, stFilter, tFrom, stFound);
         }
     }
 }
@@ -138,22 +142,23 @@ void EndWithNext(std::vector<recording>& vRecordings) {
     }
 }
 
-/// Fills in size and last change; false when the file is gone.
-bool LookAt(recording& st, CFolderFiles& objFiles) {
-    OSL_FINFO_S stFile;
-    if (!objFiles.GetTargetInfo(st.Path(), stFile)) {
-        if (OSL_GetSystemLastError() == ENOENT) return false;
-        Fail("cannot look at " + st.Path());
-    }
-    st.nBytes = stFile.nSize;
-    st.tChange = ChangeOf(stFile);
-    return true;
+/// Size and last change of a file; false when it is gone, or its folder does not tell.
+bool LookAt(const std::string& strPath, CFolderFiles& objFiles, OSL_FINFO_S& stFile,
+            UnreadFolders& mUnread) {
+    if (objFiles.GetTargetInfo(strPath, stFile)) return true;
+    const int nError = OSL_GetSystemLastError();
+    if (nError != ENOENT) mUnread.emplace(strPath.substr(0, strPath.rfind('/')), nError);
+    return false;
 }
 
-void LookAtAll(std::vector<recording>& vRecordings, bool bEmpty) {
+void LookAtAll(found<recording>& stFound, bool bEmpty) {
     CFolderFiles objFiles;
-    std::erase_if(vRecordings, [&](recording& st) {
-        return !LookAt(st, objFiles) || (st.nBytes == 0 && !bEmpty);
+    std::erase_if(stFound.vFound, [&](recording& st) {
+        OSL_FINFO_S stFile;
+        if (!LookAt(st.Path(), objFiles, stFile, stFound.mUnread)) return true;
+        st.nBytes = stFile.nSize;
+        st.tChange = ChangeOf(stFile);
+        return st.nBytes == 0 && !bEmpty;
     });
 }
 
@@ -181,74 +186,88 @@ std::string picture::Path() const {
 
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter) {
-    return SearchRecordings(stFilter,
-                            [&](const SearchStep& fnStep, auto& vFound) { fnStep(vDirs, vFound); });
+    return WholeOf(SearchRecordings(vDirs, stFilter));
 }
 
-std::vector<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun) {
-    std::vector<recording> vFound;
+found<recording> SearchRecordings(const std::vector<std::string>& vDirs,
+                                  const recordingFilter& stFilter) {
+    return SearchRecordings(
+        stFilter, [&](const SearchStep& fnStep, auto& stFound) { fnStep(vDirs, stFound); });
+}
+
+found<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun) {
+    found<recording> stFound;
+    std::vector<recording>& vFound = stFound.vFound;
     // Names count in whole seconds, and what they tell may be corrected by as much.
     const timeSpan stRange = stFilter.stRange.value_or(EVER);
     const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
-    const auto ReadAll = [=](const auto& vDirs, auto& vHere) {
-        ReadTrees(vDirs, stFilter, stNear.tStart, vHere);
+    const auto ReadAll = [=](const auto& vDirs, auto& stHere) {
+        ReadTrees(vDirs, stFilter, stNear.tStart, stHere);
     };
-    fnRun(ReadAll, vFound);
+    fnRun(ReadAll, stFound);
     EndWithNext(vFound);
     std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stNear); });
     // Before they are sorted, so folder by folder.
-    fnRun([bEmpty = stFilter.bEmpty](const auto&, auto& vHere) { LookAtAll(vHere, bEmpty); },
-          vFound);
+    fnRun([bEmpty = stFilter.bEmpty](const auto&, auto& stHere) { LookAtAll(stHere, bEmpty); },
+          stFound);
     SortByStart(vFound);
     // The next one may have been empty; in a range it may only have been left out.
     if (!stFilter.stRange) EndWithNext(vFound);
     ChooseAsked(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
-    fnRun([](const auto&, auto& vHere) { AskExactTimes(vHere); }, vFound);
+    fnRun([](const auto&, auto& stHere) { AskExactTimes(stHere.vFound); }, stFound);
     std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stRange); });
     SortByStart(vFound);
-    return vFound;
+    return stFound;
 }
 
-std::set<std::string> FindDays(const std::vector<std::string>& vDirs) {
-    std::set<std::string> setDays;
+found<std::string> SearchDays(const std::vector<std::string>& vDirs) {
+    found<std::string> st;
     for (const std::string& strDir : vDirs) {
-        for (const std::string& strFolder : RecordFolders(strDir)) {
-            const auto vDays = DaysOf(strDir + "/" + strFolder);
-            setDays.insert(vDays.begin(), vDays.end());
+        for (const char* pFolder : RECORD_FOLDERS) {
+            const auto vDays = DaysOf(strDir + "/" + pFolder, st.mUnread);
+            st.vFound.insert(st.vFound.end(), vDays.begin(), vDays.end());
         }
     }
-    return setDays;
+    return st;
 }
 
 std::vector<picture> FindPictures(const std::vector<std::string>& vDirs,
                                   const std::vector<std::string>& vCameras,
                                   const std::optional<timeSpan>& stRange) {
+    return WholeOf(SearchPictures(vDirs, vCameras, stRange));
+}
+
+found<picture> SearchPictures(const std::vector<std::string>& vDirs,
+                              const std::vector<std::string>& vCameras,
+                              const std::optional<timeSpan>& stRange) {
     const treePart stPart = PartOf({.vCameras = vCameras, .stRange = stRange});
-    std::vector<picture> vFound;
+    found<picture> stFound;
+    CFolderFiles objFiles;
     for (const std::string& strDir : vDirs) {
-        WalkTree(strDir + "/" + IMAGE_FOLDER, stPart, [&](const treeFile& stFile) {
+        const auto AddFile = [&](const treeFile& stFile) {
             const auto tTime = ParsePictureName(stFile.strName);
             if (!tTime) return true;
             picture st{strDir, stFile.strDay, stFile.strCamera, stFile.strName, *tTime, {}, 0};
             st.tTaken = MomentOf(st.Path(), MomentsOf(*tTime));
             if (stRange && !Overlap({st.tTaken, st.tTaken + Seconds(1)}, *stRange)) return true;
             OSL_FINFO_S stInfo;
-            if (OSL_GetTargetInfo(st.Path().c_str(), stInfo) != 0) return true;
+            if (!LookAt(st.Path(), objFiles, stInfo, stFound.mUnread)) return true;
             st.nBytes = stInfo.nSize;
-            vFound.push_back(std::move(st));
+            stFound.vFound.push_back(std::move(st));
             return true;
-        });
+        };
+        WalkTree(strDir + "/" + IMAGE_FOLDER, stPart, AddFile, stFound.mUnread);
     }
-    std::sort(vFound.begin(), vFound.end(), [](const picture& a, const picture& b) {
+    std::sort(stFound.vFound.begin(), stFound.vFound.end(), [](const picture& a, const picture& b) {
         return std::tie(a.tTaken, a.strCamera, a.strDir, a.strName) <
                std::tie(b.tTaken, b.strCamera, b.strDir, b.strName);
     });
-    return vFound;
+    return stFound;
 }
 
 std::vector<std::string> RecordFolders(const std::string& strDir) {
     std::vector<std::string> vFolders;
-    for (const char* pFolder : {RECORD_FOLDER, BACKUP_FOLDER}) {
+    for (const char* pFolder : RECORD_FOLDERS) {
         if (IsDirectory((strDir + "/" + pFolder).c_str())) vFolders.push_back(pFolder);
     }
     return vFolders;
@@ -256,18 +275,18 @@ std::vector<std::string> RecordFolders(const std::string& strDir) {
 
 std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageType eLayout) {
     std::optional<std::string> strFound;
-    treePart stPart;
-    stPart.bReadable = true;
-    for (const std::string& strFolder : RecordFolders(strDir)) {
-        const std::string strRoot = strDir + "/" + strFolder;
-        WalkTree(strRoot, stPart, [&](const treeFile& stFile) {
+    for (const char* pFolder : RECORD_FOLDERS) {
+        const std::string strRoot = strDir + "/" + pFolder;
+        const auto IsOther = [&](const treeFile& stFile) {
             const auto stName = ParseRecordingName(stFile.strName);
             if (stName && stName->eLayout == eLayout) {
                 strFound =
                     strRoot + "/" + stFile.strDay + "/" + stFile.strCamera + "/" + stFile.strName;
             }
             return !strFound;
-        });
+        };
+        UnreadFolders mUnread;
+        WalkTree(strRoot, {}, IsOther, mUnread);
     }
     return strFound;
 }
@@ -284,10 +303,13 @@ std::vector<std::string> PlainDirs(const std::vector<std::string>& vDirs) {
 }
 
 void RefuseMissing(const std::string& strDir) {
-    const std::string strFailed = "cannot open record directory " + strDir;
+    const auto Fail = [&](int nError) {
+        throw std::system_error(nError, std::generic_category(),
+                                "cannot open record directory " + strDir);
+    };
     OSL_FINFO_S stInfo;
-    if (OSL_GetTargetInfo(strDir.c_str(), stInfo) != 0) Fail(strFailed);
-    if (stInfo.wFileType != OSL_TYPE_DIR) Fail(strFailed, ENOTDIR);
+    if (OSL_GetTargetInfo(strDir.c_str(), stInfo) != 0) Fail(OSL_GetSystemLastError());
+    if (stInfo.wFileType != OSL_TYPE_DIR) Fail(ENOTDIR);
 }
 
 std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs) {
