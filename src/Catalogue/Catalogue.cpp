@@ -134,7 +134,9 @@ void EndWithNext(std::vector<recording>& vRecordings) {
         if (st.IsClient()) mCameras[st.strCamera].push_back(&st);
     }
     for (auto& [strCamera, vOrder] : mCameras) {
-        std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
+        if (!std::is_sorted(vOrder.begin(), vOrder.end(), PointeesInOrder)) {
+            std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
+        }
         UtcTime tNext = UtcTime::max();
         for (auto it = vOrder.rbegin(); it != vOrder.rend(); ++it) {
             (*it)->tEnd = std::exchange(tNext, (*it)->tStart);
