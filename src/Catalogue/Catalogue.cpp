@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <future>
+#include <list>
 #include <map>
 #include <system_error>
 #include <tuple>
@@ -11,11 +13,15 @@
 #include "Catalogue/StreamTimes.h"
 #include "FileSystem/FileSystem.h"
 #include "FileSystem/FolderFiles.h"
+#include "Osl/OslWatchedThread.h"
 #include "RecordTree/Names.h"
 
 namespace chrono = std::chrono;
 
 namespace {
+
+/// So many threads read the folders of a search: more wait for a disk or a server than compute.
+constexpr std::size_t SHARES = 4;
 
 constexpr const char* RECORD_FOLDERS[] = {RECORD_FOLDER, BACKUP_FOLDER};
 
@@ -82,23 +88,31 @@ bool IsEndedBy(const recording& st, const recording& stNext, UtcTime tFrom) {
 void ReadTree(const std::string& strDir, const std::string& strFolder, const treePart& stPart,
               const recordingFilter& stFilter, UtcTime tFrom, found<recording>& stFound) {
     std::vector<recording>& vFound = stFound.vFound;
+    recording st;  // many are left out: what is made for one of them serves the next
+    st.strDir = strDir;
+    st.strFolder = strFolder;
     const auto AddFile = [&](const treeFile& stFile) {
         const auto stName = ParseRecordingName(stFile.strName);
         if (!stName || !Wanted(stFilter, *stName)) return true;
-        recording st{strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName, *stName};
+        st.strDay = stFile.strDay;
+        st.strCamera = stFile.strCamera;
+        st.strName = stFile.strName;
+        st.stName = *stName;
         st.tStart = StartOf(st, MomentsOf(stName->tStart));
         st.tEnd = st.IsClient() ? UtcTime::max() : EndOf(st, MomentsOf(stName->tEnd));
         if (st.Span().tEnd <= tFrom) return true;
-        if (!vFound.empty() && IsEndedBy(vFound.back(), st, tFrom)) vFound.pop_back();
-        vFound.push_back(std::move(st));
+        if (!vFound.empty() && IsEndedBy(vFound.back(), st, tFrom)) {
+            vFound.back() = st;
+        } else {
+            vFound.push_back(st);
+        }
         return true;
     };
     WalkTree(strDir + "/" + strFolder, stPart, AddFile, stFound.mUnread);
 }
 
 void ReadTrees(const std::vector<std::string>& vDirs, const recordingFilter& stFilter,
-               UtcTime tFrom, found<recording>& stFound) {
-    const treePart stPart = PartOf(stFilter);
+               const treePart& stPart, UtcTime tFrom, found<recording>& stFound) {
     for (const std::string& strDir : vDirs) {
         for (const char* pFolder : RECORD_FOLDERS) {
             ReadTree(strDir, pFolder, stPart, stFilter, tFrom, stFound);
@@ -107,8 +121,9 @@ void ReadTrees(const std::vector<std::string>& vDirs, const recordingFilter& stF
 }
 
 bool BeginsBefore(const recording& st, const recording& stOther) {
-    return std::tie(st.tStart, st.strCamera, st.strDir, st.strName) <
-           std::tie(stOther.tStart, stOther.strCamera, stOther.strDir, stOther.strName);
+    return std::tie(st.tStart, st.strCamera, st.strDir, st.strName, st.strFolder) <
+           std::tie(stOther.tStart, stOther.strCamera, stOther.strDir, stOther.strName,
+                    stOther.strFolder);
 }
 
 bool PointeesInOrder(const recording* p, const recording* pOther) {
@@ -116,15 +131,19 @@ bool PointeesInOrder(const recording* p, const recording* pOther) {
 }
 
 /// Pointers are sorted, and each recording moved once: they are large.
+std::vector<recording> TakeInOrder(std::vector<recording*> vOrder) {
+    std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
+    std::vector<recording> vSorted;
+    vSorted.reserve(vOrder.size());
+    for (recording* p : vOrder) vSorted.push_back(std::move(*p));
+    return vSorted;
+}
+
 void SortByStart(std::vector<recording>& vRecordings) {
     if (std::is_sorted(vRecordings.begin(), vRecordings.end(), BeginsBefore)) return;
     std::vector<recording*> vOrder;
     for (recording& st : vRecordings) vOrder.push_back(&st);
-    std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
-    std::vector<recording> vSorted;
-    vSorted.reserve(vRecordings.size());
-    for (recording* p : vOrder) vSorted.push_back(std::move(*p));
-    vRecordings = std::move(vSorted);
+    vRecordings = TakeInOrder(std::move(vOrder));
 }
 
 /// In the client layout, lets every recording end where the next one of its camera begins.
@@ -164,6 +183,63 @@ void LookAtAll(found<recording>& stFound, bool bEmpty) {
     });
 }
 
+timeSpan RangeOf(const recordingFilter& stFilter) {
+    return stFilter.stRange.value_or(EVER);
+}
+
+/// The recordings near the range, looked at, in any order. Cameras have nothing to do with one
+/// another.
+found<recording> LookFor(const recordingFilter& stFilter, const treePart& stPart,
+                         const StepRunner& fnRun) {
+    found<recording> stFound;
+    // Names count in whole seconds, and what they tell may be corrected by as much.
+    const timeSpan stRange = RangeOf(stFilter);
+    const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
+    const auto ReadAll = [=](const auto& vDirs, auto& stHere) {
+        ReadTrees(vDirs, stFilter, stPart, stNear.tStart, stHere);
+    };
+    fnRun(ReadAll, stFound);
+    EndWithNext(stFound.vFound);
+    std::erase_if(stFound.vFound, [&](const recording& st) { return !Overlap(st.Span(), stNear); });
+    // Before they are sorted, so folder by folder.
+    fnRun([bEmpty = stFilter.bEmpty](const auto&, auto& stHere) { LookAtAll(stHere, bEmpty); },
+          stFound);
+    return stFound;
+}
+
+/// The same by several threads, each for its share of the cameras; in order.
+found<recording> LookForAtOnce(const recordingFilter& stFilter, const StepRunner& fnRun) {
+    treePart stPart = PartOf(stFilter);
+    if (stPart.vCameras.size() != 1) stPart.nShares = SHARES;
+    std::vector<std::packaged_task<found<recording>()>> vTasks;
+    for (; stPart.nShare < stPart.nShares; ++stPart.nShare) {
+        vTasks.emplace_back([=, &stFilter, &fnRun] { return LookFor(stFilter, stPart, fnRun); });
+    }
+    OSL_RunAtOnce(vTasks.size(), [&](std::size_t n) { vTasks[n](); });
+    std::list<std::vector<recording>> lsParts;
+    std::vector<recording*> vOrder;
+    UnreadFolders mUnread;
+    for (auto& objTask : vTasks) {
+        found<recording> stHere = objTask.get_future().get();
+        mUnread.merge(stHere.mUnread);
+        for (recording& st : lsParts.emplace_back(std::move(stHere.vFound))) vOrder.push_back(&st);
+    }
+    return {TakeInOrder(std::move(vOrder)), std::move(mUnread)};
+}
+
+/// Tells when they began and ended; leaves those in the range, in order.
+void AddTimes(const recordingFilter& stFilter, const StepRunner& fnRun, found<recording>& stFound) {
+    std::vector<recording>& vFound = stFound.vFound;
+    SortByStart(vFound);
+    // The next one may have been empty; in a range it may only have been left out.
+    if (!stFilter.stRange) EndWithNext(vFound);
+    ChooseAsked(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
+    fnRun([](const auto&, auto& stHere) { AskExactTimes(stHere.vFound); }, stFound);
+    const timeSpan stRange = RangeOf(stFilter);
+    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stRange); });
+    SortByStart(vFound);
+}
+
 }  // namespace
 
 bool recording::IsClient() const {
@@ -193,32 +269,17 @@ std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
 
 found<recording> SearchRecordings(const std::vector<std::string>& vDirs,
                                   const recordingFilter& stFilter) {
-    return SearchRecordings(
-        stFilter, [&](const SearchStep& fnStep, auto& stFound) { fnStep(vDirs, stFound); });
+    const StepRunner fnRun = [&](const SearchStep& fnStep, auto& stFound) {
+        fnStep(vDirs, stFound);
+    };
+    found<recording> stFound = LookForAtOnce(stFilter, fnRun);
+    AddTimes(stFilter, fnRun, stFound);
+    return stFound;
 }
 
 found<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun) {
-    found<recording> stFound;
-    std::vector<recording>& vFound = stFound.vFound;
-    // Names count in whole seconds, and what they tell may be corrected by as much.
-    const timeSpan stRange = stFilter.stRange.value_or(EVER);
-    const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
-    const auto ReadAll = [=](const auto& vDirs, auto& stHere) {
-        ReadTrees(vDirs, stFilter, stNear.tStart, stHere);
-    };
-    fnRun(ReadAll, stFound);
-    EndWithNext(vFound);
-    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stNear); });
-    // Before they are sorted, so folder by folder.
-    fnRun([bEmpty = stFilter.bEmpty](const auto&, auto& stHere) { LookAtAll(stHere, bEmpty); },
-          stFound);
-    SortByStart(vFound);
-    // The next one may have been empty; in a range it may only have been left out.
-    if (!stFilter.stRange) EndWithNext(vFound);
-    ChooseAsked(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
-    fnRun([](const auto&, auto& stHere) { AskExactTimes(stHere.vFound); }, stFound);
-    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stRange); });
-    SortByStart(vFound);
+    found<recording> stFound = LookFor(stFilter, PartOf(stFilter), fnRun);
+    AddTimes(stFilter, fnRun, stFound);
     return stFound;
 }
 

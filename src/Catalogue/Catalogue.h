@@ -90,7 +90,8 @@ using StepRunner = std::function<void(const SearchStep& fnStep, found<recording>
 /// client layout, whose names tell no end, it is then as long as its container's times say, or as
 /// its frames at their own rate; those are counted only where the file was not last changed just
 /// when the camera's next one began. It never reaches into the next one. An hour that clocks show
-/// twice is told apart by the stamps, else by the file's last change.
+/// twice is told apart by the stamps, else by the file's last change. A few threads read the
+/// folders, unless of a single camera.
 found<recording> SearchRecordings(const std::vector<std::string>& vDirs,
                                   const recordingFilter& stFilter);
 /// The same in the directories in which `fnRun` works; what that throws leaves this.

@@ -28,14 +28,19 @@ std::vector<std::string> NamesOf(const std::string& strPath, std::uint16_t wType
     return vNames;
 }
 
+bool IsInShare(const std::string& strCamera, const treePart& stPart) {
+    return std::hash<std::string>{}(strCamera) % stPart.nShares == stPart.nShare;
+}
+
 /// Those of the cameras that have a folder here.
-std::vector<std::string> FoldersOf(const std::string& strPath,
-                                   const std::vector<std::string>& vCameras,
+std::vector<std::string> FoldersOf(const std::string& strPath, const treePart& stPart,
                                    UnreadFolders& mUnread) {
-    if (vCameras.empty()) return NamesOf(strPath, OSL_TYPE_DIR, mUnread);
     std::vector<std::string> vHere;
-    for (const std::string& strCamera : vCameras) {
+    if (stPart.vCameras.empty()) vHere = NamesOf(strPath, OSL_TYPE_DIR, mUnread);
+    std::erase_if(vHere, [&](const std::string& str) { return !IsInShare(str, stPart); });
+    for (const std::string& strCamera : stPart.vCameras) {
         OSL_FINFO_S stInfo;
+        if (!IsInShare(strCamera, stPart)) continue;
         if (OSL_GetFileInfo((strPath + "/" + strCamera).c_str(), stInfo) != 0) {
             NoteUnread(strPath, mUnread);
         } else if (stInfo.wFileType == OSL_TYPE_DIR) {
@@ -81,7 +86,7 @@ void WalkTree(const std::string& strRoot, const treePart& stPart,
         const bool bDay = VerifyDateDir(strDay), bBefore = bDay && strDay < stPart.strFirstDay;
         if (bDay && (strDay < stPart.strReach || strDay > stPart.strLastDay)) continue;
         const std::string strDayPath = strRoot + "/" + strDay;
-        for (const std::string& strCamera : FoldersOf(strDayPath, stPart.vCameras, mUnread)) {
+        for (const std::string& strCamera : FoldersOf(strDayPath, stPart, mUnread)) {
             if (bBefore && !setReached.insert(strCamera).second) continue;
             for (const std::string& strName :
                  NamesOf(strDayPath + "/" + strCamera, OSL_TYPE_FILE, mUnread)) {

@@ -31,7 +31,8 @@ struct treeFile {
 
 /// Which folders of a tree are looked at.
 struct treePart {
-    std::vector<std::string> vCameras;  ///< none: every camera
+    std::vector<std::string> vCameras;    ///< none: every camera
+    std::size_t nShare = 0, nShares = 1;  ///< of these, one of so many shares
     /// Days by the names of their folders, the last one included; a name that is no day's counts
     /// for any.
     std::string strFirstDay = "", strLastDay = "99999999";

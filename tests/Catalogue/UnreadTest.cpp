@@ -1,4 +1,4 @@
-// What is found where a folder cannot be read.
+// What is found where a folder cannot be read, or no thread be had.
 
 #include <cerrno>
 
@@ -60,6 +60,26 @@ TEST_F(Unread, TheRestIsFoundAndTheFolderIsTold) {
         };
         EXPECT_THROW(FindAll(), std::system_error) << "nobody takes a part for all of it";
     }
+}
+
+TEST_F(Unread, NoCameraIsMissedWithAndWithoutThreads) {
+    recordingFilter stFilter;
+    for (int n = 0; n < 40; ++n) {
+        PutFile(m_strFolder + "20240305/cam" + std::to_string(n) + "/20240305_090000.mp4", "x");
+        if (n % 2 == 0) stFilter.vCameras.push_back("cam" + std::to_string(n));
+    }
+    const auto Paths = [&](const recordingFilter& st) {
+        std::vector<std::string> vPaths;
+        for (const recording& stOne : FindRecordings({m_dir.Path()}, st)) {
+            vPaths.push_back(stOne.Path());
+        }
+        return vPaths;
+    };
+    const auto vAll = Paths({});
+    EXPECT_THAT(vAll, SizeIs(42));
+    EXPECT_THAT(Paths(stFilter), SizeIs(20));
+    m_faults.Fail(Op::ThreadCreate, Any(), EAGAIN);
+    EXPECT_EQ(Paths({}), vAll);
 }
 
 TEST_F(Unread, TheLayoutIsToldByTheRest) {
