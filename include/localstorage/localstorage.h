@@ -286,7 +286,7 @@ typedef struct ls_recording {
 
 /// Finds the recordings that pass the filter (null: all), sorted by begin, then camera. The query
 /// is the host's until ls_query_close, also when it is empty. LS_ERROR_DIRECTORY: one of the
-/// directories cannot be read.
+/// directories, or a folder below it, cannot be read.
 LS_API ls_error ls_find_recordings(const char* const* directories, size_t directory_count,
                                    const ls_filter* filter, ls_query** query, int* system_error);
 

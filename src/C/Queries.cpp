@@ -234,8 +234,11 @@ ls_error ls_find_pictures(const char* const* directories, size_t directory_count
 ls_error ls_find_disks(const char* const* directories, size_t directory_count, ls_query** query,
                        int* system_error) {
     return Open<CDiskQuery>(
-        directories, directory_count, query, system_error,
-        [](const auto& vDirs) { return StatusOfDisks(vDirs, FindRecordings(vDirs, {})); });
+        directories, directory_count, query, system_error, [](const auto& vDirs) {
+            DiskStatuses vDisks = StatusOfDisks(vDirs, SearchRecordings(vDirs, {}));
+            for (const auto& [strDir, st] : vDisks) RefuseUnread(st.mUnread);
+            return vDisks;
+        });
 }
 
 ls_error ls_find_cameras(const char* const* directories, size_t directory_count, ls_query** query,

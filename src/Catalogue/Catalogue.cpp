@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <future>
+#include <list>
 #include <map>
 #include <system_error>
 #include <tuple>
@@ -9,14 +11,19 @@
 
 #include "Catalogue/ExactTimes.h"
 #include "Catalogue/StreamTimes.h"
-#include "Catalogue/Tree.h"
 #include "FileSystem/FileSystem.h"
 #include "FileSystem/FolderFiles.h"
+#include "Osl/OslWatchedThread.h"
 #include "RecordTree/Names.h"
 
 namespace chrono = std::chrono;
 
 namespace {
+
+/// So many threads read the folders of a search: more wait for a disk or a server than compute.
+constexpr std::size_t SHARES = 4;
+
+constexpr const char* RECORD_FOLDERS[] = {RECORD_FOLDER, BACKUP_FOLDER};
 
 bool Wanted(const recordingFilter& stFilter, const recordingName& stName) {
     return stFilter.nType == 0 || stFilter.nType == stName.nType;
@@ -34,9 +41,10 @@ treePart PartOf(const recordingFilter& stFilter) {
     return stPart;
 }
 
-/// Throws what the system says of its last failure.
-[[noreturn]] void Fail(const std::string& strText, int nError = OSL_GetSystemLastError()) {
-    throw std::system_error(nError, std::generic_category(), strText);
+template <typename T>
+std::vector<T> WholeOf(found<T> st) {
+    RefuseUnread(st.mUnread);
+    return std::move(st.vFound);
 }
 
 UtcTime ChangeOf(const OSL_FINFO_S& stFile) {
@@ -78,33 +86,44 @@ bool IsEndedBy(const recording& st, const recording& stNext, UtcTime tFrom) {
 /// What ended before `tFrom`, as the folder before a range is full of, is left out where one folder
 /// tells.
 void ReadTree(const std::string& strDir, const std::string& strFolder, const treePart& stPart,
-              const recordingFilter& stFilter, UtcTime tFrom, std::vector<recording>& vFound) {
-    WalkTree(strDir + "/" + strFolder, stPart, [&](const treeFile& stFile) {
+              const recordingFilter& stFilter, UtcTime tFrom, found<recording>& stFound) {
+    std::vector<recording>& vFound = stFound.vFound;
+    recording st;  // many are left out: what is made for one of them serves the next
+    st.strDir = strDir;
+    st.strFolder = strFolder;
+    const auto AddFile = [&](const treeFile& stFile) {
         const auto stName = ParseRecordingName(stFile.strName);
         if (!stName || !Wanted(stFilter, *stName)) return true;
-        recording st{strDir, strFolder, stFile.strDay, stFile.strCamera, stFile.strName, *stName};
+        st.strDay = stFile.strDay;
+        st.strCamera = stFile.strCamera;
+        st.strName = stFile.strName;
+        st.stName = *stName;
         st.tStart = StartOf(st, MomentsOf(stName->tStart));
         st.tEnd = st.IsClient() ? UtcTime::max() : EndOf(st, MomentsOf(stName->tEnd));
         if (st.Span().tEnd <= tFrom) return true;
-        if (!vFound.empty() && IsEndedBy(vFound.back(), st, tFrom)) vFound.pop_back();
-        vFound.push_back(std::move(st));
+        if (!vFound.empty() && IsEndedBy(vFound.back(), st, tFrom)) {
+            vFound.back() = st;
+        } else {
+            vFound.push_back(st);
+        }
         return true;
-    });
+    };
+    WalkTree(strDir + "/" + strFolder, stPart, AddFile, stFound.mUnread);
 }
 
 void ReadTrees(const std::vector<std::string>& vDirs, const recordingFilter& stFilter,
-               UtcTime tFrom, std::vector<recording>& vFound) {
-    const treePart stPart = PartOf(stFilter);
+               const treePart& stPart, UtcTime tFrom, found<recording>& stFound) {
     for (const std::string& strDir : vDirs) {
-        for (const std::string& strFolder : RecordFolders(strDir)) {
-            ReadTree(strDir, strFolder, stPart, stFilter, tFrom, vFound);
+        for (const char* pFolder : RECORD_FOLDERS) {
+            ReadTree(strDir, pFolder, stPart, stFilter, tFrom, stFound);
         }
     }
 }
 
 bool BeginsBefore(const recording& st, const recording& stOther) {
-    return std::tie(st.tStart, st.strCamera, st.strDir, st.strName) <
-           std::tie(stOther.tStart, stOther.strCamera, stOther.strDir, stOther.strName);
+    return std::tie(st.tStart, st.strCamera, st.strDir, st.strName, st.strFolder) <
+           std::tie(stOther.tStart, stOther.strCamera, stOther.strDir, stOther.strName,
+                    stOther.strFolder);
 }
 
 bool PointeesInOrder(const recording* p, const recording* pOther) {
@@ -112,15 +131,19 @@ bool PointeesInOrder(const recording* p, const recording* pOther) {
 }
 
 /// Pointers are sorted, and each recording moved once: they are large.
+std::vector<recording> TakeInOrder(std::vector<recording*> vOrder) {
+    std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
+    std::vector<recording> vSorted;
+    vSorted.reserve(vOrder.size());
+    for (recording* p : vOrder) vSorted.push_back(std::move(*p));
+    return vSorted;
+}
+
 void SortByStart(std::vector<recording>& vRecordings) {
     if (std::is_sorted(vRecordings.begin(), vRecordings.end(), BeginsBefore)) return;
     std::vector<recording*> vOrder;
     for (recording& st : vRecordings) vOrder.push_back(&st);
-    std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
-    std::vector<recording> vSorted;
-    vSorted.reserve(vRecordings.size());
-    for (recording* p : vOrder) vSorted.push_back(std::move(*p));
-    vRecordings = std::move(vSorted);
+    vRecordings = TakeInOrder(std::move(vOrder));
 }
 
 /// In the client layout, lets every recording end where the next one of its camera begins.
@@ -130,7 +153,9 @@ void EndWithNext(std::vector<recording>& vRecordings) {
         if (st.IsClient()) mCameras[st.strCamera].push_back(&st);
     }
     for (auto& [strCamera, vOrder] : mCameras) {
-        std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
+        if (!std::is_sorted(vOrder.begin(), vOrder.end(), PointeesInOrder)) {
+            std::sort(vOrder.begin(), vOrder.end(), PointeesInOrder);
+        }
         UtcTime tNext = UtcTime::max();
         for (auto it = vOrder.rbegin(); it != vOrder.rend(); ++it) {
             (*it)->tEnd = std::exchange(tNext, (*it)->tStart);
@@ -138,23 +163,81 @@ void EndWithNext(std::vector<recording>& vRecordings) {
     }
 }
 
-/// Fills in size and last change; false when the file is gone.
-bool LookAt(recording& st, CFolderFiles& objFiles) {
-    OSL_FINFO_S stFile;
-    if (!objFiles.GetTargetInfo(st.Path(), stFile)) {
-        if (OSL_GetSystemLastError() == ENOENT) return false;
-        Fail("cannot look at " + st.Path());
-    }
-    st.nBytes = stFile.nSize;
-    st.tChange = ChangeOf(stFile);
-    return true;
+/// Size and last change of a file; false when it is gone, or its folder does not tell.
+bool LookAt(const std::string& strPath, CFolderFiles& objFiles, OSL_FINFO_S& stFile,
+            UnreadFolders& mUnread) {
+    if (objFiles.GetTargetInfo(strPath, stFile)) return true;
+    const int nError = OSL_GetSystemLastError();
+    if (nError != ENOENT) mUnread.emplace(strPath.substr(0, strPath.rfind('/')), nError);
+    return false;
 }
 
-void LookAtAll(std::vector<recording>& vRecordings, bool bEmpty) {
+void LookAtAll(found<recording>& stFound, bool bEmpty) {
     CFolderFiles objFiles;
-    std::erase_if(vRecordings, [&](recording& st) {
-        return !LookAt(st, objFiles) || (st.nBytes == 0 && !bEmpty);
+    std::erase_if(stFound.vFound, [&](recording& st) {
+        OSL_FINFO_S stFile;
+        if (!LookAt(st.Path(), objFiles, stFile, stFound.mUnread)) return true;
+        st.nBytes = stFile.nSize;
+        st.tChange = ChangeOf(stFile);
+        return st.nBytes == 0 && !bEmpty;
     });
+}
+
+timeSpan RangeOf(const recordingFilter& stFilter) {
+    return stFilter.stRange.value_or(EVER);
+}
+
+/// The recordings near the range, looked at, in any order. Cameras have nothing to do with one
+/// another.
+found<recording> LookFor(const recordingFilter& stFilter, const treePart& stPart,
+                         const StepRunner& fnRun) {
+    found<recording> stFound;
+    // Names count in whole seconds, and what they tell may be corrected by as much.
+    const timeSpan stRange = RangeOf(stFilter);
+    const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
+    const auto ReadAll = [=](const auto& vDirs, auto& stHere) {
+        ReadTrees(vDirs, stFilter, stPart, stNear.tStart, stHere);
+    };
+    fnRun(ReadAll, stFound);
+    EndWithNext(stFound.vFound);
+    std::erase_if(stFound.vFound, [&](const recording& st) { return !Overlap(st.Span(), stNear); });
+    // Before they are sorted, so folder by folder.
+    fnRun([bEmpty = stFilter.bEmpty](const auto&, auto& stHere) { LookAtAll(stHere, bEmpty); },
+          stFound);
+    return stFound;
+}
+
+/// The same by several threads, each for its share of the cameras; in order.
+found<recording> LookForAtOnce(const recordingFilter& stFilter, const StepRunner& fnRun) {
+    treePart stPart = PartOf(stFilter);
+    if (stPart.vCameras.size() != 1) stPart.nShares = SHARES;
+    std::vector<std::packaged_task<found<recording>()>> vTasks;
+    for (; stPart.nShare < stPart.nShares; ++stPart.nShare) {
+        vTasks.emplace_back([=, &stFilter, &fnRun] { return LookFor(stFilter, stPart, fnRun); });
+    }
+    OSL_RunAtOnce(vTasks.size(), [&](std::size_t n) { vTasks[n](); });
+    std::list<std::vector<recording>> lsParts;
+    std::vector<recording*> vOrder;
+    UnreadFolders mUnread;
+    for (auto& objTask : vTasks) {
+        found<recording> stHere = objTask.get_future().get();
+        mUnread.merge(stHere.mUnread);
+        for (recording& st : lsParts.emplace_back(std::move(stHere.vFound))) vOrder.push_back(&st);
+    }
+    return {TakeInOrder(std::move(vOrder)), std::move(mUnread)};
+}
+
+/// Tells when they began and ended; leaves those in the range, in order.
+void AddTimes(const recordingFilter& stFilter, const StepRunner& fnRun, found<recording>& stFound) {
+    std::vector<recording>& vFound = stFound.vFound;
+    SortByStart(vFound);
+    // The next one may have been empty; in a range it may only have been left out.
+    if (!stFilter.stRange) EndWithNext(vFound);
+    ChooseAsked(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
+    fnRun([](const auto&, auto& stHere) { AskExactTimes(stHere.vFound); }, stFound);
+    const timeSpan stRange = RangeOf(stFilter);
+    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stRange); });
+    SortByStart(vFound);
 }
 
 }  // namespace
@@ -181,74 +264,73 @@ std::string picture::Path() const {
 
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter) {
-    return SearchRecordings(stFilter,
-                            [&](const SearchStep& fnStep, auto& vFound) { fnStep(vDirs, vFound); });
+    return WholeOf(SearchRecordings(vDirs, stFilter));
 }
 
-std::vector<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun) {
-    std::vector<recording> vFound;
-    // Names count in whole seconds, and what they tell may be corrected by as much.
-    const timeSpan stRange = stFilter.stRange.value_or(EVER);
-    const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
-    const auto ReadAll = [=](const auto& vDirs, auto& vHere) {
-        ReadTrees(vDirs, stFilter, stNear.tStart, vHere);
+found<recording> SearchRecordings(const std::vector<std::string>& vDirs,
+                                  const recordingFilter& stFilter) {
+    const StepRunner fnRun = [&](const SearchStep& fnStep, auto& stFound) {
+        fnStep(vDirs, stFound);
     };
-    fnRun(ReadAll, vFound);
-    EndWithNext(vFound);
-    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stNear); });
-    // Before they are sorted, so folder by folder.
-    fnRun([bEmpty = stFilter.bEmpty](const auto&, auto& vHere) { LookAtAll(vHere, bEmpty); },
-          vFound);
-    SortByStart(vFound);
-    // The next one may have been empty; in a range it may only have been left out.
-    if (!stFilter.stRange) EndWithNext(vFound);
-    ChooseAsked(vFound, stFilter.stExact ? stFilter.stExact : stFilter.stRange, stFilter.bEach);
-    fnRun([](const auto&, auto& vHere) { AskExactTimes(vHere); }, vFound);
-    std::erase_if(vFound, [&](const recording& st) { return !Overlap(st.Span(), stRange); });
-    SortByStart(vFound);
-    return vFound;
+    found<recording> stFound = LookForAtOnce(stFilter, fnRun);
+    AddTimes(stFilter, fnRun, stFound);
+    return stFound;
 }
 
-std::set<std::string> FindDays(const std::vector<std::string>& vDirs) {
-    std::set<std::string> setDays;
+found<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun) {
+    found<recording> stFound = LookFor(stFilter, PartOf(stFilter), fnRun);
+    AddTimes(stFilter, fnRun, stFound);
+    return stFound;
+}
+
+found<std::string> SearchDays(const std::vector<std::string>& vDirs) {
+    found<std::string> st;
     for (const std::string& strDir : vDirs) {
-        for (const std::string& strFolder : RecordFolders(strDir)) {
-            const auto vDays = DaysOf(strDir + "/" + strFolder);
-            setDays.insert(vDays.begin(), vDays.end());
+        for (const char* pFolder : RECORD_FOLDERS) {
+            const auto vDays = DaysOf(strDir + "/" + pFolder, st.mUnread);
+            st.vFound.insert(st.vFound.end(), vDays.begin(), vDays.end());
         }
     }
-    return setDays;
+    return st;
 }
 
 std::vector<picture> FindPictures(const std::vector<std::string>& vDirs,
                                   const std::vector<std::string>& vCameras,
                                   const std::optional<timeSpan>& stRange) {
+    return WholeOf(SearchPictures(vDirs, vCameras, stRange));
+}
+
+found<picture> SearchPictures(const std::vector<std::string>& vDirs,
+                              const std::vector<std::string>& vCameras,
+                              const std::optional<timeSpan>& stRange) {
     const treePart stPart = PartOf({.vCameras = vCameras, .stRange = stRange});
-    std::vector<picture> vFound;
+    found<picture> stFound;
+    CFolderFiles objFiles;
     for (const std::string& strDir : vDirs) {
-        WalkTree(strDir + "/" + IMAGE_FOLDER, stPart, [&](const treeFile& stFile) {
+        const auto AddFile = [&](const treeFile& stFile) {
             const auto tTime = ParsePictureName(stFile.strName);
             if (!tTime) return true;
             picture st{strDir, stFile.strDay, stFile.strCamera, stFile.strName, *tTime, {}, 0};
             st.tTaken = MomentOf(st.Path(), MomentsOf(*tTime));
             if (stRange && !Overlap({st.tTaken, st.tTaken + Seconds(1)}, *stRange)) return true;
             OSL_FINFO_S stInfo;
-            if (OSL_GetTargetInfo(st.Path().c_str(), stInfo) != 0) return true;
+            if (!LookAt(st.Path(), objFiles, stInfo, stFound.mUnread)) return true;
             st.nBytes = stInfo.nSize;
-            vFound.push_back(std::move(st));
+            stFound.vFound.push_back(std::move(st));
             return true;
-        });
+        };
+        WalkTree(strDir + "/" + IMAGE_FOLDER, stPart, AddFile, stFound.mUnread);
     }
-    std::sort(vFound.begin(), vFound.end(), [](const picture& a, const picture& b) {
+    std::sort(stFound.vFound.begin(), stFound.vFound.end(), [](const picture& a, const picture& b) {
         return std::tie(a.tTaken, a.strCamera, a.strDir, a.strName) <
                std::tie(b.tTaken, b.strCamera, b.strDir, b.strName);
     });
-    return vFound;
+    return stFound;
 }
 
 std::vector<std::string> RecordFolders(const std::string& strDir) {
     std::vector<std::string> vFolders;
-    for (const char* pFolder : {RECORD_FOLDER, BACKUP_FOLDER}) {
+    for (const char* pFolder : RECORD_FOLDERS) {
         if (IsDirectory((strDir + "/" + pFolder).c_str())) vFolders.push_back(pFolder);
     }
     return vFolders;
@@ -256,18 +338,18 @@ std::vector<std::string> RecordFolders(const std::string& strDir) {
 
 std::optional<std::string> FindLayout(const std::string& strDir, LocalStorageType eLayout) {
     std::optional<std::string> strFound;
-    treePart stPart;
-    stPart.bReadable = true;
-    for (const std::string& strFolder : RecordFolders(strDir)) {
-        const std::string strRoot = strDir + "/" + strFolder;
-        WalkTree(strRoot, stPart, [&](const treeFile& stFile) {
+    for (const char* pFolder : RECORD_FOLDERS) {
+        const std::string strRoot = strDir + "/" + pFolder;
+        const auto IsOther = [&](const treeFile& stFile) {
             const auto stName = ParseRecordingName(stFile.strName);
             if (stName && stName->eLayout == eLayout) {
                 strFound =
                     strRoot + "/" + stFile.strDay + "/" + stFile.strCamera + "/" + stFile.strName;
             }
             return !strFound;
-        });
+        };
+        UnreadFolders mUnread;
+        WalkTree(strRoot, {}, IsOther, mUnread);
     }
     return strFound;
 }
@@ -284,10 +366,13 @@ std::vector<std::string> PlainDirs(const std::vector<std::string>& vDirs) {
 }
 
 void RefuseMissing(const std::string& strDir) {
-    const std::string strFailed = "cannot open record directory " + strDir;
+    const auto Fail = [&](int nError) {
+        throw std::system_error(nError, std::generic_category(),
+                                "cannot open record directory " + strDir);
+    };
     OSL_FINFO_S stInfo;
-    if (OSL_GetTargetInfo(strDir.c_str(), stInfo) != 0) Fail(strFailed);
-    if (stInfo.wFileType != OSL_TYPE_DIR) Fail(strFailed, ENOTDIR);
+    if (OSL_GetTargetInfo(strDir.c_str(), stInfo) != 0) Fail(OSL_GetSystemLastError());
+    if (stInfo.wFileType != OSL_TYPE_DIR) Fail(ENOTDIR);
 }
 
 std::vector<std::string> ExistingDirs(const std::vector<std::string>& vDirs) {

@@ -13,12 +13,12 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "Catalogue/Coverage.h"
 #include "Catalogue/RecordingName.h"
+#include "Catalogue/Tree.h"
 
 /// What tells when a recording ended.
 enum class endSource {
@@ -62,13 +62,20 @@ struct recordingFilter {
     bool bEmpty = false;  ///< files without a byte too, which show nothing
 };
 
+/// What was found where not everything may have been read.
+template <typename T>
+struct found {
+    std::vector<T> vFound = {};
+    UnreadFolders mUnread = {};  ///< what they hold is missing
+};
+
 /// A step of a search: works in record directories, on what has been found there so far. It owns
 /// what it uses, and looks at no other directories.
 using SearchStep =
-    std::function<void(const std::vector<std::string>& vDirs, std::vector<recording>& vFound)>;
+    std::function<void(const std::vector<std::string>& vDirs, found<recording>& stFound)>;
 /// Has a step carried out in the record directories that are searched, in all at once or one by
 /// one. From then on what it leaves out has not been found.
-using StepRunner = std::function<void(const SearchStep& fnStep, std::vector<recording>& vFound)>;
+using StepRunner = std::function<void(const SearchStep& fnStep, found<recording>& stFound)>;
 
 /// The recordings that pass the filter, sorted by start time, then camera and path.
 ///
@@ -83,16 +90,18 @@ using StepRunner = std::function<void(const SearchStep& fnStep, std::vector<reco
 /// client layout, whose names tell no end, it is then as long as its container's times say, or as
 /// its frames at their own rate; those are counted only where the file was not last changed just
 /// when the camera's next one began. It never reaches into the next one. An hour that clocks show
-/// twice is told apart by the stamps, else by the file's last change. Throws
-/// std::system_error when a directory cannot be read.
+/// twice is told apart by the stamps, else by the file's last change. A few threads read the
+/// folders, unless of a single camera.
+found<recording> SearchRecordings(const std::vector<std::string>& vDirs,
+                                  const recordingFilter& stFilter);
+/// The same in the directories in which `fnRun` works; what that throws leaves this.
+found<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun);
+/// All of them: throws std::system_error when a folder cannot be read.
 std::vector<recording> FindRecordings(const std::vector<std::string>& vDirs,
                                       const recordingFilter& stFilter);
-/// The same in the directories in which `fnRun` works; what that throws leaves this.
-std::vector<recording> SearchRecordings(const recordingFilter& stFilter, const StepRunner& fnRun);
 
-/// The days in which recordings begin, by the names of their folders. Throws std::system_error
-/// when a directory cannot be read.
-std::set<std::string> FindDays(const std::vector<std::string>& vDirs);
+/// The days in which recordings begin, by the names of their folders, in any order.
+found<std::string> SearchDays(const std::vector<std::string>& vDirs);
 
 /// One picture on disk.
 struct picture {
@@ -105,7 +114,11 @@ struct picture {
 };
 
 /// Of these cameras (none: every camera) in a range, or all of them; sorted by time, then camera
-/// and path. Throws std::system_error when a directory cannot be read.
+/// and path.
+found<picture> SearchPictures(const std::vector<std::string>& vDirs,
+                              const std::vector<std::string>& vCameras = {},
+                              const std::optional<timeSpan>& stRange = {});
+/// All of them: throws std::system_error when a folder cannot be read.
 std::vector<picture> FindPictures(const std::vector<std::string>& vDirs,
                                   const std::vector<std::string>& vCameras = {},
                                   const std::optional<timeSpan>& stRange = {});

@@ -36,16 +36,16 @@ private:
 }  // namespace
 
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
-                           const std::vector<recording>& vRecordings) {
+                           const found<recording>& stRecordings) {
     DiskStatuses vDisks;
     const CFolderInUse objFolder(vDirs);
     for (const std::string& strDir : vDirs) {
-        vDisks.emplace_back(strDir, StatusOfDisk(strDir, vRecordings, objFolder));
+        vDisks.emplace_back(strDir, StatusOfDisk(strDir, stRecordings, objFolder));
     }
     return vDisks;
 }
 
-diskStatus StatusOfDisk(const std::string& strDir, const std::vector<recording>& vRecordings,
+diskStatus StatusOfDisk(const std::string& strDir, const found<recording>& stRecordings,
                         const CFolderInUse& objFolder) {
     diskStatus st;
     st.bMissing = !Exists(strDir);
@@ -53,7 +53,7 @@ diskStatus StatusOfDisk(const std::string& strDir, const std::vector<recording>&
     const std::string strInUse = objFolder.In(strDir);
     if (Exists(strDir + "/" + strInUse)) st.strFolder = strInUse;
     CFilling objFilling;
-    for (const recording& stRecording : vRecordings) {
+    for (const recording& stRecording : stRecordings.vFound) {
         if (stRecording.strDir != strDir) continue;
         objFilling.Add(stRecording);
         st.setDays.insert(stRecording.strDay);
@@ -61,9 +61,14 @@ diskStatus StatusOfDisk(const std::string& strDir, const std::vector<recording>&
         st.nBytes += stRecording.nBytes;
     }
     st.optUntilFull = objFilling.UntilFull(st.stRoom);
-    for (const picture& stPicture : FindPictures({strDir})) {
+    found<picture> stPictures = SearchPictures({strDir});
+    for (const picture& stPicture : stPictures.vFound) {
         ++st.nPictures;
         st.nPictureBytes += stPicture.nBytes;
+    }
+    st.mUnread = std::move(stPictures.mUnread);
+    for (const auto& stUnread : stRecordings.mUnread) {
+        if (stUnread.first.starts_with(strDir + "/")) st.mUnread.insert(stUnread);
     }
     return st;
 }

@@ -24,6 +24,7 @@ struct diskStatus {
     std::string strFolder;          ///< the record folder in use; empty: there is none
     std::set<std::string> setDays;  ///< by their names
     std::uint64_t nRecordings = 0, nBytes = 0, nPictures = 0, nPictureBytes = 0;
+    UnreadFolders mUnread;  ///< what they hold is not counted
     /// When it will be full if it is filled as in the last seven days; nothing: nothing was
     /// recorded.
     std::optional<UtcTime::duration> optUntilFull;
@@ -47,12 +48,11 @@ struct cameraStatus {
 using DiskStatuses = std::vector<std::pair<std::string, diskStatus>>;
 using CameraStatuses = std::map<std::string, cameraStatus>;
 
-/// The disks, of whose recordings these were found. Throws std::system_error when a
-/// directory cannot be read.
+/// The disks, of whose recordings these were found.
 DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
-                           const std::vector<recording>& vRecordings);
+                           const found<recording>& stRecordings);
 /// The same of one of them.
-diskStatus StatusOfDisk(const std::string& strDir, const std::vector<recording>& vRecordings,
+diskStatus StatusOfDisk(const std::string& strDir, const found<recording>& stRecordings,
                         const CFolderInUse& objFolder);
 
 /// The cameras of these recordings, and those that should be recorded.

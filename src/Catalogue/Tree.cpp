@@ -10,42 +10,39 @@
 
 namespace {
 
-void RefuseUnread(const std::string& strPath) {
+/// What is not there holds nothing.
+void NoteUnread(const std::string& strPath, UnreadFolders& mUnread) {
     const int nError = OSL_GetSystemLastError();
-    if (nError == ENOENT) return;
-    throw std::system_error(nError, std::generic_category(), "cannot read directory " + strPath);
+    if (nError != ENOENT && nError != ENOTDIR) mUnread.emplace(strPath, nError);
 }
 
 /// The names of the entries of one type in a directory, sorted.
 std::vector<std::string> NamesOf(const std::string& strPath, std::uint16_t wType,
-                                 OSL_LastLink eLink = OSL_LastLink::Fails) {
+                                 UnreadFolders& mUnread, OSL_LastLink eLink = OSL_LastLink::Fails) {
     std::vector<std::string> vNames;
     const auto AddName = [&](const OSL_FIND_DATA& stEntry) {
         if (stEntry.wFileType == wType) vNames.emplace_back(stEntry.szName);
     };
-    if (!ForEachEntry(strPath, AddName, eLink)) RefuseUnread(strPath);
+    if (!ForEachEntry(strPath, AddName, eLink)) NoteUnread(strPath, mUnread);
     std::sort(vNames.begin(), vNames.end());
     return vNames;
 }
 
-/// Of a folder that cannot be read nothing, where that will do.
-template <typename Read>
-std::vector<std::string> ReadPart(const treePart& stPart, Read read) try {
-    return read();
-} catch (const std::system_error&) {
-    if (!stPart.bReadable) throw;
-    return {};
+bool IsInShare(const std::string& strCamera, const treePart& stPart) {
+    return std::hash<std::string>{}(strCamera) % stPart.nShares == stPart.nShare;
 }
 
 /// Those of the cameras that have a folder here.
-std::vector<std::string> FoldersOf(const std::string& strPath,
-                                   const std::vector<std::string>& vCameras) {
-    if (vCameras.empty()) return NamesOf(strPath, OSL_TYPE_DIR);
+std::vector<std::string> FoldersOf(const std::string& strPath, const treePart& stPart,
+                                   UnreadFolders& mUnread) {
     std::vector<std::string> vHere;
-    for (const std::string& strCamera : vCameras) {
+    if (stPart.vCameras.empty()) vHere = NamesOf(strPath, OSL_TYPE_DIR, mUnread);
+    std::erase_if(vHere, [&](const std::string& str) { return !IsInShare(str, stPart); });
+    for (const std::string& strCamera : stPart.vCameras) {
         OSL_FINFO_S stInfo;
+        if (!IsInShare(strCamera, stPart)) continue;
         if (OSL_GetFileInfo((strPath + "/" + strCamera).c_str(), stInfo) != 0) {
-            RefuseUnread(strPath);
+            NoteUnread(strPath, mUnread);
         } else if (stInfo.wFileType == OSL_TYPE_DIR) {
             vHere.push_back(strCamera);
         }
@@ -54,6 +51,12 @@ std::vector<std::string> FoldersOf(const std::string& strPath,
 }
 
 }  // namespace
+
+void RefuseUnread(const UnreadFolders& mUnread) {
+    if (mUnread.empty()) return;
+    const auto& [strPath, nError] = *mUnread.begin();
+    throw std::system_error(nError, std::generic_category(), "cannot read directory " + strPath);
+}
 
 bool Exists(const std::string& strPath) {
     return OSL_AccessFile(strPath.c_str(), 0) == 0;
@@ -65,31 +68,28 @@ std::uint64_t FileSize(const std::string& strPath) {
     return bTold && stInfo.wFileType == OSL_TYPE_FILE ? stInfo.nSize : 0;
 }
 
-std::vector<std::string> DaysOf(const std::string& strRoot) {
-    std::vector<std::string> vDays = NamesOf(strRoot, OSL_TYPE_DIR, OSL_LastLink::IsFollowed);
+std::vector<std::string> DaysOf(const std::string& strRoot, UnreadFolders& mUnread) {
+    auto vDays = NamesOf(strRoot, OSL_TYPE_DIR, mUnread, OSL_LastLink::IsFollowed);
     std::erase_if(vDays, [&](const std::string& strDay) {
-        return !VerifyDateDir(strDay) || NamesOf(strRoot + "/" + strDay, OSL_TYPE_DIR).empty();
+        return !VerifyDateDir(strDay) ||
+               NamesOf(strRoot + "/" + strDay, OSL_TYPE_DIR, mUnread).empty();
     });
     return vDays;
 }
 
 void WalkTree(const std::string& strRoot, const treePart& stPart,
-              const std::function<bool(const treeFile&)>& fnFile) {
+              const std::function<bool(const treeFile&)>& fnFile, UnreadFolders& mUnread) {
     std::set<std::string> setReached;
-    const auto vDays =
-        ReadPart(stPart, [&] { return NamesOf(strRoot, OSL_TYPE_DIR, OSL_LastLink::IsFollowed); });
+    const auto vDays = NamesOf(strRoot, OSL_TYPE_DIR, mUnread, OSL_LastLink::IsFollowed);
     for (auto it = vDays.rbegin(); it != vDays.rend(); ++it) {
         const std::string& strDay = *it;
         const bool bDay = VerifyDateDir(strDay), bBefore = bDay && strDay < stPart.strFirstDay;
         if (bDay && (strDay < stPart.strReach || strDay > stPart.strLastDay)) continue;
         const std::string strDayPath = strRoot + "/" + strDay;
-        const auto vCameras =
-            ReadPart(stPart, [&] { return FoldersOf(strDayPath, stPart.vCameras); });
-        for (const std::string& strCamera : vCameras) {
+        for (const std::string& strCamera : FoldersOf(strDayPath, stPart, mUnread)) {
             if (bBefore && !setReached.insert(strCamera).second) continue;
-            const auto vNames = ReadPart(
-                stPart, [&] { return NamesOf(strDayPath + "/" + strCamera, OSL_TYPE_FILE); });
-            for (const std::string& strName : vNames) {
+            for (const std::string& strName :
+                 NamesOf(strDayPath + "/" + strCamera, OSL_TYPE_FILE, mUnread)) {
                 if (!fnFile({strDay, strCamera, strName})) return;
             }
         }

@@ -1,6 +1,7 @@
 #include "Osl/OslWatchedThread.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <limits>
@@ -96,8 +97,32 @@ bool OSL_WatchedThread::Wait(std::int64_t nPatience) {
     return true;
 }
 
-OSL_Helper::OSL_Helper() : m_pnLastCall(t_pnLastCall) {}
+namespace {
 
-void OSL_Helper::Begin() const {
-    t_pnLastCall = m_pnLastCall;
+/// Work for a second thread.
+struct helpedWork {
+    const std::function<void(std::size_t)>& m_fnWork;
+    const std::size_t m_n;
+    std::atomic<std::int64_t>* const m_pnLastCall = t_pnLastCall;
+
+    static std::uint32_t Run(void* pWork) {
+        const auto& work = *static_cast<const helpedWork*>(pWork);
+        t_pnLastCall = work.m_pnLastCall;
+        work.m_fnWork(work.m_n);
+        return 0;
+    }
+};
+
+}  // namespace
+
+void OSL_RunAtOnce(std::size_t nTimes, const std::function<void(std::size_t)>& fnWork) {
+    if (nTimes == 1) return fnWork(0);
+    helpedWork last{fnWork, nTimes - 1};
+    const OSL_ThreadHandle hThread = OSL_Thread_Create(helpedWork::Run, &last);
+    OSL_RunAtOnce(nTimes - 1, fnWork);
+    if (hThread) {
+        OSL_Thread_Wait(hThread);
+    } else {
+        fnWork(nTimes - 1);
+    }
 }

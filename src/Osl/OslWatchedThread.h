@@ -4,7 +4,7 @@
 #ifndef LOCALSTORAGE_OSL_OSLWATCHEDTHREAD_H
 #define LOCALSTORAGE_OSL_OSLWATCHEDTHREAD_H
 
-#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -47,15 +47,9 @@ private:
     OSL_ThreadHandle m_hThread = nullptr;
 };
 
-/// Lets a second thread, which works for the calling one and ends before it, end its silence.
-class OSL_Helper {
-public:
-    OSL_Helper();
-    /// On the second thread, first.
-    void Begin() const;
-
-private:
-    std::atomic<std::int64_t>* const m_pnLastCall;
-};
+/// Runs `fnWork(0)`, `fnWork(1)` and so on at once, so many; none may throw. The first runs on the
+/// calling thread, each other on one that ends before this returns and ends the silence of the
+/// calling one; where there is none to be had, after the others. At least one.
+void OSL_RunAtOnce(std::size_t nTimes, const std::function<void(std::size_t n)>& fnWork);
 
 #endif  // LOCALSTORAGE_OSL_OSLWATCHEDTHREAD_H

@@ -42,6 +42,7 @@ private:
             return;
         }
         indexDay* pDay = nullptr;
+        const std::size_t nUnreadable = m_plan.vUnreadable.size();
         for (const std::string& strChannel : vChannels) {
             ScanChannel(strPath + "/" + strChannel, strDay, strChannel);
             if (m_vFiles.empty()) continue;
@@ -51,7 +52,8 @@ private:
             CFileList& files = m_plan.objTree.NewChannel(*pDay, stChannel)->objFiles.Change();
             files.AppendAll(m_vFiles.data(), m_vFiles.size());
         }
-        if (!pDay) AddLeftOver(strPath, INDEX_FILE_LEVEL2);
+        const bool bRead = m_plan.vUnreadable.size() == nUnreadable;
+        if (!pDay && bRead) AddLeftOver(strPath, INDEX_FILE_LEVEL2);
     }
 
     // Leaves the channel's recordings, in order, in m_vFiles; none of one that cannot be read.

@@ -101,6 +101,40 @@ TEST_F(ToolDamage, RecordingsBesideTheFolderInUseAreToldAndLeftAlone) {
     EXPECT_EQ(Findings(), Names{});
 }
 
+TEST_F(ToolDamage, AFolderThatCannotBeReadIsToldTheRestAnswersAndNothingIsDeleted) {
+    const std::string strClosed = FOLDER + "/20240305/cam01",
+                      strRange = " --camera cam01 --from 2024-03-04 --to 2024-03-06";
+    const std::pair<std::string, const char*> ROWS[] = {
+        {"query" + strRange, "20240304080000_20240304080006_1.mp4"},
+        {"query --camera cam01 --from 2024-03-05 --to 2024-03-06", ""},
+        {"timeline --day 2024-03-05", ""},
+        {"status", "\"recordings\":1,"},
+        {"check", "\"recordings\":1,"},
+        {"export --output clip.mp4" + strRange, "\"recordings\":1,"},
+        {"keep --into kept" + strRange, "\"files\":1,"},
+    };
+    const auto setBefore = Tree();
+    {
+        const CClosedFolder closed(strClosed);
+        const std::string strTold = strClosed + ": Permission denied";
+        for (const auto& [strCommand, pRest] : ROWS) {
+            const auto st = Tool(strCommand + " --json --dir disk");
+            EXPECT_EQ(st.nCode, 1) << strCommand;
+            EXPECT_THAT(st.strOut, testing::HasSubstr(pRest)) << strCommand;
+            EXPECT_NE(st.strErr.find(strTold), std::string::npos) << strCommand << st.strErr;
+            EXPECT_EQ(st.strErr.find(strTold), st.strErr.rfind(strTold)) << "once";
+        }
+        EXPECT_EQ(Findings(), Names{"unreadable"}) << "nothing else is said of it";
+        for (const char* pCommand :
+             {"prune --before today", "prune --keep-free 99999999", "repair"}) {
+            ExpectEnd(1, std::string(pCommand) + " --apply --dir disk", strTold);
+        }
+    }
+    fs::remove_all("kept");
+    fs::remove("clip.mp4");
+    EXPECT_EQ(Tree(), setBefore);
+}
+
 TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {
     const struct {
         const char* pPath;

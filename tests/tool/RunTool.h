@@ -5,8 +5,10 @@
 #define LOCALSTORAGE_TESTS_TOOL_RUNTOOL_H
 
 #include <filesystem>
+#include <linux/capability.h>
 #include <sstream>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -74,6 +76,24 @@ protected:
         setenv("TZ", "Europe/Berlin", 1);
         std::filesystem::create_directory_symlink(STREAMS_PATH, "streams");
     }
+    /// While it lives nobody may read the folder: not root either, from a tool that starts now on.
+    class CClosedFolder {
+    public:
+        explicit CClosedFolder(std::string strPath) : m_strPath(std::move(strPath)) {
+            for (const int nRight : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+                prctl(PR_CAPBSET_DROP, nRight, 0, 0, 0);
+            }
+            std::filesystem::permissions(m_strPath, std::filesystem::perms::none);
+        }
+        ~CClosedFolder() {
+            std::filesystem::permissions(m_strPath, std::filesystem::perms::owner_all);
+        }
+        CClosedFolder(const CClosedFolder&) = delete;
+        CClosedFolder& operator=(const CClosedFolder&) = delete;
+
+    private:
+        const std::string m_strPath;
+    };
     /// Stores six seconds of H.264 as a recording that starts then.
     static void Import(const std::string& strDir, const std::string& strStart,
                        const std::string& strCamera = "cam01") {

@@ -241,9 +241,39 @@ TEST_F(ServeUse, ADiskThatIsGoneIsToldAndTheOtherOnesServe) {
     Expect("/healthz", 200);
     std::filesystem::remove("gone");
     Expect("/healthz", 503);
-    Expect("/list?path=my%20cam", 200);
+    EXPECT_THAT(Get("/list?path=my%20cam"), HasSubstr("Localstorage-Unreadable: 1\r\n"));
     Expect("/list?path=nobody", 503);
     EXPECT_EQ(GetJson("/api/status").size(), 2u);
+}
+
+TEST_F(ServeUse, AnAnswerFromWhichAFolderIsMissingSaysSo) {
+    ImportFour();
+    const std::string strFolder = "disk/RecordFile/20240306/my cam";
+    PutFile(strFolder + "/20240306080000_20240306080006_1.mp4", "x");
+    const CClosedFolder closed(strFolder);
+    Serve();
+    const std::pair<const char*, bool> ROWS[] = {
+        {"/list?path=my%20cam", true},
+        {"/list?path=my%20cam&end=2024-03-05T12:00:00Z", false},
+        {"/get?path=my%20cam&start=2024-03-05T08:00:05Z&duration=86400", true},
+        {"/get?path=my%20cam&start=2024-03-05T08:00:05Z&duration=1", false},
+        {"/api/recordings", true},
+        {"/api/timeline?day=2024-03-06", true},
+        {"/api/timeline?day=2024-03-05", false},
+        {"/api/cameras", true},
+        {"/api/status", true},
+        {"/api/days", false},
+    };
+    for (const auto& [pTarget, bMarked] : ROWS) {
+        const std::string strHead = Get(pTarget).substr(0, 700);
+        EXPECT_THAT(strHead, HasSubstr(" 200 OK\r\n")) << pTarget;
+        EXPECT_EQ(strHead.find("Localstorage-Unreadable: 1\r\n") != std::string::npos, bMarked)
+            << pTarget;
+    }
+    Expect("/list?path=my%20cam&start=2024-03-06T00:00:00Z", 503);
+    EXPECT_EQ(GetJson("/api/status")[0]["unreadable"],
+              json({{{"path", strFolder}, {"error", "Permission denied"}}}));
+    EXPECT_THAT(Get("/metrics"), HasSubstr("disk_unreadable_folders{dir=\"disk\"} 1\n"));
 }
 
 TEST_F(ServeUse, KilledAtAnyMomentItHarmsNothing) {

@@ -46,23 +46,8 @@ void LogLoadFault(const char* pMethod, const indexFileFault& fault, bool bCheck)
     }
 }
 
-// The second piece of work goes to a thread, or after the first where there is none to be had.
 void RunOnTwoThreads(const LoadWork& first, const LoadWork& second) {
-    LoadWork helped = [&second, helper = OSL_Helper()] {
-        helper.Begin();
-        second();
-    };
-    const auto run = [](void* pWork) -> std::uint32_t {
-        (*static_cast<const LoadWork*>(pWork))();
-        return 0;
-    };
-    const OSL_ThreadHandle hThread = OSL_Thread_Create(run, &helped, 0);
-    first();
-    if (hThread) {
-        OSL_Thread_Wait(hThread);
-    } else {
-        second();
-    }
+    OSL_RunAtOnce(2, [&](std::size_t n) { n == 0 ? first() : second(); });
 }
 
 }  // namespace

@@ -141,25 +141,27 @@ std::optional<LocalTime> TakeDay(std::string_view& strText, LocalTime tNow) {
     return TakeDate(strText);
 }
 
-/// At least so many digits, and what stands behind them.
-void Put(std::string& strText, int nNumber, std::size_t nDigits, std::string_view strBehind = "") {
-    char szDigits[16];
-    const char* const pEnd = std::to_chars(szDigits, std::end(szDigits), std::abs(nNumber)).ptr;
-    const auto nSize = static_cast<std::size_t>(pEnd - szDigits);
-    strText.append(nNumber < 0 ? "-" : "").append(nDigits - std::min(nDigits, nSize), '0');
-    strText.append(szDigits, nSize).append(strBehind);
+/// At least so many digits in front of `p`; where they begin.
+char* PutBefore(char* p, int nNumber, int nDigits) {
+    for (int n = std::abs(nNumber); n > 0 || nDigits > 0; n /= 10, --nDigits) {
+        *--p = static_cast<char>('0' + n % 10);
+    }
+    if (nNumber < 0) *--p = '-';
+    return p;
 }
 
-std::string Print(LocalTime tTime, std::string_view strBetween) {
+std::string Print(LocalTime tTime, char cBetween) {
     const timeFields st = ToFields(tTime);
-    std::string strText;
-    Put(strText, st.nYear, 4, "-");
-    Put(strText, st.nMonth, 2, "-");
-    Put(strText, st.nDay, 2, strBetween);
-    Put(strText, st.nHour, 2, ":");
-    Put(strText, st.nMinute, 2, ":");
-    Put(strText, st.nSecond, 2);
-    return strText;
+    char szText[32];
+    char* p = PutBefore(std::end(szText), st.nSecond, 2);
+    const std::pair<char, int> PARTS[] = {
+        {':', st.nMinute}, {':', st.nHour}, {cBetween, st.nDay}, {'-', st.nMonth}};
+    for (const auto& [cBehind, nNumber] : PARTS) {
+        *--p = cBehind;
+        p = PutBefore(p, nNumber, 2);
+    }
+    *--p = '-';
+    return {PutBefore(p, st.nYear, 4), std::end(szText)};
 }
 
 std::string FormatOffset(Seconds nOffset) {
@@ -240,10 +242,10 @@ std::optional<Seconds> ParseSpan(std::string_view strText) {
 }
 
 std::string FormatTime(LocalTime tTime) {
-    return Print(tTime, " ");
+    return Print(tTime, ' ');
 }
 std::string FormatIso(LocalTime tTime) {
-    return Print(tTime, "T");
+    return Print(tTime, 'T');
 }
 std::string FormatDay(LocalTime tTime) {
     return FormatTime(tTime).substr(0, 10);

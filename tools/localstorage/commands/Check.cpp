@@ -18,19 +18,23 @@ constexpr const char* EXAMPLES =
     "an\n"
     "entry), gone (an entry without its file), damaged (an index file), not-up-to-date (a host\n"
     "records, or was killed), twin (a recording with the times of another), crowded (one\n"
-    "too many that begin in one second, which no host finds), hidden (recordings in\n"
-    "BackupFile, or in RecordFile where it cannot be used on a disk; query and export find them\n"
-    "all the same). The next start of a host moves what lies in BackupFile to RecordFile, once\n"
-    "that can be used on all its disks; a recording whose path is taken there stays, until it is\n"
-    "renamed or moved by hand. The client layout has no index to check. Exit code 0: clean, 4: "
-    "something is wrong, 1: it could not be read.";
+    "too many that begin in one second, which no host finds), unreadable (a folder, without which\n"
+    "the rest is looked at as far as that goes), hidden (recordings in BackupFile, or in\n"
+    "RecordFile where it cannot be used on a disk; query and export find them all the same). The\n"
+    "next start of a host moves what lies in BackupFile to RecordFile, once that can be used on\n"
+    "all its disks; a recording whose path is taken there stays, until it is renamed or moved by\n"
+    "hand. The client layout has no index to check. Exit code 0: clean, 4: something is wrong,\n"
+    "1: not all of it could be read.";
 
 int Run(const std::vector<std::string>& vGiven, bool bJson) {
-    const std::vector<inspection> vInspections = InspectAll(ExistingDirs(vGiven));
+    const std::vector<inspection> vInspections = InspectReadable(ExistingDirs(vGiven));
+    UnreadFolders mUnread;
+    for (const inspection& st : vInspections) mUnread.insert(st.mUnread.begin(), st.mUnread.end());
+    TellUnread(mUnread);
     PrintInspections(vInspections, bJson);
     const bool bClean = std::all_of(vInspections.begin(), vInspections.end(),
                                     [](const inspection& st) { return st.IsClean(); });
-    return bClean ? EXIT_OK : EXIT_DAMAGED;
+    return CodeWithout(mUnread, bClean ? EXIT_OK : EXIT_DAMAGED);
 }
 
 }  // namespace

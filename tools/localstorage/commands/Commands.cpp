@@ -15,8 +15,8 @@ program LocalStorageProgram(programOptions& stOptions, std::vector<command> vCom
         "behind a time of day: 08:00Z, 2024-03-05T08:00:00+02:00. A range takes in both hours "
         "that\n"
         "the end of summer time makes of one.\n\n"
-        "Exit codes: 0 done, 1 failure, 2 wrong usage, 3 nothing found, 4 check, verify: "
-        "something is wrong.\n\n"
+        "Exit codes: 0 done, 1 failure, or a folder could not be read, 2 wrong usage, 3 nothing\n"
+        "found, 4 check, verify: something is wrong.\n\n"
         "\"localstorage COMMAND --help\" tells more of each command, with examples.",
         {{"--log-dir", &stOptions.strLogDir,
           "Directory of the library's log files; unless given, localstorage in the user's state "

@@ -64,14 +64,14 @@ private:
                     {"type", std::uint32_t(st.enumRecFileType)},
                     {"file", GetRecFileName(st)}});
     }
-    bool Add(std::vector<CTable::column> vColumns, std::vector<std::string> vCells,
+    bool Add(std::vector<CTable::column> vColumns, std::initializer_list<std::string_view> vCells,
              const JsonObject& js) {
         if (m_bJson) {
             PrintJson(js);
             return true;
         }
         if (!m_optTable) m_optTable.emplace(std::move(vColumns));
-        m_optTable->AddRow(std::move(vCells));
+        m_optTable->AddRow(vCells);
         return true;
     }
 

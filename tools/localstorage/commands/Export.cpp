@@ -30,7 +30,7 @@ constexpr const char* EXAMPLES =
     "told on standard error. Transport streams give their own times, and their sound. Bare video\n"
     "holds no times: frames follow the stream's frame rate where a file's length agrees with it,\n"
     "else they are spread evenly over the time from the file's start to its end. Exit code 3:\n"
-    "nothing recorded there.";
+    "nothing recorded there, 1: a recording or a folder could not be read, and the clip lacks it.";
 
 struct exportOptions {
     selection stSelection;
@@ -58,7 +58,7 @@ public:
                      .fnBytes = [this](const recording& st,
                                        std::size_t nBytes) { ShowProgress(st, nBytes); }}) {}
 
-    int Run();
+    exitCode Run();
 
 private:
     void ShowProgress(const recording& stRecording, std::size_t nBytes);
@@ -96,7 +96,7 @@ void CExport::TellFailure(const std::string& strText) {
     PrintMessage(strText);
 }
 
-int CExport::Run() {
+exitCode CExport::Run() {
     m_optProgress.emplace(m_stOptions.strFile.substr(m_stOptions.strFile.rfind('/') + 1));
     for (const recording& st : m_vRecordings) m_nWhole += st.nBytes;
     m_objJoin.Run();
@@ -174,13 +174,15 @@ int Run(exportOptions& stOptions) {
     stFilter.bEach = true;
     RefuseExisting(stOptions);
     const auto vDirs = ExistingDirs(stOptions.stSelection.vDirs);
-    const auto vFound = FindRecordings(vDirs, stFilter);
+    const auto [vFound, mUnread] = SearchRecordings(vDirs, stFilter);
+    TellUnread(mUnread);
     TellHidden(vDirs, vFound);
     if (vFound.empty()) {
         TellNothingFound(stOptions.strCamera, *stFilter.stRange, "nothing was written");
-        return EXIT_NOTHING_FOUND;
+        return CodeWithout(mUnread, EXIT_NOTHING_FOUND);
     }
-    return CExport(stOptions, *stFilter.stRange, vFound, CatchStopSignals()).Run();
+    return CodeWithout(mUnread,
+                       CExport(stOptions, *stFilter.stRange, vFound, CatchStopSignals()).Run());
 }
 
 }  // namespace

@@ -35,7 +35,8 @@ constexpr const char* EXAMPLES =
     "change is copied: the recording that is being written, and those of the remote-backup "
     "layout.\n"
     "The manifest names each file, its times and its SHA-256, who kept it and when; note down its\n"
-    "own SHA-256, which is printed at the end. Exit code 3: nothing recorded there.";
+    "own SHA-256, which is printed at the end. Exit code 3: nothing recorded there,\n"
+    "1: a folder could not be read, and what it holds was not kept.";
 
 struct keepOptions {
     selection stSelection;
@@ -163,17 +164,18 @@ int Run(keepOptions& stOptions) {
     stFilter.bEach = true;
     const auto vDirs = ExistingDirs(stOptions.stSelection.vDirs);
     RefuseInside(stOptions.strInto, vDirs);
-    const auto vFound = FindRecordings(vDirs, stFilter);
+    const auto [vFound, mUnread] = SearchRecordings(vDirs, stFilter);
+    TellUnread(mUnread);
     TellHidden(vDirs, vFound);
     if (vFound.empty()) {
         TellNothingFound(stOptions.strCamera, *stFilter.stRange, "nothing was kept");
-        return EXIT_NOTHING_FOUND;
+        return CodeWithout(mUnread, EXIT_NOTHING_FOUND);
     }
     CKeepFolder objFolder(stOptions.strInto);
     const manifest stKept =
         Fill(objFolder, stOptions, *stFilter.stRange, vFound, CatchStopSignals());
     TellResult(stKept, objFolder.Finish(stKept), stOptions.bJson);
-    return EXIT_OK;
+    return CodeWithout(mUnread);
 }
 
 }  // namespace

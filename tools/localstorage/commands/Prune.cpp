@@ -31,7 +31,7 @@ constexpr const char* EXAMPLES =
     "any\n"
     "of today. Refused while a host records into the directory (it makes room by itself), and "
     "while\n"
-    "its index is not in order (see repair).";
+    "its index is not in order (see repair), or a folder that might have to go cannot be read.";
 
 struct pruneOptions {
     std::vector<std::string> vDirs;

@@ -24,7 +24,9 @@ constexpr const char* EXAMPLES =
     "frames\n"
     "carry. Without them a recording begins as its name says, and in the client layout, which "
     "names\n"
-    "no end, it is as long as its stream says. \"end_from\" of --json tells which. Exit code 3:\n"
+    "no end, it is as long as its stream says. \"end_from\" of --json tells which. A folder\n"
+    "that cannot be read is told on standard error, and the others answer: exit code 1. Exit code "
+    "3:\n"
     "nothing found.";
 
 void PrintAsTable(const std::vector<recording>& vFound) {
@@ -46,19 +48,20 @@ int Run(const selection& stSelection, bool bJson) {
     recordingFilter stFilter = stSelection.Filter();
     stFilter.bEach = bJson;
     const auto vDirs = ExistingDirs(stSelection.vDirs);
-    const auto vFound = FindRecordings(vDirs, stFilter);
+    const auto [vFound, mUnread] = SearchRecordings(vDirs, stFilter);
+    TellUnread(mUnread);
     TellHidden(vDirs, vFound);
     if (vFound.empty()) {
         PrintMessage("no recording between " + FormatTime(stFilter.stRange->tStart) + " and " +
                      FormatTime(stFilter.stRange->tEnd));
-        return EXIT_NOTHING_FOUND;
+        return CodeWithout(mUnread, EXIT_NOTHING_FOUND);
     }
     if (bJson) {
         for (const recording& st : vFound) PrintJson(RecordingJson(st));
-        return EXIT_OK;
+    } else {
+        PrintAsTable(vFound);
     }
-    PrintAsTable(vFound);
-    return EXIT_OK;
+    return CodeWithout(mUnread);
 }
 
 }  // namespace

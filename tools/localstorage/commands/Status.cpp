@@ -26,7 +26,8 @@ constexpr const char* EXAMPLES =
     "Nothing is changed, and a host may be recording meanwhile. A disk with 2048 MiB free or less\n"
     "counts as full; of a configuration, directories that are missing are told as well. Gaps are\n"
     "those between today's recordings of a camera. One that is recorded as it is filmed (client\n"
-    "layout) has stopped when its last picture is more than a minute old.";
+    "layout) has stopped when its last picture is more than a minute old. A folder that cannot be\n"
+    "read is told on standard error, and the others are counted: exit code 1.";
 
 const char* StateOf(const diskStatus& st) {
     return st.bMissing ? "missing" : st.stRoom.IsFull() ? "full" : "has room";
@@ -120,19 +121,23 @@ int Run(const statusOptions& stOptions) {
     for (const auto& [strCamera, st] : stRecord.mTables) vExpected.push_back(strCamera);
     const auto vDirs = stOptions.vDirs.empty() ? DirsOfService(vGiven) : ExistingDirs(vGiven);
     const UtcTime tNow = Now();
-    const auto vRecordings = FindRecordings(vDirs, {.stExact = SinceMidnight(tNow)});
-    TellHidden(vDirs, vRecordings);
-    const DiskStatuses vDisks = StatusOfDisks(vDirs, vRecordings);
-    const CameraStatuses mCameras = StatusOfCameras(vRecordings, tNow, vExpected);
+    const auto stFound = SearchRecordings(vDirs, {.stExact = SinceMidnight(tNow)});
+    const DiskStatuses vDisks = StatusOfDisks(vDirs, stFound);
+    UnreadFolders mUnread;
+    for (const auto& [strDir, st] : vDisks) mUnread.insert(st.mUnread.begin(), st.mUnread.end());
+    TellUnread(mUnread);
+    TellHidden(vDirs, stFound.vFound);
+    const CameraStatuses mCameras = StatusOfCameras(stFound.vFound, tNow, vExpected);
     if (stOptions.bJson) {
         PrintAsJson(vDisks, mCameras);
-        return EXIT_OK;
+        return CodeWithout(mUnread);
     }
     PrintDisksAsTable(vDisks);
-    if (mCameras.empty()) return EXIT_OK;
-    PrintLine("");
-    PrintCamerasAsTable(mCameras);
-    return EXIT_OK;
+    if (!mCameras.empty()) {
+        PrintLine("");
+        PrintCamerasAsTable(mCameras);
+    }
+    return CodeWithout(mUnread);
 }
 
 }  // namespace

@@ -23,7 +23,8 @@ constexpr const char* EXAMPLES =
     "  localstorage timeline --dir /mnt/disk1 --dir /mnt/disk2 --day today\n"
     "  localstorage timeline --dir /mnt/disk1 --camera door --day 2024-03-05 --svg door.svg\n\n"
     "Bars take the width of the terminal; --ascii, or an output that is no terminal, keeps them\n"
-    "plain. Gaps are those between a camera's recordings of that day. Exit code 3: nothing "
+    "plain. Gaps are those between a camera's recordings of that day; what lies in a folder that\n"
+    "cannot be read is one, too, and the folder is told: exit code 1. Exit code 3: nothing "
     "recorded.";
 
 struct timelineOptions {
@@ -65,22 +66,23 @@ void WriteSvg(const timelineDay& stTimeline, const std::string& strFile) {
 int Run(const timelineOptions& stOptions) {
     const timeSpan stDay = DayAround(TimeOf(stOptions.strDay));
     const auto vDirs = ExistingDirs(stOptions.vDirs);
-    const auto vFound = FindRecordings(
+    const auto [vFound, mUnread] = SearchRecordings(
         vDirs, {.vCameras = stOptions.vCameras, .stRange = stDay, .bEach = stOptions.bJson});
+    TellUnread(mUnread);
     TellHidden(vDirs, vFound);
     const timelineDay stTimeline = MakeTimeline(vFound, stDay);
     if (stTimeline.vRows.empty()) {
         PrintMessage("nothing was recorded on " + DayText(stDay));
-        return EXIT_NOTHING_FOUND;
+        return CodeWithout(mUnread, EXIT_NOTHING_FOUND);
     }
     if (!stOptions.strSvg.empty()) WriteSvg(stTimeline, stOptions.strSvg);
     if (stOptions.bJson) {
         for (const timelineRow& st : stTimeline.vRows) PrintJson(TimelineJson(stTimeline, st));
-        return EXIT_OK;
+        return CodeWithout(mUnread);
     }
     for (const std::string& strLine : DrawBars(stTimeline, StyleFor(stOptions))) PrintLine(strLine);
     PrintGaps(stTimeline);
-    return EXIT_OK;
+    return CodeWithout(mUnread);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ function roomText({ full, free_bytes: free, full_in_seconds: seconds }) {
 const isLost = ({ error, missing }) => Boolean(error || missing);
 
 function diskItem(disk) {
-    const { dir, error, oldest_day: oldest } = disk;
+    const { dir, error, oldest_day: oldest, unreadable } = disk;
     const name = make('strong', { title: dir }, dir);
     if (isLost(disk)) return make('li', { className: 'bad' }, name, make('span', {}, error ?? 'it is missing'));
     const used = disk.bytes + disk.picture_bytes;
@@ -32,7 +32,8 @@ function diskItem(disk) {
     meter.ariaLabel = `How full ${dir} is`;
     const since = Date.parse(oldest) ? `since ${dayText(oldest, SHORT)}` : 'nothing recorded';
     return make('li', {}, name, meter,
-        make('span', {}, `${bytesText(used)}, ${since}`), make('span', {}, roomText(disk)));
+        make('span', {}, `${bytesText(used)}, ${since}`), make('span', {}, roomText(disk)),
+        ...unreadable.map(({ path, error: why }) => make('span', { className: 'bad' }, `${path}: ${why}`)));
 }
 
 function cameraItem({ camera, state, last }) {
@@ -52,12 +53,14 @@ const count = (number, one, many) => `${number} ${number === 1 ? one : many}`;
 export function showHealth(disks, cameras) {
     const lost = disks.filter(isLost);
     byId('disks').replaceChildren(...[...lost, ...disks.filter((disk) => !isLost(disk))].map(diskItem));
+    const unread = disks.flatMap(({ unreadable = [] }) => unreadable).length;
     const stopped = cameras.filter(({ state }) => state === 'stopped');
     const others = cameras.filter(({ state }) => state !== 'stopped');
     byId('cameras').replaceChildren(...[...stopped, ...others].map(cameraItem));
     const faults = [
         stopped.length > 0 && `${count(stopped.length, 'camera has', 'cameras have')} stopped`,
         lost.length > 0 && `${count(lost.length, 'disk', 'disks')} cannot be read`,
+        unread > 0 && `${count(unread, 'folder', 'folders')} cannot be read`,
     ].filter(Boolean);
     const summary = byId('health');
     summary.textContent = faults.join(', ') || 'All is well';

@@ -1,6 +1,7 @@
 #include "records/Inspection.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "Catalogue/Catalogue.h"
 #include "Catalogue/FolderInUse.h"
@@ -18,15 +19,11 @@ namespace {
 
 constexpr std::uint64_t LARGE_FILE = 1 << 20;
 
-repairPlan PlanOf(const std::string& strFolder) {
-    repairPlan stPlan;
-    MakeRepairPlan(strFolder, stPlan);
-    if (!stPlan.vUnreadable.empty()) {
-        const treeFault& stFault = stPlan.vUnreadable.front();
-        throw CFailure("cannot read " + stFault.strPath + ": " + ErrorText(stFault.nError) +
-                       "; nothing can be said about the index");
-    }
-    return stPlan;
+/// Whether it lies in a folder that could not be read.
+bool IsUnread(const inspection& st, const std::string& strPath) {
+    return std::any_of(st.mUnread.begin(), st.mUnread.end(), [&](const auto& stUnread) {
+        return strPath.starts_with(stUnread.first + "/");
+    });
 }
 
 void AddForeign(const repairPlan& stPlan, inspection& st) {
@@ -44,7 +41,8 @@ void AddForeign(const repairPlan& stPlan, inspection& st) {
 void AddPaths(const std::vector<std::string>& vNames, findingKind eKind, const char* pWhy,
               inspection& st) {
     for (const std::string& strName : vNames) {
-        st.vFindings.push_back({eKind, st.FolderPath() + "/" + strName, pWhy});
+        const std::string strPath = st.FolderPath() + "/" + strName;
+        if (!IsUnread(st, strPath)) st.vFindings.push_back({eKind, strPath, pWhy});
     }
 }
 
@@ -53,6 +51,7 @@ void CompareIndex(const repairPlan& stPlan, inspection& st) {
     indexFileFault stFault;
     if (!Exists(st.FolderPath() + "/" + INDEX_FILE_LEVEL1) && stPlan.objTree.IsEmpty()) return;
     if (!LoadIndex(st.FolderPath(), IndexLength::Exact, objIndex, stFault)) {
+        if (IsUnread(st, stFault.strPath)) return;
         st.vFindings.push_back({findingKind::DAMAGED, stFault.strPath, IndexFaultText(stFault)});
         return;
     }
@@ -73,7 +72,12 @@ void AddMarker(inspection& st) {
 void InspectIndex(inspection& st) {
     const auto isMarked = [&] { return AskIndexMarker(st.FolderPath()) != IndexMarker::None; };
     const bool bMarkedBefore = isMarked();
-    const repairPlan stPlan = PlanOf(st.FolderPath());
+    repairPlan stPlan;
+    const bool bRead = MakeRepairPlan(st.FolderPath(), stPlan);
+    for (const treeFault& stFault : stPlan.vUnreadable) {
+        st.mUnread.emplace(stFault.strPath, stFault.nError);
+    }
+    if (!bRead) return;
     st.nRecordings = stPlan.objTree.CountFiles();
     CompareIndex(stPlan, st);
     // A host may have begun or ended a flush meanwhile.
@@ -90,7 +94,9 @@ void CountRecordings(inspection& st) {
     finding stHidden;
     stHidden.eKind = findingKind::HIDDEN;
     stHidden.bDirectory = true;
-    for (const recording& stRecording : FindRecordings({st.strDir}, {.bEmpty = true})) {
+    found<recording> stFound = SearchRecordings({st.strDir}, {.bEmpty = true});
+    st.mUnread.merge(stFound.mUnread);
+    for (const recording& stRecording : stFound.vFound) {
         if (stRecording.strFolder == st.strFolder) {
             st.nRecordings += st.bClientLayout;
             continue;
@@ -124,12 +130,13 @@ bool inspection::IsClean() const {
 bool inspection::NeedsRepair() const {
     return std::any_of(vFindings.begin(), vFindings.end(), [&](const finding& st) {
         return st.eKind != findingKind::HIDDEN && st.eKind != findingKind::CROWDED &&
-               !IsPassing(*this, st);
+               st.eKind != findingKind::UNREADABLE && !IsPassing(*this, st);
     });
 }
 
 std::uint64_t inspection::RemovedFiles() const {
     std::uint64_t nFiles = 0;
+    if (!mUnread.empty()) return nFiles;
     for (const finding& st : vFindings) {
         if (st.eKind == findingKind::FOREIGN) nFiles += st.nFiles;
     }
@@ -159,26 +166,52 @@ bool IsRepairDue(const std::string& strFolderPath) {
     return !LoadIndex(strFolderPath, IndexLength::Exact, objIndex, stFault);
 }
 
-inspection Inspect(const std::string& strDir, const std::string& strFolder) {
+namespace {
+
+inspection InspectPart(const std::string& strDir, const std::string& strFolder) {
     inspection st;
     st.strDir = strDir;
     st.strFolder = strFolder;
-    st.bEmpty = !Exists(st.FolderPath());
+    std::error_code stError;  // where that cannot be told, it may be there
+    const auto stStatus = std::filesystem::status(st.FolderPath(), stError);
+    st.bEmpty = stStatus.type() == std::filesystem::file_type::not_found;
     st.bClientLayout = IsClientLayout(strDir);
     if (!st.bEmpty && !st.bClientLayout) InspectIndex(st);
     const auto vFolders = RecordFolders(strDir);
     const bool bOther = vFolders.size() > (st.bEmpty ? 0u : 1u);
     if (st.bClientLayout || bOther) CountRecordings(st);
+    for (const auto& [strPath, nError] : st.mUnread) {
+        st.vFindings.push_back({findingKind::UNREADABLE, strPath, ErrorText(nError), true});
+    }
     return st;
 }
 
-std::vector<inspection> InspectAll(const std::vector<std::string>& vDirs) {
+template <typename Function>
+std::vector<inspection> ForEachDir(const std::vector<std::string>& vDirs, Function fnInspect) {
     std::vector<inspection> vInspections;
     const CFolderInUse objFolder(vDirs);
     for (const std::string& strDir : vDirs) {
-        vInspections.push_back(Inspect(strDir, objFolder.In(strDir)));
+        vInspections.push_back(fnInspect(strDir, objFolder.In(strDir)));
     }
     return vInspections;
+}
+
+}  // namespace
+
+inspection Inspect(const std::string& strDir, const std::string& strFolder) {
+    inspection st = InspectPart(strDir, strFolder);
+    if (st.mUnread.empty()) return st;
+    const auto& [strPath, nError] = *st.mUnread.begin();
+    throw CFailure("cannot read " + strPath + ": " + ErrorText(nError) +
+                   "; nothing can be said about the index");
+}
+
+std::vector<inspection> InspectAll(const std::vector<std::string>& vDirs) {
+    return ForEachDir(vDirs, Inspect);
+}
+
+std::vector<inspection> InspectReadable(const std::vector<std::string>& vDirs) {
+    return ForEachDir(vDirs, InspectPart);
 }
 
 const char* KindName(findingKind eKind) {
@@ -197,6 +230,8 @@ const char* KindName(findingKind eKind) {
             return "crowded";
         case findingKind::HIDDEN:
             return "hidden";
+        case findingKind::UNREADABLE:
+            return "unreadable";
         case findingKind::FOREIGN:
             return "foreign";
     }

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "Catalogue/Tree.h"
+
 /// What kind of thing was found.
 enum class findingKind {
     NOT_UP_TO_DATE,  ///< the marker of an unfinished change
@@ -17,6 +19,7 @@ enum class findingKind {
     TWIN,            ///< a recording without an entry, since another has the same times
     CROWDED,         ///< a recording without an entry, since too many others begin with it
     HIDDEN,          ///< recordings in a record folder that no host uses any more
+    UNREADABLE,      ///< a folder that could not be read
     FOREIGN          ///< a repair removes it
 };
 
@@ -38,13 +41,14 @@ struct inspection {
     std::uint64_t nRecordings = 0;  ///< in the tree
     std::uint64_t nEntries = 0;     ///< in the index
     std::uint64_t nHidden = 0;      ///< recordings that no host finds
+    UnreadFolders mUnread;          ///< nothing is known of what they hold
     std::vector<finding> vFindings;
 
     std::string FolderPath() const { return strDir + "/" + strFolder; }
     bool IsClean() const;
     /// Whether something is wrong that a repair mends.
     bool NeedsRepair() const;
-    /// Files that a repair would remove.
+    /// Files that a repair would remove; it removes nothing while something cannot be read.
     std::uint64_t RemovedFiles() const;
     /// Why a repair should not go ahead unasked; empty when it may.
     std::string Alarm() const;
@@ -54,11 +58,13 @@ struct inspection {
 /// is foreign.
 bool IsRepairDue(const std::string& strFolderPath);
 
-/// Looks at a record directory of which hosts use this record folder. Throws CFailure or
-/// std::system_error when it cannot be read.
+/// Looks at a record directory of which hosts use this record folder. Throws CFailure when a folder
+/// of it cannot be read.
 inspection Inspect(const std::string& strDir, const std::string& strFolder);
 /// Looks at record directories that one host uses.
 std::vector<inspection> InspectAll(const std::vector<std::string>& vDirs);
+/// Looks at what of them can be read; what cannot is a finding.
+std::vector<inspection> InspectReadable(const std::vector<std::string>& vDirs);
 
 /// The word for a kind in tables and JSON.
 const char* KindName(findingKind eKind);

@@ -36,6 +36,7 @@ JsonObject ToJson(const inspection& st) {
 std::string Counts(const inspection& st) {
     if (st.bEmpty) return "nothing recorded yet";
     const std::string strRecordings = Count(st.nRecordings, "recording");
+    if (!st.mUnread.empty()) return strRecordings + " where it can be read";
     if (st.bClientLayout) return "client layout: " + strRecordings + " and no index";
     return strRecordings + ", " + Count(st.nEntries, "index entry", "index entries") +
            (st.bInUse ? ", a host is recording" : "");
@@ -79,6 +80,17 @@ void PrintInspections(const std::vector<inspection>& vInspections, bool bJson) {
             PrintLine(Summary(st));
         }
     }
+}
+
+void TellUnread(const UnreadFolders& mUnread) {
+    for (const auto& [strPath, nError] : mUnread) {
+        PrintMessage("cannot read directory " + strPath + ": " + ErrorText(nError) +
+                     "; what it holds is missing here");
+    }
+}
+
+exitCode CodeWithout(const UnreadFolders& mUnread, exitCode eWhole) {
+    return mUnread.empty() ? eWhole : EXIT_FAILED;
 }
 
 void TellHidden(const std::vector<std::string>& vDirs, const std::vector<recording>& vFound) {

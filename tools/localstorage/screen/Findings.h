@@ -7,10 +7,16 @@
 #include <vector>
 
 #include "Catalogue/Catalogue.h"
+#include "base/Failure.h"
 #include "records/Inspection.h"
 
 /// Prints the findings of record directories, and one summary for each.
 void PrintInspections(const std::vector<inspection>& vInspections, bool bJson);
+
+/// Says on standard error which folders could not be read, and why.
+void TellUnread(const UnreadFolders& mUnread);
+/// The exit code of an answer that lacks what these hold; where there are none, `eWhole`.
+exitCode CodeWithout(const UnreadFolders& mUnread, exitCode eWhole = EXIT_OK);
 
 /// Says on standard error which of the recordings that were found no host on `vDirs` would find.
 void TellHidden(const std::vector<std::string>& vDirs, const std::vector<recording>& vFound);

@@ -1,5 +1,6 @@
 #include "screen/RecordsJson.h"
 
+#include "base/Text.h"
 #include "base/Times.h"
 
 namespace {
@@ -26,6 +27,10 @@ const char* SourceName(endSource eSource) {
 
 JsonObject DiskJson(const std::string& strDir, const diskStatus& st) {
     const bool bEmpty = st.setDays.empty();
+    std::vector<JsonObject> vUnread;
+    for (const auto& [strPath, nError] : st.mUnread) {
+        vUnread.push_back({{"path", strPath}, {"error", ErrorText(nError)}});
+    }
     return {{"dir", strDir},
             {"free_bytes", st.stRoom.nFreeBytes},
             {"full", st.stRoom.IsFull()},
@@ -37,7 +42,8 @@ JsonObject DiskJson(const std::string& strDir, const diskStatus& st) {
             {"recordings", st.nRecordings},
             {"bytes", st.nBytes},
             {"pictures", st.nPictures},
-            {"picture_bytes", st.nPictureBytes}};
+            {"picture_bytes", st.nPictureBytes},
+            {"unreadable", vUnread}};
 }
 
 JsonObject CameraJson(const std::string& strCamera, const cameraStatus& st) {

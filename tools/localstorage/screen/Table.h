@@ -3,10 +3,13 @@
 #ifndef LOCALSTORAGE_TOOL_SCREEN_TABLE_H
 #define LOCALSTORAGE_TOOL_SCREEN_TABLE_H
 
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <set>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 /// A table whose columns are as wide as their widest cell.
@@ -16,25 +19,27 @@ public:
     struct column {
         std::string strTitle;
         align eAlign = LEFT;
+        std::size_t nWidth = 0;  ///< so far
     };
 
-    explicit CTable(std::vector<column> vColumns) : m_vColumns(std::move(vColumns)) {}
+    explicit CTable(std::vector<column> vColumns);
 
-    void AddRow(std::vector<std::string> vCells) { m_vRows.push_back(std::move(vCells)); }
-    /// A row of which these cells are red where there are colours.
-    void AddRow(std::vector<std::string> vCells, std::set<std::size_t> setRed) {
-        m_mRed[m_vRows.size()] = std::move(setRed);
-        AddRow(std::move(vCells));
-    }
-    bool Empty() const { return m_vRows.empty(); }
+    /// A cell for each column; these are red where there are colours.
+    void AddRow(std::initializer_list<std::string_view> vCells, std::set<std::size_t> setRed = {});
+    bool Empty() const { return m_vCells.empty(); }
     /// Prints title line and rows to standard output.
     void Print() const;
 
 private:
-    std::vector<std::size_t> Widths() const;
+    struct cell {
+        std::uint32_t nBytes, nWidth;
+    };
+    static void Append(std::string& strOut, const column& stColumn, std::string_view strCell,
+                       std::size_t nWidth, bool bRed);
 
     std::vector<column> m_vColumns;
-    std::vector<std::vector<std::string>> m_vRows;
+    std::string m_strCells;                               ///< their texts, one behind the other
+    std::vector<cell> m_vCells;                           ///< row by row
     std::map<std::size_t, std::set<std::size_t>> m_mRed;  ///< cells by row
 };
 

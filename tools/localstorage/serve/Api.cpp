@@ -1,6 +1,7 @@
 #include "serve/Api.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <map>
 #include <set>
@@ -17,27 +18,39 @@
 
 namespace {
 
+template <typename T>
+void AddTo(found<T>& st, found<T> stMore) {
+    std::move(stMore.vFound.begin(), stMore.vFound.end(), std::back_inserter(st.vFound));
+    st.mUnread.merge(stMore.mUnread);
+}
+
 /// A step of a search in each of these directories at once, but in those that fail.
 void RunStep(const CDisks& objDisks, std::vector<std::string>& vDirs, const SearchStep& fnStep,
-             std::vector<recording>& vFound) {
+             found<recording>& stFound) {
     std::map<std::string, std::shared_ptr<std::vector<recording>>> mHere;
     for (const std::string& strDir : vDirs) {
         mHere[strDir] = std::make_shared<std::vector<recording>>();
     }
-    for (recording& st : vFound) {
+    for (recording& st : stFound.vFound) {
         if (const auto it = mHere.find(st.strDir); it != mHere.end()) {
             it->second->push_back(std::move(st));
         }
     }
-    vFound.clear();
+    stFound.vFound.clear();
     const auto Work = [=](const std::string& strDir) {
-        std::vector<recording> vHere = std::move(*mHere.at(strDir));
-        fnStep({strDir}, vHere);
-        return vHere;
+        found<recording> stHere{std::move(*mHere.at(strDir))};
+        fnStep({strDir}, stHere);
+        return stHere;
     };
-    for (std::vector<recording>& vHere : objDisks.Ask(vDirs, Work)) {
-        std::move(vHere.begin(), vHere.end(), std::back_inserter(vFound));
+    for (found<recording>& stHere : objDisks.Ask(vDirs, Work)) AddTo(stFound, std::move(stHere));
+}
+
+/// The answer, which says of itself when something is missing.
+httpAnswer Marked(httpAnswer st, const UnreadFolders& mUnread) {
+    if (!mUnread.empty()) {
+        st.vHeaders.emplace_back("Localstorage-Unreadable", std::to_string(mUnread.size()));
     }
+    return st;
 }
 
 recordingFilter FilterFor(const std::optional<std::string>& optCamera, const timeSpan& stRange) {
@@ -153,32 +166,48 @@ std::vector<std::string> CApi::Unreadable() const {
     return vDirs;
 }
 
-CApi::findings CApi::Find(const recordingFilter& stFilter) const {
-    return FindIn(m_objDisks.Readable(), stFilter);
+/// Those of the directories that gave no answer hold what is missing, too.
+void CApi::NoteSilent(const std::vector<std::string>& vAnswered, UnreadFolders& mUnread) const {
+    std::set<std::string> setSilent(m_objDisks.Dirs().begin(), m_objDisks.Dirs().end());
+    for (const std::string& strDir : vAnswered) setSilent.erase(strDir);
+    for (const std::string& strDir : setSilent) mUnread.emplace(strDir, EIO);
 }
 
-/// In those of the directories that can be read to the end.
-CApi::findings CApi::FindIn(std::vector<std::string> vDirs, const recordingFilter& stFilter) const {
-    findings st{std::move(vDirs), {}};
-    st.vRecordings = SearchRecordings(stFilter, [&](const SearchStep& fnStep, auto& vFound) {
-        RunStep(m_objDisks, st.vDirs, fnStep, vFound);
+/// In those of the directories that can be read to the end, which stay in `vDirs`.
+found<recording> CApi::SearchIn(std::vector<std::string>& vDirs,
+                                const recordingFilter& stFilter) const {
+    auto st = SearchRecordings(stFilter, [&](const SearchStep& fnStep, auto& stFound) {
+        RunStep(m_objDisks, vDirs, fnStep, stFound);
     });
+    NoteSilent(vDirs, st.mUnread);
     return st;
 }
 
-/// At least one.
-std::vector<recording> CApi::FindSome(const recordingFilter& stFilter) const {
-    findings st = Find(stFilter);
-    if (st.vRecordings.empty()) FindNothing(st.vDirs);
-    return std::move(st.vRecordings);
+found<recording> CApi::Search(const recordingFilter& stFilter) const {
+    auto vDirs = m_objDisks.Readable();
+    return SearchIn(vDirs, stFilter);
 }
 
-/// In these directories.
-void CApi::FindNothing(const std::vector<std::string>& vDirs) const {
-    if (vDirs.size() < m_objDisks.Dirs().size()) {
-        throw CFailure("not every record directory can be read, and the others hold nothing of it");
-    }
-    throw CHttpFailure(HTTP_NOT_FOUND, NOTHING);
+/// What `fnSearch` finds in each of the directories.
+template <typename Function>
+auto CApi::SearchEach(const Function& fnSearch) const {
+    auto vDirs = m_objDisks.Readable();
+    std::invoke_result_t<Function, const std::string&> stFound;
+    for (auto& stHere : m_objDisks.Ask(vDirs, fnSearch)) AddTo(stFound, std::move(stHere));
+    NoteSilent(vDirs, stFound.mUnread);
+    return stFound;
+}
+
+/// At least one.
+found<recording> CApi::SearchSome(const recordingFilter& stFilter) const {
+    auto st = Search(stFilter);
+    if (st.vFound.empty()) FindNothing(st.mUnread);
+    return st;
+}
+
+void CApi::FindNothing(const UnreadFolders& mUnread) {
+    if (mUnread.empty()) throw CHttpFailure(HTTP_NOT_FOUND, NOTHING);
+    throw CFailure("not everything that is recorded can be read, and the rest holds nothing of it");
 }
 
 httpAnswer CApi::Health() const {
@@ -189,16 +218,21 @@ httpAnswer CApi::Health() const {
 
 overview CApi::MakeOverview(std::vector<std::string> vDirs) const {
     const UtcTime tNow = Now();
-    findings st = FindIn(std::move(vDirs), {.stExact = SinceMidnight(tNow)});
+    const auto pFound =
+        std::make_shared<const found<recording>>(SearchIn(vDirs, {.stExact = SinceMidnight(tNow)}));
     CFolderInUse objFolder({});
     const auto LookAt = [](const std::string& strDir) { return CFolderInUse({strDir}); };
-    for (const CFolderInUse& objHere : m_objDisks.Ask(st.vDirs, LookAt)) objFolder.Add(objHere);
-    const auto pRecordings =
-        std::make_shared<const std::vector<recording>>(std::move(st.vRecordings));
-    auto vDisks = m_objDisks.Ask(st.vDirs, [=](const std::string& strDir) {
-        return std::pair(strDir, StatusOfDisk(strDir, *pRecordings, objFolder));
+    for (const CFolderInUse& objHere : m_objDisks.Ask(vDirs, LookAt)) objFolder.Add(objHere);
+    overview st;
+    st.vDisks = m_objDisks.Ask(vDirs, [=](const std::string& strDir) {
+        return std::pair(strDir, StatusOfDisk(strDir, *pFound, objFolder));
     });
-    return {std::move(vDisks), StatusOfCameras(*pRecordings, tNow)};
+    st.mCameras = StatusOfCameras(pFound->vFound, tNow);
+    for (const auto& [strDir, stDisk] : st.vDisks) {
+        st.mUnread.insert(stDisk.mUnread.begin(), stDisk.mUnread.end());
+    }
+    NoteSilent(vDirs, st.mUnread);
+    return st;
 }
 
 std::shared_ptr<const overview> CApi::Overview() const {
@@ -211,7 +245,7 @@ httpAnswer CApi::Cameras() const {
     for (const auto& [strCamera, st] : p->mCameras) {
         vCameras.push_back(CameraJson(strCamera, st));
     }
-    return JsonAnswer(vCameras);
+    return Marked(JsonAnswer(vCameras), p->mUnread);
 }
 
 httpAnswer CApi::Metrics() const {
@@ -232,40 +266,41 @@ httpAnswer CApi::Status() const {
                              ? JsonObject{{"dir", strDir}, {"error", "it cannot be read"}}
                              : DiskJson(strDir, it->second));
     }
-    return JsonAnswer(vDisks);
+    return Marked(JsonAnswer(vDisks), p->mUnread);
 }
 
 httpAnswer CApi::Days() const {
-    auto vDirs = m_objDisks.Readable();
-    std::set<std::string> setDays;
-    const auto Find = [](const std::string& strDir) { return FindDays({strDir}); };
-    for (auto& setHere : m_objDisks.Ask(vDirs, Find)) setDays.merge(setHere);
+    const auto stFound = SearchEach([](const std::string& strDir) { return SearchDays({strDir}); });
     std::vector<JsonObject> vDays;
-    for (const std::string& strDay : setDays) vDays.push_back({{"day", DayText(strDay)}});
-    return JsonAnswer(vDays);
+    for (const std::string& strDay : std::set(stFound.vFound.begin(), stFound.vFound.end())) {
+        vDays.push_back({{"day", DayText(strDay)}});
+    }
+    return Marked(JsonAnswer(vDays), stFound.mUnread);
 }
 
 httpAnswer CApi::Timeline(const CParameterReader& objReader) const {
     const timeSpan stDay = objReader.Day("day");
-    const timelineDay stTimeline = MakeTimeline(Find({.stRange = stDay}).vRecordings, stDay);
+    const auto stFound = Search({.stRange = stDay});
+    const timelineDay stTimeline = MakeTimeline(stFound.vFound, stDay);
     std::vector<JsonObject> vRows;
     for (const timelineRow& st : stTimeline.vRows) vRows.push_back(TimelineJson(stTimeline, st));
-    return JsonAnswer(vRows);
+    return Marked(JsonAnswer(vRows), stFound.mUnread);
 }
 
 httpAnswer CApi::Recordings(const CParameterReader& objReader) const {
     const auto optCamera = objReader.Camera("camera");
-    std::vector<JsonObject> vFound;
-    const findings stFound = Find(FilterFor(optCamera, objReader.Range("from", "to")));
-    for (const recording& st : stFound.vRecordings) vFound.push_back(RecordingJson(st));
-    return JsonAnswer(vFound);
+    std::vector<JsonObject> vRecordings;
+    const auto stFound = Search(FilterFor(optCamera, objReader.Range("from", "to")));
+    for (const recording& st : stFound.vFound) vRecordings.push_back(RecordingJson(st));
+    return Marked(JsonAnswer(vRecordings), stFound.mUnread);
 }
 
 httpAnswer CApi::List(const httpRequest& stRequest, const CParameterReader& objReader) const {
     const std::string strCamera = Needed(objReader.Camera("path"), "path");
     const timeSpan stRange = objReader.Range("start", "end");
     std::vector<timeSpan> vSpans;
-    for (const recording& st : FindSome(FilterFor(strCamera, stRange))) {
+    const auto stFound = SearchSome(FilterFor(strCamera, stRange));
+    for (const recording& st : stFound.vFound) {
         vSpans.push_back(Clip(st.Span(), stRange));
     }
     std::vector<JsonObject> vList;
@@ -274,13 +309,13 @@ httpAnswer CApi::List(const httpRequest& stRequest, const CParameterReader& objR
                          {"duration", InSeconds(st.Length())},
                          {"url", VideoUrl(stRequest, strCamera, st)}});
     }
-    return JsonAnswer(vList);
+    return Marked(JsonAnswer(vList), stFound.mUnread);
 }
 
 /// Writes what is asked for, to its end.
 void CApi::Join(const clipRequest& st, CClipTarget& objTarget) const {
     std::set<std::string> setDirs;
-    for (const recording& stOne : st.vFound) setDirs.insert(stOne.strDir);
+    for (const recording& stOne : st.stFound.vFound) setDirs.insert(stOne.strDir);
     const auto vTurns = m_objDisks.BeginWatching(setDirs);
     CClipWriter objWriter(objTarget);
     joinGrowth stGrowth{.fnGrows = IsBeingWritten};
@@ -288,15 +323,17 @@ void CApi::Join(const clipRequest& st, CClipTarget& objTarget) const {
     if (st.bFollow) {
         optFollow.emplace(
             [&](const timeSpan& stRange) {
-                return Find(FilterFor(st.strCamera, stRange)).vRecordings;
+                return Search(FilterFor(st.strCamera, stRange)).vFound;
             },
-            st.vFound.back());
+            st.stFound.vFound.back());
         stGrowth = {.fnGrows = [&](const recording& stThis,
                                    UtcTime tChange) { return optFollow->Grows(stThis, tChange); },
                     .fnNext = [&] { return optFollow->Next(); }};
     }
     try {
-        CClipJoin(objWriter, st.stRange, st.vFound, m_bStop, {}, stGrowth, EOtherCodec::Ends).Run();
+        CClipJoin(objWriter, st.stRange, st.stFound.vFound, m_bStop, {}, stGrowth,
+                  EOtherCodec::Ends)
+            .Run();
     } catch (const CNothingToShow&) {
         throw CHttpFailure(HTTP_NOT_FOUND, NOTHING);
     }
@@ -312,15 +349,16 @@ CApi::clipRequest CApi::ReadClipRequest(const CParameterReader& objReader) const
     if (st.bFollow) {
         st.stRange = {std::min(tStart, tNow), EVER.tEnd};
         // What is being recorded reaches up to now, whenever it was written to last.
-        st.vFound =
-            FindSome(FilterFor(st.strCamera, {st.stRange.tStart - CAMERA_SILENCE, ALL_DAYS.tEnd}));
-        st.vFound.erase(
-            st.vFound.begin(),
-            std::find_if(st.vFound.begin(), std::prev(st.vFound.end()),
-                         [&](const recording& stOne) { return stOne.tEnd > st.stRange.tStart; }));
+        st.stFound = SearchSome(
+            FilterFor(st.strCamera, {st.stRange.tStart - CAMERA_SILENCE, ALL_DAYS.tEnd}));
+        std::vector<recording>& vFound = st.stFound.vFound;
+        vFound.erase(vFound.begin(),
+                     std::find_if(vFound.begin(), std::prev(vFound.end()), [&](const auto& stOne) {
+                         return stOne.tEnd > st.stRange.tStart;
+                     }));
     } else {
         st.stRange = {tStart, tStart + *optLength};
-        st.vFound = FindSome(FilterFor(st.strCamera, st.stRange));
+        st.stFound = SearchSome(FilterFor(st.strCamera, st.stRange));
         // What is recorded from now on is not waited for.
         st.stRange.tEnd = std::min(st.stRange.tEnd, std::max(tNow, tStart));
     }
@@ -336,7 +374,7 @@ httpAnswer CApi::Video(const CParameterReader& objReader) const {
         CClipStream objStream(fnSink);
         Join(st, objStream);
     };
-    return {.eStatus = HTTP_OK, .strType = VIDEO_TYPE, .fnBody = Send};
+    return Marked({.eStatus = HTTP_OK, .strType = VIDEO_TYPE, .fnBody = Send}, st.stFound.mUnread);
 }
 
 /// Made whole first: its beginning tells where everything is.
@@ -358,38 +396,34 @@ httpAnswer CApi::Download(const clipRequest& st) const {
     stAnswer.vHeaders = {
         {"Content-Disposition",
          "attachment; filename=\"" + FileName(st.strCamera, st.stRange.tStart) + "\""}};
-    return stAnswer;
+    return Marked(std::move(stAnswer), st.stFound.mUnread);
 }
 
-CApi::shots CApi::FindShots(const std::string& strCamera, const timeSpan& stRange) const {
-    shots st{m_objDisks.Readable(), {}};
-    const auto Find = [=](const std::string& strDir) {
-        return FindPictures({strDir}, {strCamera}, stRange);
-    };
-    for (const auto& vHere : m_objDisks.Ask(st.vDirs, Find)) {
-        st.vPictures.insert(st.vPictures.end(), vHere.begin(), vHere.end());
-    }
-    std::ranges::stable_sort(st.vPictures, {}, &picture::tTaken);
+found<picture> CApi::SearchShots(const std::string& strCamera, const timeSpan& stRange) const {
+    auto st = SearchEach(
+        [=](const std::string& strDir) { return SearchPictures({strDir}, {strCamera}, stRange); });
+    std::ranges::stable_sort(st.vFound, {}, &picture::tTaken);
     return st;
 }
 
 httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const {
     const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
     std::vector<JsonObject> vPictures;
-    for (const picture& st : FindShots(strCamera, objReader.Day("day")).vPictures) {
+    const auto stFound = SearchShots(strCamera, objReader.Day("day"));
+    for (const picture& st : stFound.vFound) {
         const std::string strTime = FormatIso(st.tTaken);
         vPictures.push_back({{"time", strTime},
                              {"bytes", st.nBytes},
                              {"url", stRequest.strOrigin + "/api/picture?camera=" +
                                          UrlEncoded(strCamera) + "&time=" + UrlEncoded(strTime)}});
     }
-    return JsonAnswer(vPictures);
+    return Marked(JsonAnswer(vPictures), stFound.mUnread);
 }
 
 httpAnswer CApi::Picture(const CParameterReader& objReader) const {
     const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
     const UtcTime tTime = Needed(objReader.Time("time"), "time");
-    const shots st = FindShots(strCamera, {tTime, tTime + Seconds(1)});
-    if (st.vPictures.empty()) FindNothing(st.vDirs);
-    return FileAnswer(std::make_shared<COpenFile>(st.vPictures.front().Path()), "image/jpeg");
+    const auto stFound = SearchShots(strCamera, {tTime, tTime + Seconds(1)});
+    if (stFound.vFound.empty()) FindNothing(stFound.mUnread);
+    return FileAnswer(std::make_shared<COpenFile>(stFound.vFound.front().Path()), "image/jpeg");
 }

@@ -1,6 +1,7 @@
 // What the server tells of record directories. Nothing is changed, and a host may be recording
-// meanwhile. Of disks that cannot be read the others' recordings are told; where only those could
-// hold what was asked for, the answer is that the service is unavailable.
+// meanwhile. What can be read is told; an answer from which a folder or disk is missing says so in
+// a header, and where only those could hold what was asked for, it is that the service is
+// unavailable.
 
 #ifndef LOCALSTORAGE_TOOL_SERVE_API_H
 #define LOCALSTORAGE_TOOL_SERVE_API_H
@@ -62,8 +63,8 @@ private:
     struct clipRequest {
         std::string strCamera;
         timeSpan stRange;
-        std::vector<recording> vFound;  ///< at least one
-        bool bFollow = false;           ///< and what is recorded from now on
+        found<recording> stFound;  ///< at least one
+        bool bFollow = false;      ///< and what is recorded from now on
     };
     clipRequest ReadClipRequest(const CParameterReader& objReader) const;
     void Join(const clipRequest& st, CClipTarget& objTarget) const;
@@ -72,20 +73,15 @@ private:
     httpAnswer Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const;
     httpAnswer Picture(const CParameterReader& objReader) const;
 
-    [[noreturn]] void FindNothing(const std::vector<std::string>& vDirs) const;
-    /// What was found, and where: record directories that cannot be read are left out.
-    struct findings {
-        std::vector<std::string> vDirs;
-        std::vector<recording> vRecordings;
-    };
-    findings Find(const recordingFilter& stFilter) const;
-    findings FindIn(std::vector<std::string> vDirs, const recordingFilter& stFilter) const;
-    struct shots {
-        std::vector<std::string> vDirs;
-        std::vector<picture> vPictures;
-    };
-    shots FindShots(const std::string& strCamera, const timeSpan& stRange) const;
-    std::vector<recording> FindSome(const recordingFilter& stFilter) const;
+    [[noreturn]] static void FindNothing(const UnreadFolders& mUnread);
+    void NoteSilent(const std::vector<std::string>& vAnswered, UnreadFolders& mUnread) const;
+    found<recording> Search(const recordingFilter& stFilter) const;
+    found<recording> SearchIn(std::vector<std::string>& vDirs,
+                              const recordingFilter& stFilter) const;
+    found<recording> SearchSome(const recordingFilter& stFilter) const;
+    found<picture> SearchShots(const std::string& strCamera, const timeSpan& stRange) const;
+    template <typename Function>
+    auto SearchEach(const Function& fnSearch) const;
 
     const CDisks m_objDisks;
     const std::unique_ptr<CDownloads> m_pDownloads;

@@ -16,6 +16,7 @@
 struct overview {
     DiskStatuses vDisks;  ///< those that can be read
     CameraStatuses mCameras;
+    UnreadFolders mUnread;  ///< what they hold is missing in both
 };
 
 class COverview {

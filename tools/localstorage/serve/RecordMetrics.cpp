@@ -21,6 +21,8 @@ std::string MetricsOf(const DiskStatuses& vDisks) {
     CMetric objOldest("disk_oldest_day_timestamp_seconds", "gauge",
                       "When the oldest day begins of which something is recorded there.");
     CMetric objDays("disk_days", "gauge", "Days of which something is recorded there.");
+    CMetric objUnread("disk_unreadable_folders", "gauge",
+                      "Folders below it that cannot be read: what they hold is not counted.");
     CMetric objForecast("disk_full_in_seconds", "gauge",
                         "When it is full if it is filled as in the last days.");
     for (const auto& [strDir, st] : vDisks) {
@@ -30,11 +32,13 @@ std::string MetricsOf(const DiskStatuses& vDisks) {
         const auto tOldest = st.setDays.empty() ? std::nullopt : ParseDayName(*st.setDays.begin());
         if (tOldest) objOldest.Add(strLabel, MetricTime(MomentsOf(*tOldest).tFirst));
         objDays.Add(strLabel, std::to_string(st.setDays.size()));
+        objUnread.Add(strLabel, std::to_string(st.mUnread.size()));
         if (st.optUntilFull) {
             objForecast.Add(strLabel, std::to_string(InSeconds(*st.optUntilFull)));
         }
     }
-    return objFree.Text() + objFull.Text() + objOldest.Text() + objDays.Text() + objForecast.Text();
+    return objFree.Text() + objFull.Text() + objOldest.Text() + objDays.Text() + objUnread.Text() +
+           objForecast.Text();
 }
 
 std::string MetricsOf(const CameraStatuses& mCameras) {
