@@ -193,8 +193,7 @@ found<recording> LookFor(const recordingFilter& stFilter, const treePart& stPart
                          const StepRunner& fnRun) {
     found<recording> stFound;
     // Names count in whole seconds, and what they tell may be corrected by as much.
-    const timeSpan stRange = RangeOf(stFilter);
-    const timeSpan stNear{stRange.tStart - GAP_TOLERANCE, stRange.tEnd + GAP_TOLERANCE};
+    const timeSpan stNear = Widened(RangeOf(stFilter), GAP_TOLERANCE);
     const auto ReadAll = [=](const auto& vDirs, auto& stHere) {
         ReadTrees(vDirs, stFilter, stPart, stNear.tStart, stHere);
     };

@@ -32,6 +32,11 @@ timeSpan Clip(const timeSpan& stSpan, const timeSpan& stRange);
 /// Whether they have any time in common.
 bool Overlap(const timeSpan& stOne, const timeSpan& stOther);
 
+/// By so much at both ends; less than nothing makes it narrower.
+constexpr timeSpan Widened(const timeSpan& st, Seconds nBy) {
+    return {st.tStart - nBy, st.tEnd + nBy};
+}
+
 /// Spans in order, overlapping and touching ones made one.
 std::vector<timeSpan> Merge(std::vector<timeSpan> vSpans);
 

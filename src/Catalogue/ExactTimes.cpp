@@ -93,6 +93,10 @@ std::vector<bool> FindAdjoined(const std::vector<recording>& vRecordings) {
     return vBefore;
 }
 
+bool IsInside(const timeSpan& st, const timeSpan& stOuter) {
+    return st.tStart >= stOuter.tStart && st.tEnd <= stOuter.tEnd;
+}
+
 }  // namespace
 
 bool Agree(UtcTime tTime, UtcTime tName) {
@@ -104,8 +108,10 @@ void ChooseAsked(std::vector<recording>& vRecordings, const std::optional<timeSp
     const std::vector<bool> vAdjoined = FindAdjoined(vRecordings);
     for (std::size_t n = 0; n < vRecordings.size(); ++n) {
         recording& st = vRecordings[n];
-        st.bAsked =
-            st.nBytes > 0 && stWhere && Overlap(st.Span(), *stWhere) && (bEach || !vAdjoined[n]);
+        const bool bSaidByName = !bEach && vAdjoined[n];
+        st.bAsked = st.nBytes > 0 && stWhere &&
+                    Overlap(st.Span(), Widened(*stWhere, GAP_TOLERANCE)) &&
+                    !(bSaidByName && IsInside(st.Span(), Widened(*stWhere, -GAP_TOLERANCE)));
         if (!st.bAsked && st.IsClient()) EndByLastChange(st);
     }
 }

@@ -211,6 +211,19 @@ TEST_F(ToolUse, ARecordingThatBeganTheDayBeforeIsFound) {
     EXPECT_EQ(vFound[1]["start"], "2024-03-05T00:00:30+01:00");
 }
 
+TEST_F(ToolUse, WhatTheNamesTellInWholeSecondsIsNotLeftOutOfARange) {
+    Import("disk", "2024-03-05 08:00:00.6");
+    Import("disk", "2024-03-05 08:00:06.6");
+    const std::string strRange =
+        " --dir disk --camera cam01 --from '2024-03-05 08:00:06.3' --to '2024-03-05 08:00:06.5'";
+    for (const std::string strForm : {"", " --json"}) {
+        const std::string strFound = Tool("query" + strRange + strForm).strOut;
+        EXPECT_THAT(strFound, testing::HasSubstr("cam01/20240305080000_"));
+        EXPECT_THAT(strFound, testing::Not(testing::HasSubstr("cam01/20240305080006_")));
+    }
+    ExpectEnd(0, "export -o clip.mp4" + strRange);
+}
+
 TEST_F(ToolUse, WhatWouldSpoilRecordingsIsRefused) {
     Import("disk", "2024-03-05 08:00");
     ExpectEnd(
