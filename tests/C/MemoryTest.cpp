@@ -1,12 +1,8 @@
 // Memory that runs out below the C interface: no exception may reach a host in C.
 
-#include <functional>
-
-#include <gtest/gtest.h>
-
 #include "Support/AllocationFault.h"
 #include "Support/Host.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 #include "localstorage/localstorage.h"
 
 namespace {

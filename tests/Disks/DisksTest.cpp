@@ -5,32 +5,19 @@
 // Every test ends the same way: what was reported created and not deleted lies on the disks, and
 // nothing else; and an engine that starts afterwards finds it.
 
-#include <cerrno>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <memory>
-#include <set>
 #include <sys/mount.h>
 #include <system_error>
-#include <thread>
 #include <tuple>
 #include <unistd.h>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "Support/Host.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::StartsWith;
-using namespace std::chrono_literals;
 
 constexpr std::uint64_t MIB = 1 << 20, FULL = 2048 * MIB;  // a disk with no more is full
 constexpr auto FRAME = 40ms;

@@ -1,21 +1,14 @@
 // Trees made, walked and deleted, past links, failures and folders that cannot be read; free space.
 
-#include <cerrno>
-#include <filesystem>
 #include <new>
 #include <sys/stat.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "FileSystem/FileSystem.h"
 #include "FileSystem/FolderFiles.h"
 #include "Osl/OslCalls.h"
 #include "Support/AllocationFault.h"
 #include "Support/FaultInjection.h"
-#include "Support/TempDir.h"
-
-namespace fs = std::filesystem;
+#include "Support/Test.h"
 
 class DirectoryTreeTest : public testing::Test {
 protected:
@@ -68,8 +61,8 @@ TEST_F(DirectoryTreeTest, AWalkBeginsAtALinkOnlyWhereItIsToldToAndFollowsNoneIns
     fs::create_directory_symlink(m_dir / "outside", m_strTree + "/inside");
     EXPECT_FALSE(GetSubTargetList(strLink + "/", m_lsDir, m_lsFile));
     EXPECT_TRUE(GetSubTargetList(strLink + "/", m_lsDir, m_lsFile, OSL_LastLink::IsFollowed));
-    EXPECT_THAT(m_lsDir, testing::ElementsAre("a"));
-    EXPECT_THAT(m_lsFile, testing::UnorderedElementsAre("file", "inside"));
+    EXPECT_THAT(m_lsDir, ElementsAre("a"));
+    EXPECT_THAT(m_lsFile, UnorderedElementsAre("file", "inside"));
 }
 
 TEST_F(DirectoryTreeTest, NoFailingAllocationLeavesAFolderOpenOrClosesItTwice) {

@@ -8,7 +8,7 @@
 class Repair : public CRecordDirTest {};
 
 TEST_F(Repair, KeepsRecordingsAndRemovesEverythingForeignButWhatLinksLeadTo) {
-    const Names vKept = {Path("cam_1_0", FILE_1), Path("front_door", FILE_1),
+    const Texts vKept = {Path("cam_1_0", FILE_1), Path("front_door", FILE_1),
                          Path("cam_1_0", FILE_3)};
     for (const bool bTypes : {true, false}) {  // not every file system tells the types of entries
         m_faults.ShowEntryTypes(bTypes);
@@ -82,7 +82,7 @@ TEST_F(Repair, AnIndexFileThatDescribesNothingGoesAlsoWhereItIsALinkToNothing) {
         fs::create_symlink("nowhere", m_strFolder + pName);
     }
     ASSERT_EQ(Start(), 0);
-    EXPECT_EQ(Tree(m_strFolder + "/20240307"), Names{"cam_1_0"});
+    EXPECT_EQ(Tree(m_strFolder + "/20240307"), Texts{"cam_1_0"});
 }
 
 // Whatever cannot be removed of it: it is a mount point, its disk is read-only, its parent is
@@ -193,7 +193,7 @@ TEST_F(BackupFolder, WhatItHoldsIsMovedBackButWhatIsTakenOrNoRecording) {
         EXPECT_EQ(m_nFiles, 4u);
         EXPECT_EQ(GetFile(Path("cam_1_0", FILE_1)), "");
         EXPECT_EQ(GetFile(Path("cam_1_0", FILE_2)), "moved");
-        EXPECT_EQ(Tree(m_dir / "BackupFile"), (Names{"20240305", "20240305/cam_1_0",
+        EXPECT_EQ(Tree(m_dir / "BackupFile"), (Texts{"20240305", "20240305/cam_1_0",
                                                      std::string("20240305/cam_1_0/") + FILE_1}));
     }
     fs::remove(Path("cam_1_0", FILE_1));

@@ -1,9 +1,6 @@
 // However a stream is cut into pieces, the files are the same: headers and, from the first key
 // frame on, every byte of the stream in order, each file beginning with a key frame.
 
-#include <algorithm>
-#include <random>
-
 #include "LocalStorage/EngineTest.h"
 
 namespace {
@@ -65,7 +62,7 @@ protected:
             if (std::count(vWithoutFrame.begin(), vWithoutFrame.end(), strPath) > 0) continue;
             vContent.push_back(GetFile(strPath));
         }
-        std::filesystem::remove_all(Disk() + "RecordFile/");
+        fs::remove_all(Disk() + "RecordFile/");
         return vContent;
     }
 

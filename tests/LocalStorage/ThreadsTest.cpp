@@ -1,9 +1,5 @@
 // Many threads on one engine. Run under ThreadSanitizer, too.
 
-#include <atomic>
-#include <set>
-#include <thread>
-
 #include "LocalStorage/EngineTest.h"
 
 class Threads : public CEngineTest {
@@ -50,7 +46,7 @@ TEST_F(Threads, SixtyFourChannelsOnEightThreads) {
     });
     EXPECT_EQ(RecordFiles().size(), 1u * THREADS * CAMERAS * ROUNDS);
     for (const std::string& strPath : RecordFiles()) {
-        const std::string strCamera = std::filesystem::path(strPath).parent_path().filename();
+        const std::string strCamera = fs::path(strPath).parent_path().filename();
         std::string strContent;
         for (int nPiece = 0; nPiece < PIECES; ++nPiece) strContent += strCamera;
         EXPECT_EQ(GetFile(strPath), strContent);

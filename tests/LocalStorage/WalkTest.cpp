@@ -4,11 +4,8 @@
 
 #include <array>
 #include <cstdlib>
-#include <map>
 #include <regex>
-#include <set>
 #include <signal.h>
-#include <sstream>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,8 +17,6 @@
 #include "RecordTree/IndexMarker.h"
 #include "RecordTree/RepairPlan.h"
 #include "Support/AllocationFault.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -225,8 +220,8 @@ protected:
         EXPECT_TRUE(LoadIndex(strFolder, IndexLength::Exact, tree, fault)) << fault.strPath;
         EXPECT_TRUE(MakeRepairPlan(strFolder, plan));
         const indexDifference difference = CompareWithTree(tree, plan);
-        EXPECT_THAT(difference.vGone, testing::IsEmpty());
-        EXPECT_THAT(difference.vUnlisted, testing::IsEmpty());
+        EXPECT_THAT(difference.vGone, IsEmpty());
+        EXPECT_THAT(difference.vUnlisted, IsEmpty());
     }
     void ExpectAllFound() {
         if (IsClient()) return;

@@ -1,11 +1,9 @@
 // Every kind of name, good and bad, in both directions; folders that hold index files only.
 
-#include <gtest/gtest.h>
-
 #include "RecordTree/Names.h"
 #include "RecordTree/RecordPath.h"
 #include "RecordTree/Tidying.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 namespace {
 
@@ -39,7 +37,7 @@ const std::string LONGEST(CAMERA_ID_MAX, 'x');
 TEST(Names, AreValidWhenTheyComeBackAsTheyWentIn) {
     const struct {
         std::string (*pAgain)(std::string_view);
-        std::vector<std::string> vGood, vBad;
+        Texts vGood, vBad;
     } kinds[] = {
         {AgainDay,
          {"20240305", "00000000", "99999999"},
@@ -110,8 +108,8 @@ TEST(Tidying, AFolderGoesWithItsIndexFilesAndStaysWithAnythingElse) {
         PutFile(strChannel + "index03.bin.new");
         PutFile(strChannel + pOther);
         EXPECT_EQ(RemoveIfIndexOnly(dir / "channel", TreeLevel::Channel), *pOther == '\0');
-        EXPECT_EQ(std::filesystem::exists(strChannel + "index03.bin"), *pOther != '\0') << pOther;
-        std::filesystem::remove_all(strChannel);
+        EXPECT_EQ(fs::exists(strChannel + "index03.bin"), *pOther != '\0') << pOther;
+        fs::remove_all(strChannel);
     }
     PutFile(strDay + "/index02.bin");
     EXPECT_TRUE(RemoveIfIndexOnly(strDay, TreeLevel::Day));

@@ -1,10 +1,7 @@
 // Streams made by hand, and how they must be divided: what real ones hold seldom, and broken ones.
 
-#include <random>
-
-#include <gtest/gtest.h>
-
 #include "StreamProbe/Streams.h"
+#include "Support/Test.h"
 
 namespace {
 

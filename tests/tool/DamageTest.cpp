@@ -2,13 +2,10 @@
 // prune, take away and leave alone.
 
 #include <fcntl.h>
-#include <set>
 #include <sys/file.h>
 #include <sys/inotify.h>
 
 #include "RunTool.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -247,7 +244,7 @@ TEST_F(ToolDamage, PruneDeletesRecordingsOrPicturesOfEarlierDays) {
         if (Stands(row.pPath)) continue;
         PutFile(row.pPath, "x");
         // The client layout's last recording of a camera lasts until its last change.
-        fs::last_write_time(row.pPath, fs::file_time_type::clock::now() - std::chrono::hours(48));
+        fs::last_write_time(row.pPath, fs::file_time_type::clock::now() - 48h);
     }
     const std::string strPrune = "prune --dir disk --dir client --before 2024-03-05";
     const auto setBefore = Tree();

@@ -1,7 +1,6 @@
 // The tool as people use it: record, import, query, export and the rest, on real streams.
 
 #include <sys/stat.h>
-#include <thread>
 
 #include "RecordTree/RecordDirectory.h"
 #include "RunTool.h"
@@ -9,15 +8,13 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 using ToolUse = CToolTest;
 
 const std::string EVER = " --from 2000-01-01 --to 2100-01-01 --json";
 const std::string RECORD = "record --dir disk --json ";
 
 /// Streams, each as a camera of that name.
-std::string Cameras(const std::vector<std::string>& vNames) {
+std::string Cameras(const Texts& vNames) {
     std::string strOptions = " --pace fast";
     for (const std::string& str : vNames) strOptions += " --camera " + str + "=streams/" + str;
     return strOptions;
@@ -175,7 +172,7 @@ TEST_F(ToolUse, ACameraThatComesBackAndOneThatChangesBeginNewFiles) {
     const auto AwaitLines = [](const char* pText, std::size_t nLines) {
         for (int n = 0; n < 500; ++n) {
             if (CountOf(GetFile("events"), pText) >= nLines) return;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            std::this_thread::sleep_for(20ms);
         }
         ADD_FAILURE() << pText;
     };
@@ -277,7 +274,7 @@ TEST_F(ToolUse, ACameraThatFellSilentLeavesItsGap) {
         SetLastChange(path, 1709622020 + nSecond);
     }
     const std::string strFound = Tool("query --dir disk --from 2024-03-05 --to 2024-03-06").strOut;
-    EXPECT_THAT(strFound, testing::HasSubstr("08:00:30  2024-03-05 08:00:33"));
+    EXPECT_THAT(strFound, HasSubstr("08:00:30  2024-03-05 08:00:33"));
 }
 
 TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
@@ -298,20 +295,19 @@ TEST_F(ToolUse, AClipIsCutFromSeveralFilesAndDisks) {
     const openMedia stClip = OpenMedia("clip.mp4", nullptr);
     const auto* pCreated = av_dict_get(stClip.pFormat->metadata, "creation_time", nullptr, 0);
     ASSERT_TRUE(pCreated);
-    EXPECT_THAT(pCreated->value, testing::StartsWith("2024-03-05T07:00:0"));
+    EXPECT_THAT(pCreated->value, StartsWith("2024-03-05T07:00:0"));
     ExpectEnd(0, "verify clip.mp4.manifest.json");
     EXPECT_EQ(json::parse(GetFile("clip.mp4.manifest.json"))["recordings"].size(), 2u);
 
     ExpectEnd(1, strExport + "'2024-03-05 08:01:06'", "exists already");
     const toolResult stGap = Tool(strExport + "'2024-03-05 08:01:06' --force");
     EXPECT_EQ(stGap.nCode, 1);
-    EXPECT_THAT(stGap.strErr, testing::HasSubstr("is left out"))
-        << "the rest is exported all the same";
+    EXPECT_THAT(stGap.strErr, HasSubstr("is left out")) << "the rest is exported all the same";
     EXPECT_EQ(stGap.Json().at(0)["gaps"], 1);
     EXPECT_NEAR(stGap.Json().at(0)["seconds"].get<double>(), 15, 0.3);
     std::fstream("clip.mp4", std::ios::in | std::ios::out).put('x');
     ExpectEnd(4, "verify clip.mp4.manifest.json");
-    std::filesystem::remove("clip.mp4");
+    fs::remove("clip.mp4");
     ExpectEnd(1, strExport + "'2024-03-05 08:01:06'", "manifest.json exists already");
 }
 
@@ -319,7 +315,7 @@ TEST_F(ToolUse, ARunningHostIsLeftAloneAndCtrlCClosesIt) {
     const runningTool stHost =
         StartTool(RECORD + "--camera a=streams/h264.mp4 --snapshot-every 60", "events");
     for (int n = 0; n < 1000 && GetFile("events").find("\"snapshot\"") == std::string::npos; ++n) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::this_thread::sleep_for(20ms);
     }
     ExpectEnd(0, "query --dir disk" + EVER);
     ExpectEnd(0, "status --dir disk");
@@ -364,10 +360,9 @@ TEST_F(ToolUse, WhatIsKeptOutlivesTheRecordingAndTellsAnyChange) {
         EXPECT_EQ(fs::status(pFolder).permissions(), fs::perms(0750)) << pFolder;
     }
     ExpectEnd(1, strKeep + "kept", "holds a manifest already");
-    std::filesystem::remove_all("disk");
+    fs::remove_all("disk");
     // The host of the other layout begins the recording anew.
-    std::filesystem::resize_file(
-        Tool("query --dir disk2" + EVER).Json().at(0)["path"].get<std::string>(), 0);
+    fs::resize_file(Tool("query --dir disk2" + EVER).Json().at(0)["path"].get<std::string>(), 0);
     ExpectEnd(0, "verify kept", "");
     const auto vFiles = json::parse(GetFile("kept/manifest.json"))["files"];
     ASSERT_EQ(vFiles.size(), 2u);
@@ -377,7 +372,7 @@ TEST_F(ToolUse, WhatIsKeptOutlivesTheRecordingAndTellsAnyChange) {
     EXPECT_EQ(st.nCode, 4);
     EXPECT_EQ(st.Json().at(0)["state"], "same");
     EXPECT_EQ(st.Json().at(1)["state"], "changed");
-    std::filesystem::remove(strFile);
+    fs::remove(strFile);
     EXPECT_EQ(Tool("verify --json kept").Json().at(1)["state"], "missing");
 }
 
