@@ -75,16 +75,6 @@ TEST_F(Repair, OfTooManyRecordingsThatBeginTogetherOnlyThoseBeyondStayOut) {
     EXPECT_EQ(Tree(m_strFolder + "/20240305/cam_1_0").size(), CFileList::MAX_TOGETHER + 4);
 }
 
-TEST_F(Repair, AnIndexFileThatDescribesNothingGoesAlsoWhereItIsALinkToNothing) {
-    Put("cam_1_0", FILE_1);
-    fs::create_directories(m_strFolder + "/20240307/cam_1_0");
-    for (const char* pName : {"/20240307/index02.bin", "/20240307/cam_1_0/index03.bin"}) {
-        fs::create_symlink("nowhere", m_strFolder + pName);
-    }
-    ASSERT_EQ(Start(), 0);
-    EXPECT_EQ(Tree(m_strFolder + "/20240307"), Texts{"cam_1_0"});
-}
-
 // Whatever cannot be removed of it: it is a mount point, its disk is read-only, its parent is
 // root's, or it is a link.
 TEST_F(Repair, ARecordFolderThatHoldsNothingCountsAsNew) {
