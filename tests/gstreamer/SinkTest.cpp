@@ -62,20 +62,11 @@ protected:
 
 private:
     void Take(GstMessage* pMessage) {
-        switch (GST_MESSAGE_TYPE(pMessage)) {
-            case GST_MESSAGE_WARNING:
-                m_nWarning = Take(pMessage, gst_message_parse_warning);
-                break;
-            case GST_MESSAGE_ERROR:
-                m_nError = Take(pMessage, gst_message_parse_error);
-                m_bEnded = true;
-                break;
-            case GST_MESSAGE_ELEMENT:
-                TakeFragment(gst_message_get_structure(pMessage));
-                break;
-            default:
-                m_bEnded |= GST_MESSAGE_TYPE(pMessage) == GST_MESSAGE_EOS;
-        }
+        const GstMessageType eType = GST_MESSAGE_TYPE(pMessage);
+        if (eType == GST_MESSAGE_WARNING) m_nWarning = Take(pMessage, gst_message_parse_warning);
+        if (eType == GST_MESSAGE_ERROR) m_nError = Take(pMessage, gst_message_parse_error);
+        if (eType == GST_MESSAGE_ELEMENT) TakeFragment(gst_message_get_structure(pMessage));
+        m_bEnded |= eType == GST_MESSAGE_ERROR || eType == GST_MESSAGE_EOS;
     }
     /// The code, if it is one of the resource errors.
     template <typename Parse>
@@ -88,13 +79,11 @@ private:
         return nCode;
     }
     void TakeFragment(const GstStructure* pStructure) {
-        const bool bOpened = gst_structure_has_name(pStructure, "localstoragesink-fragment-opened");
-        if (!bOpened && !gst_structure_has_name(pStructure, "localstoragesink-fragment-closed")) {
-            return;
-        }
+        const std::string strName = gst_structure_get_name(pStructure);
+        if (!strName.starts_with("localstoragesink-fragment-")) return;
         gst_structure_get_clock_time(pStructure, "running-time", &m_vTimes.emplace_back());
-        (bOpened ? m_vOpened : m_vClosed)
-            .push_back(gst_structure_get_string(pStructure, "location"));
+        Texts& vPaths = strName.ends_with("opened") ? m_vOpened : m_vClosed;
+        vPaths.push_back(gst_structure_get_string(pStructure, "location"));
     }
 };
 

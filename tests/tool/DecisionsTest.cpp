@@ -127,13 +127,8 @@ TEST(Camera, TheWaitsGrowAndRecordingTakesThemBack) {
 }
 
 oldFile File(const char* pDisk, const char* pDay, std::uint64_t nBytes, int nEndsHours = 1) {
-    return {pDisk,
-            pDisk,
-            pDay,
-            "cam",
-            "file",
-            nBytes,
-            ParseDayName(pDay).value() + Seconds(nEndsHours * 3600)};
+    const LocalTime tEnd = ParseDayName(pDay).value() + Seconds(nEndsHours * 3600);
+    return {pDisk, pDisk, pDay, "cam", "file", nBytes, tEnd};
 }
 
 std::string Days(const std::vector<oldFile>& vFiles) {
