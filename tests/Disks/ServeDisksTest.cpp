@@ -45,9 +45,7 @@ protected:
         EXPECT_LT(std::distance(begin(threads), end(threads)), 16);
     }
     void ExpectBothDisks() const {
-        for (int n = 0; n < 100 && Get("/healthz").find(" 200 ") == std::string::npos; ++n) {
-            sleep_for(20ms);
-        }
+        Await([this] { return Get("/healthz").find(" 200 ") != std::string::npos; });
         for (const char* p : {"/list?path=a", "/list?path=b", "/healthz"}) Expect(p, 200);
     }
 
@@ -79,8 +77,7 @@ TEST_P(ServeHanging, HarmsNobodyElse) {
     sick.Hang(GetParam());
     ExpectOneDisk(sick.Path());
     kill(m_stTool.nPid, SIGTERM);
-    for (int n = 0; n < 250 && !HasLeft(); ++n) sleep_for(20ms);
-    EXPECT_TRUE(HasLeft());
+    EXPECT_TRUE(Await([this] { return HasLeft(); }));
     EXPECT_FALSE(Connect(socket(AF_INET, SOCK_STREAM, 0), m_nPort)) << "another may listen there";
     sick.GoOn();
     End();

@@ -58,16 +58,6 @@ inline void Change(CIndex& index, const std::string& strChannel, const std::stri
     index.WriteIndex(Day(strFile.substr(0, 8)), Channel(strChannel), File(strFile), eType);
 }
 
-/// The names below a directory, files and folders, sorted.
-inline Texts Tree(const std::string& strDir) {
-    Texts vNames;
-    for (const auto& entry : fs::recursive_directory_iterator(strDir)) {
-        vNames.push_back(entry.path().lexically_relative(strDir));
-    }
-    std::sort(vNames.begin(), vNames.end());
-    return vNames;
-}
-
 /// A record directory with its index, and directories below it with a manager; the process goes
 /// back to "RecordFile" in the end.
 class CRecordDirTest : public testing::Test {

@@ -4,6 +4,7 @@
 #define LOCALSTORAGE_TESTS_LOCALSTORAGE_ENGINETEST_H
 
 #include <ctime>
+#include <sys/stat.h>
 
 #include "LocalStorage/Engine.h"
 #include "Support/FaultInjection.h"
@@ -105,15 +106,14 @@ protected:
         }
         return vSaid;
     }
-    /// Waits for what a thread of the engine is about to do, ten seconds at most.
-    static bool Await(const std::function<bool()>& isSo) {
-        for (int n = 0; n < 1000 && !isSo(); ++n) {
-            std::this_thread::sleep_for(10ms);
-        }
-        return isSo();
-    }
     static Texts Deleted() { return Told(MESSAGEVALUE_DELETEFILE); }
     static bool Exists(const std::string& strPath) { return fs::exists(strPath); }
+    /// The bytes that a file takes up.
+    static std::int64_t Allocated(const std::string& strPath) {
+        struct stat stStat = {};
+        EXPECT_EQ(::stat(strPath.c_str(), &stStat), 0);
+        return stStat.st_blocks * 512;
+    }
     Texts RecordFiles() const { return RecordFilesBelow(m_dir.Path()); }
 
     CTempDir m_dir;

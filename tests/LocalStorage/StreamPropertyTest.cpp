@@ -2,29 +2,14 @@
 // frame on, every byte of the stream in order, each file beginning with a key frame.
 
 #include "LocalStorage/EngineTest.h"
+#include "StreamProbe/Streams.h"
 
 namespace {
 
 constexpr char HEAD[] = "HEAD";
 
-/// Where the key frames of a whole stream begin.
 std::vector<std::size_t> KeyFrames(const std::string& strStream) {
-    std::vector<std::size_t> vPos;
-    std::size_t nPos = 0;
-    VEXANA_Handle hStream = nullptr;
-    VEXANA_CreateStreamEx("", 0, &hStream);
-    const auto TakePackets = [&] {
-        for (VEXANA_PACKET stPacket; VEXANA_GetOnePacketEx(hStream, stPacket) == VEXANA_OK;) {
-            if (stPacket.nFrameType == VEXANA_FRAME_I) vPos.push_back(nPos);
-            nPos += stPacket.nLength;
-        }
-    };
-    VEXANA_InputData(hStream, strStream.data(), strStream.size());
-    TakePackets();
-    VEXANA_Flush(hStream);
-    TakePackets();
-    VEXANA_Destroy(hStream);
-    return vPos;
+    return ::KeyFrames(Analyse(strStream).vMark);
 }
 
 }  // namespace

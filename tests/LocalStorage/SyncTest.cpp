@@ -2,7 +2,6 @@
 // write. What is reserved is given back. Modes.
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include "LocalStorage/EngineTest.h"
 
@@ -13,11 +12,6 @@ protected:
     void StartSyncing(int nInterval) {
         ASSERT_EQ(SetStorageOption(STORAGE_OPTION_SYNC_INTERVAL, nInterval), 1);
         Start();
-    }
-    static std::int64_t Allocated(const std::string& strPath) {
-        struct stat stStat;
-        EXPECT_EQ(::stat(strPath.c_str(), &stStat), 0);
-        return stStat.st_blocks * 512;
     }
 };
 

@@ -17,15 +17,11 @@ protected:
     }
     /// On eight, and meanwhile queries, measures and stores pictures.
     void RunAll(const std::function<void(int)>& work) {
-        const std::jthread observer([this](const std::stop_token& stop) {
-            while (!stop.stop_requested()) {
-                Find("cam_1_1", Time(1, 0), Time(30, 0));
-                m_pEngine->GetDiskWriteSpeed();
-                LastError();
-            }
-        });
-        const std::jthread pictures([this](const std::stop_token& stop) {
-            while (!stop.stop_requested()) Picture("cam_1_1", "jpg");
+        const auto vPictures = BusyThreads(1, [this](int) { Picture("cam_1_1", "jpg"); });
+        const auto vObserver = BusyThreads(1, [this](int) {
+            Find("cam_1_1", Time(1, 0), Time(30, 0));
+            m_pEngine->GetDiskWriteSpeed();
+            LastError();
         });
         RunOn(THREADS, work);
     }
@@ -86,12 +82,7 @@ TEST_F(Threads, AChannelClosedUnderAWriterIsNeverTorn) {
     Start();
     const recFileInfo stFile = Hour(5, 8);
     {
-        std::vector<std::jthread> vWriters;
-        for (int i = 0; i < 4; ++i) {
-            vWriters.emplace_back([&](const std::stop_token& stop) {
-                while (!stop.stop_requested()) Write("cam_1_1", stFile, "0123456789");
-            });
-        }
+        const auto vWriters = BusyThreads(4, [&](int) { Write("cam_1_1", stFile, "0123456789"); });
         for (int i = 0; i < 300; ++i) {
             ASSERT_TRUE(Open("cam_1_1", stFile));
             ASSERT_TRUE(Close("cam_1_1", stFile));

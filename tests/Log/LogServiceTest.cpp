@@ -29,18 +29,6 @@ Texts Messages(const std::string& strLog) {
     return vMessage;
 }
 
-/// Run `work(nThread)` again and again while they live.
-template <typename Work>
-std::vector<std::jthread> BusyThreads(int nThreads, Work work) {
-    std::vector<std::jthread> vThreads;
-    for (int n = 0; n < nThreads; ++n) {
-        vThreads.emplace_back([n, work](const std::stop_token& stop) {
-            while (!stop.stop_requested()) work(n);
-        });
-    }
-    return vThreads;
-}
-
 class LogServiceTest : public testing::Test {
 protected:
     LogServiceTest() { EnableFile(); }

@@ -50,8 +50,7 @@ void Configure(const std::string& strCameras, const std::string& strMore = "") {
 TEST_F(Service, TakesOverWhatChangedAndDeletesWhatIsTooOld) {
     const std::string strOld = "disk/RecordFile/20200101/", strFile = "/20200101_080000.mp4";
     for (const char* pCamera : {"door", "yard"}) {
-        fs::create_directories(strOld + pCamera);
-        std::ofstream(strOld + pCamera + strFile) << "old";
+        PutFile(strOld + pCamera + strFile, "old");
         fs::last_write_time(strOld + pCamera + strFile,
                             fs::file_time_type::clock::now() - std::chrono::hours(24 * 1000));
     }
