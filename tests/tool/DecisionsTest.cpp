@@ -196,7 +196,7 @@ TEST(EventHook, RunsFourAtOnceAndWaitsForNoneForEver) {
     int nRunning = 0, nMost = 0, nEnded = 0;
     for (std::string str; std::getline(lines, str);) {
         const bool bBegin = str.starts_with("begin ");
-        nEnded += bBegin ? 0 : 1;
+        nEnded += !bBegin;
         nMost = std::max(nMost, nRunning += bBegin ? 1 : -1);
     }
     EXPECT_EQ(nEnded, 12);
