@@ -1,23 +1,19 @@
 // Memory that runs out below the C interface: no exception may reach a host in C.
 
-#include <functional>
-
-#include <gtest/gtest.h>
-
 #include "Support/AllocationFault.h"
 #include "Support/Host.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 #include "localstorage/localstorage.h"
 
 namespace {
 
 TEST(CMemory, WantOfItIsAnErrorAndNothingIsLeftOpen) {
+    constexpr ls_time BEGIN = {2024, 3, 5, 8, 0, 0, 0}, END = {2024, 3, 5, 9, 0, 0, 0};
     const CTempDir dir;
     EnableTarget(LOG_TARGET_FILE, (dir / "log").c_str(), 0, 1);
     SetStorageOption(STORAGE_OPTION_FULL_SPACE, 64);
     const std::string strDir = dir / "disk";
-    const char* const pDir = strDir.c_str();
-    const char* const pCamera = "door";
+    const char *const pDir = strDir.c_str(), *const pCamera = "door";
     ls_settings stSettings{};
     stSettings.size = sizeof(stSettings);
     stSettings.directories = &pDir;
@@ -31,26 +27,22 @@ TEST(CMemory, WantOfItIsAnErrorAndNothingIsLeftOpen) {
     ls_channel_settings stChannel{};
     stChannel.size = sizeof(stChannel);
     stChannel.camera = pCamera;
-    stChannel.begin = {2024, 3, 5, 8, 0, 0, 0};
-    stChannel.end = {2024, 3, 5, 9, 0, 0, 0};
+    stChannel.begin = BEGIN;
+    stChannel.end = END;
+    const auto record = [&] {
+        ls_channel* pChannel = nullptr;
+        const ls_error eError = ls_channel_open(pEngine, &stChannel, &pChannel, nullptr);
+        EXPECT_EQ(pChannel != nullptr, eError == LS_OK);
+        if (!pChannel) return eError;
+        ls_write(pChannel, "picture", 7, nullptr);
+        return ls_channel_close(pChannel, nullptr) ? ls_channel_close(pChannel, nullptr) : LS_OK;
+    };
 
     ls_query* pQuery = nullptr;
     const std::pair<const char*, std::function<ls_error()>> CALLS[] = {
-        {"channel",
-         [&] {
-             ls_channel* pChannel = nullptr;
-             const ls_error eError = ls_channel_open(pEngine, &stChannel, &pChannel, nullptr);
-             EXPECT_EQ(pChannel != nullptr, eError == LS_OK);
-             if (!pChannel) return eError;
-             ls_write(pChannel, "picture", 7, nullptr);
-             const ls_error eClosed = ls_channel_close(pChannel, nullptr);
-             return eClosed ? ls_channel_close(pChannel, nullptr) : LS_OK;
-         }},
+        {"channel", record},
         {"snapshot", [&] { return ls_snapshot(pEngine, pCamera, "jpeg", 4, nullptr, 0, nullptr); }},
-        {"find",
-         [&] {
-             return ls_engine_find(pEngine, pCamera, 0, &stChannel.begin, &stChannel.end, &pQuery);
-         }},
+        {"find", [&] { return ls_engine_find(pEngine, pCamera, 0, &BEGIN, &END, &pQuery); }},
         {"recordings", [&] { return ls_find_recordings(&pDir, 1, &stFilter, &pQuery, nullptr); }},
         {"coverage", [&] { return ls_find_coverage(&pDir, 1, &stFilter, &pQuery, nullptr); }},
         {"pictures", [&] { return ls_find_pictures(&pDir, 1, &stFilter, &pQuery, nullptr); }},

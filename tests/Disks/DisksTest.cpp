@@ -5,39 +5,19 @@
 // Every test ends the same way: what was reported created and not deleted lies on the disks, and
 // nothing else; and an engine that starts afterwards finds it.
 
-#include <cerrno>
-#include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <memory>
-#include <set>
-#include <sys/mount.h>
-#include <system_error>
-#include <thread>
 #include <tuple>
-#include <unistd.h>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
+#include "SickDisk.h"
 #include "Support/Host.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::StartsWith;
-using namespace std::chrono_literals;
 
 constexpr std::uint64_t MIB = 1 << 20, FULL = 2048 * MIB;  // a disk with no more is full
 constexpr auto FRAME = 40ms;
-
-void Check(bool bDone, const std::string& strWhat) {
-    if (!bDone) throw std::system_error(errno, std::generic_category(), strWhat);
-}
 
 /// Makes a file longer by so many bytes; false when there is no room for them.
 bool Extend(const std::string& strPath, std::uint64_t nBytes) {
@@ -289,12 +269,9 @@ TEST_P(Disks, BothAreMountedTooLate) {
     const std::string strBelow = Told(MESSAGEVALUE_CREATEFILE).back();
     m_disk1.PutBack();
     m_disk2.PutBack();
-    const auto end = std::chrono::steady_clock::now() + 10s;
     for (const CDisk* pDisk : {&m_disk1, &m_disk2}) {
-        while (GetFile(pDisk->Path() + "/.localstorage").find("in use") == std::string::npos) {
-            ASSERT_LT(std::chrono::steady_clock::now(), end);
-            std::this_thread::sleep_for(FRAME);
-        }
+        const std::string strNote = pDisk->Path() + "/.localstorage";
+        ASSERT_TRUE(Await([&] { return GetFile(strNote).find("in use") != std::string::npos; }));
     }
     EXPECT_TRUE(m_pHost->Write(CAMERA, stBelow, "stays below"));
     EXPECT_TRUE(m_pHost->Close(CAMERA, stBelow));

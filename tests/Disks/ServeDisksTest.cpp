@@ -1,17 +1,11 @@
 // The HTTP server with a sick disk beside a good one: serve_disks_test SICK_DISK, which is the
 // program of SickDisk.cpp. script/test-disks runs it, in a mount namespace of its own.
 
-#include <chrono>
-#include <future>
-#include <thread>
-
 #include "SickDisk.h"
 #include "tool/ServeUse.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using std::this_thread::sleep_for;
 
@@ -45,15 +39,13 @@ protected:
             ExpectWithin(500ms, "/api/status", 200);
         }
         EXPECT_THAT(Get("/get?path=a&start=2024-03-05T07:00:00Z&duration=6"),
-                    testing::SizeIs(testing::Gt(10000u)));
-        EXPECT_THAT(Get("/metrics"), testing::HasSubstr("readable{dir=\"" + strDisk + "\"} 0\n"));
+                    SizeIs(testing::Gt(10000u)));
+        EXPECT_THAT(Get("/metrics"), HasSubstr("readable{dir=\"" + strDisk + "\"} 0\n"));
         const fs::directory_iterator threads("/proc/" + std::to_string(m_stTool.nPid) + "/task");
         EXPECT_LT(std::distance(begin(threads), end(threads)), 16);
     }
     void ExpectBothDisks() const {
-        for (int n = 0; n < 100 && Get("/healthz").find(" 200 ") == std::string::npos; ++n) {
-            sleep_for(20ms);
-        }
+        Await([this] { return Get("/healthz").find(" 200 ") != std::string::npos; });
         for (const char* p : {"/list?path=a", "/list?path=b", "/healthz"}) Expect(p, 200);
     }
 
@@ -85,8 +77,7 @@ TEST_P(ServeHanging, HarmsNobodyElse) {
     sick.Hang(GetParam());
     ExpectOneDisk(sick.Path());
     kill(m_stTool.nPid, SIGTERM);
-    for (int n = 0; n < 250 && !HasLeft(); ++n) sleep_for(20ms);
-    EXPECT_TRUE(HasLeft());
+    EXPECT_TRUE(Await([this] { return HasLeft(); }));
     EXPECT_FALSE(Connect(socket(AF_INET, SOCK_STREAM, 0), m_nPort)) << "another may listen there";
     sick.GoOn();
     End();

@@ -3,21 +3,16 @@
 #ifndef LOCALSTORAGE_TESTS_DISKS_SICKDISK_H
 #define LOCALSTORAGE_TESTS_DISKS_SICKDISK_H
 
-#include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
-#include <filesystem>
-#include <string>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <system_error>
-#include <thread>
 #include <unistd.h>
 
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 /// The program of SickDisk.cpp.
 inline const char* g_pSickDisk;
@@ -30,7 +25,7 @@ inline void Check(bool bDone, const std::string& strWhat) {
 class CGoodDisk {
 public:
     explicit CGoodDisk(const std::string& strPath) : m_strPath(strPath) {
-        std::filesystem::create_directory(strPath);
+        fs::create_directory(strPath);
         Check(::mount("tmpfs", strPath.c_str(), "tmpfs", 0, nullptr) == 0, strPath);
         SetFull(false);
     }
@@ -39,7 +34,7 @@ public:
     const std::string& Path() const { return m_strPath; }
     /// An old recording that is deleted makes room again.
     void SetFull(bool bFull) const {
-        const auto stSpace = std::filesystem::space(m_strPath);
+        const auto stSpace = fs::space(m_strPath);
         const auto nMiB = ((stSpace.capacity - stSpace.free) >> 20) + (bFull ? 2044 : 100000);
         const std::string strSize = "size=" + std::to_string(nMiB) + "m";
         Check(::mount("", m_strPath.c_str(), "", MS_REMOUNT, strSize.c_str()) == 0, strSize);
@@ -54,8 +49,8 @@ class CSickDisk {
 public:
     explicit CSickDisk(const CTempDir& dir)
         : m_strPath(dir / "sick"), m_strGates(dir / "gates/"), m_behind(dir / "behind") {
-        std::filesystem::create_directory(m_strPath);
-        std::filesystem::create_directory(m_strGates);
+        fs::create_directory(m_strPath);
+        fs::create_directory(m_strGates);
         m_nProgram = ::fork();
         if (m_nProgram == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -66,11 +61,10 @@ public:
         }
         struct stat st = {}, stAbove = {};
         ::stat(dir.Path().c_str(), &stAbove);
-        for (int n = 0;
-             n < 100 && (::stat(m_strPath.c_str(), &st) != 0 || st.st_dev == stAbove.st_dev); ++n) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        Check(st.st_dev != stAbove.st_dev, m_strPath);
+        const auto isMounted = [&] {
+            return ::stat(m_strPath.c_str(), &st) == 0 && st.st_dev != stAbove.st_dev;
+        };
+        Check(Await(isMounted), m_strPath);
     }
     ~CSickDisk() {
         ::kill(m_nProgram, SIGKILL);
@@ -90,9 +84,9 @@ public:
     /// The pipes stay open: whoever is about to wait for one must find it so.
     void GoOn() const {
         ::kill(m_nProgram, SIGCONT);
-        for (const auto& entry : std::filesystem::directory_iterator(m_strGates)) {
+        for (const auto& entry : fs::directory_iterator(m_strGates)) {
             Check(::open(entry.path().c_str(), O_RDWR | O_CLOEXEC) >= 0, entry.path());
-            std::filesystem::remove(entry);
+            fs::remove(entry);
         }
     }
 

@@ -5,27 +5,15 @@
 // An engine starts while the sick disk hangs, records on both disks, the sick one hangs for 14 s,
 // goes on for 4 s, and hangs again at Release.
 
-#include <atomic>
 #include <cmath>
-#include <filesystem>
-#include <future>
 #include <iostream>
-#include <list>
-#include <map>
-#include <memory>
-#include <set>
-#include <sstream>
-#include <thread>
-
-#include <gtest/gtest.h>
 
 #include "SickDisk.h"
 #include "Support/Host.h"
+#include "Support/Test.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using std::this_thread::sleep_for;
 

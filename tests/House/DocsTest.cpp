@@ -1,28 +1,18 @@
 // What the pages say stands so in the sources, and is what the library reads and writes.
 
-#include <filesystem>
-#include <map>
-#include <optional>
 #include <regex>
-#include <set>
-#include <sstream>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "Support/Host.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 namespace {
-
-using Texts = std::vector<std::string>;
 
 /// A file of the sources, or all files below a folder.
 std::string Source(const std::string& strPath) {
     const std::string strFull = SOURCE_DIR "/" + strPath;
-    if (!std::filesystem::is_directory(strFull)) return GetFile(strFull);
+    if (!fs::is_directory(strFull)) return GetFile(strFull);
     std::string strSources;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(strFull)) {
+    for (const auto& entry : fs::recursive_directory_iterator(strFull)) {
         if (entry.is_regular_file()) strSources += GetFile(entry.path());
     }
     return strSources;
@@ -81,7 +71,7 @@ TEST(Docs, TheLibraryWritesAndReadsTheDocumentedBytes) {
         ASSERT_TRUE(host.Open("front_door", stMidnight));
     }
     std::map<std::string, std::string> mWritten;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(dir / "RecordFile")) {
+    for (const auto& entry : fs::recursive_directory_iterator(dir / "RecordFile")) {
         if (entry.path().extension() != ".bin") continue;
         mWritten[entry.path().lexically_relative(dir.Path())] = GetFile(entry.path());
     }
@@ -91,10 +81,10 @@ TEST(Docs, TheLibraryWritesAndReadsTheDocumentedBytes) {
     const std::string strDay = dir / "RecordFile/20240305/";
     const std::string strMorning = strDay + "cam01_1_0/20240305081500_20240305083000_1.mp4",
                       strMidnight = strDay + "front_door/20240305235000_20240306001000_4.mp4";
-    EXPECT_TRUE(std::filesystem::remove(strMorning) && std::filesystem::remove(strMidnight));
+    EXPECT_TRUE(fs::remove(strMorning) && fs::remove(strMidnight));
     CRecordingHost host(dir.Path(), dir / "log");
-    EXPECT_THAT(host.Recordings("cam01_1_0"), testing::ElementsAre(strMorning));
-    EXPECT_THAT(host.Recordings("front_door"), testing::ElementsAre(strMidnight));
+    EXPECT_THAT(host.Recordings("cam01_1_0"), ElementsAre(strMorning));
+    EXPECT_THAT(host.Recordings("front_door"), ElementsAre(strMidnight));
 }
 
 // ---- The blocks of the pages, and who takes them for what they say ----
@@ -130,7 +120,7 @@ bool IsTaken(const std::string& strPage, const std::string& strLanguage, int nBl
 
 TEST(Docs, ATestTakesEveryBlockForWhatItSays) {
     Texts vPages{"README.md", "CONTRIBUTING.md", "SECURITY.md"};
-    for (const auto& entry : std::filesystem::directory_iterator(SOURCE_DIR "/docs")) {
+    for (const auto& entry : fs::directory_iterator(SOURCE_DIR "/docs")) {
         const std::string strName = entry.path().filename();
         if (strName.ends_with(".md")) vPages.push_back("docs/" + strName);
     }

@@ -4,10 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include <gtest/gtest.h>
-
 #include "Support/Host.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 static_assert(sizeof(tagBlockTime) == 8 && offsetof(tagBlockTime, byMonth) == 2 &&
               offsetof(tagBlockTime, byDay) == 3 && offsetof(tagBlockTime, byHour) == 4 &&
@@ -55,70 +53,39 @@ TEST(Interface, PathListIsSentinelThenCount) {
     EXPECT_TRUE(pLast->prev == pFirst && pLast->next == image.pSentinel);
 }
 
-// Knows the numbers and nothing of the class.
-template <typename Result, typename... Arg>
-Result Call(void* pEngine, int nSlot, Arg... arg) {
-    using Operation = Result (*)(void*, Arg...);
-    void** const pTable = *static_cast<void***>(pEngine);
-    return reinterpret_cast<Operation>(pTable[nSlot])(pEngine, arg...);
+// Where an operation stands in the class's table: the pointer to it says so, in bytes.
+using Interface = CLocalStorageInterface;
+template <typename Operation>
+std::size_t NumberOf(Operation Interface::*pOperation) {
+    std::size_t nBytes;
+    std::memcpy(&nBytes, &pOperation, sizeof(nBytes));
+    return nBytes / sizeof(void*);
 }
 
-// Number 0 destroys in place, number 1 frees as well; a leak checker sees it where one does not.
-TEST(Interface, OperationsKeepTheirNumbers) {
-    const CTempDir dir;
-    EnableTarget(LOG_TARGET_FILE, (dir / "log").c_str(), 0, 1);
-    CLocalStorageInterface* pInterface = nullptr;
-    for (const int nSlot : {0, 1}) {
+TEST(Interface, OperationsKeepTheirNumbersAndWhatTheyTake) {
+    using List = PathList**;
+    EXPECT_EQ(NumberOf<bool(tagStoreInfo&)>(&Interface::Initialize), 2u);
+    EXPECT_EQ(NumberOf<bool()>(&Interface::Release), 3u);
+    EXPECT_EQ((NumberOf<bool(char*, void*, recFileInfo&)>(&Interface::OpenChannelRecord)), 4u);
+    EXPECT_EQ((NumberOf<bool(char*, recFileInfo&)>(&Interface::CloseChannelRecord)), 5u);
+    EXPECT_EQ(
+        (NumberOf<bool(char*, unsigned, char*, unsigned, recFileInfo&)>(&Interface::WriteData)),
+        6u);
+    EXPECT_EQ((NumberOf<bool(recQueryParam&, List)>(&Interface::QueryRecFile)), 7u);
+    EXPECT_EQ(NumberOf<std::uint32_t()>(&Interface::GetDiskWriteSpeed), 8u);
+    EXPECT_EQ(NumberOf<int()>(&Interface::GetLastError), 9u);
+    EXPECT_EQ((NumberOf<bool(const char*, const char*, unsigned, char*)>(&Interface::WriteImage)),
+              10u);
+    EXPECT_EQ(NumberOf<bool(const tagBlockTime&)>(&Interface::DeleteImagesByDay), 11u);
+    // Number 0 destroys in place, number 1 frees too; a leak checker sees it where one does not.
+    DisableTarget(LOG_TARGET_FILE);  // no line into the default directory
+    for (const int nNumber : {0, 1}) {
+        Interface* pInterface = nullptr;
         ASSERT_EQ(NewLocalStorageClass(&pInterface), 1);
-        Call<void>(pInterface, nSlot);
-        if (nSlot == 0) ::operator delete(static_cast<void*>(pInterface));
+        void* const pEngine = pInterface;
+        reinterpret_cast<void (*)(void*)>((*static_cast<void***>(pEngine))[nNumber])(pEngine);
+        if (nNumber == 0) ::operator delete(pEngine);
     }
-    ASSERT_EQ(NewLocalStorageClass(&pInterface), 1);
-    void* const pEngine = pInterface;
-    tagStoreInfo stInfo;
-    AddRecordDir(stInfo, dir.Path());
-    ASSERT_TRUE(Call<bool>(pEngine, 2, &stInfo));  // Initialize
-
-    char szCamera[] = "cam01_1_0", szData[] = "some bytes";
-    constexpr unsigned int SIZE = sizeof(szData);
-    recFileInfo stFile = Recording(BlockTime(2024, 3, 5, 8), BlockTime(2024, 3, 5, 9));
-    EXPECT_TRUE(Call<bool>(pEngine, 4, szCamera, szData, &stFile));  // OpenChannelRecord
-    EXPECT_FALSE(Call<bool>(pEngine, 4, szCamera, szData, &stFile));
-    EXPECT_EQ(Call<int>(pEngine, 9), STORAGE_ERROR_CHANNEL_OPEN);              // GetLastError
-    EXPECT_TRUE(Call<bool>(pEngine, 6, szCamera, 0u, szData, SIZE, &stFile));  // WriteData
-    EXPECT_EQ(Call<unsigned int>(pEngine, 8), 0u);  // GetDiskWriteSpeed: 11 bytes are no KiB
-    EXPECT_TRUE(Call<bool>(pEngine, 5, szCamera, &stFile));  // CloseChannelRecord
-
-    recQueryParam stQuery;
-    stQuery.stQueryStartTime = stFile.stStartTime;
-    stQuery.stQueryEndTime = stFile.stEndTime;
-    std::memcpy(stQuery.szCameraID, szCamera, sizeof(szCamera));
-    PathList* pList = nullptr;
-    ASSERT_TRUE(Call<bool>(pEngine, 7, &stQuery, &pList));  // QueryRecFile
-    ASSERT_EQ(pList->size(), 1u);
-    EXPECT_EQ(GetFile((*pList->begin()).szPath), std::string(szData, SIZE));
-
-    char szPicture[LOCALSTORAGE_PATH_SIZE] = {};
-    const tagBlockTime stDay = BlockTime(9999, 12, 31);
-    EXPECT_TRUE(Call<bool>(pEngine, 10, szCamera, szData, SIZE, szPicture));  // WriteImage
-    EXPECT_EQ(GetFile(szPicture), std::string(szData, SIZE));
-    EXPECT_TRUE(Call<bool>(pEngine, 11, &stDay));  // DeleteImagesByDay
-    EXPECT_FALSE(std::filesystem::exists(szPicture));
-
-    EXPECT_TRUE(Call<bool>(pEngine, 3));  // Release
-    EXPECT_EQ(DelLocalStorageClass(&pInterface), 1);
-}
-
-TEST(Interface, AnEngineThatIsReleasedAndDeletedLeavesTheLogToTheOthers) {
-    const CTempDir dir;
-    CRecordingHost remaining(dir / "1", dir / "log");
-    CLocalStorageInterface *pFirst = nullptr, *pSecond = nullptr;
-    ASSERT_TRUE(NewLocalStorageClass(&pFirst) && NewLocalStorageClass(&pSecond));
-    pFirst->Release();
-    delete pFirst;
-    EXPECT_EQ(WriteLog(LOG_LEVEL_ERR, "", 0, "still here"), LOG_OK);
-    EXPECT_EQ(DelLocalStorageClass(&pSecond), 1);
-    EXPECT_EQ(WriteLog(LOG_LEVEL_ERR, "", 0, "gone"), LOG_ERR_NO_TARGET);
 }
 
 }  // namespace

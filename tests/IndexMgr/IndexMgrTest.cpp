@@ -98,7 +98,7 @@ TEST_F(IndexMgr, TheClientLayoutListsItsOldestDayAndCleansUpUnlessAWalkBreaksOff
           "20240305/cam/folder/x", "20240305/stray", "stray", "foreign/x"}) {
         PutFile(m_strFolder + "/" + pName);
     }
-    const Names vBefore = Tree(m_dir.Path());
+    const Texts vBefore = Tree(m_dir.Path());
     CKestrelIndex index(m_dir.Path(), STORE_FILE_RECORD);
     dayOffer offer;
     const auto reads = m_faults.Fail(Op::ReadDir, Ends("RecordFile"), EIO).From(6);

@@ -3,21 +3,13 @@
 #ifndef LOCALSTORAGE_TESTS_INDEXMGR_RECORDS_H
 #define LOCALSTORAGE_TESTS_INDEXMGR_RECORDS_H
 
-#include <algorithm>
-#include <functional>
-#include <list>
-
-#include <gtest/gtest.h>
-
 #include "IndexMgr/Index.h"
 #include "IndexMgr/IndexMgr.h"
 #include "IndexMgr/RecDirName.h"
 #include "RecordTree/Names.h"
 #include "Support/FaultInjection.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 #include "localstorage/LocalStorage.h"
-
-namespace fs = std::filesystem;
 
 const char* const FILE_1 = "20240305080000_20240305090000_1.mp4";
 const char* const FILE_2 = "20240305090000_20240305100000_1.mp4";
@@ -64,17 +56,6 @@ Paths FindAll(auto& index, const auto& channel) {
 inline void Change(CIndex& index, const std::string& strChannel, const std::string& strFile,
                    CIndex::IndexType eType) {
     index.WriteIndex(Day(strFile.substr(0, 8)), Channel(strChannel), File(strFile), eType);
-}
-
-/// The names below a directory, files and folders, sorted.
-using Names = std::vector<std::string>;
-inline Names Tree(const std::string& strDir) {
-    Names vNames;
-    for (const auto& entry : fs::recursive_directory_iterator(strDir)) {
-        vNames.push_back(entry.path().lexically_relative(strDir));
-    }
-    std::sort(vNames.begin(), vNames.end());
-    return vNames;
 }
 
 /// A record directory with its index, and directories below it with a manager; the process goes

@@ -8,7 +8,7 @@
 class Repair : public CRecordDirTest {};
 
 TEST_F(Repair, KeepsRecordingsAndRemovesEverythingForeignButWhatLinksLeadTo) {
-    const Names vKept = {Path("cam_1_0", FILE_1), Path("front_door", FILE_1),
+    const Texts vKept = {Path("cam_1_0", FILE_1), Path("front_door", FILE_1),
                          Path("cam_1_0", FILE_3)};
     for (const bool bTypes : {true, false}) {  // not every file system tells the types of entries
         m_faults.ShowEntryTypes(bTypes);
@@ -73,16 +73,6 @@ TEST_F(Repair, OfTooManyRecordingsThatBeginTogetherOnlyThoseBeyondStayOut) {
     EXPECT_EQ(m_index.CountFiles(), CFileList::MAX_TOGETHER + 1);
     EXPECT_EQ(FindAll(m_index, Channel("cam_1_0")).back(), Path("cam_1_0", FILE_2));
     EXPECT_EQ(Tree(m_strFolder + "/20240305/cam_1_0").size(), CFileList::MAX_TOGETHER + 4);
-}
-
-TEST_F(Repair, AnIndexFileThatDescribesNothingGoesAlsoWhereItIsALinkToNothing) {
-    Put("cam_1_0", FILE_1);
-    fs::create_directories(m_strFolder + "/20240307/cam_1_0");
-    for (const char* pName : {"/20240307/index02.bin", "/20240307/cam_1_0/index03.bin"}) {
-        fs::create_symlink("nowhere", m_strFolder + pName);
-    }
-    ASSERT_EQ(Start(), 0);
-    EXPECT_EQ(Tree(m_strFolder + "/20240307"), Names{"cam_1_0"});
 }
 
 // Whatever cannot be removed of it: it is a mount point, its disk is read-only, its parent is
@@ -193,7 +183,7 @@ TEST_F(BackupFolder, WhatItHoldsIsMovedBackButWhatIsTakenOrNoRecording) {
         EXPECT_EQ(m_nFiles, 4u);
         EXPECT_EQ(GetFile(Path("cam_1_0", FILE_1)), "");
         EXPECT_EQ(GetFile(Path("cam_1_0", FILE_2)), "moved");
-        EXPECT_EQ(Tree(m_dir / "BackupFile"), (Names{"20240305", "20240305/cam_1_0",
+        EXPECT_EQ(Tree(m_dir / "BackupFile"), (Texts{"20240305", "20240305/cam_1_0",
                                                      std::string("20240305/cam_1_0/") + FILE_1}));
     }
     fs::remove(Path("cam_1_0", FILE_1));

@@ -1,8 +1,5 @@
 // Threads that change, query and flush one index at once.
 
-#include <atomic>
-#include <thread>
-
 #include "IndexMgr/Records.h"
 
 // Then what is in memory is what stands on disk.

@@ -1,15 +1,8 @@
 // Choice of the disk, and the disk check.
 
-#include <chrono>
-#include <future>
-
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/EngineTest.h"
 #include "RecordTree/DirectoryLock.h"
-
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 TEST(DiskChoice, ALookTellsWhatADiskIsGoodFor) {
     const struct {
@@ -71,7 +64,7 @@ TEST_F(DiskCheck, MovesToTheNextAndComesBack) {
     StartOnTwo();
     SetRoom(FULL + 1, "1");
     EXPECT_EQ(DiskOfNext(), "1");
-    std::filesystem::remove_all(Disk("2"));
+    fs::remove_all(Disk("2"));
     SetRoom(FULL, "1");
     ForgetMessages();
     CheckDisk();
@@ -108,18 +101,18 @@ TEST_F(DiskCheck, ADiskThatHangsIsNotWaitedForUnlessRecordedOnAndThenCountsAsFul
         .Times(1);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(DiskOfNext(), "1");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 900ms);
     otherGoesOn.set_value();
 
     const auto hang = [&, gone = oneGoesOn.get_future().share()] {
-        while (gone.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready) {
+        while (gone.wait_for(10ms) != std::future_status::ready) {
             m_faults.AdvanceTime(100);
         }
     };
     m_faults.Before(Op::StatVfs, Below(m_dir / "1"), hang);
     EXPECT_EQ(DiskOfNext(), "2");
     EXPECT_TRUE(Write("open", Hour(5, 8), "on the other"));
-    EXPECT_THAT(RecordFiles().back(), testing::HasSubstr("/2/RecordFile/20240305/open/"));
+    EXPECT_THAT(RecordFiles().back(), HasSubstr("/2/RecordFile/20240305/open/"));
     EXPECT_THAT(Deleted(), IsEmpty());
     oneGoesOn.set_value();
     SetRoom(FULL, "2");
@@ -150,15 +143,15 @@ TEST_F(DiskCheck, AnOpeningThatIsGivenUpRemovesWhatItMadeAndNothingElse) {
             EXPECT_EQ(Exists(stPath.strPath), bThere) << nFlags;
             EXPECT_EQ(GetFile(stPath.strPath), bThere ? "kept" : "") << nFlags;
             m_faults.ClearRules();
-            std::filesystem::remove(stPath.strPath);
+            fs::remove(stPath.strPath);
         }
     }
     mgr.Release();
 }
 
 TEST_F(DiskCheck, AnotherNameOfADirectoryIsNoOtherDisk) {
-    std::filesystem::create_directory(m_dir / "1");
-    std::filesystem::create_directory_symlink(m_dir / "1", m_dir / "2");
+    fs::create_directory(m_dir / "1");
+    fs::create_directory_symlink(m_dir / "1", m_dir / "2");
     StartOnTwo();
     m_faults.Fail(Op::Open, Below(m_dir / "1"), ENOSPC);
     EXPECT_EQ(DiskOfNext(), "none");
@@ -174,8 +167,8 @@ TEST_F(DiskCheck, APassTakesNothingFromADiskThatDeletingCannotHelp) {
         Record("cam01", Hour(1, 8));
         const Texts vBefore = Find("cam01", Time(1, 0), Time(2, 0));
         if (nError == PULLED) {
-            std::filesystem::rename(m_dir / "1", m_dir / "pulled");
-            std::filesystem::create_directory(m_dir / "1");
+            fs::rename(m_dir / "1", m_dir / "pulled");
+            fs::create_directory(m_dir / "1");
             m_faults.ClearDevices();
         }
         m_faults.Fail(Op::Open, Below(m_dir / "1"), nError);
@@ -185,14 +178,14 @@ TEST_F(DiskCheck, APassTakesNothingFromADiskThatDeletingCannotHelp) {
         Record("cam01", Hour(3, 8));
         SetRoom(FULL, "2");
         CheckDisk();
-        EXPECT_THAT(Deleted(), ElementsAre(testing::HasSubstr("/2/RecordFile/20240302/")));
+        EXPECT_THAT(Deleted(), ElementsAre(HasSubstr("/2/RecordFile/20240302/")));
         EXPECT_THAT(vBefore, SizeIs(1));
         EXPECT_EQ(Find("cam01", Time(1, 0), Time(2, 0)), vBefore);
         m_faults.ClearRules();
         if (nError == PULLED) {
-            EXPECT_TRUE(std::filesystem::is_empty(m_dir / "1")) << "nothing is made below it";
-            std::filesystem::remove(m_dir / "1");
-            std::filesystem::rename(m_dir / "pulled", m_dir / "1");
+            EXPECT_TRUE(fs::is_empty(m_dir / "1")) << "nothing is made below it";
+            fs::remove(m_dir / "1");
+            fs::rename(m_dir / "pulled", m_dir / "1");
             m_faults.SetDevice(m_dir / "1", 4711);
         }
         EXPECT_EQ(DiskOfNext(), "1");
@@ -213,12 +206,11 @@ TEST_F(DiskCheck, WhereADiskIsRequiredNothingIsRecordedBelowIt) {
         EXPECT_EQ(LastError(), STORAGE_ERROR_DISK_FULL);
         EXPECT_FALSE(Exists(Disk("2"))) << "not made either";
         EXPECT_THAT(RecordFiles(), SizeIs(1)) << "what lies below is left alone";
-        std::filesystem::create_directory(m_dir / "2");
+        fs::create_directory(m_dir / "2");
         m_faults.SetDevice(m_dir / "2", 4711);
         CheckDisk();
         EXPECT_TRUE(Open("cam01", Hour(5, 8)) && Write("cam01", Hour(5, 8), "video"));
-        EXPECT_THAT(Told(MESSAGEVALUE_CREATEFILE).back(),
-                    testing::HasSubstr("/2/records/RecordFile/"));
+        EXPECT_THAT(Told(MESSAGEVALUE_CREATEFILE).back(), HasSubstr("/2/records/RecordFile/"));
         m_pEngine->Release();
     }
     SetStorageOption(STORAGE_OPTION_REQUIRE_MOUNT, 0);
@@ -240,7 +232,7 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
         StartOnTwo(c.eType);
         Record("cam01", Hour(1, 8));
         m_pEngine->Release();
-        std::filesystem::rename(m_dir / "1", strDisk);
+        fs::rename(m_dir / "1", strDisk);
         AddDisk("1");
         if (c.bDirty) PutFile(strDisk + "/RecordFile/index.dirty");
         if (!c.bEmpty) PutFile(Disk("1") + "RecordFile/x");
@@ -256,8 +248,8 @@ TEST_F(DiskCheck, ADiskThatIsMountedOverAnEmptyDirectoryIsTakenOver) {
         };
         CDirectoryLock lock;
         ASSERT_EQ(lock.Take(strDisk), 0);
-        std::filesystem::rename(strDir, m_dir / "below");
-        std::filesystem::rename(strDisk, strDir);
+        fs::rename(strDir, m_dir / "below");
+        fs::rename(strDisk, strDir);
         m_faults.SetDevice(strDir, 4711);
         if (!c.bEmpty) {
             EXPECT_EQ(DiskOfNext(), "2");
@@ -293,8 +285,8 @@ TEST_F(DiskCheck, ATakeOverBringsBackWhatWasSetAsideAndRefusesAnIndexThatCannotB
         PutFile(m_dir / "disk/RecordFile/index.dirty");
         PutFile(m_dir / "disk/BackupFile" + strOld);
         StartOnTwo();
-        std::filesystem::rename(m_dir / "2", m_dir / "below");
-        std::filesystem::rename(m_dir / "disk", m_dir / "2");
+        fs::rename(m_dir / "2", m_dir / "below");
+        fs::rename(m_dir / "disk", m_dir / "2");
         m_faults.SetDevice(m_dir / "2", 4711);
         if (nError != 0) {
             m_faults.Fail(Op::ReadDir, Ends("2/RecordFile"), nError)

@@ -3,25 +3,17 @@
 #ifndef LOCALSTORAGE_TESTS_LOCALSTORAGE_ENGINETEST_H
 #define LOCALSTORAGE_TESTS_LOCALSTORAGE_ENGINETEST_H
 
-#include <cerrno>
 #include <ctime>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "LocalStorage/Engine.h"
 #include "Support/FaultInjection.h"
 #include "Support/Host.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 /// How many of the newest lines of the log contain this.
 std::size_t LinesWith(const std::string& strPart);
 void ForgetLines();
-
-using Texts = std::vector<std::string>;
 
 /// A time in March 2024.
 inline tagBlockTime Time(int nDay, int nHour, int nMinute = 0, int nSecond = 0) {
@@ -47,8 +39,8 @@ protected:
     void Reset() {
         m_pEngine->Release();
         m_faults.Reset();
-        for (const auto& entry : std::filesystem::directory_iterator(m_dir.Path())) {
-            std::filesystem::remove_all(entry);
+        for (const auto& entry : fs::directory_iterator(m_dir.Path())) {
+            fs::remove_all(entry);
         }
         Forget();
         OnMessage(nullptr);
@@ -70,7 +62,7 @@ protected:
     /// A record directory, "1" to start with.
     std::string Disk(const std::string& strName = "1") const { return m_dir / strName + "/"; }
     void AddDisk(const std::string& strName) {
-        std::filesystem::create_directories(Disk(strName));
+        fs::create_directories(Disk(strName));
         AddRecordDir(m_stInfo, Disk(strName));
     }
     void SetRoom(std::uint64_t nMiB, const std::string& strDisk = "") {
@@ -114,15 +106,14 @@ protected:
         }
         return vSaid;
     }
-    /// Waits for what a thread of the engine is about to do, ten seconds at most.
-    static bool Await(const std::function<bool()>& isSo) {
-        for (int n = 0; n < 1000 && !isSo(); ++n) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return isSo();
-    }
     static Texts Deleted() { return Told(MESSAGEVALUE_DELETEFILE); }
-    static bool Exists(const std::string& strPath) { return std::filesystem::exists(strPath); }
+    static bool Exists(const std::string& strPath) { return fs::exists(strPath); }
+    /// The bytes that a file takes up.
+    static std::int64_t Allocated(const std::string& strPath) {
+        struct stat stStat = {};
+        EXPECT_EQ(::stat(strPath.c_str(), &stStat), 0);
+        return stStat.st_blocks * 512;
+    }
     Texts RecordFiles() const { return RecordFilesBelow(m_dir.Path()); }
 
     CTempDir m_dir;

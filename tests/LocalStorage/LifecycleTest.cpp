@@ -3,8 +3,6 @@
 #include "LocalStorage/EngineTest.h"
 #include "Support/AllocationFault.h"
 
-using testing::ElementsAre;
-
 TEST(Factory, RefusesNullAndLeavesTheCallersPointer) {
     ForgetLines();
     EXPECT_EQ(NewLocalStorageClass(nullptr), 0);
@@ -149,7 +147,7 @@ TEST_F(Lifecycle, EveryOperationRefusesWhatItCannotDo) {
         EXPECT_FALSE(c.call()) << &c - refused;
         EXPECT_TRUE(c.nError == KEPT || LastError() == c.nError) << &c - refused;
     }
-    EXPECT_THAT(RecordFiles(), testing::IsEmpty());
+    EXPECT_THAT(RecordFiles(), IsEmpty());
     EXPECT_FALSE(Exists(Disk() + "ImageFile"));
     for (const auto& work : works) EXPECT_TRUE(work()) << &work - works;
 }
@@ -166,11 +164,11 @@ TEST_F(Lifecycle, AStartTellsWhichRecordFolderItUsesWhenThatIsNotPlain) {
         if (bFirst) Record("cam_1_0", Hour(5, 8));
         m_pEngine->Release();
     }
-    std::filesystem::remove(Disk() + "RecordFile");
-    std::filesystem::create_directory(m_dir / "larger");
-    std::filesystem::create_directory_symlink(m_dir / "larger", Disk() + "RecordFile");
+    fs::remove(Disk() + "RecordFile");
+    fs::create_directory(m_dir / "larger");
+    fs::create_directory_symlink(m_dir / "larger", Disk() + "RecordFile");
     EXPECT_TRUE(m_pEngine->Initialize(m_stInfo));
     EXPECT_EQ(LinesWith("the record folder is a link"), 1u);
     EXPECT_EQ(LinesWith("to RecordFile [1], BackupFile is gone"), 1u);
-    EXPECT_THAT(Recordings("cam_1_0"), testing::SizeIs(1));
+    EXPECT_THAT(Recordings("cam_1_0"), SizeIs(1));
 }

@@ -1,8 +1,6 @@
 // Thirty days of 64 cameras on disks that hold a few: the newest part stays, and after every pass
 // the tree, the index and what the host was told agree.
 
-#include <set>
-
 #include "LocalStorage/EngineTest.h"
 
 class Month : public CEngineTest, public testing::WithParamInterface<std::pair<bool, int>> {
@@ -26,7 +24,7 @@ protected:
         for (int n = 1; n <= m_nDisks; ++n) SetRoom(ROOM, std::to_string(n));
         m_pEngine->DeleteImagesByDay(BlockTime(9999, 1, 1));  // waits for a check that still runs
         for (int n = 1; n <= m_nDisks; ++n) {
-            std::filesystem::remove_all(Disk(std::to_string(n)) + "ImageFile");
+            fs::remove_all(Disk(std::to_string(n)) + "ImageFile");
         }
     }
 
@@ -50,9 +48,9 @@ protected:
             for (const std::string& strPath : Recordings(Camera(i))) setIndexed.insert(strPath);
         }
         EXPECT_EQ(setIndexed, m_bClient ? PathSet() : m_setLive);
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_dir.Path())) {
+        for (const auto& entry : fs::recursive_directory_iterator(m_dir.Path())) {
             if (!entry.is_directory() || entry.path().filename().string().size() <= 2) continue;
-            EXPECT_FALSE(std::filesystem::is_empty(entry.path())) << entry.path();
+            EXPECT_FALSE(fs::is_empty(entry.path())) << entry.path();
         }
     }
 

@@ -2,10 +2,6 @@
 
 #include "LocalStorage/EngineTest.h"
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
-
 class OpenClose : public CEngineTest {
 protected:
     void ExpectRefused(const std::string& strCamera, const recFileInfo& stInfo, int nError) {
@@ -87,10 +83,10 @@ TEST_F(OpenClose, ClientFilesTakeNoNameThatIsNotKnownToBeFree) {
 
 TEST_F(OpenClose, AFolderThatVanishesIsMadeAgain) {
     Start();
-    const auto Vanish = [&] { std::filesystem::remove(m_strDay + "cam01"); };
+    const auto Vanish = [&] { fs::remove(m_strDay + "cam01"); };
     m_faults.Before(Op::Open, Ends(".mp4"), Vanish).Times(3);
     EXPECT_TRUE(Open("cam01", Hour(5, 8)));
-    m_faults.Before(Op::Open, Ends("_2.mp4"), [&] { std::filesystem::remove_all(m_strDay); });
+    m_faults.Before(Op::Open, Ends("_2.mp4"), [&] { fs::remove_all(m_strDay); });
     EXPECT_FALSE(Open("cam01", Hour(5, 8, RECORD_TYPE_2))) << "and ends all the same";
 }
 

@@ -1,14 +1,6 @@
 // Deletion passes and what they tidy.
 
-#include <atomic>
-#include <thread>
-
 #include "LocalStorage/EngineTest.h"
-
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::UnorderedElementsAre;
 
 class Overwriting : public CEngineTest {
 protected:
@@ -138,7 +130,7 @@ TEST_F(Overwriting, TheClientLayoutLosesItsOldestDayOfTheKindAskedFor) {
         Record("cam01", Hour(1, 1));
         CheckDisk();
         const std::string strTree = Disk() + c.strFolder;
-        std::filesystem::create_directories(strTree + "20240101/cam07");
+        fs::create_directories(strTree + "20240101/cam07");
         CheckFullDisk();
         EXPECT_THAT(Deleted(), ElementsAre(strTree + "20240305/" + c.strFile));
         EXPECT_FALSE(Exists(strTree + "20240101")) << "there was nothing in it";
@@ -171,7 +163,7 @@ TEST_F(Overwriting, ADayGoesWithFilesThatHaveNoEntryOrShareOneOrAreGoneAlready) 
     RecordAt({{1, 8}, {1, 9}, {2, 8}, {3, 8}});
     ASSERT_TRUE(Open("cam01", Hour(1, 8, RECORD_TYPE_2)));  // the same times: one entry
     PutFile(Path("cam09", 1, 8), "put there by hand");
-    std::filesystem::remove(Path("cam01", 1, 9));
+    fs::remove(Path("cam01", 1, 9));
     CheckFullDisk();
     EXPECT_THAT(Deleted(), UnorderedElementsAre(Path("cam01", 1, 8), Path("cam09", 1, 8)));
     EXPECT_THAT(Find("cam01", Time(1, 0), Time(2, 0)), ElementsAre(Path("cam01", 1, 8, 2)));
@@ -179,7 +171,7 @@ TEST_F(Overwriting, ADayGoesWithFilesThatHaveNoEntryOrShareOneOrAreGoneAlready) 
     CheckFullDisk();
     EXPECT_EQ(Deleted().back(), Path("cam01", 1, 8, 2));
     EXPECT_FALSE(Exists(Day(1)));
-    std::filesystem::remove_all(Day(2));
+    fs::remove_all(Day(2));
     CheckFullDisk();
     EXPECT_EQ(Indexed(1) + Indexed(2), 0u);
     EXPECT_EQ(Indexed(3), 1u);

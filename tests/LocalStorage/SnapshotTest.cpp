@@ -2,9 +2,6 @@
 
 #include "LocalStorage/EngineTest.h"
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class Snapshot : public CEngineTest {
 protected:
     const std::string m_strTree = Disk() + "ImageFile/";
@@ -27,7 +24,7 @@ TEST_F(Snapshot, IsNamedByTheSecondWhenItIsWholeAndAFailureIsTold) {
     for (const bool bThere : {true, false}) {
         for (const Op eOp : {Op::Write, Op::Close, Op::Rename}) {
             ForgetMessages();
-            if (!bThere) std::filesystem::remove(m_strFile);
+            if (!bThere) fs::remove(m_strFile);
             m_faults.Fail(eOp, Ends(".new-picture"), EFBIG).Times(1);
             EXPECT_FALSE(Picture("cam01", "jpg", &m_strPath));
             EXPECT_EQ(m_strPath, m_strFile);
@@ -46,9 +43,9 @@ TEST_F(Snapshot, DeletesThatDayAndAllBeforeAlsoBehindALink) {
             // The pictures may have been moved to a larger disk; what a link among them leads to is
             // none.
             PutFile(m_dir / "outside/cam01/a.jpg");
-            std::filesystem::create_directory(m_dir / "larger");
-            std::filesystem::create_directory_symlink(m_dir / "larger", Disk() + "ImageFile");
-            std::filesystem::create_directory_symlink(m_dir / "outside", m_strTree + "20240302");
+            fs::create_directory(m_dir / "larger");
+            fs::create_directory_symlink(m_dir / "larger", Disk() + "ImageFile");
+            fs::create_directory_symlink(m_dir / "outside", m_strTree + "20240302");
         }
         for (const char* pDay : {"20240301", "20240305", "20240306", "0foreign"}) {
             PutFile(m_strTree + pDay + "/cam01/a.jpg");
@@ -66,10 +63,10 @@ TEST_F(Snapshot, DeletesThatDayAndAllBeforeAlsoBehindALink) {
 }
 
 TEST_F(Snapshot, WithoutACurrentDirectoryNothingIsDeleted) {
-    const auto previous = std::filesystem::current_path();
+    const auto previous = fs::current_path();
     PutFile(m_dir / "ImageFile/20240101/cam01/a.jpg");
-    std::filesystem::current_path(m_dir.Path());
+    fs::current_path(m_dir.Path());
     EXPECT_TRUE(m_pEngine->DeleteImagesByDay(Time(5, 0)));
-    std::filesystem::current_path(previous);
+    fs::current_path(previous);
     EXPECT_TRUE(Exists(m_dir / "ImageFile/20240101/cam01/a.jpg"));
 }

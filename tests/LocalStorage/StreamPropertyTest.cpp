@@ -1,33 +1,15 @@
 // However a stream is cut into pieces, the files are the same: headers and, from the first key
 // frame on, every byte of the stream in order, each file beginning with a key frame.
 
-#include <algorithm>
-#include <random>
-
 #include "LocalStorage/EngineTest.h"
+#include "StreamProbe/Streams.h"
 
 namespace {
 
 constexpr char HEAD[] = "HEAD";
 
-/// Where the key frames of a whole stream begin.
 std::vector<std::size_t> KeyFrames(const std::string& strStream) {
-    std::vector<std::size_t> vPos;
-    std::size_t nPos = 0;
-    VEXANA_Handle hStream = nullptr;
-    VEXANA_CreateStreamEx("", 0, &hStream);
-    const auto TakePackets = [&] {
-        for (VEXANA_PACKET stPacket; VEXANA_GetOnePacketEx(hStream, stPacket) == VEXANA_OK;) {
-            if (stPacket.nFrameType == VEXANA_FRAME_I) vPos.push_back(nPos);
-            nPos += stPacket.nLength;
-        }
-    };
-    VEXANA_InputData(hStream, strStream.data(), strStream.size());
-    TakePackets();
-    VEXANA_Flush(hStream);
-    TakePackets();
-    VEXANA_Destroy(hStream);
-    return vPos;
+    return ::KeyFrames(Analyse(strStream).vMark);
 }
 
 }  // namespace
@@ -65,7 +47,7 @@ protected:
             if (std::count(vWithoutFrame.begin(), vWithoutFrame.end(), strPath) > 0) continue;
             vContent.push_back(GetFile(strPath));
         }
-        std::filesystem::remove_all(Disk() + "RecordFile/");
+        fs::remove_all(Disk() + "RecordFile/");
         return vContent;
     }
 

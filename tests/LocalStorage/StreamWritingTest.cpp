@@ -2,9 +2,6 @@
 
 #include "LocalStorage/EngineTest.h"
 
-using testing::ElementsAre;
-using testing::SizeIs;
-
 class StreamWriting : public CEngineTest {
 protected:
     static constexpr std::size_t MIB = 1 << 20;
@@ -129,7 +126,7 @@ TEST_F(StreamWriting, TheNextFileIsNamedAfterTheHostHasHeardOfTheLast) {
         if (stMessage.nType == MESSAGEVALUE_CLOSEFILE) m_faults.AdvanceTime(DAY);
     });
     EXPECT_TRUE(WritePiece("next"));
-    EXPECT_THAT(RecordFiles().back(), testing::EndsWith("20240306/cam01/20240306_080001.mp4"));
+    EXPECT_THAT(RecordFiles().back(), EndsWith("20240306/cam01/20240306_080001.mp4"));
 }
 
 TEST_F(StreamWriting, TheNextFileLiesOnTheDiskToWhichTheEngineMovedWhileTheHostHeardOfTheLast) {
@@ -148,13 +145,13 @@ TEST_F(StreamWriting, TheNextFileLiesOnTheDiskToWhichTheEngineMovedWhileTheHostH
     });
     EXPECT_TRUE(WritePiece("next"));
     check.join();
-    EXPECT_THAT(RecordFiles().back(), testing::StartsWith(Disk("2")));
+    EXPECT_THAT(RecordFiles().back(), StartsWith(Disk("2")));
 }
 
 TEST_F(StreamWriting, TheNextFileLiesOnADiskThatWasMountedOverTheLast) {
     StartBeforeSwitch();
-    std::filesystem::rename(m_dir / "1", m_dir / "below");
-    std::filesystem::create_directory(m_dir / "1");
+    fs::rename(m_dir / "1", m_dir / "below");
+    fs::create_directory(m_dir / "1");
     m_faults.SetDevice(m_dir / "1", 4711);
     EXPECT_TRUE(WritePiece("next"));
     EXPECT_EQ(GetFile(Disk("1") + "RecordFile/20240305/cam01/20240305_080001.mp4"), "HEADnext");
@@ -195,7 +192,7 @@ TEST_F(StreamWriting, AFileOnAFailedDiskIsGivenUpForAnotherDiskAtOnce) {
     EXPECT_FALSE(WritePiece("lost"));
     const auto begin = std::chrono::steady_clock::now();
     ASSERT_TRUE(Await([] { return Told(MESSAGEVALUE_SWITCHDISK).size() == 1; }));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4)) << "at once";
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 4s) << "at once";
     EXPECT_TRUE(WritePiece("kept"));
     EXPECT_EQ(GetFile(Disk("2") + "RecordFile/20240305/cam01/20240305_080000.mp4"), "kept");
 }

@@ -2,7 +2,6 @@
 // write. What is reserved is given back. Modes.
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include "LocalStorage/EngineTest.h"
 
@@ -13,11 +12,6 @@ protected:
     void StartSyncing(int nInterval) {
         ASSERT_EQ(SetStorageOption(STORAGE_OPTION_SYNC_INTERVAL, nInterval), 1);
         Start();
-    }
-    static std::int64_t Allocated(const std::string& strPath) {
-        struct stat stStat;
-        EXPECT_EQ(::stat(strPath.c_str(), &stStat), 0);
-        return stStat.st_blocks * 512;
     }
 };
 
@@ -42,7 +36,6 @@ TEST_F(Sync, IsDoneForWhatWasWrittenAndForNothingElse) {
 
 // A record directory and its record folder that were moved to a larger disk.
 TEST_F(Sync, FoldersAreSyncedBehindLinksToo) {
-    namespace fs = std::filesystem;
     fs::create_directories(m_dir / "disk/folder");
     fs::create_directory_symlink("disk", m_dir / "1");
     fs::create_directory_symlink("folder", m_dir / "disk/RecordFile");
@@ -53,7 +46,7 @@ TEST_F(Sync, FoldersAreSyncedBehindLinksToo) {
     const auto syncs = m_faults.Watch(Op::Sync, Is(m_dir / "1/RecordFile"));
     EXPECT_TRUE(Await([&] { return syncs.Seen() > 0; }));
     m_pEngine->Release();
-    EXPECT_THAT(Said(), testing::Each(testing::StartsWith("3 ")));
+    EXPECT_THAT(Said(), Each(StartsWith("3 ")));
     EXPECT_FALSE(fs::exists(m_dir / "disk/folder/index.dirty")) << "the index is flushed";
 }
 
@@ -64,7 +57,7 @@ TEST_F(Sync, FailsAsAWriteFails) {
         StartSyncing(10);
         ASSERT_TRUE(Open("cam_1_0", Hour(4, 8)));
         ASSERT_TRUE(Open("cam_2_0", Hour(4, 8)));
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));  // what was made is synced
+        std::this_thread::sleep_for(100ms);  // what was made is synced
         Forget();
         m_faults.Fail(Op::Sync, Any(), EIO).Times(1);
         ASSERT_TRUE(Write("cam_2_0", Hour(4, 8), "video"));
@@ -88,10 +81,10 @@ TEST_F(Sync, ReservedSpaceIsSeenByNobodyAndGivenBack) {
     const std::string strPath = RecordFiles().front();
     for (int n = 0; n < 3; ++n) ASSERT_TRUE(Write("cam_1_0", stFile, std::string(12 * MIB, 'v')));
     EXPECT_EQ(reservations.Seen(), 2u);
-    EXPECT_EQ(std::filesystem::file_size(strPath), 36u * MIB);
+    EXPECT_EQ(fs::file_size(strPath), 36u * MIB);
     ASSERT_TRUE(Close("cam_1_0", stFile));
     EXPECT_TRUE(Await([&] { return Allocated(strPath) <= 36 * MIB + MIB / 2; }));
-    EXPECT_EQ(std::filesystem::file_size(strPath), 36u * MIB);
+    EXPECT_EQ(fs::file_size(strPath), 36u * MIB);
 }
 
 // A size that is noted before the content would leave zeros behind a power cut; and one that is
@@ -125,7 +118,7 @@ TEST_F(Sync, TheNextStartGivesBackWhatACrashLeftReserved) {
     const std::string strInUse = GetFile(strNote);
     m_pEngine->Release();
     const std::string strEnded = GetFile(strNote);
-    EXPECT_THAT(strInUse, testing::StartsWith(strEnded));
+    EXPECT_THAT(strInUse, StartsWith(strEnded));
     for (const bool bCrashed : {false, true}) {
         const int nFile = ::open(strPath.c_str(), O_WRONLY);
         ASSERT_EQ(::fallocate(nFile, FALLOC_FL_KEEP_SIZE, 0, 4 << 20), 0);
@@ -142,14 +135,14 @@ TEST_F(Sync, PrivateModesAreOfWhatIsMade) {
     for (const int nPrivate : {1, 0}) {
         Reset();
         ASSERT_EQ(SetStorageOption(STORAGE_OPTION_PRIVATE_MODES, nPrivate), 1);
-        const auto mode = [](const auto& p) { return std::filesystem::status(p).permissions(); };
+        const auto mode = [](const auto& p) { return fs::status(p).permissions(); };
         AddDisk("1");
-        std::filesystem::permissions(Disk(), std::filesystem::perms(0705));
+        fs::permissions(Disk(), fs::perms(0705));
         Start();
         Record("cam_1_0", Hour(1, 8));
-        EXPECT_EQ(mode(Disk()), std::filesystem::perms(0705)) << "it was there";
-        const std::filesystem::path path = RecordFiles().back();
-        EXPECT_EQ(mode(path), std::filesystem::perms(nPrivate ? 0640 : 0777));
-        EXPECT_EQ(mode(path.parent_path()), std::filesystem::perms(nPrivate ? 0750 : 0777));
+        EXPECT_EQ(mode(Disk()), fs::perms(0705)) << "it was there";
+        const fs::path path = RecordFiles().back();
+        EXPECT_EQ(mode(path), fs::perms(nPrivate ? 0640 : 0777));
+        EXPECT_EQ(mode(path.parent_path()), fs::perms(nPrivate ? 0750 : 0777));
     }
 }

@@ -1,9 +1,5 @@
 // Many threads on one engine. Run under ThreadSanitizer, too.
 
-#include <atomic>
-#include <set>
-#include <thread>
-
 #include "LocalStorage/EngineTest.h"
 
 class Threads : public CEngineTest {
@@ -21,15 +17,11 @@ protected:
     }
     /// On eight, and meanwhile queries, measures and stores pictures.
     void RunAll(const std::function<void(int)>& work) {
-        const std::jthread observer([this](const std::stop_token& stop) {
-            while (!stop.stop_requested()) {
-                Find("cam_1_1", Time(1, 0), Time(30, 0));
-                m_pEngine->GetDiskWriteSpeed();
-                LastError();
-            }
-        });
-        const std::jthread pictures([this](const std::stop_token& stop) {
-            while (!stop.stop_requested()) Picture("cam_1_1", "jpg");
+        const auto vPictures = BusyThreads(1, [this](int) { Picture("cam_1_1", "jpg"); });
+        const auto vObserver = BusyThreads(1, [this](int) {
+            Find("cam_1_1", Time(1, 0), Time(30, 0));
+            m_pEngine->GetDiskWriteSpeed();
+            LastError();
         });
         RunOn(THREADS, work);
     }
@@ -50,7 +42,7 @@ TEST_F(Threads, SixtyFourChannelsOnEightThreads) {
     });
     EXPECT_EQ(RecordFiles().size(), 1u * THREADS * CAMERAS * ROUNDS);
     for (const std::string& strPath : RecordFiles()) {
-        const std::string strCamera = std::filesystem::path(strPath).parent_path().filename();
+        const std::string strCamera = fs::path(strPath).parent_path().filename();
         std::string strContent;
         for (int nPiece = 0; nPiece < PIECES; ++nPiece) strContent += strCamera;
         EXPECT_EQ(GetFile(strPath), strContent);
@@ -90,12 +82,7 @@ TEST_F(Threads, AChannelClosedUnderAWriterIsNeverTorn) {
     Start();
     const recFileInfo stFile = Hour(5, 8);
     {
-        std::vector<std::jthread> vWriters;
-        for (int i = 0; i < 4; ++i) {
-            vWriters.emplace_back([&](const std::stop_token& stop) {
-                while (!stop.stop_requested()) Write("cam_1_1", stFile, "0123456789");
-            });
-        }
+        const auto vWriters = BusyThreads(4, [&](int) { Write("cam_1_1", stFile, "0123456789"); });
         for (int i = 0; i < 300; ++i) {
             ASSERT_TRUE(Open("cam_1_1", stFile));
             ASSERT_TRUE(Close("cam_1_1", stFile));

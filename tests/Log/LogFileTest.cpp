@@ -1,17 +1,8 @@
 // The log files: turns, numbers, restarts, and what a failing disk costs.
 
-#include <cerrno>
-#include <filesystem>
-#include <sstream>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "Log/LogFile.h"
 #include "Support/FaultInjection.h"
-#include "Support/TempDir.h"
-
-using testing::UnorderedElementsAre;
+#include "Support/Test.h"
 
 class LogFileTest : public testing::Test {
 protected:
@@ -21,8 +12,8 @@ protected:
 
     /// A start, and lines, which end with ";" here, output at once, or in several calls, each of
     /// which ends with "|"; then "which: content" of every log file.
-    std::vector<std::string> Output(const std::string& strCalls, std::uint32_t nSize,
-                                    bool bCycle = true, int nResult = LOG_OK) const {
+    Texts Output(const std::string& strCalls, std::uint32_t nSize, bool bCycle = true,
+                 int nResult = LOG_OK) const {
         CLogFile logFile;
         EXPECT_EQ(logFile.StartWriteFile(m_dir.Path().c_str(), nSize, bCycle), LOG_OK);
         std::istringstream calls(strCalls);
@@ -34,8 +25,8 @@ protected:
             }
             EXPECT_EQ(logFile.InputDataToFile({strLines.data(), vLen}), nResult);
         }
-        std::vector<std::string> vFiles;
-        for (const auto& entry : std::filesystem::directory_iterator(m_dir.Path())) {
+        Texts vFiles;
+        for (const auto& entry : fs::directory_iterator(m_dir.Path())) {
             const std::string strName = entry.path().stem();
             vFiles.push_back(strName.substr(strName.find('_') + 1) + ": " + GetFile(entry.path()));
         }
@@ -51,7 +42,7 @@ TEST_F(LogFileTest, TwoFilesTakeTurnsAndNoLineIsSplit) {
     EXPECT_THAT(Output("aaaa;|bbbb;|c;d;eeeeeee;f;", 10),
                 UnorderedElementsAre("1_W: eeeeeee;f;", "2: c;d;"))
         << "the limit is reached exactly, and each file replaces its own predecessor";
-    std::filesystem::rename(Path("1_W"), Path("2_W"));
+    fs::rename(Path("1_W"), Path("2_W"));
     EXPECT_THAT(Output("g;", 0), UnorderedElementsAre("2_W: eeeeeee;f;g;"))
         << "a start goes on with the file that was being written";
 }

@@ -1,33 +1,24 @@
 // The log through its calls: lines, targets, a full queue, forks and ends.
 
-#include <atomic>
-#include <cerrno>
 #include <cstdlib>
-#include <future>
-#include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include "Log/LogService.h"
 #include "Support/FaultInjection.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 namespace {
-
-using Strings = std::vector<std::string>;
 
 int Log(const std::string& strText, log_level eLevel = LOG_LEVEL_DBG) {
     return WriteLog(eLevel, "test", __LINE__, "%s", strText.c_str());
 }
 
 /// The messages of a log text, without prefix and line end; fails on a garbled line.
-Strings Messages(const std::string& strLog) {
+Texts Messages(const std::string& strLog) {
     constexpr std::size_t PREFIX = 31;
-    Strings vMessage;
+    Texts vMessage;
     std::istringstream lines(strLog);
     for (std::string strLine; std::getline(lines, strLine);) {
         const bool bWhole = strLine.size() > PREFIX && strLine.starts_with("[2") &&
@@ -36,18 +27,6 @@ Strings Messages(const std::string& strLog) {
         if (bWhole) vMessage.push_back(strLine.substr(PREFIX, strLine.size() - PREFIX - 1));
     }
     return vMessage;
-}
-
-/// Run `work(nThread)` again and again while they live.
-template <typename Work>
-std::vector<std::jthread> BusyThreads(int nThreads, Work work) {
-    std::vector<std::jthread> vThreads;
-    for (int n = 0; n < nThreads; ++n) {
-        vThreads.emplace_back([n, work](const std::stop_token& stop) {
-            while (!stop.stop_requested()) work(n);
-        });
-    }
-    return vThreads;
 }
 
 class LogServiceTest : public testing::Test {
@@ -99,8 +78,8 @@ TEST_F(LogServiceTest, MessagesArePrintfsAndCutAtTheEndOfTheLine) {
     WriteLog(LOG_LEVEL_DBG, "test", 1, "%s%s%d", strLong.c_str(), "y", 5);
     WriteLog(LOG_LEVEL_DBG, "test", 1, "%d%s", 5, strLong.c_str());
     EXPECT_EQ(Messages(Text()),
-              (Strings{"plain", "a, , 100%, 5, b", "a  |   bc|", strLong.substr(0, MOST),
-                       "5" + strLong.substr(0, MOST - 1)}));
+              (Texts{"plain", "a, , 100%, 5, b", "a  |   bc|", strLong.substr(0, MOST),
+                     "5" + strLong.substr(0, MOST - 1)}));
 }
 
 TEST_F(LogServiceTest, EachTargetGetsItsLinesAndTheLastTakesTheServiceWithIt) {
@@ -118,8 +97,8 @@ TEST_F(LogServiceTest, EachTargetGetsItsLinesAndTheLastTakesTheServiceWithIt) {
     EXPECT_TRUE(GetLogService()->IsServerStarted());
     DisableTarget(LOG_TARGET_FILE);
     EXPECT_FALSE(GetLogService()->IsServerStarted());
-    EXPECT_EQ(Messages(testing::internal::GetCapturedStdout()), (Strings{"100 %", "meanwhile"}));
-    EXPECT_EQ(Messages(Text()), (Strings{"100 %", "meanwhile", "no console"}));
+    EXPECT_EQ(Messages(testing::internal::GetCapturedStdout()), (Texts{"100 %", "meanwhile"}));
+    EXPECT_EQ(Messages(Text()), (Texts{"100 %", "meanwhile", "no console"}));
 }
 
 TEST_F(LogServiceTest, NoThreadIsToldAndTriedAgainAndChangesNoErrorNumber) {
@@ -128,13 +107,13 @@ TEST_F(LogServiceTest, NoThreadIsToldAndTriedAgainAndChangesNoErrorNumber) {
     EXPECT_EQ(Log("x"), LOG_ERR_START);
     EXPECT_EQ(errno, ENOSPC);
     EXPECT_EQ(Log("y"), LOG_OK);
-    EXPECT_EQ(Messages(Text()), Strings{"y"});
+    EXPECT_EQ(Messages(Text()), Texts{"y"});
 }
 
 TEST_F(LogServiceTest, AFullQueueRefusesLinesAndLosesNoneThatItTook) {
     std::promise<void> gate;
     m_faults.Before(Op::Write, Below(m_dir.Path()), [&] { gate.get_future().wait(); }).Times(1);
-    Strings vAccepted;
+    Texts vAccepted;
     std::string strText;
     const auto Next = [&] {
         return strText = std::to_string(vAccepted.size()) + std::string(1000, 'x');
@@ -151,7 +130,7 @@ TEST_F(LogServiceTest, WhatManyThreadsGetAcceptedIsOutputWholeWhileTheTargetGoes
     constexpr int THREADS = 4, LINES = 17000;
     m_faults.ShortWrite(Below(m_dir.Path()), 5000);
     m_faults.Before(Op::Write, Below(m_dir.Path()), [] { std::this_thread::yield(); });
-    Strings aAccepted[THREADS], aOutput[THREADS];
+    Texts aAccepted[THREADS], aOutput[THREADS];
     std::atomic<int> nAccepted{0};
     {
         const auto vThreads = BusyThreads(THREADS, [&](int n) {

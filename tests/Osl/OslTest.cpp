@@ -1,18 +1,15 @@
 // What files, threads, forks and mutexes promise.
 
-#include <cerrno>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
 #include "Osl/Osl.h"
 #include "Osl/OslMutex.h"
 #include "Support/FaultInjection.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 namespace {
 

@@ -1,12 +1,8 @@
 // The list of one channel's recordings against a plain one, searched and sorted.
 
-#include <algorithm>
-#include <random>
-
-#include <gtest/gtest.h>
-
 #include "RecordTree/FileList.h"
 #include "RecordTree/Names.h"
+#include "Support/Test.h"
 
 namespace {
 
@@ -46,21 +42,20 @@ Bodies Query(const Bodies& vAll, const fileTimeInfo& stStart, const fileTimeInfo
     const std::string start = Text(stStart), end = Text(stEnd);
     Bodies v;
     std::copy_if(vAll.begin(), vAll.end(), std::back_inserter(v), [&](const auto& st) {
-        const std::string fs = Text(st.stStartTime), fe = Text(st.stEndTime);
-        const bool bFound =
-            (fs <= start && fe > start) || (fs > start && fe < end) || (fs < end && fe >= end);
-        if (fs == fe) return fs == start || (fs > start && fs < end);
-        return fs < fe && bFound;
+        const std::string from = Text(st.stStartTime), to = Text(st.stEndTime);
+        if (from == to) return from == start || (from > start && from < end);
+        return from < to && ((from <= start && to > start) || (from > start && to < end) ||
+                             (from < end && to >= end));
     });
     return v;
 }
 
-std::vector<std::string> Names(const Bodies& bodies) {
-    std::vector<std::string> v;
+Texts Names(const Bodies& bodies) {
+    Texts v;
     for (const indexLevel3Body& st : bodies) v.push_back(GetRecFileName(st));
     return v;
 }
-std::vector<std::string> Names(const CFileList& list) {
+Texts Names(const CFileList& list) {
     Bodies v;
     list.ForEach([&](const indexLevel3Body& st) { v.push_back(st); });
     return Names(v);
@@ -76,7 +71,7 @@ TEST(FileList, DoesWhatASearchedAndSortedListDoes) {
         const auto at = [&](int nSecond) { return At(nSecond, below(50) == 0); };
         CFileList list;
         Bodies vModel;
-        std::vector<std::pair<CFileList, std::vector<std::string>>> vSnapshots;
+        std::vector<std::pair<CFileList, Texts>> vSnapshots;
         for (int i = 0; i < 3000; ++i) {
             const int nStart = below(nSpan), nEnd = std::max(0, nStart + below(400) - 20);
             const indexLevel3Body st{at(nStart), at(nEnd), RecFileType(below(9)), {}};

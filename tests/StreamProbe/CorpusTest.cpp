@@ -1,13 +1,7 @@
 // Real streams: the analyser against FFmpeg's libraries.
 
-#include <algorithm>
-#include <filesystem>
-#include <set>
-
-#include <gtest/gtest.h>
-
 #include "StreamProbe/Streams.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -129,7 +123,7 @@ void ExpectFrames(const std::string& strPath, int nStreamType) {
 
 TEST(Corpus, FramesAreTheOracles) {
     int nStreams = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(CORPUS_DIR)) {
+    for (const auto& entry : fs::directory_iterator(CORPUS_DIR)) {
         SCOPED_TRACE(entry.path());
         ++nStreams;
         ExpectKeyFrames(GetFile(entry.path()));

@@ -1,12 +1,13 @@
 // Streams made by hand, and how they must be divided: what real ones hold seldom, and broken ones.
 
-#include <random>
-
-#include <gtest/gtest.h>
-
 #include "StreamProbe/Streams.h"
+#include "Support/Test.h"
 
 namespace {
+
+const auto Key = [](const std::string& strBytes) { return Part{KEY, strBytes}; };
+const auto Other = [](const std::string& strBytes) { return Part{OTHER, strBytes}; };
+const auto More = [](const std::string& strBytes) { return Part{MORE, strBytes}; };
 
 /// The parts, strung together, are divided so however the stream is cut.
 void ExpectFrames(const std::string& strName, const std::vector<Part>& vPart) {
@@ -24,29 +25,21 @@ void ExpectFrames(const std::string& strName, const std::vector<Part>& vPart) {
 TEST(Frames, BeginWhereTheyDoHoweverTheStreamIsCut) {
     const std::string strHead = PACK + Map(0x1B), strTail = "the end of a frame";
     const std::pair<const char*, std::vector<Part>> ROWS[] = {
-        {"in the middle of H.264", {{OTHER, P + P}, {KEY, IDR}, {OTHER, P}}},
+        {"in the middle of H.264", {Other(P + P), Key(IDR), Other(P)}},
         {"H.264, H.265, H.264",
-         {{KEY, SPS + IDR + Bytes({0, 0, 0})},
-          {OTHER, P},
-          {KEY, WHOLE_IDR5},
-          {OTHER, P5},
-          {KEY, SPS + IDR}}},
+         {Key(SPS + IDR + Bytes({0, 0, 0})), Other(P), Key(WHOLE_IDR5), Other(P5), Key(SPS + IDR)}},
         {"garbage in front",
-         {{OTHER, Bytes({1, 0, 0, 7, 0, 0, 1, 0xFF, 0, 0, 1})}, {KEY, SPS + PPS + IDR}}},
+         {Other(Bytes({1, 0, 0, 7, 0, 0, 1, 0xFF, 0, 0, 1})), Key(SPS + PPS + IDR)}},
         {"joined in the middle: only the map tells",
-         {{OTHER, PACK + Map(0x24) + Video(P5)}, {OTHER, PACK + Video(P5)}}},
+         {Other(PACK + Map(0x24) + Video(P5)), Other(PACK + Video(P5))}},
         {"parts in PES packets of their own",
-         {{KEY, strHead + Video(SPS) + Video(PPS) + AUDIO + Video(IDR)},
-          {OTHER, PACK + Video(P) + Video(P_MORE)},
-          {KEY, strHead + Video(SPS) + Video(PPS + IDR)}}},
+         {Key(strHead + Video(SPS) + Video(PPS) + AUDIO + Video(IDR)),
+          Other(PACK + Video(P) + Video(P_MORE)), Key(strHead + Video(SPS) + Video(PPS + IDR))}},
         {"packed, they begin with the pack around them",
-         {{KEY, PACK + Video(WHOLE_IDR + P)},
-          {OTHER, PACK + Video(strTail + P + P.substr(0, 6))},
-          {KEY, PACK + Video(P.substr(6) + P + WHOLE_IDR + P)},
-          {MORE, PACK + Video(strTail) + PACK + Video(strTail)},
-          {KEY, PACK + Video(strTail + SPS)},
-          {MORE, PACK + Video(PPS + IDR)},
-          {OTHER, PACK + Video(P)}}}};
+         {Key(PACK + Video(WHOLE_IDR + P)), Other(PACK + Video(strTail + P + P.substr(0, 6))),
+          Key(PACK + Video(P.substr(6) + P + WHOLE_IDR + P)),
+          More(PACK + Video(strTail) + PACK + Video(strTail)), Key(PACK + Video(strTail + SPS)),
+          More(PACK + Video(PPS + IDR)), Other(PACK + Video(P))}}};
     for (const auto& [pName, vPart] : ROWS) ExpectFrames(pName, vPart);
 }
 
@@ -56,10 +49,8 @@ TEST(Frames, KeyFrameIsOneWhereverItsPacketsEnd) {
         for (const std::string& strBetween : {std::string(), PACK, AUDIO + PACK}) {
             const std::string strSplit =
                 Video(WHOLE_IDR.substr(0, n)) + strBetween + Video(WHOLE_IDR.substr(n));
-            ExpectFrames(std::to_string(n), {{KEY, PACK + Video(WHOLE_IDR)},
-                                             {OTHER, PACK + Video(P)},
-                                             {KEY, PACK + strSplit},
-                                             {OTHER, PACK + Video(P)}});
+            ExpectFrames(std::to_string(n), {Key(PACK + Video(WHOLE_IDR)), Other(PACK + Video(P)),
+                                             Key(PACK + strSplit), Other(PACK + Video(P))});
         }
     }
 }
@@ -69,8 +60,8 @@ TEST(Frames, ShortFrameAtTheEndOfAPacketHidesNoKeyFrame) {
         for (std::size_t n = 0; n < 8; ++n) {  // start codes of 3 and 4 bytes, zeros behind
             const std::string strP =
                 (Nal({0x61}) + pSlice).substr(n % 2) + std::string(n / 2, '\0');
-            const Part stKey = {KEY, PACK + Video(WHOLE_IDR.substr(n % 2))};
-            const Part stOther = {OTHER, PACK + Video(strP)};
+            const Part stKey = Key(PACK + Video(WHOLE_IDR.substr(n % 2)));
+            const Part stOther = Other(PACK + Video(strP));
             ExpectFrames(strP, {stKey, stOther, stOther, stKey, stOther, stOther});
         }
     }
@@ -83,7 +74,7 @@ constexpr std::pair<std::size_t, std::size_t> TS_LAYOUTS[] = {{0, 0}, {4, 0}, {0
 void ExpectTsFrames(const std::string& strName, const std::vector<Part>& vPart) {
     for (const auto& [nFront, nBehind] : TS_LAYOUTS) {
         CTsWire wire(nFront, nBehind);
-        std::vector<Part> vWire = {{OTHER, wire(TsPackets(0x1FFF, std::string(5 * 184, 'x')))}};
+        std::vector<Part> vWire = {Other(wire(TsPackets(0x1FFF, std::string(5 * 184, 'x'))))};
         for (const auto& [nType, strBytes] : vPart) vWire.push_back({nType, wire(strBytes)});
         ExpectFrames(strName + ", " + std::to_string(188 + nFront + nBehind), vWire);
     }
@@ -104,48 +95,33 @@ TEST(Frames, OfATransportStreamBeginAtTheTablesInFront) {
     ++strWrong.back();
     strDamaged[1] = '\xC2';
     strScrambled[3] = '\xB0';
-    const Part stKey = {KEY, strTables + TsVideo(WHOLE_IDR + strSlice)},
-               stSound = {MORE, TsSound()}, stOther = {OTHER, TsVideo(P + strSlice)};
+    const Part stKey = Key(strTables + TsVideo(WHOLE_IDR + strSlice)), stSound = More(TsSound()),
+               stOther = Other(TsVideo(P + strSlice));
     const std::pair<const char*, std::vector<Part>> ROWS[] = {
         {"a camera's", {stKey, stSound, stOther, stSound, stOther, stKey, stOther}},
         {"other things in front of the tables, and between them and the frame",
-         {{MORE, strEmpty + strTables + TsSound()},
-          {KEY, TsVideo(WHOLE_IDR)},
-          {MORE, strTables + TsSound() + Pat()},
-          {KEY, Pat() + strEmpty + TsPackets(0x11, "\x01\xFF") + Pmt() + TsVideo(WHOLE_IDR)},
+         {More(strEmpty + strTables + TsSound()), Key(TsVideo(WHOLE_IDR)),
+          More(strTables + TsSound() + Pat()),
+          Key(Pat() + strEmpty + TsPackets(0x11, "\x01\xFF") + Pmt() + TsVideo(WHOLE_IDR)),
           stOther}},
         {"parts in PES packets of their own",
-         {{KEY, strTables + TsVideo(SPS) + TsSound() + TsVideo(PPS + IDR)},
-          stOther,
-          stSound,
-          {KEY, TsVideo(SPS) + strTables + TsVideo(PPS) + TsVideo(IDR)},
-          stOther}},
+         {Key(strTables + TsVideo(SPS) + TsSound() + TsVideo(PPS + IDR)), stOther, stSound,
+          Key(TsVideo(SPS) + strTables + TsVideo(PPS) + TsVideo(IDR)), stOther}},
         {"packed",
-         {{OTHER, strTables + TsVideo(P + strSlice + P)},
-          {KEY, TsVideo(P + strSlice + WHOLE_IDR)},
-          {OTHER, strTables + TsVideo(P + strSlice)},
-          stKey}},
+         {Other(strTables + TsVideo(P + strSlice + P)), Key(TsVideo(P + strSlice + WHOLE_IDR)),
+          Other(strTables + TsVideo(P + strSlice)), stKey}},
         {"sound, video, video: the second program's",
-         {{KEY, strTwo + TsVideo(WHOLE_IDR5, 0x210)},
-          {MORE, TsVideo(WHOLE_IDR, 0x220) + TsVideo(WHOLE_IDR)},
-          {OTHER, TsVideo(P5, 0x210)}}},
+         {Key(strTwo + TsVideo(WHOLE_IDR5, 0x210)),
+          More(TsVideo(WHOLE_IDR, 0x220) + TsVideo(WHOLE_IDR)), Other(TsVideo(P5, 0x210))}},
         {"other tables",
-         {stKey,
-          stOther,
-          {KEY, strH265 + TsVideo(WHOLE_IDR5)},
-          {OTHER, TsVideo(P5)},
-          {MORE, Pmt() + strNoVideo + TsVideo(WHOLE_IDR5)}}},
+         {stKey, stOther, Key(strH265 + TsVideo(WHOLE_IDR5)), Other(TsVideo(P5)),
+          More(Pmt() + strNoVideo + TsVideo(WHOLE_IDR5))}},
         {"tables in several packets, and several in one",
-         {{KEY, Pat() + TsPackets(0x100, PmtTable(0x1B, 0x20F, 2) + strLong.substr(1)) +
-                    TsVideo(WHOLE_IDR)},
-          stOther,
-          stOther}},
+         {Key(Pat() + TsPackets(0x100, PmtTable(0x1B, 0x20F, 2) + strLong.substr(1)) +
+              TsVideo(WHOLE_IDR)),
+          stOther, stOther}},
         {"tables, packets and a PES packet that cannot be read",
-         {stKey,
-          stOther,
-          {MORE, strWrong + strDamaged + strScrambled + strNoPes},
-          stOther,
-          stKey}}};
+         {stKey, stOther, More(strWrong + strDamaged + strScrambled + strNoPes), stOther, stKey}}};
     for (const auto& [pName, vPart] : ROWS) ExpectTsFrames(pName, vPart);
 }
 
@@ -170,8 +146,8 @@ TEST(Frames, OfATransportStreamAreFoundAgainBehindAGap) {
 
 TEST(Frames, PayloadOfACameraIsNotCopied) {
     const std::string strSlice(150000, '\x37');
-    const std::vector<Part> vFrame = {
-        {KEY, WHOLE_IDR + strSlice}, {OTHER, P + strSlice}, {KEY, WHOLE_IDR + strSlice}};
+    const std::vector<Part> vFrame = {Key(WHOLE_IDR + strSlice), Other(P + strSlice),
+                                      Key(WHOLE_IDR + strSlice)};
     const std::string strStream = Camera(vFrame, 0x1B, 65000);
     const StreamResult stResult = Analyse(strStream, 4096, 4096);
     EXPECT_EQ(stResult.vMark.size(), vFrame.size());

@@ -109,7 +109,7 @@ int Open(const char* pPath, int nFlags, mode_t nMode) {
 
 int Duplicate(int nFile) {
     const CUncounted uncounted;
-    const int nNew = Asked<Op::Duplicate, &OSL_Calls::pfnDuplicate>::Call(nFile);
+    const int nNew = Asked<Op::Other, &OSL_Calls::pfnDuplicate>::Call(nFile);
     if (nNew >= 0) CLockedFaults()->mPathOfFile[nNew] = PathOf(nFile);
     return nNew;
 }
@@ -168,16 +168,16 @@ const OSL_Calls g_faultyCalls = [] {
     OSL_Calls calls = OSL_SYSTEM_CALLS;
     calls.pfnOpen = Open;
     calls.pfnDuplicate = Duplicate;
-    calls.pfnRead = Asked<Op::Read, &OSL_Calls::pfnRead>::Call;
-    calls.pfnSeek = Asked<Op::Seek, &OSL_Calls::pfnSeek>::Call;
+    calls.pfnRead = Asked<Op::Other, &OSL_Calls::pfnRead>::Call;
+    calls.pfnSeek = Asked<Op::Other, &OSL_Calls::pfnSeek>::Call;
     calls.pfnOpenDir = Asked<Op::OpenDir, &OSL_Calls::pfnOpenDir>::Call;
     calls.pfnCloseDir = Asked<Op::CloseDir, &OSL_Calls::pfnCloseDir>::Call;
-    calls.pfnLock = Asked<Op::Lock, &OSL_Calls::pfnLock>::Call;
+    calls.pfnLock = Asked<Op::Other, &OSL_Calls::pfnLock>::Call;
     calls.pfnClose = Asked<Op::Close, &OSL_Calls::pfnClose>::Call;
     calls.pfnWrite = Write;
     calls.pfnTruncate = Asked<Op::Truncate, &OSL_Calls::pfnTruncate>::Call;
     calls.pfnSync = Asked<Op::Sync, &OSL_Calls::pfnSync>::Call;
-    calls.pfnFileMode = Asked<Op::FileMode, &OSL_Calls::pfnFileMode>::Call;
+    calls.pfnFileMode = Asked<Op::Other, &OSL_Calls::pfnFileMode>::Call;
     calls.pfnAccess = Asked<Op::Access, &OSL_Calls::pfnAccess>::Call;
     calls.pfnUnlinkAt = Asked<Op::Unlink, &OSL_Calls::pfnUnlinkAt>::Call;
     calls.pfnRename = Asked<Op::Rename, &OSL_Calls::pfnRename>::Call;

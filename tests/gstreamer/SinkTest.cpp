@@ -4,16 +4,10 @@
 #include <cstdio>
 #include <gst/check/gstharness.h>
 #include <gst/gst.h>
-#include <memory>
 #include <numeric>
-#include <optional>
-#include <stdexcept>
 #include <sys/resource.h>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 #include "localstorage/LocalStorageLog.h"
 
 // GLib outgrows what it makes while it is loaded and keeps the old, on purpose; an encoder leaks.
@@ -27,8 +21,6 @@ extern "C" const char* __lsan_default_suppressions() {
 
 namespace {
 
-using Paths = std::vector<std::string>;
-
 /// Elements of a description, and what they post.
 class CElements {
 public:
@@ -40,7 +32,7 @@ public:
     CElements(const CElements&) = delete;
     CElements& operator=(const CElements&) = delete;
 
-    Paths m_vOpened, m_vClosed;
+    Texts m_vOpened, m_vClosed;
     std::vector<GstClockTime> m_vTimes;  ///< of both
     std::optional<int> m_nWarning, m_nError;
     std::string m_strText;  ///< of the last of these
@@ -70,20 +62,11 @@ protected:
 
 private:
     void Take(GstMessage* pMessage) {
-        switch (GST_MESSAGE_TYPE(pMessage)) {
-            case GST_MESSAGE_WARNING:
-                m_nWarning = Take(pMessage, gst_message_parse_warning);
-                break;
-            case GST_MESSAGE_ERROR:
-                m_nError = Take(pMessage, gst_message_parse_error);
-                m_bEnded = true;
-                break;
-            case GST_MESSAGE_ELEMENT:
-                TakeFragment(gst_message_get_structure(pMessage));
-                break;
-            default:
-                m_bEnded |= GST_MESSAGE_TYPE(pMessage) == GST_MESSAGE_EOS;
-        }
+        const GstMessageType eType = GST_MESSAGE_TYPE(pMessage);
+        if (eType == GST_MESSAGE_WARNING) m_nWarning = Take(pMessage, gst_message_parse_warning);
+        if (eType == GST_MESSAGE_ERROR) m_nError = Take(pMessage, gst_message_parse_error);
+        if (eType == GST_MESSAGE_ELEMENT) TakeFragment(gst_message_get_structure(pMessage));
+        m_bEnded |= eType == GST_MESSAGE_ERROR || eType == GST_MESSAGE_EOS;
     }
     /// The code, if it is one of the resource errors.
     template <typename Parse>
@@ -96,13 +79,11 @@ private:
         return nCode;
     }
     void TakeFragment(const GstStructure* pStructure) {
-        const bool bOpened = gst_structure_has_name(pStructure, "localstoragesink-fragment-opened");
-        if (!bOpened && !gst_structure_has_name(pStructure, "localstoragesink-fragment-closed")) {
-            return;
-        }
+        const std::string strName = gst_structure_get_name(pStructure);
+        if (!strName.starts_with("localstoragesink-fragment-")) return;
         gst_structure_get_clock_time(pStructure, "running-time", &m_vTimes.emplace_back());
-        (bOpened ? m_vOpened : m_vClosed)
-            .push_back(gst_structure_get_string(pStructure, "location"));
+        Texts& vPaths = strName.ends_with("opened") ? m_vOpened : m_vClosed;
+        vPaths.push_back(gst_structure_get_string(pStructure, "location"));
     }
 };
 
@@ -217,9 +198,9 @@ private:
 };
 
 /// How many frames come out of each file alone.
-std::vector<int> DecodedFrames(const Paths& vPaths) {
+std::vector<int> DecodedFrames(const Texts& vTexts) {
     std::vector<int> vFrames;
-    for (const std::string& strPath : vPaths) {
+    for (const std::string& strPath : vTexts) {
         const std::string strCommand =
             "ffprobe -v error -count_frames -show_entries stream=nb_read_frames -of csv=p=0 '" +
             strPath + "'";
@@ -257,7 +238,7 @@ TEST_P(Stream, EveryFileDecodesAloneAndNoFrameIsLost) {
 
     const std::vector<int> vFrames = DecodedFrames(recording.m_vOpened);
     EXPECT_GT(vFrames.size(), 1u);
-    EXPECT_THAT(vFrames, testing::Each(testing::Gt(0)));
+    EXPECT_THAT(vFrames, Each(testing::Gt(0)));
     EXPECT_EQ(std::accumulate(vFrames.begin(), vFrames.end(), 0), 75);
 }
 
@@ -280,8 +261,8 @@ TEST(Sink, OtherCapsBeginAnotherFile) {
         "videotestsrc num-buffers=30 ! video/x-raw,width=640,height=480 ! " + H264 + "c.");
     recording.Await();
     ASSERT_FALSE(recording.m_nError) << recording.m_strText;
-    EXPECT_THAT(DecodedFrames(recording.m_vClosed), testing::ElementsAre(20, 30));
-    EXPECT_FALSE(std::filesystem::is_empty(dir / "log"));
+    EXPECT_THAT(DecodedFrames(recording.m_vClosed), ElementsAre(20, 30));
+    EXPECT_FALSE(fs::is_empty(dir / "log"));
 }
 
 TEST(Sink, TheFileGoesOnAfterAFlushInOtherSegmentsAndWithTheSameCaps) {
@@ -299,16 +280,15 @@ TEST(Sink, TheFileGoesOnAfterAFlushInOtherSegmentsAndWithTheSameCaps) {
     EXPECT_EQ(sink.m_vOpened.size(), 1u);
     EXPECT_TRUE(sink.Send(gst_event_new_eos()));
     EXPECT_EQ(sink.m_vClosed, sink.m_vOpened);
-    EXPECT_THAT(sink.m_vTimes, testing::ElementsAre(0, 10 * GST_SECOND + 20 * CFedSink::FRAME));
+    EXPECT_THAT(sink.m_vTimes, ElementsAre(0, 10 * GST_SECOND + 20 * CFedSink::FRAME));
     EXPECT_FALSE(sink.Push(0, 1) || sink.Send(gst_event_new_eos()));
 
     // A seek into the middle of a group of pictures: what precedes it comes too.
     sink.Flush();
     sink.SetSegment(5 * CFedSink::FRAME, 0);
     EXPECT_TRUE(sink.Push(0, 10) && sink.Send(gst_event_new_eos()));
-    EXPECT_THAT(sink.m_vTimes,
-                testing::ElementsAre(testing::_, testing::_, 0, 5 * CFedSink::FRAME));
-    EXPECT_THAT(DecodedFrames(sink.m_vClosed), testing::ElementsAre(45, 10));
+    EXPECT_THAT(sink.m_vTimes, ElementsAre(testing::_, testing::_, 0, 5 * CFedSink::FRAME));
+    EXPECT_THAT(DecodedFrames(sink.m_vClosed), ElementsAre(45, 10));
     EXPECT_FALSE(sink.m_nError) << sink.m_strText;
 }
 
@@ -325,10 +305,9 @@ TEST(Sink, ReadyEndsTheFileAndLetsTheNextLieElsewhere) {
         recording.SetState(GST_STATE_PLAYING);
     }
     recording.Await(3);
-    EXPECT_THAT(recording.m_vOpened, testing::ElementsAre(testing::StartsWith(dir / "a/"),
-                                                          testing::StartsWith(dir / "b/"),
-                                                          testing::StartsWith(dir / "b/")));
-    EXPECT_THAT(DecodedFrames(recording.m_vClosed), testing::Each(testing::Gt(0)));
+    EXPECT_THAT(recording.m_vOpened, ElementsAre(StartsWith(dir / "a/"), StartsWith(dir / "b/"),
+                                                 StartsWith(dir / "b/")));
+    EXPECT_THAT(DecodedFrames(recording.m_vClosed), Each(testing::Gt(0)));
 }
 
 TEST(Sink, RemoteBackupsEndInTimeAndWithThePipeline) {
@@ -341,11 +320,11 @@ TEST(Sink, RemoteBackupsEndInTimeAndWithThePipeline) {
         recording.Await(3);
         ASSERT_FALSE(recording.m_nError) << recording.m_strText;
     }  // without an end of the stream
-    const Paths vFiles = RecordFilesBelow(dir.Path());
-    EXPECT_THAT(vFiles, testing::Each(testing::EndsWith("_3.mp4")));
+    const Texts vFiles = RecordFilesBelow(dir.Path());
+    EXPECT_THAT(vFiles, Each(EndsWith("_3.mp4")));
     const std::vector<int> vFrames = DecodedFrames(vFiles);
     EXPECT_GE(vFrames.size(), 3u);
-    EXPECT_THAT(vFrames, testing::Each(testing::Gt(0)));
+    EXPECT_THAT(vFrames, Each(testing::Gt(0)));
 }
 
 TEST(Sink, SinksShareTheEngineOfTheirDirectories) {
@@ -356,7 +335,7 @@ TEST(Sink, SinksShareTheEngineOfTheirDirectories) {
                         Sink(dir.Path() + "/", "camera=yard log-location=" + (dir / "log")));
     recording.Await();
     ASSERT_FALSE(recording.m_nError) << recording.m_strText;
-    EXPECT_THAT(DecodedFrames(RecordFilesBelow(dir.Path())), testing::ElementsAre(50, 50));
+    EXPECT_THAT(DecodedFrames(RecordFilesBelow(dir.Path())), ElementsAre(50, 50));
 
     CPipeline other(Frames(50) + H264 + Sink(dir.Path(), "camera=hall file-size=9"));
     EXPECT_EQ(other.Await().m_nError, GST_RESOURCE_ERROR_BUSY) << other.m_strText;
@@ -389,7 +368,7 @@ TEST(Sink, WhatFailsIsAnErrorInWords) {
     for (const auto& [strSink, nCode, pText] : aCases) {
         CPipeline failing(Frames(9) + H264 + strSink);
         EXPECT_EQ(failing.Await().m_nError, nCode) << strSink;
-        EXPECT_THAT(failing.m_strText, testing::HasSubstr(pText));
+        EXPECT_THAT(failing.m_strText, HasSubstr(pText));
     }
     SetStorageOption(STORAGE_OPTION_FULL_SPACE, 1073741824);  // MiB
     CPipeline full(Frames(9) + H264 + Sink(strFree));
@@ -407,7 +386,7 @@ TEST(Sink, WritesThatFailAreAWarningAndAtTheEndAnError) {
     setrlimit(RLIMIT_FSIZE, &stNone);
     EXPECT_EQ(recording.m_nWarning, GST_RESOURCE_ERROR_WRITE);
     EXPECT_EQ(recording.m_nError, GST_RESOURCE_ERROR_WRITE);
-    EXPECT_THAT(recording.m_strText, testing::HasSubstr("File too large"));
+    EXPECT_THAT(recording.m_strText, HasSubstr("File too large"));
 }
 
 }  // namespace

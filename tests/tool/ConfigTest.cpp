@@ -1,12 +1,6 @@
 // A configuration file: what it sets, what the command line overrides, and where a mistake is.
 
-#include <fstream>
-#include <map>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 #include "base/Failure.h"
 #include "help/Command.h"
 
@@ -14,7 +8,7 @@ namespace {
 
 struct settings {
     configFile stFile;
-    std::vector<std::string> vDirs;
+    Texts vDirs;
     unsigned nSize = 256;
     bool bDelete = true, bMount = false;
     std::map<std::string, std::string> mInputs;
@@ -41,7 +35,7 @@ struct settings {
         return strText;
     }
     /// What is wrong, if anything.
-    std::string Read(const std::string& strText, std::vector<std::string> vArguments) {
+    std::string Read(const std::string& strText, Texts vArguments) {
         const CTempDir dir;
         std::ofstream(dir / "f") << strText;
         vArguments.push_back("--config=" + (dir / "f"));
@@ -68,7 +62,7 @@ constexpr const char* FILE_TEXT =
 TEST(Config, SetsWhatTheCommandLineLeavesOpen) {
     settings st;
     ASSERT_EQ(st.Read(FILE_TEXT, {"--file-size=8", "--require-mount"}), "");
-    EXPECT_THAT(st.vDirs, testing::ElementsAre("/a#1", "/b \"x\""));
+    EXPECT_THAT(st.vDirs, ElementsAre("/a#1", "/b \"x\""));
     EXPECT_EQ(st.nSize, 8u);
     EXPECT_FALSE(st.bDelete);
     EXPECT_TRUE(st.bMount);
@@ -89,7 +83,7 @@ TEST(Config, ShownAsAFileThatCanBeRead) {
     ASSERT_EQ(stAgain.Read(st.Text(), {}), "");
     EXPECT_EQ(stAgain.Text(), st.Text());
     st.mInputs["door"] = "file+secret";
-    EXPECT_THAT(st.Text(), testing::HasSubstr("left out here:\ninput = \"file\""));
+    EXPECT_THAT(st.Text(), HasSubstr("left out here:\ninput = \"file\""));
 }
 
 // A setting that is not what somebody meant is a camera that is not recorded.
@@ -114,7 +108,7 @@ TEST(Config, MistakesAreToldWithTheirLine) {
         {"[camera.a]\nfile-size = 3", "f:2: there is no setting \"file-size\" in [camera.a]"},
     };
     for (const auto& [pText, pExpected] : ROWS) {
-        EXPECT_THAT(settings().Read(pText, {"--dir=x"}), testing::StartsWith(pExpected)) << pText;
+        EXPECT_THAT(settings().Read(pText, {"--dir=x"}), StartsWith(pExpected)) << pText;
     }
 }
 

@@ -2,13 +2,10 @@
 // prune, take away and leave alone.
 
 #include <fcntl.h>
-#include <set>
 #include <sys/file.h>
 #include <sys/inotify.h>
 
 #include "RunTool.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -19,12 +16,6 @@ const std::string FOLDER = "disk/RecordFile", CHANNEL = FOLDER + "/20240305/cam0
 /// Links that lead nowhere stand, too.
 bool Stands(const std::string& strPath) {
     return fs::exists(fs::symlink_status(strPath));
-}
-
-Names Tree() {
-    Names setPaths;
-    for (const auto& entry : fs::recursive_directory_iterator(".")) setPaths.insert(entry.path());
-    return setPaths;
 }
 
 Names Findings() {
@@ -54,13 +45,13 @@ TEST_F(ToolDamage, CheckNamesEveryKindOfDamageAndChangesNothing) {
     fs::rename(CHANNEL + "20240305080000_20240305080006_1.mp4",
                CHANNEL + "20240305100000_20240305100006_1.mp4");
     PutFile(FOLDER + "/index.dirty");
-    const auto setBefore = Tree();
+    const auto setBefore = Tree(".");
     EXPECT_EQ(Findings(), (Names{"foreign", "gone", "not-up-to-date", "unlisted"}));
     ExpectEnd(4, "check --dir disk");
     fs::resize_file(CHANNEL + "index03.bin", 60);
     EXPECT_EQ(Findings(), (Names{"damaged", "foreign", "not-up-to-date"}));
     EXPECT_EQ(CountFound(), 3u) << "queries find what the index has lost";
-    EXPECT_EQ(Tree(), setBefore);
+    EXPECT_EQ(Tree("."), setBefore);
     PutFile(FOLDER + "/20240306/cam01", "a file named like the camera");
     ExpectEnd(0, "query --dir disk --from 2024-03-04 --camera cam01");
 }
@@ -113,7 +104,7 @@ TEST_F(ToolDamage, AFolderThatCannotBeReadIsToldTheRestAnswersAndNothingIsDelete
         {"export --output clip.mp4" + strRange, "\"recordings\":1,"},
         {"keep --into kept" + strRange, "\"files\":1,"},
     };
-    const auto setBefore = Tree();
+    const auto setBefore = Tree(".");
     {
         const CClosedFolder closed(strClosed);
         const std::string strTold = strClosed + ": Permission denied";
@@ -132,7 +123,7 @@ TEST_F(ToolDamage, AFolderThatCannotBeReadIsToldTheRestAnswersAndNothingIsDelete
     }
     fs::remove_all("kept");
     fs::remove("clip.mp4");
-    EXPECT_EQ(Tree(), setBefore);
+    EXPECT_EQ(Tree("."), setBefore);
 }
 
 TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {
@@ -142,11 +133,7 @@ TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {
         const char* pLink = nullptr;  // where it leads, when it is one
     } ROWS[] = {
         {"RecordFile/notes", false},
-        {"RecordFile/2024-03-05/cam01/20240305080000_20240305080006_1.mp4", false},
-        {"RecordFile/20240305/notes", false},
-        {"RecordFile/20240305/cam_01_2/20240305080000_20240305080006_1.mp4", false},
         {"RecordFile/20240305/cam01/folder/inner", false},
-        {"RecordFile/20240305/cam01/20240305_080000.mp4", false},  // of the other layout
         {"RecordFile/20240305/cam01/link", false, "../../../outside"},
         {"RecordFile/20240306/index02.bin", false, "nowhere"},
         {"RecordFile/20240305/cam01/20240305080000_20240305080006_2.mp4", true},  // a twin
@@ -163,9 +150,9 @@ TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {
         fs::create_symlink(row.pLink, row.pPath);
     }
     fs::current_path("..");
-    const auto setBefore = Tree();
+    const auto setBefore = Tree(".");
     ExpectEnd(0, "repair --dir disk");
-    EXPECT_EQ(Tree(), setBefore) << "only told";
+    EXPECT_EQ(Tree("."), setBefore) << "only told";
     ExpectEnd(0, "repair --dir disk --apply --yes");
     for (const auto& row : ROWS) {
         EXPECT_EQ(Stands(std::string("disk/") + row.pPath), row.bStays) << row.pPath;
@@ -176,9 +163,9 @@ TEST_F(ToolDamage, RepairRemovesWhatIsForeignAndNothingElse) {
 
 TEST_F(ToolDamage, RepairKeepsElsewhereWhatItRemoves) {
     PutFile(FOLDER + "/folder/inner/file", "kept");
-    const auto setBefore = Tree();
+    const auto setBefore = Tree(".");
     ExpectEnd(2, "repair --dir disk --apply --keep-removed disk/RecordFile/kept");
-    EXPECT_EQ(Tree(), setBefore);
+    EXPECT_EQ(Tree("."), setBefore);
     PutFile("kept/RecordFile/folder", "in the way");
     ExpectEnd(0, "repair --dir disk --apply --keep-removed kept");
     EXPECT_EQ(GetFile("kept/RecordFile/folder"), "in the way");
@@ -211,7 +198,7 @@ TEST_F(ToolDamage, WhereADirectoryIsInUseOrNotInOrderNothingIsRepairedNorPruned)
     PutFile("used/RecordFile/notes", "x");
     PutFile("used/ImageFile/20240304/cam01/20240304_080000.jpg", "x");
     const std::string strPrune = "prune --before today --apply --dir disk --dir used";
-    const auto setBefore = Tree();
+    const auto setBefore = Tree(".");
     const int nLock = open("used", O_RDONLY | O_DIRECTORY);
     ASSERT_EQ(flock(nLock, LOCK_EX | LOCK_NB), 0);
     for (const std::string& strCommand :
@@ -220,7 +207,7 @@ TEST_F(ToolDamage, WhereADirectoryIsInUseOrNotInOrderNothingIsRepairedNorPruned)
     }
     close(nLock);
     ExpectEnd(1, strPrune, "used: the index is not in order");  // it asks about more than a day
-    EXPECT_EQ(Tree(), setBefore);
+    EXPECT_EQ(Tree("."), setBefore);
     fs::remove("used/RecordFile/notes");
     ExpectEnd(0, strPrune, "4 files deleted");
     EXPECT_EQ(Findings(), Names{});
@@ -247,13 +234,13 @@ TEST_F(ToolDamage, PruneDeletesRecordingsOrPicturesOfEarlierDays) {
         if (Stands(row.pPath)) continue;
         PutFile(row.pPath, "x");
         // The client layout's last recording of a camera lasts until its last change.
-        fs::last_write_time(row.pPath, fs::file_time_type::clock::now() - std::chrono::hours(48));
+        fs::last_write_time(row.pPath, fs::file_time_type::clock::now() - 48h);
     }
     const std::string strPrune = "prune --dir disk --dir client --before 2024-03-05";
-    const auto setBefore = Tree();
+    const auto setBefore = Tree(".");
     ExpectEnd(0, strPrune);
     ExpectEnd(0, "prune --dir disk --keep-free 1 --apply");  // a MiB is free already
-    EXPECT_EQ(Tree(), setBefore);
+    EXPECT_EQ(Tree("."), setBefore);
     for (const int nStep : {1, 2}) {
         ExpectEnd(0, strPrune + " --apply --kind " + (nStep == 1 ? "recordings" : "pictures"));
         for (const auto& row : ROWS) EXPECT_EQ(Stands(row.pPath), row.nGone > nStep) << row.pPath;

@@ -1,13 +1,8 @@
 // What the tool decides without looking at a disk: times as people type them, the frames of a clip,
 // the days that are deleted, the commands that are run, when a camera is tried again.
 
-#include <algorithm>
-#include <sstream>
-
-#include <gtest/gtest.h>
-
 #include "Catalogue/RecordingName.h"
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 #include "base/Address.h"
 #include "base/Times.h"
 #include "host/Backoff.h"
@@ -132,13 +127,8 @@ TEST(Camera, TheWaitsGrowAndRecordingTakesThemBack) {
 }
 
 oldFile File(const char* pDisk, const char* pDay, std::uint64_t nBytes, int nEndsHours = 1) {
-    return {pDisk,
-            pDisk,
-            pDay,
-            "cam",
-            "file",
-            nBytes,
-            ParseDayName(pDay).value() + Seconds(nEndsHours * 3600)};
+    const LocalTime tEnd = ParseDayName(pDay).value() + Seconds(nEndsHours * 3600);
+    return {pDisk, pDisk, pDay, "cam", "file", nBytes, tEnd};
 }
 
 std::string Days(const std::vector<oldFile>& vFiles) {
@@ -179,9 +169,7 @@ TEST(PrunePlan, WholeDaysUntilEveryDiskHasRoom) {
 // What Prometheus cannot read is an alarm that never rings.
 TEST(Metrics, AreWhatPrometheusReads) {
     const liveCamera stDoor{
-        "do\"or", ECameraState::Lost,
-        2,        1000,
-        3,        std::chrono::system_clock::time_point(std::chrono::milliseconds(5025))};
+        "do\"or", ECameraState::Lost, 2, 1000, 3, std::chrono::system_clock::time_point(5025ms)};
     const std::string strText = MetricsText({{"/a", 5, true}}, {stDoor, {}});
     for (const char* pLine :
          {"# TYPE localstorage_disk_free_bytes gauge\nlocalstorage_disk_free_bytes{dir=\"/a\"} 5\n",
@@ -208,12 +196,12 @@ TEST(EventHook, RunsFourAtOnceAndWaitsForNoneForEver) {
     int nRunning = 0, nMost = 0, nEnded = 0;
     for (std::string str; std::getline(lines, str);) {
         const bool bBegin = str.starts_with("begin ");
-        nEnded += bBegin ? 0 : 1;
+        nEnded += !bBegin;
         nMost = std::max(nMost, nRunning += bBegin ? 1 : -1);
     }
     EXPECT_EQ(nEnded, 12);
     EXPECT_TRUE(nMost > 1 && nMost <= 4) << nMost;
-    CEventHook objStuck("trap '' TERM; sleep 1000; sleep 1000", std::chrono::milliseconds(50));
+    CEventHook objStuck("trap '' TERM; sleep 1000; sleep 1000", 50ms);
     int nTold = 0;
     for (int n = 0; n < 1100; ++n) nTold += objStuck.Post({}) ? 1 : 0;
     EXPECT_EQ(nTold, 1) << "of all that were dropped";

@@ -4,20 +4,14 @@
 #ifndef LOCALSTORAGE_TESTS_TOOL_RUNTOOL_H
 #define LOCALSTORAGE_TESTS_TOOL_RUNTOOL_H
 
-#include <filesystem>
 #include <linux/capability.h>
-#include <sstream>
-#include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "Support/TempDir.h"
+#include "Support/Test.h"
 
 using nlohmann::json;
 
@@ -65,16 +59,16 @@ inline std::string ExpectEnd(int nCode, const std::string& strArguments,
                              const std::string& strMessage = "") {
     const toolResult st = Tool(strArguments);
     EXPECT_EQ(st.nCode, nCode) << strArguments << '\n' << st.strErr;
-    EXPECT_THAT(st.strErr, testing::HasSubstr(strMessage)) << strArguments;
+    EXPECT_THAT(st.strErr, HasSubstr(strMessage)) << strArguments;
     return st.strOut + st.strErr;
 }
 
 class CToolTest : public testing::Test {
 protected:
     CToolTest() {
-        std::filesystem::current_path(m_tmp.Path());
+        fs::current_path(m_tmp.Path());
         setenv("TZ", "Europe/Berlin", 1);
-        std::filesystem::create_directory_symlink(STREAMS_PATH, "streams");
+        fs::create_directory_symlink(STREAMS_PATH, "streams");
     }
     /// While it lives nobody may read the folder: not root either, from a tool that starts now on.
     class CClosedFolder {
@@ -83,11 +77,9 @@ protected:
             for (const int nRight : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
                 prctl(PR_CAPBSET_DROP, nRight, 0, 0, 0);
             }
-            std::filesystem::permissions(m_strPath, std::filesystem::perms::none);
+            fs::permissions(m_strPath, fs::perms::none);
         }
-        ~CClosedFolder() {
-            std::filesystem::permissions(m_strPath, std::filesystem::perms::owner_all);
-        }
+        ~CClosedFolder() { fs::permissions(m_strPath, fs::perms::owner_all); }
         CClosedFolder(const CClosedFolder&) = delete;
         CClosedFolder& operator=(const CClosedFolder&) = delete;
 

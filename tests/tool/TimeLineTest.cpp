@@ -3,8 +3,7 @@
 
 #include <cmath>
 
-#include <gtest/gtest.h>
-
+#include "Support/Test.h"
 #include "media/TimeMender.h"
 #include "media/UtcClock.h"
 
@@ -65,7 +64,6 @@ TEST(TimeMender, EveryKindOfStampRunsForward) {
 
 // Stamps by which four cameras' pictures of one clock agree.
 TEST(UtcClock, FollowsTheCameraAndNotTheNetwork) {
-    using namespace std::chrono_literals;
     const UtcTime tBegin(1'700'000'000s);
     const auto Error = [&](double fRate, std::optional<std::chrono::milliseconds> nCamera) {
         CUtcClock obj(std::nullopt);
