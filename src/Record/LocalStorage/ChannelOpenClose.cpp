@@ -150,23 +150,21 @@ CLocalStorage::Attempt CLocalStorage::EnterChannel(COpenedFile& opened, const fi
                                                    CProtectedFile& objProtected) {
     const recordPath& stPath = stOrder.stPath;
     CRecordFile objRecFile = opened.Take();
+    if (m_objEvents.SendCreateFile(key.strCameraID, stPath.strPath, stOrder.pUser)) {
+        LogText(
+            "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback MESSAGEVALUE_CREATEFILE, "
+            "strRecFilePath[%s]",
+            stPath.strPath.c_str());
+    }
+    CChannelClaim claim = m_mapRecordChannel.Insert(key, stOrder.pUser, std::move(objRecFile),
+                                                    objProtected, OSL_Time());
     try {
-        if (m_objEvents.SendCreateFile(key.strCameraID, stPath.strPath, stOrder.pUser)) {
-            LogText(
-                "[wtb][CLocalStorage::OpenChannelRecord] pFunCallback MESSAGEVALUE_CREATEFILE, "
-                "strRecFilePath[%s]",
-                stPath.strPath.c_str());
-        }
-        const CChannelClaim claim = m_mapRecordChannel.Insert(
-            key, stOrder.pUser, std::move(objRecFile), objProtected, OSL_Time());
         claim.Channel().pLastSilence = m_objDisks.LastSilence(stOrder.pDisk->Path());
         claim.Channel().nOpened = OSL_TickMilliseconds();
         m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
     } catch (const std::exception&) {
         // The file stays, perhaps without an entry: the change does not end, so the marker stays.
-        CChannelClaim claim =
-            m_mapRecordChannel.Claim({key.strCameraID, key.nStart, key.nEnd, key.nType});
-        if (claim) claim.Remove();
+        claim.Remove();
         throw;
     }
     return Attempt::Done;

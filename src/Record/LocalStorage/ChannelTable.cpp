@@ -79,10 +79,10 @@ CChannelClaim CChannelTable::Insert(const channelKey& key, void* pUser, CRecordF
     OSL_Guard guard(m_mtxChannel);
     channelEntry& entry = GetFree();
     entry.key = key;
+    entry.nHash.store(channelKeyHash()(key), std::memory_order_relaxed);
     recordChannel& channel = entry.channel.emplace(key.strCameraID, pUser);
     m_setOpen.insert(&entry);
     m_vFree.pop_back();
-    entry.nHash.store(channelKeyHash()(key), std::memory_order_relaxed);
     channel.objRecFile = std::move(objRecFile);
     channel.strRecFilePath.swap(objProtected.m_strPath);
     channel.tCreateTime = tNow;

@@ -152,7 +152,7 @@ struct channelEntry {
 struct channelEntryHash : channelKeyHash {
     using channelKeyHash::operator();
     std::size_t operator()(const channelEntry* pEntry) const {
-        return channelKeyHash::operator()(pEntry->key);
+        return pEntry->nHash.load(std::memory_order_relaxed);
     }
 };
 

@@ -1,7 +1,6 @@
 // Start and stop of the engine.
 
 #include <algorithm>
-#include <limits>
 #include <new>
 
 #include "FileSystem/FileSystem.h"

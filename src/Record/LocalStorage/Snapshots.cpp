@@ -2,13 +2,11 @@
 
 #include <cstring>
 
-#include "FileSystem/FileSystem.h"
 #include "LocalStorage/CallFailure.h"
 #include "LocalStorage/Conversion.h"
 #include "LocalStorage/DiskChoice.h"
 #include "LocalStorage/Engine.h"
 #include "LocalStorage/EngineLog.h"
-#include "Log/LogError.h"
 #include "RecordTree/Names.h"
 
 bool CLocalStorage::WriteImage(const char* pCameraID, const char* pBuf, unsigned int nSize,
