@@ -236,7 +236,7 @@ ls_error ls_find_disks(const char* const* directories, size_t directory_count, l
     return Open<CDiskQuery>(
         directories, directory_count, query, system_error, [](const auto& vDirs) {
             DiskStatuses vDisks = StatusOfDisks(vDirs, SearchRecordings(vDirs, {}));
-            for (const auto& [strDir, st] : vDisks) RefuseUnread(st.mUnread);
+            RefuseUnread(UnreadOf(vDisks));
             return vDisks;
         });
 }

@@ -45,6 +45,12 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
     return vDisks;
 }
 
+UnreadFolders UnreadOf(const DiskStatuses& vDisks) {
+    UnreadFolders mUnread;
+    for (const auto& [strDir, st] : vDisks) mUnread.insert(st.mUnread.begin(), st.mUnread.end());
+    return mUnread;
+}
+
 diskStatus StatusOfDisk(const std::string& strDir, const found<recording>& stRecordings,
                         const CFolderInUse& objFolder) {
     diskStatus st;

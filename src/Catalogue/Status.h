@@ -54,6 +54,8 @@ DiskStatuses StatusOfDisks(const std::vector<std::string>& vDirs,
 /// The same of one of them.
 diskStatus StatusOfDisk(const std::string& strDir, const found<recording>& stRecordings,
                         const CFolderInUse& objFolder);
+/// What could not be read of any of them.
+UnreadFolders UnreadOf(const DiskStatuses& vDisks);
 
 /// The cameras of these recordings, and those that should be recorded.
 CameraStatuses StatusOfCameras(const std::vector<recording>& vRecordings, UtcTime tNow,

@@ -34,6 +34,7 @@ cameraPlan PlanCamera(const std::string& strCamera, const cameraSettings& stSett
     }
     return st;
 }
+
 }  // namespace
 
 std::vector<cameraPlan> PlanCameras(const recordOptions& st) {

@@ -123,8 +123,7 @@ int Run(const statusOptions& stOptions) {
     const UtcTime tNow = Now();
     const auto stFound = SearchRecordings(vDirs, {.stExact = SinceMidnight(tNow)});
     const DiskStatuses vDisks = StatusOfDisks(vDirs, stFound);
-    UnreadFolders mUnread;
-    for (const auto& [strDir, st] : vDisks) mUnread.insert(st.mUnread.begin(), st.mUnread.end());
+    const UnreadFolders mUnread = UnreadOf(vDisks);
     TellUnread(mUnread);
     TellHidden(vDirs, stFound.vFound);
     const CameraStatuses mCameras = StatusOfCameras(stFound.vFound, tNow, vExpected);

@@ -228,9 +228,7 @@ overview CApi::MakeOverview(std::vector<std::string> vDirs) const {
         return std::pair(strDir, StatusOfDisk(strDir, *pFound, objFolder));
     });
     st.mCameras = StatusOfCameras(pFound->vFound, tNow);
-    for (const auto& [strDir, stDisk] : st.vDisks) {
-        st.mUnread.insert(stDisk.mUnread.begin(), stDisk.mUnread.end());
-    }
+    st.mUnread = UnreadOf(st.vDisks);
     NoteSilent(vDirs, st.mUnread);
     return st;
 }
