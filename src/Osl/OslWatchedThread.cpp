@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr std::int64_t NONE = std::numeric_limits<std::int64_t>::max();  // no call, no silence
+
 // The system's own clock: a test that stops the library's must not hide that a call hangs.
 std::int64_t Now() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -30,7 +32,7 @@ void OSL_NoteCall() {
 
 struct OSL_WatchedThread::State {
     std::function<void()> m_body;
-    std::atomic<std::int64_t> m_nLastCall{std::numeric_limits<std::int64_t>::max()};
+    std::atomic<std::int64_t> m_nLastCall{NONE};
     std::mutex m_mtx;
     std::condition_variable m_ended;
     bool m_bEnded = false;
@@ -61,6 +63,7 @@ std::uint32_t OSL_WatchedThread::Run(void* pState) {
     OSL_NoteCall();
     state.m_body();
     state.m_body = nullptr;  // with all that it owns, while that is still watched
+    Rest();
     t_pnLastCall = nullptr;
     const std::lock_guard<std::mutex> guard(state.m_mtx);
     state.m_bEnded = true;
@@ -69,12 +72,18 @@ std::uint32_t OSL_WatchedThread::Run(void* pState) {
 }
 
 std::int64_t OSL_WatchedThread::Silence() const {
-    const std::int64_t nLastCall = m_pState->m_nLastCall.load(std::memory_order_relaxed);
-    return nLastCall == std::numeric_limits<std::int64_t>::max() ? -1 : Now() - nLastCall;
+    const std::int64_t nNow = Now();  // before: it may make a call meanwhile
+    const std::int64_t nLastCall =
+        m_pState ? m_pState->m_nLastCall.load(std::memory_order_relaxed) : NONE;
+    return nLastCall == NONE ? -1 : nNow - nLastCall;
 }
 
 void OSL_WatchedThread::EndSilence() {
     if (t_pnLastCall) OSL_NoteCall();
+}
+
+void OSL_WatchedThread::Rest() {
+    if (t_pnLastCall) t_pnLastCall->store(NONE, std::memory_order_relaxed);
 }
 
 bool OSL_WatchedThread::Wait(std::int64_t nPatience) {

@@ -28,10 +28,12 @@ public:
     bool Start(std::function<void()> body);
 
     /// For so many milliseconds the thread has made no call to the system, or been inside one; less
-    /// than none before it runs. Any thread; not without a thread.
+    /// than none while it rests, and while there is none that runs. Any thread.
     std::int64_t Silence() const;
     /// Begins the calling thread's silence anew.
     static void EndSilence();
+    /// The calling thread has nothing to do, and is not silent, until EndSilence.
+    static void Rest();
 
     /// Waits for the end of the thread. False: it was silent for so many milliseconds of that, and
     /// is left behind; and so it is by itself. True at once when there is none, or it was left

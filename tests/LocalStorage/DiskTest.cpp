@@ -47,6 +47,22 @@ TEST(Disks, AFailureCountsForTheDiskOfTheFileUntilALookFindsItGone) {
     EXPECT_EQ(disks.LookAtCurrent().nFailure, 0);
 }
 
+// Whoever looks at the moment at which it takes up work again must not see how long it rested.
+TEST(DiskCalls, AThreadThatHadNothingToDoWasNotSilent) {
+    constexpr std::int64_t REST = 1000;  // ms
+    std::vector<CDiskCalls> vDisks(16);
+    for (CDiskCalls& disk : vDisks) ASSERT_TRUE(disk.Start());
+    std::this_thread::sleep_for(std::chrono::milliseconds(REST));
+    std::int64_t nSilence = 0;
+    for (CDiskCalls& disk : vDisks) {
+        std::atomic<bool> bDone = false;
+        const auto done = disk.Post(DiskLane::Use, [&] { bDone = true; });
+        while (!bDone) nSilence = std::max(nSilence, disk.Silence());
+        done.wait();
+    }
+    EXPECT_LT(nSilence, REST);
+}
+
 class DiskCheck : public CEngineTest {
 protected:
     /// The disk that a new recording lies on.

@@ -38,8 +38,8 @@ bool CDiskCalls::AwaitIdle(DiskLane eLane, std::int64_t nPatience) {
 }
 
 std::int64_t CDiskCalls::Silence(DiskLane eLane) const {
-    const std::int64_t nUse = m_use.Silence();
-    return eLane == DiskLane::Use ? nUse : std::max(nUse, m_cleanUp.Silence());
+    const std::int64_t nUse = std::max<std::int64_t>(m_use.m_thread.Silence(), 0);
+    return eLane == DiskLane::Use ? nUse : std::max(nUse, m_cleanUp.m_thread.Silence());
 }
 
 // A queue without a thread would keep whoever waits for a job.
@@ -47,10 +47,6 @@ bool CDiskCalls::CLane::StartThread() try {
     return m_thread.Start([pQueue = m_pQueue] { pQueue->RunAll(); });
 } catch (const std::exception&) {
     return false;
-}
-
-std::int64_t CDiskCalls::CLane::Silence() const {
-    return m_pQueue->IsBusy() ? std::max<std::int64_t>(m_thread.Silence(), 0) : 0;
 }
 
 bool CDiskCalls::CQueue::Put(Call call) {
@@ -90,7 +86,6 @@ bool CDiskCalls::CQueue::AwaitIdle(std::int64_t nMilliseconds) {
 
 void CDiskCalls::CQueue::RunAll() {
     while (Call call = Take()) {
-        OSL_WatchedThread::EndSilence();
         call();
         call = nullptr;  // with all that it owns
     }
@@ -104,7 +99,9 @@ std::function<void()> CDiskCalls::CQueue::Take() {
     OSL_WaitLock lock{m_mtx};
     m_bBusy = false;
     if (m_lsCalls.empty()) m_idle.notify_all();
+    OSL_WatchedThread::Rest();
     while (m_lsCalls.empty() && !m_bStop) m_changed.wait(lock);
+    OSL_WatchedThread::EndSilence();
     if (m_bStop) return nullptr;
     m_bBusy = true;
     Call call = std::move(m_lsCalls.front());

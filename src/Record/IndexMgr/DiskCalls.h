@@ -12,7 +12,6 @@
 #ifndef LOCALSTORAGE_INDEXMGR_DISKCALLS_H
 #define LOCALSTORAGE_INDEXMGR_DISKCALLS_H
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -120,7 +119,6 @@ private:
         bool Put(Call call);
         void RunAll();
         void Stop();
-        bool IsBusy() const { return m_bBusy; }
         bool IsStopped();
         /// False: not within so many milliseconds.
         bool AwaitIdle(std::int64_t nMilliseconds);
@@ -132,14 +130,13 @@ private:
         std::condition_variable_any m_changed, m_idle;
         std::list<Call> m_lsCalls OSL_GUARDED_BY(m_mtx);
         bool m_bStop OSL_GUARDED_BY(m_mtx) = true;
-        std::atomic<bool> m_bBusy{false};
+        bool m_bBusy OSL_GUARDED_BY(m_mtx) = false;
     };
     struct CLane {
         const std::shared_ptr<CQueue> m_pQueue = std::make_shared<CQueue>();
         OSL_WatchedThread m_thread;
 
         bool StartThread();
-        std::int64_t Silence() const;
     };
 
     CLane& Of(DiskLane eLane) { return eLane == DiskLane::Use ? m_use : m_cleanUp; }
