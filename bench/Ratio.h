@@ -40,6 +40,10 @@ inline RatioGoal AtLeast(double dLimit) {
 /// One repetition; returns its cost.
 using RatioRun = std::function<double()>;
 
+/// Repetitions of each; and of those in which the kernel's own threads take a processor every
+/// second or third time.
+constexpr int ROUNDS = 7, MANY_ROUNDS = 21;
+
 /// Seconds that `run` takes.
 template <typename Run>
 double SecondsOf(Run run) {
@@ -64,7 +68,7 @@ inline std::vector<std::string>& RatioLines() {
 /// Registers a row.
 inline void Ratio(const std::string& strNumber, const std::string& strWhat,
                   const std::string& strBaseline, RatioGoal stGoal, RatioRun ours,
-                  RatioRun baseline, int nRepetitions = 7) {
+                  RatioRun baseline, int nRepetitions = ROUNDS) {
     const auto Run = [=](benchmark::State& state) {
         std::vector<double> vOurs, vBaseline;
         for (auto _ : state) {

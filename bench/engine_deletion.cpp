@@ -29,7 +29,6 @@ namespace {
 
 constexpr int CAMERAS = 64, FILES = 20000;
 constexpr std::chrono::milliseconds PASS_TIME(200);  // about what a pass takes in memory
-constexpr int LONGEST_ROUNDS = 21;  // the system's own threads interrupt one in three of them
 constexpr std::chrono::milliseconds SETTLING_TIME(100);
 constexpr std::chrono::milliseconds CHECK_TIME(5400);  // and until a disk check runs one
 
@@ -266,15 +265,15 @@ int main(int argc, char** argv) {
     const std::string strPicture(100 << 10, 'x');
     Ratio(
         "14", "a deletion pass over a day of 20,000 files", "rm -rf", AtMost(1.25),
-        [&] { return PassSeconds(scratch); }, [&] { return RmSeconds(scratch); });
+        [&] { return PassSeconds(scratch); }, [&] { return RmSeconds(scratch); }, MANY_ROUNDS);
     Ratio(
         "15", "longest WriteData (4 KiB) during that pass", "without one", AtMost(2),
         [&] { return LongestWriteInPass(scratch); },
-        [&] { return LongestWriteWithoutPass(scratch, PASS_TIME); }, LONGEST_ROUNDS);
+        [&] { return LongestWriteWithoutPass(scratch, PASS_TIME); }, MANY_ROUNDS);
     Ratio(
         "15", "longest WriteData (4 KiB) during that pass", "while rm -rf deletes the same",
         AtMost(2), [&] { return LongestWriteInPass(scratch); },
-        [&] { return LongestWriteDuringRm(scratch); }, LONGEST_ROUNDS);
+        [&] { return LongestWriteDuringRm(scratch); }, MANY_ROUNDS);
     Ratio(
         "15", "longest WriteData (4 KiB) while the disk check runs one by itself", "without one",
         AtMost(2), [&] { return LongestWriteInOwnPass(scratch); },

@@ -219,9 +219,10 @@ int main(int argc, char** argv) {
     Ratio(
         "5", "WriteData on 2 threads, 2 cameras, 64 KiB pieces", "write(2)", AtLeast(0.95),
         [] { return RecordOnTwoThreads(s_strStream); },
-        [] { return WriteOnTwoThreads(s_strStream); });
+        [] { return WriteOnTwoThreads(s_strStream); }, MANY_ROUNDS);
     Ratio(
         "5", "WriteData, 64 cameras in turn, 64 KiB pieces", "write(2)", AtLeast(0.95),
-        [] { return RecordInTurn(s_strStream); }, [] { return WriteInTurn(s_strStream); });
+        [] { return RecordInTurn(s_strStream); }, [] { return WriteInTurn(s_strStream); },
+        MANY_ROUNDS);
     return RunRatios(argc, argv);
 }

@@ -124,7 +124,8 @@ void Row(const char* pNumber, const char* pWhat, RatioGoal stGoal, int nThreads,
     Ratio(
         pNumber, pWhat, "spdlog, asynchronous, blocking, basic file sink", stGoal,
         [=] { return Ours(nThreads, nLines, bUntilWritten); },
-        [=] { return Spdlogs(nThreads, nLines, bUntilWritten); });
+        [=] { return Spdlogs(nThreads, nLines, bUntilWritten); },
+        bUntilWritten ? ROUNDS : MANY_ROUNDS);
 }
 
 }  // namespace

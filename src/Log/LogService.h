@@ -89,14 +89,14 @@ private:
     OSL_Mutex m_mtxFile{OSL_LockRank::LogFile, "log file"};
     CLogFile m_logFile OSL_GUARDED_BY(m_mtxFile);
 
-    OSL_Mutex m_mtxQueue{OSL_LockRank::LogQueue, "log queue"};
+    // What every line changes, in two lines of the cache, which go from one caller to the next.
+    alignas(64) OSL_Mutex m_mtxQueue{OSL_LockRank::LogQueue, "log queue"};
+    std::uint64_t m_nWakeAt OSL_GUARDED_BY(m_mtxQueue) = NEVER;  ///< bytes that wake the writer
     CLineRing m_ring OSL_GUARDED_BY(m_mtxQueue);
     std::uint64_t m_nOutput OSL_GUARDED_BY(m_mtxQueue) = 0;      ///< lines since it was opened
     std::uint64_t m_nDue OSL_GUARDED_BY(m_mtxQueue) = 0;         ///< the writer rests behind them
     std::uint64_t m_nStopAt OSL_GUARDED_BY(m_mtxQueue) = NEVER;  ///< and ends behind these
-    std::uint64_t m_nWakeAt OSL_GUARDED_BY(m_mtxQueue) =
-        NEVER;                          ///< bytes in the queue that wake it
-    OSL_EventHandle m_hWake = nullptr;  ///< lives as long as the queue
+    OSL_EventHandle m_hWake = nullptr;                           ///< lives as long as the queue
 };
 
 #endif  // LOCALSTORAGE_LOG_LOGSERVICE_H
