@@ -8,17 +8,17 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "Catalogue/Catalogue.h"
+#include "serve/Clips.h"
 #include "serve/Disks.h"
-#include "serve/Downloads.h"
 #include "serve/Http.h"
 #include "serve/Overview.h"
 #include "serve/RequestCounts.h"
+#include "serve/Search.h"
 
-class CClipTarget;
 class CParameterReader;
 
 class CApi {
@@ -49,44 +49,20 @@ public:
 private:
     const route* FindRoute(const std::string& strPath) const;
     httpAnswer Health() const;
-    httpAnswer Cameras() const;
     httpAnswer Metrics() const;
-    overview MakeOverview(std::vector<std::string> vDirs) const;
-    std::shared_ptr<const overview> Overview() const;
+    httpAnswer Cameras() const;
     httpAnswer Status() const;
     httpAnswer Days() const;
     httpAnswer Timeline(const CParameterReader& objReader) const;
     httpAnswer Recordings(const CParameterReader& objReader) const;
     httpAnswer List(const httpRequest& stRequest, const CParameterReader& objReader) const;
-
-    /// Video that is asked for.
-    struct clipRequest {
-        std::string strCamera;
-        timeSpan stRange;
-        found<recording> stFound;  ///< at least one
-        bool bFollow = false;      ///< and what is recorded from now on
-    };
-    clipRequest ReadClipRequest(const CParameterReader& objReader) const;
-    void Join(const clipRequest& st, CClipTarget& objTarget) const;
-    httpAnswer Video(const CParameterReader& objReader) const;
-    httpAnswer Download(const clipRequest& st) const;
     httpAnswer Pictures(const httpRequest& stRequest, const CParameterReader& objReader) const;
     httpAnswer Picture(const CParameterReader& objReader) const;
 
-    [[noreturn]] static void FindNothing(const UnreadFolders& mUnread);
-    void NoteSilent(const std::vector<std::string>& vAnswered, UnreadFolders& mUnread) const;
-    found<recording> Search(const recordingFilter& stFilter) const;
-    found<recording> SearchIn(std::vector<std::string>& vDirs,
-                              const recordingFilter& stFilter) const;
-    found<recording> SearchSome(const recordingFilter& stFilter) const;
-    found<picture> SearchShots(const std::string& strCamera, const timeSpan& stRange) const;
-    template <typename Function>
-    auto SearchEach(const Function& fnSearch) const;
-
     const CDisks m_objDisks;
-    const std::unique_ptr<CDownloads> m_pDownloads;
+    const CSearch m_objSearch{m_objDisks};
     const std::unique_ptr<COverview> m_pOverview;
-    const std::atomic<bool>& m_bStop;
+    const std::unique_ptr<CClips> m_pClips;
     const std::vector<route> m_vRoutes;
     CRequestCounts m_objCounts;
 };

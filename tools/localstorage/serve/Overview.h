@@ -5,13 +5,13 @@
 #define LOCALSTORAGE_TOOL_SERVE_OVERVIEW_H
 
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "Catalogue/Status.h"
+#include "serve/Search.h"
 
 struct overview {
     DiskStatuses vDisks;  ///< those that can be read
@@ -21,9 +21,8 @@ struct overview {
 
 class COverview {
 public:
-    using MakeFunction = std::function<overview(std::vector<std::string> vDirs)>;
-
-    explicit COverview(MakeFunction fnMake) : m_fnMake(std::move(fnMake)) {}
+    COverview(const CDisks& objDisks, const CSearch& objSearch)
+        : m_objDisks(objDisks), m_objSearch(objSearch) {}
 
     /// Of the directories that can be read. Made by one thread at a time, and kept for ten times as
     /// long as that took: no more than a tenth of the time is spent on it. Throws what making it
@@ -31,7 +30,10 @@ public:
     std::shared_ptr<const overview> Get(const std::vector<std::string>& vDirs);
 
 private:
-    const MakeFunction m_fnMake;
+    overview Make(std::vector<std::string> vDirs) const;
+
+    const CDisks& m_objDisks;
+    const CSearch& m_objSearch;
     std::mutex m_mutex;
     std::vector<std::string> m_vDirs;  ///< of which the latest was made
     std::shared_ptr<const overview> m_pLatest;
