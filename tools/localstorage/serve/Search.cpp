@@ -78,7 +78,6 @@ found<picture> CSearch::Pictures(const std::string& strCamera, const timeSpan& s
 found<std::string> CSearch::Days() const {
     auto st = SearchEach([](const std::string& strDir) { return SearchDays({strDir}); });
     std::ranges::sort(st.vFound);
-    const auto vTwice = std::ranges::unique(st.vFound);
-    st.vFound.erase(vTwice.begin(), vTwice.end());
+    st.vFound.erase(std::unique(st.vFound.begin(), st.vFound.end()), st.vFound.end());
     return st;
 }
