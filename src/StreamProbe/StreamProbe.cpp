@@ -12,10 +12,6 @@
 
 namespace {
 
-struct freeMemory {
-    void operator()(char* pMemory) const { std::free(pMemory); }
-};
-
 // What is undecided when a piece arrives, and behind it what the piece leaves: packets that point
 // into the first stay valid until the next piece. Not touched before it is needed.
 constexpr std::size_t HOLD_SIZE = 2 * MAX_UNDECIDED;
@@ -30,6 +26,10 @@ public:
     int GetPacket(VEXANA_PACKET& stPacket);
 
 private:
+    struct freeMemory {
+        void operator()(char* pMemory) const { std::free(pMemory); }
+    };
+
     bool ReadToMark(frameMark& stMark);
     bool ReadOn();
     const char* At(std::uint64_t nPos) const;
