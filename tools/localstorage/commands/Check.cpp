@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* CHECK_EXAMPLES =
     "  localstorage check --dir /mnt/disk1 --dir /mnt/disk2\n"
     "  localstorage check --dir /mnt/disk1 --json\n\n"
     "Nothing is changed. Findings: foreign (a repair removes it), unlisted (a recording without "
@@ -44,7 +44,7 @@ command CheckCommand() {
     const auto pJson = std::make_shared<bool>(false);
     return {"check",
             "Compare index and recordings, changing nothing",
-            EXAMPLES,
+            CHECK_EXAMPLES,
             {DirsOption(*pDirs), JsonOption(*pJson)},
             [=] { return Run(*pDirs, *pJson); }};
 }

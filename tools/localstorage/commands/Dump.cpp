@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* DUMP_EXAMPLES =
     "  localstorage dump /mnt/disk1/RecordFile/index01.bin\n"
     "  localstorage dump /mnt/disk1/RecordFile/20240305/door/index03.bin --json\n\n"
     "index01.bin lists the days of a record directory, index02.bin the channels of a day,\n"
@@ -102,7 +102,7 @@ command DumpCommand() {
     const auto pJson = std::make_shared<bool>(false);
     return {"dump",
             "Show one index file in words",
-            EXAMPLES,
+            DUMP_EXAMPLES,
             {JsonOption(*pJson), Required({"FILE", pFile.get(), "Index file"})},
             [=] { return Run(*pFile, *pJson); }};
 }

@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* EXPORT_EXAMPLES =
     "  localstorage export --dir /mnt/disk1 --dir /mnt/disk2 --camera door \\\n"
     "      --from \"2024-03-05 08:00\" --to \"2024-03-05 08:10\" -o door.mp4 --manifest\n"
     "  localstorage verify door.mp4.manifest.json\n"
@@ -192,7 +192,7 @@ command ExportCommand() {
     exportOptions& st = *pOptions;
     return {"export",
             "Join the recordings of a range into one MP4 file",
-            EXAMPLES,
+            EXPORT_EXAMPLES,
             {DirsOption(st.stSelection.vDirs),
              CameraOption(st.strCamera, "Camera"),
              Required(FromOption(st.stSelection)),

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* IMPORT_EXAMPLES =
     "  localstorage import --dir /mnt/disk1 --camera door --start \"2024-03-05 08:00\" door.mp4\n"
     "  localstorage import --dir /mnt/disk1 --camera door --start 2024-03-05T08:00:00 \\\n"
     "      --end 2024-03-05T09:00:00 --type 2 door.mkv\n\n"
@@ -197,7 +197,7 @@ command ImportCommand() {
     return {
         "import",
         "Store a stream as one recording (remote-backup layout)",
-        EXAMPLES,
+        IMPORT_EXAMPLES,
         {DirsOption(st.vDirs),
          CameraOption(st.strCamera, "Camera that the recording is of"),
          Required(TimeOption("--start", st.strStart, "When the recording starts")),

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* KEEP_EXAMPLES =
     "  localstorage keep --dir /mnt/disk1 --camera door --from \"2024-03-05 08:00\" \\\n"
     "      --to \"2024-03-05 08:30\" --into /mnt/evidence/2024-117 --note \"case 117\"\n"
     "  localstorage verify /mnt/evidence/2024-117\n\n"
@@ -185,7 +185,7 @@ command KeepCommand() {
     keepOptions& st = *pOptions;
     return {"keep",
             "Store a range outside of the engine's reach, with a manifest",
-            EXAMPLES,
+            KEEP_EXAMPLES,
             {DirsOption(st.stSelection.vDirs),
              CameraOption(st.strCamera, "Camera"),
              Required(FromOption(st.stSelection)),

@@ -23,7 +23,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* PRUNE_EXAMPLES =
     "  localstorage prune --dir /mnt/disk1 --before 2024-03-01\n"
     "  localstorage prune --dir /mnt/disk1 --keep-free 50000 --apply\n"
     "  localstorage prune --dir /mnt/disk1 --before -30d --kind pictures --apply\n\n"
@@ -166,7 +166,7 @@ command PruneCommand() {
     pruneOptions& st = *pOptions;
     return {"prune",
             "Delete the oldest days of recordings or pictures",
-            EXAMPLES,
+            PRUNE_EXAMPLES,
             {DirsOption(st.vDirs),
              TimeOption("--before", st.strBefore, "Delete the days before this one"),
              {.strNames = "--keep-free",

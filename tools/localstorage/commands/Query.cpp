@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* QUERY_EXAMPLES =
     "  localstorage query --dir /mnt/disk1 --camera door --from today --to now\n"
     "  localstorage query --dir /mnt/disk1 --dir /mnt/disk2 --camera door \\\n"
     "      --from \"2024-03-05 08:00\" --to \"2024-03-05 18:00\" --type 2\n"
@@ -72,7 +72,7 @@ command QueryCommand() {
     selection& st = *pSelection;
     return {"query",
             "List the recordings of a time range",
-            EXAMPLES,
+            QUERY_EXAMPLES,
             {DirsOption(st.vDirs), CamerasOption(st.vCameras), FromOption(st), ToOption(st),
              TypeOption(st.nType, 0), JsonOption(*pJson)},
             [=] { return Run(*pSelection, *pJson); }};

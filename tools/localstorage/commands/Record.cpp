@@ -25,7 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* EXAMPLES =
+constexpr const char* RECORD_EXAMPLES =
     "  localstorage record --dir /mnt/disk1 --camera door=rtsp://192.168.1.20/stream1\n"
     "  localstorage record --dir /mnt/disk1 --dir /mnt/disk2 --cyclic \\\n"
     "      --camera door=rtsp://192.168.1.20/stream1 --camera yard=yard.mkv --file-size 64\n"
@@ -205,7 +205,7 @@ command RecordCommand() {
     const auto pOptions = std::make_shared<recordOptions>();
     return {"record",
             "Record cameras, again and again when they went away (client layout)",
-            EXAMPLES,
+            RECORD_EXAMPLES,
             OptionsOfRecord(*pOptions),
             [pOptions] { return Run(*pOptions); },
             CameraTables(*pOptions)};

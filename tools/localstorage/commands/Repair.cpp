@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* REPAIR_EXAMPLES =
     "  localstorage repair --dir /mnt/disk1\n"
     "  localstorage repair --dir /mnt/disk1 --apply --keep-removed /root/removed\n\n"
     "Without --apply nothing is changed. A repair is refused while a host records into the\n"
@@ -135,7 +135,7 @@ command RepairCommand() {
     repairOptions& st = *pOptions;
     return {"repair",
             "Make the index anew and remove what does not belong",
-            EXAMPLES,
+            REPAIR_EXAMPLES,
             {DirsOption(st.vDirs),
              {"--apply", &st.bApply, "Do it; without, only tell what would be done"},
              {"--keep-removed", &st.strKeep, "Move what is removed here instead", "DIR"},

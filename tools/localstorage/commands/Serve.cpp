@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* SERVE_EXAMPLES =
     "  localstorage serve --dir /mnt/disk1 --dir /mnt/disk2\n"
     "  localstorage serve --dir /mnt/disk1 --listen 192.0.2.7:9996 --token-file /etc/cctv/token "
     "\\\n"
@@ -108,7 +108,7 @@ command ServeCommand() {
     return {
         "serve",
         "Show what is recorded over HTTP",
-        EXAMPLES,
+        SERVE_EXAMPLES,
         {DirsOption(st.vDirs),
          {.strNames = "--listen",
           .target = &st.strListen,

@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* STATUS_EXAMPLES =
     "  localstorage status --dir /mnt/disk1 --dir /mnt/disk2\n"
     "  localstorage status --dir /mnt/disk1 --json\n"
     "  localstorage status --config /etc/localstorage/record.toml\n\n"
@@ -147,7 +147,7 @@ command StatusCommand() {
     stDirs.bRequired = false;
     return {"status",
             "Tell what stands on each disk and of each camera",
-            EXAMPLES,
+            STATUS_EXAMPLES,
             {stDirs,
              {.strNames = "--config",
               .target = &pOptions->strConfig,

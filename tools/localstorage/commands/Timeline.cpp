@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* TIMELINE_EXAMPLES =
     "  localstorage timeline --dir /mnt/disk1 --dir /mnt/disk2 --day today\n"
     "  localstorage timeline --dir /mnt/disk1 --camera door --day 2024-03-05 --svg door.svg\n\n"
     "Bars take the width of the terminal; --ascii, or an output that is no terminal, keeps them\n"
@@ -92,7 +92,7 @@ command TimelineCommand() {
     timelineOptions& st = *pOptions;
     return {"timeline",
             "Show what is recorded of a day, and where the gaps are",
-            EXAMPLES,
+            TIMELINE_EXAMPLES,
             {DirsOption(st.vDirs),
              CamerasOption(st.vCameras),
              TimeOption("--day", st.strDay, "Day, or any time of it"),

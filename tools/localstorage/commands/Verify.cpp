@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr const char* EXAMPLES =
+constexpr const char* VERIFY_EXAMPLES =
     "  localstorage verify /mnt/evidence/2024-117\n"
     "  localstorage verify --json door.mp4.manifest.json\n\n"
     "Compares every file with the manifest: its size and its SHA-256. That the manifest itself is "
@@ -80,7 +80,7 @@ command VerifyCommand() {
     verifyOptions& st = *pOptions;
     return {"verify",
             "Check what \"keep\" or \"export\" stored against its manifest",
-            EXAMPLES,
+            VERIFY_EXAMPLES,
             {Required({"DIR", &st.strPath, "Folder that was kept, or a manifest"}),
              JsonOption(st.bJson)},
             [pOptions] { return Run(*pOptions); }};

@@ -13,7 +13,7 @@ std::string OptionWords(const std::vector<option>& vOptions) {
     return strWords;
 }
 
-std::string ValueAction(const option& st) {
+std::string BashAction(const option& st) {
     const optionValue stValue = ValueOf(st);
     switch (stValue.eKind) {
         case valueKind::DIRECTORY:
@@ -33,7 +33,7 @@ std::string ValueCase(const std::string& strCommand, const option& st) {
     if (st.IsPositional() || st.strValue.empty()) return {};
     std::vector<std::string> vPatterns;
     for (const std::string& strName : st.Names()) vPatterns.push_back(strCommand + ":" + strName);
-    return "    " + Joined(vPatterns, " | ") + ")\n        " + ValueAction(st) +
+    return "    " + Joined(vPatterns, " | ") + ")\n        " + BashAction(st) +
            "\n        return\n        ;;\n";
 }
 

@@ -5,7 +5,7 @@
 
 namespace {
 
-std::string Quoted(const std::string& strText) {
+std::string InFishQuotes(const std::string& strText) {
     std::string strOut = "'";
     for (const char c : strText) {
         if (c == '\'' || c == '\\') strOut += '\\';
@@ -14,7 +14,7 @@ std::string Quoted(const std::string& strText) {
     return strOut + "'";
 }
 
-std::string ValueAction(const option& st) {
+std::string FishAction(const option& st) {
     if (st.strValue.empty()) return {};
     const optionValue stValue = ValueOf(st);
     switch (stValue.eKind) {
@@ -23,7 +23,7 @@ std::string ValueAction(const option& st) {
         case valueKind::PATH:
             return " -r -F";
         case valueKind::WORDS:
-            return " -x -a " + Quoted(Joined(stValue.vWords, " "));
+            return " -x -a " + InFishQuotes(Joined(stValue.vWords, " "));
         case valueKind::UNKNOWN:
             break;
     }
@@ -38,7 +38,7 @@ std::string Line(const option& st, const std::string& strWhere) {
         const bool bLong = strName.starts_with("--");
         strLine += (bLong ? " -l " : " -s ") + strName.substr(bLong ? 2 : 1);
     }
-    return strLine + " -d " + Quoted(st.strDescription) + ValueAction(st) + "\n";
+    return strLine + " -d " + InFishQuotes(st.strDescription) + FishAction(st) + "\n";
 }
 
 }  // namespace
@@ -49,7 +49,7 @@ std::string MakeFishCompletion(const program& stProgram) {
     for (const option& st : AllOptions(stProgram)) strOut += Line(st, "");
     for (const command& stCommand : stProgram.vCommands) {
         strOut += "complete -c localstorage -n __fish_use_subcommand -a " + stCommand.strName +
-                  " -d " + Quoted(stCommand.strDescription) + "\n";
+                  " -d " + InFishQuotes(stCommand.strDescription) + "\n";
         const std::string strWhere = " -n '__fish_seen_subcommand_from " + stCommand.strName + "'";
         for (const option& st : stCommand.vOptions) strOut += Line(st, strWhere);
     }

@@ -19,7 +19,7 @@ std::string Escaped(const std::string& strText) {
     return strOut;
 }
 
-std::string ValueAction(const option& st) {
+std::string ZshAction(const option& st) {
     const optionValue stValue = ValueOf(st);
     switch (stValue.eKind) {
         case valueKind::DIRECTORY:
@@ -37,7 +37,7 @@ std::string ValueAction(const option& st) {
 /// The arguments of _arguments for an option: one for each name.
 std::string Arguments(const option& st) {
     const std::string strValue =
-        st.strValue.empty() ? "" : ":" + Escaped(st.strValue) + ":" + ValueAction(st);
+        st.strValue.empty() ? "" : ":" + Escaped(st.strValue) + ":" + ZshAction(st);
     std::string strOut;
     for (const std::string& strName : st.Names()) {
         strOut += " \\\n            '";

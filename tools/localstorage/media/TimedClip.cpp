@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 /// By so much the clocks of two recordings that touch may differ.
 constexpr auto CLOCK_ERROR = 1s;
 /// Sound so far from the picture is none of it.
-constexpr std::int64_t MOST_APART = 10 * TICKS;
+constexpr std::int64_t FARTHEST_SOUND = 10 * TICKS;
 
 UtcTime::duration ToSpan(std::int64_t nTicks) {
     return UtcTime::duration(nTicks * 1000000 / TICKS);
@@ -111,7 +111,7 @@ void CTimedClip::WriteAudio(const reading& st, AVPacket& stPacket) {
     const std::int64_t nRunUp = m_objWriter.AudioEnd() == 0 ? nLength : 0;
     const bool bBefore = !st.bWhole && stPacket.pts < st.nFirst - nRunUp;
     const bool bTwice = nRunUp == 0 && nShow < m_objWriter.AudioEnd() - nLength / 2;
-    if (bBefore || bTwice || nShow < -nRunUp || nShow > m_objWriter.End() + MOST_APART) return;
+    if (bBefore || bTwice || nShow < -nRunUp || nShow > m_objWriter.End() + FARTHEST_SOUND) return;
     m_objWriter.Write(ETrack::Audio, stPacket, {nShow, nShow}, nLength);
 }
 

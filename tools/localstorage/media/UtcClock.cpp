@@ -14,7 +14,7 @@ constexpr auto WINDOW = 5s;
 constexpr auto LONGEST_SILENCE = 60s;
 /// A picture is taken before it arrives, and not long before; what a camera says that was right
 /// before may be longer ago.
-constexpr auto MOST_DELAY = 1000ms, MOST_AHEAD = 100ms, MOST_STALL = 30000ms;
+constexpr auto MOST_DELAY = 1000ms, MOST_EARLY = 100ms, MOST_STALL = 30000ms;
 
 }  // namespace
 
@@ -44,7 +44,7 @@ UtcTime CUtcClock::TimeOf(std::int64_t nShow, UtcTime tArrived, std::optional<Ut
 
 bool CUtcClock::IsPlausible(Span nShow, UtcTime tCamera, UtcTime tArrival) const {
     const bool bSteady =
-        m_optBelieved && std::chrono::abs(tCamera - nShow - *m_optBelieved) < MOST_AHEAD;
+        m_optBelieved && std::chrono::abs(tCamera - nShow - *m_optBelieved) < MOST_EARLY;
     const auto nDelay = tArrival - tCamera;
-    return nDelay > -MOST_AHEAD && (nDelay < MOST_DELAY || (bSteady && nDelay < MOST_STALL));
+    return nDelay > -MOST_EARLY && (nDelay < MOST_DELAY || (bSteady && nDelay < MOST_STALL));
 }
