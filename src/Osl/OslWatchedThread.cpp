@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::int64_t NONE = std::numeric_limits<std::int64_t>::max();  // no call, no silence
+constexpr std::int64_t NONE = std::numeric_limits<std::int64_t>::max();  // no call: no silence
 
 // The system's own clock: a test that stops the library's must not hide that a call hangs.
 std::int64_t Now() {
@@ -75,7 +75,7 @@ std::int64_t OSL_WatchedThread::Silence() const {
     const std::int64_t nNow = Now();  // before: it may make a call meanwhile
     const std::int64_t nLastCall =
         m_pState ? m_pState->m_nLastCall.load(std::memory_order_relaxed) : NONE;
-    return nLastCall == NONE ? -1 : nNow - nLastCall;
+    return std::max<std::int64_t>(nNow - nLastCall, 0);
 }
 
 void OSL_WatchedThread::EndSilence() {

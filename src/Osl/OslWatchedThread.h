@@ -27,8 +27,8 @@ public:
     /// False: no thread. Throws std::bad_alloc.
     bool Start(std::function<void()> body);
 
-    /// For so many milliseconds the thread has made no call to the system, or been inside one; less
-    /// than none while it rests, and while there is none that runs. Any thread.
+    /// For so many milliseconds the thread has made no call to the system, or been inside one; none
+    /// while it rests, and while there is none that runs. Any thread.
     std::int64_t Silence() const;
     /// Begins the calling thread's silence anew.
     static void EndSilence();

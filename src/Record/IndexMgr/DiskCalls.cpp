@@ -38,7 +38,7 @@ bool CDiskCalls::AwaitIdle(DiskLane eLane, std::int64_t nPatience) {
 }
 
 std::int64_t CDiskCalls::Silence(DiskLane eLane) const {
-    const std::int64_t nUse = std::max<std::int64_t>(m_use.m_thread.Silence(), 0);
+    const std::int64_t nUse = m_use.m_thread.Silence();
     return eLane == DiskLane::Use ? nUse : std::max(nUse, m_cleanUp.m_thread.Silence());
 }
 
