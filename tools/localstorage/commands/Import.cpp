@@ -64,7 +64,7 @@ recordingName NameOf(const importOptions& stOptions, const CMediaInput& objInput
 void RefuseExisting(const importOptions& stOptions, const recordingName& stName) {
     // What recordings carry may differ from their names by as much.
     const localMoments stStart = MomentsOf(stName.tStart);
-    const timeSpan stNear{stStart.tFirst - GAP_TOLERANCE, stStart.tSecond + GAP_TOLERANCE};
+    const timeSpan stNear = Widened({stStart.tFirst, stStart.tSecond}, GAP_TOLERANCE);
     const recordingFilter stFilter{
         .vCameras = {stOptions.strCamera}, .stRange = stNear, .bEmpty = true};
     for (const recording& st : FindRecordings(stOptions.stHost.vDirs, stFilter)) {

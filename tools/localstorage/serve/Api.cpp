@@ -97,12 +97,7 @@ void CApi::Count(const std::string& strPath, httpStatus eStatus, double fSeconds
 }
 
 std::vector<std::string> CApi::Unreadable() const {
-    const auto vReadable = m_objDisks.Readable();
-    std::vector<std::string> vDirs = m_objDisks.Dirs();
-    std::erase_if(vDirs, [&](const std::string& strDir) {
-        return std::find(vReadable.begin(), vReadable.end(), strDir) != vReadable.end();
-    });
-    return vDirs;
+    return m_objDisks.AllBut(m_objDisks.Readable());
 }
 
 httpAnswer CApi::Health() const {
@@ -170,8 +165,7 @@ httpAnswer CApi::List(const httpRequest& stRequest, const CParameterReader& objR
     const std::string strCamera = Needed(objReader.Camera("path"), "path");
     const timeSpan stRange = objReader.Range("start", "end");
     std::vector<timeSpan> vSpans;
-    const auto stFound = m_objSearch.Recordings(FilterFor(strCamera, stRange));
-    if (stFound.vFound.empty()) FindNothing(stFound.mUnread);
+    const auto stFound = AtLeastOne(m_objSearch.Recordings(FilterFor(strCamera, stRange)));
     for (const recording& st : stFound.vFound) {
         vSpans.push_back(Clip(st.Span(), stRange));
     }
@@ -201,7 +195,6 @@ httpAnswer CApi::Pictures(const httpRequest& stRequest, const CParameterReader& 
 httpAnswer CApi::Picture(const CParameterReader& objReader) const {
     const std::string strCamera = Needed(objReader.Camera("camera"), "camera");
     const UtcTime tTime = Needed(objReader.Time("time"), "time");
-    const auto stFound = m_objSearch.Pictures(strCamera, {tTime, tTime + Seconds(1)});
-    if (stFound.vFound.empty()) FindNothing(stFound.mUnread);
+    const auto stFound = AtLeastOne(m_objSearch.Pictures(strCamera, {tTime, tTime + Seconds(1)}));
     return FileAnswer(std::make_shared<COpenFile>(stFound.vFound.front().Path()), "image/jpeg");
 }

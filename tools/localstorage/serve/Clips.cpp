@@ -36,10 +36,8 @@ bool IsBeingWritten(const recording&, UtcTime tChange) {
 
 }  // namespace
 
-found<recording> CClips::SearchSome(const std::string& strCamera, const timeSpan& stRange) const {
-    auto st = m_objSearch.Recordings({.vCameras = {strCamera}, .stRange = stRange});
-    if (st.vFound.empty()) FindNothing(st.mUnread);
-    return st;
+found<recording> CClips::Search(const std::string& strCamera, const timeSpan& stRange) const {
+    return m_objSearch.Recordings({.vCameras = {strCamera}, .stRange = stRange});
 }
 
 CClips::request CClips::ReadRequest(const CParameterReader& objReader) const {
@@ -51,7 +49,8 @@ CClips::request CClips::ReadRequest(const CParameterReader& objReader) const {
     if (st.bFollow) {
         st.stRange = {std::min(tStart, tNow), EVER.tEnd};
         // What is being recorded reaches up to now, whenever it was written to last.
-        st.stFound = SearchSome(st.strCamera, {st.stRange.tStart - CAMERA_SILENCE, ALL_DAYS.tEnd});
+        st.stFound =
+            AtLeastOne(Search(st.strCamera, {st.stRange.tStart - CAMERA_SILENCE, ALL_DAYS.tEnd}));
         std::vector<recording>& vFound = st.stFound.vFound;
         vFound.erase(vFound.begin(),
                      std::find_if(vFound.begin(), std::prev(vFound.end()), [&](const auto& stOne) {
@@ -59,7 +58,7 @@ CClips::request CClips::ReadRequest(const CParameterReader& objReader) const {
                      }));
     } else {
         st.stRange = {tStart, tStart + *optLength};
-        st.stFound = SearchSome(st.strCamera, st.stRange);
+        st.stFound = AtLeastOne(Search(st.strCamera, st.stRange));
         // What is recorded from now on is not waited for.
         st.stRange.tEnd = std::min(st.stRange.tEnd, std::max(tNow, tStart));
     }
@@ -76,10 +75,7 @@ void CClips::Join(const request& st, CClipTarget& objTarget) const {
     std::optional<CFollow> optFollow;
     if (st.bFollow) {
         optFollow.emplace(
-            [&](const timeSpan& stRange) {
-                return m_objSearch.Recordings({.vCameras = {st.strCamera}, .stRange = stRange})
-                    .vFound;
-            },
+            [&](const timeSpan& stRange) { return Search(st.strCamera, stRange).vFound; },
             st.stFound.vFound.back());
         stGrowth = {.fnGrows = [&](const recording& stThis,
                                    UtcTime tChange) { return optFollow->Grows(stThis, tChange); },

@@ -36,7 +36,7 @@ private:
     };
 
     request ReadRequest(const CParameterReader& objReader) const;
-    found<recording> SearchSome(const std::string& strCamera, const timeSpan& stRange) const;
+    found<recording> Search(const std::string& strCamera, const timeSpan& stRange) const;
     void Join(const request& st, CClipTarget& objTarget) const;
     httpAnswer Download(const request& st);
 

@@ -90,6 +90,14 @@ std::vector<std::string> CDisks::Readable() const {
     return vDirs;
 }
 
+std::vector<std::string> CDisks::AllBut(const std::vector<std::string>& vDirs) const {
+    std::vector<std::string> vOthers = m_vDirs;
+    std::erase_if(vOthers, [&](const std::string& strDir) {
+        return std::find(vDirs.begin(), vDirs.end(), strDir) != vDirs.end();
+    });
+    return vOthers;
+}
+
 std::vector<std::shared_ptr<void>> CDisks::BeginWatching(
     const std::set<std::string>& setDirs) const {
     std::vector<std::shared_ptr<void>> vTurns;

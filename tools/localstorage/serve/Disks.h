@@ -51,6 +51,8 @@ public:
     const std::vector<std::string>& Dirs() const { return m_vDirs; }
     /// Those whose entries can be read now. Any thread.
     std::vector<std::string> Readable() const;
+    /// All but these.
+    std::vector<std::string> AllBut(const std::vector<std::string>& vDirs) const;
 
     /// One more who watches recordings in these directories, while the result lives. Throws
     /// CFailure where so many do already that more could leave no threads for others, if the disk

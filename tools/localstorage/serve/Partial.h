@@ -12,5 +12,11 @@ httpAnswer Marked(httpAnswer st, const UnreadFolders& mUnread);
 /// Throws CHttpFailure that nothing is recorded there; where what was asked for may be in what
 /// cannot be read, CFailure.
 [[noreturn]] void FindNothing(const UnreadFolders& mUnread);
+/// What was found, unless that is nothing.
+template <typename T>
+found<T> AtLeastOne(found<T> st) {
+    if (st.vFound.empty()) FindNothing(st.mUnread);
+    return st;
+}
 
 #endif  // LOCALSTORAGE_TOOL_SERVE_PARTIAL_H

@@ -5,7 +5,6 @@
 #include <iterator>
 #include <map>
 #include <memory>
-#include <set>
 
 namespace {
 
@@ -39,9 +38,7 @@ void RunStep(const CDisks& objDisks, std::vector<std::string>& vDirs, const Sear
 }  // namespace
 
 void CSearch::NoteSilent(const std::vector<std::string>& vAnswered, UnreadFolders& mUnread) const {
-    std::set<std::string> setSilent(m_objDisks.Dirs().begin(), m_objDisks.Dirs().end());
-    for (const std::string& strDir : vAnswered) setSilent.erase(strDir);
-    for (const std::string& strDir : setSilent) mUnread.emplace(strDir, EIO);
+    for (const std::string& strDir : m_objDisks.AllBut(vAnswered)) mUnread.emplace(strDir, EIO);
 }
 
 found<recording> CSearch::RecordingsIn(std::vector<std::string>& vDirs,
