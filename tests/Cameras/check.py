@@ -141,8 +141,9 @@ def export_errors(camera, moments):
     start = seconds(told["start"]) - film.times[0]
     for time, number in zip(film.times, film.numbers):
         yield moments.error(start + time, number)
-    yield min(0, moments.error(begin, film.numbers[0]))  # it holds the beginning
-    yield moments.error(end - FRAME, film.numbers[-1])
+    yield min(0, moments.error(begin, film.numbers[0]))  # it holds the beginning,
+    yield max(0, moments.error(end - FRAME, film.numbers[-1]))  # and the end,
+    yield min(0, moments.error(end, film.numbers[-1]))  # and no more
 
 
 def worst(errors):

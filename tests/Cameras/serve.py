@@ -111,8 +111,16 @@ class Camera:
         self.set_size(self.size)
         self.media = media
         self.began = self.second = 0
-        self.first = self.due = time.monotonic()
-        self.push_next(media)
+        GLib.timeout_add(1, self.begin, media)
+
+    def begin(self, media):
+        """Once its pipeline plays, by whose time it reports when frames were taken."""
+        element = media.get_element()
+        if media is not self.media or element.get_state(0).state != Gst.State.PLAYING:
+            return media is self.media
+        self.clock_begin = element.get_base_time() / Gst.SECOND
+        self.due = time.monotonic()
+        return self.push_next(media)
 
     def on_coded(self, pushed):
         number, taken = pushed.pop(0)
@@ -146,7 +154,7 @@ class Camera:
     def stamped(self, data):
         """However late it is pushed on a busy machine: else sound and picture would part."""
         buffer = Gst.Buffer.new_wrapped(data)
-        buffer.pts = int((self.due - self.first) * Gst.SECOND)
+        buffer.pts = int((self.due - self.clock_begin) * Gst.SECOND)
         buffer.duration = Gst.SECOND // FRAMES_PER_SECOND
         return buffer
 

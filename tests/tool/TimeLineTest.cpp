@@ -85,6 +85,7 @@ TEST(UtcClock, FollowsTheCameraAndNotTheNetwork) {
     EXPECT_LT(Error(0.9995, {}), 20ms) << "a camera's slow clock";
     EXPECT_LT(Error(1.0005, {}), 20ms) << "a camera's fast clock";
     EXPECT_EQ(Error(1, -300ms), 300ms) << "a camera that says when, plausibly";
+    EXPECT_LT(Error(1, 90ms), 1ms) << "a camera whose clock is a little fast";
     EXPECT_LT(Error(1, 2h), 1ms) << "a camera whose clock is wrong";
     EXPECT_EQ(CUtcClock(tBegin).TimeOf(5 * TICKS, tBegin + 9h, {}), tBegin);
     // A network that holds up all pictures of 20 seconds.

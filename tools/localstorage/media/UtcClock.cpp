@@ -39,7 +39,7 @@ UtcTime CUtcClock::TimeOf(std::int64_t nShow, UtcTime tArrived, std::optional<Ut
     if (!optCamera) return tSmooth;
     const bool bBelieved = IsPlausible(nTime, *optCamera, tSmooth);
     m_optBelieved = bBelieved ? std::optional(*optCamera - nTime) : std::nullopt;
-    return bBelieved ? *optCamera : tSmooth;
+    return bBelieved ? std::min(*optCamera, tSmooth) : tSmooth;  // taken before it arrived
 }
 
 bool CUtcClock::IsPlausible(Span nShow, UtcTime tCamera, UtcTime tArrival) const {

@@ -19,6 +19,7 @@ public:
     /// To be called for every picture. `nShow`: ticks, see TimeMender.h; `optCamera`: what the
     /// camera says, which is believed where it is plausible, and from then on while it stays what
     /// it was: a network may hold pictures up for longer than a camera's clock is trusted at once.
+    /// No picture is told as taken after it arrived, as those of a clock a little fast would be.
     UtcTime TimeOf(std::int64_t nShow, UtcTime tArrived, std::optional<UtcTime> optCamera);
 
 private:
