@@ -49,6 +49,18 @@ private:
     OSL_ThreadHandle m_hThread = nullptr;
 };
 
+/// Asks `IsReadyIn`, which waits for so many milliseconds, until it is ready. False: for so many
+/// milliseconds of `SilenceNow` there has been silence.
+template <typename SilenceFunction, typename ReadyFunction>
+bool OSL_AwaitUnlessSilent(std::int64_t nPatience, const SilenceFunction& SilenceNow,
+                           const ReadyFunction& IsReadyIn) {
+    for (std::int64_t nLeft = 0; !IsReadyIn(nLeft);) {
+        nLeft = nPatience - SilenceNow();
+        if (nLeft <= 0) return false;
+    }
+    return true;
+}
+
 /// Runs `fnWork(0)`, `fnWork(1)` and so on at once, so many; none may throw. The first runs on the
 /// calling thread, each other on one that ends before this returns and ends the silence of the
 /// calling one; where there is none to be had, after the others. At least one.

@@ -33,8 +33,9 @@ bool CDiskCalls::Wait(std::int64_t nPatience) {
 
 bool CDiskCalls::AwaitIdle(DiskLane eLane, std::int64_t nPatience) {
     CQueue& queue = *Of(eLane).m_pQueue;
-    return AwaitUnlessSilent(eLane, nPatience,
-                             [&queue](std::int64_t nLeft) { return queue.AwaitIdle(nLeft); });
+    return OSL_AwaitUnlessSilent(
+        nPatience, [=, this] { return Silence(eLane); },
+        [&queue](std::int64_t nLeft) { return queue.AwaitIdle(nLeft); });
 }
 
 std::int64_t CDiskCalls::Silence(DiskLane eLane) const {

@@ -75,7 +75,8 @@ public:
             return future.wait_for(std::chrono::milliseconds(nMilliseconds)) ==
                    std::future_status::ready;
         };
-        return future.valid() && AwaitUnlessSilent(eLane, nPatience, IsReadyIn);
+        return future.valid() && OSL_AwaitUnlessSilent(
+                                     nPatience, [=, this] { return Silence(eLane); }, IsReadyIn);
     }
     /// Waits until a lane has nothing to do, as one without a thread has. False: it has been silent
     /// for so many milliseconds. Allocates nothing.
@@ -101,16 +102,6 @@ private:
     friend class CDiskTurn;
 
     using Call = std::function<void()>;
-
-    /// Asks `IsReadyIn`, which waits for so many milliseconds, until it is, or the lane is silent.
-    template <typename IsReady>
-    bool AwaitUnlessSilent(DiskLane eLane, std::int64_t nPatience, IsReady IsReadyIn) const {
-        for (std::int64_t nLeft = 0; !IsReadyIn(nLeft);) {
-            nLeft = nPatience - Silence(eLane);
-            if (nLeft <= 0) return false;
-        }
-        return true;
-    }
 
     // The lane's thread shares it.
     class CQueue {

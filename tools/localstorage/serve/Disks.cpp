@@ -9,15 +9,6 @@
 
 namespace {
 
-using std::chrono::milliseconds;
-
-/// A disk hangs when one call to it takes so long.
-constexpr milliseconds PATIENCE{2000};
-
-milliseconds SilenceOf(const OSL_WatchedThread& objThread) {
-    return milliseconds(objThread.Silence());
-}
-
 /// Throws unless what the directory lists can be read. One whose disk was pulled is the system
 /// disk's empty folder of that name.
 void RefuseUnreadable(const std::string& strDir, bool bMounted) {
@@ -42,7 +33,7 @@ std::string FaultOf(const std::string& strDir) {
 bool CDiskThreads::running::IsSilent() {
     const std::lock_guard lock(mutex);
     return std::any_of(setThreads.begin(), setThreads.end(),
-                       [](const Thread& p) { return SilenceOf(*p) >= PATIENCE; });
+                       [](const Thread& p) { return p->Silence() >= PATIENCE; });
 }
 
 void CDiskThreads::running::Add(const Thread& pThread) {
@@ -109,13 +100,4 @@ std::vector<std::shared_ptr<void>> CDisks::BeginWatching(
         vTurns.emplace_back(nullptr, [pRoom](void*) { pRoom->release(); });
     }
     return vTurns;
-}
-
-bool CDisks::IsDone(const OSL_WatchedThread& objThread,
-                    const std::function<bool(milliseconds)>& fnWait) {
-    for (;;) {
-        const milliseconds nLeft = std::max(PATIENCE - SilenceOf(objThread), milliseconds(0));
-        if (fnWait(nLeft)) return true;
-        if (nLeft == milliseconds(0)) return false;
-    }
 }

@@ -5,6 +5,8 @@
 #ifndef LOCALSTORAGE_TOOL_SERVE_DISKS_H
 #define LOCALSTORAGE_TOOL_SERVE_DISKS_H
 
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <future>
 #include <map>
@@ -24,6 +26,9 @@
 class CDiskThreads {
 public:
     using Thread = std::shared_ptr<const OSL_WatchedThread>;
+
+    /// In milliseconds: a disk hangs when one call to it takes so long.
+    static constexpr std::int64_t PATIENCE = 2000;
 
     /// Works on a thread, which may be left behind: it owns what it uses. Null: the disk hangs.
     /// Throws CFailure when there can be no more threads.
@@ -69,9 +74,6 @@ private:
     static constexpr int MOST_WATCHING = 128;  // in one directory
     using Room = std::counting_semaphore<MOST_WATCHING>;
 
-    static bool IsDone(const OSL_WatchedThread& objThread,
-                       const std::function<bool(std::chrono::milliseconds)>& fnWait);
-
     struct disk {
         CDiskThreads objThreads;
         std::shared_ptr<Room> pRoom = std::make_shared<Room>(MOST_WATCHING);  ///< for who watches
@@ -97,10 +99,14 @@ auto CDisks::Ask(std::vector<std::string>& vDirs, const Function& fnAsk) const {
     for (std::size_t n = 0; n < vAsked.size(); ++n) {
         const CDiskThreads::Thread& pThread = vAsked[n].first;
         std::future<Result>& objResult = vAsked[n].second;
-        const auto Wait = [&](auto nTime) {
-            return objResult.wait_for(nTime) == std::future_status::ready;
+        const auto IsReadyIn = [&](std::int64_t nMilliseconds) {
+            return objResult.wait_for(std::chrono::milliseconds(nMilliseconds)) ==
+                   std::future_status::ready;
         };
-        if (!pThread || !IsDone(*pThread, Wait)) continue;
+        const auto SilenceNow = [&] { return pThread->Silence(); };
+        if (!pThread || !OSL_AwaitUnlessSilent(CDiskThreads::PATIENCE, SilenceNow, IsReadyIn)) {
+            continue;
+        }
         try {
             vResults.push_back(objResult.get());
             vAnswered.push_back(vDirs[n]);
