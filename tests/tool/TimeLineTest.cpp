@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "Support/Test.h"
+#include "media/Arrivals.h"
 #include "media/TimeMender.h"
 #include "media/UtcClock.h"
 
@@ -94,6 +95,21 @@ TEST(UtcClock, FollowsTheCameraAndNotTheNetwork) {
         const UtcTime tTaken = tBegin + std::chrono::milliseconds(40 * n);
         const auto nDelay = n < 500 ? 0s : 3s;
         EXPECT_EQ(objHeldUp.TimeOf(n * STEP, tTaken + nDelay, tTaken), tTaken) << n;
+    }
+}
+
+// A container that holds pictures back tells of none how long it did.
+TEST(Arrivals, ArePicturesOwnHoweverManyAreHeldBack) {
+    for (const std::int64_t nHeld : {0, 1, 2}) {
+        CArrivals obj;
+        const UtcTime tBegin(1'700'000'000s);
+        const auto CameAt = [&](std::int64_t n) { return tBegin + n * n * 1ms; };  // ever slower
+        for (std::int64_t n = 0; n < 100; ++n) {
+            const std::int64_t nPlace = n < 50 ? 1000 * n : 1000 * (n - 50);  // begins anew
+            const UtcTime t = obj.Of(nPlace, nPlace + 1000 * nHeld + 188, CameAt(n + nHeld));
+            EXPECT_EQ(t, CameAt(n % 50 < nHeld ? n - n % 50 + nHeld : n))
+                << n << ", held: " << nHeld;
+        }
     }
 }
 

@@ -1,10 +1,9 @@
 #include "media/Backlog.h"
 
-#include <algorithm>
+#include <ranges>
 #include <utility>
 
 #include "media/MediaInput.h"
-#include "media/UtcClock.h"
 
 namespace {
 
@@ -13,8 +12,10 @@ using Clock = std::chrono::steady_clock;
 
 /// What comes later than this had to be waited for.
 constexpr auto AT_ONCE = 5ms;
+/// Of two the container may have held back one that came before reading began.
+constexpr int PICTURES_WAITED_FOR = 2;
 /// A camera with many small packets lets nobody wait: by then all that was there has been read.
-constexpr auto LONGEST_READING = 200ms;
+constexpr auto LONGEST_READING = 3000ms;
 constexpr std::size_t MOST_BYTES = 32 << 20;
 /// Stamps that tell more than this have jumped.
 constexpr UtcTime::duration MOST_WAITING = 30s;
@@ -23,67 +24,61 @@ std::int64_t StampOf(const AVPacket& st) {
     return st.dts != AV_NOPTS_VALUE ? st.dts : st.pts;
 }
 
+/// From one picture to the next, by their stamps where they have any.
+UtcTime::duration Gap(const AVPacket& stFirst, const AVPacket& stSecond, const AVStream& stVideo) {
+    const std::int64_t nFirst = StampOf(stFirst), nSecond = StampOf(stSecond);
+    if (nFirst != AV_NOPTS_VALUE && nSecond != AV_NOPTS_VALUE) {
+        const UtcTime::duration nGap(
+            av_rescale_q(nSecond - nFirst, stVideo.time_base, {1, AV_TIME_BASE}));
+        if (nGap >= 0s && nGap <= MOST_WAITING) return nGap;
+    }
+    return UtcTime::duration(av_rescale(FrameLength(stVideo), AV_TIME_BASE, TICKS));
+}
+
 }  // namespace
 
 void CBacklog::Read(const ReadFunction& fnRead, const AVStream& stVideo) {
-    m_stTimeBase = stVideo.time_base;
     try {
         Fill(fnRead, stVideo);
     } catch (...) {
         m_pBroken = std::current_exception();
     }
-    StampBeginning(stVideo);
+    TellTimes(stVideo);
 }
 
 void CBacklog::Fill(const ReadFunction& fnRead, const AVStream& stVideo) {
-    const auto tBegin = Clock::now();
+    const auto tEnd = Clock::now() + LONGEST_READING;
     std::size_t nBytes = 0;
-    for (bool bWaited = false; !bWaited && nBytes < MOST_BYTES;) {
+    for (int nWaited = 0; nWaited < PICTURES_WAITED_FOR && nBytes < MOST_BYTES;) {
         const auto tBefore = Clock::now();
+        if (tBefore > tEnd) return;
         avPointer<AVPacket> pPacket(av_packet_alloc());
-        if (!fnRead(*pPacket)) return;
-        const auto tNow = Clock::now();
-        bWaited = tNow - tBefore > AT_ONCE || tNow - tBegin > LONGEST_READING;
+        const std::optional<UtcTime> optCame = fnRead(*pPacket);
+        if (!optCame) return;
         nBytes += static_cast<std::size_t>(pPacket->size);
-        if (pPacket->stream_index == stVideo.index && StampOf(*pPacket) != AV_NOPTS_VALUE) {
-            m_nLast = StampOf(*pPacket);
-            m_tLast = Now();
-        }
-        m_dqPackets.push_back(std::move(pPacket));
+        const bool bPicture = pPacket->stream_index == stVideo.index;
+        if (bPicture && Clock::now() - tBefore > AT_ONCE) ++nWaited;
+        m_dqEntries.push_back({std::move(pPacket), *optCame});
     }
 }
 
-/// FFmpeg loses the stamp of an RTSP camera's first picture; without one it would seem to have come
-/// when it is handed out.
-void CBacklog::StampBeginning(const AVStream& stVideo) {
-    const auto IsVideo = [&](const auto& p) { return p->stream_index == stVideo.index; };
-    auto it = std::find_if(m_dqPackets.begin(), m_dqPackets.end(), [&](const auto& p) {
-        return IsVideo(p) && StampOf(*p) != AV_NOPTS_VALUE;
-    });
-    if (it == m_dqPackets.end()) return;
-    std::int64_t nStamp = StampOf(**it);
-    while (it != m_dqPackets.begin()) {
-        if (!IsVideo(*--it)) continue;
-        nStamp -= av_rescale_q(FrameLength(stVideo), {1, TICKS}, stVideo.time_base);
-        (*it)->pts = (*it)->dts = nStamp;
+/// All but the last picture came before they were read.
+void CBacklog::TellTimes(const AVStream& stVideo) {
+    const entry* pNext = nullptr;
+    for (entry& st : m_dqEntries | std::views::reverse) {
+        if (st.pPacket->stream_index != stVideo.index) continue;
+        if (pNext) st.tCame = pNext->tCame - Gap(*st.pPacket, *pNext->pPacket, stVideo);
+        pNext = &st;
     }
 }
 
-bool CBacklog::Next(AVPacket& stPacket) {
-    if (m_dqPackets.empty()) {
+std::optional<UtcTime> CBacklog::Next(AVPacket& stPacket) {
+    if (m_dqEntries.empty()) {
         if (m_pBroken) std::rethrow_exception(std::exchange(m_pBroken, nullptr));
-        return false;
+        return std::nullopt;
     }
-    av_packet_move_ref(&stPacket, m_dqPackets.front().get());
-    m_dqPackets.pop_front();
-    return true;
-}
-
-std::optional<UtcTime> CBacklog::ArrivalOf(const AVPacket& stVideo) const {
-    const std::int64_t nStamp = StampOf(stVideo);
-    if (m_nLast == AV_NOPTS_VALUE || nStamp == AV_NOPTS_VALUE) return std::nullopt;
-    const UtcTime::duration nBefore(
-        av_rescale_q(m_nLast - nStamp, m_stTimeBase, {1, AV_TIME_BASE}));
-    if (nBefore <= 0s || nBefore > MOST_WAITING) return std::nullopt;
-    return m_tLast - nBefore;
+    const entry stEntry = std::move(m_dqEntries.front());
+    m_dqEntries.pop_front();
+    av_packet_move_ref(&stPacket, stEntry.pPacket.get());
+    return stEntry.tCame;
 }

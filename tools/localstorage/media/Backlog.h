@@ -14,28 +14,28 @@
 
 class CBacklog {
 public:
-    /// Reads the next packet; false at the end; may throw.
-    using ReadFunction = std::function<bool(AVPacket&)>;
+    /// Reads the next packet and returns when the latest picture came; nothing at the end. May
+    /// throw.
+    using ReadFunction = std::function<std::optional<UtcTime>(AVPacket&)>;
 
-    /// Reads for as long as packets come without waiting. `stVideo` is the stream whose stamps are
-    /// looked at.
+    /// Reads what there is, and two pictures of `stVideo` that had to be waited for.
     void Read(const ReadFunction& fnRead, const AVStream& stVideo);
 
-    /// Hands out the next packet; false when none is left. Then throws what broke off reading.
-    bool Next(AVPacket& stPacket);
-
-    /// When a packet of video that was handed out had come; nothing when it came just now.
-    std::optional<UtcTime> ArrivalOf(const AVPacket& stVideo) const;
+    /// Hands out the next packet and returns when it came, if it is a picture; nothing when none is
+    /// left. Then throws what broke off reading.
+    std::optional<UtcTime> Next(AVPacket& stPacket);
 
 private:
-    void Fill(const ReadFunction& fnRead, const AVStream& stVideo);
-    void StampBeginning(const AVStream& stVideo);
+    struct entry {
+        avPointer<AVPacket> pPacket;
+        UtcTime tCame;
+    };
 
-    std::deque<avPointer<AVPacket>> m_dqPackets;
+    void Fill(const ReadFunction& fnRead, const AVStream& stVideo);
+    void TellTimes(const AVStream& stVideo);
+
+    std::deque<entry> m_dqEntries;
     std::exception_ptr m_pBroken;
-    AVRational m_stTimeBase = {0, 1};
-    std::int64_t m_nLast = AV_NOPTS_VALUE;  ///< stamp of the latest packet of video
-    UtcTime m_tLast;                        ///< when it came
 };
 
 #endif  // LOCALSTORAGE_TOOL_MEDIA_BACKLOG_H

@@ -83,7 +83,7 @@ CMediaInput::CMediaInput(const std::string& strInput, const std::atomic<bool>* p
     if (CBareVideo::IsBare(*m_stMedia.pFormat)) m_optBare.emplace(*m_stMedia.pStream->codecpar);
     if (m_stMedia.pAudio) OpenAudio();
     m_bAudioWanted = stOptions.eAudio == EAudio::Yes && !m_optAudio;
-    const auto fnRead = [this](AVPacket& st) { return NextPacket(m_stMedia, st); };
+    const auto fnRead = [this](AVPacket& st) { return Read(st); };
     if (Source() != ESource::File) m_objBacklog.Read(fnRead, *m_stMedia.pStream);
 }
 
@@ -121,25 +121,41 @@ void CMediaInput::MendTimes(ETrack eTrack) {
     MendPacket(m_objMender, eTrack, st, static_cast<std::int64_t>(nNow.count() * TICKS));
 }
 
-/// FFmpeg hands out a picture when the next one begins; of a transport stream's, the one behind it.
-UtcTime CMediaInput::ArrivalOf(const AVPacket& stVideo) const {
-    const UtcTime tGiven = m_objBacklog.ArrivalOf(stVideo).value_or(Now());
-    const AVStream& stStream = *m_stMedia.pStream;
-    const int nHeld = (av_stream_get_parser(&stStream) ? 1 : 0) + (m_stMedia.IsTransport() ? 1 : 0);
-    const std::int64_t nLength = std::min<std::int64_t>(FrameLength(stStream), TICKS);
-    return tGiven - std::chrono::microseconds(nHeld * nLength * 1000000 / TICKS);
+/// Where a container tells no places, a parser holds each picture back until the next one begins.
+void CMediaInput::NoteArrival(const AVPacket& stVideo) {
+    AVIOContext* pIo = m_stMedia.pFormat->pb;
+    const bool bPlaces = pIo && stVideo.pos >= 0;
+    const int nHeld = av_stream_get_parser(m_stMedia.pStream) ? 1 : 0;
+    const std::int64_t nBegin = bPlaces ? stVideo.pos : m_nPictures;
+    const std::int64_t nRead = bPlaces ? avio_tell(pIo) : m_nPictures + nHeld + 1;
+    ++m_nPictures;
+    m_tCame = m_objArrivals.Of(nBegin, nRead, Now()) - m_stMedia.nDelay;
+}
+
+/// Of one that was held back until the pushed one came.
+UtcTime CMediaInput::pushedPicture::ArrivalAt(std::int64_t nOtherDecode) const {
+    return tCame - std::chrono::microseconds((nDecode - nOtherDecode) * 1000000 / TICKS);
+}
+
+/// The next packet, and when the latest picture came; nothing at the end.
+std::optional<UtcTime> CMediaInput::Read(AVPacket& stPacket) {
+    if (!NextPacket(m_stMedia, stPacket)) return std::nullopt;
+    if (stPacket.stream_index == m_stMedia.pStream->index) NoteArrival(stPacket);
+    return m_tCame;
 }
 
 /// Moves one packet from the container to its track.
 void CMediaInput::ReadPacket() {
-    m_bEnded = !m_objBacklog.Next(*m_pPacket) && !NextPacket(m_stMedia, *m_pPacket);
+    std::optional<UtcTime> optCame = m_objBacklog.Next(*m_pPacket);
+    if (!optCame) optCame = Read(*m_pPacket);
+    m_bEnded = !optCame;
     LookForLateAudio();
     if (m_bEnded) {
         if (m_optBare) m_optBare->Push(nullptr);
         if (m_optAudio) m_optAudio->Push(nullptr);
     } else if (m_pPacket->stream_index == m_stMedia.pStream->index) {
-        if (Source() != ESource::File) m_stUnit.optArrived = ArrivalOf(*m_pPacket);
         MendTimes(ETrack::Video);
+        m_stPushed = {*optCame, m_pPacket->dts};
         m_optBare ? m_optBare->Push(m_pPacket.get()) : PushVideo();
     } else {
         MendTimes(ETrack::Audio);
@@ -163,6 +179,7 @@ bool CMediaInput::PullVideo() {
     m_stUnit.eTrack = ETrack::Video;
     m_stUnit.bKeyFrame = (m_pPacket->flags & AV_PKT_FLAG_KEY) != 0;
     m_stUnit.optCamera = CameraTimeOf(*m_pPacket);
+    if (Source() != ESource::File) m_stUnit.optArrived = m_stPushed.ArrivalAt(m_pPacket->dts);
     m_stUnit.stBytes = m_optKeeper->Complete(BytesOf(*m_pPacket), m_stUnit.bKeyFrame);
     return true;
 }

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "Catalogue/UtcStamp.h"
+#include "media/Arrivals.h"
 #include "media/AudioTrack.h"
 #include "media/Backlog.h"
 #include "media/BareVideo.h"
@@ -77,9 +78,18 @@ public:
     std::optional<double> Duration() const;
 
 private:
+    /// The latest picture that was pushed into the filters.
+    struct pushedPicture {
+        UtcTime ArrivalAt(std::int64_t nOtherDecode) const;
+
+        UtcTime tCame;
+        std::int64_t nDecode = 0;  ///< in ticks
+    };
+
     void OpenAudio();
     void LookForLateAudio();
-    UtcTime ArrivalOf(const AVPacket& stVideo) const;
+    std::optional<UtcTime> Read(AVPacket& stPacket);
+    void NoteArrival(const AVPacket& stVideo);
     void ReadPacket();
     void MendTimes(ETrack eTrack);
     void PushVideo();
@@ -94,8 +104,12 @@ private:
     std::optional<CAudioTrack> m_optAudio;
     avPointer<AVPacket> m_pPacket;
     std::optional<CParameterSetKeeper> m_optKeeper;
+    CArrivals m_objArrivals;
+    std::int64_t m_nPictures = 0;  ///< that were read
+    UtcTime m_tCame;               ///< the last of them
     CBacklog m_objBacklog;
     CTimeMender m_objMender;
+    pushedPicture m_stPushed;
     accessUnit m_stUnit;
     std::optional<std::int64_t> m_optFirstTime;
     unsigned m_nStreams;  ///< that were looked at

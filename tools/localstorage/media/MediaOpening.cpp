@@ -101,6 +101,17 @@ ESource SourceOf(const AVFormatContext& st, ESource eThought) {
     return bEnds ? ESource::File : ESource::Live;
 }
 
+/// An SRT receiver hands out what came after the longer of both sides' delays, each of which is the
+/// usual one where nobody sets it; the other side's is not told.
+std::chrono::microseconds DelayOf(const openMedia& stMedia) {
+    constexpr std::int64_t USUAL = 120000;
+    AVIOContext* pIo = stMedia.pFormat->pb;
+    if (!pIo || !stMedia.strName.starts_with("srt:")) return {};
+    std::int64_t nOwn = 0;
+    if (av_opt_get_int(pIo, "latency", AV_OPT_SEARCH_CHILDREN, &nOwn) < 0) return {};
+    return std::chrono::microseconds(std::max(nOwn, USUAL));
+}
+
 bool IsVideo(const AVStream& st) {
     return st.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
 }
@@ -231,6 +242,7 @@ openMedia OpenMedia(const std::string& strAddress, const std::atomic<bool>* pSto
     }
     stMedia.eSource =
         stMedia.pFile ? ESource::File : SourceOf(*stMedia.pFormat, SourceOf(strAddress));
+    stMedia.nDelay = DelayOf(stMedia);
     FindTracks(stMedia, stOptions.eAudio);
     return stMedia;
 }

@@ -101,6 +101,8 @@ struct openMedia {
     AVStream* pAudio = nullptr;  ///< null: none
     ECodec eCodec = ECodec::H264;
     ESource eSource = ESource::File;  ///< never Web
+    /// For so long whatever comes is kept back, so that it comes evenly.
+    std::chrono::microseconds nDelay{0};
 
     bool Has(const AVStream& st) const { return &st == pStream || &st == pAudio; }
     /// An MPEG transport stream, which holds times.
