@@ -1,6 +1,5 @@
 #include "media/Backlog.h"
 
-#include <ranges>
 #include <utility>
 
 #include "media/MediaInput.h"
@@ -65,10 +64,10 @@ void CBacklog::Fill(const ReadFunction& fnRead, const AVStream& stVideo) {
 /// All but the last picture came before they were read.
 void CBacklog::TellTimes(const AVStream& stVideo) {
     const entry* pNext = nullptr;
-    for (entry& st : m_dqEntries | std::views::reverse) {
-        if (st.pPacket->stream_index != stVideo.index) continue;
-        if (pNext) st.tCame = pNext->tCame - Gap(*st.pPacket, *pNext->pPacket, stVideo);
-        pNext = &st;
+    for (auto it = m_dqEntries.rbegin(); it != m_dqEntries.rend(); ++it) {
+        if (it->pPacket->stream_index != stVideo.index) continue;
+        if (pNext) it->tCame = pNext->tCame - Gap(*it->pPacket, *pNext->pPacket, stVideo);
+        pNext = &*it;
     }
 }
 

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr int BUFFER_SIZE = 64 << 10;
+constexpr int READ_SIZE = 64 << 10;
 /// So late, at most, is noticed what was written.
 constexpr auto LOOK_AGAIN = std::chrono::milliseconds(100);
 
@@ -15,7 +15,7 @@ constexpr auto LOOK_AGAIN = std::chrono::milliseconds(100);
 CRecordingFile::CRecordingFile(const std::string& strPath, GrowsFunction fnGrows,
                                const std::atomic<bool>& bStop)
     : m_objFile(strPath), m_fnGrows(std::move(fnGrows)), m_bStop(bStop) {
-    m_pInput = MakeIo(BUFFER_SIZE, this, {.fnRead = Read, .fnSeek = Grows() ? nullptr : Seek});
+    m_pInput = MakeIo(READ_SIZE, this, {.fnRead = Read, .fnSeek = Grows() ? nullptr : Seek});
     if (!m_pInput) throw CFailure("no memory to open " + strPath);
 }
 

@@ -10,7 +10,7 @@ extern "C" {
 
 namespace {
 
-constexpr int BUFFER_SIZE = 64 * 188;
+constexpr int PACK_SIZE = 64 * 188;
 /// Where pictures are rare or stay away: a fraction of a second.
 constexpr std::size_t MOST_WAITING = 4096;
 
@@ -37,7 +37,7 @@ CTransportWriter::CTransportWriter(const AVCodecParameters& stVideo,
     AVFormatContext* pFormat = nullptr;
     Require(avformat_alloc_output_context2(&pFormat, nullptr, "mpegts", nullptr));
     m_pFormat.reset(pFormat);
-    m_pOutput = MakeIo(BUFFER_SIZE, this, {.fnWrite = Collect});
+    m_pOutput = MakeIo(PACK_SIZE, this, {.fnWrite = Collect});
     pFormat->pb = m_pOutput.get();
     if (!m_pOutput) Require(AVERROR(ENOMEM));
     AddTrack(stVideo);
