@@ -119,8 +119,8 @@ OSL_FileHandle OSL_DuplicateFile(OSL_FileHandle hFile);
 /// Makes the content of an open file durable.
 int OSL_SyncData(OSL_FileHandle hFile);
 
-/// Reserves so many bytes of disk behind the end of a file, which nobody sees but the disk: size
-/// and content stay.
+/// Reserves so many bytes of disk behind the end of a file, or none: nobody sees them but the disk,
+/// size and content stay. Nobody may write to the file meanwhile.
 int OSL_ReserveSpace(OSL_FileHandle hFile, std::uint64_t nBytes);
 /// Gives back what is reserved behind the end. Nobody may write to the file meanwhile.
 int OSL_GiveBackSpace(OSL_FileHandle hFile);

@@ -99,8 +99,13 @@ int OSL_SyncData(OSL_FileHandle hFile) {
 }
 
 int OSL_ReserveSpace(OSL_FileHandle hFile, std::uint64_t nBytes) {
-    return OSL_Uninterrupted(
+    const int nResult = OSL_Uninterrupted(
         [=] { return OSL_Call().pfnReserve(static_cast<int>(hFile), static_cast<off_t>(nBytes)); });
+    const int nError = errno;
+    // ext4 has taken all that there was by then, and keeps it.
+    if (nResult != 0 && (nError == ENOSPC || nError == EDQUOT)) OSL_GiveBackSpace(hFile);
+    errno = nError;
+    return nResult;
 }
 
 int OSL_GiveBackSpace(OSL_FileHandle hFile) {

@@ -87,6 +87,21 @@ TEST_F(Sync, ReservedSpaceIsSeenByNobodyAndGivenBack) {
     EXPECT_EQ(fs::file_size(strPath), 36u * MIB);
 }
 
+// As on ext4: what there was of room is taken all the same.
+TEST_F(Sync, AReservationThatFailsTakesNothing) {
+    constexpr std::int64_t MIB = 1 << 20;
+    StartSyncing(NEVER);
+    const auto takePart = [&] {
+        const int nFile = ::open(RecordFiles().front().c_str(), O_WRONLY);
+        EXPECT_EQ(::fallocate(nFile, FALLOC_FL_KEEP_SIZE, 0, 8 * MIB), 0);
+        ::close(nFile);
+    };
+    m_faults.Before(Op::Reserve, Ends(".mp4"), takePart);
+    m_faults.Fail(Op::Reserve, Ends(".mp4"), ENOSPC);
+    ASSERT_TRUE(Open("cam_1_0", Hour(4, 8)));
+    EXPECT_LT(Allocated(RecordFiles().front()), MIB);
+}
+
 // A size that is noted before the content would leave zeros behind a power cut; and one that is
 // given back late must not cut a file that is written to again.
 TEST_F(Sync, ReservedSpaceIsGivenBackBehindTheSyncOfTheLastWhoWrote) {
