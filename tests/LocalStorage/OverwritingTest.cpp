@@ -90,6 +90,19 @@ TEST_F(Overwriting, AFileGoesNoEarlierThanTheHostHearsThatItIsClosed) {
     pass.join();
 }
 
+TEST_F(Overwriting, APassThatIsGivenUpHasToldWhatItDeletedAndDeletesNoMore) {
+    Start();
+    RecordAt({{1, 8}, {1, 9}, {1, 10}, {2, 8}});
+    std::promise<void> goesOn;
+    m_faults.Before(Op::Unlink, Ends(".mp4"), [&] { goesOn.get_future().wait(); }).From(2).Times(1);
+    CheckFullDisk();
+    EXPECT_THAT(Deleted(), ElementsAre(Path("cam01", 1, 8)));
+    goesOn.set_value();
+    EXPECT_TRUE(Await([this] { return Indexed(1) == 1; }));
+    EXPECT_THAT(RecordFiles(), ElementsAre(Path("cam01", 1, 10), Path("cam01", 2, 8)));
+    EXPECT_THAT(Find("cam01", Time(1, 0), Time(2, 0)), ElementsAre(Path("cam01", 1, 10)));
+}
+
 TEST_F(Overwriting, WhatCannotBeReadForWantOfMeansCostsNoDay) {
     Start(LOCAL_STORAGE_CLIENT);
     for (const char* pDay : {"20240301", "20240302"}) {

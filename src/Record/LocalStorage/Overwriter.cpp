@@ -116,12 +116,57 @@ fileFate TryToRemove(Remove remove, const recordPath& stPath) try {
     return fileFate{false, false, ENOMEM};
 }
 
+// A batch on its way through the disk's thread. Who waits for it may give it up: then it ends with
+// the file in hand, of which nobody hears.
+class CBatch {
+public:
+    explicit CBatch(std::vector<recordPath> vPaths) : vFiles(std::move(vPaths)) {
+        m_vFates.reserve(vFiles.size());  // what became of a file is not forgotten
+    }
+
+    /// On the disk's thread.
+    template <typename Remove>
+    void RemoveAll(CRecordDisk& disk, Remove remove) {
+        for (const recordPath& stPath : vFiles) {
+            if (IsGivenUp()) return;
+            const fileFate fate = TryToRemove(remove, stPath);
+            if (Note(fate) || !fate.bDeleted) continue;
+            disk.WriteIndex(stPath, CIndex::INDEX_TYPE_DELETE);
+            LogText("[wtb][CLocalStorage::DeleteFile] the disk answers, deleted, path [%s]",
+                    stPath.strPath.c_str());
+        }
+    }
+    /// What became of the first files, as many as are done; the others are given up.
+    std::vector<fileFate> Take() {
+        OSL_Guard guard(m_mtx);
+        m_bGivenUp = true;
+        return std::move(m_vFates);
+    }
+
+    const std::vector<recordPath> vFiles;
+
+private:
+    bool IsGivenUp() {
+        OSL_Guard guard(m_mtx);
+        return m_bGivenUp;
+    }
+    bool Note(const fileFate& fate) {
+        OSL_Guard guard(m_mtx);
+        if (!m_bGivenUp) m_vFates.push_back(fate);
+        return !m_bGivenUp;
+    }
+
+    OSL_Mutex m_mtx{OSL_LockRank::DiskCalls, "deletion batch"};
+    std::vector<fileFate> m_vFates OSL_GUARDED_BY(m_mtx);
+    bool m_bGivenUp OSL_GUARDED_BY(m_mtx) = false;
+};
+
 // Each is told, whatever becomes of the others.
 template <typename Tell>
 void TellAll(const std::vector<recordPath>& vFiles, const std::vector<fileFate>& vFates,
              Tell tell) {
     std::exception_ptr pShortage;
-    for (std::size_t n = 0; n < vFiles.size(); ++n) {
+    for (std::size_t n = 0; n < vFates.size(); ++n) {
         try {
             tell(vFiles[n], vFates[n]);
         } catch (const std::exception&) {
@@ -213,19 +258,18 @@ bool COverwriter::AwaitFreedSpace() {
 }
 
 template <typename IsKept, typename Remove, typename Tell>
-void COverwriter::DeleteInBatches(CRecordDisk& disk, const std::vector<recordPath>& vFiles,
-                                  IsKept isKept, Remove remove, Tell tell) {
+void COverwriter::DeleteInBatches(const std::shared_ptr<CRecordDisk>& pDisk,
+                                  const std::vector<recordPath>& vFiles, IsKept isKept,
+                                  Remove remove, Tell tell) {
     for (std::size_t nFrom = 0; nFrom < vFiles.size(); nFrom += BATCH) {
         const std::int64_t nBusySince = OSL_TickMilliseconds();
-        const std::vector<recordPath> vBatch = NextBatch(vFiles, nFrom, isKept);
-        const auto vFates = disk.Calls().Run(DiskLane::CleanUp, [vBatch, remove] {
-            std::vector<fileFate> vDone;
-            vDone.reserve(vBatch.size());  // what became of a file is not forgotten
-            for (const recordPath& stPath : vBatch) vDone.push_back(TryToRemove(remove, stPath));
-            return vDone;
+        const auto pBatch = std::make_shared<CBatch>(NextBatch(vFiles, nFrom, isKept));
+        const auto ended = pDisk->Calls().Run(DiskLane::CleanUp, [pDisk, pBatch, remove] {
+            pBatch->RemoveAll(*pDisk, remove);
+            return true;
         });
-        if (!vFates) return;
-        TellAll(vBatch, *vFates, tell);
+        TellAll(pBatch->vFiles, pBatch->Take(), tell);
+        if (!ended) return;
         LetWritersGo(nBusySince);
     }
 }
@@ -262,7 +306,7 @@ bool COverwriter::DeleteRecordFile(const oldestDay& day) {
         vKept.push_back(stPath);
     };
     try {
-        DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
+        DeleteInBatches(pDisk, day.vFiles, isKept, remove, tell);
         // Recordings with the same times share one entry: what stays of them takes it over.
         for (const recordPath& stPath : vKept) {
             m_pIndexMgr->WriteIndex(stPath, CIndexMgr::INDEX_TYPE_ADD);
@@ -305,7 +349,7 @@ bool COverwriter::DeleteImageFile(const oldestDay& day) {
         LogError("CLocalStorage::DeleteImageFile", "cannot be deleted", stPath.strPath,
                  fate.nError);
     };
-    DeleteInBatches(*pDisk, day.vFiles, isKept, remove, tell);
+    DeleteInBatches(pDisk, day.vFiles, isKept, remove, tell);
     TidyDay("DeleteImageFile", *pDisk, day.stDay, HasNoPicture);
     return bDeleted;
 }

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -65,10 +66,11 @@ private:
     bool AwaitFreedSpace() OSL_REQUIRES(m_mtxPass);
     /// Deletes files on their disk's thread, a batch at a time, but for those that `isKept`:
     /// `remove` deletes one there and owns what it uses, `tell` hears what became of it. Ends when
-    /// the disk gives no answer.
+    /// the disk gives no answer, with the file for which it gives none.
     template <typename IsKept, typename Remove, typename Tell>
-    void DeleteInBatches(CRecordDisk& disk, const std::vector<recordPath>& vFiles, IsKept isKept,
-                         Remove remove, Tell tell) OSL_REQUIRES(m_mtxPass);
+    void DeleteInBatches(const std::shared_ptr<CRecordDisk>& pDisk,
+                         const std::vector<recordPath>& vFiles, IsKept isKept, Remove remove,
+                         Tell tell) OSL_REQUIRES(m_mtxPass);
     /// Deletes these files of a day and tidies the folders. True when a file went.
     bool DeleteRecordFile(const oldestDay& day) OSL_REQUIRES(m_mtxPass);
     /// Reports one of them that is gone, and takes it out of the index.
