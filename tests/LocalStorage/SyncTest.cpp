@@ -126,6 +126,17 @@ TEST_F(Sync, ReservedSpaceIsGivenBackBehindTheSyncOfTheLastWhoWrote) {
     EXPECT_EQ(GetFile(strPath), "videovideo");
 }
 
+// All cameras of a large site go over to the next hour at once.
+TEST_F(Sync, FewHandlesOfClosedFilesAreKept) {
+    const auto handles = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    StartSyncing(NEVER);
+    const auto nBefore = handles();
+    for (int n = 0; n < 100; ++n) Record("cam_" + std::to_string(n) + "_0", Hour(4, 8));
+    EXPECT_LT(handles(), nBefore + 70);
+}
+
 TEST_F(Sync, TheNextStartGivesBackWhatACrashLeftReserved) {
     Start();
     Record("cam_1_0", Hour(4, 8));

@@ -9,13 +9,9 @@
 
 void CSyncedFile::Close(OSL_FileHandle hReserved) {
     m_pSync->NoteClosed(*this);
-    if (hReserved == OSL_INVALID_FILE) return;
-    try {
-        m_pSync->m_objReserved.Add(m_strPath, hReserved);
-    } catch (const std::exception&) {
-        OSL_GiveBackSpace(hReserved);
-        OSL_CloseFile(hReserved);
-    }
+    if (hReserved == OSL_INVALID_FILE || m_pSync->m_objReserved.Add(m_strPath, hReserved)) return;
+    OSL_GiveBackSpace(hReserved);
+    OSL_CloseFile(hReserved);
 }
 
 void CDiskSync::NoteClosed(CSyncedFile& file) {

@@ -1,8 +1,20 @@
 #include "LocalStorage/ReservedFiles.h"
 
-void CReservedFiles::Add(const std::string& strPath, OSL_FileHandle hFile) {
+#include <cstddef>
+#include <exception>
+
+namespace {
+
+// Of the handles that a process may have, these are lent from its host.
+constexpr std::size_t MOST_FILES = 64;
+
+}  // namespace
+
+bool CReservedFiles::Add(const std::string& strPath, OSL_FileHandle hFile) try {
     OSL_Guard guard(m_mtx);
-    m_mClosed.try_emplace(strPath, hFile);
+    return m_mClosed.size() < MOST_FILES && m_mClosed.try_emplace(strPath, hFile).second;
+} catch (const std::exception&) {
+    return false;
 }
 
 void CReservedFiles::Take() {

@@ -15,9 +15,9 @@
 /// Any thread, but for Take and GiveBack, which the sync's thread calls.
 class CReservedFiles {
 public:
-    /// A file that was closed; takes over a handle of it. Throws std::bad_alloc, then the handle
-    /// stays the caller's.
-    void Add(const std::string& strPath, OSL_FileHandle hFile);
+    /// A file that was closed; takes over a handle of it. False: there is no memory, or as many
+    /// files wait as may between two syncs; then the handle stays the caller's.
+    bool Add(const std::string& strPath, OSL_FileHandle hFile);
 
     /// Before a sync: what was closed until now.
     void Take();
