@@ -135,6 +135,29 @@ TEST_F(DiskCheck, ADiskThatHangsIsNotWaitedForUnlessRecordedOnAndThenCountsAsFul
     EXPECT_TRUE(Await([this] { return DiskOfNext() == "1"; }));
 }
 
+// As a disk that is taken over while much of it is to be read.
+TEST_F(DiskCheck, ASwitchWaitsForNoLongJobOfItsDisk) {
+    m_stInfo.nFileSize = 0;
+    Start(LOCAL_STORAGE_CLIENT);
+    ASSERT_TRUE(Open("open", Hour(5, 8)));
+    std::promise<void> works;
+    const auto work = [&] {
+        works.set_value();
+        for (int n = 0; n < 50; ++n) {
+            std::this_thread::sleep_for(10ms);
+            OSL_WatchedThread::EndSilence();
+        }
+    };
+    m_faults.Before(Op::StatVfs, Any(), work).Times(1);
+    std::thread check([this] { CheckDisk(); });
+    works.get_future().wait();
+    m_faults.AdvanceTime(SECOND);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(Write("open", Hour(5, 8), "video"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 300ms);
+    check.join();
+}
+
 TEST_F(DiskCheck, AnOpeningThatIsGivenUpRemovesWhatItMadeAndNothingElse) {
     const std::string strRecDir = m_dir / "1";
     const recordPath stPath =

@@ -78,11 +78,18 @@ bool CDiskCalls::CQueue::IsStopped() {
 bool CDiskCalls::CQueue::AwaitIdle(std::int64_t nMilliseconds) {
     OSL_Guard guard(m_mtx);
     OSL_WaitLock lock{m_mtx};
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(nMilliseconds);
+    const auto end = Clock::now() + std::chrono::milliseconds(nMilliseconds);
     while (!m_bStop && (m_bBusy || !m_lsCalls.empty())) {
         if (m_idle.wait_until(lock, end) == std::cv_status::timeout) return false;
     }
     return true;
+}
+
+std::int64_t CDiskCalls::CQueue::AtOneCall() {
+    OSL_Guard guard(m_mtx);
+    if (!m_bBusy) return 0;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_busySince)
+        .count();
 }
 
 void CDiskCalls::CQueue::RunAll() {
@@ -105,6 +112,7 @@ std::function<void()> CDiskCalls::CQueue::Take() {
     OSL_WatchedThread::EndSilence();
     if (m_bStop) return nullptr;
     m_bBusy = true;
+    m_busySince = Clock::now();
     Call call = std::move(m_lsCalls.front());
     m_lsCalls.pop_front();
     return call;

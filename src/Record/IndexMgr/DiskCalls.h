@@ -30,7 +30,8 @@
 constexpr std::int64_t DISK_PATIENCE = 5000;
 /// After so many nobody waits for it any more: a start or an end goes on within ten seconds.
 constexpr std::int64_t LAST_PATIENCE = 9700;
-/// So long a host waits that has other cameras to feed.
+/// So long a host waits that has other cameras to feed: also for a lane that is not silent, but has
+/// been at one job for so long.
 constexpr std::int64_t SWITCH_PATIENCE = 30;
 /// For a disk that nobody waits for any more: time for a thread to see that it is to end.
 constexpr std::int64_t NO_PATIENCE = 100;
@@ -75,8 +76,9 @@ public:
             return future.wait_for(std::chrono::milliseconds(nMilliseconds)) ==
                    std::future_status::ready;
         };
-        return future.valid() && OSL_AwaitUnlessSilent(
-                                     nPatience, [=, this] { return Silence(eLane); }, IsReadyIn);
+        return future.valid() &&
+               OSL_AwaitUnlessSilent(
+                   nPatience, [=, this] { return Delay(eLane, nPatience); }, IsReadyIn);
     }
     /// Waits until a lane has nothing to do, as one without a thread has. False: it has been silent
     /// for so many milliseconds. Allocates nothing.
@@ -86,7 +88,7 @@ public:
     template <typename Job>
     auto Run(DiskLane eLane, Job job, std::int64_t nPatience = DISK_PATIENCE) {
         std::optional<std::invoke_result_t<Job&>> result;
-        if (Silence(eLane) >= nPatience) return result;
+        if (IsTooLong(eLane, nPatience)) return result;
         auto future = Post(eLane, std::move(job));
         if (Await(eLane, future, nPatience)) result = future.get();
         return result;
@@ -97,11 +99,20 @@ public:
     std::int64_t Silence(DiskLane eLane) const;
     /// Of the disk, whatever it was asked.
     std::int64_t Silence() const { return Silence(DiskLane::CleanUp); }
+    /// Whether the lane gives no answer now to who has so much patience.
+    bool IsTooLong(DiskLane eLane, std::int64_t nPatience) const {
+        return Delay(eLane, nPatience) >= nPatience;
+    }
 
 private:
     friend class CDiskTurn;
 
     using Call = std::function<void()>;
+
+    /// What of the patience is used up.
+    std::int64_t Delay(DiskLane eLane, std::int64_t nPatience) const {
+        return nPatience > SWITCH_PATIENCE ? Silence(eLane) : Of(eLane).m_pQueue->AtOneCall();
+    }
 
     // The lane's thread shares it.
     class CQueue {
@@ -113,8 +124,12 @@ private:
         bool IsStopped();
         /// False: not within so many milliseconds.
         bool AwaitIdle(std::int64_t nMilliseconds);
+        /// Milliseconds that the job in hand has taken so far; 0 when there is none.
+        std::int64_t AtOneCall();
 
     private:
+        using Clock = std::chrono::steady_clock;
+
         Call Take();
 
         OSL_Mutex m_mtx{OSL_LockRank::DiskCalls, "disk calls"};
@@ -122,6 +137,7 @@ private:
         std::list<Call> m_lsCalls OSL_GUARDED_BY(m_mtx);
         bool m_bStop OSL_GUARDED_BY(m_mtx) = true;
         bool m_bBusy OSL_GUARDED_BY(m_mtx) = false;
+        Clock::time_point m_busySince OSL_GUARDED_BY(m_mtx);
     };
     struct CLane {
         const std::shared_ptr<CQueue> m_pQueue = std::make_shared<CQueue>();
@@ -131,6 +147,7 @@ private:
     };
 
     CLane& Of(DiskLane eLane) { return eLane == DiskLane::Use ? m_use : m_cleanUp; }
+    const CLane& Of(DiskLane eLane) const { return eLane == DiskLane::Use ? m_use : m_cleanUp; }
 
     CLane m_use, m_cleanUp;
 

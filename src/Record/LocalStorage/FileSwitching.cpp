@@ -49,7 +49,7 @@ bool CLocalStorage::HaveNextFile(recordChannel& channel, std::int64_t nPatience)
     if (channel.pNextFile) return channel.pNextFile->objOpening.Await(0);
     const std::string strRecDir = m_objDisks.Current();
     CDiskCalls& calls = m_pIndexMgr->Disk(strRecDir)->Calls();
-    if (calls.Silence(DiskLane::Use) >= nPatience) return false;
+    if (calls.IsTooLong(DiskLane::Use, nPatience)) return false;
     const std::time_t tNow = OSL_Time();
     auto found = FindFreeSecond(strRecDir, channel.strCameraID, MAX_SECONDS_AHEAD);
     if (!calls.Await(DiskLane::Use, found, nPatience)) return false;
