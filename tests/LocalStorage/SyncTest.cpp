@@ -72,6 +72,17 @@ TEST_F(Sync, FailsAsAWriteFails) {
     }
 }
 
+TEST_F(Sync, AFileForWhichThereWasNoSecondHandleIsSyncedAllTheSame) {
+    m_faults.Fail(Op::CanSync, Any(), EOPNOTSUPP);
+    StartSyncing(10);
+    m_faults.Fail(Op::Duplicate, Any(), EMFILE);
+    const auto syncs = m_faults.Watch(Op::Sync, Ends(".mp4"));
+    ASSERT_TRUE(Open("cam_1_0", Hour(4, 8)));
+    EXPECT_TRUE(Await([&] { return syncs.Seen() > 0; }));
+    m_pEngine->Release();
+    EXPECT_THAT(Told(MESSAGEVALUE_WRITEFAIL), IsEmpty());
+}
+
 TEST_F(Sync, ReservedSpaceIsSeenByNobodyAndGivenBack) {
     constexpr std::int64_t MIB = 1 << 20;
     const recFileInfo stFile = Hour(4, 8);

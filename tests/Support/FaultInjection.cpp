@@ -109,7 +109,7 @@ int Open(const char* pPath, int nFlags, mode_t nMode) {
 
 int Duplicate(int nFile) {
     const CUncounted uncounted;
-    const int nNew = Asked<Op::Other, &OSL_Calls::pfnDuplicate>::Call(nFile);
+    const int nNew = Asked<Op::Duplicate, &OSL_Calls::pfnDuplicate>::Call(nFile);
     if (nNew >= 0) CLockedFaults()->mPathOfFile[nNew] = PathOf(nFile);
     return nNew;
 }

@@ -34,6 +34,7 @@ enum class Op {
     Any,
     Other,
     Open,
+    Duplicate,
     Close,
     Write,
     Truncate,

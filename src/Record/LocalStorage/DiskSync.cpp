@@ -7,6 +7,15 @@
 #include "IndexMgr/DiskCalls.h"
 #include "Log/LogText.h"
 
+namespace {
+
+// What a deletion pass took meanwhile needs no sync.
+bool SyncByName(const std::string& strPath, OSL_LastLink eLink) {
+    return OSL_SyncFile(strPath.c_str(), eLink) == 0 || OSL_GetSystemLastError() == ENOENT;
+}
+
+}  // namespace
+
 void CSyncedFile::Close(OSL_FileHandle hReserved) {
     m_pSync->NoteClosed(*this);
     if (hReserved == OSL_INVALID_FILE || m_pSync->m_objReserved.Add(m_strPath, hReserved)) return;
@@ -135,15 +144,18 @@ void CDiskSync::SyncWhole(OSL_FileHandle hDisk, const Files& vFiles) {
     if (OSL_SyncFileSystemOf(hDisk) != 0) Report(vFiles, OSL_GetSystemLastError());
 }
 
-// Folders last: a name that is durable leads to content that is. One that a deletion pass took
-// meanwhile needs no sync.
+// Folders last: a name that is durable leads to content that is.
 void CDiskSync::SyncEach(const Files& vFiles) {
     for (const auto& pFile : vFiles) {
-        if (OSL_SyncData(pFile->m_file.Get()) != 0) Report({pFile}, OSL_GetSystemLastError());
+        const OSL_FileHandle hFile = pFile->m_file.Get();
+        // By its name where there was no second handle to be had when it was opened.
+        const bool bSynced = hFile != OSL_INVALID_FILE
+                                 ? OSL_SyncData(hFile) == 0
+                                 : SyncByName(pFile->Path(), OSL_LastLink::Fails);
+        if (!bSynced) Report({pFile}, OSL_GetSystemLastError());
     }
     for (const std::string& strFolder : TakeFolders()) {
-        if (OSL_SyncFile(strFolder.c_str(), OSL_LastLink::IsFollowed) != 0 &&
-            OSL_GetSystemLastError() != ENOENT) {
+        if (!SyncByName(strFolder, OSL_LastLink::IsFollowed)) {
             Report(vFiles, OSL_GetSystemLastError());
         }
     }
