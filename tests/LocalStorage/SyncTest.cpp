@@ -148,8 +148,12 @@ TEST_F(Sync, FewHandlesOfClosedFilesAreKept) {
     EXPECT_LT(handles(), nBefore + 70);
 }
 
+// Also where the clock began hours ahead, in local time, say, and was set back.
 TEST_F(Sync, TheNextStartGivesBackWhatACrashLeftReserved) {
+    constexpr std::int64_t HOURS = 8 * 3600;
+    m_faults.SetTime(std::time(nullptr) + HOURS);
     Start();
+    m_faults.StepClock(-HOURS * SECOND);
     Record("cam_1_0", Hour(4, 8));
     const std::string strPath = RecordFiles().front(), strNote = Disk() + ".localstorage";
     const std::string strInUse = GetFile(strNote);

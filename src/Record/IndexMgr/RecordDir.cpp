@@ -142,7 +142,9 @@ bool CRecordDir::Lock() {
     m_nLockError = nError;
     if (nError == EWOULDBLOCK) m_bWasAway = true;
     if (!m_pLock->Note().strIdentity.empty()) m_strDiskID = m_pLock->Note().strIdentity;
-    if (m_bInUse && !m_pLock->Note().tInUse) m_pLock->SetInUse(OSL_Time());
+    // What is written after the clock was set back was written in this run, too.
+    const std::time_t tNow = OSL_Time();
+    if (m_bInUse && m_pLock->Note().tInUse.value_or(tNow + 1) > tNow) m_pLock->SetInUse(tNow);
     return nError != EWOULDBLOCK;
 }
 
