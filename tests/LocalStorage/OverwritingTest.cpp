@@ -103,6 +103,21 @@ TEST_F(Overwriting, APassThatIsGivenUpHasToldWhatItDeletedAndDeletesNoMore) {
     EXPECT_THAT(Find("cam01", Time(1, 0), Time(2, 0)), ElementsAre(Path("cam01", 1, 10)));
 }
 
+TEST_F(Overwriting, APassEndsWithTheEngine) {
+    Start(LOCAL_STORAGE_CLIENT);
+    ASSERT_TRUE(Open("cam01", recFileInfo()));
+    for (int n = 0; n < 300; ++n) {
+        PutFile(Day(1) + "/cam01/20240301_" + std::to_string(100000 + n) + ".mp4");
+    }
+    SetRoom(FULL);
+    m_faults.Before(Op::Unlink, Ends(".mp4"), [] { std::this_thread::sleep_for(1ms); });
+    m_faults.Fail(Op::Write, Ends(".mp4"), EFBIG).Times(1);
+    EXPECT_FALSE(Write("cam01", recFileInfo(), "brings the check forward"));
+    EXPECT_TRUE(Await([this] { return RecordFiles().size() < 301; }));
+    m_pEngine->Release();
+    EXPECT_THAT(Deleted(), SizeIs(256)) << "and the next start goes on";
+}
+
 TEST_F(Overwriting, WhatCannotBeReadForWantOfMeansCostsNoDay) {
     Start(LOCAL_STORAGE_CLIENT);
     for (const char* pDay : {"20240301", "20240302"}) {

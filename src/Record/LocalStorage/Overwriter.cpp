@@ -210,7 +210,7 @@ void COverwriter::MakeRoom(Pace ePace) {
 // Half the time of a pass that nobody waits for belongs to the writers.
 void COverwriter::LetWritersGo(std::int64_t nBusySince) {
     const std::int64_t nBusy = OSL_TickMilliseconds() - nBusySince;
-    if (m_ePace == Pace::Full || m_nHostCalls > 0 || m_bStop) return;
+    if (m_ePace == Pace::Full || m_nHostCalls > 0) return;
     OSL_Sleep(static_cast<std::uint32_t>(std::clamp<std::int64_t>(nBusy, 1, MAX_REST)));
 }
 
@@ -221,7 +221,7 @@ bool COverwriter::DeleteFile() try {
     if (m_eWhat > STORE_FILE_IMAGE) return false;
     const bool bImage = m_eWhat == STORE_FILE_IMAGE;
     passedOver stPassedOver;
-    for (;;) {
+    while (!m_bStop) {
         // A second look: what could not be told a moment ago must not cost a day.
         m_objDisks.AwaitAll();
         if (m_objDisks.Choose(CDisks::Prefer::First) != CDisks::Room::None) return true;
@@ -233,6 +233,7 @@ bool COverwriter::DeleteFile() try {
         if (bImage ? DeleteImageFile(day) : DeleteRecordFile(day)) return true;
         if (!stPassedOver.setDays.insert(day.stDay.Path()).second) return false;
     }
+    return false;
 } catch (const std::system_error& shortage) {
     char szError[128];
     LogText("[wtb][CLocalStorage::DeleteFile] the oldest day cannot be told, error [%s]",
@@ -269,7 +270,7 @@ void COverwriter::DeleteInBatches(const std::shared_ptr<CRecordDisk>& pDisk,
             return true;
         });
         TellAll(pBatch->vFiles, pBatch->Take(), tell);
-        if (!ended) return;
+        if (!ended || m_bStop) return;
         LetWritersGo(nBusySince);
     }
 }

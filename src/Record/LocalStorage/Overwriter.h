@@ -31,7 +31,7 @@ public:
 
     /// Of these disks' index, which must outlive all passes, files of this kind will go.
     void Start(CIndexMgr& index, StoreFileType eWhat);
-    /// A pass that goes gently hurries from now on.
+    /// A pass ends with the files in hand: a day may take minutes.
     void Stop() { m_bStop = true; }
 
     /// How fast a deletion pass goes: while a host waits for it, or one that may take its time.
@@ -66,7 +66,7 @@ private:
     bool AwaitFreedSpace() OSL_REQUIRES(m_mtxPass);
     /// Deletes files on their disk's thread, a batch at a time, but for those that `isKept`:
     /// `remove` deletes one there and owns what it uses, `tell` hears what became of it. Ends when
-    /// the disk gives no answer, with the file for which it gives none.
+    /// the disk gives no answer, with the file for which it gives none, and behind a batch at Stop.
     template <typename IsKept, typename Remove, typename Tell>
     void DeleteInBatches(const std::shared_ptr<CRecordDisk>& pDisk,
                          const std::vector<recordPath>& vFiles, IsKept isKept, Remove remove,
