@@ -217,6 +217,23 @@ TEST_F(StreamWriting, AHoleIsFollowedByANewFileOnceTheDiskTakesFiles) {
     EXPECT_THAT(Deleted(), SizeIs(0));
 }
 
+TEST_F(StreamWriting, AFileWithoutAFrameThatASickDiskRemovesLateIsTold) {
+    AddDisk("1");
+    AddDisk("2");
+    m_stInfo.bCycWrite = true;
+    StartAnalysed();
+    m_faults.AdvanceTime(SECOND);
+    m_faults.Fail(Op::Write, Below(m_dir / "1"), ENOSPC);
+    EXPECT_FALSE(WritePiece(KeyFrame()));
+    SetRoom(FULL, "1");
+    CheckDisk();
+    m_faults.Before(Op::Unlink, Ends(".mp4"), [] { std::this_thread::sleep_for(200ms); });
+    WritePiece(KeyFrame());
+    EXPECT_TRUE(Await([this] { return RecordFiles().size() == 1; }));
+    m_pEngine->Release();
+    EXPECT_THAT(Deleted(), ElementsAre(HasSubstr("/1/RecordFile/")));
+}
+
 TEST_F(StreamWriting, AFileWithoutAFrameIsRemovedWhenItIsClosed) {
     const std::function<bool()> closings[] = {
         [this] { return Close("cam01", m_stFile); },

@@ -1,6 +1,8 @@
 // Begin and end of a recording.
 
+#include <chrono>
 #include <limits>
+#include <utility>
 
 #include "LocalStorage/CallFailure.h"
 #include "LocalStorage/Conversion.h"
@@ -260,15 +262,41 @@ bool CLocalStorage::HoldsNoFrame(const recordChannel& channel) const {
 void CLocalStorage::RemoveFrameless(const std::string& strRecFilePath, std::uint64_t nFrontSize,
                                     std::int64_t nPatience) {
     const auto pDisk = m_pIndexMgr->Disk(m_objDisks.DirectoryOf(strRecFilePath));
-    const auto remove = [strRecFilePath, nFrontSize] {
+    CDiskCalls& calls = pDisk->Calls();
+    if (calls.IsTooLong(DiskLane::Use, nPatience)) return;
+    auto removed = calls.Post(DiskLane::Use, [strRecFilePath, nFrontSize] {
         OSL_FINFO_S stInfo;
         return OSL_GetFileInfo(strRecFilePath.c_str(), stInfo) == 0 && stInfo.nSize <= nFrontSize &&
                OSL_DeleteFile(strRecFilePath.c_str()) == 0;
-    };
-    if (!pDisk->Calls().Run(DiskLane::Use, remove, nPatience).value_or(false)) return;
+    });
+    if (calls.Await(DiskLane::Use, removed, nPatience)) {
+        if (removed.get()) TellRemoved(strRecFilePath);
+    } else if (removed.valid()) {
+        OSL_Guard guard(m_mtxRemovals);
+        m_lsRemovals.emplace_back(strRecFilePath, std::move(removed));
+    }
+}
+
+void CLocalStorage::TellRemoved(const std::string& strRecFilePath) {
     LogText("[wtb][CLocalStorage::CloseRecFile] no frame came, file removed, strRecFilePath[%s]",
             strRecFilePath.c_str());
     m_objEvents.SendDeleteFile(strRecFilePath);
+}
+
+void CLocalStorage::TellLateRemovals() {
+    Removals lsEnded;
+    {
+        OSL_Guard guard(m_mtxRemovals);
+        for (auto it = m_lsRemovals.begin(); it != m_lsRemovals.end();) {
+            const auto itRemoval = it++;
+            if (itRemoval->second.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
+                lsEnded.splice(lsEnded.end(), m_lsRemovals, itRemoval);
+            }
+        }
+    }
+    for (auto& [strPath, removed] : lsEnded) {
+        if (removed.get()) TellRemoved(strPath);
+    }
 }
 
 // Some disks say only now that they did not take what was written.

@@ -15,6 +15,7 @@ std::uint32_t CLocalStorage::DiskCheckProc(void* pEngine) {
     auto& engine = *static_cast<CLocalStorage*>(pEngine);
     while (engine.AwaitDiskCheck()) {
         try {
+            engine.TellLateRemovals();
             engine.m_objDisks.AskOthers();
             engine.CheckDisk(COverwriter::Pace::Gentle);
         } catch (const std::exception&) {

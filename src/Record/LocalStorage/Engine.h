@@ -24,6 +24,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "IndexMgr/IndexMgr.h"
@@ -134,9 +135,12 @@ private:
     /// Whether its file came to hold no frame; in the remote-backup layout, where the host has
     /// named it, and without analysis that is nobody's to judge.
     bool HoldsNoFrame(const recordChannel& channel) const;
-    /// Removes a closed file of no more than so many bytes, and tells.
+    /// Removes a closed file of no more than so many bytes, and tells; later, when that takes
+    /// longer than so many milliseconds of silence.
     void RemoveFrameless(const std::string& strRecFilePath, std::uint64_t nFrontSize,
                          std::int64_t nPatience);
+    void TellRemoved(const std::string& strRecFilePath);
+    void TellLateRemovals();
 
     // StreamWriting
     bool WriteClaimed(recordChannel& channel, unsigned int nDataType, const char* pBuf,
@@ -209,6 +213,10 @@ private:
     CVexList<pathNode> m_lsRecFile;  ///< result of the last query; not locked
     OSL_Mutex m_mtxLastError{OSL_LockRank::LastError, "last error"};
     int m_nLastError OSL_GUARDED_BY(m_mtxLastError) = STORAGE_ERROR_NONE;
+    /// Files whose removal is under way, of which the host is to hear.
+    using Removals = std::list<std::pair<std::string, std::future<bool>>>;
+    OSL_Mutex m_mtxRemovals{OSL_LockRank::RecordFiles, "removals"};
+    Removals m_lsRemovals OSL_GUARDED_BY(m_mtxRemovals);
     /// What a disk check decides it tells before another decides.
     OSL_Mutex m_mtxDiskCheck{OSL_LockRank::DiskCheck, "disk check"};
 };

@@ -157,6 +157,7 @@ bool CLocalStorage::Release() try {
     OSL_Thread_Wait(m_hDiskCheckThread);
     m_hDiskCheckThread = nullptr;
     LogText("[wtb][CLocalStorage::Release] close disk check thread");
+    TellLateRemovals();
     StopDisks(std::move(setHung));
     m_bInit = false;
     LogText("[wtb][CLocalStorage::Release] success");
@@ -250,6 +251,10 @@ void CLocalStorage::CloseAllChannels(std::set<std::string>& setHung) {
 }
 
 void CLocalStorage::StopDisks(std::set<std::string> setHung) {
+    {
+        OSL_Guard guard(m_mtxRemovals);
+        m_lsRemovals.clear();
+    }
     m_objSyncs.Stop(setHung);
     if (m_pIndexMgr) m_pIndexMgr->Release(setHung);
     m_objDisks.Assign({}, false);
