@@ -42,7 +42,7 @@ option KeepOption(const std::string& strName, unsigned& nDays, const std::string
 /// Those that each camera may have for itself.
 std::vector<option> CameraOptions(cameraSettings& st) {
     option stStall =
-        SpanOption("--stall", st.strStall, "Connect anew when nothing comes for so long");
+        SpanOption("--stall", st.strStall, "Connect anew when no picture comes for so long");
     stStall.strDefault = st.strStall;
     return {
         ContainerOption(st.stForm.strContainer),

@@ -41,14 +41,17 @@ std::optional<UtcTime> CameraTimeOf(const AVPacket& stPacket) {
 }  // namespace
 
 bool NextPacket(const openMedia& stMedia, AVPacket& stPacket) {
-    do {
+    const bool bLive = stMedia.eSource == ESource::Live;
+    for (;;) {
         av_packet_unref(&stPacket);
         stMedia.pGuard->Rearm();
         const int nResult = av_read_frame(stMedia.pFormat.get(), &stPacket);
         if (nResult == AVERROR_EOF || (nResult < 0 && stMedia.pGuard->IsStopped())) return false;
         if (nResult < 0) FailToRead(stMedia, nResult);
-    } while (!stMedia.Has(*stMedia.pFormat->streams[stPacket.stream_index]));
-    return true;
+        stMedia.pGuard->Note(!bLive || stPacket.stream_index == stMedia.pStream->index);
+        if (stMedia.Has(*stMedia.pFormat->streams[stPacket.stream_index])) return true;
+        if (bLive && stMedia.HasChanged()) throw CFailure("the camera has changed its streams");
+    }
 }
 
 void MendPacket(CTimeMender& objMender, ETrack eTrack, AVPacket& stPacket, std::int64_t nArrived) {

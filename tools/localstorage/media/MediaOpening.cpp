@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <span>
 #include <string_view>
 
 extern "C" {
@@ -48,7 +49,7 @@ int EndsWaiting(void* pGuard) {
 std::string ReasonOf(int nError, CInputGuard& objGuard) {
     if (objGuard.IsStopped()) return "stopped";
     if (objGuard.IsSilent()) {
-        return "nothing came for " +
+        return (objGuard.HaveOthersCome() ? "no picture came for " : "nothing came for ") +
                Count(static_cast<std::uint64_t>(objGuard.Patience().count()), "second");
     }
     if (nError == AVERROR_HTTP_UNAUTHORIZED || nError == AVERROR_HTTP_FORBIDDEN) {
@@ -186,14 +187,27 @@ bool IsInputOption(const std::string& strName) {
 }
 
 CInputGuard::CInputGuard(const std::atomic<bool>* pStop, const mediaOptions& stOptions)
-    : m_pStop(pStop), m_nStall(stOptions.nStall), m_pHeartbeat(stOptions.pHeartbeat) {
-    Expect(stOptions.nOpening);
+    : m_pStop(pStop),
+      m_nStall(stOptions.nStall),
+      m_pHeartbeat(stOptions.pHeartbeat),
+      m_nLeft(m_nStall) {
+    Expect(stOptions.nOpening, stOptions.nOpening);
 }
 
-void CInputGuard::Expect(std::chrono::seconds nPatience) {
+void CInputGuard::Expect(std::chrono::seconds nPatience, Clock::duration nLeft) {
     if (m_bSilent) return;
     m_nPatience = nPatience;
-    m_tDeadline = std::chrono::steady_clock::now() + nPatience;
+    m_tDeadline = Clock::now() + nLeft;
+}
+
+void CInputGuard::Rearm() {
+    Expect(m_nStall, m_nLeft);
+}
+
+void CInputGuard::Note(bool bPicture) {
+    if (m_bSilent) return;
+    m_nLeft = bPicture ? m_nStall : m_tDeadline - Clock::now();
+    m_bOthersCame = !bPicture;
 }
 
 bool CInputGuard::EndsWaiting() {
@@ -202,14 +216,14 @@ bool CInputGuard::EndsWaiting() {
 }
 
 bool CInputGuard::IsSilent() {
-    m_bSilent = m_bSilent || std::chrono::steady_clock::now() > m_tDeadline;
+    m_bSilent = m_bSilent || Clock::now() > m_tDeadline;
     return m_bSilent;
 }
 
 void CInputGuard::BeginClosing() {
     m_pStop = nullptr;
     m_bSilent = false;
-    Expect(LAST_WORD);
+    Expect(LAST_WORD, LAST_WORD);
 }
 
 void closeGuarded::operator()(AVFormatContext* p) const {
@@ -222,8 +236,10 @@ bool openMedia::IsTransport() const {
 }
 
 bool openMedia::HasChanged() const {
-    const AVStream& stLast = *pFormat->streams[pFormat->nb_streams - 1];
-    const bool bOther = IsVideo(stLast) && stLast.discard != AVDISCARD_ALL && &stLast != pStream;
+    const std::span vStreams(pFormat->streams, pFormat->nb_streams);
+    const bool bOther = std::any_of(vStreams.begin(), vStreams.end(), [&](const AVStream* p) {
+        return IsVideo(*p) && p->discard != AVDISCARD_ALL && p != pStream;
+    });
     return bOther || CodecOf(*pStream) != eCodec;
 }
 

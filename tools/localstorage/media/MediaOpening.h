@@ -63,8 +63,10 @@ public:
     /// `pStop` may be null.
     CInputGuard(const std::atomic<bool>* pStop, const mediaOptions& stOptions);
 
-    /// A packet is waited for from now on.
-    void Rearm() { Expect(m_nStall); }
+    /// A packet is waited for from now on: for as long as is left of the wait for a picture.
+    void Rearm();
+    /// It has come. Sound alone is no sign that pictures will.
+    void Note(bool bPicture);
     /// The input is being closed: a last word to the other side is let through in spite of all.
     void BeginClosing();
 
@@ -74,16 +76,21 @@ public:
     /// Asked again and again by whatever waits.
     bool EndsWaiting();
     std::chrono::seconds Patience() const { return m_nPatience; }
+    /// Something came since the last picture.
+    bool HaveOthersCome() const { return m_bOthersCame; }
 
 private:
-    void Expect(std::chrono::seconds nPatience);
+    using Clock = std::chrono::steady_clock;
+
+    void Expect(std::chrono::seconds nPatience, Clock::duration nLeft);
 
     const std::atomic<bool>* m_pStop;
     const std::chrono::seconds m_nStall;
     CHeartbeat* const m_pHeartbeat;
     std::chrono::seconds m_nPatience{0};
-    std::chrono::steady_clock::time_point m_tDeadline;
-    bool m_bSilent = false;
+    Clock::duration m_nLeft;  ///< of m_nStall, when a packet is waited for next
+    Clock::time_point m_tDeadline;
+    bool m_bSilent = false, m_bOthersCame = false;
 };
 
 struct closeGuarded {
