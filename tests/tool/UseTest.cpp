@@ -187,6 +187,46 @@ TEST_F(ToolUse, ACameraThatComesBackAndOneThatChangesBeginNewFiles) {
     ExpectEnd(2, RECORD + "--camera b=pipe --input-option nosuch=1", "no option");
 }
 
+// It is told that a camera has to be connected to anew, and what came before is not lost with it
+// (of a stream that went on under another number FFmpeg keeps the last two pictures).
+TEST_F(ToolUse, OnlyPicturesKeepALiveStreamAlive) {
+    const struct {
+        const char *pStream, *pWhy;
+        int nPictures;
+    } ROWS[] = {{"numbers.ts", "has changed its streams", 48},
+                {"stops.ts", "no picture came for 1 second", 150},
+                {"sizes.h264", "nothing came for 1 second", 225}};
+    for (const auto& row : ROWS) {
+        fs::remove("pipe");
+        ASSERT_EQ(mkfifo("pipe", 0600), 0);
+        const int nPipe = open("pipe", O_RDWR | O_NONBLOCK);
+        const std::string strBytes = GetFile(std::string("streams/") + row.pStream);
+        std::jthread writer([&](const std::stop_token& stop) {
+            for (std::size_t n = 0; n < strBytes.size() && !stop.stop_requested();) {
+                const std::string strPiece = strBytes.substr(n, 1000);
+                const bool bWritten = write(nPipe, strPiece.data(), strPiece.size()) > 0;
+                n += bWritten ? strPiece.size() : 0;
+                if (!bWritten || row.nPictures == 150) std::this_thread::sleep_for(20ms);
+            }
+        });
+        std::vector<UtcTime> vArrived;
+        try {
+            CMediaInput objInput("pipe", nullptr, {.nStall = 1s, .eAudio = EAudio::Yes});
+            while (const accessUnit* pUnit = objInput.Next()) {
+                if (pUnit->eTrack == ETrack::Video) vArrived.push_back(*pUnit->optArrived);
+            }
+            ADD_FAILURE() << row.pStream << " ended";
+        } catch (const CFailure& error) {
+            EXPECT_THAT(error.what(), HasSubstr(row.pWhy));
+        }
+        writer = {};
+        close(nPipe);
+        ASSERT_EQ(vArrived.size(), row.nPictures) << row.pStream;
+        EXPECT_GT(vArrived[20] - vArrived[10], 100ms)
+            << row.pStream << ": as far apart as they came";
+    }
+}
+
 TEST_F(ToolUse, ARecordingThatBeganTheDayBeforeIsFound) {
     Import("d1", "2024-03-04 23:59:57");
     Import("d2", "2024-03-05 00:00:30");

@@ -149,8 +149,13 @@ std::optional<UtcTime> CMediaInput::Read(AVPacket& stPacket) {
 
 /// Moves one packet from the container to its track.
 void CMediaInput::ReadPacket() {
-    std::optional<UtcTime> optCame = m_objBacklog.Next(*m_pPacket);
-    if (!optCame) optCame = Read(*m_pPacket);
+    std::optional<UtcTime> optCame;
+    try {
+        optCame = m_objBacklog.Next(*m_pPacket);
+        if (!optCame) optCame = Read(*m_pPacket);
+    } catch (const CFailure&) {
+        m_pBroken = std::current_exception();
+    }
     m_bEnded = !optCame;
     LookForLateAudio();
     if (m_bEnded) {
@@ -200,6 +205,7 @@ const accessUnit* CMediaInput::Next() {
     for (;;) {
         av_packet_unref(m_pPacket.get());
         if (PullVideo() || PullAudio()) break;
+        if (m_pBroken) std::rethrow_exception(std::exchange(m_pBroken, nullptr));
         if (m_bEnded) return nullptr;
         ReadPacket();
     }

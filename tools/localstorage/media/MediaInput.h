@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -116,6 +117,7 @@ private:
     bool m_bAudioWanted = false;
     bool m_bToldTrouble = false;
     bool m_bEnded = false;
+    std::exception_ptr m_pBroken;  ///< what ended it, until all that came before is handed out
 };
 
 /// Seconds that a stream lasts, found by reading it whole; for inputs that do not know it.
