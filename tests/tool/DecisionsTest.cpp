@@ -86,8 +86,9 @@ TEST(Camera, WhatComesBackAndWhatIsPaced) {
     const std::pair<const char*, ESource> ROWS[] = {
         {"rtsp://host/1", ESource::Live},    {"udp://127.0.0.1:5000", ESource::Live},
         {"tcp://h:1?listen", ESource::Live}, {"http://host/live", ESource::Web},
-        {"/disk/rtsp.mp4", ESource::File},   {"file:udp.mp4", ESource::File},
-        {"nothing", ESource::File},          {"/dev/tty", ESource::Live},
+        {"rtmpts://host/1", ESource::Live},  {"file:udp.mp4", ESource::File},
+        {"/disk/rtsp.mp4", ESource::File},   {"nothing", ESource::File},
+        {"/dev/tty", ESource::Live},
     };
     for (const auto& [pAddress, eSource] : ROWS) EXPECT_EQ(SourceOf(pAddress), eSource) << pAddress;
 }

@@ -185,6 +185,7 @@ TEST_F(ToolUse, ACameraThatComesBackAndOneThatChangesBeginNewFiles) {
                            {"a", {150, 150}}, {"sizes.h264", {150, 75}}}));
     EXPECT_EQ(Events(st, "lost").back()["reconnections"], 1);
     ExpectEnd(2, RECORD + "--camera b=pipe --input-option nosuch=1", "no option");
+    ExpectEnd(0, RECORD + "--camera b=- --pace fast <streams/h264.mp4");
 }
 
 // It is told that a camera has to be connected to anew, and what came before is not lost with it

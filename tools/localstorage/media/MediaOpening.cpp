@@ -20,9 +20,10 @@ constexpr auto LAST_WORD = std::chrono::seconds(2);
 // No file name begins so: FFmpeg takes what stands in front of a colon for a protocol.
 constexpr std::string_view VARIABLE = "env:", ADDRESS_FILE = "address-file:";
 
-constexpr std::string_view LIVE_SCHEMES[] = {"rtsp", "rtsps", "rtmp", "rtmps",   "rtmpt", "rtmpe",
-                                             "srt",  "udp",   "rtp",  "udplite", "srtp",  "tcp",
-                                             "tls",  "unix",  "rist", "mmsh",    "mmst",  "sctp"};
+constexpr std::string_view LIVE_SCHEMES[] = {"rtsp",  "rtsps",  "rtmp", "rtmps", "rtmpt", "rtmpts",
+                                             "rtmpe", "rtmpte", "srt",  "udp",   "rtp",   "udplite",
+                                             "srtp",  "tcp",    "tls",  "unix",  "rist",  "mmsh",
+                                             "mmst",  "sctp",   "zmq",  "amqp"};
 constexpr std::string_view WEB_SCHEMES[] = {"http", "https"};
 
 template <std::size_t N>
@@ -63,7 +64,7 @@ std::string ReasonOf(int nError, CInputGuard& objGuard) {
 std::string OpenPipe(const std::string& strAddress, openMedia& stMedia) {
     const std::string strPath = PathOf(strAddress);
     std::error_code error;
-    if (!std::filesystem::is_fifo(strPath, error)) return strAddress;
+    if (!std::filesystem::is_fifo(strPath, error)) return strAddress == "-" ? strPath : strAddress;
     stMedia.pFifo = std::make_unique<CFifo>(strPath);
     while (!stMedia.pFifo->HasCome()) {
         if (!stMedia.pGuard->EndsWaiting()) continue;
