@@ -1,15 +1,33 @@
-"""An engine of the library, which calls of many threads share and one of them ends."""
+"""An engine of the library, which calls of many threads share and one of them ends, and its channels."""
 
 import os
 import threading
 import weakref
-from typing import TYPE_CHECKING, Any, Optional
+from typing import Any, Optional, Set
 
 from ._events import raise_held, refuse_in_event
 from ._library import library
 
-if TYPE_CHECKING:
-    from .channel import Channel
+
+class ChannelHandle:
+    """A channel's pointer, for who has the turn; None once the channel or its engine is closed.
+
+    Both have it: where they are forgotten together, either may be collected first.
+    """
+
+    def __init__(self, pointer: int) -> None:
+        self.pointer: Optional[int] = pointer
+        self.turn = threading.Lock()
+
+    def lose(self) -> None:
+        """The engine is about to free it."""
+        with self.turn:
+            self.pointer = None
+
+    def leave_to_parent(self) -> None:
+        """See EngineHandle."""
+        self.turn = threading.Lock()
+        self.pointer = None
 
 
 class EngineHandle:
@@ -20,7 +38,7 @@ class EngineHandle:
 
     def __init__(self, pointer: int, callback: Any) -> None:
         self.callback = callback  # the library calls it for as long as it has the engine
-        self.channels: "weakref.WeakSet[Channel]" = weakref.WeakSet()
+        self.channels: Set[ChannelHandle] = set()  # that are open
         self.closed = False
         self._pointer: Optional[int] = pointer
         self._calls = 0
@@ -51,7 +69,7 @@ class EngineHandle:
         if pointer is None:
             return
         for channel in list(self.channels):
-            channel._lose()
+            channel.lose()
         library.ls_engine_close(pointer)
         raise_held()
 
@@ -65,7 +83,7 @@ class EngineHandle:
         self._calls = 0
         self._changed = threading.Condition()
         for channel in list(self.channels):
-            channel._leave_to_parent()
+            channel.leave_to_parent()
 
 
 _handles: "weakref.WeakSet[EngineHandle]" = weakref.WeakSet()

@@ -1,12 +1,12 @@
 """An open recording."""
 
 import ctypes
-import threading
 import warnings
-from typing import TYPE_CHECKING, Any, Optional
+from typing import TYPE_CHECKING, Any
 
 from ._buffers import AnyBytes, with_bytes
 from ._events import outside_of_event, raise_held, refuse_in_event
+from ._handle import ChannelHandle
 from ._library import library
 from .errors import ErrorCode, check
 
@@ -22,9 +22,9 @@ class Channel:
 
     def __init__(self, engine: "Engine", pointer: int, camera: str) -> None:
         self._engine = engine  # not to be collected before its channels
-        self._pointer: Optional[int] = pointer
+        self._handle = ChannelHandle(pointer)
+        engine._handle.channels.add(self._handle)
         self._camera = camera
-        self._turn = threading.Lock()
         self._reason = ctypes.c_int()  # of the call that has the turn
 
     @property
@@ -35,7 +35,7 @@ class Channel:
     @property
     def closed(self) -> bool:
         """Whether it has ended, by itself or with its engine."""
-        return self._pointer is None
+        return self._handle.pointer is None
 
     def write(self, data: AnyBytes) -> None:
         """Appends a piece of the stream, of any size: bytes or whatever has a buffer, not copied.
@@ -52,12 +52,13 @@ class Channel:
     def close(self) -> None:
         """Ends the recording, also when it raises WriteFailed: the end of it was not written."""
         refuse_in_event()
-        with self._turn:
-            if self._pointer is None:
+        with self._handle.turn:
+            if self._handle.pointer is None:
                 return
-            code = library.ls_channel_close(self._pointer, self._reason)
+            code = library.ls_channel_close(self._handle.pointer, self._reason)
             if code != ErrorCode.NO_MEMORY:  # then it is still open
-                self._pointer = None
+                self._handle.pointer = None
+                self._engine._handle.channels.discard(self._handle)
             raise_held()
             check(code, f"closing {self._camera}", self._reason)
 
@@ -79,20 +80,11 @@ class Channel:
         refuse_in_event()
 
         def call(address: Any, size: int) -> None:
-            with self._turn:
-                if self._pointer is None:
+            with self._handle.turn:
+                if self._handle.pointer is None:
                     raise ValueError("the channel is closed, or left to the parent process")
-                code = function(self._pointer, address, size, self._reason)
+                code = function(self._handle.pointer, address, size, self._reason)
                 raise_held()
                 check(code, f"writing to {self._camera}", self._reason)
 
         with_bytes(data, call)
-
-    def _lose(self) -> None:
-        """Its engine is about to free it."""
-        with self._turn:
-            self._pointer = None
-
-    def _leave_to_parent(self) -> None:
-        self._turn = threading.Lock()
-        self._pointer = None

@@ -111,8 +111,7 @@ class Engine:
             check(code, f"recording {camera}", reason)
             assert pointer.value is not None
             channel = Channel(self, pointer.value, camera)
-            self._handle.channels.add(channel)
-            return channel
+            return channel  # what is raised on the way out has it, and the engine closes it
 
     def snapshot(self, camera: str, data: AnyBytes) -> Path:
         """Stores a picture of a camera (JPEG), and tells its path.

@@ -121,6 +121,15 @@ def test_forgotten_engines_are_closed(disk):
 
 
 @pytest.mark.filterwarnings("ignore::ResourceWarning")
+def test_an_engine_is_collected_before_its_channels(disk):
+    cycle = [Engine(disk, raw=True)]
+    cycle += [cycle, *(cycle[0].record(str(camera)) for camera in range(8))]
+    del cycle
+    gc.collect()
+    Engine(disk).close()
+
+
+@pytest.mark.filterwarnings("ignore::ResourceWarning")
 def test_collected_inside_of_an_event(tmp_path):
     """Of another engine: the one that is collected is closed all the same."""
     cycle = [Engine(tmp_path / "1")]
@@ -159,7 +168,7 @@ channel.write(b"x")
 
 def test_a_forked_child_has_no_engine(disk):
     with Engine(disk, raw=True) as engine, engine.record("door") as channel:
-        with channel._turn:  # as another thread may have it
+        with channel._handle.turn:  # as another thread may have it
             child = os.fork()
             if child == 0:
                 try:
