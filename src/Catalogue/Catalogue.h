@@ -87,11 +87,11 @@ using StepRunner = std::function<void(const SearchStep& fnStep, found<recording>
 /// the second unless each is asked.
 /// Begin and end are those of the stamps that key frames carry; in the remote-backup layout only
 /// where they agree with the name. Without stamps a recording begins as its name says. In the
-/// client layout, whose names tell no end, it is then as long as its container's times say, or as
-/// its frames at their own rate; those are counted only where the file was not last changed just
-/// when the camera's next one began. It never reaches into the next one. An hour that clocks show
-/// twice is told apart by the stamps, else by the file's last change. A few threads read the
-/// folders, unless of a single camera.
+/// client layout, whose names tell no end, it is then as long as its container's times say, unless
+/// they were put back, or as its frames at their own rate; those are counted only where the file
+/// was not last changed just when the camera's next one began. It never reaches into the next one.
+/// An hour that clocks show twice is told apart by the stamps, else by the file's last change. A
+/// few threads read the folders, unless of a single camera.
 found<recording> SearchRecordings(const std::vector<std::string>& vDirs,
                                   const recordingFilter& stFilter);
 /// The same in the directories in which `fnRun` works; what that throws leaves this.

@@ -72,6 +72,13 @@ FrameIterator FindLastStamp(FrameIterator itFirst, FrameIterator itEnd) {
     return itBehind == itFirst ? itEnd : std::prev(itBehind);
 }
 
+/// Whether the end of the recording is shown before its beginning: its clock was put back, and
+/// tells no length.
+bool IsPutBack(std::int64_t nBegin, const Frames& vTail) {
+    const auto itLast = std::find_if(vTail.rbegin(), vTail.rend(), HasPts);
+    return itLast != vTail.rend() && TicksBetween(nBegin, *itLast->nPts) < 0;
+}
+
 /// From a presentation time to the end of what is shown last in the tail of the recording.
 std::optional<UtcTime::duration> LengthFrom(std::int64_t nPts, const Frames& vTail) {
     const auto itFirst = std::find_if(vTail.begin(), vTail.end(), HasPts);
@@ -122,9 +129,10 @@ public:
         for (std::uint64_t nSize = SHORT_TAIL;; nSize *= 4) {
             const bool bLast = nSize >= std::min(LONGEST_TAIL, m_objBytes.Size());
             const Frames vTail = FindFrames(m_stForm, m_objBytes.ReadTail(nSize));
-            if (m_bPts) st.nLength = LengthFrom(*m_itHead->nPts, vTail);
+            const bool bLength = m_bPts && !IsPutBack(*m_itHead->nPts, vTail);
+            if (bLength) st.nLength = LengthFrom(*m_itHead->nPts, vTail);
             if (m_bStamps) st.tEnd = EndOf(vTail, bLast);
-            if (bLast || (m_bStamps ? st.tEnd.has_value() : !m_bPts || st.nLength)) return;
+            if (bLast || (m_bStamps ? st.tEnd.has_value() : !bLength || st.nLength)) return;
         }
     }
 
