@@ -173,6 +173,8 @@ TEST_F(ServeUse, AClipIsStreamedOverSeveralRecordings) {
     const openMedia stMedia = OpenMedia("clip.mp4", nullptr);
     EXPECT_EQ(CountPackets("clip.mp4", EAudio::No), 450u);
     EXPECT_GE(stMedia.pStream->codecpar->extradata_size, 20) << "players need its parameter sets";
+    EXPECT_EQ(strAnswer.find("mfra"), std::string::npos)
+        << "a list that grows while a viewer stays";
     for (const char* pWrong : {"0", "-1", "1e3", "nan", "inf", "99999999", "1s", ""}) {
         Expect(strTarget + pWrong, 400);
     }

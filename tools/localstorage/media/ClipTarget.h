@@ -56,9 +56,11 @@ public:
     CClipStream& operator=(const CClipStream&) = delete;
 
     const std::string& Name() const override { return m_strName; }
-    /// No fragment is longer than half a second, or what is live would be late.
+    /// No fragment is longer than half a second, or what is live would be late. A list of all of
+    /// them at the end would grow for as long as a viewer stays.
     const char* Layout() const override {
-        return "movflags=frag_keyframe+delay_moov+default_base_moof:frag_duration=500000:"
+        return "movflags=frag_keyframe+delay_moov+default_base_moof+skip_trailer:"
+               "frag_duration=500000:"
                "write_prft=wallclock";  // of capture, as packets tell it
     }
     AVIOContext* Open(int& nError) override;

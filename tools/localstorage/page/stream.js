@@ -94,6 +94,8 @@ export class Stream {
         if (this.#buffer?.buffered.length && behind - this.#buffer.buffered.start(0) > BEHIND) {
             this.#buffer.remove(0, behind);
             await once(this.#buffer, 'updateend');
+            const first = this.fragments.findLastIndex(({ media }) => media <= behind);
+            this.fragments.splice(0, Math.max(0, first));
         }
     }
 
