@@ -1,5 +1,6 @@
 // The tool as people use it: record, import, query, export and the rest, on real streams.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "RecordTree/RecordDirectory.h"
@@ -370,6 +371,19 @@ TEST_F(ToolUse, ARunningHostIsLeftAloneAndCtrlCClosesIt) {
     EXPECT_EQ(st.nCode, 0) << st.strErr;
     EXPECT_EQ(Events(st, "snapshot").size(), 1u);
     EXPECT_EQ(Events(st, "closed").size(), 1u);
+}
+
+TEST_F(ToolUse, WhoReadsNoEventsHoldsNoRecordingUp) {
+    ASSERT_EQ(mkfifo("events", 0600), 0);
+    const int nPipe = open("events", O_RDWR | O_NONBLOCK);
+    while (write(nPipe, "\n", 1) > 0) {
+    }
+    const pid_t nPid = StartTool(RECORD + Cameras({"h264.mp4"}), "events").nPid;
+    bool bEnded = false;
+    EXPECT_TRUE(Await([&] { return bEnded = bEnded || waitpid(nPid, nullptr, WNOHANG) == nPid; }));
+    if (!bEnded) kill(nPid, SIGKILL);
+    close(nPipe);
+    EXPECT_EQ(Frames(Tool("query --dir disk" + EVER).Json().at(0)["path"]).size(), 150u);
 }
 
 TEST_F(ToolUse, ExitCodes) {

@@ -1,6 +1,7 @@
 // localstorage record: records cameras in the client layout, all at once. Live ones until it is
 // stopped, files until their end.
 
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -19,7 +20,7 @@
 #include "host/Periodic.h"
 #include "host/ServiceReport.h"
 #include "screen/EventPrinter.h"
-#include "screen/Terminal.h"
+#include "screen/PrintQueue.h"
 
 namespace {
 
@@ -60,8 +61,9 @@ CEventHook* HookFor(std::unique_ptr<CEventHook>& pHook, const std::string& strCo
 /// Everything that runs while cameras are recorded.
 class CRecording {
 public:
-    explicit CRecording(recordOptions& stOptions)
+    CRecording(recordOptions& stOptions, CPrintQueue& objOutput)
         : m_stOptions(stOptions),
+          m_objOutput(objOutput),
           m_objPrinter(stOptions.bJson, !IsReadByJournal(outputStream::OUT),
                        HookFor(m_pHook, stOptions.strOnEvent)),
           m_objExpiry(
@@ -83,7 +85,7 @@ public:
                               : Clock::now() + SpanOf(m_stOptions.strDuration);
         CServiceReport objReport;
         while (!m_objCameras.IsDone()) {
-            if (m_objLines.Enabled()) m_objLines.Show(m_objCameras.LiveLines());
+            if (m_objOutput.HasLiveLines()) m_objOutput.Show(m_objCameras.LiveLines());
             objReport.Update(m_objCameras);
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             if (TakeReloadSignal()) Reload(objReport);
@@ -151,7 +153,7 @@ private:
     }
 
     recordOptions& m_stOptions;
-    CLiveLines m_objLines;
+    CPrintQueue& m_objOutput;
     std::unique_ptr<CEventHook> m_pHook;
     CEventPrinter m_objPrinter;
     CExpiry m_objExpiry;
@@ -178,6 +180,14 @@ std::vector<std::string> PrepareDirs(const recordOptions& st) {
     return vPrepared;
 }
 
+int Record(recordOptions& st, CPrintQueue& objOutput, const std::atomic<bool>& bStop) {
+    CRecording objRecording(st, objOutput);
+    objRecording.Run(bStop);
+    // Who is stopped while a camera is away has not failed.
+    return objRecording.HasFailed() || (!bStop && objRecording.LacksCamera()) ? EXIT_FAILED
+                                                                              : EXIT_OK;
+}
+
 int Run(recordOptions& st) {
     const std::atomic<bool>& bStop = CatchStopSignals();
     if (!st.stConfig.strPath.empty() && !IsTerminal(outputStream::ERR)) CatchReloadSignal();
@@ -192,11 +202,11 @@ int Run(recordOptions& st) {
     if (st.stHost.vDirs.size() > 1 && !st.stHost.bCyclic) {
         PrintMessage("without --cyclic only " + st.stHost.vDirs[0] + " is recorded on");
     }
-    CRecording objRecording(st);
-    objRecording.Run(bStop);
-    // Who is stopped while a camera is away has not failed.
-    return objRecording.HasFailed() || (!bStop && objRecording.LacksCamera()) ? EXIT_FAILED
-                                                                              : EXIT_OK;
+    CPrintQueue objOutput;
+    const int nCode = Record(st, objOutput, bStop);
+    // Deliberate: what nobody reads holds the thread that prints it.
+    if (!objOutput.End()) std::_Exit(nCode);
+    return nCode;
 }
 
 }  // namespace

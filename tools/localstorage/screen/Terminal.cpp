@@ -14,6 +14,26 @@ namespace {
 std::recursive_mutex g_mtxScreen;
 CLiveLines* g_pLive = nullptr;
 
+std::mutex g_mtxDiverted;
+std::function<void(std::function<void()>)> g_fnTake;  ///< guarded by g_mtxDiverted
+
+/// Has a text printed, or handed over.
+void Print(void (*pPrint)(std::string_view), std::string_view strText) {
+    {
+        const std::lock_guard lock(g_mtxDiverted);
+        if (g_fnTake) return g_fnTake([pPrint, str = std::string(strText)] { pPrint(str); });
+    }
+    pPrint(strText);
+}
+
+void PrintLineNow(std::string_view strText) {
+    static const bool s_bTerminal = IsTerminal(outputStream::OUT);
+    CLiveLines::Pause stPause;
+    std::cout << strText << '\n';
+    // Whoever reads events, or watches, sees them as they come.
+    if (g_pLive || s_bTerminal) std::cout.flush();
+}
+
 }  // namespace
 
 bool IsUtf8Locale() {
@@ -31,15 +51,20 @@ bool WantsColour() {
     return IsTerminal(outputStream::OUT) && !std::getenv("NO_COLOR");
 }
 
+void DivertPrinting(std::function<void(std::function<void()>)> fnTake) {
+    const std::lock_guard lock(g_mtxDiverted);
+    g_fnTake = std::move(fnTake);
+}
+
 void PrintLine(std::string_view strText) {
-    static const bool s_bTerminal = IsTerminal(outputStream::OUT);
-    CLiveLines::Pause stPause;
-    std::cout << strText << '\n';
-    // Whoever reads events, or watches, sees them as they come.
-    if (g_pLive || s_bTerminal) std::cout.flush();
+    Print(PrintLineNow, strText);
 }
 
 void PrintMessage(std::string_view strText) {
+    Print(PrintMessageNow, strText);
+}
+
+void PrintMessageNow(std::string_view strText) {
     CLiveLines::Pause stPause;
     std::cerr << "localstorage: " << strText << std::endl;
 }

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,12 @@ bool WantsColour();
 void PrintLine(std::string_view strText);
 /// Prints "localstorage: TEXT" to standard error, above the live lines. Any thread.
 void PrintMessage(std::string_view strText);
+
+/// From now on both only hand over what prints, to be called by one thread; nothing: they print
+/// again. See CPrintQueue.
+void DivertPrinting(std::function<void(std::function<void()>)> fnTake);
+/// As PrintMessage, but at once.
+void PrintMessageNow(std::string_view strText);
 
 /// Lines at the bottom of the terminal on standard error that are drawn again and again. One
 /// instance at a time; any thread.

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t SUM_WIDTH = 8;  // 08:00:00
+constexpr std::size_t SUM_COLUMNS = 8;  // 08:00:00
 constexpr std::size_t LEAST_BAR = 24;
 constexpr std::size_t WIDEST_NAME = 24;
 
@@ -94,7 +94,7 @@ std::vector<std::string> ColourLegend(const timelineDay& stTimeline, const std::
 
 std::vector<std::string> DrawBars(const timelineDay& stTimeline, const barStyle& stStyle) {
     const std::size_t nName = NameWidth(stTimeline);
-    const std::size_t nTaken = nName + 2 + 4 + SUM_WIDTH;
+    const std::size_t nTaken = nName + 2 + 4 + SUM_COLUMNS;
     const std::size_t nColumns = std::max<std::size_t>(
         LEAST_BAR, stStyle.nWidth > nTaken + 1 ? stStyle.nWidth - nTaken - 1 : 0);
     std::vector<std::string> vLines;
